@@ -1,0 +1,80 @@
+// Rows of the speed table: the library against a named peer, both in this
+// process.
+//
+// A row is two benchmarks, "row/ours" and "row/peer"; the figure is the ratio
+// of the medians of several repetitions. The limit is what the row promises; 0
+// promises nothing.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <map>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+struct Row {
+  const char* name;
+  const char* peer;
+  void (*ours)(benchmark::State&);
+  void (*theirs)(benchmark::State&);
+  double limit;  // time of ours / time of the peer, at most
+};
+
+// Something the compiler must not see through.
+template <class T>
+T opaque(T value) {
+  asm volatile("" : "+r"(value));
+  return value;
+}
+
+class MedianReporter : public benchmark::BenchmarkReporter {
+ public:
+  bool ReportContext(const Context&) override { return true; }
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) {
+      if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
+        medians_[run.run_name.function_name] = run.GetAdjustedRealTime();
+      }
+    }
+  }
+  double median(const std::string& name) const { return medians_.at(name); }
+
+ private:
+  std::map<std::string, double> medians_;
+};
+
+// Prints the rows. Result: 1 if one of them missed its limit, else 0.
+inline int run_rows(std::span<const Row> rows) {
+  for (const Row& row : rows) {
+    for (const bool ours : {true, false}) {
+      const std::string name = std::string(row.name) + (ours ? "/ours" : "/peer");
+      benchmark::RegisterBenchmark(name.c_str(), ours ? row.ours : row.theirs)
+          ->Repetitions(9)
+          ->MinTime(0.05)
+          ->ReportAggregatesOnly()
+          ->Unit(benchmark::kNanosecond);
+    }
+  }
+  MedianReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  int status = 0;
+  for (const Row& row : rows) {
+    const double ours = reporter.median(std::string(row.name) + "/ours");
+    const double peer = reporter.median(std::string(row.name) + "/peer");
+    const bool kept = row.limit == 0 || ours / peer <= row.limit;
+    status |= !kept;
+    std::printf("%-34s %-24s %10.1f %10.1f %7.3f ", row.name, row.peer, ours, peer, ours / peer);
+    if (row.limit == 0) {
+      std::printf("%7s\n", "-");
+    } else {
+      std::printf("%7.3f%s\n", row.limit, kept ? "" : "  missed");
+    }
+  }
+  return status;
+}
+
+}  // namespace bench

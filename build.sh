@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Sets the machine up and builds both targets into build/host and build/windows.
+set -euo pipefail
+cd "$(dirname "$0")"
+
+scripts/setup.sh || TARN_HOST_ONLY=1 scripts/setup.sh
+
+build() {
+  cmake --preset "$1" >"build/$1.log" 2>&1 || {
+    cat "build/$1.log" >&2
+    exit 1
+  }
+  cmake --build "build/$1" >>"build/$1.log" 2>&1 || {
+    tail -n 60 "build/$1.log" >&2
+    exit 1
+  }
+}
+
+mkdir -p build
+echo "Building the host target"
+build host
+if command -v x86_64-w64-mingw32-g++-posix >/dev/null; then
+  echo "Building the Windows target"
+  build windows
+else
+  echo "Left out: the Windows target (no x86_64-w64-mingw32-g++-posix on this machine)"
+fi

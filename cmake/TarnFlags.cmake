@@ -1,0 +1,32 @@
+# tarn_warnings: for every target of the project.
+add_library(tarn_warnings INTERFACE)
+target_compile_options(tarn_warnings INTERFACE
+  $<$<COMPILE_LANGUAGE:C,CXX>:-Wall -Wextra -Wshadow -Wconversion>)
+if(TARN_SANITIZE)
+  target_compile_options(tarn_warnings INTERFACE
+    $<$<COMPILE_LANGUAGE:C,CXX>:-fsanitize=address,undefined -fno-sanitize-recover=undefined
+    -fno-omit-frame-pointer>)
+  target_link_options(tarn_warnings INTERFACE -fsanitize=address,undefined)
+endif()
+if(TARN_FUZZ)
+  target_compile_options(tarn_warnings INTERFACE
+    $<$<COMPILE_LANGUAGE:C,CXX>:-fsanitize=fuzzer-no-link,address>)
+  target_link_options(tarn_warnings INTERFACE -fsanitize=address)
+endif()
+
+# tarn_library_flags: for the library and its sibling. No C++ run-time, no
+# calls that the compiler invents, the same double arithmetic on both targets.
+add_library(tarn_library_flags INTERFACE)
+target_link_libraries(tarn_library_flags INTERFACE tarn_warnings)
+target_include_directories(tarn_library_flags INTERFACE ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR})
+target_compile_options(tarn_library_flags INTERFACE
+  $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics -ffp-contract=off
+  -fno-builtin -fno-strict-aliasing -fno-stack-protector>)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  target_compile_options(tarn_library_flags INTERFACE
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-tree-loop-distribute-patterns>)
+endif()
+if(WIN32)
+  target_compile_options(tarn_library_flags INTERFACE
+    $<$<COMPILE_LANGUAGE:CXX>:-ffreestanding>)
+endif()

@@ -1,0 +1,62 @@
+# The SLATEC routines of the special functions: sets TARN_SLATEC_SOURCES to
+# what the library is built with, and TARN_SLATEC_ROUTINES to the routines'
+# names, or to nothing where they cannot be had.
+#
+# scripts/fetch_slatec.sh puts the published Fortran into build/slatec. Each
+# routine is compiled to assembly text with the Microsoft convention on both
+# targets, so that it meets the library's other routines without a bridge, and
+# assembled behind src/numerics/slatec_names.h, which gives all names that it
+# defines or calls. Without the sources or a Fortran compiler the routines are
+# src/numerics/slatec_missing.cpp.
+set(TARN_SLATEC_CACHE ${PROJECT_SOURCE_DIR}/build/slatec CACHE PATH
+    "Where scripts/fetch_slatec.sh put the published routines")
+set(slatec_room ${PROJECT_SOURCE_DIR}/src/numerics)
+set(slatec_missing ${slatec_room}/slatec_missing.cpp)
+set(slatec_support ${slatec_room}/slatec_support.cpp)
+set(slatec_names ${slatec_room}/slatec_names.h)
+
+file(STRINGS ${slatec_room}/slatec_routines.txt slatec_routines)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${slatec_room}/slatec_routines.txt)
+
+if(WIN32)
+  find_program(TARN_FORTRAN NAMES ${TARN_TRIPLE}-gfortran-posix ${TARN_TRIPLE}-gfortran)
+else()
+  find_program(TARN_FORTRAN NAMES gfortran)
+endif()
+
+set(slatec_lacks "")
+if(TARN_FUZZ)
+  set(slatec_lacks "the fuzz targets do without it")
+elseif(NOT TARN_FORTRAN)
+  set(slatec_lacks "no Fortran compiler")
+endif()
+foreach(routine ${slatec_routines})
+  if(NOT EXISTS ${TARN_SLATEC_CACHE}/${routine}.f)
+    set(slatec_lacks "no published sources; scripts/fetch_slatec.sh brings them")
+  endif()
+endforeach()
+
+if(slatec_lacks)
+  message(STATUS "SLATEC left out (${slatec_lacks}): the gamma and Bessel functions raise "
+                 "\"Call to missing routine\"")
+  set(TARN_SLATEC_SOURCES ${slatec_missing})
+  set(TARN_SLATEC_ROUTINES "")
+  return()
+endif()
+
+# Only standard intrinsics, or the compiler would take a routine such as
+# DBESJ0 for its own; and no calls that the compiler invents.
+set(slatec_flags -O2 -g -std=f95 -w -mabi=ms -ffp-contract=off -fno-tree-loop-distribute-patterns)
+set(TARN_SLATEC_SOURCES ${slatec_support})
+foreach(routine ${slatec_routines})
+  set(assembly ${CMAKE_CURRENT_BINARY_DIR}/slatec/${routine}.S)
+  add_custom_command(OUTPUT ${assembly}
+    COMMAND ${TARN_FORTRAN} ${slatec_flags} -S -o ${assembly} ${TARN_SLATEC_CACHE}/${routine}.f
+    DEPENDS ${TARN_SLATEC_CACHE}/${routine}.f
+    VERBATIM)
+  set_source_files_properties(${assembly} PROPERTIES
+    LANGUAGE ASM COMPILE_OPTIONS "-g0;-include;${slatec_names}" OBJECT_DEPENDS ${slatec_names})
+  list(APPEND TARN_SLATEC_SOURCES ${assembly})
+endforeach()
+set(TARN_SLATEC_ROUTINES ${slatec_routines})
+file(MAKE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/slatec)

@@ -1,0 +1,30 @@
+// Any bytes at the end of readable memory: every step is of a whole instruction
+// or of one byte, and stays in the memory and in the text.
+#include <cstdlib>
+#include <cstring>
+
+#include "failure/decoder.h"
+#include "platform/platform.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  constexpr std::size_t kPage = 4096;
+  static std::uint8_t* const page = [] {
+    void* const pages = tarn::platform::VirtualAlloc(
+        nullptr, 2 * kPage, tarn::platform::kMemReserve, tarn::platform::kPageReadWrite);
+    return static_cast<std::uint8_t*>(tarn::platform::VirtualAlloc(
+        pages, kPage, tarn::platform::kMemCommit, tarn::platform::kPageReadWrite));
+  }();
+  if (size > kPage) return 0;
+  std::memcpy(page + kPage - size, data, size);
+  std::uint64_t address = reinterpret_cast<std::uint64_t>(page + kPage - size);
+  const std::uint64_t end = address + size;
+  while (address < end) {
+    char text[tarn::kInstructionTextSize];
+    const std::uint64_t before = address;
+    tarn::decode_instruction(text, address);
+    if (address <= before || address > end || address - before > 15) std::abort();
+    if (std::memchr(text, 0, sizeof text) == nullptr) std::abort();
+    if (std::strncmp(text, "db ", 3) == 0 && address != before + 1) std::abort();
+  }
+  return 0;
+}

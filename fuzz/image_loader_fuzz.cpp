@@ -1,0 +1,78 @@
+// The image loader over hostile files: all steps that come before anything of
+// an image runs. An input whose first byte is odd is a file; any other is a
+// list of changes to a good one, each the offset and the value of 4 bytes.
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+#include "platform/posix/image_loader.h"
+#include "tests/support/finished_image.h"
+
+namespace {
+
+namespace platform = tarn::platform;
+using tarn::test::FinishedImage;
+
+FinishedImage::Bytes good_file() {
+  FinishedImage made(true);
+  made.imports = {{"FIRST.DLL", {"one", "#2", "three"}}, {"second.dll", {"four"}}};
+  made.exports = {{"five", FinishedImage::kText}, {"six", FinishedImage::kData}};
+  return made.file();
+}
+
+FinishedImage::Bytes changed_file(const std::uint8_t* data, std::size_t size) {
+  struct Change {
+    std::uint16_t offset;
+    std::uint8_t value[4];
+  } change;
+  static const FinishedImage::Bytes good = good_file();
+  FinishedImage::Bytes file = good;
+  for (; size >= sizeof change; data += sizeof change, size -= sizeof change) {
+    std::memcpy(&change, data, sizeof change);
+    const std::size_t at = change.offset % (file.size() - sizeof change.value);
+    std::copy(std::begin(change.value), std::end(change.value),
+              file.begin() + static_cast<std::ptrdiff_t>(at));
+  }
+  return file;
+}
+
+const void* open_any(void*, const char* library, platform::Refusal* refusal) {
+  if (*library) return library;
+  platform::refuse(refusal, "needs a library without a name");
+  return nullptr;
+}
+
+// Reads the name to its end.
+void* find_most(const void*, const char* name, std::uint32_t ordinal) {
+  const bool known = name ? std::strlen(name) % 16 != 15 : ordinal % 16 != 15;
+  return known ? reinterpret_cast<void*>(0x1122334455667788) : nullptr;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  const bool whole = *data & 1;
+  const FinishedImage::Bytes bytes =
+      whole ? FinishedImage::Bytes(data + 1, data + size) : changed_file(data + 1, size - 1);
+  const platform::FileBytes file{bytes.data(), bytes.size()};
+  const platform::ImportSource source{nullptr, &open_any, &find_most};
+  platform::Refusal refusal{};
+  platform::Image image{};
+  const bool good = platform::check_image(file, &image, &refusal) &&
+                    platform::map_image(file, &image, &refusal) &&
+                    platform::bind_imports(image, source, &refusal) &&
+                    platform::protect_image(image, &refusal);
+  if (good == (refusal.text[0] != '\0')) __builtin_trap();
+  if (good) {
+    for (const char* const name : {"five", "six", "", "zzz"}) {
+      const auto* const found =
+          static_cast<const std::uint8_t*>(platform::find_image_export(image, name));
+      if (found && (found < image.base || found >= image.base + image.size)) __builtin_trap();
+    }
+    platform::find_image_export(image, static_cast<std::uint32_t>(size));
+  }
+  platform::unmap_image(&image);
+  return 0;
+}

@@ -1,0 +1,45 @@
+// The tables of an image as the traceback reads them: routines, lines, unwind
+// data. The input is the image; its first bytes choose the address.
+#include <cstdint>
+#include <cstring>
+
+#include "failure/image_tables.h"
+#include "failure/unwind_data.h"
+#include "platform/platform.h"
+
+namespace {
+
+constexpr std::uint64_t kImageSize = 64 * 1024;
+
+// Behind the image nothing can be read.
+std::uint8_t* image_memory() {
+  namespace platform = tarn::platform;
+  static auto* const memory = [] {
+    void* const space = platform::VirtualAlloc(nullptr, kImageSize + 4096, platform::kMemReserve,
+                                               platform::kPageNoAccess);
+    return static_cast<std::uint8_t*>(
+        platform::VirtualAlloc(space, kImageSize, platform::kMemCommit, platform::kPageReadWrite));
+  }();
+  return memory;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  std::uint16_t offset = 0;
+  if (size < sizeof offset || size > kImageSize) return 0;
+  std::memcpy(&offset, data, sizeof offset);
+  std::uint8_t* const image = image_memory();
+  std::memset(image, 0, kImageSize);
+  std::memcpy(image, data, size);
+  const auto base = reinterpret_cast<std::uint64_t>(image);
+  static tarn::RoutinePlace routine;
+  tarn::find_routine(base, base + offset, &routine);
+  static std::uint64_t stack[512];
+  static tarn::platform::AMD_CONTEXT context;
+  context = {};
+  context.Rip = base + offset;
+  context.Rsp = reinterpret_cast<std::uint64_t>(stack);
+  tarn::unwind_by_image_data(base, &context);
+  return 0;
+}

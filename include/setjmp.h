@@ -1,0 +1,27 @@
+/* Jumps across frames.
+ *
+ * setjmp records the place of its call; longjmp comes back to it, as long as
+ * the routine that called setjmp has not returned. Differences from C:
+ * longjmp(buffer, 0) makes setjmp give 0, not 1; of the registers only rbp and
+ * the stack pointer are kept, so values of variables that changed between the
+ * two calls are those in memory (declare them volatile). The secondary stack is
+ * set back to where it stood. A buffer that is not one of setjmp's ends the
+ * program with the run-time error "Invalid long jump". A place belongs to the
+ * thread that recorded it. */
+#ifndef TARN_SETJMP_H
+#define TARN_SETJMP_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef unsigned long long jmp_buf[5];
+
+int setjmp(jmp_buf buffer) __attribute__((returns_twice));
+__attribute__((noreturn)) void longjmp(jmp_buf buffer, int value);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

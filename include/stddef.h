@@ -1,0 +1,21 @@
+/* Sizes and null. size_t and ptrdiff_t have 64 bits; long has 32. */
+#ifndef TARN_STDDEF_H
+#define TARN_STDDEF_H
+
+typedef __SIZE_TYPE__ size_t;
+typedef __PTRDIFF_TYPE__ ptrdiff_t;
+#ifndef __cplusplus
+typedef __WCHAR_TYPE__ wchar_t;
+#endif
+
+#undef NULL
+#ifdef __cplusplus
+#define NULL __null
+#else
+#define NULL ((void*)0)
+#endif
+
+#undef offsetof
+#define offsetof(type, member) __builtin_offsetof(type, member)
+
+#endif

@@ -1,0 +1,170 @@
+/* Streams, and text in and out. All routines use the Microsoft x64 convention.
+ *
+ * A stream is a thin record around one file of the system. It has no buffer:
+ * every read and write reaches the system at once, and nothing is ever left to
+ * flush. A stream is a text stream unless it is opened with "b": output puts a
+ * carriage return before each line feed, input drops every carriage return.
+ * Reads and writes may be mixed freely.
+ *
+ * Errors: a pointer that is null or no live stream raises the run-time error
+ * "Invalid FILE structure" (296), in every routine that does not say
+ * otherwise. A closed stream is not to be used again.
+ *
+ * No locks: two threads on one stream mix by blocks. */
+#ifndef TARN_STDIO_H
+#define TARN_STDIO_H
+
+#include <stdarg.h>
+#include <stddef.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct FILE FILE;
+typedef unsigned long long fpos_t;
+
+extern void* __runtime_slots[12]; /* this image's pointers to the process's cells */
+
+/* In a program; a DLL's cells are not connected. Null once closed. */
+#define stdin (*(FILE**)__runtime_slots[1])
+#define stdout (*(FILE**)__runtime_slots[2])
+#define stderr (*(FILE**)__runtime_slots[3])
+
+#define EOF (-1)
+#define SEEK_SET 0
+#define SEEK_CUR 1
+#define SEEK_END 2
+
+/* ---- Opening and closing ----------------------------------------------- */
+
+/* Null on failure; errno is left alone. The letters of the mode act from left
+ * to right, later ones overruling:
+ *   r  read an existing file       w  write, the file made anew
+ *   a  write at the end of a file that may exist or not
+ *   +  read and write              t  text        b  binary
+ * r, w, a and t make the stream a text stream again: "rb" and "r+b" are
+ * binary, "br" is text. Other letters are skipped; a mode without r, w or a is
+ * refused. The file is held: until fclose nobody else can open it, the same
+ * program included. With "a" the position moves to the end once. */
+FILE* fopen(const char* path, const char* mode);
+
+/* 0. A standard stream's file stays open. */
+int fclose(FILE* stream);
+
+/* Asks the system to put the file on its medium: 0, or -1 with the system's
+ * code in errno (a console refuses). The stream is not checked. */
+int fflush(FILE* stream);
+
+/* 1 if `path` names something that is not a folder, else 0. */
+int FileExists(const char* path);
+
+/* ---- Blocks ------------------------------------------------------------ */
+
+/* Whole items read. A failed read looks like the end of the file. What ungetc
+ * gave back is not seen. 2 GiB or more are refused: 0, and the error
+ * indicator. */
+size_t fread(void* buffer, size_t size, size_t count, FILE* stream);
+
+/* `count`, or 0 if there was nothing to write or any part failed: then the
+ * error indicator is set, and errno is 307. 2 GiB or more are refused. */
+size_t fwrite(const void* buffer, size_t size, size_t count, FILE* stream);
+
+/* ---- Characters and lines ---------------------------------------------- */
+
+/* 0, or -1 if it failed, the text is empty, or the error indicator is set. */
+int fputs(const char* text, FILE* stream);
+/* fputs on stdout. No line feed is added. */
+int puts(const char* text);
+
+/* The character, whatever happens: ferror tells. */
+int fputc(int character, FILE* stream);
+int putc(int character, FILE* stream);
+int putchar(int character);
+
+/* The character as a signed byte (0xE9 is -23), or EOF. A byte 0xFF gives -1
+ * too: feof tells them apart. */
+int fgetc(FILE* stream);
+int getc(FILE* stream);
+int getchar(void);
+
+/* Gives one character back to fgetc; 0 is none. The stream is not checked. */
+int ungetc(int character, FILE* stream);
+
+/* A line with its line feed, in `size` bytes with the NUL. Bytes 0xFF are left
+ * out. Null at the end of the file, the buffer left alone; a further call sets
+ * the error indicator too (stdin tries again instead). A size of 0 or less:
+ * null. */
+char* fgets(char* buffer, int size, FILE* stream);
+
+/* A line of stdin without its line feed, in 256 bytes; a longer one comes in
+ * pieces of 255. Null as fgets. */
+char* gets(char* buffer);
+
+/* ---- Indicators -------------------------------------------------------- */
+
+int ferror(FILE* stream); /* 1 or 0 */
+int feof(FILE* stream);   /* 1 or 0 */
+void clearerr(FILE* stream);
+
+/* ---- Position ----------------------------------------------------------
+ * Bytes of the file, in text mode too. A null stream raises 343, "Invalid
+ * stream pointer (FILE*=NULL)". Neither the indicators nor a character given
+ * back is touched. */
+
+/* 0, 1 on failure, -1 for another whence. */
+int fseek(FILE* stream, long offset, int whence);
+/* The low 32 bits. */
+long ftell(FILE* stream);
+/* To the start; clears both indicators. */
+void rewind(FILE* stream);
+/* Always 0; a failure leaves 0xF0F0F0F0F0F0F0F0 in the position. */
+int fgetpos(FILE* stream, fpos_t* position);
+/* 0, or 1 on failure. The stream is not checked. */
+int fsetpos(FILE* stream, const fpos_t* position);
+
+/* ---- Formatted output ----------------------------------------------------
+ * % [- + blank # 0] [width or *] [.precision or *] [h l ll L] conversion, with
+ * d i u o x X p c s n f e E g G %. Where it differs from standard C:
+ *   long has 32 bits; 64 need ll or L. An L floating argument is a double.
+ *   "% d" of 0 has no blank; the precision of # o x counts the prefix
+ *   %p shows 32 bits, %llp 64, in capitals without leading zeros
+ *   0 pads texts too; %c of 0 writes only the padding
+ *   the precision of g counts digits behind the point
+ *   other conversion characters write nothing: %zu writes u
+ *   a NaN, an infinity or a subnormal value raises 297, "Invalid double passed
+ *   to printf", with L 298
+ *   arguments of more than 100,000 bytes raise 291
+ * Floating digits are not correctly rounded: docs/number-text.md. Result: the
+ * number of characters formatted. Any thread. */
+
+/* The result does not tell whether the text was written: ferror does. */
+int printf(const char* format, ...);
+int fprintf(FILE* stream, const char* format, ...);
+
+/* The destination has room for the text and a NUL. */
+int sprintf(char* destination, const char* format, ...);
+int vsprintf(char* destination, const char* format, va_list arguments);
+
+/* ---- Formatted input -----------------------------------------------------
+ * % [*] [width] [h l L] conversion, with d i u o x X p e f g s [set] c n %.
+ * Where it differs from standard C:
+ *   a field without width has at most 80 characters, none more than 4,299
+ *   white space is skipped before literals and sets too
+ *   a set has no ranges: [a-c] is "a", "-", "c"; it may match nothing
+ *   %i takes all characters from "0" up; 64 bits need L, there is no ll
+ * Result: the number of values stored; EOF at the end of the stream before a
+ * literal or directive, also when values were stored, and for a text of
+ * nothing but blanks. More than 25,000 directives raise 291. One thread at a
+ * time for the whole process. */
+
+int scanf(const char* format, ...);
+/* A null stream: 0. */
+int fscanf(FILE* stream, const char* format, ...);
+int sscanf(const char* text, const char* format, ...);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

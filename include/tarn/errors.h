@@ -1,0 +1,104 @@
+/* Run-time errors: raising one of the catalogue's numbers, or a text of one's
+ * own. All entries use the Microsoft x64 convention. Names that C cannot
+ * spell are given by their link names.
+ *
+ * A raised number ends the program: its message is shown, and the process's
+ * status tells the failure. No raising entry returns, nothing is cleaned up,
+ * streams are not closed (they are unbuffered, so nothing is lost). All of
+ * them may be called on any thread.
+ *
+ * The trap behind them is the instruction `int 9` with the number in rax and
+ * the NUL-terminated texts for %1 to %6 of the message in r8 to r13. */
+#ifndef TARN_ERRORS_H
+#define TARN_ERRORS_H
+
+#ifdef __cplusplus
+extern "C" {
+#define TARN_NO_RETURN [[noreturn]]
+#else
+#define TARN_NO_RETURN _Noreturn
+#endif
+
+/* Numbers that the library itself raises. The catalogue has 449 of them, 0 to
+ * 448; a number outside is shown as 0, "Undefined error". */
+enum tarn_error {
+  /* Call to missing routine - %1 */
+  TARN_ERROR_MISSING_ROUTINE = 29,
+  /* Run out of heap space */
+  TARN_ERROR_HEAP_EXHAUSTED = 199,
+  /* Invalid long jump %F */
+  TARN_ERROR_LONG_JUMP = 282,
+  /* Not enough arguments to satisfy format %F */
+  TARN_ERROR_FORMAT_ARGUMENTS = 291,
+  /* Invalid FILE structure */
+  TARN_ERROR_FILE_STRUCTURE = 296,
+  /* Invalid double passed to printf */
+  TARN_ERROR_PRINTED_DOUBLE = 297,
+  /* Invalid long double passed to printf */
+  TARN_ERROR_PRINTED_LONG_DOUBLE = 298,
+  /* Unable to find length information to delete whole array with destructors */
+  TARN_ERROR_ARRAY_LENGTH_UNKNOWN = 311,
+  /* Invalid stream pointer (FILE*=NULL) */
+  TARN_ERROR_STREAM_POINTER = 343,
+  /* %1 */
+  TARN_ERROR_CALLERS_TEXT = 345,
+  /* Invalid argument to numeric intrinsic function */
+  TARN_ERROR_NUMERIC_ARGUMENT = 357,
+  /* Unable to dynamically allocate common block */
+  TARN_ERROR_COMMON_BLOCK = 365,
+  /* Insufficient virtual memory available to create expanding region %1 */
+  TARN_ERROR_REGION_VIRTUAL_MEMORY = 366,
+  /* Insufficient physical memory available to create expanding region %1 */
+  TARN_ERROR_REGION_PHYSICAL_MEMORY = 367,
+  /* MERLE optimised code needs AVX CPU capability */
+  TARN_ERROR_NEEDS_AVX = 368,
+  /* ALLOCATE was unable to obtain sufficient storage */
+  TARN_ERROR_ALLOCATE_STORAGE = 408,
+  /* ALLOCATABLE object has already been ALLOCATEd */
+  TARN_ERROR_ALREADY_ALLOCATED = 432,
+  /* Insufficient virtual stack (MERLE /VSTACK <MB-value>) */
+  TARN_ERROR_VIRTUAL_STACK = 444,
+};
+
+/* ---- Raising ------------------------------------------------------------ */
+
+/* Raises `number`. */
+TARN_NO_RETURN void __RuntimeError(int number);
+
+/* Fortran's form: the number by reference. */
+TARN_NO_RETURN void FAIL(const int* number) __asm__("FAIL@");
+
+/* As __RuntimeError. Neither sets a text for the message's placeholders: what
+ * the registers r8 to r13 hold is taken, and what cannot be read there is
+ * shown as "???". */
+TARN_NO_RETURN void ReportErrorNumber(int number) __asm__("ReportErrorNumber@");
+
+/* Makes any text a run-time error: 345, whose message is `text` as it stands.
+ * A '%' in it means nothing. Shown to at most 1,023 bytes. `length` is the
+ * hidden length of Fortran's form and not looked at: `text` ends at its NUL. */
+TARN_NO_RETURN void ReportErrorString(const char* text,
+                                      long long length) __asm__("ReportErrorString@");
+
+/* The same with a text formatted by printf's rules, cut at 527 bytes. */
+TARN_NO_RETURN void text_error(const char* format, ...);
+
+/* Raises 29 for the routine called `name`. */
+TARN_NO_RETURN void __MissingRoutine(const char* name);
+
+/* ---- Beside them -------------------------------------------------------- */
+
+/* Gives `result`. */
+int check_exception(int first, int result, int third);
+
+/* The system's text for its error code, at most 255 bytes, in the system's own
+ * wording; "Unknown error" if there is none. Lies in one buffer: valid until
+ * the next call, by any thread. */
+char* nt_error_message(unsigned int code);
+
+#undef TARN_NO_RETURN
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,130 @@
+/* What happens at a fault: routines in front of the report, underflow, the
+ * console break, labels, and regions that grow on fault. Names that C cannot
+ * spell are given by their link names; Fortran's forms take their arguments by
+ * reference.
+ *
+ * The routines that programs install belong to the process and are not locked. */
+#ifndef TARN_TRAPS_H
+#define TARN_TRAPS_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Routines in front of the report -------------------------------------- */
+
+/* The system's records; a routine that repairs a fault changes the context, and
+ * the change takes effect, in the XMM registers too. */
+struct tarn_context {
+  unsigned long long home[6];
+  unsigned int flags, mxcsr; /* mxcsr stands in fxsave + 24 too: change both */
+  unsigned short cs, ds, es, fs, gs, ss;
+  unsigned int eflags;
+  unsigned long long dr[6];
+  unsigned long long rax, rcx, rdx, rbx, rsp, rbp, rsi, rdi, r8, r9, r10, r11, r12, r13, r14, r15;
+  unsigned long long rip;
+  unsigned char fxsave[512]; /* XMM0 at 160, 16 bytes each */
+  unsigned char rest[464];
+};
+
+struct tarn_exception {
+  unsigned int code, flags;
+  struct tarn_exception* next;
+  void* address;
+  unsigned int parameter_count, padding;
+  unsigned long long parameters[15]; /* access violation: kind, address */
+};
+
+/* Answers: go on at rip (a breakpoint instruction there is stepped over, any
+ * other runs again unless the routine moved rip); pass it to the next handler;
+ * pass it on as no error; go on to the report. */
+enum { TARN_RESUME = -1, TARN_PASS_ON = 0, TARN_NOT_AN_ERROR = 0x10002, TARN_REPORT = 1 };
+
+typedef int tarn_trap_routine(struct tarn_context* context, struct tarn_exception* exception,
+                              int zero);
+
+enum tarn_trap_type {
+  TARN_TRAP_ACCESS = 0,
+  TARN_TRAP_INVALID = 1,
+  TARN_TRAP_DENORMAL = 2,
+  TARN_TRAP_DIVIDE = 3,
+  TARN_TRAP_OVERFLOW = 4,
+  TARN_TRAP_UNDERFLOW = 5,
+  TARN_TRAP_PRECISION = 6,
+  TARN_TRAP_X87_STACK = 7,
+  TARN_TRAP_BREAKPOINT = 9,
+  TARN_TRAP_SINGLE_STEP = 10,
+  TARN_TRAP_PRIVILEGED = 11,
+  TARN_TRAP_ALL = 12,       /* every exception without a routine of its own */
+  TARN_TRAP_ALL_FLOAT = 13, /* every such floating-point exception; asked first */
+  TARN_TRAP_INTEGER_DIVIDE = 14
+};
+
+/* Installs a routine (null: none) for a type; gives back the one before. A type
+ * not listed changes nothing and gives null. */
+tarn_trap_routine* TRAP_EXCEPTION(const int* type,
+                                  tarn_trap_routine* routine) __asm__("TRAP_EXCEPTION@");
+
+/* Takes all routines out but those of the types 12 and 13, and puts the
+ * library's own underflow handling back. The argument is not read. */
+void RESTORE_DEFAULT_HANDLER(const void* unused) __asm__("RESTORE_DEFAULT_HANDLER@");
+
+/* ---- Floating point --------------------------------------------------------- */
+
+/* 0: underflows give zero and are not counted (at start). 1: each is counted and
+ * gives zero. 2: each is counted and ends in the report. For the calling thread;
+ * another mode changes nothing. Mode 1 costs two system calls an underflow. */
+void __set_software_underflows(int mode);
+void SET_SOFTWARE_UNDERFLOWS(const int* mode) __asm__("SET_SOFTWARE_UNDERFLOWS$");
+
+/* True: mode 0; false: mode 2. */
+void PERMIT_UNDERFLOW(const short* permitted) __asm__("PERMIT_UNDERFLOW$");
+
+/* Stores the number of underflows counted. In mode 0 a notice is shown, once. */
+void UNDERFLOW_COUNT(int* count) __asm__("UNDERFLOW_COUNT$");
+
+/* Nothing; always 0. */
+void CLEAR_FLT_UNDERFLOW(void) __asm__("CLEAR_FLT_UNDERFLOW$");
+long long EXCEPTION_ADDRESS(void) __asm__("EXCEPTION_ADDRESS$");
+
+/* Non-zero: no floating-point operation of the calling thread traps any more,
+ * and subnormal values count as zero. Zero: back to how the first call found it. */
+void mask_all_fp_errors(int on);
+
+/* ---- Console break ------------------------------------------------------------ */
+
+/* Type 0: `routine` is called at Ctrl+C and Ctrl+Break, on a thread that the
+ * system starts; non-zero means that it dealt with it, else the program ends.
+ * Gives back the routine before. Another type does nothing and gives null. */
+typedef int tarn_break_routine(void);
+tarn_break_routine* SET_TRAP(tarn_break_routine* routine, const int* type) __asm__("SET_TRAP@");
+
+/* ---- Labels -------------------------------------------------------------------- */
+
+/* Records the place behind the call in `cell`; 256 bytes of the heap, never
+ * freed. The result is not 1; after a jump to the label it is 1. All registers
+ * that a routine keeps for its caller are kept. */
+long long LABEL(void** cell) __asm__("LABEL@") __attribute__((returns_twice));
+
+/* Goes to the place, any number of times while its routine has not returned. */
+__attribute__((noreturn)) void JUMP(void** cell) __asm__("JUMP@");
+
+/* ---- Regions that grow on fault --------------------------------------------------- */
+
+/* Reserves `size` bytes of address space, in whole pages, with a guard page at
+ * each end, and commits none: touching it brings memory, ten pages at a time.
+ * `name` (null: "No name") is not copied; reports show it. What cannot be
+ * reserved raises "Insufficient virtual memory available to create expanding
+ * region", memory that runs out on a touch the same with "physical". */
+void* setup_expanding_region(const char* name, long long size);
+
+/* mode 0x4000 gives the memory back, 0x8000 the address space too; the region no
+ * longer grows in either case. Non-zero on success, 0 if no region begins at
+ * `region` or the mode is another. */
+int remove_virtual_region(void* region, int mode);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,103 @@
+// The pending dialog and the choice of its renderer.
+
+#include "paneview/dialog.h"
+
+#include "paneview/paneview.h"
+#include "paneview/text.h"
+#include "platform/windows_ui.h"
+
+namespace paneview {
+namespace {
+
+namespace platform = tarn::platform;
+
+Dialog* pending;
+
+// Pages of its own: a dialog may be the report of a corrupted heap. Zero at first.
+Dialog* new_dialog() {
+  return static_cast<Dialog*>(platform::VirtualAlloc(nullptr, sizeof(Dialog),
+                                                     platform::kMemCommit | platform::kMemReserve,
+                                                     platform::kPageReadWrite));
+}
+
+void free_dialog(Dialog* dialog) { platform::VirtualFree(dialog, 0, platform::kMemRelease); }
+
+// On a terminal: a line is asked for, of which nothing means the default.
+std::int32_t ask_on_terminal(const char* title, char* buffer, const FileNameRecord* record) {
+  static const char kEnding[] = ".txt";
+  static const char kEscape = 0x1B;
+  const auto limit = static_cast<std::uint32_t>(record->size);
+  const std::uint32_t length = text_length(record->default_path, limit);
+  const bool has_default = length > 0 && length + sizeof kEnding - 1 <= limit;
+  write_output(title, text_length(title, kDialogFormatSize));
+  if (has_default) {
+    write_output(" [", 2);
+    write_output(record->default_path, length);
+    write_output(kEnding, sizeof kEnding - 1);
+    write_output("]", 1);
+  }
+  write_output(": ", 2);
+
+  const bool answered = read_line(buffer, limit + 1);
+  for (std::uint32_t i = 0; answered && buffer[i] != kEscape; ++i) {
+    if (buffer[i] != 0) continue;
+    if (i > 0) return 1;
+    if (!has_default) break;
+    copy_bytes(buffer, record->default_path, length);
+    copy_bytes(buffer + length, kEnding, sizeof kEnding);
+    return 1;
+  }
+  buffer[0] = 0;
+  return 0;
+}
+
+// 1 or 0 as get_filename, -1 if no window can ask.
+std::int32_t ask_in_window(void* owner, const char* title, char* buffer,
+                           const FileNameRecord* record) {
+  const platform::WindowServices* const services = platform::DesktopWindows();
+  if (services == nullptr) return -1;
+  static const char kEnding[] = ".txt";
+  const auto limit = static_cast<std::uint32_t>(record->size);
+  char path[kDefaultPathSize + sizeof kEnding];
+  const std::uint32_t length =
+      text_length(record->default_path, limit < kDefaultPathSize ? limit : kDefaultPathSize);
+  copy_bytes(path, record->default_path, length);
+  copy_bytes(path + length, kEnding, length > 0 ? sizeof kEnding : 0);
+  if (length == 0) path[0] = 0;
+  const platform::SaveFileQuestion question = {title, path, "txt", owner};
+  return services->ask_save_file(&question, buffer, limit + 1);
+}
+
+}  // namespace
+
+std::int32_t __winio(const char* format, ...) {
+  TARN_SLOTS_BEHIND(arguments, format);
+  if (pending == nullptr) pending = new_dialog();
+  if (pending == nullptr) return 0;
+  if (add_dialog_format(pending, format, arguments) == FormatEnd::kMore) return 0;
+
+  Dialog* dialog = pending;
+  pending = nullptr;  // callbacks may build their own
+  std::int32_t button;
+  if (!show_window_dialog(dialog, &button)) button = show_text_dialog(dialog);
+  free_dialog(dialog);
+  return button;
+}
+
+void __close_all_windows() {
+  if (pending != nullptr) free_dialog(pending);
+  pending = nullptr;
+  // A text on a terminal stays where it is.
+  if (const platform::WindowServices* services = platform::DesktopWindows()) services->close_all();
+}
+
+std::int32_t get_filename(void* owner, const char* title, std::int64_t, char* buffer,
+                          const FileNameRecord* record) {
+  buffer[0] = 0;
+  if (record->size <= 0) return 0;
+  const std::int32_t answer = ask_in_window(owner, title, buffer, record);
+  if (answer >= 0) return answer;
+  return on_terminal() ? ask_on_terminal(title, buffer, record) : 0;
+}
+
+}  // namespace paneview

@@ -1,0 +1,65 @@
+#include "paneview/dialog.h"
+
+namespace paneview {
+namespace {
+
+namespace platform = tarn::platform;
+
+inline constexpr std::int32_t kStandardInput = -10;
+inline constexpr std::int32_t kStandardOutput = -11;
+inline constexpr std::uint32_t kProcessedInput = 1;
+inline constexpr std::uint32_t kLineInput = 2;
+inline constexpr std::uint32_t kEchoInput = 4;
+inline constexpr std::uint32_t kLineMode = kProcessedInput | kLineInput | kEchoInput;
+
+// -1 at the end of input.
+std::int32_t read_byte() {
+  char byte;
+  std::uint32_t delivered = 0;
+  if (platform::ReadFile(platform::GetStdHandle(kStandardInput), &byte, 1, &delivered, nullptr) ==
+          0 ||
+      delivered != 1) {
+    return -1;
+  }
+  return static_cast<unsigned char>(byte);
+}
+
+}  // namespace
+
+bool on_terminal() {
+  std::uint32_t mode;
+  return platform::GetConsoleMode(platform::GetStdHandle(kStandardInput), &mode) != 0 &&
+         platform::GetConsoleMode(platform::GetStdHandle(kStandardOutput), &mode) != 0;
+}
+
+std::int32_t read_key() {
+  const platform::Handle input = platform::GetStdHandle(kStandardInput);
+  std::uint32_t mode;
+  if (platform::GetConsoleMode(input, &mode) == 0) return -1;
+  platform::SetConsoleMode(input, mode & ~kLineMode);
+  const std::int32_t key = read_byte();
+  platform::SetConsoleMode(input, mode);
+  return key;
+}
+
+bool read_line(char* buffer, std::uint32_t size) {
+  const platform::Handle input = platform::GetStdHandle(kStandardInput);
+  std::uint32_t mode;
+  if (platform::GetConsoleMode(input, &mode) == 0) return false;
+  platform::SetConsoleMode(input, mode | kLineMode);
+  std::uint32_t length = 0;
+  std::int32_t byte;
+  while ((byte = read_byte()) >= 0 && byte != '\n') {
+    if (byte != '\r' && length + 1 < size) buffer[length++] = static_cast<char>(byte);
+  }
+  platform::SetConsoleMode(input, mode);
+  buffer[length] = 0;
+  return byte >= 0 || length > 0;
+}
+
+void write_output(const char* text, std::uint32_t length) {
+  std::uint32_t written;
+  platform::WriteFile(platform::GetStdHandle(kStandardOutput), text, length, &written, nullptr);
+}
+
+}  // namespace paneview

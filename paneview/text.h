@@ -1,0 +1,48 @@
+// Small text steps, in place of a C library.
+#pragma once
+
+#include <cstdint>
+
+namespace paneview {
+
+static inline std::uint32_t text_length(const char* text, std::uint32_t limit) {
+  std::uint32_t length = 0;
+  while (length < limit && text[length] != 0) ++length;
+  return length;
+}
+
+static inline bool same_text(const char* a, const char* b) {
+  while (*a != 0 && *a == *b) {
+    ++a;
+    ++b;
+  }
+  return *a == *b;
+}
+
+static inline void copy_bytes(char* to, const char* from, std::uint64_t count) {
+  for (std::uint64_t i = 0; i < count; ++i) to[i] = from[i];
+}
+
+// Of an ASCII letter; anything else stays.
+static inline std::int32_t capital(std::int32_t c) {
+  return c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c;
+}
+
+// A 64-bit integer in decimal: digits and sign at `text`, no NUL.
+inline constexpr std::uint32_t kDecimalSize = 20;
+static inline std::uint32_t decimal_text(std::int64_t value, char* text) {
+  char reversed[kDecimalSize];
+  std::uint32_t digits = 0;
+  std::uint64_t rest =
+      value < 0 ? 0 - static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value);
+  do {
+    reversed[digits++] = static_cast<char>('0' + rest % 10);
+    rest /= 10;
+  } while (rest != 0);
+  std::uint32_t length = 0;
+  if (value < 0) text[length++] = '-';
+  while (digits > 0) text[length++] = reversed[--digits];
+  return length;
+}
+
+}  // namespace paneview

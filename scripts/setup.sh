@@ -1,0 +1,49 @@
+#!/usr/bin/env bash
+# Installs everything the project needs from Debian's packages, without
+# questions. Does nothing where all is in place.
+#   TARN_HOST_ONLY=1   leave out the cross compiler and Wine
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+host_packages=(
+  g++ gfortran cmake ninja-build make git
+  libgtest-dev googletest libbenchmark-dev libzydis-dev libmpfr-dev libopenblas-dev
+  clang clang-format clang-tidy libclang-rt-14-dev tmux
+)
+windows_packages=(
+  g++-mingw-w64-x86-64-posix gfortran-mingw-w64-x86-64-posix wine64 wine
+  xvfb xdotool imagemagick x11-utils
+)
+
+packages=("${host_packages[@]}")
+[ "${TARN_HOST_ONLY:-0}" = 1 ] || packages+=("${windows_packages[@]}")
+
+missing=()
+for package in "${packages[@]}"; do
+  dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' ||
+    missing+=("$package")
+done
+if [ ${#missing[@]} -eq 0 ]; then
+  scripts/fetch_slatec.sh
+  exit 0
+fi
+
+as_root=()
+if [ "$(id -u)" -ne 0 ]; then
+  command -v sudo >/dev/null || {
+    echo "setup: run as root, or install: ${missing[*]}" >&2
+    exit 1
+  }
+  as_root=(sudo)
+fi
+export DEBIAN_FRONTEND=noninteractive
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+echo "setup: installing ${missing[*]}"
+if ! { "${as_root[@]}" apt-get update &&
+  "${as_root[@]}" apt-get install -y --no-install-recommends "${missing[@]}"; } >"$log" 2>&1; then
+  tail -n 20 "$log" >&2
+  echo "setup: could not install: ${missing[*]}" >&2
+  exit 1
+fi
+scripts/fetch_slatec.sh

@@ -1,0 +1,24 @@
+// From the registers of a raised number to the message that is shown.
+#pragma once
+
+#include "platform/platform.h"
+
+namespace tarn {
+
+// Bytes of the longest message, its NUL included.
+inline constexpr std::uint64_t kErrorMessageSize = 1024;
+
+// Writes `text` to `message`, which has room for kErrorMessageSize bytes, with
+// %1 to %6 replaced by the texts that r8 to r13 lead to. An argument is copied
+// as it stands, so a '%' in it is safe; one that cannot be read shows as
+// "???", and one that runs into unreadable memory ends there. Any other
+// placeholder shows nothing, and takes the blank before it along. A longer
+// message is cut.
+//
+// Never faults, whatever the registers hold. Keeps no state; any thread.
+void expand_error_text(const char* text, const platform::AMD_CONTEXT& context, char* message);
+
+// The same for the catalogue's text of the number in rax.
+void compose_error_message(const platform::AMD_CONTEXT& context, char* message);
+
+}  // namespace tarn

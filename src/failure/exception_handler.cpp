@@ -1,0 +1,264 @@
+#include "failure/exception_handler.h"
+
+#include "failure/error_message.h"
+#include "failure/exception_table.h"
+#include "failure/report.h"
+#include "failure/runtime_error.h"
+#include "failure/safe_memory.h"
+#include "failure/traceback.h"
+#include "paneview/paneview.h"
+#include "startup/initialise.h"
+#include "storage/expanding_region.h"
+#include "streams/format.h"
+#include "strings/c_string.h"
+
+namespace tarn {
+namespace {
+
+constexpr std::uint32_t kDenormalOperand = 0xC000008D;
+constexpr std::uint32_t kInvalidOperation = 0xC0000090;
+constexpr std::uint32_t kUnderflow = 0xC0000093;
+constexpr std::uint16_t kTrapBytes = 0x09CD;  // `int 9`, as a word
+constexpr std::uint8_t kBreakpointByte = 0xCC;
+constexpr std::uint32_t kErrorSeverity = 0x80000000;
+constexpr std::int64_t kErrorNoPhysicalMemory = 367;
+constexpr std::uint32_t kStatusFailed = 1;
+constexpr std::uint32_t kTrapsMasked = 0x1F80;  // of the MXCSR
+constexpr std::uint32_t kPathSize = 1024;
+constexpr char kHeading[] = "Brackenmoor exception report on ";
+
+// The two square roots of SSE: sqrtss, sqrtsd.
+constexpr instruction_head kSquareRoots[] = {
+    {{0xF3, 0x0F, 0x51}, 3, 1},
+    {{0xF2, 0x0F, 0x51}, 3, 1},
+};
+
+// The script engine of a browser in the process converts values that do not
+// fit, and expects the trap to be stepped over.
+constexpr char kScriptEngine[] = "jscript9.dll";
+constexpr std::uint32_t kConvertToEcx = 0xC92C0FF2;  // cvttsd2si ecx, xmm1
+
+// Static, for the faulting stack may have little room; the report has one
+// thread. The second holds a description that outlives the first.
+char message[kMessageSize];
+char second_message[kErrorMessageSize];
+char traceback[kTracebackSize];
+
+std::int32_t leave(std::int32_t result) {
+  report_busy = 0;
+  return result;
+}
+
+// `title` has room for the heading and kPathSize bytes.
+void compose_title(char* title) {
+  char* const path = stpcpy(title, kHeading);
+  const std::uint32_t length = platform::GetModuleFileNameA(nullptr, path, kPathSize);
+  path[length < kPathSize ? length : kPathSize - 1] = '\0';
+  if (const char* const separator = strrchr(path, '\\')) {
+    char* to = path;
+    for (const char* from = separator + 1; (*to = *from) != '\0'; ++from) ++to;
+  }
+}
+
+bool is_raised_number(const platform::ExceptionPointers& exception) {
+  if (exception.record->code != platform::kExceptionAccessViolation) return false;
+  std::uint16_t bytes = 0;
+  safe_memory_read(exception.context->Rip, &bytes, sizeof bytes);
+  return bytes == kTrapBytes;
+}
+
+// Some systems report a denormal operand as an underflow. The MXCSR, whose masks
+// stand 7 bits above the flags, tells which of the two it was.
+bool is_denormal_operand(std::uint32_t code, std::uint32_t mxcsr) {
+  constexpr std::uint32_t kDenormalFlag = 0x02;
+  constexpr std::uint32_t kUnderflowFlag = 0x10;
+  const std::uint32_t raised = mxcsr & ~(mxcsr >> 7);
+  return code == kUnderflow && (raised & kDenormalFlag) && !(raised & kUnderflowFlag);
+}
+
+// The MXCSR keeps a flag for each exception that it has seen. The flag of one
+// that was dealt with is cleared, or the next trap would be taken for it.
+void clear_trapped_flags(platform::AMD_CONTEXT* context) {
+  constexpr std::size_t kFxSaveMxcsr = 24;
+  constexpr std::uint32_t kFlags = 0x3F;
+  context->MxCsr &= ~(kFlags & ~(context->MxCsr >> 7));
+  __builtin_memcpy(context->FxSaveArea + kFxSaveMxcsr, &context->MxCsr, sizeof context->MxCsr);
+}
+
+// Step by step the same for all: a routine's answer, or kTrapReport.
+std::int32_t ask_trap_routine(const exception_row& row, platform::ExceptionPointers* exception) {
+  TrapRoutine routine = row.handler;
+  if (!routine && (row.flags & kFloatingPointException)) routine = float_trap;
+  if (!routine) routine = catch_all_trap;
+  if (!routine) return kTrapReport;
+  const std::int32_t answer = routine(exception->context, exception->record, 0);
+  if (answer == kTrapResume) {
+    std::uint64_t& rip = exception->context->Rip;
+    if (static_cast<std::uint8_t>(safe_core1(rip)) == kBreakpointByte) ++rip;
+    if (row.flags & kFloatingPointException) clear_trapped_flags(exception->context);
+  }
+  return answer;
+}
+
+// A failure inside the report: whatever it was, the process ends.
+[[noreturn]] void fail_in_report(const platform::ExceptionPointers& exception) {
+  static std::int32_t told;  // a step that fails is not tried again
+  if (told == 0) {
+    told = 1;
+    printf("Exception %llx  %x\n", exception.context->Rip, exception.record->code);
+  }
+  if (told == 1) {
+    told = 2;
+    platform::MessageBoxA(nullptr, "Brackenmoor exception handler has failed", "Fatal error!", 0);
+  }
+  platform::ExitProcess(kStatusFailed);
+}
+
+enum class Region { kNone, kGrown };
+
+// Grows the region in which the address lies, or names the one off which it
+// ran.
+Region visit_regions(std::uint64_t fault) {
+  const std::uint64_t page = page_size;
+  const std::uint64_t address = fault / page * page;
+  for (const RegionRecord* region = expanding_regions; region; region = region->next) {
+    const char* ran_off = nullptr;
+    if (region->low <= address && address < region->high) {
+      std::uint64_t pages = (region->high - address) / page;
+      if (pages > kRegionGrowthPages) pages = kRegionGrowthPages;
+      if (platform::VirtualAlloc(reinterpret_cast<void*>(address), pages * page,
+                                 platform::kMemCommit, platform::kPageReadWrite)) {
+        return Region::kGrown;
+      }
+      report_busy = 0;
+      raise_with_text(kErrorNoPhysicalMemory, region->name);
+    } else if (region->low - page <= address && address < region->low) {
+      ran_off = "Underflow off expanding region %s";
+    } else if (region->high <= address && address <= region->high + page) {
+      ran_off = "Overflow off expanding region %s";
+    }
+    if (ran_off) {
+      const Slot name = reinterpret_cast<Slot>(region->name);
+      format_bounded(second_message, sizeof second_message, ran_off, &name);
+      exception_name = second_message;
+    }
+  }
+  return Region::kNone;
+}
+
+bool is_script_engine_conversion(std::uint64_t rip) {
+  platform::Module module = nullptr;
+  return static_cast<std::uint32_t>(safe_core4(rip)) == kConvertToEcx &&
+         platform::GetModuleHandleExA(platform::kModuleFromAddress,
+                                      reinterpret_cast<const void*>(rip), &module) &&
+         module && module == platform::GetModuleHandleA(kScriptEngine);
+}
+
+void walk_back(const platform::ExceptionPointers& exception) {
+  static platform::AMD_CONTEXT copy;
+  traceback[0] = '\0';
+  if (no_traceback) return;
+  copy = *exception.context;
+  // A call that led nowhere: the walk begins at the caller.
+  if (exception.record->code == platform::kExceptionAccessViolation &&
+      exception.record->parameter_count >= 2 && exception.record->parameters[1] == copy.Rip) {
+    copy.Rip = safe_core8(copy.Rsp);
+    copy.Rsp += 8;
+  }
+  char* end = traceback;
+  for (int step = 0; step < kTracebackSteps; ++step) {
+    const std::int32_t more = trace_back_once(platform::GetCurrentProcess(), end, &copy);
+    while (*end) ++end;
+    if (!more) break;
+  }
+}
+
+}  // namespace
+
+std::int32_t report_busy;
+
+extern "C" void __install_system_exception_handler() {
+  std::uint32_t reserve = kHandlerStack;
+  platform::AddVectoredExceptionHandler(0, &__system_exception_handler);
+  platform::SetThreadStackGuarantee(&reserve);
+}
+
+extern "C" TARN_MACHINERY std::int32_t __system_exception_handler(
+    platform::ExceptionPointers* exception) {
+  if (dump_busy) return kTrapPassOn;
+  // The handler's own arithmetic must not trap; the context keeps the program's.
+  asm volatile("ldmxcsr %0" : : "m"(kTrapsMasked));
+  platform::AMD_CONTEXT* const context = exception->context;
+  std::uint32_t& code = exception->record->code;
+  if (is_denormal_operand(code, context->MxCsr)) code = kDenormalOperand;
+  const char* name = "Unknown exception";
+  if (const exception_row* const row = find_exception(code)) {
+    const std::int32_t answer = ask_trap_routine(*row, exception);
+    if (answer == kTrapResume || answer == kTrapPassOn || answer == kTrapNotAnError) {
+      return leave(answer);
+    }
+    name = row->name;
+  }
+  if (!(code & kErrorSeverity)) return leave(kTrapNotAnError);
+  if (report_busy) fail_in_report(*exception);
+
+  report_busy = 1;
+  exception_context = context;
+  sprintf(message, "%s (%x)", name, code);
+  strcpy(second_message, message);
+  exception_name = second_message;
+  if (is_raised_number(*exception)) {
+    hide_library_frames = 1;
+    compose_error_message(*context, message);
+    strcpy(second_message, message);
+  }
+  if (code == platform::kExceptionAccessViolation && exception->record->parameter_count >= 2 &&
+      visit_regions(exception->record->parameters[1]) == Region::kGrown) {
+    return leave(kTrapResume);
+  }
+  if (code == kInvalidOperation) {
+    if (is_script_engine_conversion(context->Rip)) {
+      context->Rip += sizeof kConvertToEcx;
+      return leave(kTrapResume);
+    }
+    for (const instruction_head& root : kSquareRoots) {
+      if (match_instruction(&root, context->Rip)) {
+        exception_name = "Negative argument to square root";
+      }
+    }
+  }
+  walk_back(*exception);
+  if (kill_dialogbox) {
+    printf("%s\n", message);
+    platform::ExitProcess(kStatusFailed);
+  }
+  traceback_text = traceback;
+  static char title[sizeof kHeading + kPathSize];
+  compose_title(title);
+  sprintf(message, "%llx", context->Rip);
+  show_report(title, message, traceback);
+  paneview::__close_all_windows();
+  platform::ExitProcess(0);
+}
+
+TARN_MACHINERY std::int32_t match_instruction(const instruction_head* pattern,
+                                              std::uint64_t address) {
+  std::uint8_t code[24];
+  safe_memory_read(address, code, sizeof code);
+  const auto is_rex = [](std::uint8_t byte) { return (byte & 0xF0) == 0x40; };
+  const std::uint8_t* start = code;
+  if (pattern->rex_allowed) {
+    if (is_rex(code[0])) {
+      start = code + 1;
+    } else if (code[0] == 0xF2 && is_rex(code[1])) {
+      code[1] = code[0];
+      start = code + 1;
+    }
+  }
+  for (std::int32_t i = 0; i < pattern->count; ++i) {
+    if (start[i] != pattern->bytes[i]) return 0;
+  }
+  return 1;
+}
+
+}  // namespace tarn

@@ -1,0 +1,51 @@
+// The process's one exception handler. Run-time errors and real faults enter
+// it by the same door, and it tells them apart by the bytes of the trap at the
+// instruction pointer.
+//
+// It decides in a fixed order: a routine of exception_table, the text of a
+// raised number, growth of an expanding region, the report. The process never
+// goes on after a report.
+//
+// State: report_busy, and what failure/report.h holds. Nothing is locked:
+// report_busy is the whole protection, so a second failure during a report, in
+// it or on another thread, ends the process with status 1.
+//
+// Stack: about 8 kB before the dialog opens (the large buffers are static),
+// kHandlerStack with it. Initialisation asks the system to keep that back on the
+// first thread for the case of its overflow; on the host the handlers of the
+// first thread have a stack of their own.
+#pragma once
+
+#include "platform/platform.h"
+
+namespace tarn {
+
+inline constexpr std::uint32_t kHandlerStack = 192 * 1024;
+inline constexpr int kTracebackSteps = 10;
+inline constexpr std::uint64_t kRegionGrowthPages = 10;
+
+// Set from the decision to report.
+extern std::int32_t report_busy;
+
+// Opcode bytes to look for at an address, a REX prefix between them allowed.
+struct instruction_head {
+  std::uint8_t bytes[8];
+  std::int32_t count;
+  std::int32_t rex_allowed;
+};
+
+extern "C" {
+// Adds the handler, to be called last of the vectored handlers. Part of
+// initialisation, which calls it once.
+TARNAPI void __install_system_exception_handler();
+
+// Result: -1 (go on at the context's Rip), 0 (pass on) or 0x10002 (pass on:
+// neither an error nor handled here). Runs on the faulting thread.
+TARNAPI std::int32_t __system_exception_handler(platform::ExceptionPointers* exception);
+}
+
+// 1 if the code at `address` begins with the pattern. A REX prefix is passed
+// over in front of the pattern, and between F2 and the rest; not behind F3.
+TARNAPI std::int32_t match_instruction(const instruction_head* pattern, std::uint64_t address);
+
+}  // namespace tarn

@@ -1,0 +1,85 @@
+#include "failure/image_tables.h"
+
+#include "failure/page_reader.h"
+#include "platform/pe_format.h"
+#include "strings/c_string.h"
+
+namespace tarn {
+namespace {
+
+constexpr std::uint64_t kEntrySize = 40;            // of a routine table, behind the name
+constexpr std::uint32_t kDebugMagic = 0x42554852;   // "RHUB"
+constexpr std::uint64_t kStartRoutineSize = 0x28B;  // where the table does not tell
+
+// An offset that a table gives as the low 32 bits, signed.
+std::uint64_t offset_at(const std::uint8_t* bytes) {
+  std::int32_t value;
+  __builtin_memcpy(&value, bytes, sizeof value);
+  return static_cast<std::uint64_t>(static_cast<std::int64_t>(value));
+}
+
+// The last pair whose offset is not above the routine's offset.
+std::uint32_t find_line(PageReader* reader, std::uint64_t debug, std::uint32_t offset) {
+  std::uint8_t record[12];
+  std::uint32_t magic = 0;
+  if (!reader->read(debug, record, sizeof record)) return 0;
+  __builtin_memcpy(&magic, record + 4, sizeof magic);
+  if (magic != kDebugMagic) return 0;
+  const std::uint64_t table = debug + 8 + offset_at(record + 8) - 4;
+  std::uint32_t count = 0;
+  if (!reader->read(table, &count, sizeof count)) return 0;
+  if (count > kLineEntries) count = kLineEntries;
+  std::uint32_t line = 0;
+  for (std::uint32_t i = 0; i < count; ++i) {
+    std::uint32_t pair[2];
+    if (!reader->read(table + 4 + 8 * std::uint64_t{i}, pair, sizeof pair)) break;
+    if (pair[1] <= offset) line = pair[0];
+  }
+  return line;
+}
+
+// Reads a name up to its NUL; what does not fit is passed over. False at the
+// end of readable memory or of `limit`.
+bool read_name(PageReader* reader, std::uint64_t* at, std::uint64_t limit, char* name) {
+  std::uint32_t length = 0;
+  for (; *at < limit; ++*at) {
+    char c;
+    if (!reader->read(*at, &c, 1)) return false;
+    if (length < kLongestRoutineName) name[length] = c;
+    if (!c) {
+      name[length < kLongestRoutineName ? length : kLongestRoutineName] = '\0';
+      ++*at;
+      return true;
+    }
+    ++length;
+  }
+  return false;
+}
+
+}  // namespace
+
+bool find_routine(std::uint64_t base, std::uint64_t rip, RoutinePlace* routine) {
+  static PageReader reader;  // a table's pages; the report has one thread
+  reader.reset();
+  std::uint8_t field[4];
+  if (!reader.read(base + pe::kRoutineTableFieldOffset, field, sizeof field)) return false;
+  std::uint64_t at = base + offset_at(field) + 8;
+  const std::uint64_t limit = at + kTableBytes;
+  while (read_name(&reader, &at, limit, routine->name) && routine->name[0]) {
+    std::uint8_t entry[kEntrySize];
+    if (!reader.read(at, entry, sizeof entry)) return false;
+    at += kEntrySize;
+    routine->start = base + offset_at(entry + 8);
+    std::uint64_t end = base + offset_at(entry + 16);
+    if (end < routine->start && strcmpl(routine->name, kStartRoutine) == 0) {
+      end = routine->start + kStartRoutineSize;
+    }
+    if (rip < routine->start || rip > end) continue;
+    routine->offset = static_cast<std::uint32_t>(rip - routine->start);
+    routine->line = find_line(&reader, base + offset_at(entry + 24), routine->offset);
+    return true;
+  }
+  return false;
+}
+
+}  // namespace tarn

@@ -1,0 +1,30 @@
+// The routine table and the line tables that finish_image writes into an image
+// (docs/image-format.md): which routine an address lies in, and at which line.
+//
+// Untrusted data: nothing here faults, at most kTableBytes of a table and
+// kLineEntries lines are read, and a damaged table gives no routine or no line.
+// State: a reader's buffer; for one thread at a time, inside the report.
+#pragma once
+
+#include "platform/abi.h"
+
+namespace tarn {
+
+inline constexpr std::uint64_t kTableBytes = std::uint64_t{64} << 20;
+inline constexpr std::uint32_t kLineEntries = 4'000'000;
+inline constexpr std::uint32_t kLongestRoutineName = 1000;  // longer ones are cut
+
+// The start-up interpreter's name, in any case: no program's frame lies behind it.
+inline constexpr char kStartRoutine[] = "__brackenstartup";
+
+struct RoutinePlace {
+  char name[kLongestRoutineName + 1];
+  std::uint64_t start;   // address of its first byte
+  std::uint32_t offset;  // of the address in it
+  std::uint32_t line;    // 0: unknown
+};
+
+// The routine of the marked image at `base` in which `address` lies.
+bool find_routine(std::uint64_t base, std::uint64_t address, RoutinePlace* routine);
+
+}  // namespace tarn

@@ -1,0 +1,27 @@
+// The operations that the instruction decoder names. Constant data.
+#pragma once
+
+#include "platform/abi.h"
+
+namespace tarn {
+
+enum class Mnemonic : std::uint32_t {
+  kNone = 0,
+#define TARN_MNEMONIC(name, width) name,
+#include "failure/mnemonics.inc"
+#undef TARN_MNEMONIC
+};
+
+struct InstructionDescriptor {
+  std::uint32_t id;      // its position in instruction_table, from 1
+  const char* mnemonic;  // in upper case
+  std::uint32_t width;   // of the operation in bytes: 1, 2, 4, 8, or 0 for none
+};
+
+inline constexpr std::uint32_t kInstructionCount = 548;
+inline constexpr std::uint32_t kLongestMnemonic = 12;
+
+// Descriptor n stands at n - 1.
+extern const InstructionDescriptor instruction_table[kInstructionCount];
+
+}  // namespace tarn

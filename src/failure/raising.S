@@ -1,0 +1,72 @@
+// The entries that raise a number, and the stubs of routines that nothing
+// supplies. The trap's contract stands in failure/runtime_error.h.
+
+#include "platform/assembly.h"
+
+#define TRAP     \
+  int 9;         \
+  ud2                               // not reached: no handler goes on behind the trap
+
+#define CALLERS_TEXT 345
+#define MISSING_ROUTINE 29
+
+.intel_syntax noprefix
+
+.text
+
+// rcx: address of the number.
+ROUTINE(FAIL_at)
+  NO_FRAME
+  movsxd rax, dword ptr [rcx]
+  TRAP
+ROUTINE_END(FAIL_at)
+
+// ecx: the number. r8 to r13 stay as they are.
+ROUTINE(ReportErrorNumber_at)
+  NO_FRAME
+  movsxd rax, ecx
+  TRAP
+ROUTINE_END(ReportErrorNumber_at)
+
+// rcx: the text. It becomes %1; %2 to %4 are "???".
+ROUTINE(ReportErrorString_at)
+  NO_FRAME
+  mov r8, rcx
+  lea r9, [rip + no_text]
+  mov r10, r9
+  mov r11, r9
+  mov eax, CALLERS_TEXT
+  TRAP
+ROUTINE_END(ReportErrorString_at)
+
+// rcx: the routine's name. It becomes %1.
+ROUTINE(__MissingRoutine)
+  NO_FRAME
+  mov r8, rcx
+  mov eax, MISSING_ROUTINE
+  TRAP
+ROUTINE_END(__MissingRoutine)
+
+// A stub: the stack aligned for a call, the call, and behind it the name.
+#define MISSING(symbol, name) \
+  ROUTINE(symbol)             \
+  FRAME(8);                   \
+  lea rcx, [rip + 1f];        \
+  call __MissingRoutine;      \
+  1: .asciz name;             \
+  ROUTINE_END(symbol)
+
+MISSING(tarn_missing_lseek, "lseek")
+MISSING(tarn_missing_write, "__write")
+MISSING(tarn_missing_read, "__read")
+MISSING(tarn_missing_C_FAIL, "C_FAIL@")
+MISSING(tarn_missing_printfx, "printfx")
+
+#ifdef _WIN32
+.section .rdata, "dr"
+#else
+.section .rodata
+#endif
+no_text: .asciz "???"
+
+END_OF_SOURCE

@@ -1,0 +1,318 @@
+#include "failure/traceback.h"
+
+#include "failure/decoder.h"
+#include "failure/image_tables.h"
+#include "failure/safe_memory.h"
+#include "failure/unwind_data.h"
+#include "platform/pe_format.h"
+#include "streams/format.h"
+#include "strings/c_string.h"
+
+namespace tarn {
+namespace {
+
+constexpr std::uint64_t kImageStep = 0x1000;
+constexpr std::uint64_t kImageAlignment = 0xFFFFFFFF0000;  // a 64 kB boundary, user half
+constexpr std::uint32_t kModulePathSize = 3000;
+constexpr std::uint32_t kModuleNameSize = 260;
+constexpr std::uint32_t kSymbolRecordSize = 0x420;
+constexpr std::uint32_t kSymbolNameSize = 0x400;
+
+char last_module[kModuleNameSize] = "-";
+
+// ---- Images -------------------------------------------------------------------
+
+struct ImageOfFrame {
+  std::uint64_t base;
+  bool is_pe;
+  bool has_table;
+  bool is_library;  // the run-time library or its sibling
+  char name[kModuleNameSize];
+};
+
+bool read_module_name(std::uint64_t base, ImageOfFrame* image) {
+  char path[kModulePathSize];
+  const std::uint32_t length =
+      platform::GetModuleFileNameA(reinterpret_cast<platform::Module>(base), path, kModulePathSize);
+  if (length == 0) return false;
+  path[length < kModulePathSize ? length : kModulePathSize - 1] = '\0';
+  const char* const separator = strrchr(path, '\\');
+  const char* const name = separator ? separator + 1 : path;
+  strncpy(image->name, name, kModuleNameSize - 1);
+  image->name[kModuleNameSize - 1] = '\0';
+  image->is_library =
+      strcmpl(image->name, "TARNLIBC64.DLL") == 0 || strcmpl(image->name, "PANEVIEW64.DLL") == 0;
+  image->base = base;
+  return true;
+}
+
+bool begins_with_mz(std::uint64_t address) {
+  std::uint16_t magic = 0;
+  safe_memory_read(address, &magic, sizeof magic);
+  return magic == pe::kDosMagic;
+}
+
+bool has_mark(std::uint64_t base) {
+  char mark[pe::kImageMarkLength];
+  safe_memory_read(base + pe::kImageMarkOffset, mark, sizeof mark);
+  for (std::size_t i = 0; i < sizeof mark; ++i) {
+    if (mark[i] != pe::kImageMark[i]) return false;
+  }
+  return true;
+}
+
+// The module list tells which image holds Rip; an address of none ends the walk
+// at once. An image that took its mark away is not looked at: the next one below
+// that begins with "MZ" stands for it.
+bool find_image(std::uint64_t rip, ImageOfFrame* image) {
+  platform::Module module = nullptr;
+  if (rip == 0 ||
+      !platform::GetModuleHandleExA(platform::kModuleFromAddress,
+                                    reinterpret_cast<const void*>(rip), &module) ||
+      !module) {
+    return false;
+  }
+  const auto module_base = reinterpret_cast<std::uint64_t>(module);
+  std::uint32_t first_word = 0;
+  safe_memory_read(module_base, &first_word, sizeof first_word);
+  constexpr std::uint32_t kNoteMark = 0x45544F4E;  // "NOTE"
+  if (first_word != kNoteMark) {
+    image->is_pe = begins_with_mz(module_base);
+    image->has_table = image->is_pe && has_mark(module_base);
+    return read_module_name(module_base, image);
+  }
+  std::uint64_t at = rip & kImageAlignment;
+  for (int page = 0; page < kImageSearchPages; ++page, at -= kImageStep) {
+    if (!begins_with_mz(at) || !read_module_name(at, image)) continue;
+    image->is_pe = true;
+    image->has_table = has_mark(at);
+    return true;
+  }
+  return false;
+}
+
+void describe_routine(const RoutinePlace& routine, char* text) {
+  if (routine.line == 0) {
+    sprintf(text, "in %s at address %x\n", routine.name, routine.offset);
+  } else {
+    sprintf(text, "in %s in line %d, at address %x\n", routine.name, routine.line, routine.offset);
+  }
+}
+
+// ---- Prologues ------------------------------------------------------------------
+
+bool begins_with(const char* text, const char* beginning) {
+  while (*beginning) {
+    if (*text++ != *beginning++) return false;
+  }
+  return true;
+}
+
+void return_to_caller(platform::AMD_CONTEXT* context) {
+  context->Rip = safe_core8(context->Rsp);
+  context->Rsp += 8;
+}
+
+// The size of a large frame, set in rax at `*at`, which moves behind it. The
+// five-byte form of the move is the ordinary compilers'; the decoder, which
+// knows the suite's code, has no row for it.
+bool read_large_frame(std::uint64_t* at, const char* text, std::uint64_t behind,
+                      std::uint64_t* size) {
+  constexpr std::uint8_t kMoveToEax = 0xB8;
+  if (static_cast<std::uint8_t>(safe_core1(*at)) == kMoveToEax) {
+    *size = static_cast<std::uint32_t>(safe_core4(*at + 1));
+    *at += 5;
+    return true;
+  }
+  if (!begins_with(text, "mov RAX,") && !begins_with(text, "mov_q RAX,")) return false;
+  *size = static_cast<std::uint64_t>(get_idecode_immediate_value());
+  *at = behind;
+  return true;
+}
+
+// ---- Steps ------------------------------------------------------------------------
+
+char* end_of(char* text) {
+  while (*text) ++text;
+  return text;
+}
+
+// One step of the walker: the name of the frame of `context` if it has one, and
+// its place in the routine; `context` becomes the caller's. A frame behind which
+// the walker finds nothing leaves a Rip of 0.
+bool step_by_walker(platform::Handle process, platform::AMD_CONTEXT* context, bool continue_walk,
+                    RoutinePlace* routine) {
+  static bool initialised;
+  static platform::StackFrame64 frame;
+  static union {
+    platform::Symbol64 symbol;
+    char storage[kSymbolRecordSize];
+  } record;
+  if (!initialised) {
+    initialised = true;
+    if (!platform::SymInitialize(process, nullptr, 1)) {
+      char message[64];
+      sprintf(message, "SymInitialize failure %x\n", platform::GetLastError());
+      platform::MessageBoxA(nullptr, message, "BrackenMoor exception handler has failed", 0);
+      platform::ExitProcess(1);
+    }
+  }
+  if (!continue_walk) {
+    frame = {};
+    frame.pc = {context->Rip, context->SegCs, platform::kFlatAddress};
+    frame.stack = {context->Rsp, context->SegSs, platform::kFlatAddress};
+    frame.frame = {context->Rbp, context->SegSs, platform::kFlatAddress};
+  }
+  const std::uint64_t rip = context->Rip;
+  record.symbol = {};
+  record.symbol.size_of_struct = sizeof(platform::Symbol64);
+  record.symbol.longest_name = kSymbolNameSize;
+  std::uint64_t displacement = 0;
+  const bool named =
+      platform::SymGetSymFromAddr64(process, rip, &displacement, &record.symbol) != 0;
+  if (named) {
+    record.storage[sizeof record.storage - 1] = '\0';
+    strncpy(routine->name, record.symbol.name, kLongestRoutineName);
+    routine->name[kLongestRoutineName] = '\0';
+    routine->offset = static_cast<std::uint32_t>(displacement);
+    routine->line = 0;
+  }
+  // The walker's first step describes this frame, the second finds its caller.
+  bool found = true;
+  for (int step = continue_walk ? 1 : 0; step < 2 && found; ++step) {
+    found = platform::StackWalk64(platform::kMachineAmd64, process, process, &frame, context,
+                                  nullptr, &local_SymFunctionTableAccess64,
+                                  &local_SymGetModuleBase64, nullptr) != 0;
+  }
+  context->Rip = found && frame.pc.offset != rip ? frame.pc.offset : 0;
+  context->Rsp = frame.stack.offset;
+  return named;
+}
+
+// Their own code saves registers as it likes, so it is stepped over by unwind
+// data; of their routines only those that programs call have a name. True if
+// the frame was shown, or is one of those that are not to be shown.
+bool pass_library_frame(const ImageOfFrame& image, RoutinePlace* routine,
+                        platform::AMD_CONTEXT* context, char* text) {
+  bool named = image.has_table && find_routine(image.base, context->Rip, routine);
+  if (!image.is_pe || !unwind_by_image_data(image.base, context)) {
+    static RoutinePlace by_walker;
+    const bool walker_names = step_by_walker(current_process_handle, context, false, &by_walker);
+    if (!named && walker_names) *routine = by_walker;
+    named |= walker_names;
+  }
+  if (hide_library_frames) return true;
+  if (named) describe_routine(*routine, text);
+  return named;
+}
+
+// The caller of a routine of the program: by its prologue if that is one of the
+// suite's forms, else by the image's unwind data. Where neither helps, the
+// context stays.
+void step_to_caller(const ImageOfFrame& image, const RoutinePlace& routine,
+                    platform::AMD_CONTEXT* context) {
+  const std::uint64_t rip = context->Rip;
+  const std::uint64_t rsp = context->Rsp;
+  find_previous_frame(context, routine.start);
+  if (context->Rip == rip && context->Rsp == rsp) unwind_by_image_data(image.base, context);
+}
+
+}  // namespace
+
+std::int32_t hide_library_frames;
+
+TARN_MACHINERY std::int32_t trace_back_once(platform::Handle, char* text,
+                                            platform::AMD_CONTEXT* context) {
+  static ImageOfFrame image;  // large, and the report has one thread
+  static RoutinePlace routine;
+  *text = '\0';
+  for (int unnamed = 0; unnamed < kUnnamedFrames; ++unnamed) {
+    if (!find_image(context->Rip, &image)) return 0;
+    if (!image.is_library) hide_library_frames = 0;
+    if (strcmpl(image.name, last_module) != 0) {
+      if (!hide_library_frames) {
+        sprintf(text, "Within file %s\n", image.name);
+        text = end_of(text);
+      }
+      strcpy(last_module, image.name);
+    }
+    if (image.is_library) {
+      if (pass_library_frame(image, &routine, context, text)) return 1;
+      continue;
+    }
+    if (!image.has_table) {
+      if (FetchMicrosoftStack(current_process_handle, context, 0, text)) return 1;
+      continue;
+    }
+    if (!find_routine(image.base, context->Rip, &routine)) return 0;
+    if (strcmpl(routine.name, kStartRoutine) == 0) return 0;
+    describe_routine(routine, text);
+    step_to_caller(image, routine, context);
+    return 1;
+  }
+  return 0;
+}
+
+TARN_MACHINERY void find_previous_frame(platform::AMD_CONTEXT* context, std::uint64_t first_byte) {
+  char text[kInstructionTextSize];
+  std::uint64_t at = first_byte;
+  decode_remote_instruction(current_process_handle, text, at);
+  squash_buffer(text);
+  if (begins_with(text, "sub_q RSP,")) {
+    if (at <= context->Rip) {
+      context->Rsp += static_cast<std::uint64_t>(get_idecode_immediate_value());
+    }
+    return_to_caller(context);
+    return;
+  }
+  std::uint64_t call = first_byte;
+  std::uint64_t size = 0;
+  if (!read_large_frame(&call, text, at, &size)) return;
+  std::uint64_t behind_call = call;
+  decode_remote_instruction(current_process_handle, text, behind_call);
+  if (!begins_with(text, "call ")) return;
+  constexpr std::uint64_t kOnSubtraction = 6;  // past the call, inside the subtraction
+  if (call + kOnSubtraction < context->Rip) context->Rsp += size;
+  return_to_caller(context);
+}
+
+TARN_MACHINERY std::int32_t FetchMicrosoftStack(platform::Handle process,
+                                                platform::AMD_CONTEXT* context,
+                                                std::int32_t continue_walk, char* text) {
+  static RoutinePlace routine;
+  if (!step_by_walker(process, context, continue_walk != 0, &routine)) return 0;
+  sprintf(text, "In  %s at address %p\n", routine.name, routine.offset);
+  return 1;
+}
+
+TARN_MACHINERY std::uint64_t local_SymGetModuleBase64(platform::Handle process,
+                                                      std::uint64_t address) {
+  return platform::SymGetModuleBase64(process, address);
+}
+
+TARN_MACHINERY void* local_SymFunctionTableAccess64(platform::Handle process,
+                                                    std::uint64_t address) {
+  return platform::SymFunctionTableAccess64(process, address);
+}
+
+void squash_buffer(char* text) {
+  char* to = text;
+  for (const char* from = text; *from; ++from) {
+    if (*from != ' ' || from == text || from[-1] != ' ') *to++ = *from;
+  }
+  *to = '\0';
+}
+
+TARN_MACHINERY_PART("1") std::uint64_t first_address() {
+  return reinterpret_cast<std::uint64_t>(&first_address);
+}
+
+TARN_MACHINERY_PART("3") std::uint64_t last_address() {
+  return reinterpret_cast<std::uint64_t>(&last_address);
+}
+
+std::int32_t is_system_callback(std::uint64_t address) {
+  return first_address() <= address && address <= last_address();
+}
+
+}  // namespace tarn

@@ -1,0 +1,148 @@
+#include "numerics/elementary.h"
+
+#include "numerics/real_bits.h"
+#include "numerics/x87.h"
+#include "startup/runtime_block.h"
+
+namespace tarn {
+namespace {
+
+constexpr double kLargeResult = 1e308;
+constexpr double kExpLimit = 708.25;
+constexpr std::uint32_t kExpLimitHighWord = 0x40862200;
+constexpr Extended kPowerLimit = 1025.0L;  // on the exponent of 2
+constexpr Extended kLargestDouble = 0x1.fffffffffffffp1023L;
+constexpr Extended kSmallestNormal = 0x1p-1022L;
+constexpr Extended kLog2E = 0xb.8aa3b295c17f0bcp-3L;
+constexpr Extended kLn2 = 0xb.17217f7d1cf79acp-4L;
+constexpr Extended kLog10Of2 = 0x9.a209a84fbcff799p-5L;
+constexpr Extended kSqrt2 = 0xb.504f333f9de6484p-3L;
+
+// How __xxdd tells pow what went wrong.
+constexpr std::int32_t kPowerDomain = 1;
+constexpr std::int32_t kPowerRange = 2;
+
+double failed(std::int32_t code, double value) {
+  set_errno(code);
+  return value;
+}
+
+// 2^t, |t| <= 1025: t = i + f with 0 <= f < 1. The upper half of f's range goes
+// by the square root of 2, which keeps the argument of f2xm1 small.
+[[gnu::always_inline]] inline Extended power_of_2(Extended t) {
+  const Extended i = x87_round(t, kX87Down);
+  const Extended f = t - i;
+  if (f < 0.5L) return x87_scale(x87_exp2m1(f) + 1, i);
+  return x87_scale(x87_exp2m1(f - 0.5L) + 1, i) * kSqrt2;
+}
+
+[[gnu::always_inline]] inline double logarithm(double x, Extended scale) {
+  if (is_nan(x) || is_below_zero(x)) return failed(kErrnoDomain, kLargeResult);
+  if (is_zero(x)) return failed(kErrnoRange, -kLargeResult);
+  return x87_double(x87_ylog2(scale, x87_load(x)));
+}
+
+bool fits_32_bits(double integral) { return integral >= -0x1p31 && integral < 0x1p31; }
+
+// Beyond 2^53 every double is even.
+bool is_odd(double integral) {
+  return integral > -0x1p53 && integral < 0x1p53 && (static_cast<std::int64_t>(integral) & 1) != 0;
+}
+
+double negative_to_power(double x, double y) {
+  double integral;
+  if (!is_zero(modf(y, &integral))) return failed(kErrnoDomain, kLargeResult);
+  if (fits_32_bits(y)) return __xxjj(x, static_cast<std::int32_t>(y));
+  const double size = pow(-x, y);
+  return is_odd(y) ? -size : size;
+}
+
+std::int32_t absolute(std::int32_t x) {
+  return x < 0 ? static_cast<std::int32_t>(0u - static_cast<std::uint32_t>(x)) : x;
+}
+
+}  // namespace
+
+double exp(double x) {
+  if (is_nan(x)) return failed(kErrnoDomain, kLargeResult);
+  if (x > kExpLimit) return failed(kErrnoRange, kLargeResult);
+  x87_set_nearest();
+  if ((high_word(x) & 0x7FFFFFFF) > kExpLimitHighWord) return 0.0;
+  return x87_double(power_of_2(x87_load(x) * kLog2E));
+}
+
+double log(double x) { return logarithm(x, kLn2); }
+
+double log10(double x) { return logarithm(x, kLog10Of2); }
+
+double frexp(double x, std::int32_t* exponent) {
+  if (is_zero(x) || !is_finite(x)) {
+    *exponent = 0;
+    return is_zero(x) ? 0.0 : x;
+  }
+  Extended significand;
+  std::int32_t power;
+  asm volatile("fxtract\n\tfxch\n\tfistpl %1" : "=t"(significand), "=m"(power) : "0"(x87_load(x)));
+  *exponent = power + 1;
+  return x87_double(significand / 2);
+}
+
+double ldexp(double x, std::int32_t exponent) {
+  return x87_double(x87_scale(x87_load(x), static_cast<Extended>(exponent)));
+}
+
+double modf(double x, double* integral) {
+  x87_set_nearest();
+  const Extended value = x87_load(x);
+  const double whole = x87_double(x87_round(value, kX87TowardZero));
+  *integral = whole;
+  return x87_double(value - x87_load(whole));
+}
+
+std::int32_t abs(std::int32_t x) { return absolute(x); }
+
+std::int32_t labs(std::int32_t x) { return absolute(x); }
+
+double __xxjj(double x, std::int64_t n) {
+  std::uint64_t bits = static_cast<std::uint64_t>(n);
+  if (n <= 0) {
+    if (is_zero(x)) return failed(kErrnoDomain, kLargeResult);
+    x = 1.0 / x;
+    bits = 0 - bits;
+  }
+  double result = 1.0;
+  do {
+    if ((bits & 1) != 0) result *= x;
+    // The compiler must not drop the last squaring: it may trap.
+    x *= x;
+    asm volatile("" : "+x"(x));
+    bits >>= 1;
+  } while (bits != 0);
+  return result;
+}
+
+double __xxdd(double x, double y) {
+  if (is_nan(x) || is_nan(y) || is_below_zero(x)) return failed(kPowerDomain, kLargeResult);
+  const Extended t = x87_ylog2(x87_load(y), x87_load(x));
+  if (t != t) return failed(kPowerDomain, kLargeResult);
+  if (t >= kPowerLimit) return failed(kPowerRange, kLargeResult);
+  if (t <= -kPowerLimit) return 0.0;
+  x87_set_nearest();
+  const Extended value = power_of_2(t);
+  if (value >= kLargestDouble) return failed(kPowerRange, kLargeResult);
+  if (value <= kSmallestNormal) return 0.0;
+  return x87_double(value);
+}
+
+double pow(double x, double y) {
+  if (is_nan(x) || is_nan(y)) return failed(kErrnoDomain, kLargeResult);
+  if (is_zero(x) && (is_zero(y) || is_below_zero(y))) return failed(kErrnoDomain, kLargeResult);
+  if (is_below_zero(x)) return negative_to_power(x, y);
+  set_errno(0);
+  const double value = __xxdd(x, y);
+  if (get_errno() == kPowerDomain) return failed(kErrnoDomain, kLargeResult);
+  if (get_errno() == kPowerRange) return failed(kErrnoRange, kLargeResult);
+  return value;
+}
+
+}  // namespace tarn

@@ -1,0 +1,145 @@
+#include "numerics/intrinsics.h"
+
+#include "numerics/real_bits.h"
+#include "numerics/x87.h"
+#include "paneview/paneview.h"
+
+namespace tarn {
+namespace {
+
+// An instruction on the top of the x87 stack. At and beyond 2^63 they leave it
+// unchanged, and fptan then pushes no 1.0 to be dropped.
+[[gnu::always_inline]] inline Extended sine(Extended x) {
+  Extended result;
+  asm("fsin" : "=t"(result) : "0"(x));
+  return result;
+}
+
+[[gnu::always_inline]] inline Extended cosine(Extended x) {
+  Extended result;
+  asm("fcos" : "=t"(result) : "0"(x));
+  return result;
+}
+
+[[gnu::always_inline]] inline Extended tangent(Extended x) {
+  // Two values come back in either case: fptan adds a 1 unless x is out of range.
+  Extended result;
+  Extended unused;
+  asm("fptan\n\t"
+      "fnstsw %%ax\n\t"
+      "testb $4, %%ah\n\t"
+      "jz 1f\n\t"
+      "fldz\n"
+      "1:"
+      : "=t"(unused), "=u"(result)
+      : "0"(x)
+      : "ax", "cc");
+  return result;
+}
+
+[[gnu::always_inline]] inline Extended arc_tangent(Extended x) {
+  Extended result;
+  asm("fpatan" : "=t"(result) : "0"(1.0L), "u"(x) : "st(1)");
+  return result;
+}
+
+// x with 0.5 added away from zero. A NaN or infinity stays what it is.
+template <typename Real>
+Real half_away(Real x) {
+  const double wide = static_cast<double>(x);
+  return is_below_zero(wide) && !is_nan(wide) ? x - Real{0.5} : x + Real{0.5};
+}
+
+std::int64_t nearest_integer(double x) {
+  const double moved = half_away(x);
+  std::int64_t result;
+  asm volatile("cvttsd2si %1, %0" : "=r"(result) : "x"(moved));
+  return result;
+}
+
+template <typename Integer>
+Integer absolute(Integer x) {
+  return x < 0 ? static_cast<Integer>(0u - static_cast<std::uint32_t>(x)) : x;
+}
+
+}  // namespace
+
+float ALOG_at(const float* x) { return paneview::ALOG$$(*x); }
+float ALOG1_at(const float* x) { return paneview::AL10$$(*x); }
+float ALOG2_at(const float* x) { return paneview::ALG2$$(*x); }
+double DLOG_at(const double* x) { return paneview::DALOG$$(*x); }
+double DLOG1_at(const double* x) { return paneview::DAL10$$(*x); }
+double DLOG2_at(const double* x) { return paneview::DALG2$$(*x); }
+float EXP_at(const float* x) { return paneview::EXP$$(*x); }
+double DEXP_at(const double* x) { return paneview::DEXP$$(*x); }
+
+float SIN_at(const float* x) { return x87_single(sine(x87_load(*x))); }
+float COS_at(const float* x) { return x87_single(cosine(x87_load(*x))); }
+float TAN_at(const float* x) { return x87_single(tangent(x87_load(*x))); }
+float ATAN_at(const float* x) { return x87_single(arc_tangent(x87_load(*x))); }
+double DSIN_at(const double* x) { return x87_double(sine(x87_load(*x))); }
+double DCOS_at(const double* x) { return x87_double(cosine(x87_load(*x))); }
+double DTAN_at(const double* x) { return x87_double(tangent(x87_load(*x))); }
+double DATAN_at(const double* x) { return x87_double(arc_tangent(x87_load(*x))); }
+
+float ASIN_at(const float* x) { return paneview::ASIN$$(*x); }
+float ACOS_at(const float* x) { return paneview::ACOS$$(*x); }
+double DASIN_at(const double* x) { return paneview::DASIN$$(*x); }
+double DACOS_at(const double* x) { return paneview::DACOS$$(*x); }
+float ATAN2_at(const float* y, const float* x) { return paneview::ATAN2V$(*y, *x); }
+double DATN2_at(const double* y, const double* x) { return paneview::DATAN2V$(*y, *x); }
+
+float SINH_at(const float* x) { return paneview::SINH$$(*x); }
+float COSH_at(const float* x) { return paneview::COSH$$(*x); }
+float TANH_at(const float* x) { return paneview::TANH$$(*x); }
+double DSINH_at(const double* x) { return paneview::DSINH$$(*x); }
+double DCOSH_at(const double* x) { return paneview::DCOSH$$(*x); }
+double DTANH_at(const double* x) { return paneview::DTANH$$(*x); }
+
+float SQRT_at(const float* x) {
+  float result;
+  asm volatile("sqrtss %1, %0" : "=x"(result) : "m"(*x));
+  return result;
+}
+
+double DSQRT_at(const double* x) {
+  double result;
+  asm volatile("sqrtsd %1, %0" : "=x"(result) : "m"(*x));
+  return result;
+}
+
+float AMOD_at(const float* x, const float* y) { return paneview::MOD$$(*x, *y); }
+double DMOD_at(const double* x, const double* y) { return paneview::DMOD$$(*x, *y); }
+float AINT_at(const float* x) { return paneview::AINT$$(*x); }
+double DINT_at(const double* x) { return paneview::DAINT$$(*x); }
+
+float ANINT_at(const float* x) { return paneview::AINT$$(half_away(*x)); }
+double DNINT_at(const double* x) { return paneview::DAINT$$(half_away(*x)); }
+
+std::int16_t ININT_at(const float* x) {
+  return static_cast<std::int16_t>(nearest_integer(static_cast<double>(*x)));
+}
+std::int16_t IDNIN_at(const double* x) { return static_cast<std::int16_t>(nearest_integer(*x)); }
+std::int32_t JNINT_at(const float* x) {
+  return static_cast<std::int32_t>(nearest_integer(static_cast<double>(*x)));
+}
+std::int32_t JDNIN_at(const double* x) { return static_cast<std::int32_t>(nearest_integer(*x)); }
+
+std::int8_t HABS_at(const std::int8_t* x) { return absolute(*x); }
+std::int16_t IABS_at(const std::int16_t* x) { return absolute(*x); }
+std::int32_t JABS_at(const std::int32_t* x) { return absolute(*x); }
+
+float ABS_at(const float* x) {
+  return __builtin_bit_cast(float, __builtin_bit_cast(std::uint32_t, *x) & 0x7FFFFFFF);
+}
+double DABS_at(const double* x) { return __builtin_bit_cast(double, magnitude_bits(*x)); }
+
+float CABS_at(const float* z) { return paneview::CABS$$(z); }
+double CDABS_at(const double* z) { return paneview::ZABS$$(z); }
+
+Complex8 CONJ_at(const float* z) { return Complex8{z[0], 0.0f - z[1], 0.0f, 0.0f}; }
+Complex16 DCONJ_at(const double* z) { return Complex16{z[0], 0.0 - z[1]}; }
+float AIMAG_at(const float* z) { return z[1]; }
+double DIMAG_at(const double* z) { return z[1]; }
+
+}  // namespace tarn

@@ -1,0 +1,23 @@
+// Share modes. An opener tells what it does with a file and what it denies to
+// others; two openers of one file, in one process or two, may not contradict
+// each other.
+#pragma once
+
+#include <cstdint>
+
+namespace tarn::platform {
+
+struct FileUse {
+  bool reads, writes;
+  bool denies_reading, denies_writing, denies_deletion;
+};
+
+// Claims the file behind `descriptor` for this use until the descriptor is
+// closed. False if another opener's claim contradicts it; then nothing is
+// left. `descriptor` must allow reading or writing.
+bool claim_file(int descriptor, const FileUse& use);
+
+// True if somebody holds the file behind `descriptor` and denies its deletion.
+bool deletion_is_denied(int descriptor);
+
+}  // namespace tarn::platform

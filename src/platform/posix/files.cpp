@@ -1,0 +1,303 @@
+// Files, pipes and terminals behind handles.
+
+#include <errno.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <strings.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/posix/file_claims.h"
+#include "platform/posix/system.h"
+
+namespace tarn::platform {
+namespace {
+
+// ---- Opening ----------------------------------------------------------------
+
+constexpr std::uint32_t kGenericAll = 0x10000000;
+constexpr std::uint32_t kReadData = 0x0001;
+constexpr std::uint32_t kWriteData = 0x0002;
+constexpr std::uint32_t kAppendData = 0x0004;
+constexpr std::uint32_t kShareDelete = 4;
+constexpr std::uint32_t kFlagOverlapped = 0x40000000;
+constexpr std::uint32_t kFlagDeleteOnClose = 0x04000000;
+
+struct Request {
+  bool reads, writes;
+  std::uint32_t share, creation, attributes;
+};
+
+// Names of devices, whole and without case.
+enum class Side { kByAccess, kInput, kScreen };
+constexpr struct {
+  const char* name;
+  const char* host;
+  Side side;
+} kDevices[] = {
+    {"NUL", "/dev/null", Side::kByAccess},
+    {"CON", "/dev/tty", Side::kByAccess},
+    {"CONIN$", "/dev/tty", Side::kInput},
+    {"CONOUT$", "/dev/tty", Side::kScreen},
+};
+
+int open_descriptor(const char* path, int flags) {
+  constexpr mode_t kNewFile = 0666;  // less the umask
+  int descriptor;
+  do {
+    descriptor = open(path, flags | O_CLOEXEC | O_NOCTTY, kNewFile);
+  } while (descriptor < 0 && errno == EINTR);
+  if (descriptor < 0 || descriptor >= static_cast<int>(kStandardHandles)) return descriptor;
+  // The numbers of the standard handles stay theirs, also while they are closed.
+  const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, static_cast<int>(kStandardHandles));
+  const int failure = errno;
+  close(descriptor);
+  errno = failure;
+  return moved;
+}
+
+Handle refuse(std::uint32_t code) {
+  SetLastError(code);
+  return invalid_handle();
+}
+
+Handle close_and_refuse(int descriptor, std::uint32_t code) {
+  close(descriptor);
+  return refuse(code);
+}
+
+Handle keep(int descriptor, const Request& request, bool screen) {
+  const Handle handle =
+      add_handle({HandleKind::kFile, descriptor, request.reads, request.writes, screen, nullptr});
+  if (handle != nullptr) return handle;
+  close(descriptor);
+  return invalid_handle();
+}
+
+bool truncates(std::uint32_t creation) {
+  return creation == kCreateAlways || creation == kTruncateExisting;
+}
+
+bool creates(std::uint32_t creation) {
+  return creation == kCreateNew || creation == kCreateAlways || creation == kOpenAlways;
+}
+
+// Opens the file that is there or makes it, as the creation asks; tells which.
+int open_or_create(const char* path, const Request& request, bool* existed) {
+  const bool host_writes = request.writes || truncates(request.creation);
+  const int access = !host_writes ? O_RDONLY : request.reads ? O_RDWR : O_WRONLY;
+  constexpr int kAttempts = 16;  // somebody else may make and delete it meanwhile
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    *existed = true;
+    if (request.creation != kCreateNew) {
+      const int descriptor = open_descriptor(path, access);
+      if (descriptor >= 0 || errno != ENOENT || !creates(request.creation)) return descriptor;
+    }
+    *existed = false;
+    const int descriptor = open_descriptor(path, access | O_CREAT | O_EXCL);
+    if (descriptor >= 0 || errno != EEXIST || request.creation == kCreateNew) return descriptor;
+  }
+  return -1;
+}
+
+FileUse use_of(const Request& request) {
+  return {request.reads, request.writes, (request.share & kShareRead) == 0,
+          (request.share & kShareWrite) == 0, (request.share & kShareDelete) == 0};
+}
+
+// With the file held, what creation still has to do; 0 or a Windows code.
+std::uint32_t settle(int descriptor, const Request& request, bool existed) {
+  if (existed) {
+    return truncates(request.creation) && ftruncate(descriptor, 0) != 0 ? windows_code(errno) : 0;
+  }
+  if ((request.attributes & kAttributeReadOnly) == 0) return 0;
+  struct stat facts;
+  constexpr mode_t kWriters = S_IWUSR | S_IWGRP | S_IWOTH;
+  return fstat(descriptor, &facts) == 0 &&
+                 fchmod(descriptor, facts.st_mode & ~kWriters & 07777) == 0
+             ? 0
+             : windows_code(errno);
+}
+
+Handle open_path(const char* path, const Request& request) {
+  bool existed;
+  const int descriptor = open_or_create(path, request, &existed);
+  if (descriptor < 0) {
+    if (errno == EEXIST) return refuse(kErrorFileExists);
+    fail_on_path(path);
+    return invalid_handle();
+  }
+  struct stat facts;
+  if (fstat(descriptor, &facts) != 0) return close_and_refuse(descriptor, windows_code(errno));
+  if (S_ISDIR(facts.st_mode)) return close_and_refuse(descriptor, kErrorAccessDenied);
+  if (!S_ISREG(facts.st_mode)) {
+    return keep(descriptor, request, isatty(descriptor) == 1 && !request.reads);
+  }
+  // A user whom permissions don't bind is bound by the attribute all the same.
+  const bool changes = request.writes || truncates(request.creation);
+  if (existed && changes && (attributes_of(facts.st_mode) & kAttributeReadOnly) != 0) {
+    return close_and_refuse(descriptor, kErrorAccessDenied);
+  }
+  if ((request.reads || changes) && !claim_file(descriptor, use_of(request))) {
+    return close_and_refuse(descriptor, kErrorSharingViolation);
+  }
+  // Deleted since it was opened: Windows calls that a pending deletion.
+  if (fstat(descriptor, &facts) == 0 && facts.st_nlink == 0) {
+    return close_and_refuse(descriptor, kErrorAccessDenied);
+  }
+  const std::uint32_t failure = settle(descriptor, request, existed);
+  if (failure != 0) return close_and_refuse(descriptor, failure);
+  const Handle handle = keep(descriptor, request, false);
+  const bool tells_existing = request.creation == kCreateAlways || request.creation == kOpenAlways;
+  if (handle != invalid_handle()) {
+    SetLastError(existed && tells_existing ? kErrorAlreadyExists : 0);
+  }
+  return handle;
+}
+
+// ---- Transfer ---------------------------------------------------------------
+
+// A descriptor that came with the flag for non-blocking calls is waited for.
+bool wait_for(int descriptor, short events) {
+  pollfd wanted{descriptor, events, 0};
+  return poll(&wanted, 1, -1) >= 0 || errno == EINTR;
+}
+
+// The broken pipe's signal would end the process. A handler that does nothing,
+// unlike an ignored signal, is not inherited by the programs it starts.
+void survive_broken_pipes() {
+  static bool done;
+  if (__atomic_exchange_n(&done, true, __ATOMIC_RELAXED)) return;
+  struct sigaction present;
+  if (sigaction(SIGPIPE, nullptr, &present) != 0 || present.sa_handler != SIG_DFL) return;
+  struct sigaction nothing {};
+  nothing.sa_handler = [](int) {};
+  nothing.sa_flags = SA_RESTART;
+  sigemptyset(&nothing.sa_mask);
+  sigaction(SIGPIPE, &nothing, nullptr);
+}
+
+// The object behind the handle, if the call is one that this back end serves.
+const OpenObject* find_for_transfer(Handle file, const void* overlapped, bool OpenObject::*right) {
+  const OpenObject* const object = find_handle(file, HandleKind::kFile);
+  if (object == nullptr) return nullptr;
+  if (overlapped == nullptr && object->*right) return object;
+  SetLastError(overlapped != nullptr ? kErrorNotSupported : kErrorAccessDenied);
+  return nullptr;
+}
+
+// A standard handle's descriptor may lack the right although the object has it.
+Status fail_transfer() { return fail(errno == EBADF ? kErrorAccessDenied : windows_code(errno)); }
+
+}  // namespace
+
+// Access rights other than to the data open the file without a claim, as the
+// sharing rules have it. Handles are not inherited by children.
+Handle CreateFileA(const char* path, std::uint32_t access, std::uint32_t share, void*,
+                   std::uint32_t creation, std::uint32_t attributes, Handle) {
+  if (creation < kCreateNew || creation > kTruncateExisting) return refuse(kErrorInvalidParameter);
+  if ((attributes & (kFlagOverlapped | kFlagDeleteOnClose)) != 0) {
+    return refuse(kErrorNotSupported);
+  }
+  const Request request{(access & (kGenericRead | kGenericAll | kReadData)) != 0,
+                        (access & (kGenericWrite | kGenericAll | kWriteData | kAppendData)) != 0,
+                        share, creation, attributes};
+  if (path != nullptr) {
+    for (const auto& device : kDevices) {
+      if (strcasecmp(path, device.name) != 0) continue;
+      const int descriptor = open_descriptor(device.host, O_RDWR);
+      if (descriptor < 0) return refuse(windows_code(errno));
+      return keep(descriptor, request,
+                  device.side == Side::kScreen ||
+                      (device.side == Side::kByAccess && request.writes && !request.reads));
+    }
+  }
+  char host[kPathSize];
+  return to_host_path(path, host) ? open_path(host, request) : invalid_handle();
+}
+
+Status CloseHandle(Handle handle) {
+  const OpenObject object = remove_handle(handle, HandleKind::kFile);
+  if (object.kind == HandleKind::kFree) return 0;
+  close(object.descriptor);
+  return 1;
+}
+
+// The end of a pipe whose writers are gone is the end of a file: true and no
+// bytes, as it is for a redirected standard handle on the other target.
+Status ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* delivered,
+                void* overlapped) {
+  if (delivered != nullptr) *delivered = 0;
+  const OpenObject* const object = find_for_transfer(file, overlapped, &OpenObject::readable);
+  if (object == nullptr) return 0;
+  ssize_t taken;
+  do {
+    taken = read(object->descriptor, buffer, size);
+  } while (taken < 0 &&
+           (errno == EINTR || (errno == EAGAIN && wait_for(object->descriptor, POLLIN))));
+  if (taken < 0) return fail_transfer();
+  if (delivered != nullptr) *delivered = static_cast<std::uint32_t>(taken);
+  return 1;
+}
+
+// All of the bytes, or a failure with the count of those that were written.
+Status WriteFile(Handle file, const void* buffer, std::uint32_t size, std::uint32_t* written,
+                 void* overlapped) {
+  if (written != nullptr) *written = 0;
+  const OpenObject* const object = find_for_transfer(file, overlapped, &OpenObject::writable);
+  if (object == nullptr) return 0;
+  survive_broken_pipes();
+  std::uint32_t done = 0;
+  do {
+    const ssize_t put =
+        write(object->descriptor, static_cast<const char*>(buffer) + done, size - done);
+    if (put >= 0) {
+      done += static_cast<std::uint32_t>(put);
+      if (written != nullptr) *written = done;
+    } else if (errno != EINTR && !(errno == EAGAIN && wait_for(object->descriptor, POLLOUT))) {
+      return fail_transfer();
+    }
+  } while (done < size);
+  return 1;
+}
+
+Status SetFilePointerEx(Handle file, std::int64_t distance, std::int64_t* position,
+                        std::uint32_t origin) {
+  constexpr int kOrigins[] = {SEEK_SET, SEEK_CUR, SEEK_END};
+  const OpenObject* const object = find_handle(file, HandleKind::kFile);
+  if (object == nullptr) return 0;
+  if (origin >= sizeof kOrigins / sizeof kOrigins[0]) return fail(kErrorInvalidParameter);
+  const off_t reached = lseek(object->descriptor, distance, kOrigins[origin]);
+  if (reached < 0) return errno == EINVAL ? fail(kErrorNegativeSeek) : fail_by_errno();
+  if (position != nullptr) *position = reached;
+  return 1;
+}
+
+Status GetFileSizeEx(Handle file, std::int64_t* size) {
+  const OpenObject* const object = find_handle(file, HandleKind::kFile);
+  if (object == nullptr) return 0;
+  struct stat facts;
+  if (fstat(object->descriptor, &facts) != 0) return fail_by_errno();
+  if (!S_ISREG(facts.st_mode)) return fail(kErrorInvalidFunction);
+  *size = facts.st_size;
+  return 1;
+}
+
+// A terminal refuses it, as a console does. Of a pipe or a device the system
+// holds nothing back, so there is nothing that could fail.
+Status FlushFileBuffers(Handle file) {
+  const OpenObject* const object = find_handle(file, HandleKind::kFile);
+  if (object == nullptr) return 0;
+  if (!object->writable) return fail(kErrorAccessDenied);
+  if (isatty(object->descriptor) == 1) return fail(kErrorInvalidHandle);
+  const int flags = fcntl(object->descriptor, F_GETFL);
+  if (flags < 0 || (flags & O_ACCMODE) == O_RDONLY) return fail(kErrorAccessDenied);
+  int result;
+  do {
+    result = fsync(object->descriptor);
+  } while (result != 0 && errno == EINTR);
+  return result == 0 || errno == EINVAL || errno == EROFS ? 1 : fail_by_errno();
+}
+
+}  // namespace tarn::platform

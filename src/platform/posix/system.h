@@ -1,0 +1,109 @@
+// What the files of this back end share: failures, paths, the table of
+// handles, and the terminal's state. Nothing outside this folder includes it.
+#pragma once
+
+#include <setjmp.h>
+
+#include <cstddef>
+
+#include "platform/platform.h"
+
+namespace tarn::platform {
+
+// ---- Failures ---------------------------------------------------------------
+
+// Windows codes of this back end alone, beside those of platform.h.
+inline constexpr std::uint32_t kErrorInvalidFunction = 1;
+inline constexpr std::uint32_t kErrorNotSupported = 50;
+inline constexpr std::uint32_t kErrorBrokenPipe = 109;
+inline constexpr std::uint32_t kErrorInvalidName = 123;
+inline constexpr std::uint32_t kErrorNegativeSeek = 131;
+inline constexpr std::uint32_t kErrorFileNameTooLong = 206;
+inline constexpr std::uint32_t kErrorDirectory = 267;
+inline constexpr std::uint32_t kErrorMessageNotFound = 317;
+inline constexpr std::uint32_t kErrorInvalidAddress = 487;
+inline constexpr std::uint32_t kErrorIoDevice = 1117;
+
+// The Windows code for a value of errno.
+std::uint32_t windows_code(int error);
+
+// Set the thread's last error and give 0.
+Status fail(std::uint32_t code);
+Status fail_by_errno();
+
+// As fail_by_errno, for an operation on `host_path`: where the object is
+// missing, tells a missing file from a missing folder on the way to it.
+Status fail_on_path(const char* host_path);
+
+// ---- Paths ------------------------------------------------------------------
+
+// Room for the longest path of the host, NUL included.
+inline constexpr std::size_t kPathSize = 4096;
+
+// Turns a path of the caller's into one of the host's: drive "Z:" taken off,
+// '/' between the names, "." and ".." resolved by name as Windows does it, a
+// '/' at the end kept. False, with the last error, for an empty path, another
+// drive, a share of another machine, a character that no name has ('*', '?',
+// '<', '>', '|', '"', a second ':') and a path that is too long.
+bool to_host_path(const char* path, char (&host)[kPathSize]);
+
+// The same for a search pattern, whose last name may have '*' and '?'.
+bool to_host_pattern(const char* pattern, char (&host)[kPathSize]);
+
+// Turns an absolute path of the host's into "Z:\..." form. Result: its length
+// without the NUL; `buffer` holds it whole, or is left alone if it is too small.
+std::size_t from_host_path(const char* host, char* buffer, std::size_t size);
+
+// The attributes of a file with this st_mode: read-only if nobody may write it.
+std::uint32_t attributes_of(std::uint32_t mode);
+
+// ---- Handles ----------------------------------------------------------------
+
+enum class HandleKind : std::uint32_t { kFree, kFile, kFind, kKey };
+
+// One open object. A file has its descriptor and what the opener asked for; a
+// find has a descriptor, of its folder, and a record; a key has a record.
+struct OpenObject {
+  HandleKind kind;
+  int descriptor;
+  bool readable, writable;
+  bool screen;  // of a terminal: its output side
+  void* record;
+};
+
+// The first three objects are the standard handles on descriptors 0 to 2.
+inline constexpr std::uint32_t kStandardHandles = 3;
+inline constexpr std::uint32_t kMaxHandles = 8192;
+
+Handle standard_handle(std::uint32_t descriptor);
+
+// Null, with the last error, if there are too many.
+Handle add_handle(const OpenObject& object);
+
+// The object behind a handle; null, with the last error, if it is not an open
+// one of that kind. Takes no lock.
+const OpenObject* find_handle(Handle handle, HandleKind kind);
+
+// Takes the handle out of the table and gives what it stood for; kind kFree,
+// with the last error, if it is not an open one of that kind.
+OpenObject remove_handle(Handle handle, HandleKind kind);
+
+// ---- Terminal ---------------------------------------------------------------
+
+// Puts a terminal whose mode was changed back as it was found. May be called
+// in a signal handler, and more than once.
+void restore_terminal();
+
+// ---- Stack --------------------------------------------------------------------
+
+// The lowest address of the stack on which the program runs: a fault in the
+// guard below it is its overflow. By default that of the first thread.
+void set_stack_low(const void* low);
+
+// ---- Faults ---------------------------------------------------------------------
+
+// Until it is set back to null, a fault of this thread leads to this place
+// (sigsetjmp without the mask) and to no handler.
+void set_fault_escape(sigjmp_buf* escape);
+
+}  // namespace tarn::platform

@@ -1,0 +1,78 @@
+// A frame whose caller, as its unwind data tells it, is the frame of a context
+// record: the unwinder that starts inside it walks on from there.
+
+#include "platform/assembly.h"
+
+// Offsets of AMD_CONTEXT.
+#define RAX 0x78
+#define RCX 0x80
+#define RDX 0x88
+#define RBX 0x90
+#define RSP 0x98
+#define RBP 0xA0
+#define RSI 0xA8
+#define RDI 0xB0
+#define R8 0xB8
+#define R9 0xC0
+#define R10 0xC8
+#define R11 0xD0
+#define R12 0xD8
+#define R13 0xE0
+#define R14 0xE8
+#define R15 0xF0
+#define RIP 0xF8
+
+// Of DWARF: the record's address is in r12, register 12.
+#define CFA_DEF_EXPRESSION 0x0F
+#define CFA_EXPRESSION 0x10
+#define OP_BREG12 0x7C
+#define OP_DEREF 0x06
+
+// An offset of the record as a signed LEB128 of two bytes.
+#define LOW(offset) (((offset) & 0x7F) | 0x80)
+#define HIGH(offset) ((offset) >> 7)
+
+#define SAVED_AT(column, offset) \
+  .cfi_escape CFA_EXPRESSION, column, 3, OP_BREG12, LOW(offset), HIGH(offset)
+
+#define DESCRIBE_CONTEXT                                                                \
+  .cfi_escape CFA_DEF_EXPRESSION, 4, OP_BREG12, LOW(RSP), HIGH(RSP), OP_DEREF;          \
+  SAVED_AT(0, RAX); SAVED_AT(1, RDX); SAVED_AT(2, RCX); SAVED_AT(3, RBX);               \
+  SAVED_AT(4, RSI); SAVED_AT(5, RDI); SAVED_AT(6, RBP); SAVED_AT(7, RSP);               \
+  SAVED_AT(8, R8); SAVED_AT(9, R9); SAVED_AT(10, R10); SAVED_AT(11, R11);               \
+  SAVED_AT(12, R12); SAVED_AT(13, R13); SAVED_AT(14, R14); SAVED_AT(15, R15);           \
+  SAVED_AT(16, RIP)
+
+.intel_syntax noprefix
+.text
+
+// rdi: the record; rsi: what is called for each frame; rdx: its argument.
+// System V convention. In the first form Rip is a return address, in the second
+// it stands on an instruction.
+#define WALK               \
+  push r12;                \
+  .cfi_adjust_cfa_offset 8; \
+  .cfi_rel_offset r12, 0;  \
+  mov r12, rdi;            \
+  mov rdi, rsi;            \
+  mov rsi, rdx;            \
+  .cfi_remember_state;     \
+  DESCRIBE_CONTEXT;        \
+  call _Unwind_Backtrace;  \
+  nop;                     \
+  .cfi_restore_state;      \
+  pop r12;                 \
+  .cfi_adjust_cfa_offset -8; \
+  .cfi_restore r12;        \
+  ret
+
+ROUTINE(tarn_unwind_from_return)
+  WALK
+ROUTINE_END(tarn_unwind_from_return)
+
+ROUTINE(tarn_unwind_from_instruction)
+  .cfi_signal_frame
+  WALK
+ROUTINE_END(tarn_unwind_from_instruction)
+
+END_OF_SOURCE

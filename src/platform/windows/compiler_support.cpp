@@ -1,0 +1,42 @@
+// The four routines that the compiler calls of itself. Linked into a DLL that
+// brings no C run-time, and not exported: the library's own memmove and memcmp
+// are other routines under other link names.
+
+#include <cstddef>
+#include <cstdint>
+
+extern "C" {
+
+void* memcpy(void* destination, const void* source, std::size_t size) {
+  void* const result = destination;
+  asm volatile("rep movsb" : "+D"(destination), "+S"(source), "+c"(size) : : "memory");
+  return result;
+}
+
+void* memset(void* destination, int byte, std::size_t size) {
+  void* const result = destination;
+  asm volatile("rep stosb" : "+D"(destination), "+c"(size) : "a"(byte) : "memory");
+  return result;
+}
+
+void* memmove(void* destination, const void* source, std::size_t size) {
+  auto* const to = static_cast<std::uint8_t*>(destination);
+  const auto* const from = static_cast<const std::uint8_t*>(source);
+  if (to <= from || to >= from + size) return memcpy(destination, source, size);
+  while (size > 0) {
+    --size;
+    to[size] = from[size];
+  }
+  return destination;
+}
+
+int memcmp(const void* left, const void* right, std::size_t size) {
+  const auto* const a = static_cast<const std::uint8_t*>(left);
+  const auto* const b = static_cast<const std::uint8_t*>(right);
+  for (std::size_t i = 0; i < size; ++i) {
+    if (a[i] != b[i]) return a[i] < b[i] ? -1 : 1;
+  }
+  return 0;
+}
+
+}  // extern "C"

@@ -1,0 +1,47 @@
+#include "platform/windows/system.h"
+
+namespace tarn::platform {
+
+static_assert(sizeof(MemoryStatus) == sizeof(MEMORYSTATUSEX));
+static_assert(sizeof(SystemInfo) == sizeof(SYSTEM_INFO));
+
+void* GlobalAlloc(std::uint32_t flags, std::uint64_t size) { return ::GlobalAlloc(flags, size); }
+
+void* GlobalFree(void* block) { return ::GlobalFree(block); }
+
+std::uint64_t GlobalSize(void* block) { return ::GlobalSize(block); }
+
+Handle GetProcessHeap() { return ::GetProcessHeap(); }
+
+void* HeapAlloc(Handle heap, std::uint32_t flags, std::uint64_t size) {
+  return ::HeapAlloc(heap, flags, size);
+}
+
+Status HeapFree(Handle heap, std::uint32_t flags, void* block) {
+  return ::HeapFree(heap, flags, block);
+}
+
+void* VirtualAlloc(void* address, std::uint64_t size, std::uint32_t type,
+                   std::uint32_t protection) {
+  return ::VirtualAlloc(address, size, type, protection);
+}
+
+Status VirtualFree(void* address, std::uint64_t size, std::uint32_t type) {
+  return ::VirtualFree(address, size, type);
+}
+
+Status VirtualProtect(void* address, std::uint64_t size, std::uint32_t protection,
+                      std::uint32_t* old_protection) {
+  DWORD old = 0;
+  const Status done = ::VirtualProtect(address, size, protection, &old);
+  *old_protection = old;
+  return done;
+}
+
+Status GlobalMemoryStatusEx(MemoryStatus* status) {
+  return ::GlobalMemoryStatusEx(reinterpret_cast<MEMORYSTATUSEX*>(status));
+}
+
+void GetSystemInfo(SystemInfo* info) { ::GetSystemInfo(reinterpret_cast<SYSTEM_INFO*>(info)); }
+
+}  // namespace tarn::platform

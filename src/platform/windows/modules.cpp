@@ -1,0 +1,41 @@
+#include "platform/windows/system.h"
+
+// Lives in KERNEL32 since Windows 7, so PSAPI need not be loaded.
+extern "C" __declspec(dllimport) DWORD WINAPI K32GetModuleBaseNameA(HANDLE, HMODULE, LPSTR, DWORD);
+
+namespace tarn::platform {
+
+Module GetModuleHandleA(const char* name) { return ::GetModuleHandleA(name); }
+
+Status GetModuleHandleExW(std::uint32_t flags, const void* name, Module* module) {
+  return ::GetModuleHandleExW(flags, static_cast<const wchar_t*>(name),
+                              reinterpret_cast<HMODULE*>(module));
+}
+
+Status GetModuleHandleExA(std::uint32_t flags, const void* name, Module* module) {
+  return ::GetModuleHandleExA(flags, static_cast<const char*>(name),
+                              reinterpret_cast<HMODULE*>(module));
+}
+
+Module LoadLibraryA(const char* name) { return ::LoadLibraryA(name); }
+
+Status FreeLibrary(Module module) { return ::FreeLibrary(static_cast<HMODULE>(module)); }
+
+void* GetProcAddress(Module module, const char* name) {
+  return reinterpret_cast<void*>(::GetProcAddress(static_cast<HMODULE>(module), name));
+}
+
+std::uint32_t GetModuleFileNameA(Module module, char* buffer, std::uint32_t size) {
+  return ::GetModuleFileNameA(static_cast<HMODULE>(module), buffer, size);
+}
+
+std::uint32_t GetModuleBaseNameA(Handle process, Module module, char* buffer, std::uint32_t size) {
+  return K32GetModuleBaseNameA(process, static_cast<HMODULE>(module), buffer, size);
+}
+
+std::uint32_t SearchPathA(const char* path, const char* name, const char* extension,
+                          std::uint32_t size, char* buffer, char** file_part) {
+  return ::SearchPathA(path, name, extension, size, buffer, file_part);
+}
+
+}  // namespace tarn::platform

@@ -1,0 +1,60 @@
+// The question for a file's name. COMDLG32 is large, and loaded by the first
+// question.
+
+#include "platform/windows/window_libraries.h"
+#include "platform/windows_ui.h"
+
+namespace tarn::platform {
+namespace {
+
+constexpr char kFilter[] = "Text files (*.txt)\0*.txt\0All files (*.*)\0*.*\0";
+
+bool is_separator(char c) { return c == '\\' || c == '/' || c == ':'; }
+
+// Puts the folder of `path` in `folder` and its name in `name`; what doesn't
+// fit is left out.
+void split_path(const char* path, char* folder, std::uint32_t folder_size, char* name,
+                std::uint32_t name_size) {
+  std::uint32_t length = 0, name_start = 0;
+  for (; path[length] != 0; ++length) {
+    if (is_separator(path[length])) name_start = length + 1;
+  }
+  folder[0] = name[0] = 0;
+  if (name_start < folder_size) {
+    for (std::uint32_t i = 0; i < name_start; ++i) folder[i] = path[i];
+    folder[name_start] = 0;
+  }
+  if (length - name_start < name_size) {
+    for (std::uint32_t i = name_start; i <= length; ++i) name[i - name_start] = path[i];
+  }
+}
+
+}  // namespace
+
+std::int32_t ask_save_file(HWND owner, const SaveFileQuestion* question, char* buffer,
+                           std::uint32_t size) {
+  const auto ask = late_service<decltype(&::GetSaveFileNameA)>("COMDLG32.DLL", "GetSaveFileNameA");
+  const auto error =
+      late_service<decltype(&::CommDlgExtendedError)>("COMDLG32.DLL", "CommDlgExtendedError");
+  if (ask == nullptr || error == nullptr) return -1;
+
+  char folder[MAX_PATH];
+  split_path(question->default_path, folder, sizeof folder, buffer, size);
+  OPENFILENAMEA form = {};
+  form.lStructSize = sizeof form;
+  form.hwndOwner = owner;
+  form.lpstrFilter = kFilter;
+  form.lpstrFile = buffer;
+  form.nMaxFile = size;
+  form.lpstrInitialDir = folder[0] == 0 ? nullptr : folder;
+  form.lpstrTitle = question->title;
+  form.lpstrDefExt = question->extension;
+  // The program's own current folder must stay what it is.
+  form.Flags =
+      OFN_EXPLORER | OFN_OVERWRITEPROMPT | OFN_PATHMUSTEXIST | OFN_HIDEREADONLY | OFN_NOCHANGEDIR;
+  if (ask(&form)) return 1;
+  buffer[0] = 0;
+  return error() == 0 ? 0 : -1;
+}
+
+}  // namespace tarn::platform

@@ -1,0 +1,22 @@
+// What every file of this back end includes: the system's header, and the
+// declarations that these files implement by forwarding to it.
+#pragma once
+
+#define WIN32_LEAN_AND_MEAN
+#define NOMINMAX
+#include <windows.h>
+
+#include "platform/platform.h"
+
+namespace tarn::platform {
+
+// A service of a library that is not there from the start: it is loaded by the
+// first call. Null if the library or the service is missing.
+template <class Service>
+Service late_service(const char* library, const char* name) {
+  const HMODULE module = ::LoadLibraryA(library);
+  return module ? reinterpret_cast<Service>(reinterpret_cast<void*>(::GetProcAddress(module, name)))
+                : nullptr;
+}
+
+}  // namespace tarn::platform

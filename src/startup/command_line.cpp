@@ -1,0 +1,124 @@
+#include "startup/command_line.h"
+
+#include "platform/platform.h"
+#include "storage/heap.h"
+
+namespace tarn {
+namespace {
+
+constexpr std::uint32_t kFoundPathSize = 256;
+constexpr std::uint32_t kModuleNameSize = 1024;
+constexpr std::uint32_t kProgramPathSize = 32'768;
+
+char module_name[kModuleNameSize];
+
+// A heap copy of the path that the program's name leads to. A name that is
+// not found, or whose path is too long, gives the main image's own path.
+char* program_path(const char* name) {
+  char found[kFoundPathSize];
+  const std::uint32_t length =
+      platform::SearchPathA(nullptr, name, ".exe", kFoundPathSize, found, nullptr);
+  if (length > 0 && length < kFoundPathSize) return strdup(found);
+  char own[kModuleNameSize];
+  const std::uint32_t own_length = platform::GetModuleFileNameA(nullptr, own, kModuleNameSize);
+  if (own_length > 0 && own_length < kModuleNameSize) return strdup(own);
+  return strdup(name);
+}
+
+// End of the token that starts at `start`.
+const char* token_end(const char* start) {
+  const char* p = start;
+  if (*p == '/') ++p;
+  char open_quote = '\0';
+  for (; *p; ++p) {
+    if (open_quote) {
+      if (*p == open_quote) open_quote = '\0';
+    } else if (*p == '"' || *p == '\'') {
+      open_quote = *p;
+    } else if (*p == ' ' || *p == '\t' || *p == '/') {
+      break;
+    }
+  }
+  return p;
+}
+
+void copy_text(char* to, const char* from, std::uint64_t length) {
+  for (std::uint64_t i = 0; i < length; ++i) to[i] = from[i];
+  to[length] = '\0';
+}
+
+std::uint64_t at_most(std::uint64_t length, std::uint64_t limit) {
+  return length < limit ? length : limit;
+}
+
+char* first_argument(const char* start, std::uint64_t length) {
+  if (*start == '"') {  // strip the enclosing pair; a lone quote strips to nothing
+    ++start;
+    length = length >= 2 ? length - 2 : 0;
+  }
+  char name[kMaxProgramLength + 1];
+  copy_text(name, start, at_most(length, kMaxProgramLength));
+  return program_path(name);
+}
+
+char* further_argument(const char* start, std::uint64_t length) {
+  char text[kMaxArgumentLength + 1];
+  copy_text(text, start, at_most(length, kMaxArgumentLength));
+  return strdup(text);
+}
+
+}  // namespace
+
+extern "C" {
+
+std::int32_t tarn_main_argument_count;
+
+char** tarn_split_command_line(const char* command_line, std::int32_t* count) {
+  char* arguments[kMaxArguments + 1];
+  std::int32_t n = 0;
+  *count = 0;
+  const char* p = command_line;
+  while (n < kMaxArguments) {
+    while (*p == ' ' || *p == '\t') ++p;
+    if (!*p) break;
+    const char* const end = token_end(p);
+    const auto length = static_cast<std::uint64_t>(end - p);
+    arguments[n] = n == 0 ? first_argument(p, length) : further_argument(p, length);
+    ++n;
+    p = end;
+  }
+  arguments[n] = nullptr;
+  auto** const argv =
+      static_cast<char**>(malloc((static_cast<std::uint64_t>(n) + 1) * sizeof(char*)));
+  if (!argv) return nullptr;
+  for (std::int32_t i = 0; i <= n; ++i) argv[i] = arguments[i];
+  *count = n;
+  return argv;
+}
+
+TARNAPI char** tarn_build_main_arguments() {
+  return tarn_split_command_line(platform::GetCommandLineA(), &tarn_main_argument_count);
+}
+
+}  // extern "C"
+
+void GET_PROGRAM_NAME_at(char* name, std::int64_t length) {
+  char path[kProgramPathSize];
+  const std::uint32_t found = platform::GetModuleFileNameA(nullptr, path, kProgramPathSize);
+  for (std::int64_t i = 0; i < length; ++i) name[i] = i < found ? path[i] : ' ';
+}
+
+void THIS_MODULE_NAME(char* name) {
+  platform::Module module = nullptr;
+  module_name[0] = '\0';
+  if (platform::GetModuleHandleExW(platform::kModuleFromAddress, module_name, &module)) {
+    platform::GetModuleBaseNameA(platform::GetCurrentProcess(), module, module_name,
+                                 kModuleNameSize);
+    module_name[kModuleNameSize - 1] = '\0';
+  }
+  char* from = module_name;
+  while ((*name++ = *from++)) {
+  }
+}
+
+}  // namespace tarn

@@ -1,0 +1,40 @@
+// From the process's one command line to argc and argv, and the program's
+// identity.
+//
+// Splitting rules: blanks and tabs separate; a slash begins a new argument;
+// double and single quotes protect blanks and slashes, and stay in the text;
+// only the program's name loses an enclosing pair of double quotes, and is
+// replaced by the full path found by searching.
+//
+// Limits: at most 263 arguments, the program's name included; 263 characters
+// an argument, 315 the program's name. What lies beyond a limit is dropped:
+// an argument is cut, further arguments are left out.
+#pragma once
+
+#include "platform/abi.h"
+
+namespace tarn {
+
+inline constexpr int kMaxArguments = 263;
+inline constexpr std::uint64_t kMaxArgumentLength = 263;
+inline constexpr std::uint64_t kMaxProgramLength = 315;
+
+extern "C" {
+// Assembly: rcx = argc, rdx = argv, a heap array of argc + 1 pointers to heap
+// texts, the last null. Nothing frees them.
+TARNAPI void __get_main_arguments();
+
+// The routine behind it: splits `command_line` and stores argc. Null, with an
+// argc of 0, if the heap is exhausted.
+TARNAPI char** tarn_split_command_line(const char* command_line, std::int32_t* count);
+}
+
+// Fills `name` with the full path of the main image, padded with blanks or
+// cut at `length` characters.
+TARNAPI void GET_PROGRAM_NAME_at(char* name, std::int64_t length);
+
+// Copies the base file name of the image that holds this library, with its
+// NUL, to `name`, which has room for 1,024 bytes.
+TARNAPI void THIS_MODULE_NAME(char* name);
+
+}  // namespace tarn

@@ -1,0 +1,51 @@
+// The common block list, the total of program storage, and the profile block:
+// what the start-up scripts of all images tell the library about themselves.
+
+#include "platform/platform.h"
+#include "startup/runtime_block.h"
+#include "storage/heap.h"
+
+namespace tarn {
+namespace {
+
+constexpr std::uint32_t kModulePathSize = 1024;
+
+std::int64_t storage_total;
+
+}  // namespace
+
+BlockRecord* common_block_list;
+std::int32_t common_block_count;
+void* profile_block;
+
+std::int64_t program_storage() { return storage_total; }
+
+extern "C" {
+
+void __record_program_storage(std::int64_t bytes) { storage_total += bytes; }
+
+void __record_profile_address(void* address) { profile_block = address; }
+
+void append_common_spec(BlockRecord* record) {
+  // A module that cannot be found, or a path that does not fit, leaves what
+  // there is of the text: the record is listed all the same.
+  char path[kModulePathSize];
+  path[0] = '\0';
+  platform::Module module = nullptr;
+  if (platform::GetModuleHandleExW(platform::kModuleFromAddress, record->name, &module)) {
+    platform::GetModuleFileNameA(module, path, kModulePathSize);
+    path[kModulePathSize - 1] = '\0';
+  }
+  const char* base = path;
+  for (const char* p = path; *p; ++p) {
+    if (*p == '\\') base = p + 1;
+  }
+  record->module = strdup(base);
+  record->next = common_block_list;
+  common_block_list = record;
+  ++common_block_count;
+}
+
+}  // extern "C"
+
+}  // namespace tarn

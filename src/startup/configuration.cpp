@@ -1,0 +1,66 @@
+// The process's configuration readers: environment, registry.
+
+#include "platform/platform.h"
+#include "startup/initialise.h"
+#include "storage/heap.h"
+
+namespace tarn {
+namespace {
+
+constexpr std::uint32_t kProbeSize = 4;
+constexpr std::uint32_t kRegistryTextSize = 32'768;
+constexpr std::uint32_t kTextType = 1;  // REG_SZ
+constexpr char kConfigurationKey[] = "Software\\Tarnley\\Common";
+
+char* environment_text;
+char registry_text[kRegistryTextSize];
+
+// The value in the static buffer, always terminated, or null.
+char* read_registry(const char* key, const char* value) {
+  platform::Handle open_key = nullptr;
+  if (platform::RegOpenKeyExA(reinterpret_cast<platform::Handle>(platform::kCurrentUserKey), key, 0,
+                              platform::kKeyRead, &open_key) != 0) {
+    return nullptr;
+  }
+  std::uint32_t size = kRegistryTextSize;
+  std::uint32_t type = kTextType;
+  const std::uint32_t failure = platform::RegQueryValueExA(
+      open_key, value, nullptr, &type, reinterpret_cast<std::uint8_t*>(registry_text), &size);
+  platform::RegCloseKey(open_key);
+  if (failure) return nullptr;
+  // A value may be stored without its NUL.
+  registry_text[size < kRegistryTextSize ? size : kRegistryTextSize - 1] = '\0';
+  return registry_text;
+}
+
+}  // namespace
+
+char* getenv(const char* name) {
+  if (environment_text) {
+    free(environment_text);
+    environment_text = nullptr;
+  }
+  char probe[kProbeSize];
+  const std::uint32_t needed = platform::GetEnvironmentVariableA(name, probe, kProbeSize);
+  if (needed == 0) return nullptr;
+  const std::uint32_t size = needed + 4;
+  char* const buffer = static_cast<char*>(malloc(size));
+  if (!buffer) return nullptr;
+  const std::uint32_t length = platform::GetEnvironmentVariableA(name, buffer, size);
+  // Another thread may have lengthened the value since the probe.
+  if (length == 0 || length >= size) {
+    free(buffer);
+    return nullptr;
+  }
+  environment_text = buffer;
+  return buffer;
+}
+
+char* ReadRegAndEnv(const char* key, const char* value) {
+  char* const text = read_registry(key, value);
+  return text ? text : getenv(value);
+}
+
+char* read_config_key(const char* value) { return ReadRegAndEnv(kConfigurationKey, value); }
+
+}  // namespace tarn

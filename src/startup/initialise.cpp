@@ -1,0 +1,117 @@
+#include "startup/initialise.h"
+
+#include "failure/exception_handler.h"
+#include "platform/platform.h"
+#include "startup/runtime_block.h"
+#include "storage/secondary_stack.h"
+#include "streams/file_stream.h"
+#include "strings/c_string.h"
+#include "strings/character_class.h"
+
+namespace tarn {
+namespace {
+
+std::int32_t not_initialised = 1;
+
+// The longest TARNENVAR that is read. A longer value is cut at the last
+// separator that fits, so that no half word is taken for a switch.
+constexpr std::uint64_t kSwitchTextSize = 10'000;
+constexpr char kSwitchSeparators[] = " ;,";
+
+constexpr struct {
+  const char* name;
+  std::int32_t* cell;
+} kSwitches[] = {
+    {"kill_dialogbox", &kill_dialogbox},
+    {"no_traceback", &no_traceback},
+};
+
+constexpr struct {
+  RuntimeCell cell;
+  std::int32_t which;
+} kStandardHandles[] = {
+    {kCellInputHandle, -10},
+    {kCellOutputHandle, -11},
+    {kCellErrorHandle, -12},
+};
+
+bool is_separator(char c) {
+  for (const char* s = kSwitchSeparators; *s; ++s) {
+    if (c == *s) return true;
+  }
+  return false;
+}
+
+void settle_standard_handles() {
+  platform::StartupInfo info{};
+  info.length = sizeof info;
+  platform::GetStartupInfoA(&info);
+  if (info.flags & platform::kStartUseStdHandles) {
+    runtime_cell(kCellInputHandle) = reinterpret_cast<Slot>(info.standard_input);
+    runtime_cell(kCellOutputHandle) = reinterpret_cast<Slot>(info.standard_output);
+    runtime_cell(kCellErrorHandle) = reinterpret_cast<Slot>(info.standard_error);
+  }
+  for (const auto& [cell, which] : kStandardHandles) {
+    const Slot handle = runtime_cell(cell);
+    if (handle == 0 || handle == ~Slot{0}) {
+      runtime_cell(cell) = reinterpret_cast<Slot>(platform::GetStdHandle(which));
+    }
+  }
+}
+
+void read_switches() {
+  const char* const value = getenv("TARNENVAR");
+  if (!value) return;
+  char text[kSwitchTextSize];
+  std::uint64_t length = 0;
+  while (value[length] && length < kSwitchTextSize - 1) {
+    text[length] = value[length];
+    ++length;
+  }
+  if (value[length] && !is_separator(value[length])) {
+    while (length > 0 && !is_separator(text[length - 1])) --length;
+  }
+  text[length] = '\0';
+  strlwr(text);
+  for (const char* word = strtok(text, kSwitchSeparators); word;
+       word = strtok(nullptr, kSwitchSeparators)) {
+    for (const auto& [name, cell] : kSwitches) {
+      if (strcmp(word, name) == 0) *cell = 1;
+    }
+  }
+}
+
+}  // namespace
+
+// A DLL whose script demands AVX is entered by the loader before any program's
+// script brings the library up. The library's own script runs before either
+// and calls this, so that __test_avx has its answer by then.
+extern "C" std::int32_t tarn_avx_supported;
+__attribute__((constructor)) void find_out_avx() { tarn_avx_supported = isAVXSupported(); }
+
+std::uint32_t page_size;
+std::int32_t kill_dialogbox;
+std::int32_t no_traceback;
+
+extern "C" void __initialise_cpplib() {
+  if (!not_initialised) return;
+  not_initialised = 0;
+
+  platform::SystemInfo system{};
+  platform::GetSystemInfo(&system);
+  page_size = system.page_size;
+  runtime_cell(kCellClassTable) = reinterpret_cast<Slot>(character_class_table);
+  asm volatile("fninit");
+  __install_system_exception_handler();  // from here on failures are reported
+  settle_standard_handles();
+  __init_pseudo_stack();
+  __init_c_io();
+  record_system_facts();
+  kill_dialogbox = 0;
+  no_traceback = 0;
+  read_switches();
+}
+
+std::int32_t _ncx_lib_version() { return 0x460E; }
+
+}  // namespace tarn

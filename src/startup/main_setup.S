@@ -1,0 +1,92 @@
+// Routines of the start-up room that answer in several registers, in the
+// flags, or that replace the stack.
+
+#include "platform/assembly.h"
+
+#define PROBE_STEP 4000             // below a page, so that none is skipped
+
+.intel_syntax noprefix
+
+.text
+
+// rax = &__runtime_block, rcx = argc, rdx = argv.
+ROUTINE(__main_setup)
+  FRAME(40)
+  call tarn_connect_own_slots
+  call __initialise_cpplib
+  call __get_main_arguments
+  lea rax, [rip + __runtime_block]
+  add rsp, 40
+  ret
+ROUTINE_END(__main_setup)
+
+// rcx = argc, rdx = argv.
+ROUTINE(__get_main_arguments)
+  FRAME(40)
+  call tarn_build_main_arguments    // rax: argv; argc in its cell
+  mov rdx, rax
+  movsxd rcx, dword ptr [rip + tarn_main_argument_count]
+  add rsp, 40
+  ret
+ROUTINE_END(__get_main_arguments)
+
+// The flags: equal if the processor supports AVX. Changes nothing else.
+ROUTINE(__test_avx)
+  NO_FRAME
+  cmp dword ptr [rip + tarn_avx_supported], 1
+  ret
+ROUTINE_END(__test_avx)
+
+// rax: frame size, compared as signed. Changes the flags only.
+ROUTINE(__stack_adjust)
+  push rcx
+  push rdx
+#ifdef _WIN32
+  .seh_pushreg rcx
+  .seh_pushreg rdx
+#else
+  .cfi_adjust_cfa_offset 16
+#endif
+  NO_FRAME
+  lea rcx, [rsp + 24]               // the caller's stack pointer
+  xor edx, edx
+1:
+  test eax, [rcx]
+  sub rcx, PROBE_STEP
+  add rdx, PROBE_STEP
+  cmp rdx, rax
+  jl 1b
+  pop rdx
+  pop rcx
+  ret
+ROUTINE_END(__stack_adjust)
+#ifdef TARN_LIBRARY_IMAGE
+.globl ___chkstk_ms                 // what the compiler's own large frames call
+.set ___chkstk_ms, __stack_adjust
+#endif
+
+// Keeps the caller's rbx and rbp for __exitiolib.
+ROUTINE(__save_rbp)
+  NO_FRAME
+  mov [rip + io_rbx], rbx
+  mov [rip + io_rbp], rbp
+  ret
+ROUTINE_END(__save_rbp)
+
+// rcx: a stack address, rdx: a code address. Continues at rdx with rbx and
+// rbp as __save_rbp kept them and rsp just above the word at rcx.
+ROUTINE(__exitiolib)
+  NO_FRAME
+  mov rbx, [rip + io_rbx]
+  mov rbp, [rip + io_rbp]
+  mov [rcx], rdx
+  mov rsp, rcx
+  ret
+ROUTINE_END(__exitiolib)
+
+.data
+.p2align 3
+io_rbx: .quad 0
+io_rbp: .quad 0
+
+END_OF_SOURCE

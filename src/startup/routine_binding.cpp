@@ -1,0 +1,34 @@
+// Routines that an image binds by name at start-up.
+
+#include "failure/runtime_error.h"
+#include "platform/platform.h"
+#include "startup/runtime_block.h"
+
+namespace tarn {
+
+Routine ProcessDynt(const char* routine, const char* library) {
+  platform::Module module = platform::GetModuleHandleA(library);
+  if (!module) {
+    if (!platform::LoadLibraryA(library)) return nullptr;
+    module = platform::GetModuleHandleA(library);
+    if (!module) return nullptr;
+  }
+  return reinterpret_cast<Routine>(platform::GetProcAddress(module, routine));
+}
+
+void rlo_error() { text_error("Attempt to call a function in an rlo library failed"); }
+
+extern "C" const char* __attempt_rlo_load(Routine* slot, const char* texts) {
+  const char* const library = texts;
+  const char* routine = library;
+  while (*routine++) {
+  }
+  const Routine found = ProcessDynt(routine, library);
+  *slot = found ? found : rlo_error;
+  const char* end = routine;
+  while (*end++) {
+  }
+  return end;
+}
+
+}  // namespace tarn

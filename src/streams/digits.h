@@ -1,0 +1,108 @@
+// Digits of unsigned integers, and the byte moves that the streams room shares:
+// small enough to stand in line at every use.
+//
+// The writers go backwards from `end`, so the caller counts the digits first
+// and lets them fall into their final place. They write exactly that many
+// bytes and no NUL.
+#pragma once
+
+#include <cstdint>
+
+namespace tarn::digits {
+
+// "00" to "99": two decimal digits for one division.
+inline constexpr char kPairs[] =
+    "00010203040506070809"
+    "10111213141516171819"
+    "20212223242526272829"
+    "30313233343536373839"
+    "40414243444546474849"
+    "50515253545556575859"
+    "60616263646566676869"
+    "70717273747576777879"
+    "80818283848586878889"
+    "90919293949596979899";
+
+inline constexpr char kUpper[] = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ";
+inline constexpr char kLower[] = "0123456789abcdef";
+
+inline constexpr std::uint64_t kPowersOfTen[20] = {
+    1,
+    10,
+    100,
+    1'000,
+    10'000,
+    100'000,
+    1'000'000,
+    10'000'000,
+    100'000'000,
+    1'000'000'000,
+    10'000'000'000,
+    100'000'000'000,
+    1'000'000'000'000,
+    10'000'000'000'000,
+    100'000'000'000'000,
+    1'000'000'000'000'000,
+    10'000'000'000'000'000,
+    100'000'000'000'000'000,
+    1'000'000'000'000'000'000,
+    10'000'000'000'000'000'000u,
+};
+
+// The longest digits of 64 bits: radix 2.
+inline constexpr int kMaxDigits = 64;
+
+// Bits up to the highest one set; 1 for 0.
+inline int bit_length(std::uint64_t value) { return 64 - __builtin_clzll(value | 1); }
+
+inline int count_decimal(std::uint64_t value) {
+  // 1233 / 4096 is log10(2), close enough for up to 64 bits; the table corrects.
+  const int guess = bit_length(value) * 1233 >> 12;
+  return guess + (value >= kPowersOfTen[guess] || guess == 0);
+}
+
+// Digits of `bits` bits each: radix 1 << bits.
+inline int count_binary(std::uint64_t value, int bits) {
+  return (bit_length(value) + bits - 1) / bits;
+}
+
+inline char* write_decimal(char* end, std::uint64_t value) {
+  while (value >= 100) {
+    const std::uint64_t rest = value / 100;
+    end -= 2;
+    __builtin_memcpy(end, kPairs + (value - rest * 100) * 2, 2);
+    value = rest;
+  }
+  if (value < 10) {
+    *--end = static_cast<char>('0' + value);
+    return end;
+  }
+  end -= 2;
+  __builtin_memcpy(end, kPairs + value * 2, 2);
+  return end;
+}
+
+inline char* write_binary(char* end, std::uint64_t value, int bits, const char* characters) {
+  const std::uint64_t mask = (std::uint64_t{1} << bits) - 1;
+  do {
+    *--end = characters[value & mask];
+    value >>= bits;
+  } while (value != 0);
+  return end;
+}
+
+// The blocks may not overlap. Result: the byte behind the copy.
+inline char* copy_bytes(char* to, const char* from, std::uint64_t size) {
+  for (; size >= 16; size -= 16, to += 16, from += 16) __builtin_memcpy(to, from, 16);
+  for (; size > 0; --size) *to++ = *from++;
+  return to;
+}
+
+inline char* fill_bytes(char* to, char byte, std::uint64_t size) {
+  const std::uint64_t eight = static_cast<std::uint8_t>(byte) * 0x0101010101010101u;
+  for (; size >= 8; size -= 8, to += 8) __builtin_memcpy(to, &eight, 8);
+  for (; size > 0; --size) *to++ = byte;
+  return to;
+}
+
+}  // namespace tarn::digits

@@ -1,0 +1,209 @@
+#include "streams/number_parse.h"
+
+#include <xmmintrin.h>
+
+#include "numerics/elementary.h"
+#include "startup/runtime_block.h"
+#include "strings/character_class.h"
+
+namespace tarn {
+namespace {
+
+constexpr std::int32_t kMinRadix = 2;
+constexpr std::int32_t kMaxRadix = 36;
+
+constexpr double kLargeResult = 1e308;
+constexpr std::int64_t kHighestPlace = 309;  // digits before the point of numbers near 1e308
+constexpr std::int64_t kLowestPlace = -307;  // and of those near 1e-308
+constexpr double kLargestDouble = 1.7976931348623157e308;
+// The limits of double, as fractions with the point in front of their digits.
+constexpr double kLargestFraction = 0.17976931348623157;
+constexpr double kLeastFraction = 0.22250738585072014;
+
+bool is_class(char c, CharacterClass wanted) { return (character_classes(c) & wanted) != 0; }
+
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+char upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
+
+void set_end(char** end, const char* position) {
+  if (end) *end = const_cast<char*>(position);
+}
+
+const char* skip_white(const char* text) {
+  while (is_class(*text, kWhiteSpace)) ++text;
+  return text;
+}
+
+const char* read_sign(const char* text, bool& negative) {
+  negative = *text == '-';
+  return negative || *text == '+' ? text + 1 : text;
+}
+
+bool is_hexadecimal_mark(const char* text) { return text[0] == '0' && upper(text[1]) == 'X'; }
+
+template <class Unsigned>
+Unsigned parse_unsigned(const char* text, char** end, std::int32_t radix) {
+  constexpr Unsigned kAllOnes = ~Unsigned{0};
+  set_end(end, text);
+  if (radix != 0 && (radix < kMinRadix || radix > kMaxRadix)) {
+    set_errno(kErrnoRange);
+    return kAllOnes;
+  }
+  bool negative;
+  text = read_sign(skip_white(text), negative);
+  if (radix == 0) radix = is_hexadecimal_mark(text) ? 16 : *text == '0' ? 8 : 10;
+  if (radix == 16 && is_hexadecimal_mark(text)) text += 2;
+
+  const int highest = radix < 11 ? '0' + radix - 1 : 'A' + radix - 11;
+  const Unsigned base = static_cast<Unsigned>(radix);
+  const auto accepts = [highest](char c) {
+    return is_class(c, kAlphanumeric) && upper(c) <= highest;
+  };
+  if (!accepts(*text)) return 0;
+  Unsigned value = 0;
+  bool overflow = false;
+  for (; accepts(*text) && !overflow; ++text) {
+    // Looks at the value before the multiplication only.
+    overflow = value > kAllOnes / base;
+    const char c = upper(*text);
+    value = value * base + static_cast<Unsigned>(is_digit(c) ? c - '0' : c - 'A' + 10);
+  }
+  if (overflow) {
+    set_errno(kErrnoRange);
+    return kAllOnes;
+  }
+  set_end(end, text);
+  return negative ? 0 - value : value;
+}
+
+template <class Signed, class Unsigned>
+Signed parse_signed(const char* text, char** end, std::int32_t radix) {
+  constexpr Unsigned kTopBit = Unsigned{1} << (sizeof(Unsigned) * 8 - 1);
+  set_end(end, text);
+  bool negative;
+  const char* const rest = read_sign(skip_white(text), negative);
+  char* behind;
+  const Unsigned value = parse_unsigned<Unsigned>(rest, &behind, radix);
+  if (value & kTopBit) {
+    set_errno(kErrnoRange);
+    return static_cast<Signed>(negative ? kTopBit : kTopBit - 1);
+  }
+  if (behind != rest) set_end(end, behind);
+  return static_cast<Signed>(negative ? 0 - value : value);
+}
+
+// Programs trap overflows. While one of these lives they give an infinity.
+class OverflowMasked {
+ public:
+  OverflowMasked() : control_(_mm_getcsr()) { _mm_setcsr(control_ | _MM_MASK_OVERFLOW); }
+  ~OverflowMasked() { _mm_setcsr(control_); }
+  OverflowMasked(const OverflowMasked&) = delete;
+  OverflowMasked& operator=(const OverflowMasked&) = delete;
+
+ private:
+  unsigned int control_;
+};
+
+// The number as its digits give it.
+struct Digits {
+  double value = 0.0;              // without the exponent
+  std::int64_t integer_count = 0;  // digits before the point, leading zeros left out
+  std::int32_t exponent = 0;
+};
+
+const char* read_exponent(const char* text, std::int32_t& exponent) {
+  bool negative;
+  text = read_sign(text, negative);
+  std::uint32_t magnitude = 0;
+  for (; is_digit(*text); ++text) {
+    magnitude = magnitude * 10 + static_cast<std::uint32_t>(*text - '0');
+  }
+  exponent = static_cast<std::int32_t>(negative ? 0 - magnitude : magnitude);
+  return text;
+}
+
+const char* read_digits(const char* text, Digits& number) {
+  double mantissa = 0.0;
+  double divisor = 1.0;
+  for (; is_digit(*text); ++text) {
+    mantissa = mantissa * 10.0 + (*text - '0');
+    if (mantissa != 0.0) ++number.integer_count;
+  }
+  if (*text == '.') {
+    for (++text; is_digit(*text); ++text) {
+      mantissa = mantissa * 10.0 + (*text - '0');
+      divisor *= 10.0;
+    }
+  }
+  if (*text == 'e' || *text == 'E') text = read_exponent(text + 1, number.exponent);
+  number.value = mantissa / divisor;
+  return text;
+}
+
+// value * 10^exponent. At both ends of the range of doubles the power of ten
+// alone would leave it, so the value is reduced below 1 first and the power
+// split in two. Result: false when out of range. Out of line, so that no step
+// moves out of the caller's OverflowMasked.
+__attribute__((noinline)) bool scale(Digits& number) {
+  const std::int64_t place = number.integer_count + number.exponent;
+  if (place > kHighestPlace || place < kLowestPlace) return false;
+  if (place != kHighestPlace && place != kLowestPlace) {
+    number.value *= __xxjj(10.0, number.exponent);
+    return true;
+  }
+  double reduced = number.value;
+  for (std::int64_t i = 0; i < number.integer_count; ++i) reduced /= 10.0;
+  if (number.exponent < 0 ? reduced < kLeastFraction : reduced > kLargestFraction) return false;
+  if (place == kLowestPlace) {
+    number.value = reduced * __xxjj(10.0, place + 1) / 10.0;
+  } else {
+    // In range, but the power may be a few units too high.
+    const double value = reduced * __xxjj(10.0, place - 1) * 10.0;
+    number.value = value < kLargestDouble ? value : kLargestDouble;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::uint32_t strtoul(const char* text, char** end, std::int32_t radix) {
+  return parse_unsigned<std::uint32_t>(text, end, radix);
+}
+
+std::uint64_t strtoul64(const char* text, char** end, std::int32_t radix) {
+  return parse_unsigned<std::uint64_t>(text, end, radix);
+}
+
+std::int32_t strtol(const char* text, char** end, std::int32_t radix) {
+  return parse_signed<std::int32_t, std::uint32_t>(text, end, radix);
+}
+
+std::int64_t strtol64(const char* text, char** end, std::int32_t radix) {
+  return parse_signed<std::int64_t, std::uint64_t>(text, end, radix);
+}
+
+double strtod(const char* text, char** end) {
+  set_end(end, text);
+  bool negative;
+  text = read_sign(skip_white(text), negative);
+  if (!is_digit(*text) && *text != '.') return 0.0;
+  Digits number;
+  text = read_digits(text, number);
+  // The power's last squaring may overflow though the power itself fits.
+  const OverflowMasked masked;
+  if (number.exponent != 0 && !scale(number)) {
+    set_errno(kErrnoRange);
+    return negative ? -kLargeResult : kLargeResult;
+  }
+  set_end(end, text);
+  return negative ? 0.0 - number.value : number.value;
+}
+
+std::int32_t atoi(const char* text) { return strtol(text, nullptr, 10); }
+
+std::int32_t atol(const char* text) { return strtol(text, nullptr, 10); }
+
+double atof(const char* text) { return strtod(text, nullptr); }
+
+}  // namespace tarn

@@ -1,0 +1,138 @@
+/* One failure of each kind, by name, three calls deep. */
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <tarn/errors.h>
+#include <tarn/traps.h>
+
+#define DEEP __attribute__((noinline))
+
+static volatile double zero = 0, one = 1, huge = 1e308, tiny = 1e-300;
+static volatile int integer_zero = 0;
+static volatile double sink;
+
+static void set_mxcsr_masks(unsigned int clear) {
+  unsigned int mxcsr;
+  __asm__ volatile("stmxcsr %0" : "=m"(mxcsr));
+  mxcsr &= ~(clear | 0x8040u);
+  __asm__ volatile("ldmxcsr %0" : : "m"(mxcsr));
+}
+
+static DEEP void read_null(void) { sink = *(volatile char*)0; }
+static DEEP void write_null(void) {
+  volatile int* volatile wild = (int*)16;
+  *wild = 1;
+}
+static DEEP void call_null(void) {
+  void (*volatile nowhere)(void) = 0;
+  nowhere();
+}
+static DEEP void jump_wild(void) {
+  void (*volatile nowhere)(void) = (void (*)(void))0x00007123456789A0;
+  nowhere();
+}
+static DEEP void breakpoint(void) { __asm__ volatile("int3"); }
+static DEEP void single_step(void) {
+  __asm__ volatile(
+      "sub $128, %%rsp\n\tpushfq\n\torl $0x100, (%%rsp)\n\tpopfq\n\tnop\n\tadd $128, %%rsp" ::
+          : "memory", "cc");
+}
+static DEEP void denormal(void) {
+  set_mxcsr_masks(0x100);
+  volatile union {
+    unsigned long long bits;
+    double value;
+  } small = {1};
+  sink = small.value + one;
+}
+static DEEP void float_divide(void) { sink = one / zero; }
+static DEEP void precision(void) {
+  set_mxcsr_masks(0x1000);
+  sink = one / 3;
+}
+static DEEP void invalid(void) { sink = zero / zero; }
+static DEEP void square_root(void) {
+  double result, minus = -one;
+  __asm__ volatile("sqrtsd %1, %0" : "=x"(result) : "x"(minus));
+  sink = result;
+}
+static DEEP void overflow(void) { sink = huge * 10; }
+static DEEP void x87_stack(void) {
+  unsigned short control = 0x037E;
+  __asm__ volatile("fninit\n\tfldcw %0\n\tfstp %%st(0)\n\tfwait" : : "m"(control));
+}
+static DEEP void underflow(void) {
+  const short permitted = 0;
+  PERMIT_UNDERFLOW(&permitted);
+  sink = tiny * tiny;
+}
+static DEEP void integer_divide(void) { sink = 7 / integer_zero; }
+static DEEP void privileged(void) { __asm__ volatile("hlt"); }
+static DEEP void illegal(void) { __asm__ volatile("ud2"); }
+static DEEP int deeper(int depth) {
+  volatile char frame[2000];
+  frame[0] = (char)depth;
+  return depth < 0 ? frame[0] : deeper(depth + 1) + frame[0];
+}
+static DEEP void stack_overflow(void) { sink = deeper(0); }
+static DEEP void raised(void) { __RuntimeError(TARN_ERROR_ALLOCATE_STORAGE); }
+static DEEP void missing(void) { __MissingRoutine("SOLVE_QUICKLY"); }
+static DEEP void closed_stream(void) { fputs("x", 0); }
+static DEEP void library_fault(void) { sink = (double)strlen((const char*)8); }
+static DEEP void text(void) { text_error("the %s has %d legs", "spider", 8); }
+static DEEP void region_over(void) {
+  char* region = setup_expanding_region("WORK SPACE", 1 << 20);
+  region[1 << 20] = 1;
+}
+static DEEP void region_under(void) {
+  char* region = setup_expanding_region("WORK SPACE", 1 << 20);
+  region[-1] = 1;
+}
+
+static const struct failure {
+  const char* name;
+  void (*routine)(void);
+} failures[] = {
+    {"read_null", read_null},
+    {"write_null", write_null},
+    {"call_null", call_null},
+    {"jump_wild", jump_wild},
+    {"breakpoint", breakpoint},
+    {"single_step", single_step},
+    {"denormal", denormal},
+    {"float_divide", float_divide},
+    {"precision", precision},
+    {"invalid", invalid},
+    {"square_root", square_root},
+    {"overflow", overflow},
+    {"x87_stack", x87_stack},
+    {"underflow", underflow},
+    {"integer_divide", integer_divide},
+    {"privileged", privileged},
+    {"illegal", illegal},
+    {"stack_overflow", stack_overflow},
+    {"raised", raised},
+    {"missing", missing},
+    {"closed_stream", closed_stream},
+    {"library_fault", library_fault},
+    {"text", text},
+    {"region_over", region_over},
+    {"region_under", region_under},
+};
+
+static DEEP int run(const char* name) {
+  for (unsigned i = 0; i < sizeof failures / sizeof failures[0]; ++i) {
+    if (strcmp(failures[i].name, name) == 0) {
+      failures[i].routine();
+      return 0;
+    }
+  }
+  return 2;
+}
+
+int main(int argc, char** argv) {
+  printf("before\n");
+  int status = argc > 1 ? run(argv[1]) : 2;
+  printf("after\n");
+  return status;
+}

@@ -1,0 +1,112 @@
+#!/usr/bin/env bash
+# gallery.sh gallery.exe gallery.c run-folder tarnrun wine
+#
+# Each failure of the gallery, on both targets: the report's description, the
+# three routines with the lines at which they stand in the source, the program's
+# output before it, and the same bytes on both but for addresses in the library.
+set -uo pipefail
+image=$1 source=$2 folder=$3 tarnrun=$4 wine=$5
+program=$(basename "$image")
+mkdir -p "$folder"
+failed=0
+fail() {
+  echo "FAILED: $*"
+  failed=1
+}
+
+# The name of the case and of its routine; the description. Where the library is
+# the place of the failure, its address is shown as LIBRARY.
+cases='
+read_null       Access violation (c0000005) at address 140
+write_null      Access violation (c0000005) at address 140
+call_null       Access violation (c0000005) at address 0
+jump_wild       Access violation (c0000005) at address 7123456789a0
+breakpoint      Breakpoint (80000003) at address 140
+single_step     Single step (80000004) at address 140
+denormal        Denormalised operand (c000008d) at address 140
+float_divide    Floating point divide by zero (c000008e) at address 140
+precision       Loss of precision (c000008f) at address 140
+invalid         Invalid floating point operation (c0000090) at address 140
+square_root     Negative argument to square root at address 140
+overflow        Floating point overflow (c0000091) at address 140
+x87_stack       Floating point stack fault (c0000092) at address 140
+underflow       Floating point underflow (c0000093) at address 140
+integer_divide  Integer divide by zero (c0000094) at address 140
+privileged      Attempt to execute privileged instruction (c0000096) at address 140
+illegal         Attempt to execute illegal instruction (c000001d) at address 140
+stack_overflow  Stack overflow (c00000fd) at address 140
+raised          ALLOCATE was unable to obtain sufficient storage at address LIBRARY
+missing         Call to missing routine - SOLVE_QUICKLY at address LIBRARY
+closed_stream   Invalid FILE structure at address LIBRARY
+text            the spider has 8 legs at address LIBRARY
+library_fault   Access violation (c0000005) at address LIBRARY
+region_over     Overflow off expanding region WORK SPACE at address 140
+region_under    Underflow off expanding region WORK SPACE at address 140
+'
+
+# The lines of the source at which a routine's frames may stand.
+check_frame() {
+  local report=$1 routine=$2 line first
+  line=$(sed -n "s/^in $routine in line \([0-9]*\), at address [0-9a-f]*\$/\1/p" "$report" | head -1)
+  first=$(grep -n "[ *]$routine(" "$source" | grep -v ';$' | head -1 | cut -d: -f1)
+  [ -n "$line" ] && [ "$line" -ge "$first" ] && [ "$line" -le $((first + 12)) ] ||
+    fail "$report: routine $routine (source line $first) in line '$line'"
+}
+
+run_case() {
+  local target=$1 runner=$2 name=$3 wanted=$4
+  local report="$folder/$name.$target"
+  timeout 120 "$runner" "$image" "$name" </dev/null 2>"$report.err" | tr -d '\r' >"$report.raw"
+  local status=${PIPESTATUS[0]}
+  [ "$status" = 0 ] || fail "$name on $target: exit status $status"
+  if [[ $wanted == *LIBRARY ]]; then
+    sed -i '3s/at address [0-9a-f]*$/at address LIBRARY/' "$report.raw"
+  fi
+  mv "$report.raw" "$report"
+  [ "$(sed -n 1p "$report")" = before ] || fail "$name on $target: output before the failure is lost"
+  [ "$(sed -n 2p "$report")" = "Brackenmoor exception report on $program" ] ||
+    fail "$name on $target: no heading"
+  [[ "$(sed -n 3p "$report")" == "$wanted"* ]] ||
+    fail "$name on $target: described as '$(sed -n 3p "$report")', not '$wanted'"
+  grep -q '^after' "$report" && fail "$name on $target: the program went on"
+  case $name in
+  stack_overflow)
+    [ "$(grep -c '^in deeper in line' "$report")" = 10 ] || fail "$name on $target: not ten frames"
+    ;;
+  *)
+    grep -q "^Within file $program$" "$report" || fail "$name on $target: no module line"
+    for routine in "$name" run main; do check_frame "$report" "$routine"; done
+    ;;
+  esac
+  if [ "$name" = library_fault ]; then
+    [ "$(sed -n 5,6p "$report")" = "$(printf 'Within file TARNLIBC64.DLL\nin strlen at address 0')" ] ||
+      fail "$name on $target: the library's routine is not shown"
+  else
+    grep -q 'TARNLIBC64' "$report" && fail "$name on $target: the library's frames are shown"
+  fi
+}
+
+count=0
+while read -r name wanted; do
+  [ -n "$name" ] || continue
+  count=$((count + 1))
+  run_case tarnrun "$tarnrun" "$name" "$wanted"
+  [ -n "$wine" ] && [[ $wine != *NOTFOUND ]] || continue
+  run_case wine "$wine" "$name" "$wanted"
+  diff "$folder/$name.tarnrun" "$folder/$name.wine" || fail "$name: the two targets report differently"
+done <<<"$cases"
+
+# kill_dialogbox: one line and status 1. no_traceback: no frames.
+for runner in "$tarnrun" "$wine"; do
+  [[ $runner == *NOTFOUND ]] && continue
+  output=$(TARNENVAR=Kill_DialogBox timeout 60 "$runner" "$image" float_divide 2>/dev/null </dev/null)
+  status=$?
+  [ "$status" = 1 ] || fail "kill_dialogbox: exit status $status"
+  [ "$(tr -d '\r' <<<"$output")" = "$(printf 'before\nFloating point divide by zero (c000008e)')" ] ||
+    fail "kill_dialogbox prints: $output"
+  output=$(TARNENVAR="no_traceback;other" timeout 60 "$runner" "$image" raised 2>/dev/null </dev/null)
+  grep -q 'in raised' <<<"$output" && fail "no_traceback shows frames"
+done
+
+echo "$count kinds of failure"
+exit $failed

@@ -1,0 +1,92 @@
+#!/usr/bin/env bash
+# terminal.sh gallery.exe run-folder tarnrun wine
+#
+# The report on a real terminal, by its keys: details, a file that cannot be
+# written, a file that can, quit. The saved file is checked line by line.
+set -uo pipefail
+image=$1 folder=$2 tarnrun=$3 wine=$4
+command -v tmux >/dev/null || { echo "Skipped: no tmux"; exit 77; }
+failed=0
+fail() {
+  echo "FAILED on $target: $*"
+  tmux -L "$socket" capture-pane -p -t report | grep .
+  failed=1
+}
+
+screen() { tmux -L "$socket" capture-pane -p -t report; }
+
+# Waits until the screen shows a text; each step needs the one before.
+wait_for() {
+  for _ in $(seq 150); do
+    screen | grep -qF -- "$1" && return 0
+    sleep 0.1
+  done
+  fail "the screen never shows: $1"
+  return 1
+}
+
+press() { tmux -L "$socket" send-keys -t report "$@"; }
+
+visit() {
+  wait_for "[W] WRITE  [D] DETAILS  [Q] QUIT" || return
+  screen | grep -q '^in raised in line [0-9]*, at address [0-9a-f]*$' || fail "no traceback"
+  press d
+  wait_for "Program details at point of exception" && wait_for "int       9" || return
+  press Enter
+  press w
+  wait_for "Exception dump file [" || return
+  press "no_such_folder/report.txt" Enter
+  wait_for "could not be written to file no_such_folder/report.txt" || return
+  press w
+  wait_for "Exception dump file [" || return
+  press "report.txt" Enter
+  wait_for "Full details of exception written to file report.txt" || return
+  press q
+  wait_for "STATUS 0"
+}
+
+# Line by line: a pattern, or "" for an empty line.
+check_file() {
+  local patterns=(
+    '^Brackenmoor 64-bit exception report on Z:\\.*gallery\.exe  [A-Z][a-z][a-z] [A-Z][a-z][a-z] [ 0-9][0-9] ..:..:.. 20..$'
+    '' ''
+    '^ALLOCATE was unable to obtain sufficient storage at address [0-9a-f]*$'
+    ''
+    '^Within file gallery\.exe$'
+    '^in raised in line [0-9]*, at address [0-9a-f]*$'
+    '^in run in line [0-9]*, at address [0-9a-f]*$'
+    '^in main in line [0-9]*, at address [0-9a-f]*$'
+    '' ''
+    '^RAX = 0000000000000198   RBX = [0-9a-f]\{16\}   RCX = [0-9a-f]\{16\}   RDX = [0-9a-f]\{16\}$'
+    '^RBP = .*   RSI = .*   RDI = .*   RSP = [0-9a-f]\{16\}$'
+    '^R8  = .*   R9  = .*   R10 = .*   R11 = [0-9a-f]\{16\}$'
+    '^R12 = .*   R13 = .*   R14 = .*   R15 = [0-9a-f]\{16\}$'
+    ''
+    '^[0-9a-f]*) int       9$'
+  )
+  local lines number=0
+  mapfile -t lines < <(tr -d '\r' <report.txt)
+  [ ${#lines[@]} = ${#patterns[@]} ] || fail "the file has ${#lines[@]} lines"
+  for pattern in "${patterns[@]}"; do
+    grep -q "${pattern:-^$}" <<<"${lines[number]-}" || fail "line $((number + 1)): ${lines[number]-}"
+    number=$((number + 1))
+  done
+  [ "$(grep -c $'\r$' report.txt)" = ${#patterns[@]} ] || fail "lines do not end with CR LF"
+}
+
+run() {
+  target=$1
+  socket=tarn_report_$$_$target
+  rm -rf "${folder:?}/$target"
+  mkdir -p "$folder/$target"
+  cd "$folder/$target" || exit 1
+  tmux -L "$socket" -f /dev/null new-session -d -s report -x 110 -y 50 \
+    "'$2' '$image' raised; echo STATUS \$?; sleep 60"
+  visit
+  tmux -L "$socket" kill-server 2>/dev/null
+  if [ -f report.txt ]; then check_file; else failed=1; fi
+}
+
+run tarnrun "$tarnrun"
+[[ -n $wine && $wine != *NOTFOUND ]] && run wine "$wine"
+exit $failed

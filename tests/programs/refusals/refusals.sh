@@ -1,0 +1,84 @@
+#!/usr/bin/env bash
+# refusals.sh programs folder tarnrun
+#
+# A file that cannot run is refused with one line that says why, and nothing
+# of it runs.
+set -uo pipefail
+programs=$1 folder=$2 tarnrun=$3
+export LC_ALL=C
+rm -rf "$folder"
+mkdir -p "$folder/sub"
+cd "$folder" || exit 1
+
+failed=0
+fail() {
+  echo "FAILED: $*"
+  failed=1
+}
+
+# refused file status text
+refused() {
+  "$tarnrun" "$1" argument >out 2>err
+  local status=$?
+  [ "$status" = "$2" ] || fail "$1: exit status $status, wanted $2"
+  [ ! -s out ] || fail "$1: something ran: $(head -1 out)"
+  [ "$(cat err)" = "tarnrun: $1: $3" ] || fail "$1: wanted \"$3\", got: $(cat err)"
+}
+
+# patch file offset bytes
+patch() { printf "$3" | dd of="$1" bs=1 seek="$2" conv=notrunc status=none; }
+
+cp "$programs/hello.exe" good.exe
+"$tarnrun" good.exe >out 2>/dev/null && [ -s out ] || fail "the good image does not run"
+pe=$(od -An -tu4 -j60 -N4 good.exe)
+size=$(stat -c %s good.exe)
+
+refused none.exe 127 "there is no such file"
+refused sub 126 "is a directory"
+: >empty.exe
+refused empty.exe 126 "is empty"
+echo 'echo "a shell script, and no image"; exit 0' >text.exe
+refused text.exe 126 "is not a program image"
+mkfifo pipe.exe
+refused pipe.exe 126 "is not a regular file"
+cp good.exe machine.exe
+patch machine.exe $((pe + 4)) '\x64\xaa'
+refused machine.exe 126 "is for another processor (machine 0xaa64), not for x86-64"
+head -c $((pe + 100)) good.exe >headers.exe
+refused headers.exe 126 "is cut off: the file ends inside its headers"
+cp good.exe entry.exe
+patch entry.exe $((pe + 40)) '\0\0\0\0'
+refused entry.exe 126 "has no entry point"
+cp "$programs/hello.unfinished.exe" .
+refused hello.unfinished.exe 126 "was linked but not finished; run finish_image on it"
+cp "$programs/common_blocks_part.dll" part.dll
+refused part.dll 126 "is a DLL, not a program"
+cp "$programs/common_blocks.exe" .
+refused common_blocks.exe 126 "needs common_blocks_part.dll: it is neither beside the program nor \
+in the current folder nor on PATH"
+head -c 600 part.dll >common_blocks_part.dll
+refused common_blocks.exe 126 "needs common_blocks_part.dll: is cut off: the file ends inside its \
+headers"
+perl -0777 -pe 's/(?<![a-z])printf\0/prontf\0/g' good.exe >unknown.exe
+refused unknown.exe 126 "imports prontf, which TARNLIBC64.DLL does not have"
+
+# Wherever it is cut: one line, and nothing runs.
+for cut in $(seq 1 997 $((size - 1))); do
+  head -c "$cut" good.exe >cut.exe
+  "$tarnrun" cut.exe >out 2>err
+  status=$?
+  # Behind the sections there are only symbols, which nobody needs.
+  if [ "$status" = 0 ]; then
+    [ "$cut" -gt $((size / 2)) ] || fail "cut after $cut of $size bytes, it runs"
+  elif [ "$status" != 126 ] || [ -s out ] || [ "$(wc -l <err)" != 1 ]; then
+    fail "cut after $cut bytes: exit status $status, $(cat out err)"
+  fi
+done
+
+"$tarnrun" >out 2>err
+[ $? = 2 ] && [ ! -s out ] && [ "$(wc -l <err)" = 1 ] || fail "no arguments"
+"$tarnrun" --unknown >out 2>err
+[ $? = 2 ] && [ ! -s out ] && [ "$(wc -l <err)" = 1 ] || fail "an unknown option"
+"$tarnrun" --help >out && grep -q 'Exit status' out || fail "--help"
+"$tarnrun" --version >out && grep -Eq '^tarnrun [0-9]+\.[0-9]+\.[0-9]+$' out || fail "--version"
+exit $failed

@@ -1,0 +1,204 @@
+#!/usr/bin/env bash
+# Operates the dialogs of report_dialog.exe on a desktop of its own, as a user
+# does, and checks what comes of it. The desktop is a virtual screen with a
+# display number that is free, and a Wine prefix that only sees this screen:
+# Wine keeps one desktop for a prefix, made by whoever comes first.
+#
+#   operate_dialogs.sh REPORT_DIALOG_EXE PANEVIEW64_DLL RUN_FOLDER WINE DIVIDE_EXE
+#
+# Leaves screenshots in RUN_FOLDER. Exit status 77: something is missing here.
+set -u
+program_file=$(realpath "$1")
+dll=$(realpath "$2")
+run=$3
+wine=$4
+divide=$(realpath "$5")
+
+for tool in Xvfb xdotool import "$wine"; do
+  command -v "$tool" >/dev/null || {
+    echo "Skipped: no $tool on this machine"
+    exit 77
+  }
+done
+
+mkdir -p "$run"
+cd "$run" || exit 1
+rm -f -- *.png *.txt *.out *.exe *.DLL display
+cp "$program_file" "$dll" "$divide" "$(dirname "$divide")/TARNLIBC64.DLL" . || exit 1
+
+exec 3>display
+Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp >/dev/null 2>&1 &
+screen=$!
+exec 3>&-
+export WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" WINEPREFIX="$PWD/wine"
+cleanup() {
+  [ -n "${DISPLAY:-}" ] && timeout 20 wineserver -k
+  kill "$screen"
+  wait "$screen"
+} 2>/dev/null
+trap cleanup EXIT
+
+fail() {
+  echo "FAILED: $1"
+  [ -f "$out" ] && sed 's/^/  | /' "$out"
+  import -window root failed.png
+  exit 1
+}
+
+# until_true SECONDS COMMAND...
+until_true() {
+  local end=$((SECONDS + $1))
+  shift
+  until "$@" >/dev/null 2>&1; do
+    [ $SECONDS -lt $end ] || return 1
+    sleep 0.1
+  done
+}
+
+out=none
+until_true 20 test -s display || fail "the virtual screen didn't start"
+DISPLAY=:$(cat display)
+export DISPLAY
+if [ ! -e wine/system.reg ]; then
+  timeout 120 "$wine" wineboot --init >/dev/null 2>&1 || fail "Wine made no prefix"
+fi
+# Wine draws the title bars itself: this screen has no window manager.
+timeout 60 "$wine" reg add 'HKEY_CURRENT_USER\Software\Wine\X11 Driver' /v Managed /d N /f \
+  >/dev/null 2>&1 || fail "Wine's registry"
+
+# The window with this title is there and has the keyboard; keys that are sent
+# between two windows get lost.
+shown() { xdotool getwindowfocus getwindowname | grep -q -- "$1"; }
+said() { tr -d '\r' <"$out" | grep -qx -- "$1"; }
+# The place of a control, by the end of its line.
+place() { tr -d '\r' <"$out" | sed -n "s/^at \([0-9]* [0-9]*\) .*$1\$/\1/p"; }
+move_to() { xdotool mousemove $(place "$1"); }
+
+# press KEY CONDITION...: presses until the condition holds.
+press() {
+  local key=$1
+  shift
+  for _ in 1 2 3 4 5; do
+    xdotool key "$key"
+    until_true 4 "$@" && return
+  done
+  fail "$key didn't lead to: $*"
+}
+
+# picture NAME COLOUR: a screenshot, on which the dialog's colour tells that it is drawn.
+drawn() { import -window root -depth 8 -format %c histogram:info:- | grep -i "#$1" >/dev/null; }
+picture() {
+  until_true 10 drawn "$2" || fail "no $2 on the screen"
+  import -window root "$1.png" || fail "no screenshot"
+}
+
+# begin CASE TITLE
+begin() {
+  out=$1.out
+  timeout 120 "$wine" ./report_dialog.exe "$1" >"$out" 2>/dev/null </dev/null &
+  program=$!
+  until_true 60 shown "$2" || fail "no window '$2' with the keyboard"
+}
+
+finish() {
+  wait "$program" || fail "the program ended with status $?"
+  said end || fail "the program didn't come to its end"
+}
+
+echo "The report, by keyboard"
+begin report 'exception report'
+picture report C8C8C8
+said started || fail "the start callback didn't get the box's handle"
+xdotool key ctrl+c
+press d shown 'Program details'
+picture details C0FFC0
+press o shown 'exception report'
+press alt+w shown 'Exception dump file'
+press Escape said declined
+until_true 10 shown 'exception report' || fail "the report doesn't come back"
+press w shown 'Exception dump file'
+sleep 0.5
+xdotool key ctrl+a
+xdotool type saved
+press Return shown 'Details written'
+press Return said told
+until_true 10 shown 'exception report' || fail "the report doesn't come back"
+grep -q 'in main in line 25, at address 4a' saved.txt || fail "the file lacks the traceback"
+press Escape said quit
+finish
+said 'closed by button 3' || fail "Esc isn't QUIT"
+said 'Floating point divide by zero (c000008e) at address 140001469' ||
+  fail "Ctrl+C didn't copy the report"
+grep -q 'BaseThreadInitThunk' "$out" || fail "Ctrl+C didn't copy the traceback"
+
+echo "The report, by mouse, and Tab"
+begin slave 'exception report'
+press Tab true
+press Tab true
+press Tab true # box, WRITE, DETAILS
+press space shown 'Program details'
+press Return shown 'exception report'
+move_to 'Edit.*'
+xdotool mousemove_relative -- -60 -30 click --repeat 2 --delay 60 1 # selects a word
+sleep 0.3
+xdotool click 3
+sleep 0.5
+import -window root menu.png
+xdotool key Down Return
+sleep 0.3
+move_to DETAILS
+xdotool click 1
+until_true 10 shown 'Program details' || fail "a click on DETAILS"
+press o shown 'exception report'
+move_to WRITE
+sleep 1.5
+import -window root help.png
+move_to QUIT
+xdotool click 1
+until_true 10 said quit || fail "a click on QUIT"
+finish
+said 'closed by button 3' || fail "QUIT isn't the third button"
+words=$(tr -d '\r' <"$out" | sed -n '/^clipboard:/,/^end/p' | sed '1d;$d' | wc -w)
+[ "$words" = 1 ] || fail "the menu copied $words words, not the one selected"
+
+echo "The notice, and a text that is longer than the screen"
+begin notice Information
+picture notice BEFFBE
+press Return said end
+finish
+begin long 'A long text'
+press c said end
+finish
+
+echo "The report of a real program"
+out=divide.out
+timeout 120 "$wine" ./divide.exe >"$out" 2>/dev/null </dev/null &
+program=$!
+until_true 60 shown 'exception report on divide.exe' || fail "no report of divide.exe"
+picture real-report C8C8C8
+press d shown 'Program details'
+press o shown 'exception report'
+press w shown 'Exception dump file'
+sleep 0.5
+xdotool key ctrl+a
+xdotool type real
+press Return shown 'Details written'
+press Return shown 'exception report'
+xdotool key ctrl+c
+press q "$wine" cmd /c "exit 0"
+wait "$program" || fail "divide.exe ended with status $?"
+said 'Splitting the bill' || fail "the output before the failure is lost"
+for line in 'Within file divide.exe' 'in shares in line 7, .*' 'in split_bill in line 12, .*' \
+  'in main in line 18, .*' 'RAX = .*' '[0-9a-f]*) divsd  .*'; do
+  tr -d '\r' <real.txt | grep -qx -- "$line" || fail "the file lacks: $line"
+done
+
+echo "Without a display the same dialog is text, and nobody waits"
+out=batch.out
+display=$DISPLAY
+unset DISPLAY
+timeout 60 env WINEPREFIX="$WINEPREFIX" "$wine" ./report_dialog.exe report \
+  >"$out" 2>/dev/null </dev/null || fail "status $?"
+DISPLAY=$display
+said 'closed by button 3' || fail "the last button didn't close it"
+echo passed

@@ -1,0 +1,199 @@
+// The exception handler's order, and failures that end a process: those run in
+// child processes, whose standard output is sent to standard error for the test
+// to see.
+
+#include "failure/report.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <thread>
+
+#include "failure/debugger_stubs.h"
+#include "failure/exception_handler.h"
+#include "failure/exception_table.h"
+#include "failure/runtime_error.h"
+#include "startup/initialise.h"
+#include "storage/expanding_region.h"
+#include "streams/file_stream.h"
+#include "tests/support/raised.h"
+
+namespace {
+
+namespace platform = tarn::platform;
+
+constexpr std::int32_t kDeclined = 0;
+
+void read_null() {
+  const volatile char* volatile nowhere = reinterpret_cast<const char*>(8);
+  static_cast<void>(*nowhere);
+}
+
+// In the child: output to standard error, and the report as one line.
+void prepare(bool dialog) {
+  tarn::test::initialise();
+  tarn::standard_stream(tarn::kCellStdout)->handle = platform::GetStdHandle(-12);
+  tarn::kill_dialogbox = !dialog;
+}
+
+std::int32_t handle(std::uint32_t code, platform::AMD_CONTEXT* context) {
+  platform::ExceptionRecord record{};
+  record.code = code;
+  platform::ExceptionPointers exception{&record, context};
+  return tarn::__system_exception_handler(&exception);
+}
+
+class Handler : public ::testing::Test {
+ protected:
+  void SetUp() override { tarn::test::initialise(); }
+  platform::AMD_CONTEXT context_{};
+};
+
+TEST_F(Handler, PassesOnWhatIsNotItsOwn) {
+  tarn::report_busy = 1;
+  EXPECT_EQ(handle(0x406D1388, &context_), tarn::kTrapNotAnError);  // a thread's name
+  EXPECT_EQ(tarn::report_busy, 0);
+  EXPECT_EQ(handle(0xE06D7363, &context_), tarn::kTrapNotAnError);  // other code's C++
+  tarn::dump_busy = 1;
+  EXPECT_EQ(handle(0xC0000005, &context_), kDeclined);
+  tarn::dump_busy = 0;
+}
+
+TEST_F(Handler, GrowsARegionFromTheFaultUp) {
+  char* const region = static_cast<char*>(tarn::setup_expanding_region("r", 12 * 4096));
+  platform::ExceptionRecord record{};
+  record.code = platform::kExceptionAccessViolation;
+  record.parameter_count = 2;
+  record.parameters[1] = reinterpret_cast<std::uint64_t>(region) + 4096 * 5 + 17;
+  platform::ExceptionPointers exception{&record, &context_};
+  EXPECT_EQ(tarn::__system_exception_handler(&exception), tarn::kTrapResume);
+  const auto readable = [&](int page) {
+    char byte;
+    std::uint64_t copied = 0;
+    return platform::ReadProcessMemory(platform::GetCurrentProcess(), region + 4096 * page, &byte,
+                                       1, &copied) != 0;
+  };
+  EXPECT_FALSE(readable(4));
+  for (const int page : {5, 8, 11}) EXPECT_TRUE(readable(page)) << page;
+  EXPECT_FALSE(readable(12));
+  EXPECT_NE(tarn::remove_virtual_region(region, 0x8000), 0);
+}
+
+TEST_F(Handler, StubsStopWithTheirAnswerInTheAccumulator) {
+  static std::uint64_t answer;
+  const std::int32_t breakpoint = 9;
+  const tarn::TrapRoutine before = tarn::TRAP_EXCEPTION_at(
+      &breakpoint,
+      [](platform::AMD_CONTEXT* context, platform::ExceptionRecord*, std::int32_t)
+          TARNAPI -> std::int32_t {
+            answer = context->Rax;
+            return tarn::kTrapResume;
+          });
+  platform::SetLastError(4711);
+  tarn::__debugger_stub_get_last_error();
+  EXPECT_EQ(static_cast<std::uint32_t>(answer), 4711u);
+  tarn::__debugger_stub_get_focus();
+  EXPECT_EQ(static_cast<std::uint32_t>(answer), 0u);
+  tarn::TRAP_EXCEPTION_at(&breakpoint, before);
+}
+
+// What a routine prints on standard output.
+template <class Routine>
+std::string printed(Routine routine) {
+  const tarn::Slot before = tarn::runtime_cell(tarn::kCellStdout);
+  tarn::FILE* const file = tarn::fopen("report_test.tmp", "w+b");
+  tarn::runtime_cell(tarn::kCellStdout) = reinterpret_cast<tarn::Slot>(file);
+  routine();
+  tarn::runtime_cell(tarn::kCellStdout) = before;
+  char text[2000] = "";
+  tarn::rewind(file);
+  tarn::fread(text, 1, sizeof text - 1, file);
+  tarn::fclose(file);
+  platform::DeleteFileA("report_test.tmp");
+  return text;
+}
+
+TEST_F(Handler, DumpsMemoryInRowsAndInWords) {
+  alignas(16) static const char bytes[] = "ABCDEFGHIJKLMNOP\x01\xE9 tail of it.";
+  const std::string rows = printed([] { tarn::dump_local_memory(bytes + 3, 14, 1); });
+  EXPECT_NE(rows.find(") " + std::string(9, ' ') +
+                      "44 45 46 47 48 - 49 4A 4B 4C 4D 4E 4F 50      DEFGHIJKLMNOP\n"),
+            std::string::npos)
+      << rows;
+  // The second row is completed, past the count.
+  EXPECT_NE(rows.find(") 01 E9 20 74 61 69 6C 20 - 6F 66 20 69 74 2E 00 "), std::string::npos)
+      << rows;
+  EXPECT_NE(rows.find("  ?\xE9 tail of it.?"), std::string::npos) << rows;
+  const std::string words = printed([] { tarn::dump_local_memory(bytes, 2, 4); });
+  EXPECT_NE(words.find(")   0x44434241\n"), std::string::npos) << words;
+  EXPECT_NE(words.find(")   0x48474645\n"), std::string::npos) << words;
+  EXPECT_EQ(printed([] { tarn::dump_local_memory(bytes, 4, 2); }), "");
+  EXPECT_EQ(printed([] { tarn::dump_local_memory(reinterpret_cast<void*>(64), 1, 4); }),
+            "0:00000040)   0xf0f0f0f0\n");
+}
+
+TEST_F(Handler, TheRegisterDumpEndsInAMissingRoutine) {
+  const tarn::test::Raised raised = tarn::test::raised_by([] {
+    asm volatile("fldpi; fld1");
+    tarn::AmdDumpRegisters();
+  });
+  asm volatile("fninit");
+  EXPECT_EQ(raised.number, tarn::kErrorMissingRoutine);
+  EXPECT_EQ(raised.text[0], "printfx");
+}
+
+class FatalFailure : public ::testing::Test {
+ protected:
+  void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
+TEST_F(FatalFailure, InASecondThreadIsReported) {
+  EXPECT_EXIT(
+      {
+        prepare(false);
+        std::thread(read_null).join();
+      },
+      ::testing::ExitedWithCode(1), "Access violation \\(c0000005\\)");
+}
+
+TEST_F(FatalFailure, InsideTheReportEndsTheProcess) {
+  EXPECT_EXIT(
+      {
+        prepare(true);
+        tarn::report_busy = 1;
+        read_null();
+      },
+      ::testing::ExitedWithCode(1), "Fatal error!: Brackenmoor exception handler has failed");
+}
+
+TEST_F(FatalFailure, OfAnUnknownKindHasItsCode) {
+  EXPECT_EXIT(
+      {
+        prepare(false);
+        static platform::AMD_CONTEXT context;
+        handle(0xC0001234, &context);
+      },
+      ::testing::ExitedWithCode(1), "Unknown exception \\(c0001234\\)");
+}
+
+TEST_F(FatalFailure, WithDamagedStreamsStillEnds) {
+  EXPECT_EXIT(
+      {
+        prepare(false);
+        tarn::standard_stream(tarn::kCellStdout)->magic = 0;
+        read_null();
+      },
+      ::testing::ExitedWithCode(1), "Fatal error!");
+}
+
+TEST_F(FatalFailure, ShowsTheWholeReportWhereNobodyAnswers) {
+  EXPECT_EXIT(
+      {
+        prepare(true);
+        tarn::text_error("%d of %s", 3, "four");
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
+}  // namespace

@@ -1,0 +1,234 @@
+#include "failure/runtime_error.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "failure/catalogue.h"
+#include "failure/error_message.h"
+#include "failure/exception_handler.h"
+#include "platform/platform.h"
+#include "tests/support/raised.h"
+
+namespace {
+
+using tarn::test::Raised;
+using tarn::test::raised_by;
+
+std::uint64_t address_of(const void* p) { return reinterpret_cast<std::uint64_t>(p); }
+
+std::string expand(const char* text, const tarn::platform::AMD_CONTEXT& context) {
+  char message[tarn::kErrorMessageSize + 1];
+  std::memset(message, '#', sizeof message);
+  tarn::expand_error_text(text, context, message);
+  EXPECT_EQ(message[tarn::kErrorMessageSize], '#') << text;
+  return message;
+}
+
+std::string message_of(const Raised& raised) {
+  tarn::platform::AMD_CONTEXT context{};
+  context.Rax = static_cast<std::uint64_t>(raised.number);
+  context.R8 = address_of(raised.text[0].c_str());
+  char message[tarn::kErrorMessageSize];
+  tarn::compose_error_message(context, message);
+  return message;
+}
+
+TEST(Raising, EveryWayGivesTheNumberAndItsMessage) {
+  const std::int32_t number = 368;
+  const struct {
+    const char* name;
+    Raised raised;
+  } cases[] = {
+      {"__RuntimeError", raised_by([&] { tarn::__RuntimeError(number); })},
+      {"FAIL@", raised_by([&] { tarn::FAIL_at(&number); })},
+      {"ReportErrorNumber@", raised_by([&] { tarn::ReportErrorNumber_at(number); })},
+      {"inline trap", raised_by([&] { asm volatile("int $9"
+                                                   :
+                                                   : "a"(std::int64_t{number})); })},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(c.raised.number, number) << c.name;
+    EXPECT_EQ(message_of(c.raised), tarn::error_text(number)) << c.name;
+  }
+  EXPECT_EQ(raised_by([] {}).number, -1);
+}
+
+TEST(Raising, ATextIsShownUnchanged) {
+  const Raised raised = raised_by([] { tarn::ReportErrorString_at("50% of %1 and %F", 3); });
+  EXPECT_EQ(raised.number, 345);
+  EXPECT_EQ(message_of(raised), "50% of %1 and %F");
+  for (const int i : {1, 2, 3}) EXPECT_EQ(raised.text[i], "???") << i;
+}
+
+TEST(Raising, AFormattedTextIsCutAtItsBuffer) {
+  EXPECT_EQ(raised_by([] { tarn::text_error("%s=%d", "size", 42); }).text[0], "size=42");
+  const std::string longest(tarn::kTextErrorSize - 1, 'x');
+  EXPECT_EQ(raised_by([&] { tarn::text_error("%s", longest.c_str()); }).text[0], longest);
+  const Raised cut = raised_by([&] { tarn::text_error("%s%s", longest.c_str(), "tail"); });
+  EXPECT_EQ(cut.number, 345);
+  EXPECT_EQ(cut.text[0], longest);
+}
+
+TEST(Raising, AMissingRoutineIsNamed) {
+  const struct {
+    const char* name;
+    tarn::Routine stub;
+  } cases[] = {
+      {"lseek", &tarn::lseek},       {"__write", &tarn::__write}, {"__read", &tarn::__read},
+      {"C_FAIL@", &tarn::C_FAIL_at}, {"printfx", &tarn::printfx},
+  };
+  for (const auto& c : cases) {
+    const Raised raised = raised_by([&] { c.stub(); });
+    EXPECT_EQ(raised.number, 29) << c.name;
+    EXPECT_EQ(message_of(raised), std::string("Call to missing routine - ") + c.name);
+    const auto* const code = reinterpret_cast<const std::uint8_t*>(c.stub);
+    const std::string text(code, code + 64);
+    EXPECT_NE(text.find(std::string(c.name) + '\0'), std::string::npos) << c.name;
+  }
+  EXPECT_EQ(message_of(raised_by([] { tarn::__MissingRoutine("NONE@"); })),
+            "Call to missing routine - NONE@");
+}
+
+TEST(Catalogue, HoldsTheTexts) {
+  const struct {
+    std::int64_t number;
+    const char* text;
+  } cases[] = {
+      {0, "Undefined error"},
+      {38, "Illegal character assignment (R.H.S. overlaps L.H.S.)"},
+      {159, "Trailing sign or \"CR\" not at end of field in business editing descriptor"},
+      {161, "\"*\" must precede \"$\" or \"Z\" in business editing descriptor"},
+      {163, "\"Z\" after decimal point in business editing descriptor"},
+      {199, "Run out of heap space"},
+      {218, "Fortran unallocated runtime message"},
+      {219, "Fortran unallocated runtime message"},
+      {220, "Fortran unallocated runtime message"},
+      {291, "Not enough arguments to satisfy format %F"},
+      {345, "%1"},
+      {366, "Insufficient virtual memory available to create expanding region %1"},
+      {447, "Positive width required when using E or G format descriptor"},
+      {448, ""},
+  };
+  for (const auto& c : cases) EXPECT_STREQ(tarn::error_text(c.number), c.text) << c.number;
+  for (int spare = 346; spare <= 356; ++spare) {
+    EXPECT_STREQ(tarn::error_text(spare), "streams spare") << spare;
+  }
+  EXPECT_STREQ(tarn::error_text(11), tarn::error_text(175));
+  for (const std::int64_t outside : {std::int64_t{-1}, std::int64_t{449}, INT64_MIN, INT64_MAX}) {
+    EXPECT_STREQ(tarn::error_text(outside), "Undefined error") << outside;
+  }
+}
+
+TEST(Catalogue, HasPlaceholdersWhereArgumentsAreGiven) {
+  std::vector<int> with_argument, with_place;
+  for (int number = 0; number < tarn::kErrorCount; ++number) {
+    const std::string text = tarn::error_text(number);
+    EXPECT_EQ(text.empty(), number == 448) << number;
+    if (text.find("%1") != std::string::npos) with_argument.push_back(number);
+    if (text.ends_with(" %F")) with_place.push_back(number);
+    EXPECT_LT(text.size(), tarn::kErrorMessageSize) << number;
+  }
+  EXPECT_EQ(with_argument, (std::vector<int>{29, 345, 366, 367}));
+  EXPECT_EQ(with_place, (std::vector<int>{275, 276, 281, 282, 283, 284, 285, 286, 288, 289, 290,
+                                          291, 293, 294, 295}));
+}
+
+TEST(Message, ReplacesEachPlaceholder) {
+  tarn::platform::AMD_CONTEXT context{};
+  context.R8 = address_of("one");
+  context.R9 = address_of("two");
+  context.R10 = address_of("3%1");
+  context.R11 = address_of("");
+  context.R12 = 0;                   // no text
+  context.R13 = 0xFFFF800000000001;  // nothing a program may read
+  const struct {
+    const char* text;
+    const char* message;
+  } cases[] = {
+      {"%1", "one"},
+      {"a %1, %2", "a one, two"},
+      {"%3%2", "3%1two"},
+      {"<%4>", "<>"},
+      {"%5 and %6", "??? and ???"},
+      {"lost %F", "lost"},
+      {"lost%F", "lost"},
+      {"%F", ""},
+      {"none %0 %7 here", "none here"},
+      {"100%% of", "100 of"},
+      {"end %", "end "},
+      {"", ""},
+  };
+  for (const auto& c : cases) EXPECT_EQ(expand(c.text, context), c.message) << c.text;
+}
+
+TEST(Message, IsCutAtItsRoom) {
+  const std::string text(3000, 'x');
+  tarn::platform::AMD_CONTEXT context{};
+  context.R8 = address_of(text.c_str());
+  const std::string longest(tarn::kErrorMessageSize - 1, 'x');
+  EXPECT_EQ(expand("%1%1", context), longest);
+  EXPECT_EQ(expand(text.c_str(), context), longest);
+}
+
+TEST(Message, ArgumentsMayEndWithTheirMemory) {
+  using namespace tarn::platform;
+  constexpr std::uint64_t kPage = 4096;
+  auto* const pages =
+      static_cast<char*>(VirtualAlloc(nullptr, 3 * kPage, kMemReserve, kPageNoAccess));
+  ASSERT_NE(VirtualAlloc(pages, 2 * kPage, kMemCommit, kPageReadWrite), nullptr);
+  std::memset(pages, 'x', 2 * kPage);
+  tarn::platform::AMD_CONTEXT context{};
+  const struct {
+    std::uint64_t offset;
+    std::string message;
+  } cases[] = {
+      {2 * kPage - 5, "xxxxx"},                    // no NUL before the unreadable page
+      {2 * kPage, "???"},                          // not one byte
+      {kPage - 3, std::string(1023, 'x')},         // across two pages, cut
+      {2 * kPage - 1023, std::string(1023, 'x')},  // the room's last byte is the page's
+  };
+  for (const auto& c : cases) {
+    context.R8 = address_of(pages + c.offset);
+    EXPECT_EQ(expand("%1", context), c.message) << c.offset;
+  }
+  pages[kPage + 1] = '\0';
+  context.R8 = address_of(pages + kPage - 3);
+  EXPECT_EQ(expand("%1", context), "xxxx");
+  VirtualFree(pages, 0, kMemRelease);
+}
+
+TEST(Handler, PassesOnWhatWasNotRaised) {
+  static const std::uint8_t trap[] = {0xCD, 0x09};
+  static const std::uint8_t other[] = {0xCD, 0x08};
+  const struct {
+    std::uint32_t code;
+    const void* instruction;
+  } cases[] = {
+      {tarn::platform::kExceptionAccessViolation, other},
+      {tarn::platform::kExceptionAccessViolation, nullptr},  // a jump to nowhere
+      {0xC0000094, trap},
+  };
+  for (const auto& c : cases) {
+    tarn::platform::ExceptionRecord record{};
+    tarn::platform::AMD_CONTEXT context{};
+    tarn::platform::ExceptionPointers pointers{&record, &context};
+    record.code = c.code;
+    context.Rip = address_of(c.instruction);
+    EXPECT_EQ(tarn::__system_exception_handler(&pointers), tarn::platform::kContinueSearch);
+  }
+}
+
+TEST(SystemText, IsTheSystemsOrUnknown) {
+  char* const text = tarn::nt_error_message(tarn::platform::kErrorFileNotFound);
+  EXPECT_GT(std::strlen(text), 0u);
+  EXPECT_STRNE(text, "Unknown error");
+  EXPECT_STREQ(tarn::nt_error_message(0x2FFFFFFF), "Unknown error");
+  EXPECT_STREQ(text, "Unknown error");  // one buffer
+}
+
+TEST(CheckException, GivesItsSecondArgument) { EXPECT_EQ(tarn::check_exception(1, -2, 3), -2); }
+
+}  // namespace

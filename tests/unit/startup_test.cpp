@@ -1,0 +1,258 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "exports/export_table.h"
+#include "platform/platform.h"
+#include "startup/command_line.h"
+#include "startup/initialise.h"
+#include "startup/process_end.h"
+#include "startup/runtime_block.h"
+#include "tests/support/raised.h"
+
+namespace {
+
+using tarn::test::raised_by;
+
+std::vector<std::string> split(const std::string& line) {
+  std::int32_t count = -1;
+  char** const argv = tarn::tarn_split_command_line(line.c_str(), &count);
+  std::vector<std::string> arguments;
+  for (int i = 0; i < count; ++i) arguments.emplace_back(argv[i]);
+  EXPECT_EQ(argv[count], nullptr);
+  return arguments;
+}
+
+// The arguments behind the program's name.
+std::vector<std::string> behind_name(const std::string& line) {
+  std::vector<std::string> arguments = split(line);
+  if (!arguments.empty()) arguments.erase(arguments.begin());
+  return arguments;
+}
+
+TEST(CommandLine, SplitsAtBlanksAndSlashesAndKeepsQuotes) {
+  const struct {
+    const char* line;
+    std::vector<std::string> arguments;
+  } cases[] = {
+      {R"(prog /a/b "c d" x/y)", {"/a", "/b", R"("c d")", "x", "/y"}},
+      {"prog", {}},
+      {"prog   \t ", {}},
+      {"prog a/b", {"a", "/b"}},
+      {R"(prog "a/b")", {R"("a/b")"}},
+      {"prog 'a b/c\td'", {"'a b/c\td'"}},
+      {R"(prog "it's" 'say "x y"')", {R"("it's")", R"('say "x y"')"}},
+      {"prog a\"b c\"d", {"a\"b c\"d"}},
+      {"prog \"open to the end ", {"\"open to the end "}},
+      {"prog //", {"/", "/"}},
+      {"prog /", {"/"}},
+      {"prog\ta\tb", {"a", "b"}},
+  };
+  for (const auto& c : cases) EXPECT_EQ(behind_name(c.line), c.arguments) << c.line;
+}
+
+TEST(CommandLine, AnEmptyLineGivesNoArguments) {
+  EXPECT_TRUE(split("").empty());
+  EXPECT_TRUE(split(" \t ").empty());
+}
+
+TEST(CommandLine, TheProgramIsItsFullPathOrTheMainImageIfNotFound) {
+  char own[1024];
+  ASSERT_GT(tarn::platform::GetModuleFileNameA(nullptr, own, sizeof own), 0u);
+  EXPECT_EQ(split("no_such_program_anywhere x").front(), own);
+  EXPECT_EQ(split("\"" + std::string(own) + "\" x").front(), own);
+  EXPECT_EQ(split("\"" + std::string(own) + "\" x").size(), 2u);
+  EXPECT_EQ(split("\"").size(), 1u);
+}
+
+TEST(CommandLine, LimitsCutTextsAndDropArguments) {
+  const std::string long_text(1000, 'x');
+  EXPECT_EQ(behind_name("p " + long_text).front().size(), tarn::kMaxArgumentLength);
+  EXPECT_EQ(behind_name("p \"" + long_text + "\" tail").back(), "tail");
+  EXPECT_EQ(split(long_text + " a").size(), 2u);
+  std::string many = "p";
+  for (int i = 0; i < 1000; ++i) many += " a";
+  EXPECT_EQ(split(many).size(), static_cast<std::size_t>(tarn::kMaxArguments));
+}
+
+TEST(CommandLine, EveryByteOfALineIsABlankOrInOneArgument) {
+  std::mt19937 random(7);
+  const char alphabet[] = "ab/ \t\"'\xE9";
+  for (int round = 0; round < 20'000; ++round) {
+    std::string line = "p ";
+    const auto length = static_cast<unsigned>(random() % 30);
+    for (unsigned i = 0; i < length; ++i) line += alphabet[random() % (sizeof alphabet - 1)];
+    std::string joined;
+    for (const std::string& argument : behind_name(line)) {
+      EXPECT_FALSE(argument.empty()) << line;
+      joined += argument;
+    }
+    // Removing the blanks outside quotes from both must leave the same text.
+    std::string wanted;
+    char quote = 0;
+    for (const char c : line.substr(1)) {
+      if (quote) {
+        if (c == quote) quote = 0;
+      } else if (c == '"' || c == '\'') {
+        quote = c;
+      } else if (c == ' ' || c == '\t') {
+        continue;
+      }
+      wanted += c;
+    }
+    ASSERT_EQ(joined, wanted) << line;
+  }
+}
+
+TEST(Identity, ProgramNameIsPaddedOrCutToTheLength) {
+  char own[1024];
+  const std::uint32_t length = tarn::platform::GetModuleFileNameA(nullptr, own, sizeof own);
+  std::string name(length + 9, '#');
+  tarn::GET_PROGRAM_NAME_at(name.data(), length + 8);
+  EXPECT_EQ(name, std::string(own) + "        #");
+  std::string cut(6, '#');
+  tarn::GET_PROGRAM_NAME_at(cut.data(), 5);
+  EXPECT_EQ(cut, std::string(own, 5) + "#");
+  tarn::GET_PROGRAM_NAME_at(cut.data(), 0);
+  tarn::GET_PROGRAM_NAME_at(cut.data(), -3);
+  EXPECT_EQ(cut, std::string(own, 5) + "#");
+  char module[1024] = "";
+  tarn::THIS_MODULE_NAME(module);
+  EXPECT_GT(std::strlen(module), 0u);
+  EXPECT_EQ(std::strchr(module, '\\'), nullptr);
+}
+
+TEST(Configuration, EnvironmentValuesOfEveryLengthAreReturnedWhole) {
+  for (const std::size_t length : {1u, 2u, 3u, 4u, 5u, 259u, 5000u}) {
+    const std::string value(length, 'v');
+    tarn::platform::SetEnvironmentVariableA("TARN_TEST_VALUE", value.c_str());
+    const char* const got = tarn::getenv("TARN_TEST_VALUE");
+    ASSERT_NE(got, nullptr) << length;
+    EXPECT_EQ(got, value);
+  }
+  tarn::platform::SetEnvironmentVariableA("TARN_TEST_VALUE", nullptr);
+  EXPECT_EQ(tarn::getenv("TARN_TEST_VALUE"), nullptr);
+}
+
+TEST(Configuration, AMissingKeyFallsBackToTheEnvironment) {
+  tarn::platform::SetEnvironmentVariableA("TARN_TEST_KEY", "from the environment");
+  EXPECT_STREQ(tarn::ReadRegAndEnv("Software\\No such key", "TARN_TEST_KEY"),
+               "from the environment");
+  EXPECT_STREQ(tarn::read_config_key("TARN_TEST_KEY"), "from the environment");
+  tarn::platform::SetEnvironmentVariableA("TARN_TEST_KEY", nullptr);
+  EXPECT_EQ(tarn::read_config_key("TARN_TEST_KEY"), nullptr);
+  EXPECT_EQ(tarn::GetDllVersion("no_such_library.dll"), 0u);
+}
+
+TEST(Initialisation, FillsTheCellsAndTheFacts) {
+  tarn::test::initialise();
+  EXPECT_EQ(tarn::page_size, 4096u);
+  for (const auto cell : {tarn::kCellStdin, tarn::kCellStdout, tarn::kCellStderr,
+                          tarn::kCellClassTable, tarn::kCellPseudoStack}) {
+    EXPECT_NE(tarn::runtime_cell(cell), 0u) << cell;
+  }
+  EXPECT_GT(tarn::GetPhysicalMemorySize(), 1u << 20);
+  std::uint32_t id = 0, major = 0, minor = 9;
+  tarn::GetWinVer(&id, &major, &minor);
+  EXPECT_EQ(id, 2u);
+  EXPECT_GE(major, 6u);
+  EXPECT_EQ(tarn::_ncx_lib_version(), 17934);
+  EXPECT_EQ(tarn::__GetNtWindowsMode(), 0);
+}
+
+TEST(Initialisation, MainSetupGivesBlockAndArgumentsInRegisters) {
+  tarn::test::initialise();
+  std::uint64_t block = 0, argc = 0;
+  char** argv = nullptr;
+  asm volatile("mov %%rsp, %%r15; and $-16, %%rsp; sub $32, %%rsp; call *%3; mov %%r15, %%rsp"
+               : "=a"(block), "=c"(argc), "=d"(argv)
+               : "r"(&tarn::__main_setup)
+               : "r8", "r9", "r10", "r11", "r15", "memory", "cc", "xmm0", "xmm1", "xmm2", "xmm3",
+                 "xmm4", "xmm5");
+  EXPECT_EQ(block, reinterpret_cast<std::uint64_t>(&tarn::__runtime_block));
+  ASSERT_GE(argc, 1u);
+  EXPECT_EQ(argv[argc], nullptr);
+}
+
+TEST(Binding, FindsLoadsOrFallsBackToTheError) {
+  EXPECT_NE(tarn::ProcessDynt("GlobalAlloc", "KERNEL32.DLL"), nullptr);
+  EXPECT_EQ(tarn::ProcessDynt("NoSuchRoutine", "KERNEL32.DLL"), nullptr);
+  EXPECT_EQ(tarn::ProcessDynt("GlobalAlloc", "no_such_library.dll"), nullptr);
+  const char texts[] = "no_such_library.dll\0Routine\0rest";
+  tarn::Routine slot = nullptr;
+  EXPECT_STREQ(tarn::__attempt_rlo_load(&slot, texts), "rest");
+  ASSERT_NE(slot, nullptr);
+  const auto raised = raised_by([&] { slot(); });
+  EXPECT_EQ(raised.number, 345);
+  EXPECT_EQ(raised.text[0], "Attempt to call a function in an rlo library failed");
+}
+
+TEST(CommonBlocks, AreListedNewestFirstUnderTheirModule) {
+  static const char name[] = "BLOCK";
+  static tarn::BlockRecord first{nullptr, name, nullptr, 8, nullptr};
+  static tarn::BlockRecord second{nullptr, name, nullptr, 9, nullptr};
+  const std::int32_t before = tarn::common_block_count;
+  tarn::append_common_spec(&first);
+  tarn::append_common_spec(&second);
+  EXPECT_EQ(tarn::common_block_count, before + 2);
+  EXPECT_EQ(tarn::common_block_list, &second);
+  EXPECT_EQ(second.next, &first);
+  ASSERT_NE(first.module, nullptr);
+  EXPECT_EQ(std::strchr(first.module, '\\'), nullptr);
+  const std::int64_t storage = tarn::program_storage();
+  tarn::__record_program_storage(5000);
+  tarn::__record_program_storage(-1000);
+  EXPECT_EQ(tarn::program_storage(), storage + 4000);
+}
+
+TEST(StackProbe, ChangesNoRegister) {
+  for (const std::uint64_t size : {1u, 4000u, 4001u, 100'000u}) {
+    std::uint64_t a = size, b = 1, c = 2, d = 3, s = 4;
+    asm volatile("mov %%rsp, %%r14; sub $256, %%rsp; and $-16, %%rsp; call *%5; mov %%r14, %%rsp"
+                 : "+a"(a), "+b"(b), "+c"(c), "+d"(d), "+S"(s)
+                 : "D"(&tarn::__stack_adjust)
+                 : "r14", "memory", "cc");
+    EXPECT_EQ(a, size);
+    EXPECT_EQ(b, 1u);
+    EXPECT_EQ(c, 2u);
+    EXPECT_EQ(d, 3u);
+    EXPECT_EQ(s, 4u);
+  }
+}
+
+TEST(FailedStatement, ResumesWithTheSavedRegistersHoweverDeep) {
+  std::uint64_t rbx_after = 0, landed = 0;
+  asm volatile(
+      "push %%rbx; push %%rbp; mov %%rsp, %%r15; and $-16, %%rsp; sub $64, %%rsp\n"
+      "mov $0x1234, %%ebx\n"
+      "call *%[save]\n"
+      "mov %%rsp, %%r12\n"
+      "mov $0, %%ebx; xor %%ebp, %%ebp; sub $512, %%rsp\n"  // deep inside, registers lost
+      "lea 8(%%r12), %%rcx\n"
+      "lea 1f(%%rip), %%rdx\n"
+      "call *%[leave]\n"
+      "ud2\n"
+      "1: sub %%r12, %%rsp; mov %%rsp, %%rdx; mov %%rbx, %%rcx\n"
+      "mov %%r15, %%rsp; pop %%rbp; pop %%rbx\n"
+      : "=c"(rbx_after), "=d"(landed)
+      : [save] "S"(&tarn::__save_rbp), [leave] "D"(&tarn::__exitiolib)
+      : "rax", "r8", "r9", "r10", "r11", "r12", "r15", "memory", "cc");
+  EXPECT_EQ(rbx_after, 0x1234u);
+  EXPECT_EQ(landed, 16u);  // just above the word that held the target
+}
+
+TEST(Exports, AreFoundUnderTheirExactNames) {
+  EXPECT_EQ(tarn::find_export("__initialise_cpplib"),
+            reinterpret_cast<void*>(&tarn::__initialise_cpplib));
+  EXPECT_EQ(tarn::find_export("getenv"), reinterpret_cast<void*>(&tarn::getenv));
+  EXPECT_EQ(tarn::find_export("getenv(<ptr>const\xC4"
+                              "char)"),
+            reinterpret_cast<void*>(&tarn::getenv));
+  EXPECT_EQ(tarn::find_export("GETENV"), nullptr);
+  EXPECT_EQ(tarn::find_export(""), nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,374 @@
+#include "failure/traceback.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "failure/exception_handler.h"
+#include "failure/exception_table.h"
+#include "failure/image_tables.h"
+#include "failure/report.h"
+#include "failure/safe_memory.h"
+#include "failure/unwind_data.h"
+#include "platform/pe_format.h"
+#include "strings/c_string.h"
+#include "tests/support/raised.h"
+
+namespace {
+
+namespace platform = tarn::platform;
+namespace pe = tarn::pe;
+using Bytes = std::vector<std::uint8_t>;
+
+std::uint64_t address_of(const void* p) { return reinterpret_cast<std::uint64_t>(p); }
+
+template <class T>
+void add(Bytes* bytes, T value) {
+  const auto* const raw = reinterpret_cast<const std::uint8_t*>(&value);
+  bytes->insert(bytes->end(), raw, raw + sizeof value);
+}
+
+// Readable pages with an unreadable one behind them; data ends with the last.
+class Pages {
+ public:
+  explicit Pages(std::uint64_t pages) : size_(pages * 4096) {
+    memory_ = static_cast<std::uint8_t*>(platform::VirtualAlloc(
+        nullptr, size_ + 4096, platform::kMemReserve, platform::kPageNoAccess));
+    platform::VirtualAlloc(memory_, size_, platform::kMemCommit, platform::kPageReadWrite);
+  }
+  ~Pages() { platform::VirtualFree(memory_, 0, platform::kMemRelease); }
+  std::uint8_t* data() const { return memory_; }
+  std::uint8_t* end() const { return memory_ + size_; }
+
+ private:
+  std::uint64_t size_;
+  std::uint8_t* memory_;
+};
+
+void add_entry(Bytes* table, const std::string& name, std::uint64_t start, std::uint64_t end,
+               std::uint64_t debug) {
+  table->insert(table->end(), name.c_str(), name.c_str() + name.size() + 1);
+  add(table, std::uint64_t{1});
+  add(table, start);
+  add(table, end);
+  add(table, debug);
+  add(table, std::uint64_t{0});
+}
+
+// An image with its tables: the routine table at 0x100, a line table at 0x800.
+class ImageTables : public ::testing::Test {
+ protected:
+  void place(const Bytes& table) {
+    const std::uint32_t field = 0x100 - 8;
+    std::memcpy(pages_.data() + pe::kRoutineTableFieldOffset, &field, sizeof field);
+    std::memcpy(pages_.data() + 0x100, table.data(), table.size());
+  }
+  void place_lines(const std::vector<std::pair<std::uint32_t, std::uint32_t>>& lines,
+                   std::uint32_t count) {
+    Bytes bytes;
+    for (const std::uint32_t word : {0u, 0x42554852u, 8u, count}) add(&bytes, word);
+    for (const auto& [line, at] : lines) {
+      add(&bytes, line);
+      add(&bytes, at);
+    }
+    std::memcpy(pages_.data() + 0x800, bytes.data(), bytes.size());
+  }
+  std::uint64_t base() const { return address_of(pages_.data()); }
+  std::string find(std::uint64_t offset) {
+    if (!tarn::find_routine(base(), base() + offset, &found_)) return "none";
+    return std::string(found_.name) + "+" + std::to_string(found_.offset) + " line " +
+           std::to_string(found_.line);
+  }
+
+  Pages pages_{1};
+  tarn::RoutinePlace found_;
+};
+
+TEST_F(ImageTables, FindTheRoutineAndTheLastFittingLine) {
+  Bytes table;
+  add_entry(&table, "first", 0x400, 0x41F, 0x420);
+  add_entry(&table, "second", 0x420, 0x4FF, 0x800);
+  add_entry(&table, "__BrackenStartup", 0x500, 0, 1);
+  add_entry(&table, std::string(3 * tarn::kLongestRoutineName / 2, 'n'), 0x790, 0x7A0, 0);
+  table.push_back(0);
+  place(table);
+  place_lines({{10, 0}, {30, 0x40}, {20, 0x20}, {40, 0x60}}, 4);
+  const struct {
+    std::uint64_t offset;
+    const char* found;
+  } cases[] = {
+      {0x3FF, "none"},
+      {0x400, "first+0 line 0"},
+      {0x41F, "first+31 line 0"},
+      {0x420, "second+0 line 10"},
+      {0x45F, "second+63 line 20"},
+      {0x47F, "second+95 line 20"},
+      {0x480, "second+96 line 40"},
+      {0x500, "__BrackenStartup+0 line 0"},
+      {0x78B, "__BrackenStartup+651 line 0"},
+      {0x78C, "none"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(find(c.offset), c.found) << std::hex << c.offset;
+  ASSERT_NE(find(0x795), "none");
+  EXPECT_EQ(std::strlen(found_.name), tarn::kLongestRoutineName);
+}
+
+TEST_F(ImageTables, DamagedOnesEndTheSearch) {
+  Bytes table;
+  add_entry(&table, "routine", 0x400, 0x4FF, 0x800);
+  place(table);
+  // No end, then a name without an end: up to the unreadable page.
+  std::memset(pages_.data() + 0x100 + table.size(), 'x', 0xF00 - table.size());
+  EXPECT_EQ(find(0x600), "none");
+  EXPECT_EQ(find(0x450), "routine+80 line 0");
+  // More lines than there is memory.
+  place_lines({{7, 0}}, 0xFFFFFFFF);
+  EXPECT_NE(find(0x450), "none");
+  // The table itself, or a line table, somewhere unreadable.
+  for (const std::int32_t field : {-0x7FFFFFF0, 0x7FFFFFF0, 0xFF8}) {
+    std::memcpy(pages_.data() + pe::kRoutineTableFieldOffset, &field, sizeof field);
+    EXPECT_EQ(find(0x450), "none") << field;
+  }
+}
+
+TEST(Traceback, SquashesRunsOfBlanks) {
+  const struct {
+    const char *text, *squashed;
+  } cases[] = {
+      {"sub_q       RSP,38", "sub_q RSP,38"}, {"", ""}, {"   ", " "}, {"a  b c   ", "a b c "}};
+  for (const auto& c : cases) {
+    char text[64];
+    tarn::strcpy(text, c.text);
+    tarn::squash_buffer(text);
+    EXPECT_STREQ(text, c.squashed);
+  }
+}
+
+TEST(Traceback, StepsOverBothPrologues) {
+  alignas(16) std::uint64_t stack[64];
+  for (int i = 0; i < 64; ++i) stack[i] = 0x1000u + static_cast<std::uint64_t>(i);
+  const struct {
+    const char* name;
+    Bytes code;
+    std::uint64_t offset;  // of Rip
+    int return_slot;       // in the stack; -1: the context stays
+  } cases[] = {
+      {"before the subtraction", {0x48, 0x83, 0xEC, 0x38}, 0, 0},
+      {"behind a small frame", {0x48, 0x83, 0xEC, 0x38}, 4, 7},
+      {"a frame of 32 bits", {0x48, 0x81, 0xEC, 0x98, 0, 0, 0}, 20, 19},
+      {"large, before the call",
+       {0xC7, 0xC0, 0x40, 0, 0, 0, 0xE8, 0, 0, 0, 0, 0x48, 0x29, 0xC4},
+       6,
+       0},
+      {"large, on the subtraction",
+       {0xC7, 0xC0, 0x40, 0, 0, 0, 0xE8, 0, 0, 0, 0, 0x48, 0x29, 0xC4},
+       11,
+       0},
+      {"large, behind it", {0xC7, 0xC0, 0x40, 0, 0, 0, 0xE8, 0, 0, 0, 0, 0x48, 0x29, 0xC4}, 14, 8},
+      {"large with REX.W",
+       {0x48, 0xC7, 0xC0, 0x40, 0, 0, 0, 0xE8, 0, 0, 0, 0, 0x48, 0x29, 0xC4},
+       15,
+       8},
+      {"large, short move", {0xB8, 0x40, 0, 0, 0, 0xE8, 0, 0, 0, 0, 0x48, 0x29, 0xC4}, 13, 8},
+      {"a push first", {0x53, 0x48, 0x83, 0xEC, 0x38}, 5, -1},
+      {"a move without a call", {0xC7, 0xC0, 0x40, 0, 0, 0, 0xC3}, 6, -1},
+  };
+  for (const auto& c : cases) {
+    Bytes code = c.code;
+    code.resize(64, 0x90);
+    platform::AMD_CONTEXT context{};
+    context.Rip = address_of(code.data()) + c.offset;
+    context.Rsp = address_of(stack);
+    const std::uint64_t rip = context.Rip;
+    tarn::find_previous_frame(&context, address_of(code.data()));
+    if (c.return_slot < 0) {
+      EXPECT_EQ(context.Rip, rip) << c.name;
+      EXPECT_EQ(context.Rsp, address_of(stack)) << c.name;
+    } else {
+      EXPECT_EQ(context.Rip, stack[c.return_slot]) << c.name;
+      EXPECT_EQ(context.Rsp, address_of(stack + c.return_slot + 1)) << c.name;
+    }
+  }
+}
+
+TEST(Traceback, EndsForAnAddressOfNoImageAndAStackOfNoMemory) {
+  char text[tarn::kTraceStepSize];
+  for (const std::uint64_t rip : {0ull, 0x10ull, 0x7123456789A0ull, ~0ull, 0xF0F0F0F0F0F0F0F0ull}) {
+    platform::AMD_CONTEXT context{};
+    context.Rip = rip;
+    EXPECT_EQ(tarn::trace_back_once(platform::GetCurrentProcess(), text, &context), 0) << rip;
+    EXPECT_STREQ(text, "");
+  }
+  // Through this program's own frames with a stack pointer that leads nowhere.
+  platform::AMD_CONTEXT context{};
+  context.Rip = address_of(reinterpret_cast<const void*>(&tarn::strlen));
+  int steps = 0;
+  while (steps < 100 && tarn::trace_back_once(platform::GetCurrentProcess(), text, &context)) {
+    ++steps;
+  }
+  EXPECT_LT(steps, 100);
+}
+
+TEST(Traceback, KnowsItsOwnMachinery) {
+  for (const auto callback :
+       {&tarn::write_exception, &tarn::details_box, &tarn::process_quit, &tarn::start_window}) {
+    EXPECT_EQ(tarn::is_system_callback(address_of(reinterpret_cast<const void*>(callback))), 1);
+  }
+  EXPECT_EQ(tarn::is_system_callback(tarn::first_address()), 1);
+  EXPECT_EQ(tarn::is_system_callback(tarn::last_address()), 1);
+  EXPECT_EQ(tarn::is_system_callback(address_of(reinterpret_cast<const void*>(&tarn::strlen))), 0);
+  EXPECT_EQ(tarn::is_system_callback(0), 0);
+}
+
+// A routine at 0x1000 of a made image, with the codes of its prologue.
+class UnwindData : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    pe::DosHeader dos{};
+    dos.magic = pe::kDosMagic;
+    dos.pe_offset = 0x80;
+    std::memcpy(pages_.data(), &dos, sizeof dos);
+    pe::NtHeaders headers{};
+    headers.magic = pe::kPeMagic;
+    headers.optional.magic = pe::kOptionalMagic64;
+    headers.optional.directory_count = pe::kDirectoryCount;
+    headers.optional.directories[pe::kExceptionDirectory] = {0x400, 24};
+    std::memcpy(pages_.data() + 0x80, &headers, sizeof headers);
+    const std::uint32_t records[] = {0x1000, 0x1100, 0x500, 0x1100, 0x1180, 0x600};
+    std::memcpy(pages_.data() + 0x400, records, sizeof records);
+    for (int i = 0; i < 64; ++i) stack_[i] = 0x2000u + static_cast<std::uint64_t>(i);
+  }
+  void record(std::uint64_t at, std::uint8_t flags, std::uint8_t frame,
+              const std::vector<std::uint16_t>& codes) {
+    Bytes bytes = {static_cast<std::uint8_t>(1 | flags << 3), 32,
+                   static_cast<std::uint8_t>(codes.size()), frame};
+    for (const std::uint16_t code : codes) add(&bytes, code);
+    std::memcpy(pages_.data() + at, bytes.data(), bytes.size());
+  }
+  bool step(std::uint64_t offset) {
+    context_ = {};
+    context_.Rip = address_of(pages_.data()) + offset;
+    context_.Rsp = address_of(stack_);
+    context_.Rbp = address_of(stack_ + 8);
+    return tarn::unwind_by_image_data(address_of(pages_.data()), &context_);
+  }
+
+  Pages pages_{1};
+  std::uint64_t stack_[64];
+  platform::AMD_CONTEXT context_;
+};
+
+TEST_F(UnwindData, UndoesWhatThePrologueHasDone) {
+  // push rbx (at 1), push rsi (at 2), sub rsp,0x20 (at 6), mov [rsp+0x18],rdi (at 11)
+  record(0x500, 0, 0, {0x740B, 3, 0x3206, 0x6002, 0x3001});
+  ASSERT_TRUE(step(0x1000));
+  EXPECT_EQ(context_.Rip, 0x2000u);
+  ASSERT_TRUE(step(0x1002));
+  EXPECT_EQ(context_.Rsi, 0x2000u);
+  EXPECT_EQ(context_.Rbx, 0x2001u);
+  EXPECT_EQ(context_.Rip, 0x2002u);
+  ASSERT_TRUE(step(0x1080));
+  EXPECT_EQ(context_.Rdi, 0x2003u);
+  EXPECT_EQ(context_.Rsi, 0x2004u);
+  EXPECT_EQ(context_.Rbx, 0x2005u);
+  EXPECT_EQ(context_.Rip, 0x2006u);
+  EXPECT_EQ(context_.Rsp, address_of(stack_ + 7));
+}
+
+TEST_F(UnwindData, FollowsAFrameRegisterALargeFrameAndAChain) {
+  // push rbp, sub rsp, lea rbp,[rsp+0x10]: rbp holds stack + 8, the frame is 0x20.
+  record(0x500, 0, 0x15, {0x0308, 0x3204, 0x5001});
+  ASSERT_TRUE(step(0x1080));
+  EXPECT_EQ(context_.Rbp, 0x200Au);
+  EXPECT_EQ(context_.Rip, 0x200Bu);
+  // A part of a routine that goes on elsewhere: 0x40 bytes here, 0x20 there.
+  record(0x600, 4, 0, {0x0104, 8});
+  const std::uint32_t chain[] = {0x1000, 0x1100, 0x700};
+  std::memcpy(pages_.data() + 0x608, chain, sizeof chain);
+  record(0x700, 0, 0, {0x3204});
+  ASSERT_TRUE(step(0x1120));
+  EXPECT_EQ(context_.Rip, 0x200Cu);
+}
+
+TEST_F(UnwindData, TakesCodeWithoutARecordForALeaf) {
+  ASSERT_TRUE(step(0x1300));
+  EXPECT_EQ(context_.Rip, 0x2000u);
+  EXPECT_EQ(context_.Rsp, address_of(stack_ + 1));
+}
+
+TEST_F(UnwindData, RefusesDamagedRecords) {
+  record(0x500, 0, 0, {0x0F04});  // no such operation
+  EXPECT_FALSE(step(0x1080));
+  EXPECT_EQ(context_.Rsp, address_of(stack_));
+  record(0x600, 4, 0, {});  // a chain that leads to itself
+  const std::uint32_t chain[] = {0x1100, 0x1180, 0x600};
+  std::memcpy(pages_.data() + 0x604, chain, sizeof chain);
+  EXPECT_FALSE(step(0x1120));
+  const std::uint32_t outside[] = {0x1000, 0x1100, 0x7FFFFFFF};
+  std::memcpy(pages_.data() + 0x400, outside, sizeof outside);
+  EXPECT_FALSE(step(0x1080));
+  std::memset(pages_.data() + 0x80, 0, 4);  // no PE header
+  EXPECT_FALSE(step(0x1300));
+}
+
+TEST(SafeMemory, UnreadableBytesAreF0) {
+  Pages pages(1);
+  std::uint8_t* const last = pages.end() - 4;
+  std::memcpy(last, "\x11\x22\x33\x44", 4);
+  EXPECT_EQ(tarn::safe_core4(address_of(last)), 0x44332211u);
+  EXPECT_EQ(tarn::safe_core1(address_of(last)), 0x11u);
+  EXPECT_EQ(tarn::safe_core8(address_of(last)), 0xF0F0F0F0F0F0F0F0u);
+  EXPECT_EQ(tarn::safe_core4(0), 0xF0F0F0F0u);
+  EXPECT_EQ(tarn::safe_core1(~0ull), 0xF0u);
+}
+
+TEST(ExceptionHandler, MatchesInstructionsWithARexPrefix) {
+  const tarn::instruction_head sqrtss = {{0xF3, 0x0F, 0x51}, 3, 1};
+  const tarn::instruction_head sqrtsd = {{0xF2, 0x0F, 0x51}, 3, 1};
+  const tarn::instruction_head strict = {{0xF2, 0x0F, 0x51}, 3, 0};
+  const struct {
+    const tarn::instruction_head* head;
+    Bytes code;
+    int matches;
+  } cases[] = {
+      {&sqrtsd, {0xF2, 0x0F, 0x51, 0xC0}, 1},       {&sqrtsd, {0x48, 0xF2, 0x0F, 0x51}, 1},
+      {&sqrtsd, {0xF2, 0x44, 0x0F, 0x51, 0xC0}, 1}, {&sqrtss, {0xF3, 0x0F, 0x51, 0xC0}, 1},
+      {&sqrtss, {0xF3, 0x44, 0x0F, 0x51, 0xC0}, 0}, {&sqrtsd, {0xF3, 0x0F, 0x51}, 0},
+      {&strict, {0xF2, 0x44, 0x0F, 0x51}, 0},       {&strict, {0xF2, 0x0F, 0x51}, 1},
+  };
+  int number = 0;
+  for (const auto& c : cases) {
+    Bytes code = c.code;
+    code.resize(32, 0x90);
+    EXPECT_EQ(tarn::match_instruction(c.head, address_of(code.data())), c.matches) << number++;
+  }
+  EXPECT_EQ(tarn::match_instruction(&sqrtsd, 16), 0);
+}
+
+TEST(Report, ShowsRegistersAndTheInstruction) {
+  Bytes code = {0xF2, 0x0F, 0x2C, 0xC9};
+  code.resize(32, 0x90);
+  platform::AMD_CONTEXT context{};
+  context.Rax = 0x1234;
+  context.R15 = ~0ull;
+  context.Rip = address_of(code.data());
+  tarn::exception_context = &context;
+  char text[tarn::kRegisterDetailsSize];
+  std::uint32_t mxcsr;
+  asm volatile("stmxcsr %0" : "=m"(mxcsr));
+  tarn::prepare_register_details(text);
+  asm volatile("ldmxcsr %0" : : "m"(mxcsr));
+  const std::string details = text;
+  EXPECT_EQ(details.rfind("RAX = 0000000000001234   RBX = 0000000000000000   ", 0), 0u) << details;
+  EXPECT_NE(details.find("   R15 = ffffffffffffffff\n\n"), std::string::npos) << details;
+  EXPECT_NE(details.find(") cvttsd2si       RCX,XMM1"), std::string::npos) << details;
+  context.Rip = 8;
+  tarn::prepare_register_details(text);
+  asm volatile("ldmxcsr %0" : : "m"(mxcsr));
+  EXPECT_NE(std::string(text).find("8) db     "), std::string::npos) << text;
+  tarn::exception_context = nullptr;
+}
+
+}  // namespace

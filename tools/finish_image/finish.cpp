@@ -1,0 +1,291 @@
+#include "finish.h"
+
+#include <algorithm>
+#include <cstring>
+#include <set>
+
+#include "notes.h"
+#include "routine_table.h"
+#include "script.h"
+
+namespace finisher {
+namespace {
+
+constexpr std::uint32_t kPageSize = 4096;
+constexpr std::uint32_t kCellSize = 8;
+constexpr std::uint64_t kListStart = ~std::uint64_t{0};  // of a constructor list
+
+std::uint32_t interpreter_symbol(const Image& image, const char* name) {
+  const Symbol* symbol = find_symbol(image, name);
+  if (symbol == nullptr) {
+    refuse("no symbol %s: link with the start-up object first, and keep the symbols", name);
+  }
+  return symbol->offset;
+}
+
+// What finishing needs to know of the interpreter's part of the image.
+struct Interpreter {
+  std::uint32_t data_section, script_word, area, area_end;
+};
+
+Interpreter find_interpreter(Image& image) {
+  Interpreter interpreter;
+  const std::uint32_t first_cell = interpreter_symbol(image, "tarn_first_cell");
+  interpreter.script_word = interpreter_symbol(image, "tarn_script_word");
+  interpreter.area = interpreter_symbol(image, "tarn_script_area");
+  interpreter.area_end = interpreter_symbol(image, "tarn_script_area_end");
+  interpreter_symbol(image, "__runtime_slots");
+  if (image.headers.optional.entry_point != interpreter_symbol(image, "__BrackenStartup")) {
+    refuse(
+        "the entry point is not __BrackenStartup: "
+        "link with the start-up object first and -e __BrackenStartup");
+  }
+  interpreter.data_section = first_cell & ~(kPageSize - 1);
+  const Section* section = section_at(image, first_cell);
+  if (section == nullptr || section->start() != interpreter.data_section) {
+    refuse(
+        "the interpreter's cells do not lie in the first %u bytes of the data section: "
+        "link with the start-up object first",
+        kPageSize);
+  }
+  if (!section->is(pe::kSectionWrite)) refuse("the interpreter's data section is read-only");
+  if (interpreter.area_end < interpreter.area || interpreter.area_end > section->end()) {
+    refuse("the room for the script is damaged");
+  }
+  return interpreter;
+}
+
+// Things that the system's loader or a C run-time would do with absolute
+// addresses before the script has relocated anything.
+void refuse_unsupported(const Image& image) {
+  static constexpr struct {
+    std::size_t directory;
+    const char* what;
+  } kUnsupported[] = {
+      {pe::kTlsDirectory, "thread-local storage"},
+      {10, "a load configuration"},
+      {pe::kDelayImportDirectory, "delayed imports"},
+      {pe::kBoundImportDirectory, "bound imports"},
+      {pe::kClrDirectory, "managed code"},
+      {pe::kSecurityDirectory, "a signature"},
+  };
+  for (const auto& [directory, what] : kUnsupported) {
+    if (image.headers.optional.directories[directory].size != 0) {
+      refuse("the image has %s, which a finished image cannot have", what);
+    }
+  }
+  const Symbol* list = find_symbol(image, "__RUNTIME_PSEUDO_RELOC_LIST__");
+  const Symbol* end = find_symbol(image, "__RUNTIME_PSEUDO_RELOC_LIST_END__");
+  if (list != nullptr && end != nullptr && list->offset != end->offset) {
+    refuse("the image imports data automatically: declare it dllimport");
+  }
+}
+
+std::set<std::uint32_t> read_relocations(Image& image) {
+  std::set<std::uint32_t> cells;
+  const pe::DataDirectory directory = image.headers.optional.directories[pe::kRelocationDirectory];
+  if (directory.size == 0) {
+    if ((image.headers.file.characteristics & pe::kFileRelocsStripped) != 0) {
+      refuse("the linker left out the relocations: link with --dynamicbase");
+    }
+    return cells;
+  }
+  const Section* section = section_at(image, directory.offset);
+  const std::uint64_t start = section == nullptr ? 0 : directory.offset - section->start();
+  if (section == nullptr || start > section->bytes.size() ||
+      directory.size > section->bytes.size() - start) {
+    refuse("the relocations lie outside the image");
+  }
+  const std::uint8_t* bytes = section->bytes.data() + start;
+  for (std::uint32_t at = 0; at < directory.size;) {
+    pe::RelocationBlock block{};
+    if (directory.size - at >= sizeof block) std::memcpy(&block, bytes + at, sizeof block);
+    if (block.size < sizeof block || block.size % 2 != 0 || block.size > directory.size - at) {
+      refuse("the relocations are damaged");
+    }
+    for (std::uint32_t i = sizeof block; i < block.size; i += 2) {
+      std::uint16_t entry;
+      std::memcpy(&entry, bytes + at + i, sizeof entry);
+      if (entry >> 12 == pe::kRelocAbsolute) continue;
+      if (entry >> 12 != pe::kRelocDir64) refuse("relocation of kind %d", entry >> 12);
+      const std::uint64_t cell = std::uint64_t{block.page} + (entry & 0xFFFu);
+      if (section_at(image, cell) == nullptr) refuse("a relocation lies outside the image");
+      const auto next = cells.lower_bound(static_cast<std::uint32_t>(cell));
+      if ((next != cells.end() && *next < cell + kCellSize) ||
+          (next != cells.begin() && *std::prev(next) + kCellSize > cell)) {
+        refuse("two relocations overlap at 0x%llx", static_cast<unsigned long long>(cell));
+      }
+      cells.insert(static_cast<std::uint32_t>(cell));
+    }
+    at += block.size;
+  }
+  return cells;
+}
+
+// The linker's list of constructors: a start mark, routines, and a null. It is
+// run from its end, and takes no part at run time.
+void take_constructors(Image& image, std::set<std::uint32_t>& cells, Script& script) {
+  const Symbol* list = find_symbol(image, "__CTOR_LIST__");
+  if (list == nullptr) return;
+  if (read_u64(image, list->offset, "the constructor list") != kListStart) {
+    refuse("the constructor list is damaged");
+  }
+  std::vector<std::uint32_t> routines;
+  for (std::uint32_t at = list->offset + kCellSize;; at += kCellSize) {
+    const std::uint64_t value = read_u64(image, at, "the constructor list");
+    if (value == 0) break;
+    const std::uint64_t routine = value - image.headers.optional.image_base;
+    const Section* home = section_at(image, routine);
+    if (cells.erase(at) == 0 || home == nullptr || !home->is(pe::kSectionExecute)) {
+      refuse("the constructor list is damaged");
+    }
+    routines.push_back(static_cast<std::uint32_t>(routine));
+    write_u64(image, at, 0, "the constructor list");
+  }
+  // Before the initialisers that the notes name.
+  script.initialisers.insert(script.initialisers.begin(), routines.rbegin(), routines.rend());
+}
+
+void refuse_destructors(Image& image) {
+  const Symbol* list = find_symbol(image, "__DTOR_LIST__");
+  if (list == nullptr) return;
+  const std::uint64_t first =
+      read_u64(image, std::uint64_t{list->offset} + kCellSize, "the destructor list");
+  if (first != 0) {
+    refuse("destructor %s would never run: a finished image has no end-of-program step",
+           describe(image, first - image.headers.optional.image_base).c_str());
+  }
+}
+
+// The section of a cell that the script will change, made writable.
+Section& open_cell(Image& image, std::uint32_t cell, const char* what) {
+  Section* section = section_at(image, cell);
+  if (section == nullptr || section->end() - cell < kCellSize) {
+    refuse("%s at 0x%x lies outside the image", what, cell);
+  }
+  if (section->is(pe::kSectionExecute)) {
+    refuse("%s %s lies in executable section %s", what, describe(image, cell).c_str(),
+           section->name.c_str());
+  }
+  section->header.characteristics |= pe::kSectionWrite;
+  return *section;
+}
+
+// Each cell's address becomes an image offset, and an instruction turns it
+// back at start-up. What stands in a removed section is never read again.
+void take_relocations(Image& image, const std::set<std::uint32_t>& cells, Script& script) {
+  const std::uint64_t base = image.headers.optional.image_base;
+  for (const std::uint32_t cell : cells) {
+    open_cell(image, cell, "the address in");
+    write_u64(image, cell, read_u64(image, cell, "a relocation") - base, "a relocation");
+    script.relocations.push_back(cell);
+  }
+  pe::DataDirectory& directory = image.headers.optional.directories[pe::kRelocationDirectory];
+  if (Section* section = find_section(image, ".reloc")) section->removed = true;
+  directory = {0, 0};
+  image.headers.file.characteristics &= static_cast<std::uint16_t>(~pe::kFileRelocsStripped);
+}
+
+void check_targets(Image& image, const std::set<std::uint32_t>& relocations,
+                   const Interpreter& interpreter, const Script& script) {
+  std::set<std::uint32_t> cells;
+  for (const CommonBlock& block : script.blocks) {
+    for (const std::uint32_t cell : block.pointers) {
+      open_cell(image, cell, "the block pointer");
+      if (relocations.contains(cell) || !cells.insert(cell).second) {
+        refuse("the pointer %s to common block %s holds another address too",
+               describe(image, cell).c_str(), block.name.c_str());
+      }
+      const std::uint64_t offset = read_u64(image, cell, "a block pointer");
+      if (offset != 0 && offset >= block.size) {
+        refuse("the pointer %s lies %llu bytes into common block %s, which has %llu",
+               describe(image, cell).c_str(), static_cast<unsigned long long>(offset),
+               block.name.c_str(), static_cast<unsigned long long>(block.size));
+      }
+    }
+  }
+  for (const Binding& binding : script.bindings) {
+    open_cell(image, binding.slot, "the bound routine's pointer");
+    if (binding.slot < interpreter.data_section) {
+      refuse("the pointer %s to a bound routine lies before the data section",
+             describe(image, binding.slot).c_str());
+    }
+  }
+  for (const std::uint32_t routine : script.initialisers) {
+    const Section* section = section_at(image, routine);
+    if (section == nullptr || !section->is(pe::kSectionExecute)) {
+      refuse("the initialiser %s is not code", describe(image, routine).c_str());
+    }
+  }
+}
+
+// Into the room behind the slots if the script fits there, else into a section
+// of its own; a remark if there was room, but too little.
+std::string place_script(Image& image, const Interpreter& interpreter, const Script& script) {
+  std::uint32_t offset = interpreter.area;
+  const std::uint32_t room = interpreter.area_end - interpreter.area;
+  Bytes bytes = build_script(script, offset, interpreter.data_section);
+  const std::size_t size = bytes.size();
+  if (size <= room) {
+    Section* section = section_at(image, offset);
+    const std::size_t at = offset - section->start();
+    if (at + size > section->bytes.size()) refuse("the room for the script has no bytes");
+    std::copy(bytes.begin(), bytes.end(), section->bytes.begin() + static_cast<std::ptrdiff_t>(at));
+  } else {
+    offset = next_section_offset(image);
+    append_section(image, ".tarnscr", build_script(script, offset, interpreter.data_section),
+                   pe::kSectionInitialised | pe::kSectionRead | pe::kSectionWrite);
+  }
+  write_u64(image, interpreter.script_word, offset, "the script word");
+  if (size <= room || room == 0) return "";
+  return "the script has " + std::to_string(size) + " bytes, more than the " +
+         std::to_string(room) + " behind the slots: it lies in section .tarnscr";
+}
+
+void mark(Image& image, std::uint32_t table) {
+  if (image.dos_part.size() < pe::kRoutineTableFieldOffset + 4) refuse("the DOS header is short");
+  const std::uint32_t field = table - 8;
+  std::memcpy(image.dos_part.data() + pe::kImageMarkOffset, pe::kImageMark, pe::kImageMarkLength);
+  std::memcpy(image.dos_part.data() + pe::kRoutineTableFieldOffset, &field, sizeof field);
+}
+
+}  // namespace
+
+Finished finish(const Bytes& linked, const Options& options) {
+  Image image = read_image(linked);
+  if (image.is_finished()) refuse("the image is already finished");
+  if (options.must_be_dll && !image.is_dll()) refuse("not a DLL");
+  const Interpreter interpreter = find_interpreter(image);
+  refuse_unsupported(image);
+
+  Script script;
+  script.undefined_fill = options.undefined_fill;
+  script.require_avx = options.require_avx;
+  script.mark_image = options.note;
+  if (!image.is_dll()) {
+    const Symbol* main = find_symbol(image, "main");
+    if (main == nullptr) refuse("a program needs a routine main");
+    script.is_program = true;
+    script.main = main->offset;
+  }
+  std::set<std::uint32_t> cells = read_relocations(image);
+  read_notes(image, cells, script);
+  take_constructors(image, cells, script);
+  refuse_destructors(image);
+  check_targets(image, cells, interpreter, script);
+  take_relocations(image, cells, script);
+
+  const std::vector<Routine> routines =
+      options.public_routines ? collect_public_routines(image) : collect_routines(image);
+  if (options.strip) strip(image);
+  Finished result;
+  result.remark = place_script(image, interpreter, script);
+  const std::uint32_t table = next_section_offset(image);
+  append_section(image, ".tarntab", build_routine_table(routines, table),
+                 pe::kSectionInitialised | pe::kSectionRead);
+  mark(image, table);
+  result.file = write_image(std::move(image));
+  return result;
+}
+
+}  // namespace finisher

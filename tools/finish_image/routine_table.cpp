@@ -1,0 +1,237 @@
+#include "routine_table.h"
+
+#include <cxxabi.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <set>
+
+#include "line_program.h"
+
+namespace finisher {
+namespace {
+
+constexpr std::uint32_t kDebugMagic = 0x42554852;  // "RHUB"
+constexpr std::uint32_t kDebugRecordSize = 12;
+constexpr std::uint32_t kEntrySize = 40;  // behind the name
+// The offset field of a debug record stands 4 bytes before the line table that
+// follows the record, and the reader takes 4 off: so 8.
+constexpr std::uint32_t kLineTableBehindRecord = 8;
+// Longer C++ names are left as the linker knows them: a report line is for
+// reading.
+constexpr std::size_t kLongestReadableName = 120;
+constexpr std::size_t kLongestDecodedName = 512;
+
+// The traceback ends at this name.
+constexpr char kStartRoutine[] = "__BrackenStartup";
+constexpr char kStartRoutineInTable[] = "__brackenstartup";
+
+std::string readable_name(const std::string& name) {
+  if (name == kStartRoutine) return kStartRoutineInTable;
+  if (!name.starts_with("_Z") || name.size() > kLongestDecodedName) return name;
+  int status = 0;
+  const std::unique_ptr<char, void (*)(void*)> text(
+      abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status), std::free);
+  if (status != 0 || text == nullptr) return name;
+  return std::strlen(text.get()) <= kLongestReadableName ? text.get() : name;
+}
+
+// The two prologues that the traceback steps over: one subtraction, or a size
+// for the stack probe and then the subtraction.
+std::uint32_t frame_size_of(const Section& section, std::uint32_t start) {
+  const std::size_t at = start - section.start();
+  if (section.bytes.size() < 8 || at > section.bytes.size() - 8) return 0;
+  const std::uint8_t* code = section.bytes.data() + at;
+  std::uint32_t immediate;
+  if (code[0] == 0x48 && code[1] == 0x83 && code[2] == 0xEC) {
+    return code[3] < 0x80 ? code[3] : 0;
+  }
+  if (code[0] == 0x48 && code[1] == 0x81 && code[2] == 0xEC) {
+    std::memcpy(&immediate, code + 3, 4);
+    return immediate;
+  }
+  if (code[0] == 0xB8 && code[5] == 0xE8) {
+    std::memcpy(&immediate, code + 1, 4);
+    return immediate;
+  }
+  return 0;
+}
+
+// The lines of one routine: one pair an address, only where the line changes.
+// Code that was inlined from another file keeps the line it was inlined into,
+// since a table cannot tell two files apart.
+void add_lines(Routine& routine, const std::vector<LineRow>& rows, std::uint64_t base) {
+  auto row = std::lower_bound(
+      rows.begin(), rows.end(), base + routine.start,
+      [](const LineRow& each, std::uint64_t address) { return each.address < address; });
+  const std::uint32_t file = row == rows.end() ? 0 : row->file;
+  for (; row != rows.end() && row->address <= base + routine.end; ++row) {
+    if (row->line == 0 || row->file != file) continue;
+    const auto offset = static_cast<std::uint32_t>(row->address - base - routine.start);
+    auto& lines = routine.lines;
+    if (!lines.empty() && lines.back().second == offset) lines.pop_back();
+    if (lines.empty() || lines.back().first != row->line) lines.emplace_back(row->line, offset);
+  }
+}
+
+std::vector<LineRow> line_rows(Image& image) {
+  const Section* section = find_section(image, ".debug_line");
+  if (section == nullptr) return {};
+  const std::size_t size = std::min<std::size_t>(section->memory_size(), section->bytes.size());
+  return read_line_rows({section->bytes.data(), size});
+}
+
+}  // namespace
+
+std::vector<Routine> collect_routines(Image& image) {
+  std::set<std::string_view> imports;
+  for (const Symbol& symbol : image.symbols) {
+    if (symbol.name.starts_with("__imp_")) {
+      imports.insert(std::string_view(symbol.name).substr(std::strlen("__imp_")));
+    }
+  }
+  // Each routine ends before the next thing that begins in its section: a
+  // routine, any external name, or another object's part of the section.
+  std::vector<const Symbol*> routines;
+  std::vector<std::uint32_t> bounds;
+  for (const Symbol& symbol : image.symbols) {
+    const Section& home = image.sections[static_cast<std::size_t>(symbol.section)];
+    if (!home.is(pe::kSectionExecute) || symbol.offset >= home.end()) continue;
+    if (symbol.is_routine || symbol.is_external || symbol.is_section) {
+      bounds.push_back(symbol.offset);
+    }
+    if (symbol.is_routine || (symbol.is_external && imports.contains(symbol.name))) {
+      routines.push_back(&symbol);
+    }
+  }
+  std::sort(bounds.begin(), bounds.end());
+  std::stable_sort(routines.begin(), routines.end(), [](const Symbol* a, const Symbol* b) {
+    return std::pair(a->offset, !a->is_external) < std::pair(b->offset, !b->is_external);
+  });
+  routines.erase(
+      std::unique(routines.begin(), routines.end(),
+                  [](const Symbol* a, const Symbol* b) { return a->offset == b->offset; }),
+      routines.end());
+
+  const std::vector<LineRow> rows = line_rows(image);
+  std::vector<Routine> result;
+  for (const Symbol* symbol : routines) {
+    const Section& home = image.sections[static_cast<std::size_t>(symbol->section)];
+    const auto bound = std::upper_bound(bounds.begin(), bounds.end(), symbol->offset);
+    Routine routine;
+    routine.name = readable_name(symbol->name);
+    if (routine.name.empty()) continue;
+    routine.start = symbol->offset;
+    routine.end = (bound == bounds.end() ? home.end() : std::min(*bound, home.end())) - 1;
+    routine.frame_size = frame_size_of(home, routine.start);
+    add_lines(routine, rows, image.headers.optional.image_base);
+    result.push_back(std::move(routine));
+  }
+  return result;
+}
+
+std::vector<Routine> collect_public_routines(Image& image) {
+  const auto read_u32 = [&image](std::uint64_t offset) {
+    return static_cast<std::uint32_t>(read_u64(image, offset, "the export directory"));
+  };
+  const pe::DataDirectory directory = image.headers.optional.directories[pe::kExportDirectory];
+  std::map<std::uint32_t, std::string> names;  // by image offset
+  if (directory.size != 0) {
+    const std::uint32_t name_count =
+        read_u32(directory.offset + offsetof(pe::ExportDirectoryTable, name_count));
+    const auto table = [&](std::size_t field) -> std::uint64_t {
+      return read_u32(directory.offset + field);
+    };
+    const std::uint64_t addresses = table(offsetof(pe::ExportDirectoryTable, addresses));
+    const std::uint64_t texts = table(offsetof(pe::ExportDirectoryTable, names));
+    const std::uint64_t ordinals = table(offsetof(pe::ExportDirectoryTable, ordinals));
+    for (std::uint64_t i = 0; i < name_count; i++) {
+      const std::uint32_t ordinal = read_u32(ordinals + 2 * i) & 0xFFFF;
+      std::string name = read_text(image, read_u32(texts + 4 * i), "an exported name");
+      std::string& known = names[read_u32(addresses + 4 * std::uint64_t{ordinal})];
+      if (known.empty() || name.size() < known.size()) known = std::move(name);
+    }
+  }
+  std::vector<Routine> result;
+  for (Routine& routine : collect_routines(image)) {
+    const auto found = names.find(routine.start);
+    const bool is_start = routine.name == kStartRoutineInTable;
+    if (found == names.end() && !is_start) continue;
+    if (!is_start) routine.name = found->second;
+    routine.lines.clear();
+    result.push_back(std::move(routine));
+  }
+  return result;
+}
+
+Bytes build_routine_table(const std::vector<Routine>& routines, std::uint32_t offset) {
+  std::size_t table_size = 1;
+  for (const Routine& routine : routines) table_size += routine.name.size() + 1 + kEntrySize;
+  std::uint32_t debug = static_cast<std::uint32_t>((table_size + 3) & ~std::size_t{3});
+  Bytes bytes;
+  for (const Routine& routine : routines) {
+    bytes.insert(bytes.end(), routine.name.begin(), routine.name.end());
+    bytes.push_back(0);
+    append_u64(bytes, 1);
+    append_u64(bytes, routine.start);
+    append_u64(bytes, routine.end);
+    append_u64(bytes, routine.lines.empty() ? routine.end + 1 : offset + debug);
+    append_u32(bytes, routine.frame_size);
+    append_u32(bytes, 0);
+    if (routine.lines.empty()) continue;
+    debug += kDebugRecordSize + 4 + 8 * static_cast<std::uint32_t>(routine.lines.size());
+  }
+  bytes.push_back(0);
+  bytes.resize((table_size + 3) & ~std::size_t{3});
+  for (const Routine& routine : routines) {
+    if (routine.lines.empty()) continue;
+    append_u32(bytes, 0);
+    append_u32(bytes, kDebugMagic);
+    append_u32(bytes, kLineTableBehindRecord);
+    append_u32(bytes, static_cast<std::uint32_t>(routine.lines.size()));
+    for (const auto& [line, at] : routine.lines) {
+      append_u32(bytes, line);
+      append_u32(bytes, at);
+    }
+  }
+  return bytes;
+}
+
+std::vector<Routine> read_routine_table(Image& image) {
+  std::uint32_t field;
+  std::memcpy(&field, image.dos_part.data() + pe::kRoutineTableFieldOffset, sizeof field);
+  std::uint64_t at = std::uint64_t{field} + 8;
+  const auto read_u32 = [&image](std::uint64_t offset, const char* what) {
+    return static_cast<std::uint32_t>(read_u64(image, offset, what));
+  };
+  std::vector<Routine> routines;
+  for (;;) {
+    Routine routine;
+    routine.name = read_text(image, at, "a routine's name");
+    if (routine.name.empty()) return routines;
+    at += routine.name.size() + 1;
+    routine.start = read_u32(at + 8, "a routine's start");
+    routine.end = read_u32(at + 16, "a routine's end");
+    const std::uint32_t debug = read_u32(at + 24, "a routine's debug record");
+    routine.frame_size = read_u32(at + 32, "a routine's frame size");
+    at += kEntrySize;
+    if (debug != routine.end + 1 && read_u64(image, debug, "a debug record") >> 32 == kDebugMagic) {
+      const std::uint64_t table =
+          std::uint64_t{debug} + 8 + read_u32(debug + 8, "a debug record") - 4;
+      const std::uint32_t count = read_u32(table, "a line table");
+      if (count > section_at(image, table)->bytes.size() / 8) refuse("a line table is damaged");
+      for (std::uint64_t i = 0; i < count; i++) {
+        const std::uint64_t pair = read_u64(image, table + 4 + 8 * i, "a line table");
+        routine.lines.emplace_back(static_cast<std::uint32_t>(pair),
+                                   static_cast<std::uint32_t>(pair >> 32));
+      }
+    }
+    routines.push_back(std::move(routine));
+  }
+}
+
+}  // namespace finisher

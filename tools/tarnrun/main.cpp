@@ -1,0 +1,87 @@
+// tarnrun: runs a program image on the host.
+#include <stdio.h>
+#include <string.h>
+
+#include "exports/export_table.h"
+#include "paneview/paneview_exports.h"
+#include "platform/platform.h"
+#include "platform/posix/command_line.h"
+#include "platform/posix/modules.h"
+#include "platform/posix/system.h"
+
+namespace {
+
+namespace platform = tarn::platform;
+
+constexpr char kHelp[] =
+    "tarnrun PROGRAM.EXE [ARGUMENT...]\n"
+    "\n"
+    "Runs a finished x86-64 program image. PROGRAM.EXE is a path of this system, or\n"
+    "one that begins with the drive Z:, which stands for the root folder. The DLLs\n"
+    "that it needs are looked for in its own folder, in the current one and on PATH;\n"
+    "TARNLIBC64.DLL and PANEVIEW64.DLL are part of tarnrun.\n"
+    "\n"
+    "  --help      print this\n"
+    "  --version   print the version\n"
+    "\n"
+    "Exit status: the program's. 127 if there is no such file, 126 if the image is\n"
+    "refused (nothing of it has run then), 2 for a wrong command line.\n";
+
+constexpr int kWrongUsage = 2;
+constexpr int kRefused = 126;
+constexpr int kNotFound = 127;
+
+constexpr platform::NativeLibrary kLibraries[] = {
+    {"TARNLIBC64.DLL", &tarn::find_export, &tarn::find_export_name},
+    {"PANEVIEW64.DLL", &paneview::find_export, nullptr},
+};
+
+int usage_error(const char* text, const char* argument) {
+  fprintf(stderr, "tarnrun: %s%s (try --help)\n", text, argument);
+  return kWrongUsage;
+}
+
+int refused(const char* program, const platform::Refusal& refusal) {
+  fprintf(stderr, "tarnrun: %s: %s\n", program, refusal.text);
+  return refusal.not_found ? kNotFound : kRefused;
+}
+
+bool has_drive(const char* path) { return path[0] != '\0' && path[1] == ':'; }
+
+// Comes back only if the program is refused.
+int run(char* program, int count, char** arguments) {
+  platform::Refusal refusal;
+  char host_path[platform::kPathSize];
+  const char* file = program;
+  if (has_drive(program) && platform::to_host_path(program, host_path)) file = host_path;
+  platform::offer_native_libraries(kLibraries, sizeof kLibraries / sizeof kLibraries[0]);
+  if (!platform::load_program(file, &refusal)) return refused(program, refusal);
+
+  char path[platform::kPathSize + 2];
+  platform::GetModuleFileNameA(nullptr, path, sizeof path);
+  char* const command_line = platform::build_command_line(path, count, arguments);
+  if (command_line) {
+    platform::set_command_line(command_line);
+    platform::run_program(&refusal);
+  } else {
+    platform::refuse(&refusal, "there is not enough memory for its arguments");
+  }
+  return refused(program, refusal);
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  if (count < 2) return usage_error("no program", "");
+  char* const first = arguments[1];
+  if (strcmp(first, "--help") == 0) {
+    fputs(kHelp, stdout);
+    return 0;
+  }
+  if (strcmp(first, "--version") == 0) {
+    puts("tarnrun " TARN_VERSION);
+    return 0;
+  }
+  if (first[0] == '-') return usage_error("unknown option ", first);
+  return run(first, count - 2, arguments + 2);
+}
