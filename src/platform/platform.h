@@ -231,6 +231,8 @@ TARNAPI Status SetCurrentDirectoryA(const char* path);
 TARNAPI std::uint32_t GetCurrentDirectoryA(std::uint32_t size, char* buffer);
 // The drives there are: bit 0 is A. The host has drive Z alone.
 TARNAPI std::uint32_t GetLogicalDrives();
+// 1 no such root, 2 removable, 3 fixed, 4 of another machine, 5 CD, 6 in memory.
+TARNAPI std::uint32_t GetDriveTypeA(const char* root);
 
 struct FileTime {  // units of 100 ns since 1601-01-01 UTC
   std::uint32_t low, high;
@@ -254,6 +256,156 @@ TARNAPI Status FindClose(Handle find);
 TARNAPI Status GetConsoleMode(Handle handle, std::uint32_t* mode);
 TARNAPI Status SetConsoleMode(Handle handle, std::uint32_t mode);
 
+// ---- Console cells ----------------------------------------------------------
+// A screen is a grid of cells. A cell's character is one byte of the console's
+// OEM code page (437 on the host); its attribute has the foreground in bits 0
+// to 3 and the background in bits 4 to 7. Coordinates count from 0.
+//
+// On the host a standard output or error that is a terminal is a screen: its
+// buffer is kept here, as large as the terminal's window, and drawn with the
+// terminal's own sequences. All operations but the reading of keys give false
+// where the handle is no console.
+struct Coord {
+  std::int16_t x, y;
+};
+struct SmallRect {
+  std::int16_t left, top, right, bottom;  // all inclusive
+};
+struct ScreenBufferInfo {
+  Coord size, cursor;
+  std::uint16_t attributes;
+  SmallRect window;
+  Coord largest_window;
+};
+static_assert(sizeof(ScreenBufferInfo) == 22);
+struct CharInfo {
+  std::uint8_t character, unused;  // `unused` is 0
+  std::uint16_t attributes;
+};
+static_assert(sizeof(CharInfo) == 4);
+struct ConsoleCursorInfo {
+  std::uint32_t size;  // of the cell's height, 1 to 100 percent
+  Status visible;
+};
+inline constexpr std::uint16_t kKeyEvent = 1;
+struct InputRecord {
+  std::uint16_t event_type, padding;
+  Status key_down;
+  std::uint16_t repeat_count, virtual_key_code, virtual_scan_code;
+  std::uint8_t character, character_high;
+  std::uint32_t control_key_state;
+};
+static_assert(sizeof(InputRecord) == 20);
+
+TARNAPI Status GetConsoleScreenBufferInfo(Handle screen, ScreenBufferInfo* info);
+TARNAPI Status GetConsoleCursorInfo(Handle screen, ConsoleCursorInfo* info);
+TARNAPI Status SetConsoleCursorInfo(Handle screen, const ConsoleCursorInfo* info);
+// False for a place outside the buffer.
+TARNAPI Status SetConsoleCursorPosition(Handle screen, Coord place);
+// Copy between a buffer of cells and the screen: `from` is the place in the
+// buffer of `size` cells that meets the region's top left. The region is cut at
+// the edges of both, and left as what was copied.
+TARNAPI Status ReadConsoleOutputA(Handle screen, CharInfo* cells, Coord size, Coord from,
+                                  SmallRect* region);
+TARNAPI Status WriteConsoleOutputA(Handle screen, const CharInfo* cells, Coord size, Coord from,
+                                   SmallRect* region);
+// Text at the console's own cursor; a newline on the last row scrolls.
+TARNAPI Status WriteConsoleA(Handle screen, const void* text, std::uint32_t length,
+                             std::uint32_t* written, void* reserved);
+// Waits for one event of the keyboard. On the host every key gives one record,
+// key down; a key without a character has character 0.
+TARNAPI Status ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
+                                 std::uint32_t* count);
+// Characters stored without the NUL; 0 on failure. On the host, what the
+// process set last, at first the program's name.
+TARNAPI std::uint32_t GetConsoleTitleA(char* title, std::uint32_t size);
+TARNAPI Status SetConsoleTitleA(const char* title);
+// 0 where there are no windows.
+TARNAPI std::int32_t GetSystemMetrics(std::int32_t metric);
+
+// ---- Threads and events -------------------------------------------------------
+inline constexpr std::uint32_t kWaitForever = 0xFFFFFFFF;
+inline constexpr std::uint32_t kWaitObject = 0;
+inline constexpr std::uint32_t kWaitTimeout = 258;
+inline constexpr std::uint32_t kWaitFailed = 0xFFFFFFFF;
+inline constexpr std::uint32_t kCreateSuspended = 4;
+struct SecurityAttributes {
+  std::uint32_t length;  // 24
+  void* descriptor;      // null: the default
+  Status inherit_handle;
+};
+static_assert(sizeof(SecurityAttributes) == 24);
+using ThreadRoutine = std::uint32_t(TARNAPI*)(void* argument);
+// Stack size 0: the default. Null on failure.
+TARNAPI Handle CreateThread(const SecurityAttributes* security, std::uint64_t stack_size,
+                            ThreadRoutine routine, void* argument, std::uint32_t flags,
+                            std::uint32_t* id);
+// The earlier count of suspensions, or all bits set on failure.
+TARNAPI std::uint32_t ResumeThread(Handle thread);
+TARNAPI Status SetThreadPriority(Handle thread, std::int32_t priority);
+// Ends the calling thread, nothing is unwound.
+[[noreturn]] TARNAPI void ExitThread(std::uint32_t code);
+// Names are not supported on the host: null there. Null on failure.
+TARNAPI Handle CreateEventA(const SecurityAttributes* security, Status manual_reset,
+                            Status signalled, const char* name);
+TARNAPI Status SetEvent(Handle event);
+TARNAPI Status ResetEvent(Handle event);
+// Waits for an event, a thread or a child process: kWaitObject, kWaitTimeout or
+// kWaitFailed. An auto-reset event is taken by the wait.
+TARNAPI std::uint32_t WaitForSingleObject(Handle object, std::uint32_t milliseconds);
+
+// ---- Child processes ------------------------------------------------------------
+struct ProcessInformation {
+  Handle process, thread;
+  std::uint32_t process_id, thread_id;
+};
+static_assert(sizeof(ProcessInformation) == 24);
+// Starts the program that the command line names. `command_line` may be changed
+// by the call. The host splits it by the published rules of quotes and
+// backslashes; the program may be a host program, a script that the host can
+// execute, or a program image, which runs under the runner of this process
+// (kErrorFileNotFound if the process has none). "cmd /c TEXT" runs TEXT by the
+// user's shell. The child has this process's standard handles and environment.
+TARNAPI Status CreateProcessA(const char* application, char* command_line,
+                              const SecurityAttributes* process_security,
+                              const SecurityAttributes* thread_security, Status inherit_handles,
+                              std::uint32_t flags, void* environment, const char* directory,
+                              const StartupInfo* startup, ProcessInformation* information);
+// 259 while it runs. A host child that a signal ended has 128 plus its number.
+TARNAPI Status GetExitCodeProcess(Handle process, std::uint32_t* code);
+// As CreateProcessA, with nothing to wait for: above 31 on success.
+TARNAPI std::uint32_t WinExec(const char* command_line, std::uint32_t show);
+inline constexpr std::uint32_t kProcessTerminate = 1;
+TARNAPI Handle OpenProcess(std::uint32_t access, Status inherit, std::uint32_t id);
+TARNAPI Status TerminateProcess(Handle process, std::uint32_t code);
+
+struct ProcessEntry {
+  std::uint32_t length;  // set to 304 by the caller
+  std::uint32_t usage, process_id, padding;
+  std::uint64_t default_heap;
+  std::uint32_t module_id, thread_count, parent_id;
+  std::int32_t base_priority;
+  std::uint32_t flags;
+  char file_name[260];  // without its folder; on the host a program image's own name
+};
+static_assert(sizeof(ProcessEntry) == 304);
+TARNAPI Handle CreateToolhelp32Snapshot(std::uint32_t flags, std::uint32_t process);
+TARNAPI Status Process32First(Handle snapshot, ProcessEntry* entry);
+TARNAPI Status Process32Next(Handle snapshot, ProcessEntry* entry);
+
+struct LogicalProcessorRecord {
+  std::uint64_t processor_mask;
+  std::uint32_t relationship;  // 0: a core
+  std::uint32_t padding;
+  std::uint8_t flags;  // of a core: 1 if its logical processors share it
+  std::uint8_t reserved[15];
+};
+static_assert(sizeof(LogicalProcessorRecord) == 32);
+// `length`: the room in bytes, then what was filled; where the room is too
+// small, what is needed (false, kErrorInsufficientBuffer, nothing filled).
+TARNAPI Status GetLogicalProcessorInformation(LogicalProcessorRecord* records,
+                                              std::uint32_t* length);
+
 // ---- Registry -------------------------------------------------------------
 inline constexpr std::uint64_t kCurrentUserKey = 0x80000001;
 inline constexpr std::uint32_t kKeyRead = 0x20019;
@@ -275,6 +427,18 @@ TARNAPI Status FileTimeToSystemTime(const FileTime* time, SystemTime* broken);
 // Universal to local time by the rules in force at that date; `zone` null.
 TARNAPI Status SystemTimeToTzSpecificLocalTime(const void* zone, const SystemTime* universal,
                                                SystemTime* local);
+TARNAPI void GetLocalTime(SystemTime* time);
+// By the difference in force now, whatever the date of the time given.
+TARNAPI Status FileTimeToLocalFileTime(const FileTime* time, FileTime* local);
+TARNAPI Status LocalFileTimeToFileTime(const FileTime* local, FileTime* time);
+// Packed dates of 1980 to 2107, seconds in twos; false outside that range.
+TARNAPI Status FileTimeToDosDateTime(const FileTime* time, std::uint16_t* dos_date,
+                                     std::uint16_t* dos_time);
+TARNAPI Status DosDateTimeToFileTime(std::uint16_t dos_date, std::uint16_t dos_time,
+                                     FileTime* time);
+// Null leaves that stamp alone.
+TARNAPI Status SetFileTime(Handle file, const FileTime* created, const FileTime* accessed,
+                           const FileTime* written);
 TARNAPI void Sleep(std::uint32_t milliseconds);
 
 // ---- Exceptions -----------------------------------------------------------

@@ -55,6 +55,8 @@ std::uint32_t GetCurrentDirectoryA(std::uint32_t size, char* buffer) {
 
 std::uint32_t GetLogicalDrives() { return ::GetLogicalDrives(); }
 
+std::uint32_t GetDriveTypeA(const char* root) { return ::GetDriveTypeA(root); }
+
 Handle FindFirstFileA(const char* pattern, FindData* data) {
   return ::FindFirstFileA(pattern, reinterpret_cast<WIN32_FIND_DATAA*>(data));
 }

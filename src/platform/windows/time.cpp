@@ -21,6 +21,34 @@ Status SystemTimeToTzSpecificLocalTime(const void* zone, const SystemTime* unive
                                            reinterpret_cast<SYSTEMTIME*>(local));
 }
 
+void GetLocalTime(SystemTime* time) { ::GetLocalTime(reinterpret_cast<SYSTEMTIME*>(time)); }
+
+Status FileTimeToLocalFileTime(const FileTime* time, FileTime* local) {
+  return ::FileTimeToLocalFileTime(reinterpret_cast<const FILETIME*>(time),
+                                   reinterpret_cast<FILETIME*>(local));
+}
+
+Status LocalFileTimeToFileTime(const FileTime* local, FileTime* time) {
+  return ::LocalFileTimeToFileTime(reinterpret_cast<const FILETIME*>(local),
+                                   reinterpret_cast<FILETIME*>(time));
+}
+
+Status FileTimeToDosDateTime(const FileTime* time, std::uint16_t* dos_date,
+                             std::uint16_t* dos_time) {
+  return ::FileTimeToDosDateTime(reinterpret_cast<const FILETIME*>(time), dos_date, dos_time);
+}
+
+Status DosDateTimeToFileTime(std::uint16_t dos_date, std::uint16_t dos_time, FileTime* time) {
+  return ::DosDateTimeToFileTime(dos_date, dos_time, reinterpret_cast<FILETIME*>(time));
+}
+
+Status SetFileTime(Handle file, const FileTime* created, const FileTime* accessed,
+                   const FileTime* written) {
+  return ::SetFileTime(file, reinterpret_cast<const FILETIME*>(created),
+                       reinterpret_cast<const FILETIME*>(accessed),
+                       reinterpret_cast<const FILETIME*>(written));
+}
+
 void Sleep(std::uint32_t milliseconds) { ::Sleep(milliseconds); }
 
 }  // namespace tarn::platform

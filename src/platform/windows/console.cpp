@@ -1,0 +1,68 @@
+#include "platform/windows/system.h"
+
+namespace tarn::platform {
+
+static_assert(sizeof(ScreenBufferInfo) == sizeof(CONSOLE_SCREEN_BUFFER_INFO));
+static_assert(sizeof(CharInfo) == sizeof(CHAR_INFO));
+static_assert(sizeof(ConsoleCursorInfo) == sizeof(CONSOLE_CURSOR_INFO));
+static_assert(sizeof(InputRecord) == sizeof(INPUT_RECORD));
+
+namespace {
+
+COORD native(Coord c) { return {c.x, c.y}; }
+
+}  // namespace
+
+Status GetConsoleScreenBufferInfo(Handle screen, ScreenBufferInfo* info) {
+  return ::GetConsoleScreenBufferInfo(screen, reinterpret_cast<CONSOLE_SCREEN_BUFFER_INFO*>(info));
+}
+
+Status GetConsoleCursorInfo(Handle screen, ConsoleCursorInfo* info) {
+  return ::GetConsoleCursorInfo(screen, reinterpret_cast<CONSOLE_CURSOR_INFO*>(info));
+}
+
+Status SetConsoleCursorInfo(Handle screen, const ConsoleCursorInfo* info) {
+  return ::SetConsoleCursorInfo(screen, reinterpret_cast<const CONSOLE_CURSOR_INFO*>(info));
+}
+
+Status SetConsoleCursorPosition(Handle screen, Coord place) {
+  return ::SetConsoleCursorPosition(screen, native(place));
+}
+
+Status ReadConsoleOutputA(Handle screen, CharInfo* cells, Coord size, Coord from,
+                          SmallRect* region) {
+  return ::ReadConsoleOutputA(screen, reinterpret_cast<CHAR_INFO*>(cells), native(size),
+                              native(from), reinterpret_cast<SMALL_RECT*>(region));
+}
+
+Status WriteConsoleOutputA(Handle screen, const CharInfo* cells, Coord size, Coord from,
+                           SmallRect* region) {
+  return ::WriteConsoleOutputA(screen, reinterpret_cast<const CHAR_INFO*>(cells), native(size),
+                               native(from), reinterpret_cast<SMALL_RECT*>(region));
+}
+
+Status WriteConsoleA(Handle screen, const void* text, std::uint32_t length, std::uint32_t* written,
+                     void* reserved) {
+  return ::WriteConsoleA(screen, text, length, reinterpret_cast<DWORD*>(written), reserved);
+}
+
+Status ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
+                         std::uint32_t* count) {
+  return ::ReadConsoleInputA(input, reinterpret_cast<INPUT_RECORD*>(records), room,
+                             reinterpret_cast<DWORD*>(count));
+}
+
+std::uint32_t GetConsoleTitleA(char* title, std::uint32_t size) {
+  return ::GetConsoleTitleA(title, size);
+}
+
+Status SetConsoleTitleA(const char* title) { return ::SetConsoleTitleA(title); }
+
+// The window library is loaded only when it is asked for something.
+std::int32_t GetSystemMetrics(std::int32_t metric) {
+  using Service = int(WINAPI*)(int);
+  static const auto service = late_service<Service>("user32.dll", "GetSystemMetrics");
+  return service ? service(metric) : 0;
+}
+
+}  // namespace tarn::platform

@@ -1,0 +1,43 @@
+#include "platform/windows/system.h"
+
+namespace tarn::platform {
+
+static_assert(sizeof(SecurityAttributes) == sizeof(SECURITY_ATTRIBUTES));
+
+namespace {
+
+SECURITY_ATTRIBUTES* native(const SecurityAttributes* security) {
+  return reinterpret_cast<SECURITY_ATTRIBUTES*>(const_cast<SecurityAttributes*>(security));
+}
+
+}  // namespace
+
+Handle CreateThread(const SecurityAttributes* security, std::uint64_t stack_size,
+                    ThreadRoutine routine, void* argument, std::uint32_t flags, std::uint32_t* id) {
+  return ::CreateThread(native(security), stack_size,
+                        reinterpret_cast<LPTHREAD_START_ROUTINE>(routine), argument, flags,
+                        reinterpret_cast<DWORD*>(id));
+}
+
+std::uint32_t ResumeThread(Handle thread) { return ::ResumeThread(thread); }
+
+Status SetThreadPriority(Handle thread, std::int32_t priority) {
+  return ::SetThreadPriority(thread, priority);
+}
+
+void ExitThread(std::uint32_t code) { ::ExitThread(code); }
+
+Handle CreateEventA(const SecurityAttributes* security, Status manual_reset, Status signalled,
+                    const char* name) {
+  return ::CreateEventA(native(security), manual_reset, signalled, name);
+}
+
+Status SetEvent(Handle event) { return ::SetEvent(event); }
+
+Status ResetEvent(Handle event) { return ::ResetEvent(event); }
+
+std::uint32_t WaitForSingleObject(Handle object, std::uint32_t milliseconds) {
+  return ::WaitForSingleObject(object, milliseconds);
+}
+
+}  // namespace tarn::platform
