@@ -336,12 +336,15 @@ struct SecurityAttributes {
 };
 static_assert(sizeof(SecurityAttributes) == 24);
 using ThreadRoutine = std::uint32_t(TARNAPI*)(void* argument);
-// Stack size 0: the default. Null on failure.
+// Stack size 0: the default. Null on failure. A thread begins with Windows'
+// floating-point modes; on the host it takes no signals but those of its own
+// faults.
 TARNAPI Handle CreateThread(const SecurityAttributes* security, std::uint64_t stack_size,
                             ThreadRoutine routine, void* argument, std::uint32_t flags,
                             std::uint32_t* id);
 // The earlier count of suspensions, or all bits set on failure.
 TARNAPI std::uint32_t ResumeThread(Handle thread);
+// -15, -2 to 2 or 15; the host knows one priority alone.
 TARNAPI Status SetThreadPriority(Handle thread, std::int32_t priority);
 // Ends the calling thread, nothing is unwound.
 [[noreturn]] TARNAPI void ExitThread(std::uint32_t code);

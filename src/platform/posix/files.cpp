@@ -217,7 +217,7 @@ Handle CreateFileA(const char* path, std::uint32_t access, std::uint32_t share, 
   return to_host_path(path, host) ? open_path(host, request) : invalid_handle();
 }
 
-Status CloseHandle(Handle handle) {
+Status close_file(Handle handle) {
   const OpenObject object = remove_handle(handle, HandleKind::kFile);
   if (object.kind == HandleKind::kFree) return 0;
   close(object.descriptor);

@@ -38,6 +38,22 @@ HandleKind kind_of(const OpenObject& object) {
   return kind;
 }
 
+// In the order of HandleKind.
+constexpr KindOperations kOperations[] = {
+    {nullptr, nullptr},                // kFree
+    {&close_file, nullptr},            // kFile
+    {nullptr, nullptr},                // kFind
+    {nullptr, nullptr},                // kKey
+    {&close_event, &wait_for_event},   // kEvent
+    {&close_thread, &wait_for_thread}  // kThread
+};
+
+const KindOperations& operations_of(Handle handle) {
+  const OpenObject* const object = object_behind(handle);
+  const HandleKind kind = object == nullptr ? HandleKind::kFree : kind_of(*object);
+  return kOperations[static_cast<std::uint32_t>(kind)];
+}
+
 }  // namespace
 
 Handle standard_handle(std::uint32_t descriptor) { return handle_at(descriptor); }
@@ -77,6 +93,18 @@ OpenObject remove_handle(Handle handle, HandleKind kind) {
   pthread_mutex_unlock(&objects_lock);
   if (removed.kind == HandleKind::kFree) SetLastError(kErrorInvalidHandle);
   return removed;
+}
+
+Status CloseHandle(Handle handle) {
+  const auto close = operations_of(handle).close;
+  return close == nullptr ? fail(kErrorInvalidHandle) : close(handle);
+}
+
+std::uint32_t WaitForSingleObject(Handle object, std::uint32_t milliseconds) {
+  const auto wait = operations_of(object).wait;
+  if (wait != nullptr) return wait(object, milliseconds);
+  fail(kErrorInvalidHandle);
+  return kWaitFailed;
 }
 
 }  // namespace tarn::platform

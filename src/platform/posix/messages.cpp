@@ -1,11 +1,10 @@
-// Threads, console events and messages.
+// Console events and messages.
 
 #include <errno.h>
 #include <pthread.h>
 #include <semaphore.h>
 #include <signal.h>
 #include <string.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "platform/platform.h"
@@ -13,9 +12,6 @@
 
 namespace tarn::platform {
 namespace {
-
-// Windows' pseudo-handle of the calling thread.
-Handle current_thread() { return reinterpret_cast<Handle>(~std::uintptr_t{1}); }
 
 // ---- Console events -----------------------------------------------------------
 
@@ -115,29 +111,6 @@ void write_error_text(const char* text) {
 }
 
 }  // namespace
-
-Handle GetCurrentThread() { return current_thread(); }
-
-Status TerminateThread(Handle thread, std::uint32_t code) {
-  if (thread != current_thread()) {
-    SetLastError(kErrorInvalidHandle);
-    return 0;
-  }
-  syscall(SYS_exit, code);  // this thread only; the process ends with its last one
-  return 0;
-}
-
-// The alternate stack of the signal handlers is the guarantee; it has this
-// many bytes or more.
-Status SetThreadStackGuarantee(std::uint32_t* size) {
-  stack_t current{};
-  const std::uint32_t wanted = *size;
-  const bool has = sigaltstack(nullptr, &current) == 0 && !(current.ss_flags & SS_DISABLE);
-  *size = has ? static_cast<std::uint32_t>(current.ss_size) : 0;
-  if (*size >= wanted) return 1;
-  SetLastError(kErrorInvalidParameter);
-  return 0;
-}
 
 Status SetConsoleCtrlHandler(ConsoleHandler handler, std::int32_t add) {
   if (handler && (!add || start_events())) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <setjmp.h>
+#include <time.h>
 
 #include <cstddef>
 
@@ -59,10 +60,10 @@ std::uint32_t attributes_of(std::uint32_t mode);
 
 // ---- Handles ----------------------------------------------------------------
 
-enum class HandleKind : std::uint32_t { kFree, kFile, kFind, kKey };
+enum class HandleKind : std::uint32_t { kFree, kFile, kFind, kKey, kEvent, kThread };
 
 // One open object. A file has its descriptor and what the opener asked for; a
-// find has a descriptor, of its folder, and a record; a key has a record.
+// find has a descriptor, of its folder, and a record; the others have a record.
 struct OpenObject {
   HandleKind kind;
   int descriptor;
@@ -87,6 +88,25 @@ const OpenObject* find_handle(Handle handle, HandleKind kind);
 // Takes the handle out of the table and gives what it stood for; kind kFree,
 // with the last error, if it is not an open one of that kind.
 OpenObject remove_handle(Handle handle, HandleKind kind);
+
+// What CloseHandle and WaitForSingleObject do for a kind; its row in handles.cpp
+// names its own. Each finds its object by the handle, which may have gone since
+// the kind was looked at; `wait` gives the result of WaitForSingleObject. Null
+// where the kind has no such operation: the handle is then no valid one for it.
+struct KindOperations {
+  Status (*close)(Handle handle);
+  std::uint32_t (*wait)(Handle handle, std::uint32_t milliseconds);
+};
+Status close_file(Handle handle);
+Status close_event(Handle handle);
+std::uint32_t wait_for_event(Handle handle, std::uint32_t milliseconds);
+Status close_thread(Handle handle);
+std::uint32_t wait_for_thread(Handle handle, std::uint32_t milliseconds);
+
+// ---- Time -------------------------------------------------------------------
+
+// So many milliseconds from now, by CLOCK_MONOTONIC.
+timespec deadline_after(std::uint32_t milliseconds);
 
 // ---- Terminal ---------------------------------------------------------------
 

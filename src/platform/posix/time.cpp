@@ -103,6 +103,18 @@ Status SystemTimeToTzSpecificLocalTime(const void* zone, const SystemTime* unive
   return 1;
 }
 
+timespec deadline_after(std::uint32_t milliseconds) {
+  timespec end;
+  clock_gettime(CLOCK_MONOTONIC, &end);
+  end.tv_sec += milliseconds / 1000;
+  end.tv_nsec += milliseconds % 1000 * 1'000'000L;
+  if (end.tv_nsec >= 1'000'000'000) {
+    ++end.tv_sec;
+    end.tv_nsec -= 1'000'000'000;
+  }
+  return end;
+}
+
 void Sleep(std::uint32_t milliseconds) {
   constexpr std::uint32_t kForever = 0xFFFFFFFF;
   if (milliseconds == 0) {
@@ -112,14 +124,7 @@ void Sleep(std::uint32_t milliseconds) {
   if (milliseconds == kForever) {
     for (;;) pause();
   }
-  timespec end;
-  clock_gettime(CLOCK_MONOTONIC, &end);
-  end.tv_sec += milliseconds / 1000;
-  end.tv_nsec += milliseconds % 1000 * 1'000'000L;
-  if (end.tv_nsec >= 1'000'000'000) {
-    ++end.tv_sec;
-    end.tv_nsec -= 1'000'000'000;
-  }
+  const timespec end = deadline_after(milliseconds);
   while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
   }
 }
