@@ -364,17 +364,22 @@ struct ProcessInformation {
 };
 static_assert(sizeof(ProcessInformation) == 24);
 // Starts the program that the command line names. `command_line` may be changed
-// by the call. The host splits it by the published rules of quotes and
-// backslashes; the program may be a host program, a script that the host can
-// execute, or a program image, which runs under the runner of this process
-// (kErrorFileNotFound if the process has none). "cmd /c TEXT" runs TEXT by the
-// user's shell. The child has this process's standard handles and environment.
+// by the call; at most 32,766 bytes. The child has this process's standard
+// handles and environment. On the host `application`, `environment` and
+// `directory` are null and `flags` 0. It splits the line by the published rules
+// of quotes and backslashes; the program may be a host program, a script that
+// the host can execute, or a finished program image, which runs under the runner
+// of this process (kErrorFileNotFound if the process has none) and sees the
+// line unchanged. "cmd /c TEXT" runs TEXT by the shell that the variable SHELL
+// names, or /bin/sh.
 TARNAPI Status CreateProcessA(const char* application, char* command_line,
                               const SecurityAttributes* process_security,
                               const SecurityAttributes* thread_security, Status inherit_handles,
                               std::uint32_t flags, void* environment, const char* directory,
                               const StartupInfo* startup, ProcessInformation* information);
-// 259 while it runs. A host child that a signal ended has 128 plus its number.
+// 259 while it runs. Of a host child 0 to 255: the low 8 bits of what it ended
+// with, and 128 plus the number of a signal that ended it. Denied for a process
+// that was opened by its id.
 TARNAPI Status GetExitCodeProcess(Handle process, std::uint32_t* code);
 // As CreateProcessA, with nothing to wait for: above 31 on success.
 TARNAPI std::uint32_t WinExec(const char* command_line, std::uint32_t show);
@@ -392,6 +397,7 @@ struct ProcessEntry {
   char file_name[260];  // without its folder; on the host a program image's own name
 };
 static_assert(sizeof(ProcessEntry) == 304);
+// On the host of processes alone, and without those that have ended.
 TARNAPI Handle CreateToolhelp32Snapshot(std::uint32_t flags, std::uint32_t process);
 TARNAPI Status Process32First(Handle snapshot, ProcessEntry* entry);
 TARNAPI Status Process32Next(Handle snapshot, ProcessEntry* entry);
@@ -405,7 +411,8 @@ struct LogicalProcessorRecord {
 };
 static_assert(sizeof(LogicalProcessorRecord) == 32);
 // `length`: the room in bytes, then what was filled; where the room is too
-// small, what is needed (false, kErrorInsufficientBuffer, nothing filled).
+// small, what is needed (false, kErrorInsufficientBuffer, nothing filled). The
+// host has records of cores alone, of the processors that the process may use.
 TARNAPI Status GetLogicalProcessorInformation(LogicalProcessorRecord* records,
                                               std::uint32_t* length);
 

@@ -7,6 +7,7 @@
 #include "platform/platform.h"
 #include "platform/posix/command_line.h"
 #include "platform/posix/modules.h"
+#include "platform/posix/program_start.h"
 #include "platform/posix/system.h"
 
 namespace {
@@ -21,6 +22,8 @@ constexpr char kHelp[] =
     "that it needs are looked for in its own folder, in the current one and on PATH;\n"
     "TARNLIBC64.DLL and PANEVIEW64.DLL are part of tarnrun.\n"
     "\n"
+    "  --command-line TEXT PROGRAM.EXE\n"
+    "              run it with TEXT as its whole command line, as another program does\n"
     "  --help      print this\n"
     "  --version   print the version\n"
     "\n"
@@ -48,8 +51,9 @@ int refused(const char* program, const platform::Refusal& refusal) {
 
 bool has_drive(const char* path) { return path[0] != '\0' && path[1] == ':'; }
 
-// Comes back only if the program is refused.
-int run(char* program, int count, char** arguments) {
+// Comes back only if the program is refused. Without a command line it is made
+// of the arguments.
+int run(char* program, char* command_line, int count, char** arguments) {
   platform::Refusal refusal;
   char host_path[platform::kPathSize];
   const char* file = program;
@@ -59,7 +63,7 @@ int run(char* program, int count, char** arguments) {
 
   char path[platform::kPathSize + 2];
   platform::GetModuleFileNameA(nullptr, path, sizeof path);
-  char* const command_line = platform::build_command_line(path, count, arguments);
+  if (!command_line) command_line = platform::build_command_line(path, count, arguments);
   if (command_line) {
     platform::set_command_line(command_line);
     platform::run_program(&refusal);
@@ -82,6 +86,10 @@ int main(int count, char** arguments) {
     puts("tarnrun " TARN_VERSION);
     return 0;
   }
+  if (strcmp(first, platform::kCommandLineOption) == 0) {
+    if (count != 4) return usage_error(first, " takes a text, and behind it only a program");
+    return run(arguments[3], arguments[2], 0, nullptr);
+  }
   if (first[0] == '-') return usage_error("unknown option ", first);
-  return run(first, count - 2, arguments + 2);
+  return run(first, nullptr, count - 2, arguments + 2);
 }

@@ -40,12 +40,14 @@ HandleKind kind_of(const OpenObject& object) {
 
 // In the order of HandleKind.
 constexpr KindOperations kOperations[] = {
-    {nullptr, nullptr},                // kFree
-    {&close_file, nullptr},            // kFile
-    {nullptr, nullptr},                // kFind
-    {nullptr, nullptr},                // kKey
-    {&close_event, &wait_for_event},   // kEvent
-    {&close_thread, &wait_for_thread}  // kThread
+    {nullptr, nullptr},                   // kFree
+    {&close_file, nullptr},               // kFile
+    {nullptr, nullptr},                   // kFind
+    {nullptr, nullptr},                   // kKey
+    {&close_event, &wait_for_event},      // kEvent
+    {&close_thread, &wait_for_thread},    // kThread
+    {&close_process, &wait_for_process},  // kProcess
+    {&close_snapshot, nullptr},           // kSnapshot
 };
 
 const KindOperations& operations_of(Handle handle) {

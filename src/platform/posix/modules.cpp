@@ -562,6 +562,24 @@ void run_program(Refusal* refusal) {
   tarn_enter_program(stack_end, image.base + image.entry);
 }
 
+bool has_program() {
+  const ListLock lock;
+  return modules[kMainImage].state == kLoading || modules[kMainImage].state == kStarted;
+}
+
+bool find_to_start(const char* name, bool (*wanted)(const char* host_path),
+                   char (&found)[kPathSize]) {
+  const ListLock lock;
+  name_main_image();
+  Places places = default_places();
+  char folder[kPathSize];
+  while (next_place(&places, folder)) {
+    const int length = snprintf(found, kPathSize, "%s/%s", folder, name);
+    if (length < static_cast<int>(kPathSize) && wanted(found)) return true;
+  }
+  return false;
+}
+
 Module GetModuleHandleA(const char* name) {
   const ListLock lock;
   int index = kMainImage;

@@ -12,6 +12,7 @@
 #pragma once
 
 #include "platform/posix/image_loader.h"
+#include "platform/posix/system.h"
 
 namespace tarn::platform {
 
@@ -37,5 +38,13 @@ bool load_program(const char* host_path, Refusal* refusal);
 // size that the image asks for. Comes back only if there is no such stack or
 // a DLL fails to start.
 void run_program(Refusal* refusal);
+
+// A program is loaded, so that this executable can run others.
+bool has_program();
+
+// Looks for a file that `wanted` takes where programs are looked for: in the
+// program's folder, the current one, those on PATH. `name` is one of the host.
+bool find_to_start(const char* name, bool (*wanted)(const char* host_path),
+                   char (&found)[kPathSize]);
 
 }  // namespace tarn::platform

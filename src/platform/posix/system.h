@@ -60,7 +60,16 @@ std::uint32_t attributes_of(std::uint32_t mode);
 
 // ---- Handles ----------------------------------------------------------------
 
-enum class HandleKind : std::uint32_t { kFree, kFile, kFind, kKey, kEvent, kThread };
+enum class HandleKind : std::uint32_t {
+  kFree,
+  kFile,
+  kFind,
+  kKey,
+  kEvent,
+  kThread,
+  kProcess,
+  kSnapshot
+};
 
 // One open object. A file has its descriptor and what the opener asked for; a
 // find has a descriptor, of its folder, and a record; the others have a record.
@@ -102,6 +111,9 @@ Status close_event(Handle handle);
 std::uint32_t wait_for_event(Handle handle, std::uint32_t milliseconds);
 Status close_thread(Handle handle);
 std::uint32_t wait_for_thread(Handle handle, std::uint32_t milliseconds);
+Status close_process(Handle handle);
+std::uint32_t wait_for_process(Handle handle, std::uint32_t milliseconds);
+Status close_snapshot(Handle handle);
 
 // ---- Time -------------------------------------------------------------------
 

@@ -103,6 +103,14 @@ Status SystemTimeToTzSpecificLocalTime(const void* zone, const SystemTime* unive
   return 1;
 }
 
+void GetLocalTime(SystemTime* time) {
+  FileTime now;
+  SystemTime universal;
+  GetSystemTimeAsFileTime(&now);
+  FileTimeToSystemTime(&now, &universal);
+  if (!SystemTimeToTzSpecificLocalTime(nullptr, &universal, time)) *time = universal;
+}
+
 timespec deadline_after(std::uint32_t milliseconds) {
   timespec end;
   clock_gettime(CLOCK_MONOTONIC, &end);

@@ -400,6 +400,63 @@ TEST(HostProcess, ClosedStandardHandlesAreNoneAndNotTakenByFiles) {
   EXPECT_EQ(status, 0);
 }
 
+// The exit code of the program that the line starts, or the error with a minus.
+int code_of(std::string line) {
+  ProcessInformation made;
+  if (!CreateProcessA(nullptr, line.data(), nullptr, nullptr, 0, 0, nullptr, nullptr, nullptr,
+                      &made)) {
+    return -static_cast<int>(GetLastError());
+  }
+  std::uint32_t code = 0;
+  EXPECT_EQ(WaitForSingleObject(made.process, kWaitForever), kWaitObject);
+  EXPECT_NE(GetExitCodeProcess(made.process, &code), 0);
+  CloseHandle(made.process);
+  CloseHandle(made.thread);
+  return static_cast<int>(code);
+}
+
+TEST_F(HostPlatform, ShellsScriptsAndSignalsGiveTheirCodes) {
+  const auto write = [this](const std::string& name, const std::string& text, mode_t mode) {
+    std::ofstream(folder_ + "/" + name) << text;
+    chmod((folder_ + "/" + name).c_str(), mode);
+  };
+  write("two words.sh", "#!/bin/sh\nexit $(($# + 40))\n", 0755);
+  write("plain.sh", "#!/bin/sh\n", 0644);
+  write("damaged.exe", "MZ and no more", 0755);
+  const std::string z = "Z:" + folder_ + "\\";
+  const struct {
+    std::string line;
+    int code;
+  } kCases[] = {
+      {"cmd /c  exit 3", 3},
+      {"CMD.EXE /Cexit 255", 255},
+      {"cmd /c ", 0},
+      {"cmd /c -no-option-of-the-shell", 127},
+      {"cmd /c kill -9 $$", 128 + 9},
+      {"cmd /c test \"a  b\" = 'a  b' && exit 5", 5},
+      {"sh -c \"exit 6\"", 6},
+      {"\"" + z + "two words.sh\" a \"b c\" d", 43},
+      {z + "two words.sh a \"b c\"", 42},
+      {z + "plain.sh", -static_cast<int>(kErrorAccessDenied)},
+      {z + "damaged a", -static_cast<int>(kErrorBadExeFormat)},
+      {"cmd /k exit", -static_cast<int>(kErrorFileNotFound)},
+  };
+  for (const auto& test : kCases) EXPECT_EQ(code_of(test.line), test.code) << test.line;
+}
+
+TEST(HostProcess, NobodyStaysInTheSystemsTable) {
+  ASSERT_GE(WinExec("cmd /c exit 1", 5), 32u);
+  ASSERT_GE(WinExec("cmd /c sleep 0.05", 5), 32u);
+  siginfo_t none;
+  int left = 0;
+  for (int tries = 0; tries < 200 && left == 0; ++tries) {
+    left = waitid(P_ALL, 0, &none, WEXITED | WNOHANG | WNOWAIT);
+    if (left == 0) Sleep(10);
+  }
+  EXPECT_EQ(left, -1);
+  EXPECT_EQ(errno, ECHILD);
+}
+
 TEST(HostTime, LocalTimeFollowsTheRulesOfTheDate) {
   SetEnvironmentVariableA("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");
   const struct {
