@@ -5,12 +5,12 @@ target_compile_options(tarn_warnings INTERFACE
 if(TARN_SANITIZE)
   target_compile_options(tarn_warnings INTERFACE
     $<$<COMPILE_LANGUAGE:C,CXX>:-fsanitize=address,undefined -fno-sanitize-recover=undefined
-    -fno-omit-frame-pointer>)
+    -fno-omit-frame-pointer -O1 -g1>)
   target_link_options(tarn_warnings INTERFACE -fsanitize=address,undefined)
 endif()
 if(TARN_FUZZ)
   target_compile_options(tarn_warnings INTERFACE
-    $<$<COMPILE_LANGUAGE:C,CXX>:-fsanitize=fuzzer-no-link,address>)
+    $<$<COMPILE_LANGUAGE:C,CXX>:-fsanitize=fuzzer-no-link,address -O1 -g1>)
   target_link_options(tarn_warnings INTERFACE -fsanitize=address)
 endif()
 
