@@ -261,10 +261,18 @@ TARNAPI Status SetConsoleMode(Handle handle, std::uint32_t mode);
 // OEM code page (437 on the host); its attribute has the foreground in bits 0
 // to 3 and the background in bits 4 to 7. Coordinates count from 0.
 //
-// On the host a standard output or error that is a terminal is a screen: its
-// buffer is kept here, as large as the terminal's window, and drawn with the
-// terminal's own sequences. All operations but the reading of keys give false
-// where the handle is no console.
+// On the host a standard output or error that is a terminal, and "CONOUT$", is a
+// screen: its buffer is kept here, as large as the terminal's window was when it
+// was first looked at, and drawn with the terminal's own sequences, in the
+// terminal's own colours where the attribute is 7. A terminal that has no cells
+// to address (TERM missing, "dumb" or "unknown", or a window of unknown size) is
+// no console, and programs print plain text on it; with NO_COLOR set, cells are
+// drawn without colours. At the end of the process the terminal is as it was,
+// with the cursor on a fresh line below the output.
+//
+// The cells are those of one terminal at a time. Text written past them, by
+// WriteFile, moves the kept cursor as it moves the terminal's. All operations
+// give false where the handle is no console.
 struct Coord {
   std::int16_t x, y;
 };
@@ -297,6 +305,9 @@ struct InputRecord {
 };
 static_assert(sizeof(InputRecord) == 20);
 
+// On the host the first call of a process, that of the start-up, leaves the
+// terminal alone and tells the cursor as (0, 0); from the second call on the
+// terminal is asked where it is, if need be.
 TARNAPI Status GetConsoleScreenBufferInfo(Handle screen, ScreenBufferInfo* info);
 TARNAPI Status GetConsoleCursorInfo(Handle screen, ConsoleCursorInfo* info);
 TARNAPI Status SetConsoleCursorInfo(Handle screen, const ConsoleCursorInfo* info);
@@ -313,11 +324,14 @@ TARNAPI Status WriteConsoleOutputA(Handle screen, const CharInfo* cells, Coord s
 TARNAPI Status WriteConsoleA(Handle screen, const void* text, std::uint32_t length,
                              std::uint32_t* written, void* reserved);
 // Waits for one event of the keyboard. On the host every key gives one record,
-// key down; a key without a character has character 0.
+// key down; a key without a character has character 0. Enter gives 13, the
+// erase key 8, a character that code page 437 lacks '?'; ESC with a character
+// right behind it is that character with Alt.
 TARNAPI Status ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
                                  std::uint32_t* count);
-// Characters stored without the NUL; 0 on failure. On the host, what the
-// process set last, at first the program's name.
+// Characters stored without the NUL, cut to the room; 0 on failure. On the host,
+// what the process set last, at most 1023 characters, at first the program's
+// name; the terminal gets its own title back at the end.
 TARNAPI std::uint32_t GetConsoleTitleA(char* title, std::uint32_t size);
 TARNAPI Status SetConsoleTitleA(const char* title);
 // 0 where there are no windows.

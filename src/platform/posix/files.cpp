@@ -9,7 +9,7 @@
 #include <unistd.h>
 
 #include "platform/posix/file_claims.h"
-#include "platform/posix/system.h"
+#include "platform/posix/terminal.h"
 
 namespace tarn::platform {
 namespace {
@@ -231,13 +231,20 @@ Status ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* de
   if (delivered != nullptr) *delivered = 0;
   const OpenObject* const object = find_for_transfer(file, overlapped, &OpenObject::readable);
   if (object == nullptr) return 0;
-  ssize_t taken;
-  do {
-    taken = read(object->descriptor, buffer, size);
-  } while (taken < 0 &&
-           (errno == EINTR || (errno == EAGAIN && wait_for(object->descriptor, POLLIN))));
-  if (taken < 0) return fail_transfer();
-  if (delivered != nullptr) *delivered = static_cast<std::uint32_t>(taken);
+  bool whole;
+  auto* const bytes = static_cast<char*>(buffer);
+  std::size_t count = take_held_input(object->descriptor, bytes, size, &whole);
+  if (!whole) {
+    ssize_t taken;
+    do {
+      taken = read(object->descriptor, bytes + count, size - count);
+    } while (taken < 0 &&
+             (errno == EINTR || (errno == EAGAIN && wait_for(object->descriptor, POLLIN))));
+    if (taken < 0 && count == 0) return fail_transfer();
+    if (taken > 0) count += drop_late_answer(bytes + count, static_cast<std::size_t>(taken));
+  }
+  follow_echo(object->descriptor, bytes, count);
+  if (delivered != nullptr) *delivered = static_cast<std::uint32_t>(count);
   return 1;
 }
 
@@ -259,6 +266,7 @@ Status WriteFile(Handle file, const void* buffer, std::uint32_t size, std::uint3
       return fail_transfer();
     }
   } while (done < size);
+  if (object->screen) follow_output(object->descriptor, buffer, done);
   return 1;
 }
 

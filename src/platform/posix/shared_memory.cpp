@@ -7,6 +7,7 @@
 // and not what came to have the same number later. Then it announces itself,
 // so that its own children don't depend on a process that may end first.
 
+#include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -113,7 +114,11 @@ bool set_lock(short type) {
   struct flock lock = {};
   lock.l_type = type;
   lock.l_whence = SEEK_SET;
-  return fcntl(run_file, F_SETLKW, &lock) == 0;
+  int result;
+  do {
+    result = fcntl(run_file, F_SETLKW, &lock);
+  } while (result != 0 && errno == EINTR);
+  return result == 0;
 }
 
 // Index of the name's entry, which is made if need be; -1 if it can't be.

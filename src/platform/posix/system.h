@@ -122,8 +122,8 @@ timespec deadline_after(std::uint32_t milliseconds);
 
 // ---- Terminal ---------------------------------------------------------------
 
-// Puts a terminal whose mode was changed back as it was found. May be called
-// in a signal handler, and more than once.
+// Puts a terminal whose mode was changed back as it was found, and finishes the
+// screen kept of it. May be called in a signal handler, and more than once.
 void restore_terminal();
 
 // ---- Stack --------------------------------------------------------------------

@@ -1,16 +1,17 @@
 // The console mode of a terminal, as its termios flags. Whatever way the
 // process ends, short of SIGKILL, the terminal gets back the flags it had
-// before the first change: ExitProcess, a return from main, and the signals
-// that end a process all come to restore_terminal.
+// before the first change, and the screen is finished: ExitProcess, a return
+// from main, and the signals that end a process all come to restore_terminal.
 
 #include <errno.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
-#include <termios.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
-#include "platform/posix/system.h"
+#include "platform/posix/terminal.h"
 
 namespace tarn::platform {
 namespace {
@@ -33,17 +34,6 @@ constexpr struct {
 int changed_terminal = -1;
 termios original;
 
-// A terminal refuses a process in the background by stopping it; at the end
-// of the process that must not happen.
-void set_without_stopping(int terminal, const termios& flags) {
-  sigset_t stop, kept;
-  sigemptyset(&stop);
-  sigaddset(&stop, SIGTTOU);
-  pthread_sigmask(SIG_BLOCK, &stop, &kept);
-  tcsetattr(terminal, TCSANOW, &flags);
-  pthread_sigmask(SIG_SETMASK, &kept, nullptr);
-}
-
 // Installed with SA_RESETHAND: the second time the signal has its own effect.
 void restore_and_end(int signal_number) {
   const int kept_errno = errno;
@@ -52,32 +42,17 @@ void restore_and_end(int signal_number) {
   errno = kept_errno;
 }
 
-// What ends a process and has no handler yet gets ours; a handler that is
-// there ends the process through ExitProcess, or passes the signal on.
-void restore_at_end() {
-  constexpr int kEnding[] = {SIGHUP,  SIGINT, SIGQUIT, SIGTERM, SIGABRT,
-                             SIGSEGV, SIGBUS, SIGFPE,  SIGILL,  SIGTRAP};
-  atexit(&restore_terminal);
-  struct sigaction ours {};
-  ours.sa_handler = &restore_and_end;
-  ours.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER | SA_ONSTACK);
-  sigemptyset(&ours.sa_mask);
-  for (const int number : kEnding) {
-    struct sigaction present;
-    if (sigaction(number, nullptr, &present) == 0 && present.sa_handler == SIG_DFL) {
-      sigaction(number, &ours, nullptr);
-    }
-  }
-}
+// Stopped and continued: others have used the terminal.
+void on_continue(int) { lose_screen(); }
 
-bool remember(int terminal, const termios& flags) {
-  if (changed_terminal >= 0) return true;
-  const int own = fcntl(terminal, F_DUPFD_CLOEXEC, static_cast<int>(kStandardHandles));
-  if (own < 0) return false;
-  original = flags;
-  __atomic_store_n(&changed_terminal, own, __ATOMIC_RELEASE);
-  restore_at_end();
-  return true;
+void handle_default(int number, void (*handler)(int), int flags) {
+  struct sigaction present;
+  if (sigaction(number, nullptr, &present) != 0 || present.sa_handler != SIG_DFL) return;
+  struct sigaction ours {};
+  ours.sa_handler = handler;
+  ours.sa_flags = flags;
+  sigemptyset(&ours.sa_mask);
+  sigaction(number, &ours, nullptr);
 }
 
 const OpenObject* find_terminal(Handle handle, termios* flags) {
@@ -90,9 +65,65 @@ const OpenObject* find_terminal(Handle handle, termios* flags) {
 
 }  // namespace
 
+// What ends a process and has no handler yet gets ours; a handler that is
+// there ends the process through ExitProcess, or passes the signal on.
+void restore_at_every_end() {
+  static bool done;
+  if (__atomic_exchange_n(&done, true, __ATOMIC_RELAXED)) return;
+  constexpr int kEnding[] = {SIGHUP, SIGINT,  SIGQUIT, SIGTERM, SIGABRT, SIGSEGV, SIGBUS,  SIGFPE,
+                             SIGILL, SIGTRAP, SIGALRM, SIGUSR1, SIGUSR2, SIGXCPU, SIGXFSZ, SIGSYS};
+  atexit(&restore_terminal);
+  constexpr auto kOnce = static_cast<int>(SA_RESETHAND | SA_NODEFER | SA_ONSTACK);
+  for (const int number : kEnding) handle_default(number, &restore_and_end, kOnce);
+  handle_default(SIGCONT, &on_continue, SA_RESTART | SA_ONSTACK);
+}
+
+bool remember_terminal(int terminal, const termios& flags) {
+  if (changed_terminal >= 0) return true;
+  const int own = fcntl(terminal, F_DUPFD_CLOEXEC, static_cast<int>(kStandardHandles));
+  if (own < 0) return false;
+  original = flags;
+  __atomic_store_n(&changed_terminal, own, __ATOMIC_RELEASE);
+  restore_at_every_end();
+  return true;
+}
+
+// A terminal refuses a process in the background by stopping it; at the end
+// of the process that must not happen.
 void restore_terminal() {
+  sigset_t stop, kept;
+  sigemptyset(&stop);
+  sigaddset(&stop, SIGTTOU);
+  pthread_sigmask(SIG_BLOCK, &stop, &kept);
+  finish_screen();
   const int terminal = __atomic_load_n(&changed_terminal, __ATOMIC_ACQUIRE);
-  if (terminal >= 0) set_without_stopping(terminal, original);
+  if (terminal >= 0) tcsetattr(terminal, TCSANOW, &original);
+  pthread_sigmask(SIG_SETMASK, &kept, nullptr);
+}
+
+unsigned terminal_device(int descriptor) {
+  unsigned device = 0;
+  return ioctl(descriptor, TIOCGDEV, &device) == 0 ? device : 0;
+}
+
+bool in_background(int terminal) {
+  const pid_t foreground = tcgetpgrp(terminal);
+  return foreground > 0 && foreground != getpgrp();
+}
+
+bool write_terminal(int terminal, const char* bytes, std::size_t count, int milliseconds) {
+  while (count > 0) {
+    const ssize_t put = write(terminal, bytes, count);
+    if (put >= 0) {
+      bytes += put;
+      count -= static_cast<std::size_t>(put);
+      continue;
+    }
+    if (errno == EINTR) continue;
+    pollfd room{terminal, POLLOUT, 0};
+    if (errno != EAGAIN || poll(&room, 1, milliseconds) == 0) return false;
+  }
+  return true;
 }
 
 Status GetConsoleMode(Handle handle, std::uint32_t* mode) {
@@ -132,7 +163,7 @@ Status SetConsoleMode(Handle handle, std::uint32_t mode) {
     flags.c_cc[VTIME] = 0;
   }
   if ((mode & ~known) != 0) return fail(kErrorInvalidParameter);
-  if (!remember(object->descriptor, before)) return fail_by_errno();
+  if (!remember_terminal(object->descriptor, before)) return fail_by_errno();
   int result;
   do {
     result = tcsetattr(object->descriptor, TCSANOW, &flags);

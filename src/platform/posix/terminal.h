@@ -1,0 +1,73 @@
+// What the files of the console share: the terminal's mode, its input, and the
+// screen kept of it.
+#pragma once
+
+#include <sys/types.h>
+#include <termios.h>
+
+#include <cstddef>
+
+#include "platform/posix/system.h"
+
+namespace tarn::platform {
+
+// ---- Mode ---------------------------------------------------------------------
+
+// Keeps the flags that the end of the process must put back, those before the
+// first change. False if there is no descriptor left to keep them by.
+bool remember_terminal(int terminal, const termios& flags);
+
+// From now on restore_terminal is called at every end of the process.
+void restore_at_every_end();
+
+// The device number of the terminal behind a descriptor, the same by whatever
+// name it was opened; 0 if it is no terminal.
+unsigned terminal_device(int descriptor);
+
+// True if the terminal would stop this process for reading from it.
+bool in_background(int terminal);
+
+// All of the bytes, waiting at most this long for a terminal that takes none;
+// negative: without end. May be called in a signal handler.
+bool write_terminal(int terminal, const char* bytes, std::size_t count, int milliseconds);
+
+// ---- Input --------------------------------------------------------------------
+
+enum class Answer {
+  kPlace,   // it is there
+  kNone,    // the terminal does not answer
+  kNotNow,  // the process may not read from it now, or waits for its keys
+};
+
+// Where the terminal's cursor is, from (0, 0). What the user types meanwhile is
+// held for the next read.
+Answer ask_cursor(int terminal, int reader, int* column, int* row);
+
+// Held input that a read of the terminal gets before its own. `whole`: the read
+// gets no more than that. Nothing is held for other descriptors.
+std::size_t take_held_input(int descriptor, void* buffer, std::size_t size, bool* whole);
+
+// Input just read is freed of an answer that came too late. Result: the count
+// of bytes that are left.
+std::size_t drop_late_answer(void* bytes, std::size_t count);
+
+// ---- Screen -------------------------------------------------------------------
+
+// True between the first use of the terminal's cells and the end.
+bool screen_in_use();
+
+// Bytes that went to the screen's terminal, or came from it with their echo,
+// past the operations on cells: the kept cursor follows them.
+void follow_output(int descriptor, const void* bytes, std::size_t count);
+void follow_echo(int descriptor, const void* bytes, std::size_t count);
+
+// The terminal was used by others, such as a child process: its cursor is
+// asked for again and no cell counts as drawn. May be called in a signal handler.
+void lose_screen();
+
+// Puts attributes, cursor and title back, and the cursor on a fresh line below
+// the output. May be called in a signal handler, and more than once; the next
+// use of the cells begins afresh.
+void finish_screen();
+
+}  // namespace tarn::platform

@@ -1,0 +1,59 @@
+// Composes the bytes that make a terminal show cells. They are collected and
+// go out in one piece; where the room ends, between two cells.
+#pragma once
+
+#include <cstddef>
+
+#include "platform/platform.h"
+
+namespace tarn::platform {
+
+// What a terminal understands, by the name that TERM gives it.
+enum class CursorShapes { kNone, kSequence, kLinux };
+struct TerminalKind {
+  bool cells;  // it moves its cursor on request
+  bool colours;
+  bool titles;
+  CursorShapes shapes;
+};
+
+// `term` is the value of TERM; null, empty, "dumb" and "unknown" name a
+// terminal that has nothing.
+TerminalKind terminal_kind(const char* term, bool no_colour);
+
+inline constexpr std::uint16_t kPlainAttribute = 7;
+
+class TerminalWriter {
+ public:
+  // `milliseconds`: how long a terminal that takes nothing is waited for;
+  // negative: without end.
+  void begin(int terminal, bool colours, int milliseconds);
+  void put(const char* text);
+  void put(const char* bytes, std::size_t count);
+  // "ESC [ a final" and "ESC [ a ; b final".
+  void put_sequence(unsigned a, char final);
+  void put_sequence(unsigned a, unsigned b, char final);
+  // Places count from 0.
+  void move_to(int column, int row);
+  void put_cell(CharInfo cell);
+  // Back to the attributes in which others print.
+  void plain();
+  // False, by errno, if bytes did not arrive since the last call.
+  bool flush();
+
+ private:
+  void put_number(unsigned value);
+  void set_attributes(std::uint16_t attributes);
+
+  static constexpr std::size_t kRoom = 16384;
+  static constexpr std::size_t kLongestPiece = 64;
+  int terminal_ = -1;
+  int failure_ = 0;
+  int milliseconds_ = -1;
+  bool colours_ = true;
+  std::uint16_t attributes_ = kPlainAttribute;  // that the terminal has now
+  std::size_t count_ = 0;
+  char bytes_[kRoom];
+};
+
+}  // namespace tarn::platform
