@@ -128,8 +128,16 @@ bool touches_reservation(const PageRange& range) {
 std::uint64_t bits_size(std::uint64_t size) { return (size / kPage / 8 + kPage) & ~(kPage - 1); }
 
 void mark_committed(Reservation* r, const PageRange& range, bool committed) {
+  constexpr std::uint64_t kPagesPerPageOfBits = kPage * 8;
   const std::uint64_t end = (range.end - r->base) / kPage;
   for (std::uint64_t page = (range.begin - r->base) / kPage; page < end;) {
+    if (!committed && page % kPagesPerPageOfBits == 0 && end - page >= kPagesPerPageOfBits) {
+      // Whole pages of bits are given back: even to read them costs memory.
+      const std::uint64_t whole = (end - page) / kPagesPerPageOfBits * kPagesPerPageOfBits;
+      madvise(&r->committed[page / 64], whole / 8, MADV_DONTNEED);
+      page += whole;
+      continue;
+    }
     const bool whole_word = page % 64 == 0 && end - page >= 64;
     std::uint64_t& word = r->committed[page / 64];
     const std::uint64_t mask = whole_word ? ~std::uint64_t{0} : std::uint64_t{1} << page % 64;
