@@ -7,6 +7,7 @@
 #define STEPS 16
 #define STEP_BYTES 16
 #define BODY_BYTES 256              // STEPS * STEP_BYTES
+#define FOURS 8
 
 .intel_syntax noprefix
 
@@ -81,6 +82,14 @@ ROUTINE(__dotp8)
   ret
 ROUTINE_END(__dotp8)
 
+// Four singles into the four sums.
+.macro FOUR offset
+  movups xmm8, [rcx + \offset]
+  movups xmm9, [rdx + \offset]
+  mulps xmm8, xmm9
+  addps xmm0, xmm8
+.endm
+
 ROUTINE(__dotp4)
   NO_FRAME
   pxor xmm0, xmm0
@@ -96,20 +105,35 @@ ROUTINE(__dotp4)
   add rdx, 4
   dec r8
   jmp 1b
+
+  // Whole bodies, then the fours left over.
 2:
-  test r8, r8
-  jz 4f
+  sub r8, FOURS * 4
+  jl 4f
   .p2align 4
 3:
-  movups xmm8, [rcx]
-  movups xmm9, [rdx]
-  mulps xmm8, xmm9
-  addps xmm0, xmm8
+  FOUR 0
+  FOUR 16
+  FOUR 32
+  FOUR 48
+  FOUR 64
+  FOUR 80
+  FOUR 96
+  FOUR 112
+  sub rcx, -FOURS * 16
+  sub rdx, -FOURS * 16
+  sub r8, FOURS * 4
+  jge 3b
+4:
+  add r8, FOURS * 4
+  jz 6f
+5:
+  FOUR 0
   add rcx, 16
   add rdx, 16
   sub r8, 4
-  jg 3b
-4:
+  jg 5b
+6:
   haddps xmm0, xmm0
   haddps xmm0, xmm0
 9:

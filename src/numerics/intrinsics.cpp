@@ -73,14 +73,14 @@ double DLOG2_at(const double* x) { return paneview::DALG2$$(*x); }
 float EXP_at(const float* x) { return paneview::EXP$$(*x); }
 double DEXP_at(const double* x) { return paneview::DEXP$$(*x); }
 
-float SIN_at(const float* x) { return x87_single(sine(x87_load(*x))); }
-float COS_at(const float* x) { return x87_single(cosine(x87_load(*x))); }
-float TAN_at(const float* x) { return x87_single(tangent(x87_load(*x))); }
-float ATAN_at(const float* x) { return x87_single(arc_tangent(x87_load(*x))); }
-double DSIN_at(const double* x) { return x87_double(sine(x87_load(*x))); }
-double DCOS_at(const double* x) { return x87_double(cosine(x87_load(*x))); }
-double DTAN_at(const double* x) { return x87_double(tangent(x87_load(*x))); }
-double DATAN_at(const double* x) { return x87_double(arc_tangent(x87_load(*x))); }
+float SIN_at(const float* x) { return x87_fitting_single(sine(x87_load(*x))); }
+float COS_at(const float* x) { return x87_fitting_single(cosine(x87_load(*x))); }
+float TAN_at(const float* x) { return x87_fitting_single(tangent(x87_load(*x))); }
+float ATAN_at(const float* x) { return x87_fitting_single(arc_tangent(x87_load(*x))); }
+double DSIN_at(const double* x) { return x87_fitting_double(sine(x87_load(*x))); }
+double DCOS_at(const double* x) { return x87_fitting_double(cosine(x87_load(*x))); }
+double DTAN_at(const double* x) { return x87_fitting_double(tangent(x87_load(*x))); }
+double DATAN_at(const double* x) { return x87_fitting_double(arc_tangent(x87_load(*x))); }
 
 float ASIN_at(const float* x) { return paneview::ASIN$$(*x); }
 float ACOS_at(const float* x) { return paneview::ACOS$$(*x); }

@@ -33,13 +33,14 @@ TARN_X87 void x87_set_nearest() {
       : "ax", "cc");
 }
 
-TARN_X87 Extended x87_load(double x) {
+// By reference, so that an argument in memory is loaded from there.
+TARN_X87 Extended x87_load(const double& x) {
   Extended value;
   asm volatile("fldl %1" : "=t"(value) : "m"(x));
   return value;
 }
 
-TARN_X87 Extended x87_load(float x) {
+TARN_X87 Extended x87_load(const float& x) {
   Extended value;
   asm volatile("flds %1" : "=t"(value) : "m"(x));
   return value;
@@ -50,6 +51,19 @@ TARN_X87 Extended x87_load(float x) {
 TARN_X87 double x87_double(Extended value) {
   double result;
   asm volatile("fstpl %0\n\tfwait" : "=m"(result) : "t"(value) : "st");
+  return result;
+}
+
+// For a value that is no larger than a double or float.
+TARN_X87 double x87_fitting_double(Extended value) {
+  double result;
+  asm("fstpl %0" : "=m"(result) : "t"(value) : "st");
+  return result;
+}
+
+TARN_X87 float x87_fitting_single(Extended value) {
+  float result;
+  asm("fstps %0" : "=m"(result) : "t"(value) : "st");
   return result;
 }
 

@@ -82,6 +82,16 @@ inline char* write_decimal(char* end, std::uint64_t value) {
   return end;
 }
 
+// A number below 10^8 as eight digits, the first in the lowest byte.
+inline std::uint64_t eight_digits(std::uint32_t value) {
+  // Halves, quarters, digits: each step splits all parts of the one before.
+  const std::uint64_t fours = value / 10000 + (std::uint64_t{value % 10000} << 32);
+  const std::uint64_t hundreds = (fours * 10486 >> 20) & 0x0000'007F'0000'007F;
+  const std::uint64_t twos = hundreds + ((fours - hundreds * 100) << 16);
+  const std::uint64_t tens = (twos * 103 >> 10) & 0x000F'000F'000F'000F;
+  return tens + ((twos - tens * 10) << 8) + 0x3030'3030'3030'3030;
+}
+
 inline char* write_binary(char* end, std::uint64_t value, int bits, const char* characters) {
   const std::uint64_t mask = (std::uint64_t{1} << bits) - 1;
   do {

@@ -2,7 +2,7 @@
 
 #include "failure/runtime_error.h"
 #include "numerics/elementary.h"
-#include "streams/number_text.h"
+#include "streams/float_layout.h"
 
 namespace tarn {
 namespace {
@@ -13,7 +13,7 @@ constexpr std::int32_t kExponentBias = 1023;
 constexpr std::uint32_t kExponentMask = 0x7FF;
 constexpr int kFractionBits = 52;
 // log10(2) one unit below the nearest double: an estimate must not be too high.
-constexpr std::uint64_t kLog10Of2 = 0x3FD34413509F79FE;
+constexpr double kLog10Of2 = __builtin_bit_cast(double, std::uint64_t{0x3FD34413509F79FE});
 // From here on 0.5 / 10^r is lost against the value's last bit.
 constexpr std::int64_t kRoundingLimit = 16;
 
@@ -37,37 +37,47 @@ constexpr double kPowers[308] = {
 // clang-format on
 #undef TENS
 
+// Half a unit of the r-th digit.
+struct HalfUnits {
+  double of[kRoundingLimit];
+};
+constexpr HalfUnits kHalfUnits = [] {
+  HalfUnits halves{};
+  for (int r = 0; r < kRoundingLimit; ++r) halves.of[r] = 0.5 / kPowers[r];
+  return halves;
+}();
+
+// binary * kLog10Of2, truncated, without the two conversions.
+constexpr std::int32_t decimal_estimate(std::int32_t binary) {
+  const std::int32_t magnitude = (binary < 0 ? -binary : binary) * 78913 >> 18;
+  return binary < 0 ? -magnitude : magnitude;
+}
+static_assert([] {
+  for (std::int32_t binary = -kExponentBias; binary <= kExponentBias + 1; ++binary) {
+    if (decimal_estimate(binary) != static_cast<std::int32_t>(binary * kLog10Of2)) return false;
+  }
+  return true;
+}());
+
 std::uint32_t exponent_field(double value) {
   return static_cast<std::uint32_t>(__builtin_bit_cast(std::uint64_t, value) >> kFractionBits) &
          kExponentMask;
 }
 
-// Infinities and NaN have no digits, and the steps would not end on them.
-void refuse_without_digits(double value) {
-  if (exponent_field(value) == kExponentMask) FAIL_at(&kInvalidDouble);
-}
-
-std::int32_t floor_log10(double magnitude) {
-  const double log = log10(magnitude);
-  const auto below = static_cast<std::int32_t>(log);
-  return below - (log < below);
-}
-
-// A number taken apart: 0.d1d2d3... times 10 to `exponent`.
+// A number as 0.d1d2d3... times 10 to `exponent`.
 struct Decimal {
-  double rest;  // the fraction whose digits come next
+  double fraction;
   std::int32_t exponent;
   bool negative;
-  std::int64_t count;  // digits asked for
 };
 
-// Everything of __cvt but the digits themselves.
-Decimal scaled(double value, std::int64_t count) {
-  refuse_without_digits(value);
-  const std::int32_t binary = static_cast<std::int32_t>(exponent_field(value)) - kExponentBias;
-  auto d = static_cast<std::int32_t>(binary * __builtin_bit_cast(double, kLog10Of2));
+inline Decimal scaled(double value) {
+  const std::uint32_t field = exponent_field(value);
+  // Infinities and NaN have no digits, and the steps would not end on them.
+  if (field == kExponentMask) FAIL_at(&kInvalidDouble);
+  std::int32_t d = decimal_estimate(static_cast<std::int32_t>(field) - kExponentBias);
   const bool negative = !(value >= 0.0);
-  if (negative) value = 0.0 - value;
+  value = __builtin_fabs(value);
   if (d < 0) {
     value *= kPowers[-d];
   } else {
@@ -81,56 +91,211 @@ Decimal scaled(double value, std::int64_t count) {
     value *= 10.0;
     --d;
   }
-  std::int64_t digits = count;
+  return {value, d, negative};
+}
+
+// The floor of the double that log10 gives for |value|, whose digits `number`
+// has. It is known from them unless the value is as near to a power of ten as
+// rounding errors could reach, which here are a few units of 2^-53.
+inline std::int32_t floor_log10(double value, const Decimal& number) {
+  constexpr double kNear = 0x1p-40;
+  if (number.fraction > 0.1 + kNear && number.fraction < 1.0 - kNear) return number.exponent - 1;
+  const double log = log10(__builtin_fabs(value));
+  const auto below = static_cast<std::int32_t>(log);
+  return below - (log < below);
+}
+
+// Adds half a unit of the last digit. `count` digits are wanted, or -count ones
+// behind the number's point. Result: how many digits that makes.
+inline std::int64_t rounded(Decimal& number, std::int64_t count) {
   std::int64_t place = count < 0 ? -count : count;
-  if (d < 0 && count < 0) place += d;
+  if (number.exponent < 0 && count < 0) place += number.exponent;
   if (place < 0) place = 0;
   if (place < kRoundingLimit) {
-    value += 0.5 / kPowers[place];
-    if (value >= 1.0) {
-      value /= 10.0;
-      ++d;
-      if (count >= 0) ++digits;
+    number.fraction += kHalfUnits.of[place];
+    if (number.fraction >= 1.0) {
+      number.fraction /= 10.0;
+      ++number.exponent;
+      if (count >= 0) ++count;
     }
   }
-  if (count < 0) digits = (d > 0 ? d : 0) - count;
-  return {value, d, negative, digits};
+  if (count < 0) count = (number.exponent > 0 ? number.exponent : 0) - count;
+  return count;
 }
 
-// The next digit. Once `rest` is 0, and after some 60 digits it always is, all
-// further ones are "0".
-std::uint8_t next_digit(double& rest) {
-  rest *= 10.0;
-  const auto digit = static_cast<std::int32_t>(rest);
-  rest -= digit;
-  return static_cast<std::uint8_t>('0' + digit);
+// The method: multiply by ten, and take the integer off as the next digit.
+TARNAPI void digits_one_by_one(double fraction, char* to, std::int32_t count) {
+  for (; count > 0; --count) {
+    fraction *= 10.0;
+    const auto digit = static_cast<std::int32_t>(fraction);
+    fraction -= digit;
+    *to++ = static_cast<char>('0' + digit);
+  }
 }
 
-// The digits in the order in which they are written; "0" behind the last one
-// that was asked for.
-char take_digit(Decimal& number) {
-  if (number.count <= 0) return '0';
-  --number.count;
-  return static_cast<char>(next_digit(number.rest));
+// The same digits from integers, for 0.1 <= fraction < 1. The first product is
+// below 10 and so a multiple of 2^-52, and what the digit leaves is one, too: an
+// integer below. Ten times it is exact, and converted to a double it is rounded
+// as the product of doubles would be. Each product has one more trailing zero
+// bit than the one before, so that the third is the last that can be rounded (a
+// double below 16 holds multiples of 2^-49), and the rest is exact: a binary
+// fraction of 64 bits, whose digits come eight at a time. May write 7 bytes more.
+inline void digits_by_blocks(double fraction, char* to, std::int32_t count) {
+  constexpr std::uint64_t kBelowPoint = (std::uint64_t{1} << kFractionBits) - 1;
+  auto product = static_cast<std::int64_t>(fraction * 10.0 * 0x1p52);
+  std::uint64_t rest;
+  for (int i = 0;; ++i) {
+    *to++ = static_cast<char>('0' + (product >> kFractionBits));
+    rest = static_cast<std::uint64_t>(product) & kBelowPoint;
+    if (i == 2) break;
+    product = static_cast<std::int64_t>(static_cast<double>(static_cast<std::int64_t>(rest * 10)));
+  }
+  rest <<= 64 - kFractionBits;
+  for (count -= 3; count > 0; count -= 8, to += 8) {
+    const auto wide = static_cast<unsigned __int128>(rest) * 100'000'000;
+    const std::uint64_t block = digits::eight_digits(static_cast<std::uint32_t>(wide >> 64));
+    __builtin_memcpy(to, &block, 8);
+    rest = static_cast<std::uint64_t>(wide);
+  }
 }
 
-char* put_zeros(char* to, std::int32_t count) {
-  for (; count > 0; --count) *to++ = '0';
-  return to;
+// The digits of a rounded number, at most kSignificantDigits. May write 7 bytes
+// more. Result: how many; all further ones are "0".
+inline std::int32_t put_digits(const Decimal& number, char* to, std::int64_t count) {
+  const auto kept =
+      static_cast<std::int32_t>(count < kSignificantDigits ? count : kSignificantDigits);
+  if (number.fraction >= 0.1) {
+    digits_by_blocks(number.fraction, to, kept);
+  } else {
+    digits_one_by_one(number.fraction, to, kept);
+  }
+  return kept;
 }
 
-char* put_fraction(char* to, Decimal& number, std::int32_t precision) {
-  for (; precision > 0 && number.rest != 0.0; --precision) *to++ = take_digit(number);
-  return put_zeros(to, precision);
+// The rest of a layout whose lead, gap and digits are known: `precision` digits
+// behind the point, the gap among them.
+inline void lay_out_fraction(FloatLayout& layout, std::int32_t precision, bool alt) {
+  const std::int32_t wanted = precision - layout.gap;
+  const std::int32_t there = layout.kept > layout.lead ? layout.kept - layout.lead : 0;
+  layout.point = precision > 0 || alt;
+  layout.tail = wanted < there ? wanted : there;
+  layout.zeros = wanted - layout.tail;
+}
+
+TARNAPI void lay_out_zero(FloatLayout& layout, std::int32_t precision, bool alt) {
+  layout.negative = false;
+  layout.digits[0] = '0';
+  layout.start = 0;
+  layout.kept = 1;
+  layout.lead = 1;
+  layout.gap = 0;
+  lay_out_fraction(layout, precision, alt);
+}
+
+inline void fixed_layout(FloatLayout& layout, Decimal number, std::int32_t magnitude,
+                         std::int32_t precision, bool alt) {
+  const std::int64_t behind = precision;
+  const std::int64_t count = rounded(number, magnitude < 0 ? -behind : magnitude + behind + 1);
+  layout.kept = put_digits(number, layout.digits + 1, count);
+  layout.negative = number.negative;
+  if (number.exponent > 0) {
+    layout.start = 1;
+    layout.lead = number.exponent;
+    layout.gap = 0;
+  } else {
+    layout.digits[0] = '0';
+    layout.start = 0;
+    ++layout.kept;
+    layout.lead = 1;
+    layout.gap = -number.exponent < precision ? -number.exponent : precision;
+  }
+  lay_out_fraction(layout, precision, alt);
+}
+
+inline char* put_exponent(char* to, std::int32_t exponent, bool upper) {
+  *to++ = upper ? 'E' : 'e';
+  *to++ = exponent < 0 ? '-' : '+';
+  if (exponent < 0) exponent = -exponent;
+  if (exponent >= 100) {
+    *to++ = static_cast<char>('0' + exponent / 100);
+    exponent %= 100;
+  }
+  __builtin_memcpy(to, digits::kPairs + exponent * 2, 2);
+  return to + 2;
+}
+
+inline void exponent_layout(FloatLayout& layout, Decimal number, std::int32_t precision, bool alt,
+                            bool upper) {
+  const std::int64_t count = rounded(number, std::int64_t{precision} + 1);
+  layout.kept = put_digits(number, layout.digits + 1, count);
+  layout.negative = number.negative;
+  layout.start = 1;
+  layout.lead = 1;
+  layout.gap = 0;
+  lay_out_fraction(layout, precision, alt);
+  layout.exponent_size = static_cast<std::int32_t>(
+      put_exponent(layout.exponent, number.exponent - 1, upper) - layout.exponent);
+}
+
+TARNAPI char* write_signed(char* to, const FloatLayout& layout) {
+  if (layout.negative) *to++ = '-';
+  return write_layout(to, layout);
 }
 
 }  // namespace
 
+void layout_fixed(FloatLayout& layout, double value, std::int32_t precision, bool alt) {
+  if (precision < 0) precision = 0;
+  layout.exponent_size = 0;
+  if (value == 0.0) {
+    lay_out_zero(layout, precision, alt);
+    return;
+  }
+  const Decimal number = scaled(value);
+  fixed_layout(layout, number, floor_log10(value, number), precision, alt);
+}
+
+void layout_exponent(FloatLayout& layout, double value, std::int32_t precision, bool alt,
+                     bool upper) {
+  if (precision < 0) precision = 0;
+  if (value == 0.0) {
+    lay_out_zero(layout, precision, alt);
+    layout.exponent_size =
+        static_cast<std::int32_t>(put_exponent(layout.exponent, 0, upper) - layout.exponent);
+    return;
+  }
+  exponent_layout(layout, scaled(value), precision, alt, upper);
+}
+
+void layout_general(FloatLayout& layout, double value, std::int32_t precision, bool upper) {
+  if (value == 0.0) {
+    if (precision > 0) {
+      layout_fixed(layout, value, precision, false);
+    } else {
+      layout_exponent(layout, value, precision, false, upper);
+    }
+    return;
+  }
+  const Decimal number = scaled(value);
+  const std::int32_t m = floor_log10(value, number);
+  const double size = __builtin_fabs(value);
+  const std::int32_t style = size < 1e-300 ? -kFarMagnitude : size > 1e300 ? kFarMagnitude : m;
+  if (style >= kFixedLeast && precision > style) {
+    layout.exponent_size = 0;
+    fixed_layout(layout, number, m, precision, false);
+  } else {
+    exponent_layout(layout, number, precision < 0 ? 0 : precision, false, upper);
+  }
+}
+
 void __cvt(double value, std::uint16_t* digits, std::int16_t* exponent, std::int16_t* sign,
            std::int32_t count) {
-  Decimal number = scaled(value, count);
-  for (std::int64_t i = 0; i < number.count; ++i) {
-    digits[i] = next_digit(number.rest);
+  Decimal number = scaled(value);
+  const std::int64_t wanted = rounded(number, count);
+  char text[kSignificantDigits + 8];
+  const std::int32_t kept = put_digits(number, text, wanted);
+  for (std::int64_t i = 0; i < wanted; ++i) {
+    digits[i] = i < kept ? static_cast<std::uint8_t>(text[i]) : '0';
   }
   *exponent = static_cast<std::int16_t>(number.exponent);
   *sign = number.negative ? -1 : 1;
@@ -138,73 +303,22 @@ void __cvt(double value, std::uint16_t* digits, std::int16_t* exponent, std::int
 
 void __ecvt(double value, char* text, std::int32_t precision, std::int32_t alt,
             std::int32_t upper) {
-  if (precision < 0) precision = 0;
-  std::int32_t exponent = 0;
-  const bool point = precision > 0 || alt;
-  if (value == 0.0) {
-    *text++ = '0';
-    if (point) *text++ = '.';
-    text = put_zeros(text, precision);
-  } else {
-    Decimal number = scaled(value, std::int64_t{precision} + 1);
-    if (number.negative) *text++ = '-';
-    *text++ = take_digit(number);
-    if (point) *text++ = '.';
-    text = put_fraction(text, number, precision);
-    exponent = number.exponent - 1;
-  }
-  *text++ = upper ? 'E' : 'e';
-  *text++ = exponent < 0 ? '-' : '+';
-  if (exponent < 0) exponent = -exponent;
-  if (exponent < 10) *text++ = '0';
-  itoa(exponent, text, 10);
+  FloatLayout layout;
+  layout_exponent(layout, value, precision, alt != 0, upper != 0);
+  *write_signed(text, layout) = '\0';
 }
 
 void __fcvt(double value, char* text, std::int32_t precision, std::int32_t alt, std::int32_t,
             std::int32_t) {
-  if (precision < 0) precision = 0;
-  const bool point = precision > 0 || alt;
-  if (value == 0.0) {
-    *text++ = '0';
-    if (point) *text++ = '.';
-    *put_zeros(text, precision) = '\0';
-    return;
-  }
-  refuse_without_digits(value);
-  const std::int32_t magnitude = floor_log10(__builtin_fabs(value));
-  const std::int64_t behind = precision;
-  Decimal number = scaled(value, magnitude < 0 ? -behind : magnitude + behind + 1);
-  std::int32_t exponent = number.exponent - 1;
-  if (number.negative) *text++ = '-';
-  if (exponent < 0) {
-    *text++ = '0';
-  } else {
-    for (; exponent >= 0; --exponent) *text++ = take_digit(number);
-  }
-  if (point) *text++ = '.';
-  for (; exponent < -1 && precision > 0; ++exponent, --precision) *text++ = '0';
-  *put_fraction(text, number, precision) = '\0';
+  FloatLayout layout;
+  layout_fixed(layout, value, precision, alt != 0);
+  *write_signed(text, layout) = '\0';
 }
 
-void __gcvt(double value, char* text, std::int32_t precision, std::int32_t upper,
-            std::int32_t passed_on) {
-  refuse_without_digits(value);
-  const double magnitude = __builtin_fabs(value);
-  std::int32_t m;
-  if (magnitude == 0.0) {
-    m = 0;
-  } else if (magnitude < 1e-300) {
-    m = -kFarMagnitude;
-  } else if (magnitude > 1e300) {
-    m = kFarMagnitude;
-  } else {
-    m = floor_log10(magnitude);
-  }
-  if (m >= kFixedLeast && precision > m) {
-    __fcvt(value, text, precision, 0, upper, passed_on);
-  } else {
-    __ecvt(value, text, precision, 0, upper);
-  }
+void __gcvt(double value, char* text, std::int32_t precision, std::int32_t upper, std::int32_t) {
+  FloatLayout layout;
+  layout_general(layout, value, precision, upper != 0);
+  *write_signed(text, layout) = '\0';
 }
 
 std::int32_t invalid_float(float value) {

@@ -2,6 +2,7 @@
 
 #include "failure/runtime_error.h"
 #include "streams/digits.h"
+#include "streams/float_layout.h"
 #include "streams/float_text.h"
 
 namespace tarn {
@@ -17,9 +18,6 @@ constexpr std::int32_t kWideCost = 8;
 constexpr std::int32_t kLocalSize = 4120;
 constexpr std::int32_t kNoPrecision = -1;
 constexpr std::int32_t kDefaultFloatPrecision = 6;
-// Digits behind the point that fit the local buffer whatever the value. Further
-// ones are zeros and need no place.
-constexpr std::int32_t kLocalPrecision = 3700;
 
 // ---- Where the text goes --------------------------------------------------
 
@@ -200,8 +198,8 @@ inline void write_digits(char* end, std::uint64_t value, const Radix& radix) {
   }
 }
 
-inline void put_number(Output& out, const Directive& directive, const Prefix& prefix,
-                       std::uint64_t value, const Radix& radix, std::int64_t wanted) {
+TARNAPI void put_number(Output& out, const Directive& directive, const Prefix& prefix,
+                        std::uint64_t value, const Radix& radix, std::int64_t wanted) {
   const auto count = static_cast<std::uint32_t>(
       radix.bits == 0 ? digits::count_decimal(value) : digits::count_binary(value, radix.bits));
   const Frame frame = framed(directive, prefix, count, wanted);
@@ -265,73 +263,54 @@ TARNAPI void put_unsigned(Output& out, const Directive& directive, std::uint64_t
 
 // ---- Floating point -------------------------------------------------------
 
-// Text of a number in the local buffer. Zeros that a large precision adds are
-// not in it; they stand in front of the exponent, which is `tail`.
-struct FloatText {
-  char* text;
-  std::int32_t size;
-  std::int64_t zeros;
-  std::int32_t tail;  // size of the part behind those zeros
-};
-
-std::int32_t find(const char* text, char first, char second) {
-  std::int32_t i = 0;
-  while (text[i] && text[i] != first && text[i] != second) ++i;
-  return i;
-}
-
-// Takes the zeros at the end of the fraction away, and the point if nothing is
-// left behind it.
-TARNAPI void strip_zeros(FloatText& number) {
-  const std::int32_t digits_end = number.size - number.tail;
-  std::int32_t kept = digits_end;
-  number.zeros = 0;
-  while (kept > 0 && number.text[kept - 1] == '0') --kept;
-  if (kept > 0 && number.text[kept - 1] == '.') --kept;
-  for (std::int32_t i = 0; i < number.tail; ++i)
-    number.text[kept + i] = number.text[digits_end + i];
-  number.size = kept + number.tail;
-}
-
-TARNAPI FloatText float_text(char* text, const Directive& directive, double value) {
-  const bool general = directive.conversion == 'g' || directive.conversion == 'G';
+inline void lay_out(FloatLayout& layout, const Directive& directive, double value) {
   const bool upper = directive.conversion == 'E' || directive.conversion == 'G';
-  std::int32_t precision = directive.precision_given ? directive.precision : kDefaultFloatPrecision;
-  if (precision <= 0) precision = general ? 1 : 0;
-  const std::int32_t local = precision < kLocalPrecision ? precision : kLocalPrecision;
-  if (general) {
-    __gcvt(value, text, local, upper, 0);
-  } else if (directive.conversion == 'f') {
-    __fcvt(value, text, local, directive.alt, 0, 0);
-  } else {
-    __ecvt(value, text, local, directive.alt, upper);
+  const std::int32_t precision =
+      directive.precision_given ? directive.precision : kDefaultFloatPrecision;
+  switch (directive.conversion) {
+    case 'f':
+      layout_fixed(layout, value, precision, directive.alt);
+      break;
+    case 'g':
+    case 'G':
+      layout_general(layout, value, precision == 0 ? 1 : precision, upper);
+      if (!directive.alt) strip_zeros(layout);
+      break;
+    default:
+      layout_exponent(layout, value, precision, directive.alt, upper);
+      break;
   }
-  FloatText number = {text, find(text, 0, 0), precision - local, 0};
-  number.tail = number.size - find(text, 'e', 'E');
-  if (general && !directive.alt) strip_zeros(number);
-  return number;
 }
 
-TARNAPI void put_float(Output& out, const Directive& directive, double value) {
+// Through a buffer that may be too small. The sign is not written.
+TARNAPI __attribute__((noinline)) void put_layout_through(Output& out, const FloatLayout& layout) {
+  char head[kLongestHead];
+  const char* const end = write_head(head, layout);
+  put_bytes(out, head, static_cast<std::uint64_t>(end - head));
+  put_fill(out, '0', layout.zeros);
+  put_bytes(out, layout.exponent, static_cast<std::uint64_t>(layout.exponent_size));
+}
+
+TARNAPI __attribute__((noinline)) void put_float(Output& out, const Directive& directive,
+                                                 double value) {
   if (invalid_double(value)) {
     FAIL_at(directive.long_long ? &kInvalidLongDouble : &kInvalidDouble);
   }
-  char local[kLocalSize];
-  FloatText number = float_text(local, directive, value);
-  Prefix prefix = {{0, 0}, 0};
-  if (number.text[0] == '-') {
-    prefix = {{'-', 0}, 1};
-    ++number.text;
-    --number.size;
-  } else if (directive.plus || directive.space) {
-    prefix = {{directive.plus ? '+' : ' ', 0}, 1};
+  FloatLayout layout;
+  lay_out(layout, directive, value);
+  const std::int64_t size = layout_size(layout);
+  const bool has_sign = layout.negative || directive.plus || directive.space;
+  const char sign = layout.negative ? '-' : directive.plus ? '+' : ' ';
+  if (size + has_sign >= directive.width &&
+      static_cast<std::uint64_t>(size + has_sign) <= room(out)) {
+    *out.next = sign;
+    out.next = write_layout(out.next + has_sign, layout);
+    return;
   }
-  const Frame frame = framed(directive, prefix, number.size + number.zeros, kNoPrecision);
-  const std::int32_t head = number.size - number.tail;
+  const Prefix prefix = {{sign, 0}, has_sign};
+  const Frame frame = framed(directive, prefix, size, kNoPrecision);
   put_front(out, frame);
-  put_bytes(out, number.text, static_cast<std::uint64_t>(head));
-  put_fill(out, '0', number.zeros);
-  put_bytes(out, number.text + head, static_cast<std::uint64_t>(number.tail));
+  put_layout_through(out, layout);
   put_behind(out, frame);
 }
 

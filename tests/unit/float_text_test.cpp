@@ -140,22 +140,30 @@ std::string gcvt(double value, int precision, bool upper) {
 
 }  // namespace plain
 
+// The text that `write` leaves in a buffer of `size` bytes, behind whose NUL
+// nothing may be touched.
+template <class Write>
+std::string written(int size, Write write) {
+  std::string text(static_cast<std::size_t>(size), '#');
+  write(text.data());
+  const std::size_t end = text.find('\0');
+  EXPECT_EQ(text.find_first_not_of('#', end + 1), std::string::npos);
+  return text.substr(0, end);
+}
+
 std::string fixed(double value, int precision, bool alt = false) {
-  std::vector<char> text(static_cast<std::size_t>(precision) + 320);
-  tarn::__fcvt(value, text.data(), precision, alt, 1, 2);
-  return text.data();
+  return written(precision + 340,
+                 [&](char* text) { tarn::__fcvt(value, text, precision, alt, 1, 2); });
 }
 
 std::string exponent_form(double value, int precision, bool alt = false, bool upper = false) {
-  std::vector<char> text(static_cast<std::size_t>(precision) + 20);
-  tarn::__ecvt(value, text.data(), precision, alt, upper);
-  return text.data();
+  return written(precision + 40,
+                 [&](char* text) { tarn::__ecvt(value, text, precision, alt, upper); });
 }
 
 std::string general(double value, int precision, bool upper = false) {
-  std::vector<char> text(static_cast<std::size_t>(precision) + 320);
-  tarn::__gcvt(value, text.data(), precision, upper, 7);
-  return text.data();
+  return written(precision + 340,
+                 [&](char* text) { tarn::__gcvt(value, text, precision, upper, 7); });
 }
 
 TEST(FloatText, KnownTexts) {
@@ -192,9 +200,10 @@ TEST(FloatText, AMillionValuesOfAllMagnitudesAgreeWithTheStepsWrittenOut) {
       value = static_cast<double>(static_cast<std::int64_t>(bits) >> (random() % 40 + 20)) /
               std::pow(10.0, static_cast<double>(random() % 12));
     } else {
+      if (round % 32 == 1) bits = bits << 12 >> (12 + random() % 50);  // subnormal
       std::memcpy(&value, &bits, sizeof value);
     }
-    if (tarn::invalid_double(value)) continue;
+    if (!std::isfinite(value)) continue;
     const int precision = static_cast<int>(random() % 4 ? random() % 20 : random() % 60);
     const bool flag = random() % 2;
     ASSERT_EQ(exponent_form(value, precision, flag, !flag),
