@@ -454,8 +454,9 @@ TARNAPI Status SystemTimeToTzSpecificLocalTime(const void* zone, const SystemTim
 TARNAPI void GetLocalTime(SystemTime* time);
 // By the difference in force now, whatever the date of the time given.
 TARNAPI Status FileTimeToLocalFileTime(const FileTime* time, FileTime* local);
-TARNAPI Status LocalFileTimeToFileTime(const FileTime* local, FileTime* time);
-// Packed dates of 1980 to 2107, seconds in twos; false outside that range.
+// Packed dates of 1980 to 2107, seconds in twos; false outside that range, and
+// for words that are no date. Where the system knows fewer years or takes
+// such words for another date, as it does.
 TARNAPI Status FileTimeToDosDateTime(const FileTime* time, std::uint16_t* dos_date,
                                      std::uint16_t* dos_time);
 TARNAPI Status DosDateTimeToFileTime(std::uint16_t dos_date, std::uint16_t dos_time,
@@ -541,6 +542,7 @@ TARNAPI std::int32_t MessageBoxA(Handle owner, const char* text, const char* cap
 TARNAPI std::int64_t SendMessageA(Handle window, std::uint32_t message, std::uint64_t w,
                                   std::int64_t l);
 TARNAPI Handle GetFocus();
+TARNAPI Status IsWindowEnabled(Handle window);
 struct Point {
   std::int32_t x, y;
 };

@@ -187,6 +187,13 @@ const OpenObject* find_for_transfer(Handle file, const void* overlapped, bool Op
   return nullptr;
 }
 
+// A stamp for futimens, which leaves alone what is null.
+timespec host_time(const FileTime* time) {
+  if (time == nullptr) return {0, UTIME_OMIT};
+  const std::int64_t units = units_of(*time);
+  return {units / kUnitsPerSecond - kSecondsFrom1601To1970, units % kUnitsPerSecond * 100};
+}
+
 // A standard handle's descriptor may lack the right although the object has it.
 Status fail_transfer() { return fail(errno == EBADF ? kErrorAccessDenied : windows_code(errno)); }
 
@@ -290,6 +297,16 @@ Status GetFileSizeEx(Handle file, std::int64_t* size) {
   if (!S_ISREG(facts.st_mode)) return fail(kErrorInvalidFunction);
   *size = facts.st_size;
   return 1;
+}
+
+// The host keeps no stamp of creation that could be set: `created` is passed over.
+Status SetFileTime(Handle file, const FileTime*, const FileTime* accessed,
+                   const FileTime* written) {
+  const OpenObject* const object = find_handle(file, HandleKind::kFile);
+  if (object == nullptr) return 0;
+  if (!object->writable) return fail(kErrorAccessDenied);
+  const timespec stamps[] = {host_time(accessed), host_time(written)};
+  return futimens(object->descriptor, stamps) == 0 ? 1 : fail_by_errno();
 }
 
 // A terminal refuses it, as a console does. Of a pipe or a device the system

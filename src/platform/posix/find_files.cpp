@@ -113,11 +113,8 @@ Search* read_names(int folder, const char* pattern) {
   return search;
 }
 
-FileTime file_time(const timespec& time) {
-  constexpr std::int64_t kSecondsFrom1601To1970 = 11'644'473'600;
-  const auto units = static_cast<std::uint64_t>(
-      (time.tv_sec + kSecondsFrom1601To1970) * 10'000'000 + time.tv_nsec / 100);
-  return {static_cast<std::uint32_t>(units), static_cast<std::uint32_t>(units >> 32)};
+FileTime stamp(const timespec& time) {
+  return file_time((time.tv_sec + kSecondsFrom1601To1970) * kUnitsPerSecond + time.tv_nsec / 100);
 }
 
 // The next name that still exists.
@@ -132,9 +129,9 @@ bool fill_next(Search* search, int folder, FindData* data) {
     }
     *data = FindData{};
     data->attributes = attributes_of(facts.st_mode);
-    data->created = file_time(facts.st_ctim);  // the nearest that the host tells
-    data->accessed = file_time(facts.st_atim);
-    data->written = file_time(facts.st_mtim);
+    data->created = stamp(facts.st_ctim);  // the nearest that the host tells
+    data->accessed = stamp(facts.st_atim);
+    data->written = stamp(facts.st_mtim);
     if (S_ISREG(facts.st_mode)) {
       const auto size = static_cast<std::uint64_t>(facts.st_size);
       data->size_low = static_cast<std::uint32_t>(size);

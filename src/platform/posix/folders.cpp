@@ -5,6 +5,7 @@
 #include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include "platform/posix/file_claims.h"
@@ -30,6 +31,24 @@ bool is_held(const char* path) {
   close(descriptor);
   return held;
 }
+
+// What GetDriveTypeA tells.
+enum DriveType : std::uint32_t { kNoDrive = 1, kFixed = 3, kRemote = 4, kCdRom = 5, kInMemory = 6 };
+
+// File systems by the numbers that statfs gives, from linux/magic.h and statfs(2).
+constexpr struct {
+  std::uint32_t number;
+  DriveType type;
+} kFileSystems[] = {
+    {0x00006969, kRemote},    // NFS
+    {0xFF534D42, kRemote},    // CIFS
+    {0xFE534D42, kRemote},    // SMB2
+    {0x01021997, kRemote},    // 9P
+    {0x00009660, kCdRom},     // ISO 9660
+    {0x15013346, kCdRom},     // UDF
+    {0x01021994, kInMemory},  // tmpfs
+    {0x858458F6, kInMemory},  // ramfs
+};
 
 }  // namespace
 
@@ -83,6 +102,22 @@ std::uint32_t GetCurrentDirectoryA(std::uint32_t size, char* buffer) {
   if (getcwd(host, sizeof host) == nullptr) return static_cast<std::uint32_t>(fail_by_errno());
   const std::size_t length = from_host_path(host, buffer, size);
   return static_cast<std::uint32_t>(length < size ? length : length + 1);
+}
+
+std::uint32_t GetDriveTypeA(const char* root) {
+  char host[kPathSize];
+  if (root == nullptr) root = "\\";
+  const std::size_t length = strlen(root);
+  struct statfs facts;
+  // A root ends with a separator.
+  if (length == 0 || (root[length - 1] != '\\' && root[length - 1] != '/') ||
+      !to_host_path(root, host) || statfs(host, &facts) != 0) {
+    return kNoDrive;
+  }
+  for (const auto& system : kFileSystems) {
+    if (system.number == static_cast<std::uint32_t>(facts.f_type)) return system.type;
+  }
+  return kFixed;
 }
 
 std::uint32_t GetLogicalDrives() { return std::uint32_t{1} << ('Z' - 'A'); }

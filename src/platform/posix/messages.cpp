@@ -139,6 +139,8 @@ std::int64_t SendMessageA(Handle, std::uint32_t, std::uint64_t, std::int64_t) { 
 
 Handle GetFocus() { return nullptr; }
 
+Status IsWindowEnabled(Handle) { return 0; }
+
 Status GetCursorPos(Point* point) {
   *point = {0, 0};
   return 0;

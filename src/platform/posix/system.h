@@ -120,6 +120,19 @@ Status close_snapshot(Handle handle);
 // So many milliseconds from now, by CLOCK_MONOTONIC.
 timespec deadline_after(std::uint32_t milliseconds);
 
+// A FileTime as one number, of 100 ns since 1601-01-01 UTC.
+inline constexpr std::int64_t kUnitsPerSecond = 10'000'000;
+inline constexpr std::int64_t kSecondsFrom1601To1970 = 11'644'473'600;
+
+inline std::int64_t units_of(const FileTime& time) {
+  return static_cast<std::int64_t>(std::uint64_t{time.high} << 32 | time.low);
+}
+
+inline FileTime file_time(std::int64_t units) {
+  const auto bits = static_cast<std::uint64_t>(units);
+  return {static_cast<std::uint32_t>(bits), static_cast<std::uint32_t>(bits >> 32)};
+}
+
 // ---- Terminal ---------------------------------------------------------------
 
 // Puts a terminal whose mode was changed back as it was found, and finishes the

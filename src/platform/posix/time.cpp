@@ -10,12 +10,12 @@
 namespace tarn::platform {
 namespace {
 
-constexpr std::int64_t kUnitsPerSecond = 10'000'000;  // of 100 ns
-constexpr std::int64_t kSecondsFrom1601To1970 = 11'644'473'600;
 constexpr std::int64_t kSecondsPerDay = 86'400;
 constexpr std::int64_t kDaysFrom0000To1601 = 584'694;  // both counted from a 1st of March
 constexpr std::int64_t kDaysPer400Years = 146'097;
 constexpr std::uint16_t kLastYear = 30'827;  // of a FileTime
+constexpr std::uint16_t kFirstDosYear = 1980;
+constexpr std::uint16_t kLastDosYear = kFirstDosYear + 127;
 
 struct Date {
   std::int64_t year, month, day;
@@ -68,13 +68,11 @@ std::int64_t seconds_of(const SystemTime& time) {
 void GetSystemTimeAsFileTime(FileTime* time) {
   timespec now;
   clock_gettime(CLOCK_REALTIME, &now);
-  const auto units = static_cast<std::uint64_t>(
-      (now.tv_sec + kSecondsFrom1601To1970) * kUnitsPerSecond + now.tv_nsec / 100);
-  *time = {static_cast<std::uint32_t>(units), static_cast<std::uint32_t>(units >> 32)};
+  *time = file_time((now.tv_sec + kSecondsFrom1601To1970) * kUnitsPerSecond + now.tv_nsec / 100);
 }
 
 Status FileTimeToSystemTime(const FileTime* time, SystemTime* broken) {
-  const auto units = static_cast<std::int64_t>(std::uint64_t{time->high} << 32 | time->low);
+  const std::int64_t units = units_of(*time);
   if (units < 0) return fail(kErrorInvalidParameter);
   const std::int64_t seconds = units / kUnitsPerSecond;
   const std::int64_t days = seconds / kSecondsPerDay;
@@ -121,6 +119,45 @@ timespec deadline_after(std::uint32_t milliseconds) {
     end.tv_nsec -= 1'000'000'000;
   }
   return end;
+}
+
+Status FileTimeToLocalFileTime(const FileTime* time, FileTime* local) {
+  const time_t now = ::time(nullptr);
+  tm broken;
+  tzset();
+  if (localtime_r(&now, &broken) == nullptr) return fail(kErrorInvalidParameter);
+  const std::int64_t units = units_of(*time);
+  const std::int64_t shifted = units + broken.tm_gmtoff * kUnitsPerSecond;
+  if (units < 0 || shifted < 0) return fail(kErrorInvalidParameter);
+  *local = file_time(shifted);
+  return 1;
+}
+
+Status FileTimeToDosDateTime(const FileTime* time, std::uint16_t* dos_date,
+                             std::uint16_t* dos_time) {
+  SystemTime broken;
+  if (!FileTimeToSystemTime(time, &broken)) return 0;
+  if (broken.year < kFirstDosYear || broken.year > kLastDosYear) {
+    return fail(kErrorInvalidParameter);
+  }
+  *dos_date = narrow((broken.year - kFirstDosYear) << 9 | broken.month << 5 | broken.day);
+  *dos_time = narrow(broken.hour << 11 | broken.minute << 5 | broken.second / 2);
+  return 1;
+}
+
+Status DosDateTimeToFileTime(std::uint16_t dos_date, std::uint16_t dos_time, FileTime* time) {
+  const SystemTime broken = {narrow(kFirstDosYear + (dos_date >> 9)),
+                             narrow(dos_date >> 5 & 15),
+                             0,
+                             narrow(dos_date & 31),
+                             narrow(dos_time >> 11),
+                             narrow(dos_time >> 5 & 63),
+                             narrow((dos_time & 31) * 2),
+                             0};
+  const std::int64_t seconds = seconds_of(broken);
+  if (seconds < 0) return fail(kErrorInvalidParameter);
+  *time = file_time(seconds * kUnitsPerSecond);
+  return 1;
 }
 
 void Sleep(std::uint32_t milliseconds) {

@@ -65,6 +65,11 @@ Handle GetFocus() {
   return service ? service() : nullptr;
 }
 
+Status IsWindowEnabled(Handle window) {
+  const auto service = late_service<decltype(&::IsWindowEnabled)>(kWindowLibrary, "IsWindowEnabled");
+  return service ? service(static_cast<HWND>(window)) : 0;
+}
+
 Status GetCursorPos(Point* point) {
   const auto service = late_service<decltype(&::GetCursorPos)>(kWindowLibrary, "GetCursorPos");
   return service && service(reinterpret_cast<POINT*>(point));

@@ -28,11 +28,6 @@ Status FileTimeToLocalFileTime(const FileTime* time, FileTime* local) {
                                    reinterpret_cast<FILETIME*>(local));
 }
 
-Status LocalFileTimeToFileTime(const FileTime* local, FileTime* time) {
-  return ::LocalFileTimeToFileTime(reinterpret_cast<const FILETIME*>(local),
-                                   reinterpret_cast<FILETIME*>(time));
-}
-
 Status FileTimeToDosDateTime(const FileTime* time, std::uint16_t* dos_date,
                              std::uint16_t* dos_time) {
   return ::FileTimeToDosDateTime(reinterpret_cast<const FILETIME*>(time), dos_date, dos_time);
