@@ -96,7 +96,7 @@ struct tarn_image_note {
 
 /* `block` is the image's block of line counters, for __use_profile_data: the
  * number n of lines and n counters, 64 bits each, then the source's path. One
- * a process is remembered. */
+ * a process is remembered. <tarn/profile.h> lays such a block. */
 #define TARN_PROFILE(block) TARN_NOTE(15, &(block), 0, 0, 0)
 
 /* Switches of the whole image: fill allocated blocks with 0x80; refuse to

@@ -17,6 +17,8 @@
 #include "numerics/intrinsics.h"
 #include "numerics/kinds.h"
 #include "numerics/special_functions.h"
+#include "services/execution_profile.h"
+#include "services/file_utilities.h"
 #include "startup/command_line.h"
 #include "startup/initialise.h"
 #include "startup/process_end.h"

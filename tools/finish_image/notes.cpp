@@ -7,6 +7,8 @@ namespace {
 
 constexpr std::uint64_t kNoteMark = 0x4E524154;  // the upper half of a note's kind
 constexpr std::uint32_t kNoteSize = 40;
+constexpr std::uint8_t kCountedLine = 18;             // a note's kind that is no opcode
+constexpr std::uint64_t kNoCode = ~std::uint64_t{0};  // counter of a line that nothing counts
 
 struct Note {
   std::uint8_t opcode;
@@ -39,7 +41,7 @@ struct NoteReader {
   Note note(std::uint32_t at) {
     Note result;
     const std::uint64_t kind = read_u64(image, at, "a note");
-    if (kind >> 32 != kNoteMark || (kind & 0xFFFFFFFF) > kMarkImage) {
+    if (kind >> 32 != kNoteMark || (kind & 0xFFFFFFFF) > kCountedLine) {
       refuse("section .tarnimg holds something that is not a note");
     }
     result.opcode = static_cast<std::uint8_t>(kind);
@@ -65,7 +67,9 @@ void require_target(const Note& note) {
   if (note.target == 0) refuse("a note of kind %u has no target", note.opcode);
 }
 
-void apply(Image& image, const Note& note, Script& script) {
+// `counted_lines`: the counters of lines that their sources count.
+void apply(Image& image, const Note& note, Script& script,
+           std::vector<std::uint32_t>& counted_lines) {
   switch (note.opcode) {
     case kAllocateBlock: {
       require_target(note);
@@ -116,6 +120,13 @@ void apply(Image& image, const Note& note, Script& script) {
     case kRecordProfile:
       require_target(note);
       script.profiles.push_back(note.target);
+      for (std::uint64_t line = 1; line <= note.size; ++line) {
+        write_u64(image, note.target + 8 * line, kNoCode, "a profile block");
+      }
+      break;
+    case kCountedLine:
+      require_target(note);
+      counted_lines.push_back(note.target);
       break;
     case kBindRoutine:
       require_target(note);
@@ -139,6 +150,7 @@ void read_notes(Image& image, std::set<std::uint32_t>& relocations, Script& scri
   if (section == nullptr) return;
   NoteReader reader{image, relocations};
   const std::uint64_t size = std::min<std::uint64_t>(section->memory_size(), section->bytes.size());
+  std::vector<std::uint32_t> counted_lines;
   // Zeroes between notes are the padding of one object's part of the section.
   for (std::uint64_t at = 0; at + 8 <= size;) {
     const std::uint32_t cell = section->start() + static_cast<std::uint32_t>(at);
@@ -146,8 +158,11 @@ void read_notes(Image& image, std::set<std::uint32_t>& relocations, Script& scri
       at += 8;
       continue;
     }
-    apply(image, reader.note(cell), script);
+    apply(image, reader.note(cell), script, counted_lines);
     at += kNoteSize;
+  }
+  for (const std::uint32_t counter : counted_lines) {
+    write_u64(image, counter, 0, "a line's counter");
   }
   section->removed = true;
 }

@@ -66,7 +66,8 @@ Handle GetFocus() {
 }
 
 Status IsWindowEnabled(Handle window) {
-  const auto service = late_service<decltype(&::IsWindowEnabled)>(kWindowLibrary, "IsWindowEnabled");
+  const auto service =
+      late_service<decltype(&::IsWindowEnabled)>(kWindowLibrary, "IsWindowEnabled");
   return service ? service(static_cast<HWND>(window)) : 0;
 }
 

@@ -1,0 +1,76 @@
+/* Execution profile: how often each line of a source ran.
+ *
+ * A profiled source has a block of counters, one a line, which the code counts
+ * up; at the end the program asks for the report:
+ *
+ *   TARN_PROFILE_SOURCE("primes.cpp", 200)   a source of at most 200 lines
+ *
+ *   int main(void) {
+ *     TARN_COUNT work();
+ *     TARN_COUNT __use_profile_data();
+ *   }
+ *
+ * The report is two files beside the source: primes.PROFILE, a summary with a
+ * row a line, and the compiler's listing primes.LIS, rewritten with a count
+ * behind each numbered line. A compiler that counts by itself lays the same
+ * block, and hands it over with TARN_PROFILE of <tarn/image.h>.
+ *
+ * One source a program: the last block that the start-up script names is the
+ * one that is reported. Not for several threads at once. */
+#ifndef TARN_PROFILE_H
+#define TARN_PROFILE_H
+
+#include <tarn/image.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The block of this source, at file scope: n, n counters, the path. finish_image
+ * marks the lines that have no TARN_COUNT with -1, those that have one with 0. */
+#define TARN_PROFILE_SOURCE(source_path, lines) \
+  static struct {                               \
+    long long n;                                \
+    long long counters[lines];                  \
+    char path[sizeof(source_path)];             \
+  } tarn_profile = {lines, {0}, source_path};   \
+  TARN_NOTE(15, &tarn_profile, 0, 0, lines)
+
+/* A statement: counts the line that it stands on, one of the first `lines`. */
+#define TARN_COUNT                                                     \
+  do {                                                                 \
+    TARN_NOTE(18, &tarn_profile.counters[__LINE__ - 1], 0, 0, 0)       \
+    tarn_profile.counters[__LINE__ - 1] += TARN_COUNTED_LINE_IS_THERE; \
+  } while (0);
+#define TARN_COUNTED_LINE_IS_THERE \
+  (int)sizeof(                     \
+      char[__LINE__ <= sizeof tarn_profile.counters / sizeof tarn_profile.counters[0] ? 1 : -1])
+
+/* Writes both files and prints a line for each. Called once, by who ends the
+ * program. In the listing a numbered line begins with a blank and has a first
+ * word of at least four characters, with digits in places 1 and 4 and no ';' in
+ * place 3. Its count stands in column 82 or further right: "12,345 Times", or
+ * "Never executed"; a line without code, or beyond the block's lines, gets a
+ * blank and no count. A last line tells which ran most, the first of equals.
+ *
+ * The source's path ends in a dot and three letters, and becomes the listing's,
+ * in the block itself. Does nothing without a block, or with a path of fewer
+ * than four characters. A summary that cannot be opened is told in its line;
+ * a listing that cannot be read or rewritten is left out without a word. */
+void __use_profile_data(void);
+
+/* The summary alone: rows for those of the `n` counters that are not negative. */
+void generate_profile_summary(const long long* counters, int n, const char* file_name);
+
+/* The value with commas, 1234567 as "1,234,567", and at least three characters
+ * wide. Valid until the next call, by any thread. */
+char* num_layout(long long value);
+
+/* The first character of the text that is not white space. */
+char* skip_blanks(const char* text);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
