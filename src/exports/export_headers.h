@@ -1,6 +1,12 @@
 // Every header whose routines stand in export_rows.inc.
 #pragma once
 
+#include "console/colour.h"
+#include "console/console_input.h"
+#include "console/console_state.h"
+#include "console/formatted_output.h"
+#include "console/line_output.h"
+#include "console/text_writers.h"
 #include "exports/cxx_notation.h"
 #include "failure/debugger_stubs.h"
 #include "failure/decoder.h"
@@ -20,6 +26,7 @@
 #include "services/execution_profile.h"
 #include "services/file_utilities.h"
 #include "startup/command_line.h"
+#include "startup/configuration.h"
 #include "startup/initialise.h"
 #include "startup/process_end.h"
 #include "startup/runtime_block.h"

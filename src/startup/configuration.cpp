@@ -1,7 +1,6 @@
-// The process's configuration readers: environment, registry.
+#include "startup/configuration.h"
 
 #include "platform/platform.h"
-#include "startup/initialise.h"
 #include "storage/heap.h"
 
 namespace tarn {
@@ -11,6 +10,12 @@ constexpr std::uint32_t kProbeSize = 4;
 constexpr std::uint32_t kRegistryTextSize = 32'768;
 constexpr std::uint32_t kTextType = 1;  // REG_SZ
 constexpr char kConfigurationKey[] = "Software\\Tarnley\\Common";
+
+// The record that "DllGetVersion" fills; its published name is DLLVERSIONINFO.
+struct DllVersion {
+  std::uint32_t size, major, minor, build, platform_id;
+};
+static_assert(sizeof(DllVersion) == 20);
 
 char* environment_text;
 char registry_text[kRegistryTextSize];
@@ -62,5 +67,19 @@ char* ReadRegAndEnv(const char* key, const char* value) {
 }
 
 char* read_config_key(const char* value) { return ReadRegAndEnv(kConfigurationKey, value); }
+
+std::uint32_t GetDllVersion(const char* library) {
+  const platform::Module module = platform::LoadLibraryA(library);
+  if (!module) return 0;
+  std::uint32_t result = 0;
+  const auto get_version = reinterpret_cast<std::int32_t(TARNAPI*)(DllVersion*)>(
+      platform::GetProcAddress(module, "DllGetVersion"));
+  if (get_version) {
+    DllVersion info{sizeof info, 0, 0, 0, 0};
+    if (get_version(&info) >= 0) result = (info.major << 16) | (info.minor & 0xFFFF);
+  }
+  platform::FreeLibrary(module);
+  return result;
+}
 
 }  // namespace tarn

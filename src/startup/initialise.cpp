@@ -1,5 +1,6 @@
 #include "startup/initialise.h"
 
+#include "console/console_state.h"
 #include "failure/exception_handler.h"
 #include "platform/platform.h"
 #include "startup/runtime_block.h"
@@ -106,7 +107,7 @@ extern "C" void __initialise_cpplib() {
   settle_standard_handles();
   __init_pseudo_stack();
   __init_c_io();
-  record_system_facts();
+  __InitialiseConsole();
   kill_dialogbox = 0;
   no_traceback = 0;
   read_switches();

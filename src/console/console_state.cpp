@@ -1,0 +1,258 @@
+#include "console/console_state.h"
+
+#include "startup/configuration.h"
+#include "startup/runtime_block.h"
+#include "storage/byte_block.h"
+#include "storage/heap.h"
+
+namespace tarn {
+
+constinit ConsoleState console{};
+
+namespace {
+
+constexpr std::int32_t kStandardInput = -10;
+constexpr std::int32_t kStandardOutput = -11;
+constexpr std::int32_t kRedirectedWidth = 80;
+
+// Metrics of the system, by their published numbers.
+constexpr std::int32_t kMetricFullScreenWidth = 16;
+constexpr std::int32_t kMetricFullScreenHeight = 17;
+constexpr std::int32_t kMetricSlowMachine = 73;
+
+constexpr std::uint32_t kPlatformPlain = 0;  // under a 16-bit system
+constexpr std::uint32_t kPlatformWindows = 1;
+constexpr std::uint32_t kPlatformNt = 2;
+
+// The cursor that HIDE_CURSOR@ hid; `screen` is kNoHandle if none is hidden.
+struct HiddenCursor {
+  std::int64_t screen = kNoHandle;
+  platform::Status visible;
+} hidden_cursor;
+
+// The numbers that a start sets to 0.
+constexpr std::int32_t ConsoleState::*kZeroAtStart[] = {
+    &ConsoleState::scroll_count,  &ConsoleState::background,      &ConsoleState::text_attribute,
+    &ConsoleState::pending_count, &ConsoleState::pause_threshold, &ConsoleState::screen_width,
+    &ConsoleState::screen_height, &ConsoleState::cursor_x,        &ConsoleState::cursor_y,
+    &ConsoleState::clear_width,   &ConsoleState::pause_enabled,   &ConsoleState::pause_active,
+    &ConsoleState::pause_once,    &ConsoleState::wrap_mode,       &ConsoleState::redirected,
+    &ConsoleState::cursor_hidden, &ConsoleState::read_end,        &ConsoleState::read_error,
+};
+
+void reset_state() {
+  console.colour_stack = nullptr;
+  console.int_stack_free_list = nullptr;
+  console.clear_buffer = nullptr;
+  console.pause_buffer = nullptr;
+  for (const auto field : kZeroAtStart) console.*field = 0;
+  console.read_pos = -1;
+  console.buffered = 1;
+  fill_bytes(console.line_cells, 0, sizeof console.line_cells);
+  console.clear_cell = {};
+  console.screen = {};
+}
+
+void open_handles() {
+  console.output_handle = reinterpret_cast<std::int64_t>(platform::GetStdHandle(kStandardOutput));
+  console.input_handle = reinterpret_cast<std::int64_t>(platform::GetStdHandle(kStandardInput));
+  console.conout_handle = reinterpret_cast<std::int64_t>(platform::CreateFileA(
+      "CONOUT$", platform::kGenericWrite, platform::kShareRead | platform::kShareWrite, nullptr,
+      platform::kOpenExisting, platform::kAttributeNormal, nullptr));
+}
+
+// Also settles nt_platform. The first system of the family 1, and what came
+// before it, had a console that could not be written by cells reliably.
+bool system_has_cells() {
+  const platform::VersionInfo& version = console.version;
+  console.nt_platform = version.platform_id == kPlatformNt;
+  return version.platform_id != kPlatformPlain &&
+         !(version.platform_id == kPlatformWindows && version.major == 4 && version.minor == 0);
+}
+
+// The attribute of the cell under the cursor.
+bool read_attribute(std::uint16_t* attribute) {
+  platform::CharInfo cell{};
+  const platform::Coord place = console.screen.cursor;
+  platform::SmallRect region{place.x, place.y, place.x, place.y};
+  if (!platform::ReadConsoleOutputA(system_handle(console.output_handle), &cell, {1, 1}, {0, 0},
+                                    &region)) {
+    return false;
+  }
+  *attribute = cell.attributes;
+  return true;
+}
+
+// Takes the screen's facts over, or gives false where there is no screen.
+// Whether the user wants it is asked for screens alone: the registry takes time
+// to load.
+bool find_screen() {
+  if (!system_has_cells() || console.output_handle == kNoHandle) return false;
+  const platform::Handle output = system_handle(console.output_handle);
+  std::uint32_t mode;
+  if (!platform::GetConsoleMode(output, &mode)) return false;
+  const char* const enabled = read_config_key("TARNLEY_CONSOLE_ENABLED");
+  if (enabled && *enabled == '0') return false;
+  if (!platform::GetConsoleScreenBufferInfo(output, &console.screen) ||
+      !platform::GetConsoleCursorInfo(output, &console.cursor)) {
+    return false;
+  }
+  const platform::ScreenBufferInfo& screen = console.screen;
+  if (screen.size.x == 0 || screen.window.bottom == 0 || screen.size.y == 0 ||
+      screen.window.right == 0) {
+    return false;
+  }
+  console.screen_width = screen.window.right - screen.window.left + 1;
+  console.screen_height = screen.window.bottom - screen.window.top + 1;
+  console.buffer_height = screen.size.y;
+  console.cursor_x = screen.cursor.x;
+  console.cursor_y = screen.cursor.y;
+  if (console.nt_platform) {
+    console.text_attribute = screen.attributes & 0xFF;
+    console.background = screen.attributes & 0xF0;
+  } else {
+    std::uint16_t attribute;
+    if (!read_attribute(&attribute)) return false;
+    console.background = attribute & 0xF0;
+    console.text_attribute = attribute;
+  }
+  console.pause_threshold = console.buffer_height - 2;
+  console.wrap_mode = 1;
+  return true;
+}
+
+}  // namespace
+
+const DesktopFacts& desktop_facts() {
+  static DesktopFacts facts;
+  static bool known;
+  if (!known) {
+    facts = {GetDllVersion("comctl32.dll"), platform::GetSystemMetrics(kMetricSlowMachine),
+             platform::GetSystemMetrics(kMetricFullScreenWidth),
+             platform::GetSystemMetrics(kMetricFullScreenHeight)};
+    known = true;
+  }
+  return facts;
+}
+
+extern "C" void __InitialiseConsole() {
+  if (console.console_initialised) return;
+  console.console_initialised = 1;
+  reset_state();
+  console.version.length = sizeof console.version;
+  platform::GetVersionExA(&console.version);
+  open_handles();
+  if (!find_screen()) {
+    console.redirected = 1;
+    console.screen_width = kRedirectedWidth;
+  }
+  console.clear_cell = {' ', 0, static_cast<std::uint16_t>(console.text_attribute)};
+  platform::MemoryStatus memory{};
+  memory.length = sizeof memory;
+  if (platform::GlobalMemoryStatusEx(&memory)) console.physical_memory = memory.total_physical;
+}
+
+std::int32_t ConsoleRedirected() { return console.redirected; }
+std::int32_t CONSOLE_REDIRECTED_at() { return ConsoleRedirected(); }
+
+void RedirectConsoleOutput(std::int64_t handle) {
+  console.redirected = 1;
+  console.output_handle = handle;
+}
+void REDIRECT_CONSOLE_OUTPUT_at(const std::int64_t* handle) { RedirectConsoleOutput(*handle); }
+
+void RedirectConsoleInput(std::int64_t handle) { console.input_handle = handle; }
+void REDIRECT_CONSOLE_INPUT_at(const std::int64_t* handle) { RedirectConsoleInput(*handle); }
+
+std::int32_t _get_console_handle(std::int32_t which) {
+  constexpr RuntimeCell kCells[] = {kCellInputHandle, kCellOutputHandle, kCellErrorHandle};
+  return which < 0 || which > 2 ? -1 : static_cast<std::int32_t>(runtime_cell(kCells[which]));
+}
+
+std::int32_t ScreenWidth() { return console.screen_width; }
+std::int32_t ScreenHeight() { return console.screen_height; }
+
+void CursorWrapMode(std::int32_t mode) { console.wrap_mode = mode; }
+void SET_CONSOLE_WRAP_MODE_at(const std::int32_t* mode) { CursorWrapMode(*mode); }
+
+void SetConsoleCursorPos(std::int32_t x, std::int32_t y) {
+  console.cursor_x = x;
+  console.cursor_y = y;
+  if (console.redirected) return;
+  platform::SetConsoleCursorPosition(system_handle(console.output_handle),
+                                     {static_cast<std::int16_t>(x), static_cast<std::int16_t>(y)});
+}
+void SET_CONSOLE_CURSOR_POS_at(const std::int32_t* x, const std::int32_t* y) {
+  SetConsoleCursorPos(*x, *y);
+}
+
+void GetCursorPos(std::int32_t* x, std::int32_t* y) {
+  if (console.redirected) {
+    *x = 0;
+    *y = 0;
+    return;
+  }
+  platform::GetConsoleScreenBufferInfo(system_handle(console.output_handle), &console.screen);
+  *x = console.screen.cursor.x;
+  *y = console.screen.cursor.y;
+}
+void GET_CONSOLE_CURSOR_POS_at(std::int32_t* x, std::int32_t* y) { GetCursorPos(x, y); }
+
+std::int32_t SetConsoleCursorSize(std::int32_t size) {
+  const platform::Handle output = system_handle(console.output_handle);
+  if (console.redirected || !platform::GetConsoleCursorInfo(output, &console.cursor)) return 0;
+  const auto before = static_cast<std::int32_t>(console.cursor.size);
+  console.cursor.size = static_cast<std::uint32_t>(size);
+  platform::SetConsoleCursorInfo(output, &console.cursor);
+  return before;
+}
+std::int32_t SET_CURSOR_SIZE_at(const std::int32_t* size) { return SetConsoleCursorSize(*size); }
+
+void CursorControl(std::int32_t on) {
+  if (on && console.cursor_hidden) {
+    RESTORE_CURSOR_at();
+    console.cursor_hidden = 0;
+  } else if (!on && !console.cursor_hidden) {
+    HIDE_CURSOR_at();
+    console.cursor_hidden = 1;
+  }
+}
+void CURSOR_CONTROL_at(const std::int32_t* on) { CursorControl(*on); }
+
+void HIDE_CURSOR_at() {
+  platform::ConsoleCursorInfo info;
+  const platform::Handle output = system_handle(console.output_handle);
+  if (console.redirected || hidden_cursor.screen != kNoHandle ||
+      !platform::GetConsoleCursorInfo(output, &info)) {
+    return;
+  }
+  hidden_cursor = {console.output_handle, info.visible};
+  info.visible = 0;
+  platform::SetConsoleCursorInfo(output, &info);
+}
+
+// The size that was set in between stays.
+void RESTORE_CURSOR_at() {
+  platform::ConsoleCursorInfo info;
+  const platform::Handle screen = system_handle(hidden_cursor.screen);
+  if (hidden_cursor.screen != kNoHandle && platform::GetConsoleCursorInfo(screen, &info)) {
+    info.visible = hidden_cursor.visible;
+    platform::SetConsoleCursorInfo(screen, &info);
+  }
+  hidden_cursor.screen = kNoHandle;
+}
+
+int_stack* new_int_stack() {
+  int_stack* const node = console.int_stack_free_list;
+  if (!node) return static_cast<int_stack*>(vmalloc(sizeof(int_stack)));
+  console.int_stack_free_list = node->next;
+  return node;
+}
+
+void discard_int_stack(int_stack* node) {
+  if (!node) return;
+  node->next = console.int_stack_free_list;
+  console.int_stack_free_list = node;
+}
+
+}  // namespace tarn

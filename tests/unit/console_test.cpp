@@ -1,0 +1,458 @@
+// The console without a screen: on files. console_model_test.cpp has the screen.
+#include "console/console_state.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+
+#include "console/colour.h"
+#include "console/console_input.h"
+#include "console/formatted_output.h"
+#include "console/line_output.h"
+#include "console/text_writers.h"
+#include "tests/support/raised.h"
+
+namespace {
+
+namespace platform = tarn::platform;
+
+constexpr char kPath[] = "console_test.tmp";
+
+std::int64_t open_file(std::uint32_t access, std::uint32_t creation) {
+  return reinterpret_cast<std::int64_t>(
+      platform::CreateFileA(kPath, access, 3, nullptr, creation, 0, nullptr));
+}
+
+void close_file(std::int64_t handle) { platform::CloseHandle(tarn::system_handle(handle)); }
+
+std::string file_contents() {
+  const std::int64_t file = open_file(platform::kGenericRead, platform::kOpenExisting);
+  std::string text;
+  char block[4096];
+  std::uint32_t got = 0;
+  while (platform::ReadFile(tarn::system_handle(file), block, sizeof block, &got, nullptr) && got) {
+    text.append(block, got);
+  }
+  close_file(file);
+  return text;
+}
+
+// Sends the console's output to a file for a while, and gives what came there.
+template <class F>
+std::string output_of(F&& write) {
+  tarn::test::initialise();
+  const std::int64_t before = tarn::console.output_handle;
+  const std::int64_t file = open_file(platform::kGenericWrite, platform::kCreateAlways);
+  tarn::RedirectConsoleOutput(file);
+  tarn::console.pending_count = 0;
+  tarn::console.buffered = 1;
+  write();
+  tarn::RedirectConsoleOutput(before);
+  close_file(file);
+  std::string text = file_contents();
+  platform::DeleteFileA(kPath);
+  return text;
+}
+
+// Gives the console's input a file with these bytes for a while.
+template <class F>
+void with_input(const std::string& bytes, F&& read) {
+  tarn::test::initialise();
+  std::int64_t file = open_file(platform::kGenericWrite, platform::kCreateAlways);
+  std::uint32_t written;
+  platform::WriteFile(tarn::system_handle(file), bytes.data(),
+                      static_cast<std::uint32_t>(bytes.size()), &written, nullptr);
+  close_file(file);
+  file = open_file(platform::kGenericRead, platform::kOpenExisting);
+  tarn::RedirectConsoleInput(file);
+  tarn::console.read_pos = -1;
+  tarn::console.read_len = 0;
+  tarn::console.read_end = 0;
+  tarn::console.read_error = 0;
+  read();
+  tarn::RedirectConsoleInput(tarn::kNoHandle);
+  close_file(file);
+  platform::DeleteFileA(kPath);
+}
+
+TEST(ConsoleStart, OutputThatIsNoScreenIsRedirected) {
+  tarn::test::initialise();
+  if (!tarn::ConsoleRedirected()) GTEST_SKIP() << "started on a screen";
+  EXPECT_EQ(tarn::ScreenWidth(), 80);
+  EXPECT_EQ(tarn::ScreenHeight(), 0);
+  EXPECT_EQ(tarn::console.wrap_mode, 0);
+  std::int32_t x = 7, y = 7;
+  tarn::GetCursorPos(&x, &y);
+  EXPECT_EQ(x, 0);
+  EXPECT_EQ(y, 0);
+  EXPECT_EQ(tarn::SetConsoleCursorSize(50), 0);
+  tarn::CursorWrapMode(1);
+  tarn::__InitialiseConsole();  // once is enough
+  EXPECT_EQ(tarn::console.wrap_mode, 1);
+  tarn::CursorWrapMode(0);
+  EXPECT_EQ(tarn::_get_console_handle(3), -1);
+  EXPECT_EQ(tarn::_get_console_handle(-1), -1);
+  for (const auto& [which, system] : {std::pair{0, -10}, {1, -11}, {2, -12}}) {
+    EXPECT_EQ(
+        tarn::_get_console_handle(which),
+        static_cast<std::int32_t>(reinterpret_cast<std::int64_t>(platform::GetStdHandle(system))));
+  }
+}
+
+TEST(ConsoleStart, NodesComeBackInTheOrderInWhichTheyWereLeft) {
+  tarn::discard_int_stack(nullptr);
+  tarn::int_stack* const first = tarn::new_int_stack();
+  tarn::int_stack* const second = tarn::new_int_stack();
+  tarn::discard_int_stack(first);
+  tarn::discard_int_stack(second);
+  EXPECT_EQ(tarn::new_int_stack(), second);
+  EXPECT_EQ(tarn::new_int_stack(), first);
+}
+
+// What a file must hold, byte by byte.
+struct FileModel {
+  std::string file, pending;
+  bool buffered = true;
+
+  void back(const std::string& text) {
+    for (const char c : text) {
+      if (c == '\n') file += '\r';
+      if (c != '\0') file += c;
+    }
+  }
+  void flush() {
+    back(pending);
+    pending.clear();
+  }
+  void front(const std::string& text) {
+    if (!buffered) return back(text);
+    for (const char c : text) {
+      pending += c;
+      if (c == '\n' || c == '\r' || pending.size() == 255) flush();
+    }
+  }
+};
+
+std::string random_text(std::mt19937& random) {
+  constexpr std::size_t kLengths[] = {0, 1, 20, 300, 5000};
+  const bool long_lines = random() % 2;
+  std::string text(random() % (kLengths[random() % 5] + 1), '\0');
+  for (char& c : text) {
+    c = static_cast<char>(long_lines ? 'a' + random() % 26 : random() % 40);
+  }
+  return text;
+}
+
+TEST(ConsoleRedirected, AFileHasTheBytesOfAModel) {
+  for (unsigned round = 0; round < 200; ++round) {
+    std::mt19937 random(round);
+    FileModel model;
+    const std::string text = output_of([&] {
+      for (int i = 0; i < 20; ++i) {
+        std::string piece = random_text(random);
+        auto length = static_cast<std::int32_t>(piece.size());
+        const bool terminated = random() % 3 == 0;
+        if (terminated) {
+          length = -1;
+          piece = piece.c_str();
+        }
+        switch (random() % 8) {
+          default:
+            model.front(piece);
+            tarn::output_win32_line(piece.c_str(), length);
+            break;
+          case 0:
+            model.front(std::string(1, piece[0]));
+            tarn::output_win32_char(piece[0]);
+            break;
+          case 1:
+            model.back(piece);
+            tarn::output_unbuffered_win32_line(piece.c_str(), length);
+            break;
+          case 2:
+            model.flush();
+            tarn::FlushConsole();
+            break;
+          case 3:
+            if (random() % 3 == 0) {
+              if (model.buffered) model.flush();
+              model.buffered = !model.buffered;
+              tarn::ConsoleBufferMode(model.buffered);
+            }
+            break;
+        }
+        ASSERT_EQ(std::string(tarn::console.pending_text,
+                              static_cast<std::size_t>(tarn::console.pending_count)),
+                  model.pending)
+            << "round " << round << " step " << i;
+      }
+    });
+    ASSERT_EQ(text, model.file) << "round " << round;
+  }
+}
+
+TEST(ConsoleRedirected, ColoursClearingAndPauseDoNothing) {
+  const std::string text = output_of([] {
+    tarn::output_win32_line("a", 1);
+    EXPECT_EQ(tarn::SetConsoleColour(12), 0);
+    EXPECT_EQ(tarn::SetConsoleBackground(3), 0);
+    tarn::PushConsoleColour(5);
+    tarn::PopConsoleColour();
+    tarn::SetTextAttribute(9);
+    EXPECT_EQ(tarn::console.text_attribute, 0);
+    tarn::ClearCurrentLine();
+    tarn::ClearToCursorPos();
+    tarn::ClearToEOL();
+    tarn::ConsolePauseMode(-1);
+    EXPECT_EQ(tarn::console.pause_enabled, 0);
+    tarn::OutputPauseMessage();
+    EXPECT_EQ(tarn::ConsolePaused(), 0);
+    tarn::CursorControl(0);
+    tarn::CursorControl(1);
+    EXPECT_EQ(tarn::console.pending_count, 1);
+    tarn::FreeConsoleInstance();
+  });
+  EXPECT_EQ(text, "a");
+}
+
+TEST(ConsoleRedirected, HandlesThatTakeNothing) {
+  tarn::test::initialise();
+  const std::int64_t before = tarn::console.output_handle;
+  const std::int64_t closed = open_file(platform::kGenericWrite, platform::kCreateAlways);
+  close_file(closed);
+  platform::DeleteFileA(kPath);
+  for (const std::int64_t handle : {closed, tarn::kNoHandle, std::int64_t{0}}) {
+    tarn::RedirectConsoleOutput(handle);
+    tarn::ConsoleWrite("lost\n");
+    EXPECT_EQ(tarn::ConsolePrintf("%d", 1234), 4);
+    EXPECT_EQ(tarn::__HandlePrintf(handle, "%d", 1234), 0);
+    tarn::RedirectConsoleInput(handle);
+    tarn::console.read_pos = -1;
+    tarn::console.read_end = 0;
+    tarn::console.read_error = 0;
+    std::int32_t count = 0;
+    char buffer[8];
+    EXPECT_EQ(tarn::ConsoleRead(buffer, sizeof buffer, &count), 0);
+    EXPECT_EQ(count, -1);
+    EXPECT_EQ(tarn::console.read_error, 1);
+    std::int32_t key = 4711;
+    tarn::get_key(&key);
+    EXPECT_EQ(key, handle == tarn::kNoHandle ? -1 : 4711);
+  }
+  tarn::RedirectConsoleInput(tarn::kNoHandle);
+  tarn::RedirectConsoleOutput(before);
+}
+
+TEST(ConsoleInput, LinesOfAFile) {
+  const std::string block(4096, 'x');
+  const std::string almost(4095, 'x');
+  const struct {
+    const char* name;
+    std::string bytes;
+    std::vector<std::string> lines;  // then the end, for good
+  } cases[] = {
+      {"LF", "abc\nde\n", {"abc", "de"}},
+      {"CR", "abc\rde\r", {"abc", "de"}},
+      {"CR LF", "abc\r\nde\r\n", {"abc", "de"}},
+      {"one more line end is swallowed",
+       "abc\n\nde\r\rf\n\rg\n\n\nh\n",
+       {"abc", "de", "f", "g", "", "h"}},
+      {"empty lines", "\r\n\r\n", {"", ""}},
+      {"nothing", "", {}},
+      {"a last line without an end is lost", "abc\nde", {"abc"}},
+      {"Ctrl-Z keeps it",
+       "abc\nde\x1A"
+       "f\n",
+       {"abc", "de"}},
+      {"Ctrl-Z first",
+       "\x1A"
+       "abc\n",
+       {}},
+      {"Ctrl-Z behind a line",
+       "abc\n\x1A"
+       "de\n",
+       {"abc"}},
+      {"NULs are characters", std::string("a\0b\n", 4), {std::string("a\0b", 3)}},
+      {"a line end across the block", almost + "\r\nab\n", {almost, "ab"}},
+      {"a line end behind the block", block + "\nab\n", {block, "ab"}},
+      {"a line across the block", block + "ab\ncd\n", {block + "ab", "cd"}},
+      {"Ctrl-Z at the start of a block",
+       block.substr(0, 4095) + "\n\x1A"
+                               "ab\n",
+       {almost}},
+      {"a text lost for a Ctrl-Z behind its block",
+       block + "\x1A"
+               "ab\n",
+       {}},
+  };
+  char buffer[5000];
+  for (const auto& c : cases) {
+    with_input(c.bytes, [&] {
+      std::int32_t count;
+      for (const std::string& line : c.lines) {
+        EXPECT_EQ(tarn::ConsoleRead(buffer, sizeof buffer, &count), 0) << c.name;
+        ASSERT_GE(count, 0) << c.name;
+        EXPECT_EQ(std::string(buffer, static_cast<std::size_t>(count)), line) << c.name;
+      }
+      for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(tarn::ConsoleRead(buffer, sizeof buffer, &count), 0) << c.name;
+        EXPECT_EQ(count, -1) << c.name;
+      }
+    });
+  }
+}
+
+TEST(ConsoleInput, WhatDoesNotFitComesWithTheNextCall) {
+  with_input("abcdefg\nh\n", [] {
+    char buffer[] = "####";
+    std::int32_t count;
+    for (const char* const piece : {"abc", "def", "g", "h"}) {
+      EXPECT_EQ(tarn::ConsoleRead(buffer, 0, &count), 0);
+      EXPECT_EQ(count, 0);
+      EXPECT_EQ(tarn::ConsoleRead(buffer, -5, &count), 0);
+      EXPECT_EQ(count, 0);
+      EXPECT_EQ(tarn::ConsoleRead(buffer, 3, &count), 0);
+      EXPECT_EQ(std::string(buffer, static_cast<std::size_t>(count)), piece);
+      EXPECT_EQ(buffer[3], '#');
+    }
+  });
+}
+
+TEST(ConsoleInput, APromptIsFlushedBeforeTheRead) {
+  const std::string text = output_of([] {
+    tarn::ConsoleWrite("name? ");
+    char buffer[4];
+    std::int32_t count;
+    tarn::ConsoleRead(buffer, sizeof buffer, &count);
+    EXPECT_EQ(tarn::console.pending_count, 0);
+  });
+  EXPECT_EQ(text, "name? ");
+}
+
+TEST(ConsoleColours, OptionsAreALetterWithItsMarks) {
+  const struct {
+    const char* text;
+    std::uint32_t colour;
+    int behind;
+  } cases[] = {
+      {"R", 4, 1}, {"-r;", 12, 3}, {"x;", 99, 2}, {"", 99, 0},   {"-", 99, 1},   {"-;", 99, 2},
+      {"k", 0, 1}, {"-W9", 15, 2}, {";R", 99, 1}, {"y;;", 6, 2}, {"--R", 99, 2},
+  };
+  for (const auto& c : cases) {
+    const char* cursor = c.text;
+    std::uint32_t colour = 99;
+    tarn::ProcessColourOption(&cursor, &colour);
+    EXPECT_EQ(colour, c.colour) << c.text;
+    EXPECT_EQ(cursor - c.text, c.behind) << c.text;
+  }
+  std::string known;
+  for (int c = -128; c < 128; ++c) {
+    const std::int32_t colour = tarn::colour_from_code(static_cast<char>(c));
+    if (colour >= 0) known += static_cast<char>(c) + std::to_string(colour);
+  }
+  EXPECT_EQ(known, "B1C3G2K0M5R4W7Y6b1c3g2k0m5r4w7y6");
+}
+
+TEST(ConsoleFormatted, LinesAreCentred) {
+  const struct {
+    const char* text;
+    std::int32_t length, width;
+    const char* centred;
+  } cases[] = {
+      {"abc", 3, 3, "abc"}, {"abc", 3, 4, " abc"}, {"abc", 3, 5, " abc"}, {"abc", 3, 6, "  abc"},
+      {"abc", 3, 2, "abc"}, {"abc", 3, -9, "abc"}, {"", 0, 3, "  "},      {"abc", 1, 4, "  abc"},
+  };
+  for (const auto& c : cases) {
+    char centred[16];
+    tarn::centre_line(c.text, centred, c.length, c.width);
+    EXPECT_STREQ(centred, c.centred) << c.text << " in " << c.width;
+  }
+}
+
+TEST(ConsoleFormatted, LongTextsAreShownWhole) {
+  const std::string longer(5000, 'x');
+  std::int64_t handle;
+  const std::string text = output_of([&] {
+    EXPECT_EQ(tarn::ConsolePrintf("%s|", longer.c_str()), 5001);
+    EXPECT_EQ(tarn::ConsolePrintfC("%s\n", longer.c_str()), 5000);
+    EXPECT_EQ(tarn::ConsolePrintf("%2000000d", 1), 1023);
+    handle = tarn::console.output_handle;
+    EXPECT_EQ(tarn::__HandlePrintf(handle, "%s\n", longer.c_str()), 5001);
+    EXPECT_EQ(tarn::__HandlePrintf(tarn::kNoHandle, "%d", 1), 0);
+  });
+  EXPECT_EQ(text, longer + "|" + longer + "\r\n" + std::string(1023, ' ') + longer + "\n");
+}
+
+TEST(ConsoleFormatted, CentredTextsCountWithoutTheirLineEnds) {
+  const struct {
+    const char* text;
+    std::int32_t visible;
+  } cases[] = {{"abc\n", 3}, {"abc", 3}, {"abc\r\n\n", 3}, {"\n", 1},
+               {"\r\n", 1},  {"", 0},    {"a\nb\n", 3}};
+  for (const auto& c : cases) {
+    output_of([&] { EXPECT_EQ(tarn::ConsolePrintfC("%s", c.text), c.visible) << c.text; });
+  }
+}
+
+std::string with_crlf(std::string text) {
+  for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += 2) {
+    text.insert(at, 1, '\r');
+  }
+  return text;
+}
+
+TEST(ConsoleFormatted, BoxesAreFramedAndShadowed) {
+  const struct {
+    std::int32_t style, shadow;
+    const char* text;
+    std::int32_t width;
+    std::string box;
+  } cases[] = {
+      {1, 0, "ab", 2,
+       "\xDA\xC4\xC4\xC4\xC4\xBF\n\xB3 ab \xB3#\n\xC0\xC4\xC4\xC4\xC4\xD9#\n######\n"},
+      {2, -1, "abc\nd\n", 3,
+       "\xC9\xCD\xCD\xCD\xCD\xCD\xBB\n\xBA abc \xBA\n\xBA  d  \xBA\n\xBA     \xBA\n"
+       "\xC8\xCD\xCD\xCD\xCD\xCD\xBC\n"},
+      {0, 15, "", 0, "    \n    #\n    #\n####\n"},
+      {6, -1, "x", 1, "\xDA\xC4\xC4\xC4\xBF\n\xB3 x \xB3\n\xC0\xC4\xC4\xC4\xD9\n"},
+      {-1, -1, "x", 1, "\xDA\xC4\xC4\xC4\xBF\n\xB3 x \xB3\n\xC0\xC4\xC4\xC4\xD9\n"},
+  };
+  const char character = tarn::SetBoxChar('#');
+  EXPECT_EQ(static_cast<std::uint8_t>(character), 0xDB);
+  for (const auto& c : cases) {
+    tarn::SetBoxShadow(c.shadow);
+    const std::string text =
+        output_of([&] { EXPECT_EQ(tarn::ConsoleBoxPrint(c.style, 1, 2, "%s", c.text), c.width); });
+    EXPECT_EQ(text, with_crlf(c.box)) << c.text;
+  }
+  EXPECT_EQ(tarn::SetBoxShadow(16), -1);
+  EXPECT_EQ(tarn::SetBoxShadow(-2), -1);
+  EXPECT_EQ(tarn::SetBoxShadow(0), -1);
+  EXPECT_EQ(tarn::SetBoxChar(character), '#');
+
+  const std::string line(100, 'x');
+  const std::string cut =
+      output_of([&] { EXPECT_EQ(tarn::ConsoleBoxPrint(5, 16, 16, "%s\nb", line.c_str()), 74); });
+  EXPECT_NE(cut.find("\xDB " + line.substr(0, 74) + " \xDB\xDB\r\n"), std::string::npos);
+}
+
+TEST(ConsoleFortranForms, DereferenceAndCallThePlainForms) {
+  const std::string text = output_of([] {
+    const char c = '!';
+    const std::int32_t mode = 0;
+    tarn::CONSOLE_WRITE_at("hello there", 5);
+    tarn::CONSOLE_WRITE_CHAR_at(&c);
+    tarn::FLUSH_CONSOLE_at();
+    tarn::SET_CONSOLE_BUFFER_MODE_at(&mode);
+    tarn::CONSOLE_WRITE_at("-", 1);
+    EXPECT_EQ(tarn::CONSOLE_REDIRECTED_at(), 1);
+    const std::int64_t handle = tarn::kNoHandle;
+    tarn::REDIRECT_CONSOLE_OUTPUT_at(&handle);
+    EXPECT_EQ(tarn::console.output_handle, tarn::kNoHandle);
+  });
+  EXPECT_EQ(text, "hello!-");
+}
+
+}  // namespace
