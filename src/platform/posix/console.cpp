@@ -117,15 +117,14 @@ void put_printable(const char* from, char (&to)[kTitleSize]) {
 }  // namespace
 
 // Start-up asks this of every program, and most of them never use the cells:
-// the first call of the process leaves the terminal alone and tells the cursor
-// as (0, 0). Every later one asks the terminal if need be.
+// the first call leaves the terminal alone and tells the cursor as (0, 0). Every
+// later one asks the terminal if need be.
 Status GetConsoleScreenBufferInfo(Handle handle, ScreenBufferInfo* info) {
-  static bool called;
   const ScreenLock lock;
-  const ScreenState* const screen = select_screen(handle);
+  ScreenState* const screen = select_screen(handle);
   if (screen == nullptr) return 0;
-  if (called && !settle_screen()) return 0;
-  called = true;
+  if (screen->looked_at && !settle_screen()) return 0;
+  screen->looked_at = true;
   const int right = screen->size.x < screen->window_size.x ? screen->size.x : screen->window_size.x;
   const int end = screen->top + screen->window_size.y;
   info->size = screen->size;

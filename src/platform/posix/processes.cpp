@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include "platform/posix/program_start.h"
+#include "platform/posix/terminal.h"
 
 namespace tarn::platform {
 namespace {
@@ -105,6 +106,7 @@ void look_at(Process* process) {
   pollfd end{process->descriptor, POLLIN, 0};
   if (poll(&end, 1, 0) != 1) return;
   process->ended = true;
+  lose_screen();  // it may have printed
   int status;
   if (!process->is_child || waitpid(process->id, &status, WNOHANG) != process->id) return;
   if (process->terminated) return;

@@ -30,6 +30,8 @@ constexpr std::uint32_t kBlockSize = 50;
 // Up to so many cells that are shown are drawn again instead of a move.
 constexpr int kBridge = 5;
 constexpr int kFinishMilliseconds = 200;
+constexpr char kShowCursor[] = "\x1B[?25h";
+constexpr char kHideCursor[] = "\x1B[?25l";
 
 pthread_mutex_t screen_lock = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
 
@@ -47,8 +49,8 @@ int reader = -1;    // that reads; may be the same
 bool located;       // the cursor is known, and with it all else
 bool lost;          // no longer, by what others did
 bool answers;       // the terminal tells where its cursor is
-bool drawn;
-bool cursor_away;  // the terminal's is not at its place
+bool touched;       // cells or cursor of the terminal
+bool cursor_away;   // the terminal's is not at its place
 bool title_kept;
 int floor_row;  // the last row that has text from before
 
@@ -89,7 +91,7 @@ ScreenState* select_descriptor(int descriptor) {
     return nullptr;
   }
   finish_screen();
-  state = {kind, size, size, {0, 0}, 0, kFirstLook};
+  state = {kind, size, size, {0, 0}, 0, kFirstLook, false};
   device = found;
   answers = true;
   return &state;
@@ -184,6 +186,7 @@ void move_terminal_cursor() {
   const int last = state.size.x - 1;
   out.move_to(state.cursor.x > last ? last : state.cursor.x, window_row(state.cursor.y));
   cursor_away = false;
+  touched = true;
 }
 
 int at_most(int value, int limit) { return value < limit ? value : limit; }
@@ -261,6 +264,13 @@ bool follow_text(const std::uint8_t* text, std::size_t count) {
   return known && state.cursor.x < columns && state.cursor.x <= state.size.x;
 }
 
+// A line feed takes the terminal to the start of the next row.
+bool ends_lines(int descriptor) {
+  termios flags;
+  constexpr tcflag_t kBoth = OPOST | ONLCR;
+  return tcgetattr(descriptor, &flags) == 0 && (flags.c_oflag & kBoth) == kBoth;
+}
+
 void follow(int descriptor, const void* bytes, std::size_t count, bool sure) {
   if (!look(&in_use) || count == 0) return;
   if (terminal_device(descriptor) != device) return;
@@ -270,7 +280,8 @@ void follow(int descriptor, const void* bytes, std::size_t count, bool sure) {
     return;
   }
   if (look(&in_use) && located) {
-    const bool known = follow_text(static_cast<const std::uint8_t*>(bytes), count);
+    const bool known =
+        ends_lines(descriptor) && follow_text(static_cast<const std::uint8_t*>(bytes), count);
     if (!known || !sure) lose_screen();
   }
   pthread_mutex_unlock(&screen_lock);
@@ -336,7 +347,7 @@ bool use_screen() {
   reader = open_reader();
   out.begin(terminal, state.kind.colours, -1);
   state.cursor_look = kFirstLook;
-  located = lost = drawn = cursor_away = title_kept = false;
+  located = lost = touched = cursor_away = title_kept = false;
   __atomic_store_n(&in_use, true, __ATOMIC_RELEASE);
   restore_at_every_end();
   return true;
@@ -399,7 +410,7 @@ void draw_row(int row, int left, int right) {
       out.put_cell(line[x]);
       cell_at(x, row).unused = kShown;
     }
-    drawn = cursor_away = true;
+    touched = cursor_away = true;
   }
 }
 
@@ -423,7 +434,7 @@ void set_cursor_look(ConsoleCursorInfo look) {
   const ConsoleCursorInfo before = state.cursor_look;
   state.cursor_look = look;
   if ((look.visible != 0) != (before.visible != 0)) {
-    out.put(look.visible ? "\x1B[?25h" : "\x1B[?25l");
+    out.put(look.visible ? kShowCursor : kHideCursor);
   }
   if (look.size != before.size) put_shape(out, look.size);
 }
@@ -452,7 +463,7 @@ bool return_cursor() {
 
 void ring_terminal() { out.put("\a"); }
 
-bool screen_in_use() { return look(&in_use); }
+int screen_terminal() { return look(&in_use) ? terminal : -1; }
 
 void follow_output(int descriptor, const void* bytes, std::size_t count) {
   follow(descriptor, bytes, count, true);
@@ -464,16 +475,22 @@ void follow_echo(int descriptor, const void* bytes, std::size_t count) {
 
 void lose_screen() { __atomic_store_n(&lost, true, __ATOMIC_RELEASE); }
 
+void show_cursor(bool shown) {
+  if (!look(&in_use) || state.cursor_look.visible) return;
+  write_terminal(terminal, shown ? kShowCursor : kHideCursor, sizeof kShowCursor - 1,
+                 kFinishMilliseconds);
+}
+
 void finish_screen() {
   const bool used = __atomic_exchange_n(&in_use, false, __ATOMIC_ACQ_REL);
   device = 0;
   if (!used) return;
   closing.begin(terminal, true, kFinishMilliseconds);
-  if (drawn) closing.put("\x1B[m");
-  if (state.cursor_look.visible == 0) closing.put("\x1B[?25h");
+  if (touched) closing.put("\x1B[m");
+  if (state.cursor_look.visible == 0) closing.put(kShowCursor);
   if (state.cursor_look.size != kFirstLook.size) put_shape(closing, kFirstLook.size);
   if (title_kept) closing.put("\x1B[23;2t");
-  if (drawn && !in_background(terminal)) {
+  if (touched && !in_background(terminal)) {
     const int lowest = lowest_row();
     if (look(&lost)) {
       if (state.cursor.x > 0) closing.put("\r\n");

@@ -33,6 +33,7 @@ struct ScreenState {
   int top;            // row of the buffer at the window's top; negative if rows
                       // that are no longer in the buffer stand above it
   ConsoleCursorInfo cursor_look;
+  bool looked_at;  // by the start-up
 };
 
 // Makes the terminal behind the handle the screen without touching it. Null,

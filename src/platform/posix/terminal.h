@@ -53,8 +53,9 @@ std::size_t drop_late_answer(void* bytes, std::size_t count);
 
 // ---- Screen -------------------------------------------------------------------
 
-// True between the first use of the terminal's cells and the end.
-bool screen_in_use();
+// A descriptor by which the screen's terminal is written, from the first use of
+// its cells to the end; else -1.
+int screen_terminal();
 
 // Bytes that went to the screen's terminal, or came from it with their echo,
 // past the operations on cells: the kept cursor follows them.
@@ -64,6 +65,10 @@ void follow_echo(int descriptor, const void* bytes, std::size_t count);
 // The terminal was used by others, such as a child process: its cursor is
 // asked for again and no cell counts as drawn. May be called in a signal handler.
 void lose_screen();
+
+// While the screen hides the terminal's cursor: shows it to others, or hides it
+// again. May be called in a signal handler.
+void show_cursor(bool shown);
 
 // Puts attributes, cursor and title back, and the cursor on a fresh line below
 // the output. May be called in a signal handler, and more than once; the next

@@ -199,7 +199,7 @@ Answer ask_cursor(int terminal, int reader, int* column, int* row) {
 
 std::size_t take_held_input(int descriptor, void* buffer, std::size_t size, bool* whole) {
   *whole = false;
-  if (!screen_in_use() && held_count == 0) return 0;
+  if (__atomic_load_n(&held_count, __ATOMIC_ACQUIRE) == 0) return 0;
   termios flags;
   if (lacks_input_lock()) return 0;
   std::size_t count = 0;
@@ -222,8 +222,10 @@ std::size_t take_held_input(int descriptor, void* buffer, std::size_t size, bool
     }
     if (count == size) *whole = true;
     if ((flags.c_lflag & ECHO) != 0 && count > held_echoed) {
-      write_terminal(descriptor, reinterpret_cast<const char*>(held) + held_echoed,
-                     count - held_echoed, -1);
+      // The reader's descriptor may not be one to write by.
+      const int terminal = screen_terminal();
+      write_terminal(terminal >= 0 ? terminal : descriptor,
+                     reinterpret_cast<const char*>(held) + held_echoed, count - held_echoed, -1);
     }
     const bool ended = *whole && count < held_count && lines && count < size &&
                        (count == 0 || static_cast<std::uint8_t*>(buffer)[count - 1] != '\n');

@@ -42,8 +42,31 @@ void restore_and_end(int signal_number) {
   errno = kept_errno;
 }
 
-// Stopped and continued: others have used the terminal.
-void on_continue(int) { lose_screen(); }
+// The shell that takes over gets a cursor; afterwards others have used the
+// terminal.
+void on_stop(int number) {
+  const int kept_errno = errno;
+  show_cursor(true);
+  struct sigaction ours, default_action{};
+  default_action.sa_handler = SIG_DFL;
+  sigemptyset(&default_action.sa_mask);
+  sigset_t stop, kept;
+  sigemptyset(&stop);
+  sigaddset(&stop, number);
+  sigaction(number, &default_action, &ours);
+  raise(number);
+  pthread_sigmask(SIG_UNBLOCK, &stop, &kept);  // stops here
+  pthread_sigmask(SIG_SETMASK, &kept, nullptr);
+  sigaction(number, &ours, nullptr);
+  errno = kept_errno;
+}
+
+void on_continue(int) {
+  const int kept_errno = errno;
+  lose_screen();
+  if (changed_terminal < 0 || !in_background(changed_terminal)) show_cursor(false);
+  errno = kept_errno;
+}
 
 void handle_default(int number, void (*handler)(int), int flags) {
   struct sigaction present;
@@ -68,13 +91,13 @@ const OpenObject* find_terminal(Handle handle, termios* flags) {
 // What ends a process and has no handler yet gets ours; a handler that is
 // there ends the process through ExitProcess, or passes the signal on.
 void restore_at_every_end() {
-  static bool done;
-  if (__atomic_exchange_n(&done, true, __ATOMIC_RELAXED)) return;
+  static bool listed;
   constexpr int kEnding[] = {SIGHUP, SIGINT,  SIGQUIT, SIGTERM, SIGABRT, SIGSEGV, SIGBUS,  SIGFPE,
                              SIGILL, SIGTRAP, SIGALRM, SIGUSR1, SIGUSR2, SIGXCPU, SIGXFSZ, SIGSYS};
-  atexit(&restore_terminal);
+  if (!__atomic_exchange_n(&listed, true, __ATOMIC_RELAXED)) atexit(&restore_terminal);
   constexpr auto kOnce = static_cast<int>(SA_RESETHAND | SA_NODEFER | SA_ONSTACK);
   for (const int number : kEnding) handle_default(number, &restore_and_end, kOnce);
+  handle_default(SIGTSTP, &on_stop, SA_RESTART | SA_ONSTACK);
   handle_default(SIGCONT, &on_continue, SA_RESTART | SA_ONSTACK);
 }
 
@@ -96,8 +119,11 @@ void restore_terminal() {
   sigaddset(&stop, SIGTTOU);
   pthread_sigmask(SIG_BLOCK, &stop, &kept);
   finish_screen();
-  const int terminal = __atomic_load_n(&changed_terminal, __ATOMIC_ACQUIRE);
-  if (terminal >= 0) tcsetattr(terminal, TCSANOW, &original);
+  const int terminal = __atomic_exchange_n(&changed_terminal, -1, __ATOMIC_ACQ_REL);
+  if (terminal >= 0) {
+    tcsetattr(terminal, TCSANOW, &original);
+    close(terminal);
+  }
   pthread_sigmask(SIG_SETMASK, &kept, nullptr);
 }
 
