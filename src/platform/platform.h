@@ -305,9 +305,9 @@ struct InputRecord {
 };
 static_assert(sizeof(InputRecord) == 20);
 
-// On the host the first call of a process, that of the start-up, leaves the
-// terminal alone and tells the cursor as (0, 0); from the second call on the
-// terminal is asked where it is, if need be.
+// On the host the first call for a terminal, that of the start-up, leaves it
+// alone and tells the cursor as (0, 0); from the second call on the terminal is
+// asked where the cursor is, if need be.
 TARNAPI Status GetConsoleScreenBufferInfo(Handle screen, ScreenBufferInfo* info);
 TARNAPI Status GetConsoleCursorInfo(Handle screen, ConsoleCursorInfo* info);
 TARNAPI Status SetConsoleCursorInfo(Handle screen, const ConsoleCursorInfo* info);

@@ -23,7 +23,7 @@ enum Shown : std::uint8_t {
 };
 constexpr CharInfo kBlank{' ', kUnknown, kPlainAttribute};
 
-constexpr long kMaxCells = 1L << 22;
+constexpr std::size_t kMaxCells = 1 << 22;
 // Half a cell and up is a block, less an underline. A console starts with 25.
 constexpr ConsoleCursorInfo kFirstLook{25, 1};
 constexpr std::uint32_t kBlockSize = 50;
@@ -38,7 +38,7 @@ pthread_mutex_t screen_lock = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
 ScreenState state{};
 unsigned device;  // of the selected terminal; 0: none
 CharInfo* cells;
-long cell_room;
+std::size_t cell_room;
 TerminalWriter out;
 TerminalWriter closing;  // by the end of the process, whoever writes just then
 
@@ -55,6 +55,10 @@ bool title_kept;
 int floor_row;  // the last row that has text from before
 
 bool look(bool* value) { return __atomic_load_n(value, __ATOMIC_ACQUIRE); }
+
+std::size_t cell_count(Coord size) {
+  return static_cast<std::size_t>(size.x) * static_cast<std::size_t>(size.y);
+}
 
 CharInfo& cell_at(int column, int row) { return cells[row * state.size.x + column]; }
 
@@ -86,7 +90,7 @@ ScreenState* select_descriptor(int descriptor) {
   if (found == device) return &state;
   Coord size;
   const TerminalKind kind = kind_by_environment();
-  if (!kind.cells || !window_of(descriptor, &size) || long{size.x} * size.y > kMaxCells) {
+  if (!kind.cells || !window_of(descriptor, &size) || cell_count(size) > kMaxCells) {
     fail(kErrorInvalidHandle);
     return nullptr;
   }
@@ -122,8 +126,8 @@ void close_descriptors() {
 
 // What was drawn may be gone; what is still to be drawn stays so.
 void forget_shown() {
-  const long count = long{state.size.x} * state.size.y;
-  for (long i = 0; i < count; ++i) {
+  const std::size_t count = cell_count(state.size);
+  for (std::size_t i = 0; i < count; ++i) {
     if (cells[i].unused == kShown) cells[i].unused = kUnknown;
   }
 }
@@ -134,12 +138,10 @@ bool in_window(int row) { return window_row(row) >= 0 && window_row(row) < state
 
 // The buffer's rows move up by one. `fresh`: the terminal's did so too.
 void roll(bool fresh) {
-  const long row = state.size.x;
-  memmove(cells, cells + row, sizeof(CharInfo) * row * (state.size.y - 1));
-  for (long i = 0; i < row; ++i) {
-    CharInfo& cell = cells[row * (state.size.y - 1) + i];
-    cell = kBlank;
-    cell.unused = fresh ? kShown : kUnknown;
+  const std::size_t kept = cell_count({state.size.x, static_cast<std::int16_t>(state.size.y - 1)});
+  memmove(cells, cells + state.size.x, sizeof(CharInfo) * kept);
+  for (int x = 0; x < state.size.x; ++x) {
+    cells[kept + static_cast<std::size_t>(x)] = {' ', fresh ? kShown : kUnknown, kPlainAttribute};
   }
   if (floor_row >= 0) --floor_row;
 }
@@ -334,14 +336,14 @@ ScreenState* select_any_screen() {
 bool use_screen() {
   if (look(&in_use)) return true;
   close_descriptors();
-  const long wanted = long{state.size.x} * state.size.y;
+  const std::size_t wanted = cell_count(state.size);
   if (wanted > cell_room) {
     auto* const room = static_cast<CharInfo*>(realloc(cells, sizeof(CharInfo) * wanted));
     if (room == nullptr) return fail(kErrorNotEnoughMemory) != 0;
     cells = room;
     cell_room = wanted;
   }
-  for (long i = 0; i < wanted; ++i) cells[i] = kBlank;
+  for (std::size_t i = 0; i < wanted; ++i) cells[i] = kBlank;
   terminal = fcntl(selected, F_DUPFD_CLOEXEC, static_cast<int>(kStandardHandles));
   if (terminal < 0) return fail_by_errno() != 0;
   reader = open_reader();
