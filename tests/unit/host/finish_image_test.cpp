@@ -172,6 +172,21 @@ TEST(FinishedImage, ConstructorsRunBackwardsBeforeTheInitialisersOfNotes) {
                                              u64(LinkedImage::kInitialiser));
 }
 
+TEST(FinishedImage, AProfileBlocksLinesAreMarked) {
+  LinkedImage linked;
+  const std::uint32_t block = linked.number(3);
+  for (int line = 0; line < 3; ++line) linked.number(0);
+  const std::uint32_t path = linked.literal("a.for");
+  linked.note(18, block + 8 * 2);  // before the block's own note
+  linked.note(15, block, "", "", 3);
+  Image image = finished(linked);
+  const std::uint64_t wanted[] = {3, ~std::uint64_t{0}, 0, ~std::uint64_t{0}};
+  for (std::uint32_t i = 0; i < 4; ++i) {
+    EXPECT_EQ(finisher::read_u64(image, block + 8 * i, "a cell"), wanted[i]) << i;
+  }
+  EXPECT_EQ(bytes_at(image, path, 6), text("a.for"));
+}
+
 TEST(FinishedImage, TheRoutineTableStandsWhereTheMarkLeads) {
   Image image = finished(full_program());
   EXPECT_EQ(std::memcmp(image.dos_part.data() + 0x10, "BRACKENMOOR", 11), 0);
@@ -289,6 +304,7 @@ TEST(Refused, EachWithItsReason) {
        }},
       {"holds another address too",
        [](auto& l) { l.note(7, l.address(LinkedImage::kMain), "NAME", "", 8); }},
+      {"a profile block at", [](auto& l) { l.note(15, l.number(1), "", "", ~std::uint64_t{0}); }},
       {"is not code", [](auto& l) { l.note(10, l.number(0)); }},
       {"needs the names", [](auto& l) { l.note(16, l.number(0), "LIBRARY"); }},
       {"the constructor list is damaged",
