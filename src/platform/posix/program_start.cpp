@@ -17,6 +17,7 @@ namespace {
 constexpr char kBlanks[] = " \t";
 constexpr char kDefaultShell[] = "/bin/sh";
 constexpr char kExtension[] = ".exe";
+constexpr std::size_t kMostPathText = 10 * kPathSize;  // two, of quotes that take four bytes each
 constexpr std::size_t kMostAdded = 4;  // arguments that this file adds itself, null included
 
 bool is_blank(char c) { return c == ' ' || c == '\t'; }
@@ -103,15 +104,51 @@ bool find_named(const char* line, Name* name, char (&found)[kPathSize]) {
   return false;
 }
 
+Name first_word(const char* line, const char* end) {
+  if (*line == '"') return quoted_name(line);
+  const std::size_t length = strcspn(line, end);
+  return {line, length, line + length};
+}
+
 // The text behind "cmd /c", or null.
 const char* shell_text(const char* line) {
-  const Name name = *line == '"'
-                        ? quoted_name(line)
-                        : Name{line, strcspn(line, kBlanks), line + strcspn(line, kBlanks)};
+  const Name name = first_word(line, kBlanks);
   const bool is_cmd = (name.length == 3 && strncasecmp(name.text, "cmd", 3) == 0) ||
                       (name.length == 7 && strncasecmp(name.text, "cmd.exe", 7) == 0);
   const char* const option = name.rest + strspn(name.rest, kBlanks);
   return is_cmd && strncasecmp(option, "/c", 2) == 0 ? option + 2 : nullptr;
+}
+
+char* put_quoted(char* to, const char* text) {
+  *to++ = '\'';
+  for (; *text; ++text) {
+    if (*text == '\'') to = stpcpy(to, "'\\'");
+    *to++ = *text;
+  }
+  *to++ = '\'';
+  return to;
+}
+
+// What the shell is to run. A program image at the beginning, or a path as
+// Windows writes it, is one that the shell doesn't know: it is put as the host
+// would name it.
+void put_shell_command(char* to, const char* text) {
+  constexpr char kEndOfWord[] = " \t<>|&;";
+  char runner[kPathSize], found[kPathSize];
+  text += strspn(text, kBlanks);
+  const Name name = first_word(text, kEndOfWord);
+  const bool is_path = memchr(name.text, '\\', name.length) || memchr(name.text, ':', name.length);
+  if (find_program(name.text, name.length, found)) {
+    const bool image = is_image(found);
+    const ssize_t length = readlink("/proc/self/exe", runner, sizeof runner - 1);
+    runner[length > 0 ? length : 0] = '\0';
+    if (image && has_program()) to = stpcpy(put_quoted(to, runner), " ");
+    if (image ? has_program() : is_path) {
+      to = put_quoted(to, found);
+      text = name.rest;
+    }
+  }
+  strcpy(to, text);
 }
 
 const char* shell() {
@@ -186,7 +223,7 @@ bool read_command(const char* command_line, HostCommand* command) {
   }
 
   const std::size_t pointers = (length / 2 + kMostAdded + 1) * sizeof(char*);
-  const std::size_t most_text = length + 2 * kPathSize + sizeof kCommandLineOption + 3;
+  const std::size_t most_text = length + kMostPathText + sizeof kCommandLineOption;
   command->arguments = static_cast<char**>(malloc(pointers + most_text));
   if (!command->arguments) return fail(kErrorNotEnoughMemory) != 0;
   char* const texts = reinterpret_cast<char*>(command->arguments) + pointers;
@@ -194,7 +231,7 @@ bool read_command(const char* command_line, HostCommand* command) {
     // The blank keeps a text that begins with '-' from being an option.
     char* const to = put(put(texts, command->path), "-c");
     *to = ' ';
-    put(to + 1, text);
+    put_shell_command(to + 1, text);
     return set_arguments(command, texts, 3);
   }
   if (image) {

@@ -1,0 +1,85 @@
+/* Parallel tasks: a program that runs as one master and a number of slaves, all
+ * processes, all started from the same command line. They meet at barriers in
+ * memory that all processes of the run share, and no other process.
+ *
+ *   int task = GetParallelTaskID(3);  four tasks, 0 (the master) to 3
+ *   BROADCASTINTEGER(&size);          all have the master's size
+ *   ...                               each does its part
+ *   TASKSYNCHRONISE();                all are done
+ *
+ * Outside a run barriers and broadcasts do nothing. A task that ends or is
+ * killed leaves the others at their barrier until TerminateParallelProcessing
+ * is called: a barrier has no time limit, and it spins, so a run wants as many
+ * processors as tasks.
+ *
+ * All routines use the Microsoft x64 convention; one thread of a process may
+ * call them. Names that C cannot spell are given by their link names. */
+#ifndef TARN_PARALLEL_H
+#define TARN_PARALLEL_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- A run ---------------------------------------------------------------- */
+
+/* Bytes of memory that the next GetParallelTaskID shares, 1 to 2^30, in whole
+ * pages; 4,096 without this call. All tasks must agree. */
+void SetParallelTaskMemorySize(long long size);
+
+/* Begins a run, or joins it as a slave, and waits until all tasks have come up.
+ * Result: the task's number, 0 for the master. `slaves` is looked at in the
+ * master alone: below 1, none are started. A further call in a slave, or in a
+ * master that has slaves, is a barrier. Raises 345, with a text that tells why,
+ * for more than 63 slaves and memory that cannot be had; nothing is started
+ * then. */
+int GetParallelTaskID(int slaves);
+
+/* The task's number (-1: no run), and in the master the number of slaves, in a
+ * slave 0. */
+void GetParallelTaskStatus(int* task, int* count);
+
+/* 1 in a slave, else 0. Ask before GetParallelTaskID: a master that has started
+ * slaves gives 1 too. */
+int IsSlaveProcess(void);
+
+/* Every task leaves at its next barrier, with exit code 0, at once. */
+void TerminateParallelProcessing(void);
+
+/* The next `size` bytes of the shared memory, or null outside a run. Not
+ * aligned, and not tested against its end: all sizes together must stay below
+ * its size less 128. Tasks that make the same calls get the same places. A
+ * broadcast of more than 56 bytes writes over the first 968 bytes handed out: a
+ * program that uses both gives those up by a first call with 968. */
+void* allocate_auto_shared_memory(long long size);
+
+/* ---- Meeting --------------------------------------------------------------- */
+
+/* The barrier: comes back once all tasks of the run have called it. */
+void TASKSYNCHRONISE(void) __asm__("TASKSYNCHRONISE@");
+
+/* Each task makes the same call; all have the master's value afterwards. */
+void BROADCASTINTEGER(int* value) __asm__("BROADCASTINTEGER@");
+void BROADCASTDOUBLE(double* value) __asm__("BROADCASTDOUBLE@");
+/* The count is 0 afterwards; one of 0 or below does nothing. */
+void BROADCASTBYTES(void* buffer, int* count) __asm__("BROADCASTBYTES@");
+
+/* ---- Processors and processes ------------------------------------------------ */
+
+/* Cores, and the logical processors on them, that the program may use. */
+void GETPROCESSORCOUNTS(int* cores, int* logical) __asm__("GETPROCESSORCOUNTS@");
+
+/* The logical processors; unless `power_of_two` is 0, cut to a power of two, at
+ * least 1. */
+int RecommendedProcessorCount(int power_of_two);
+
+/* Ends, with code 9, every process but this one whose program file has this
+ * name, without its folder; capitals count as small letters. One that may not
+ * be ended is passed over. */
+void KillSlaves(const char* name);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

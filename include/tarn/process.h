@@ -1,0 +1,41 @@
+/* Running other programs. `system` is in <stdlib.h>.
+ *
+ * The command line is the program's name, a blank, and the arguments as they
+ * are given: nothing is quoted. On Linux it is split by the rules of quotes and
+ * backslashes that Windows programs follow; a program may be one of the system,
+ * a script, or a program image, which runs as this one does. Exit codes have 8
+ * bits there, and a program that a signal ended has 128 plus its number.
+ *
+ * All give -1, and start nothing, for a program that cannot be started. All use
+ * the Microsoft x64 convention and may be called on any thread; a wait blocks
+ * the thread. */
+#ifndef TARN_PROCESS_H
+#define TARN_PROCESS_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Wait for the program's end, or leave it running; other modes give -1. */
+enum { TARN_SPAWN_WAIT = 0, TARN_SPAWN_NO_WAIT = 2 };
+
+/* The exit code of the program that was waited for, or 0. Arguments without a
+ * program give -1, as does a command line of more than 1,023 bytes. */
+int _spawns(int mode, const char* program, const char* arguments);
+
+/* The arguments one by one, to a null, each with a blank behind it. argv[0]
+ * names the program again and is left out, unless `program` is null or empty.
+ * 0 whether it waits or not: the exit code is not told. -1 as above. */
+int _spawnv(int mode, const char* program, const char* const* argv);
+
+/* Waits in slices of so many milliseconds, and serves the program's windows in
+ * between. 0 once the program has ended. A slice of 0 looks once, and gives 258
+ * if it still runs; -1 waits without serving windows. Raises 199 if there is no
+ * storage for the command line, which may have 32,766 bytes. */
+int __start_process_and_wait(const char* program, const char* arguments, int slice);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

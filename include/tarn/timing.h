@@ -1,0 +1,31 @@
+/* The time of day, and how long one call of a routine takes. All routines use
+ * the Microsoft x64 convention and may be called on any thread. */
+#ifndef TARN_TIMING_H
+#define TARN_TIMING_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Milliseconds since local midnight. */
+unsigned int __milliseconds_after_midnight(void);
+
+/* The same in seconds. */
+void current_time(double* seconds);
+
+/* Nanoseconds for one call of `routine`, by the clock of milliseconds: the
+ * calls are made in tens, and repeated until one pass of them lasts more than 8
+ * seconds; so it takes 9 seconds and more. The result is saved too. */
+double PERFORM_TIMING(void (*routine)(void));
+
+/* Writes the value, 8 bytes, to the file \Timing\Timing_data in the folder that
+ * the environment variable appdata names, and prints the path. Where appdata is
+ * missing, empty or longer than 79 bytes, one line on standard error says so
+ * and nothing is written. Raises 296 if the file cannot be created. */
+void save_timing(double nanoseconds);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

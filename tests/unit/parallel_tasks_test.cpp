@@ -1,0 +1,280 @@
+// A run's tasks are this executable, copied under a name of its own, so that
+// what is left behind can be counted, and KillSlaves meets nobody else.
+#include "services/parallel_tasks.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "platform/platform.h"
+#include "tests/support/raised.h"
+
+namespace {
+
+using namespace tarn;
+
+constexpr char kRunVariable[] = "TARN_TEST_RUN";
+constexpr std::int32_t kBarriers = 10'000;
+constexpr std::int32_t kPiece = 100;
+constexpr std::uint64_t kTimeLimit = 20'000;  // milliseconds
+constexpr std::int32_t kKilledSlave = 2;
+
+std::uint64_t milliseconds() {
+  platform::FileTime now;
+  platform::GetSystemTimeAsFileTime(&now);
+  return (std::uint64_t{now.high} << 32 | now.low) / 10'000;
+}
+
+std::int32_t run_number() {
+  char text[20] = "";
+  platform::GetEnvironmentVariableA(kRunVariable, text, sizeof text);
+  return std::atoi(text);
+}
+
+// ---- What the tasks do: not tests ------------------------------------------------
+
+// What the tasks of a run share.
+struct Shared {
+  volatile std::int32_t round[2];    // reached by each task
+  volatile std::int32_t sum, wrong;  // of the slaves' findings
+};
+
+TEST(ParallelTask, DISABLED_MeetsTheOther) {
+  const std::int32_t was_slave = IsSlaveProcess();
+  SetParallelTaskMemorySize(3 * 4096);
+  const std::int32_t task = GetParallelTaskID(1);
+  ASSERT_TRUE(task == 0 || task == 1);
+  EXPECT_EQ(was_slave, task);
+  std::int32_t status = -5, count = -5;
+  GetParallelTaskStatus(&status, &count);
+  EXPECT_EQ(status, task);
+  EXPECT_EQ(count, task == 0 ? 1 : 0);
+
+  auto* const lost = static_cast<char*>(allocate_auto_shared_memory(968));
+  auto* const shared = static_cast<Shared*>(allocate_auto_shared_memory(sizeof(Shared)));
+  EXPECT_EQ(reinterpret_cast<char*>(shared), lost + 968);
+  auto* const last = static_cast<char*>(allocate_auto_shared_memory(1)) + 2 * 4096;
+  *last = 1;
+
+  // Its own number reaches a run's tasks alone, whatever other runs there are.
+  std::int32_t number = task == 0 ? run_number() : -1;
+  BROADCASTINTEGER_at(&number);
+  EXPECT_EQ(number, run_number());
+  double value = task == 0 ? 2.5 : 0;
+  BROADCASTDOUBLE_at(&value);
+  EXPECT_EQ(value, 2.5);
+  std::vector<unsigned char> bytes(2500);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    bytes[i] = task == 0 ? static_cast<unsigned char>(i * 7) : 0;
+  }
+  std::int32_t size = static_cast<std::int32_t>(bytes.size());
+  BROADCASTBYTES_at(bytes.data(), &size);
+  EXPECT_EQ(size, 0);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    ASSERT_EQ(bytes[i], static_cast<unsigned char>(i * 7)) << i;
+  }
+
+  const std::int32_t barriers = run_number() == 1 ? kBarriers : kPiece;
+  const std::uint64_t end = milliseconds() + kTimeLimit;
+  std::int32_t round = 0, go_on = 1;
+  while (go_on != 0) {
+    // At a barrier a task knows what the other has reached, which can't pass the
+    // next one alone.
+    for (int i = 0; i < kPiece; ++i) {
+      shared->round[task] = ++round;
+      TASKSYNCHRONISE_at();
+      const std::int32_t others = shared->round[1 - task];
+      if (others != round && others != round + 1) shared->wrong = round;
+    }
+    go_on = round < barriers && milliseconds() < end;
+    BROADCASTINTEGER_at(&go_on);
+  }
+  if (task == 1) shared->sum = ::testing::Test::HasFailure() ? -1 : round;
+  TASKSYNCHRONISE_at();
+  EXPECT_EQ(shared->sum, barriers);
+  EXPECT_EQ(shared->wrong, 0);
+  EXPECT_EQ(GetParallelTaskID(1), task);  // a barrier, and no more tasks
+}
+
+TEST(ParallelTask, DISABLED_LosesASlave) {
+  const std::int32_t task = GetParallelTaskID(kKilledSlave);
+  TASKSYNCHRONISE_at();
+  if (task == kKilledSlave) {
+    platform::TerminateProcess(platform::GetCurrentProcess(), 3);
+  } else if (task == 0) {
+    platform::Sleep(20);  // slave 1 waits at the next barrier, for good
+    TerminateParallelProcessing();
+  }
+  TASKSYNCHRONISE_at();
+  std::_Exit(99);  // nobody comes here
+}
+
+TEST(ParallelTask, DISABLED_Sleeps) { platform::Sleep(60'000); }
+
+// ---- Tests ------------------------------------------------------------------------
+
+class ParallelRuns : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    name_ = "tasks_of_" + std::to_string(platform::GetCurrentProcessId()) + ".exe";
+    std::filesystem::copy_file(::testing::internal::GetArgvs()[0], name_,
+                               std::filesystem::copy_options::overwrite_existing);
+  }
+  void TearDown() override {
+    EXPECT_EQ(left_after(5'000), 0);
+    KillSlaves(name_.c_str());
+    left_after(5'000);
+    std::error_code ignored;
+    std::filesystem::remove(name_, ignored);
+  }
+
+  platform::Handle start(const std::string& test, std::int32_t number) {
+    platform::SetEnvironmentVariableA(kRunVariable, std::to_string(number).c_str());
+    std::string line = name_ +
+                       " --gtest_also_run_disabled_tests --gtest_brief=1"
+                       " --gtest_filter=ParallelTask.DISABLED_" +
+                       test;
+    platform::ProcessInformation made{};
+    platform::StartupInfo startup;
+    platform::GetStartupInfoA(&startup);
+    EXPECT_NE(platform::CreateProcessA(nullptr, line.data(), nullptr, nullptr, 1, 0, nullptr,
+                                       nullptr, &startup, &made),
+              0);
+    platform::CloseHandle(made.thread);
+    return made.process;
+  }
+
+  static std::int64_t code_of(platform::Handle process) {
+    std::uint32_t code = 0;
+    const bool ended = platform::WaitForSingleObject(process, 60'000) == platform::kWaitObject;
+    platform::GetExitCodeProcess(process, &code);
+    platform::CloseHandle(process);
+    return ended ? code : -1;
+  }
+
+  int running() const {
+    const platform::Handle snapshot = platform::CreateToolhelp32Snapshot(15, 0);
+    platform::ProcessEntry entry;
+    entry.length = sizeof entry;
+    int count = 0;
+    for (platform::Status more = platform::Process32First(snapshot, &entry); more;
+         more = platform::Process32Next(snapshot, &entry)) {
+      count += name_ == entry.file_name;
+    }
+    platform::CloseHandle(snapshot);
+    return count;
+  }
+
+  // Processes of the name after at most so many milliseconds, in which all should go.
+  int left_after(std::uint64_t wait) const {
+    const std::uint64_t end = milliseconds() + wait;
+    while (running() > 0 && milliseconds() < end) platform::Sleep(5);
+    return running();
+  }
+
+  std::string name_;
+};
+
+TEST_F(ParallelRuns, TwoAtOnceShareNothingAndTheirTasksMeet) {
+  EXPECT_EQ(code_of(start("MeetsTheOther", 1)), 0);
+  const platform::Handle two = start("MeetsTheOther", 2);
+  const platform::Handle three = start("MeetsTheOther", 3);
+  EXPECT_EQ(code_of(two), 0);
+  EXPECT_EQ(code_of(three), 0);
+}
+
+TEST_F(ParallelRuns, StopFreesTheTasksThatASlaveHasLeft) {
+  EXPECT_EQ(code_of(start("LosesASlave", 1)), 0);
+}
+
+TEST_F(ParallelRuns, KillSlavesEndsThoseOfTheName) {
+  const platform::Handle children[] = {start("Sleeps", 1), start("Sleeps", 1)};
+  EXPECT_EQ(running(), 2);
+  KillSlaves("no_such_tasks.exe");
+  EXPECT_EQ(running(), 2);
+  std::string capitals = name_;
+  for (char& c : capitals) c = static_cast<char>(std::toupper(c));
+  KillSlaves(capitals.c_str());
+  for (const platform::Handle child : children) {
+    const std::int64_t code = code_of(child);
+    EXPECT_TRUE(code == 9 || code == 128 + 9) << code;
+  }
+}
+
+// In this process: first without a run, then with one of the master alone.
+TEST(ParallelAlone, NothingIsDoneOutsideARun) {
+  test::initialise();
+  std::int32_t task = 5, slaves = 5;
+  GetParallelTaskStatus(&task, &slaves);
+  EXPECT_EQ(task, -1);
+  EXPECT_EQ(slaves, 0);
+  TASKSYNCHRONISE_at();
+  TerminateParallelProcessing();
+  EXPECT_EQ(allocate_auto_shared_memory(8), nullptr);
+  char bytes[3000] = "unchanged";
+  for (const std::int32_t given : {3000, 0, -1, INT32_MIN}) {
+    std::int32_t count = given;
+    BROADCASTBYTES_at(bytes, &count);
+    EXPECT_EQ(count, 0) << given;
+  }
+  EXPECT_STREQ(bytes, "unchanged");
+
+  EXPECT_EQ(test::raised_by([] { GetParallelTaskID(64); }).number, 345);
+  SetParallelTaskMemorySize(-1);
+  EXPECT_EQ(test::raised_by([] { GetParallelTaskID(1); }).number, 345);
+  SetParallelTaskMemorySize(4096);
+  for (const char* wrong : {"0", "-1", "64", "x", "99999999999999999999"}) {
+    platform::SetEnvironmentVariableA("merle_parallel_id", wrong);
+    EXPECT_EQ(test::raised_by([] { GetParallelTaskID(1); }).number, 345) << wrong;
+    EXPECT_EQ(IsSlaveProcess(), 1);
+  }
+  platform::SetEnvironmentVariableA("merle_parallel_id", nullptr);
+  GetParallelTaskStatus(&task, &slaves);
+  EXPECT_EQ(task, -1);
+
+  EXPECT_EQ(GetParallelTaskID(0), 0);
+  EXPECT_EQ(IsSlaveProcess(), 0);
+  GetParallelTaskStatus(&task, &slaves);
+  EXPECT_EQ(task, 0);
+  EXPECT_EQ(slaves, 0);
+  auto* const memory = static_cast<char*>(allocate_auto_shared_memory(3));
+  ASSERT_NE(memory, nullptr);
+  EXPECT_EQ(allocate_auto_shared_memory(1), memory + 3);
+  std::uint64_t control;
+  std::memcpy(&control, memory - 64, sizeof control);
+  EXPECT_EQ(control, 1182u);
+  TASKSYNCHRONISE_at();
+}
+
+TEST(Processors, AreCountedByTheirRecords) {
+  std::vector<platform::LogicalProcessorRecord> records(40);
+  std::int32_t cores = 5, logical = 5;
+  count_processors(records.data(), 0, &cores, &logical);
+  EXPECT_EQ(cores, 0);
+  EXPECT_EQ(logical, 0);
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    records[i].relationship = i % 4 == 3 ? 2 : 0;       // 10 caches, 30 cores
+    records[i].flags = i % 2 == 0 ? 1 : 0;              // 20 of two threads, 10 of one
+    records[i].processor_mask = std::uint64_t{3} << i;  // not looked at without the flag
+  }
+  count_processors(records.data(), records.size(), &cores, &logical);
+  EXPECT_EQ(cores, 30);
+  EXPECT_EQ(logical, 50);
+
+  GETPROCESSORCOUNTS_at(&cores, &logical);
+  platform::SystemInfo info;
+  platform::GetSystemInfo(&info);
+  EXPECT_EQ(static_cast<std::uint32_t>(logical), info.processor_count);
+  EXPECT_GE(cores, 1);
+  EXPECT_LE(cores, logical);
+  EXPECT_EQ(RecommendedProcessorCount(0), logical);
+  const std::int32_t power = RecommendedProcessorCount(1);
+  EXPECT_EQ(power & (power - 1), 0);
+  EXPECT_TRUE(power <= logical && power > logical / 2);
+}
+
+}  // namespace
