@@ -124,6 +124,13 @@ std::int32_t begin_as_master(std::int32_t slaves) {
   return 0;
 }
 
+// The compiler's own needs its run-time library.
+std::int32_t bits_set(std::uint64_t mask) {
+  std::int32_t count = 0;
+  for (; mask != 0; mask &= mask - 1) ++count;
+  return count;
+}
+
 // More records than the first buffer holds; false if they cannot be had.
 bool count_many_processors(std::uint32_t bytes, std::int32_t* cores, std::int32_t* logical) {
   for (int i = 0; i < kCountingTries; ++i) {
@@ -212,7 +219,7 @@ void count_processors(const platform::LogicalProcessorRecord* records, std::uint
   for (std::uint64_t i = 0; i < count; ++i) {
     if (records[i].relationship != kCore) continue;
     ++*cores;
-    *logical += records[i].flags == kShared ? __builtin_popcountll(records[i].processor_mask) : 1;
+    *logical += records[i].flags == kShared ? bits_set(records[i].processor_mask) : 1;
   }
 }
 

@@ -129,13 +129,16 @@ char* put_quoted(char* to, const char* text) {
   return to;
 }
 
-// What the shell is to run. A program image at the beginning, or a path as
-// Windows writes it, is one that the shell doesn't know: it is put as the host
-// would name it.
+// What the shell is to run. The command processor of Windows takes off double
+// quotes around a text that begins with a quoted name. A program image at the beginning, or a path
+// as Windows writes it, is one that the shell doesn't know: it is put as the host would name it.
 void put_shell_command(char* to, const char* text) {
   constexpr char kEndOfWord[] = " \t<>|&;";
   char runner[kPathSize], found[kPathSize];
   text += strspn(text, kBlanks);
+  const std::size_t size = strlen(text);
+  const bool enclosed = size > 3 && strncmp(text, "\"\"", 2) == 0 && text[size - 1] == '"';
+  if (enclosed) ++text;
   const Name name = first_word(text, kEndOfWord);
   const bool is_path = memchr(name.text, '\\', name.length) || memchr(name.text, ':', name.length);
   if (find_program(name.text, name.length, found)) {
@@ -149,6 +152,7 @@ void put_shell_command(char* to, const char* text) {
     }
   }
   strcpy(to, text);
+  if (enclosed) to[strlen(to) - 1] = '\0';
 }
 
 const char* shell() {

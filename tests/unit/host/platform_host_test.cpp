@@ -441,6 +441,7 @@ TEST_F(HostPlatform, ShellsScriptsAndSignalsGiveTheirCodes) {
       {"cmd /c kill -9 $$", 128 + 9},
       {"cmd /c test \"a  b\" = 'a  b' && exit 5", 5},
       {"cmd /c \"" + z + "two words.sh\" a 'b c' >/dev/null; exit $((1 + $?))", 43},
+      {"cmd /c \"\"" + z + "two words.sh\" a \"b c\"\"", 42},
       {"sh -c \"exit 6\"", 6},
       {"\"" + z + "two words.sh\" a \"b c\" d", 43},
       {z + "two words.sh a \"b c\"", 42},
