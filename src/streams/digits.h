@@ -104,7 +104,17 @@ inline char* write_binary(char* end, std::uint64_t value, int bits, const char* 
 // The blocks may not overlap. Result: the byte behind the copy.
 inline char* copy_bytes(char* to, const char* from, std::uint64_t size) {
   for (; size >= 16; size -= 16, to += 16, from += 16) __builtin_memcpy(to, from, 16);
-  for (; size > 0; --size) *to++ = *from++;
+  if (size & 8) {
+    __builtin_memcpy(to, from, 8);
+    to += 8;
+    from += 8;
+  }
+  if (size & 4) {
+    __builtin_memcpy(to, from, 4);
+    to += 4;
+    from += 4;
+  }
+  for (size &= 3; size > 0; --size) *to++ = *from++;
   return to;
 }
 

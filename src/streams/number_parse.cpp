@@ -40,10 +40,17 @@ const char* read_sign(const char* text, bool& negative) {
   return negative || *text == '+' ? text + 1 : text;
 }
 
+// Of a digit or letter, 0 to 35; else more than any radix has.
+std::uint32_t digit_value(char c) {
+  if (is_digit(c)) return static_cast<std::uint32_t>(c - '0');
+  const auto letter = static_cast<std::uint32_t>(upper(c) - 'A');
+  return letter < 26 ? letter + 10 : kMaxRadix;
+}
+
 bool is_hexadecimal_mark(const char* text) { return text[0] == '0' && upper(text[1]) == 'X'; }
 
 template <class Unsigned>
-Unsigned parse_unsigned(const char* text, char** end, std::int32_t radix) {
+TARNAPI Unsigned parse_unsigned(const char* text, char** end, std::int32_t radix) {
   constexpr Unsigned kAllOnes = ~Unsigned{0};
   set_end(end, text);
   if (radix != 0 && (radix < kMinRadix || radix > kMaxRadix)) {
@@ -55,19 +62,16 @@ Unsigned parse_unsigned(const char* text, char** end, std::int32_t radix) {
   if (radix == 0) radix = is_hexadecimal_mark(text) ? 16 : *text == '0' ? 8 : 10;
   if (radix == 16 && is_hexadecimal_mark(text)) text += 2;
 
-  const int highest = radix < 11 ? '0' + radix - 1 : 'A' + radix - 11;
   const Unsigned base = static_cast<Unsigned>(radix);
-  const auto accepts = [highest](char c) {
-    return is_class(c, kAlphanumeric) && upper(c) <= highest;
-  };
-  if (!accepts(*text)) return 0;
+  Unsigned digit = digit_value(*text);
+  if (digit >= base) return 0;
+  const Unsigned limit = kAllOnes / base;
   Unsigned value = 0;
   bool overflow = false;
-  for (; accepts(*text) && !overflow; ++text) {
+  for (; digit < base && !overflow; digit = digit_value(*++text)) {
     // Looks at the value before the multiplication only.
-    overflow = value > kAllOnes / base;
-    const char c = upper(*text);
-    value = value * base + static_cast<Unsigned>(is_digit(c) ? c - '0' : c - 'A' + 10);
+    overflow = value > limit;
+    value = value * base + digit;
   }
   if (overflow) {
     set_errno(kErrnoRange);
@@ -78,7 +82,7 @@ Unsigned parse_unsigned(const char* text, char** end, std::int32_t radix) {
 }
 
 template <class Signed, class Unsigned>
-Signed parse_signed(const char* text, char** end, std::int32_t radix) {
+TARNAPI Signed parse_signed(const char* text, char** end, std::int32_t radix) {
   constexpr Unsigned kTopBit = Unsigned{1} << (sizeof(Unsigned) * 8 - 1);
   set_end(end, text);
   bool negative;
@@ -123,18 +127,44 @@ const char* read_exponent(const char* text, std::int32_t& exponent) {
   return text;
 }
 
-const char* read_digits(const char* text, Digits& number) {
+// mantissa = mantissa * 10.0 + digit for each digit. Up to 2^53 that is exact,
+// and done in integers.
+inline const char* read_run(const char* text, double& mantissa) {
+  constexpr std::uint64_t kLast = ((std::uint64_t{1} << 53) - 9) / 10;
+  if (mantissa <= static_cast<double>(kLast)) {
+    auto exact = static_cast<std::uint64_t>(mantissa);
+    for (; is_digit(*text) && exact <= kLast; ++text) {
+      exact = exact * 10 + static_cast<std::uint64_t>(*text - '0');
+    }
+    mantissa = static_cast<double>(static_cast<std::int64_t>(exact));
+  }
+  for (; is_digit(*text); ++text) mantissa = mantissa * 10.0 + (*text - '0');
+  return text;
+}
+
+// 1.0 multiplied by 10.0 `count` times: up to 10^22 that is exact.
+inline double divisor_for(std::int64_t count) {
+  constexpr std::int64_t kExact = 22;
+  static constexpr double kPowers[kExact + 1] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                                 1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                                 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+  if (count <= kExact) return kPowers[count];
+  double divisor = kPowers[kExact];
+  for (; count > kExact; --count) divisor *= 10.0;
+  return divisor;
+}
+
+inline const char* read_digits(const char* text, Digits& number) {
   double mantissa = 0.0;
   double divisor = 1.0;
-  for (; is_digit(*text); ++text) {
-    mantissa = mantissa * 10.0 + (*text - '0');
-    if (mantissa != 0.0) ++number.integer_count;
-  }
+  while (*text == '0') ++text;
+  const char* const first = text;
+  text = read_run(text, mantissa);
+  number.integer_count = text - first;
   if (*text == '.') {
-    for (++text; is_digit(*text); ++text) {
-      mantissa = mantissa * 10.0 + (*text - '0');
-      divisor *= 10.0;
-    }
+    const char* const fraction = text + 1;
+    text = read_run(fraction, mantissa);
+    divisor = divisor_for(text - fraction);
   }
   if (*text == 'e' || *text == 'E') text = read_exponent(text + 1, number.exponent);
   number.value = mantissa / divisor;
@@ -145,7 +175,7 @@ const char* read_digits(const char* text, Digits& number) {
 // alone would leave it, so the value is reduced below 1 first and the power
 // split in two. Result: false when out of range. Out of line, so that no step
 // moves out of the caller's OverflowMasked.
-__attribute__((noinline)) bool scale(Digits& number) {
+TARNAPI __attribute__((noinline)) bool scale(Digits& number) {
   const std::int64_t place = number.integer_count + number.exponent;
   if (place > kHighestPlace || place < kLowestPlace) return false;
   if (place != kHighestPlace && place != kLowestPlace) {
@@ -163,6 +193,12 @@ __attribute__((noinline)) bool scale(Digits& number) {
     number.value = value < kLargestDouble ? value : kLargestDouble;
   }
   return true;
+}
+
+// The power's last squaring may overflow though the power itself fits.
+TARNAPI bool scale_without_traps(Digits& number) {
+  const OverflowMasked masked;
+  return scale(number);
 }
 
 }  // namespace
@@ -190,9 +226,7 @@ double strtod(const char* text, char** end) {
   if (!is_digit(*text) && *text != '.') return 0.0;
   Digits number;
   text = read_digits(text, number);
-  // The power's last squaring may overflow though the power itself fits.
-  const OverflowMasked masked;
-  if (number.exponent != 0 && !scale(number)) {
+  if (number.exponent != 0 && !scale_without_traps(number)) {
     set_errno(kErrnoRange);
     return negative ? -kLargeResult : kLargeResult;
   }

@@ -1,9 +1,9 @@
 #include "streams/scan.h"
 
 #include "failure/runtime_error.h"
+#include "streams/digits.h"
 #include "streams/format.h"
 #include "streams/number_parse.h"
-#include "strings/c_string.h"
 #include "strings/character_class.h"
 
 namespace tarn {
@@ -21,7 +21,6 @@ constexpr std::int32_t kMaxWidth = 4299;
 constexpr std::int32_t kFieldSize = kMaxWidth + 5;  // a character read ahead, a suffix, a NUL
 constexpr std::int32_t kPlainSet = 175;
 
-constexpr char kWhiteSet[] = " \n\r\t\f\v";
 constexpr std::int32_t kByte0xFF = 0xFF;
 
 // The source. Only this file touches it.
@@ -33,14 +32,25 @@ FILE* scan_stream;
 const char* scan_cursor;
 const char* text_end;  // the NUL of the source text, once it was met
 
-std::int32_t read_text() {
+// The next character of a text. Behind its NUL there are only more of them.
+inline std::int32_t read_text() {
   const char* const position = scan_cursor++;
   if (text_end && position > text_end) return 0;
   if (*position == '\0') text_end = position;
   return *position;
 }
 
-void put_back(std::int32_t c) {
+inline std::int32_t next_character() {
+  if (peeked) {
+    peeked = false;
+    return peeked_char;
+  }
+  ++chars_read;
+  peeked_char = from_stream ? getc(scan_stream) : read_text();
+  return peeked_char;
+}
+
+TARNAPI void put_back(std::int32_t c) {
   if (from_stream) {
     ungetc(c, scan_stream);
   } else {
@@ -48,23 +58,99 @@ void put_back(std::int32_t c) {
   }
 }
 
-bool is_class(std::int32_t c, CharacterClass wanted) {
+// A text can be looked at in place: at `ahead` stands what next_character()
+// will give. False for a stream, once the NUL was read, and when the character
+// peeked at is not the one in front of the cursor (see _getn).
+inline bool can_look_ahead(const char*& ahead) {
+  if (from_stream || text_end) return false;
+  ahead = scan_cursor - peeked;
+  return !peeked || *ahead == peeked_char;
+}
+
+// What stands in front of `at` has been read. This may also give a character
+// back that was only peeked at.
+inline void read_up_to(const char* at) {
+  chars_read += static_cast<std::int32_t>(at - scan_cursor);
+  scan_cursor = at;
+  peeked = false;
+}
+
+inline bool is_class(std::int32_t c, CharacterClass wanted) {
   return (character_classes(c) & wanted) != 0;
 }
 
-bool is_digit(std::int32_t c) { return is_class(c, kDecimalDigit); }
-
-// What stops a %c or %s: the end of a text, or of a stream.
-bool is_end(std::int32_t c) { return c == 0 || (c & kByte0xFF) == kByte0xFF; }
-
-bool contains(const char* set, std::int32_t c) {
-  for (; *set; ++set) {
-    if (*set == static_cast<char>(c)) return true;
+// Skips white space. The character behind it stays to be read, unless it is
+// the end of the input.
+inline std::int32_t skip_to_field() {
+  if (const char* ahead; can_look_ahead(ahead)) {
+    while (is_class(*ahead, kWhiteSpace)) ++ahead;
+    read_up_to(ahead);
+    if (*ahead != kEndOfFile) return *ahead;
   }
-  return false;
+  const std::int32_t c = _skipwhite();
+  peeked = c != kEndOfFile;
+  return c;
 }
 
-bool accepts(std::int32_t c, std::int32_t radix) {
+inline bool is_digit(std::int32_t c) { return is_class(c, kDecimalDigit); }
+
+// What stops a %c or %s: the end of a text, or of a stream.
+inline bool is_end(std::int32_t c) { return c == 0 || (c & kByte0xFF) == kByte0xFF; }
+
+struct CharacterSet {
+  std::uint64_t bits[4] = {};
+  constexpr void add(char c) {
+    const auto byte = static_cast<std::uint8_t>(c);
+    bits[byte / 64] |= std::uint64_t{1} << byte % 64;
+  }
+  constexpr bool has(std::int32_t c) const {
+    const auto byte = static_cast<std::uint8_t>(c);
+    return (bits[byte / 64] >> byte % 64 & 1) != 0;
+  }
+};
+
+constexpr CharacterSet set_of(const char* characters) {
+  CharacterSet set;
+  for (; *characters; ++characters) set.add(*characters);
+  return set;
+}
+
+constexpr CharacterSet kWhiteSet = set_of(" \n\r\t\f\v");
+constexpr CharacterSet kRealSuffixes = set_of("lLfF");
+
+// ---- Fields of numbers ----------------------------------------------------
+
+// The two ways to read a field. here() is the character looked at; the field
+// ends by giving it back or taking it.
+class OneByOne {
+ public:
+  std::int32_t here() const { return here_; }
+  void step() { here_ = next_character(); }
+  std::int32_t ahead() { return _peek_next(); }
+  void give_back() {
+    --chars_read;
+    put_back(here_);
+  }
+  void take() {}
+
+ private:
+  std::int32_t here_ = next_character();
+};
+
+class InPlace {
+ public:
+  explicit InPlace(const char* at) : at_(at) {}
+  std::int32_t here() const { return *at_; }
+  void step() { ++at_; }
+  std::int32_t ahead() const { return at_[1]; }
+  void give_back() { read_up_to(at_); }
+  void take() { read_up_to(at_ + 1); }
+
+ private:
+  const char* at_;
+};
+
+inline bool accepts(std::int32_t c, std::int32_t radix) {
   if (c < '0') return false;
   switch (radix) {
     case 10:
@@ -78,49 +164,98 @@ bool accepts(std::int32_t c, std::int32_t radix) {
   }
 }
 
-// The text of a real number being read. text[at] is the character looked at.
-struct RealText {
-  char* text;
-  std::int32_t at;
-  std::int32_t width;
-
-  std::int32_t here() const { return static_cast<signed char>(text[at]); }
-  void read() { text[at] = static_cast<char>(_next()); }
-  void step() {
-    ++at;
+// Result: the character behind the field.
+template <class Source>
+inline std::int32_t integer_text(Source source, char* buffer, std::int32_t radix, bool no_sign,
+                                 std::int32_t width) {
+  if (!no_sign && (source.here() == '-' || source.here() == '+')) {
+    *buffer++ = static_cast<char>(source.here());
     --width;
-    read();
+    source.step();
   }
-  bool is_sign() const { return text[at] == '-' || text[at] == '+'; }
-  void step_over_digits() {
-    while (is_digit(here()) && width > 0) step();
+  if (radix == 16 && source.here() == '0' && (source.ahead() == 'x' || source.ahead() == 'X')) {
+    source.step();
+    source.step();
+    width -= 2;
   }
-};
+  for (; width > 0 && accepts(source.here(), radix); --width) {
+    *buffer++ = static_cast<char>(source.here());
+    source.step();
+  }
+  source.give_back();
+  *buffer = '\0';
+  return source.here();
+}
 
 // Result: false if there is no text at all.
-bool read_real(char* buffer, std::int32_t width) {
-  RealText real = {buffer, 0, width};
-  real.read();
-  if (real.is_sign()) real.step();
-  real.step_over_digits();
-  if (real.here() == '.' && real.width > 0) {
-    real.step();
-    real.step_over_digits();
+template <class Source>
+inline bool real_text(Source source, char* buffer, std::int32_t width) {
+  char* next = buffer;
+  const auto step = [&] {
+    *next++ = static_cast<char>(source.here());
+    --width;
+    source.step();
+  };
+  const auto is_sign = [&] { return source.here() == '-' || source.here() == '+'; };
+  const auto step_over_digits = [&] {
+    while (is_digit(source.here()) && width > 0) step();
+  };
+  if (is_sign()) step();
+  step_over_digits();
+  if (source.here() == '.' && width > 0) {
+    step();
+    step_over_digits();
   }
-  if ((real.here() == 'e' || real.here() == 'E') && real.width > 0) {
-    real.step();
-    if (real.is_sign() && real.width > 0) real.step();
-    real.step_over_digits();
+  if ((source.here() == 'e' || source.here() == 'E') && width > 0) {
+    step();
+    if (is_sign() && width > 0) step();
+    step_over_digits();
   }
-  if (contains("lLfF", real.here())) {
-    ++real.at;  // a suffix: belongs to the text
+  if (kRealSuffixes.has(source.here())) {
+    *next++ = static_cast<char>(source.here());  // belongs to the text
+    source.take();
   } else {
-    put_back(real.here());
-    --chars_read;
+    source.give_back();
   }
-  buffer[real.at] = '\0';
-  return real.at > 0;
+  *next = '\0';
+  return next != buffer;
 }
+
+TARNAPI bool read_real(char* buffer, std::int32_t width) {
+  const char* ahead;
+  return can_look_ahead(ahead) ? real_text(InPlace(ahead), buffer, width)
+                               : real_text(OneByOne(), buffer, width);
+}
+
+// ---- Words ----------------------------------------------------------------
+
+// Skips white space, then reads what stands in the set, or outside of it with
+// `stop_in_set`. Result: how many characters.
+TARNAPI std::int32_t read_word(bool suppress, char* buffer, const CharacterSet& set,
+                               bool stop_in_set, std::int32_t width) {
+  const auto stops = [&](std::int32_t c) { return is_end(c) || set.has(c) == stop_in_set; };
+  std::int32_t size = 0;
+  if (skip_to_field() == kEndOfFile) peeked = true;
+  if (const char* ahead; can_look_ahead(ahead)) {
+    for (; size < width && !stops(ahead[size]); ++size) {
+      if (!suppress) buffer[size] = ahead[size];
+    }
+    read_up_to(ahead + size);
+  } else {
+    for (; size < width; ++size) {
+      const std::int32_t c = next_character();
+      if (stops(c)) {
+        peeked = true;
+        break;
+      }
+      if (!suppress) buffer[size] = static_cast<char>(c);
+    }
+  }
+  buffer[suppress ? 0 : size] = '\0';
+  return size;
+}
+
+// ---- Directives -----------------------------------------------------------
 
 // How a directive ended: the scan goes on, or it ends with or without this
 // directive's value in the count. kNoByte takes one off the count even where
@@ -137,7 +272,7 @@ struct Directive {
   std::int32_t width = kDefaultWidth;
 };
 
-const char* read_directive(const char* format, Directive& directive) {
+TARNAPI const char* read_directive(const char* format, Directive& directive) {
   if (*format == '*') {
     directive.suppress = true;
     ++format;
@@ -163,8 +298,8 @@ const char* read_directive(const char* format, Directive& directive) {
   }
 }
 
-Outcome scan_integer(char* buffer, const Directive& directive, std::int32_t radix, bool is_signed,
-                     const Slot*& slots) {
+TARNAPI Outcome scan_integer(char* buffer, const Directive& directive, std::int32_t radix,
+                             bool is_signed, const Slot*& slots) {
   _getn(buffer, radix, 0, directive.width);
   if (!*buffer) return Outcome::kNoMatch;
   if (directive.suppress) return Outcome::kStored;
@@ -179,7 +314,7 @@ Outcome scan_integer(char* buffer, const Directive& directive, std::int32_t radi
   return Outcome::kStored;
 }
 
-Outcome scan_real(char* buffer, const Directive& directive, const Slot*& slots) {
+TARNAPI Outcome scan_real(char* buffer, const Directive& directive, const Slot*& slots) {
   if (!read_real(buffer, directive.width)) return Outcome::kNoMatch;
   if (directive.suppress) return Outcome::kStored;
   void* const destination = reinterpret_cast<void*>(*slots++);
@@ -192,38 +327,41 @@ Outcome scan_real(char* buffer, const Directive& directive, const Slot*& slots) 
   return Outcome::kStored;
 }
 
-Outcome scan_bytes(const Directive& directive, const Slot*& slots) {
+TARNAPI Outcome scan_bytes(const Directive& directive, const Slot*& slots) {
   const std::int32_t width = directive.no_width ? 1 : directive.width;
   char* const destination = directive.suppress ? nullptr : reinterpret_cast<char*>(*slots++);
   for (std::int32_t i = 0; i < width; ++i) {
-    const std::int32_t c = _next();
+    const std::int32_t c = next_character();
     if (destination) destination[i] = static_cast<char>(c);
     if (is_end(c)) return i == 0 ? Outcome::kNoByte : Outcome::kEnd;
   }
   return Outcome::kStored;
 }
 
-Outcome scan_text(char* buffer, const Directive& directive, const char* set, bool stop_in_set,
-                  bool may_be_empty, const Slot*& slots) {
-  const std::int32_t status =
-      _getstr(directive.suppress, buffer, set, stop_in_set, directive.width);
-  if (status != 0 && !may_be_empty) return Outcome::kNoMatch;
-  if (!directive.suppress) strcpy(reinterpret_cast<char*>(*slots++), buffer);
+TARNAPI Outcome scan_text(char* buffer, const Directive& directive, const CharacterSet& set,
+                          bool stop_in_set, bool may_be_empty, const Slot*& slots) {
+  const std::int32_t size =
+      read_word(directive.suppress, buffer, set, stop_in_set, directive.width);
+  if (size == 0 && !may_be_empty) return Outcome::kNoMatch;
+  if (!directive.suppress) {
+    digits::copy_bytes(reinterpret_cast<char*>(*slots++), buffer,
+                       static_cast<std::uint64_t>(size) + 1);
+  }
   return Outcome::kStored;
 }
 
-Outcome scan_set(char* buffer, const Directive& directive, const char*& format,
-                 const Slot*& slots) {
+TARNAPI Outcome scan_set(char* buffer, const Directive& directive, const char*& format,
+                         const Slot*& slots) {
   char set[kSetSize];
   const bool stop_in_set = *format == '^';
   if (stop_in_set) ++format;
   const char* const behind = _getdels(set, format);
   if (!behind) return Outcome::kNoMatch;
   format = behind;
-  return scan_text(buffer, directive, set, stop_in_set, true, slots);
+  return scan_text(buffer, directive, set_of(set), stop_in_set, true, slots);
 }
 
-void store_count(const Directive& directive, const Slot*& slots) {
+TARNAPI void store_count(const Directive& directive, const Slot*& slots) {
   const Slot destination = *slots++;
   const std::int32_t count = chars_read - peeked;
   if (directive.short_flag) {
@@ -234,7 +372,7 @@ void store_count(const Directive& directive, const Slot*& slots) {
 }
 
 // `format` stands at the conversion character and is moved behind it.
-Outcome scan_field(const Directive& directive, const char*& format, const Slot*& slots) {
+TARNAPI Outcome scan_field(const Directive& directive, const char*& format, const Slot*& slots) {
   char buffer[kFieldSize];
   switch (*format++) {
     case 'd':
@@ -265,7 +403,7 @@ Outcome scan_field(const Directive& directive, const char*& format, const Slot*&
 }
 
 // A literal: whether the input has it, or -1 at the end of the input.
-std::int32_t scan_literal(char wanted) {
+TARNAPI std::int32_t scan_literal(char wanted) {
   const std::int32_t c = _skipwhite();
   if (c == kEndOfFile) return kEndOfFile;
   if (c == wanted) return 1;
@@ -280,7 +418,7 @@ std::int32_t scan(const char* format, const Slot* slots) {
   while (*format) {
     if (is_class(*format, kWhiteSpace)) {
       ++format;
-      peeked = _skipwhite() != kEndOfFile;
+      skip_to_field();
       continue;
     }
     if (*format != '%' || format[1] == '%') {
@@ -293,8 +431,7 @@ std::int32_t scan(const char* format, const Slot* slots) {
     Directive directive;
     format = read_directive(format + 1, directive);
     if (*format != 'n' && *format != 'c') {
-      if (_skipwhite() == kEndOfFile) return kEndOfFile;
-      peeked = true;
+      if (skip_to_field() == kEndOfFile) return kEndOfFile;
     }
     if (!*format) return count;
     budget -= kArgumentCost;
@@ -316,11 +453,11 @@ std::int32_t scan(const char* format, const Slot* slots) {
   return count;
 }
 
-std::int32_t finished(std::int32_t result) {
+TARNAPI std::int32_t finished(std::int32_t result) {
   return result != 0 ? result : check_exception(64, 0, kNothingRead);
 }
 
-std::int32_t scan_from(FILE* stream, const char* format, const Slot* slots) {
+TARNAPI std::int32_t scan_from(FILE* stream, const char* format, const Slot* slots) {
   from_stream = true;
   scan_stream = stream;
   return finished(_scanf(format, slots));
@@ -361,34 +498,28 @@ std::int32_t _scanf(const char* format, const Slot* slots) {
   return result;
 }
 
-std::int32_t _next() {
-  if (peeked) {
-    peeked = false;
-    return peeked_char;
-  }
-  ++chars_read;
-  peeked_char = from_stream ? getc(scan_stream) : read_text();
-  return peeked_char;
-}
+std::int32_t _next() { return next_character(); }
 
 std::int32_t _peek_next() {
-  if (!peeked) _next();
+  if (!peeked) next_character();
   peeked = true;
   return peeked_char;
 }
 
 std::int32_t _skipwhite() {
-  std::int32_t c = _next();
-  while (is_class(c, kWhiteSpace)) c = _next();
+  std::int32_t c = next_character();
+  while (is_class(c, kWhiteSpace)) c = next_character();
   return c;
 }
 
 const char* _getdels(char* set, const char* format) {
   std::int32_t length = 0;
   set[0] = '\0';
+  CharacterSet members;
   for (const char* at = format; *at; ++at) {
     if (*at == ']' && at != format) return at + 1;
-    if (length >= kPlainSet && contains(set, *at)) continue;
+    if (length >= kPlainSet && members.has(*at)) continue;
+    members.add(*at);
     set[length++] = *at;
     set[length] = '\0';
   }
@@ -397,46 +528,17 @@ const char* _getdels(char* set, const char* format) {
 
 std::int32_t _getstr(std::int32_t suppress, char* buffer, const char* set, std::int32_t stop_in_set,
                      std::int32_t width) {
-  _skipwhite();
-  peeked = true;
-  char* next = buffer;
-  bool any = false;
-  for (; width > 0; --width) {
-    const std::int32_t c = _next();
-    if (is_end(c) || contains(set, c) == (stop_in_set != 0)) {
-      peeked = true;
-      break;
-    }
-    any = true;
-    if (!suppress) *next++ = static_cast<char>(c);
-  }
-  *next = '\0';
-  return any ? 0 : -1;
+  return read_word(suppress != 0, buffer, set_of(set), stop_in_set != 0, width) > 0 ? 0 : -1;
 }
 
 std::int32_t _getn(char* buffer, std::int32_t radix, std::int32_t no_sign, std::int32_t width) {
-  std::int32_t c = _next();
-  if (!no_sign && (c == '-' || c == '+')) {
-    *buffer++ = static_cast<char>(c);
-    --width;
-    c = _next();
-  }
-  if (radix == 16 && c == '0') {
-    const std::int32_t mark = _peek_next();
-    if (mark == 'x' || mark == 'X') {
-      _next();
-      c = _next();
-      width -= 2;
-    }
-  }
-  for (; width > 0 && accepts(c, radix); --width) {
-    *buffer++ = static_cast<char>(c);
-    c = _next();
-  }
-  --chars_read;
-  put_back(c);
-  *buffer = '\0';
-  return c;
+  // With a width of 1 a "0" behind a sign is given back while the character
+  // behind it is still peeked at, so that the two change places.
+  const bool may_change_places = radix == 16 && width < 2;
+  const char* ahead;
+  return !may_change_places && can_look_ahead(ahead)
+             ? integer_text(InPlace(ahead), buffer, radix, no_sign != 0, width)
+             : integer_text(OneByOne(), buffer, radix, no_sign != 0, width);
 }
 
 void _set(const char* text, std::int32_t short_flag, std::int32_t suppress, void* destination,

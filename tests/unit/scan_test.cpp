@@ -197,6 +197,40 @@ TEST(Scan, StreamsAndWhatGoesBackToThem) {
   EXPECT_EQ(raised_by([&] { tarn::fscanf(&dead, "%d", &value); }).number, 296);
 }
 
+TEST(Scan, ATextAndAStreamGiveTheSame) {
+  tarn::test::initialise();
+  tarn::FILE* stream = tarn::fopen("scan_test.tmp", "w+b");
+  ASSERT_NE(stream, nullptr);
+  const char* const directives[] = {"%d",  "%i", "%x",  "%2d",   "%lf",   "%1lf", "%s",
+                                    "%3s", "%c", "%2c", "%[a1]", "%[^,]", "%n",   " ",
+                                    ",",   "a",  "%*d", "%*s",   "%o",    "%hd"};
+  const char* const pieces[] = {"0", "0x", "1", "12", "-",  "+", ".",
+                                "e", "f",  "a", " ",  "\t", ",", "9z"};
+  std::mt19937 random(7);
+  for (int round = 0; round < 3000; ++round) {
+    std::string text, format;
+    for (unsigned i = 0; i < 8; ++i) text += pieces[random() % std::size(pieces)];
+    text.resize(400, ';');  // so that neither ends
+    for (unsigned i = 0; i < 4; ++i) format += directives[random() % std::size(directives)];
+    char from_text[4][201], from_stream[4][201];
+    std::memset(from_text, '#', sizeof from_text);
+    std::memset(from_stream, '#', sizeof from_stream);
+    tarn::rewind(stream);
+    tarn::fputs(text.c_str(), stream);
+    tarn::rewind(stream);
+    tarn::ungetc(0, stream);  // none from the round before
+    const std::int32_t result = sscanf(text.c_str(), format.c_str(), from_text[0], from_text[1],
+                                       from_text[2], from_text[3]);
+    ASSERT_EQ(tarn::fscanf(stream, format.c_str(), from_stream[0], from_stream[1], from_stream[2],
+                           from_stream[3]),
+              result)
+        << format << " of " << text;
+    ASSERT_EQ(std::memcmp(from_text, from_stream, sizeof from_text), 0) << format << " of " << text;
+  }
+  tarn::fclose(stream);
+  std::remove("scan_test.tmp");
+}
+
 TEST(Scan, WhatIsPrintedIsReadBack) {
   std::mt19937 random(5);
   for (int round = 0; round < 20'000; ++round) {
