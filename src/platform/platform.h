@@ -455,8 +455,8 @@ TARNAPI void GetLocalTime(SystemTime* time);
 // By the difference in force now, whatever the date of the time given.
 TARNAPI Status FileTimeToLocalFileTime(const FileTime* time, FileTime* local);
 // Packed dates of 1980 to 2107, seconds in twos; false outside that range, and
-// for words that are no date. Where the system knows fewer years or takes
-// such words for another date, as it does.
+// for words that are no date. A system may give something else there: callers
+// test both before they ask.
 TARNAPI Status FileTimeToDosDateTime(const FileTime* time, std::uint16_t* dos_date,
                                      std::uint16_t* dos_time);
 TARNAPI Status DosDateTimeToFileTime(std::uint16_t dos_date, std::uint16_t dos_time,

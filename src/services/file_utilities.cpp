@@ -13,6 +13,8 @@ namespace {
 constexpr std::int32_t kFirstYear = 1980;
 constexpr std::int32_t kLastYear = kFirstYear + 127;
 constexpr std::int32_t kTwoDigits = 100;  // years below have the century left out
+constexpr std::uint64_t kFirstStamp = 119'600'064'000'000'000;  // 1980-01-01 as a FileTime
+constexpr std::uint64_t kStampsEnd = 159'992'928'000'000'000;   // 2108-01-01
 constexpr std::int64_t kLargestFile = 0x7FFFFFFF;
 constexpr std::uint64_t kSumBlock = 4096;
 constexpr std::uint64_t kPathRoom = 260;
@@ -55,6 +57,11 @@ bool is_date_and_time(std::int32_t date, std::int32_t time) {
          (time & 31) <= 29;
 }
 
+bool has_packed_date(const platform::FileTime& time) {
+  const std::uint64_t units = std::uint64_t{time.high} << 32 | time.low;
+  return units >= kFirstStamp && units < kStampsEnd;
+}
+
 bool find(const char* path, platform::FindData* data) {
   const platform::Handle search = platform::FindFirstFileA(path, data);
   if (search == platform::invalid_handle()) return false;
@@ -77,7 +84,7 @@ std::int32_t get_file_date_time(const char* path, std::int32_t* date, std::int32
   if (!find(path, &data)) return 0;
   platform::FileTime local;
   std::uint16_t dos_date = 0, dos_time = 0;
-  if (!platform::FileTimeToLocalFileTime(&data.written, &local) ||
+  if (!platform::FileTimeToLocalFileTime(&data.written, &local) || !has_packed_date(local) ||
       !platform::FileTimeToDosDateTime(&local, &dos_date, &dos_time)) {
     dos_date = dos_time = 0;
   }

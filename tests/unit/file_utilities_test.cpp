@@ -126,6 +126,24 @@ TEST_F(FileUtilities, StampsAreReadInLocalTime) {
   }
 }
 
+TEST_F(FileUtilities, AStampWithoutAPackedDateIsZero) {
+  make_file(kPath, "x");
+  for (const std::int64_t year : {1971, 2110}) {
+    const std::int64_t seconds = kFrom1601To1970 + (year - 1970) * 31'556'952;
+    const auto units = static_cast<std::uint64_t>(seconds * 10'000'000);
+    const tarn::platform::FileTime stamp = {static_cast<std::uint32_t>(units),
+                                            static_cast<std::uint32_t>(units >> 32)};
+    const auto file = tarn::platform::CreateFileA(kPath, tarn::platform::kGenericWrite, 0, nullptr,
+                                                  tarn::platform::kOpenExisting, 0, nullptr);
+    EXPECT_NE(tarn::platform::SetFileTime(file, nullptr, nullptr, &stamp), 0);
+    tarn::platform::CloseHandle(file);
+    std::int32_t date = 7, time = 7;
+    EXPECT_EQ(tarn::get_file_date_time(kPath, &date, &time), 1);
+    EXPECT_EQ(date, 0) << year;
+    EXPECT_EQ(time, 0) << year;
+  }
+}
+
 TEST_F(FileUtilities, PackedWordsAndTheClock) {
   const struct {
     int date, time;
