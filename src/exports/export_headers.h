@@ -27,6 +27,7 @@
 #include "services/compression.h"
 #include "services/execution_profile.h"
 #include "services/file_utilities.h"
+#include "services/image_introspection.h"
 #include "services/parallel_tasks.h"
 #include "services/sort.h"
 #include "services/timing.h"

@@ -48,10 +48,14 @@ class Profile : public testing::Test {
 
   // Lays a block that ends where its path ends; n may lie.
   void lay(const std::vector<std::int64_t>& counters, const std::string& path, std::int64_t n) {
-    block_.resize(8 + 8 * counters.size() + path.size() + 1);
-    std::memcpy(block_.data(), &n, 8);
-    std::memcpy(block_.data() + 8, counters.data(), 8 * counters.size());
-    std::memcpy(block_.data() + 8 + 8 * counters.size(), path.c_str(), path.size() + 1);
+    const auto add = [this](const auto& value) {
+      const auto* const bytes = reinterpret_cast<const char*>(&value);
+      block_.insert(block_.end(), bytes, bytes + sizeof value);
+    };
+    block_.clear();
+    add(n);
+    for (const std::int64_t counter : counters) add(counter);
+    block_.insert(block_.end(), path.c_str(), path.c_str() + path.size() + 1);
     tarn::profile_block = block_.data();
   }
   void lay(const std::vector<std::int64_t>& counters,

@@ -1,0 +1,28 @@
+// Resource sections of any bytes. The section lies in a block of exactly its
+// size, so that a read outside it is found.
+#include <cstdint>
+#include <vector>
+
+#include "platform/platform.h"
+#include "services/resource_directory.h"
+#include "startup/runtime_block.h"
+#include "streams/file_stream.h"
+
+namespace {
+
+constexpr std::size_t kLargestSection = 16 * 1024;
+
+// What is printed goes nowhere.
+void silence() {
+  tarn::runtime_cell(tarn::kCellStdout) = reinterpret_cast<tarn::Slot>(tarn::fopen("NUL", "wb"));
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const bool silenced = (silence(), true);
+  if (!silenced || size > kLargestSection) return 0;
+  const std::vector<std::uint8_t> section(data, data + size);
+  tarn::display_resource_tree({section.data(), static_cast<std::uint32_t>(size), 0x1000}, "Root");
+  return 0;
+}
