@@ -78,6 +78,7 @@ TEST(ParallelTask, DISABLED_MeetsTheOther) {
     ASSERT_EQ(bytes[i], static_cast<unsigned char>(i * 7)) << i;
   }
 
+  // Most of them after the other run has ended, on two free processors.
   const std::int32_t barriers = run_number() == 1 ? kBarriers : kPiece;
   const std::uint64_t end = milliseconds() + kTimeLimit;
   std::int32_t round = 0, go_on = 1;
@@ -180,11 +181,10 @@ class ParallelRuns : public ::testing::Test {
 };
 
 TEST_F(ParallelRuns, TwoAtOnceShareNothingAndTheirTasksMeet) {
-  EXPECT_EQ(code_of(start("MeetsTheOther", 1)), 0);
+  const platform::Handle one = start("MeetsTheOther", 1);
   const platform::Handle two = start("MeetsTheOther", 2);
-  const platform::Handle three = start("MeetsTheOther", 3);
+  EXPECT_EQ(code_of(one), 0);
   EXPECT_EQ(code_of(two), 0);
-  EXPECT_EQ(code_of(three), 0);
 }
 
 TEST_F(ParallelRuns, StopFreesTheTasksThatASlaveHasLeft) {

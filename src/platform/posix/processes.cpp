@@ -319,6 +319,7 @@ std::uint32_t wait_for_process(Handle handle, std::uint32_t milliseconds) {
     ready = poll(&wanted, 1, left);
   } while (ready <= 0 && left != 0 && (ready == 0 || errno == EINTR));
   const ProcessesLock lock;
+  if (ready > 0 && process->is_child) lose_screen();  // it may have written there
   let_go(process);
   return ready > 0 ? kWaitObject : ready == 0 ? kWaitTimeout : kWaitFailed;
 }
