@@ -6,6 +6,8 @@
 #include "console/console_state.h"
 #include "console/formatted_output.h"
 #include "console/line_output.h"
+#include "console/progress.h"
+#include "console/report_lines.h"
 #include "console/text_writers.h"
 #include "exports/cxx_notation.h"
 #include "failure/debugger_stubs.h"

@@ -95,6 +95,7 @@ class Terminal {
     column = std::min(column, columns - 1);
     cells.resize(static_cast<std::size_t>(rows));
     for (auto& line : cells) line.resize(static_cast<std::size_t>(columns));
+    scroll_end_ = rows;
     winsize size{};
     size.ws_col = static_cast<unsigned short>(columns);
     size.ws_row = static_cast<unsigned short>(rows);
@@ -176,6 +177,14 @@ class Terminal {
     } else if (p[1] == ']') {
       if (c != '\a') return;
       take_string(p.substr(2, p.size() - 3));
+    } else if (p[1] == '7') {
+      saved_ = {column, row, pen};
+    } else if (p[1] == '8') {
+      column = saved_.column;
+      row = saved_.row;
+      pen = saved_.pen;
+    } else if (p[1] == 'D') {
+      line_feed();
     } else {
       unknown += p;
     }
@@ -192,6 +201,13 @@ class Terminal {
     if (final == 'H' && numbers.size() == 2) {
       row = std::clamp(numbers[0] - 1, 0, height() - 1);
       column = std::clamp(numbers[1] - 1, 0, width() - 1);
+    } else if (final == 'A') {
+      row = std::max(0, row - std::max(1, numbers[0]));
+    } else if (final == 'r') {  // from the first row only
+      scroll_end_ = numbers.size() == 2 ? std::clamp(numbers[1], 2, height()) : height();
+      column = row = 0;
+    } else if (final == 'K' && parameters == "2") {
+      for (SeenCell& cell : cells[static_cast<std::size_t>(row)]) cell = {};
     } else if (final == 'm') {
       for (const int n : numbers) set_pen(n);
     } else if (final == 'n' && parameters == "6") {
@@ -247,16 +263,21 @@ class Terminal {
   }
 
   void line_feed() {
-    if (row + 1 < height()) {
-      ++row;
+    if (row + 1 != scroll_end_) {
+      row = std::min(row + 1, height() - 1);
       return;
     }
     SeenCell blank = pen;
     blank.glyph = U' ';
     cells.erase(cells.begin());
-    cells.emplace_back(static_cast<std::size_t>(width()), blank);
+    cells.emplace(cells.begin() + row, static_cast<std::size_t>(width()), blank);
   }
 
+  int scroll_end_ = 0;  // the rows below it don't scroll
+  struct {
+    int column, row;
+    SeenCell pen;
+  } saved_{};
   int controller_ = -1, observer_ = -1;
   int stop_[2];
   std::string path_, typed_at_question_, pending_;

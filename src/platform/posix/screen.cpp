@@ -10,6 +10,7 @@
 
 #include <initializer_list>
 
+#include "platform/posix/progress_row.h"
 #include "platform/posix/terminal.h"
 
 namespace tarn::platform {
@@ -68,7 +69,8 @@ bool window_of(int descriptor, Coord* size) {
       window.ws_col > INT16_MAX || window.ws_row > INT16_MAX) {
     return false;
   }
-  *size = {static_cast<std::int16_t>(window.ws_col), static_cast<std::int16_t>(window.ws_row)};
+  const int rows = window.ws_row - taken_rows(terminal_device(descriptor));
+  *size = {static_cast<std::int16_t>(window.ws_col), static_cast<std::int16_t>(rows)};
   return true;
 }
 
@@ -332,6 +334,8 @@ ScreenState* select_any_screen() {
   }
   return select_screen(own);
 }
+
+int selected_terminal() { return selected; }
 
 bool use_screen() {
   if (look(&in_use)) return true;

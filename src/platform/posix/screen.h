@@ -44,6 +44,9 @@ ScreenState* select_screen(Handle handle);
 // else the controlling terminal.
 ScreenState* select_any_screen();
 
+// The descriptor by which the screen was selected last.
+int selected_terminal();
+
 // Readies the selected screen for output; false, with the last error.
 bool use_screen();
 

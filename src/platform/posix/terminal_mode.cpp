@@ -11,6 +11,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "platform/posix/progress_row.h"
 #include "platform/posix/terminal.h"
 
 namespace tarn::platform {
@@ -46,6 +47,7 @@ void restore_and_end(int signal_number) {
 // terminal.
 void on_stop(int number) {
   const int kept_errno = errno;
+  give_back_row();
   show_cursor(true);
   struct sigaction ours, default_action{};
   default_action.sa_handler = SIG_DFL;
@@ -118,6 +120,7 @@ void restore_terminal() {
   sigemptyset(&stop);
   sigaddset(&stop, SIGTTOU);
   pthread_sigmask(SIG_BLOCK, &stop, &kept);
+  give_back_row();
   finish_screen();
   const int terminal = __atomic_exchange_n(&changed_terminal, -1, __ATOMIC_ACQ_REL);
   if (terminal >= 0) {

@@ -10,7 +10,7 @@
 
 namespace tarn::platform {
 
-// Services that dialog windows need: one row a service, by library.
+// Services that dialog and progress windows need: one row a service, by library.
 #define TARN_USER32_SERVICES(SERVICE) \
   SERVICE(AdjustWindowRectEx)         \
   SERVICE(AppendMenuA)                \
@@ -20,13 +20,16 @@ namespace tarn::platform {
   SERVICE(CreatePopupMenu)            \
   SERVICE(CreateWindowExA)            \
   SERVICE(CallWindowProcA)            \
+  SERVICE(DefWindowProcA)             \
   SERVICE(DestroyAcceleratorTable)    \
   SERVICE(DestroyMenu)                \
   SERVICE(DestroyWindow)              \
   SERVICE(DispatchMessageA)           \
+  SERVICE(DrawTextA)                  \
   SERVICE(EmptyClipboard)             \
   SERVICE(EnableWindow)               \
   SERVICE(GetActiveWindow)            \
+  SERVICE(GetClientRect)              \
   SERVICE(GetCursorPos)               \
   SERVICE(GetDC)                      \
   SERVICE(GetMessageA)                \
@@ -35,13 +38,18 @@ namespace tarn::platform {
   SERVICE(GetSysColorBrush)           \
   SERVICE(GetSystemMetrics)           \
   SERVICE(GetTabbedTextExtentA)       \
+  SERVICE(GetUpdateRect)              \
   SERVICE(GetUserObjectInformationA)  \
   SERVICE(GetWindowLongPtrA)          \
   SERVICE(IsDialogMessageA)           \
+  SERVICE(LoadCursorA)                \
   SERVICE(LoadIconA)                  \
   SERVICE(OpenClipboard)              \
   SERVICE(PeekMessageA)               \
+  SERVICE(PostMessageA)               \
   SERVICE(PostQuitMessage)            \
+  SERVICE(RedrawWindow)               \
+  SERVICE(RegisterClassA)             \
   SERVICE(ReleaseDC)                  \
   SERVICE(SendMessageA)               \
   SERVICE(SetClipboardData)           \
@@ -54,16 +62,22 @@ namespace tarn::platform {
   SERVICE(SystemParametersInfoA)      \
   SERVICE(TrackPopupMenu)             \
   SERVICE(TranslateAcceleratorA)      \
-  SERVICE(TranslateMessage)
+  SERVICE(TranslateMessage)           \
+  SERVICE(UpdateWindow)               \
+  SERVICE(ValidateRect)
 
 #define TARN_GDI32_SERVICES(SERVICE) \
   SERVICE(CreateFontIndirectA)       \
   SERVICE(CreateSolidBrush)          \
   SERVICE(DeleteObject)              \
+  SERVICE(GetStockObject)            \
+  SERVICE(GetTextExtentPoint32A)     \
   SERVICE(GetTextMetricsA)           \
   SERVICE(SelectObject)              \
   SERVICE(SetBkColor)                \
-  SERVICE(SetTextColor)
+  SERVICE(SetTextAlign)              \
+  SERVICE(SetTextColor)              \
+  SERVICE(TextOutA)
 
 struct WindowLibraries {
 #define TARN_SERVICE_FIELD(name) decltype(&::name) name;

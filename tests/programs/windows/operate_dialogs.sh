@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Operates the dialogs of report_dialog.exe on a desktop of its own, as a user
-# does, and checks what comes of it. The desktop is a virtual screen with a
+# Operates the dialogs of report_dialog.exe and the window of progress_steps.exe
+# on a desktop of its own, as a user does, and checks what comes of it. The desktop is a virtual screen with a
 # display number that is free, and a Wine prefix that only sees this screen:
 # Wine keeps one desktop for a prefix, made by whoever comes first.
 #
-#   operate_dialogs.sh REPORT_DIALOG_EXE PANEVIEW64_DLL RUN_FOLDER WINE DIVIDE_EXE
+#   operate_dialogs.sh REPORT_DIALOG_EXE PANEVIEW64_DLL RUN_FOLDER WINE DIVIDE_EXE PROGRESS_EXE
 #
 # Leaves screenshots in RUN_FOLDER. Exit status 77: something is missing here.
 set -u
@@ -13,6 +13,7 @@ dll=$(realpath "$2")
 run=$3
 wine=$4
 divide=$(realpath "$5")
+progress=$(realpath "$6")
 
 for tool in Xvfb xdotool import "$wine"; do
   command -v "$tool" >/dev/null || {
@@ -23,8 +24,8 @@ done
 
 mkdir -p "$run"
 cd "$run" || exit 1
-rm -f -- *.png *.txt *.out *.exe *.DLL display
-cp "$program_file" "$dll" "$divide" "$(dirname "$divide")/TARNLIBC64.DLL" . || exit 1
+rm -f -- *.png *.txt *.out *.exe *.DLL display orders
+cp "$program_file" "$dll" "$divide" "$progress" "$(dirname "$divide")/TARNLIBC64.DLL" . || exit 1
 
 exec 3>display
 # -r: a key held for long on a slow machine must not repeat.
@@ -193,6 +194,43 @@ press q ended
 wait "$program" || fail "divide.exe ended with status $?"
 said 'Splitting the bill' || fail "the output before the failure is lost"
 
+echo "The progress window"
+out=progress.out
+mkfifo orders
+timeout 120 "$wine" ./progress_steps.exe >"$out" 2>/dev/null <orders &
+program=$!
+exec 4>orders
+order() { printf '%s\n' "$@" >&4; }
+title='^Progress of a job$'
+is_up() { xdotool search --name "$title"; }
+is_gone() { ! is_up; }
+bar() { # COLUMNS: so many of its 242 are full, one more or less
+  local blue
+  blue=$(import -window root -depth 8 -format %c histogram:info:- | sed -n 's/^ *\([0-9]*\):.*#3096FA.*/\1/p')
+  [ $((${blue:-0} / 14)) -ge $(($1 - 1)) ] && [ $((${blue:-0} / 14)) -le $(($1 + 1)) ]
+}
+order 'window 200 Compiling merle.f90: ' 'at 84' 'counts 2 1 0' 'say begun'
+until_true 30 is_up || fail "no progress window"
+until_true 10 bar 99 || fail "the bar isn't at 41 percent"
+picture progress 3096FA
+xdotool search --name "$title" getwindowgeometry --shell >place.txt
+. ./place.txt
+[ "$WIDTH" = 257 ] || fail "the window is $WIDTH wide"
+[ $((2 * X + WIDTH - 1024)) -ge -1 ] && [ $((2 * X + WIDTH - 1024)) -le 1 ] ||
+  fail "the window isn't in the middle, but at $X"
+order 'at 150'
+until_true 10 bar 180 || fail "the bar doesn't follow"
+xdotool mousemove $((X + WIDTH - 13)) $((Y + 10)) click 1
+until_true 10 is_gone || fail "its close button doesn't close it"
+order 'at 160' 'say alive' 'close' 'window 400 Again' 'at 190'
+until_true 10 said alive || fail "the job ended with its window"
+until_true 30 is_up || fail "no second window"
+order 'close'
+until_true 10 is_gone || fail "the second window stays"
+exec 4>&-
+wait "$program" || fail "the program ended with status $?"
+said end || fail "the program didn't come to its end"
+
 echo "Without a display the same dialog is text, and nobody waits"
 out=batch.out
 display=$DISPLAY
@@ -201,4 +239,11 @@ timeout 60 env WINEPREFIX="$WINEPREFIX" "$wine" ./report_dialog.exe report \
   >"$out" 2>/dev/null </dev/null || fail "status $?"
 DISPLAY=$display
 said 'closed by button 3' || fail "the last button didn't close it"
+out=no_window.out
+{
+  printf 'window 100 text\nat 10\n'
+  sleep 0.8
+  printf 'at 20\nclose\n'
+} | env -u DISPLAY timeout 60 "$wine" ./progress_steps.exe >"$out" 2>/dev/null || fail "status $?"
+said end || fail "a job without a window doesn't come to its end"
 echo passed
