@@ -43,7 +43,6 @@ constexpr struct {
     {0x00006969, kRemote},    // NFS
     {0xFF534D42, kRemote},    // CIFS
     {0xFE534D42, kRemote},    // SMB2
-    {0x01021997, kRemote},    // 9P
     {0x00009660, kCdRom},     // ISO 9660
     {0x15013346, kCdRom},     // UDF
     {0x01021994, kInMemory},  // tmpfs
