@@ -237,6 +237,8 @@ class Terminal {
     if (n == 7) pen.reversed = true;
     if (n >= 30 && n <= 37) pen.foreground = n - 30;
     if (n >= 40 && n <= 47) pen.background = n - 40;
+    if (n == 39) pen.foreground = -1;
+    if (n == 49) pen.background = -1;
     if (n >= 90 && n <= 97) pen.foreground = n - 90 + 8;
     if (n >= 100 && n <= 107) pen.background = n - 100 + 8;
   }

@@ -778,4 +778,82 @@ TEST_F(HostConsole, TheControllingTerminalHasItsNames) {
   EXPECT_EQ(status, 0);
 }
 
+// ---- A terminal of other people's making ------------------------------------------------
+
+// All characters and all attributes, from the fourth row of 24 on: four rows of
+// 64 each. Runs inside the terminal until a key is pressed.
+std::vector<CharInfo> gallery_row(int row) {
+  std::vector<CharInfo> line;
+  for (int i = 64 * row; i < 64 * (row + 1); ++i) {
+    line.push_back(i < 256 ? CharInfo{static_cast<std::uint8_t>(i), 0, 7}
+                           : CharInfo{'A', 0, static_cast<std::uint16_t>(i - 256)});
+  }
+  return line;
+}
+
+TEST_F(HostConsole, DISABLED_Gallery) {
+  SetEnvironmentVariableA("TERM", getenv("TERM"));
+  const Handle screen = GetStdHandle(-11);
+  GetConsoleScreenBufferInfo(screen, &info);
+  ASSERT_NE(SetConsoleTitleA("gallery"), 0);
+  ASSERT_NE(SetConsoleCursorPosition(screen, {0, 23}), 0);
+  for (int i = 0; i < 23 - 3; ++i) print(screen, "\n");  // what the test framework printed
+  for (int row = 0; row < 8; ++row) write_cells(screen, 8, 3 + row, gallery_row(row));
+  ASSERT_NE(SetConsoleCursorPosition(screen, {5, 11}), 0);
+  print(screen, "ready");
+  const bool quit = key_of(GetStdHandle(-10)) == 0x7900;
+  ExitProcess(quit ? 0 : 1);
+}
+
+std::string output_of(const std::string& command) {
+  std::string text;
+  FILE* const pipe = popen(command.c_str(), "r");
+  char bytes[4096];
+  while (const std::size_t count = fread(bytes, 1, sizeof bytes, pipe)) text.append(bytes, count);
+  pclose(pipe);
+  return text;
+}
+
+TEST_F(HostConsole, TmuxShowsTheSame) {
+  if (system("command -v tmux >/dev/null") != 0) GTEST_SKIP() << "no tmux";
+  const std::string tmux = "tmux -u -L tarn_console_" + std::to_string(getpid()) + " ";
+  char self[4096] = "";
+  ASSERT_GT(readlink("/proc/self/exe", self, sizeof self - 1), 0);
+  ASSERT_EQ(system((tmux + "-f /dev/null new-session -d -x 80 -y 24 \"'" + self +
+                    "' --gtest_also_run_disabled_tests --gtest_filter='*Gallery'; "
+                    "echo STATUS $?; sleep 60\"")
+                       .c_str()),
+            0);
+  const auto capture = [&](const std::string& awaited) {
+    std::string text;
+    for (int i = 0; i < 200; ++i) {
+      text = output_of(tmux + "capture-pane -p -e");
+      if (text.find(awaited) != std::string::npos) return text;
+      std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    }
+    return text;
+  };
+  const std::string where = "display -p '#{cursor_x} #{cursor_y} #{pane_title}'";
+  Screen copy(80, 25);
+  std::string shown = capture("ready");
+  std::string lines;
+  for (const char c : shown) lines += c == '\n' ? "\r\n" : std::string(1, c);
+  ASSERT_GT(write(copy.observer(), lines.data(), lines.size()), 0);
+  copy.settle();
+  EXPECT_EQ(output_of(tmux + where), "10 11 gallery\n");
+  EXPECT_EQ(system((tmux + "send-keys F10").c_str()), 0);
+  shown = capture("STATUS");
+  EXPECT_NE(shown.find("     ready\nSTATUS 0\n"), std::string::npos) << shown;
+  EXPECT_EQ(output_of(tmux + where).substr(0, 5), "0 13 ");
+  EXPECT_EQ(output_of(tmux + where).find("gallery"), std::string::npos);
+  EXPECT_EQ(system((tmux + "kill-server").c_str()), 0);
+  for (int row = 0; row < 8; ++row) {
+    const std::vector<CharInfo> line = gallery_row(row);
+    for (unsigned i = 0; i < 64; ++i) {
+      SeenCell cell = seen(line[i]);
+      EXPECT_EQ(copy.cells[unsigned(3 + row)][8 + i], cell) << "row " << row << ", cell " << i;
+    }
+  }
+}
+
 }  // namespace
