@@ -329,9 +329,9 @@ TARNAPI Status WriteConsoleA(Handle screen, const void* text, std::uint32_t leng
 // right behind it is that character with Alt.
 TARNAPI Status ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
                                  std::uint32_t* count);
-// Characters stored without the NUL, cut to the room; 0 on failure. On the host,
-// what the process set last, at most 1023 characters, at first the program's
-// name; the terminal gets its own title back at the end.
+// Length of the title, of which what fits is stored with a NUL; 0 on failure. On
+// the host, what the process set last, at most 1023 characters, at first the
+// program's name; the terminal gets its own title back at the end.
 TARNAPI std::uint32_t GetConsoleTitleA(char* title, std::uint32_t size);
 TARNAPI Status SetConsoleTitleA(const char* title);
 // 0 where there are no windows.

@@ -212,10 +212,10 @@ std::uint32_t GetConsoleTitleA(char* to, std::uint32_t size) {
   const ScreenLock lock;
   if (size == 0 || select_any_screen() == nullptr) return 0;
   if (title[0] == '\0') GetModuleFileNameA(nullptr, title, kTitleSize);
-  const std::size_t length = strnlen(title, size - 1);
-  memcpy(to, title, length);
-  to[length] = '\0';
-  return static_cast<std::uint32_t>(length);
+  const std::size_t stored = strnlen(title, size - 1);
+  memcpy(to, title, stored);
+  to[stored] = '\0';
+  return static_cast<std::uint32_t>(strlen(title));
 }
 
 Status SetConsoleTitleA(const char* text) {

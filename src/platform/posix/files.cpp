@@ -248,7 +248,8 @@ Status ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* de
     } while (taken < 0 &&
              (errno == EINTR || (errno == EAGAIN && wait_for(object->descriptor, POLLIN))));
     if (taken < 0 && count == 0) return fail_transfer();
-    if (taken > 0) count += drop_late_answer(bytes + count, static_cast<std::size_t>(taken));
+    if (taken > 0)
+      count += drop_late_answer(object->descriptor, bytes + count, static_cast<std::size_t>(taken));
   }
   follow_echo(object->descriptor, bytes, count);
   if (delivered != nullptr) *delivered = static_cast<std::uint32_t>(count);

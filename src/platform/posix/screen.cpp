@@ -476,6 +476,8 @@ void follow_output(int descriptor, const void* bytes, std::size_t count) {
 }
 
 void follow_echo(int descriptor, const void* bytes, std::size_t count) {
+  termios flags;
+  if (!look(&in_use) || tcgetattr(descriptor, &flags) != 0 || (flags.c_lflag & ECHO) == 0) return;
   follow(descriptor, bytes, count, false);
 }
 

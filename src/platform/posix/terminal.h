@@ -47,9 +47,9 @@ Answer ask_cursor(int terminal, int reader, int* column, int* row);
 // gets no more than that. Nothing is held for other descriptors.
 std::size_t take_held_input(int descriptor, void* buffer, std::size_t size, bool* whole);
 
-// Input just read is freed of an answer that came too late. Result: the count
-// of bytes that are left.
-std::size_t drop_late_answer(void* bytes, std::size_t count);
+// Input just read of the terminal is freed of an answer that came too late.
+// Result: the count of bytes that are left.
+std::size_t drop_late_answer(int descriptor, void* bytes, std::size_t count);
 
 // ---- Screen -------------------------------------------------------------------
 

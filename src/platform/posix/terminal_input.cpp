@@ -235,8 +235,8 @@ std::size_t take_held_input(int descriptor, void* buffer, std::size_t size, bool
   return count;
 }
 
-std::size_t drop_late_answer(void* bytes, std::size_t count) {
-  if (!answer_is_late) return count;
+std::size_t drop_late_answer(int descriptor, void* bytes, std::size_t count) {
+  if (!answer_is_late || terminal_device(descriptor) != held_device) return count;
   auto* const from = static_cast<std::uint8_t*>(bytes);
   std::size_t at, length;
   int row, column;

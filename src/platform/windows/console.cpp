@@ -48,8 +48,16 @@ Status WriteConsoleA(Handle screen, const void* text, std::uint32_t length, std:
 
 Status ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
                          std::uint32_t* count) {
-  return ::ReadConsoleInputA(input, reinterpret_cast<INPUT_RECORD*>(records), room,
-                             reinterpret_cast<DWORD*>(count));
+  const Status done = ::ReadConsoleInputA(input, reinterpret_cast<INPUT_RECORD*>(records), room,
+                                          reinterpret_cast<DWORD*>(count));
+  // Wine's console on a terminal leaves out the escape key's character.
+  for (std::uint32_t i = 0; done && i < *count; ++i) {
+    InputRecord& record = records[i];
+    if (record.event_type == kKeyEvent && record.virtual_key_code == VK_ESCAPE) {
+      record.character = VK_ESCAPE;
+    }
+  }
+  return done;
 }
 
 std::uint32_t GetConsoleTitleA(char* title, std::uint32_t size) {

@@ -437,7 +437,7 @@ TEST_F(HostConsole, CursorAndTitleAreSetAndPutBack) {
   EXPECT_EQ(terminal.title, "a]2;b?\xE2\x82\xAC");
   EXPECT_EQ(terminal.saved_titles, 1);
   EXPECT_NE(SetConsoleTitleA("another title"), 0);
-  EXPECT_EQ(GetConsoleTitleA(title, sizeof title), 7u);
+  EXPECT_EQ(GetConsoleTitleA(title, sizeof title), 13u);
   EXPECT_STREQ(title, "another");
   restore_terminal();
   terminal.settle();
