@@ -16,11 +16,14 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "platform/platform.h"
+#include "platform/posix/command_line.h"
+#include "platform/posix/program_start.h"
 #include "platform/posix/registry_text.h"
 
 namespace {
@@ -450,6 +453,32 @@ TEST_F(HostPlatform, ShellsScriptsAndSignalsGiveTheirCodes) {
       {"cmd /k exit", -static_cast<int>(kErrorFileNotFound)},
   };
   for (const auto& test : kCases) EXPECT_EQ(code_of(test.line), test.code) << test.line;
+}
+
+// The line that is made of arguments splits into them again.
+TEST(HostProcess, CommandLinesSplitIntoWhatTheyWereMadeOf) {
+  std::mt19937 random(1);
+  for (int round = 0; round < 20'000; ++round) {
+    std::vector<std::string> arguments(random() % 4);
+    std::vector<const char*> pointers;
+    for (std::string& argument : arguments) {
+      for (auto length = random() % 7; length > 0; --length) {
+        argument += "ab \\\\\"\"\t\xE9"[random() % 9];
+      }
+      pointers.push_back(argument.c_str());
+    }
+    char* const line = build_command_line("p", static_cast<int>(pointers.size()), pointers.data());
+    // As small as stated, so that a byte too many is found.
+    const char* const text = line + std::strlen("\"p\"");
+    std::vector<char> split(std::strlen(text) + 1);
+    ASSERT_EQ(split_arguments(text, split.data()), arguments.size()) << line;
+    const char* next = split.data();
+    for (const std::string& argument : arguments) {
+      ASSERT_EQ(next, argument) << line;
+      next += argument.size() + 1;
+    }
+    free(line);
+  }
 }
 
 TEST(HostProcess, NobodyStaysInTheSystemsTable) {
