@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Sets the machine up and builds both targets into build/host and build/windows.
+# Sets the machine up, builds both targets into build/host and build/windows, and
+# installs both into build/tarnlib.
 set -euo pipefail
 cd "$(dirname "$0")"
 
@@ -25,3 +26,7 @@ if command -v x86_64-w64-mingw32-g++-posix >/dev/null; then
 else
   echo "Left out: the Windows target (no x86_64-w64-mingw32-g++-posix on this machine)"
 fi
+for target in host windows; do
+  [ ! -f "build/$target/cmake_install.cmake" ] ||
+    cmake --install "build/$target" --prefix build/tarnlib >"build/$target.install.log"
+done

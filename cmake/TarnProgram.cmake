@@ -9,50 +9,52 @@
 # gives options to finish_image. The DLLs of the library stand in the same
 # folder, where Windows, Wine and tarnrun look for them. The target is
 # tarn_program_NAME.
+#
+# Used in this tree, and by find_package(tarnlib) from others. Before it is
+# included these are set:
+#   TARN_PROGRAM_INCLUDE   the headers
+#   TARN_PROGRAM_FLAGS     the folder of the two files of flags
+#   TARN_PROGRAM_START     the start-up object, TARN_PROGRAM_MEMORY the library
+#                          of what the compiler calls of itself
+#   TARN_PROGRAM_IMPORT    the import library
+#   TARN_PROGRAM_DLLS      the two DLLs
+#   TARN_PROGRAM_WAITS     targets that make these, if any
+#   TARN_FINISH_IMAGE      the finisher
 
 set(TARN_PROGRAMS ${CMAKE_BINARY_DIR}/programs)
-set(TARN_FINISH_IMAGE ${TARN_HOST_BUILD}/tools/finish_image/finish_image)
 
-# How a source of a program is compiled.
+# How a source of a program is compiled; tarncc reads the same files. In them:
+# - The library is the C run-time: only its headers, and its own meaning of
+#   each name (its puts, for one, adds no line feed).
+# - The one prologue that the traceback reads: a single subtraction from rsp as
+#   the first act of a routine, no pushes. -O1 does not move code in front of
+#   it. A routine without a frame has none, and the traceback steps over it by
+#   its unwind data.
+# - Nothing that a C or C++ run-time would have to supply.
+function(tarn_read_flags file result)
+  file(READ ${TARN_PROGRAM_FLAGS}/${file} text)
+  separate_arguments(flags UNIX_COMMAND "${text}")
+  set(${result} ${flags} PARENT_SCOPE)
+endfunction()
+tarn_read_flags(program_flags tarn_flags)
+tarn_read_flags(program_flags_cpp tarn_flags_cpp)
 add_library(tarn_program_flags INTERFACE)
-target_include_directories(tarn_program_flags INTERFACE ${CMAKE_SOURCE_DIR}/include)
+target_include_directories(tarn_program_flags INTERFACE ${TARN_PROGRAM_INCLUDE})
 target_compile_options(tarn_program_flags INTERFACE
-  $<$<COMPILE_LANGUAGE:C,CXX>:
-  -Wall -Wextra -g
-  # The library is the C run-time: only its headers, and its own meaning of
-  # each name (its puts, for one, adds no line feed).
-  -nostdinc -fno-builtin
-  # The one prologue that the traceback reads: a single subtraction from rsp as
-  # the first act of a routine, no pushes. -O1 does not move code in front of
-  # it. A routine without a frame has none, and the traceback cannot step over
-  # it; only one that calls nothing and keeps nothing in memory is so small.
-  -O1 -fomit-frame-pointer -fno-shrink-wrap -fno-optimize-sibling-calls
-  -ffixed-rbx -ffixed-rbp -ffixed-rsi -ffixed-rdi
-  -ffixed-r12 -ffixed-r13 -ffixed-r14 -ffixed-r15
-  # Nothing that a C or C++ run-time would have to supply.
-  -fno-stack-protector>
-  $<$<COMPILE_LANGUAGE:CXX>:-nostdinc++ -fno-exceptions -fno-rtti -fno-threadsafe-statics
-  -fno-use-cxa-atexit>)
+  "$<$<COMPILE_LANGUAGE:C,CXX>:${tarn_flags}>" "$<$<COMPILE_LANGUAGE:CXX>:${tarn_flags_cpp}>")
 
-# What each image brings of its own: the interpreter of start-up scripts, and
-# the two routines that the compiler calls of itself.
-set(tarn_startup ${CMAKE_SOURCE_DIR}/src/startup)
-set_source_files_properties(${tarn_startup}/startup_script.S ${tarn_startup}/program_memory.S
-  PROPERTIES OBJECT_DEPENDS ${CMAKE_SOURCE_DIR}/src/platform/assembly.h)
-add_library(tarn_program_start OBJECT ${tarn_startup}/startup_script.S)
-add_library(tarn_program_memory STATIC ${tarn_startup}/program_memory.S)
-foreach(part tarn_program_start tarn_program_memory)
-  target_include_directories(${part} PRIVATE ${CMAKE_SOURCE_DIR}/src)
+set(tarn_copies)
+foreach(dll ${TARN_PROGRAM_DLLS})
+  get_filename_component(dll_name ${dll} NAME)
+  add_custom_command(OUTPUT ${TARN_PROGRAMS}/${dll_name}
+    COMMAND ${CMAKE_COMMAND} -E copy ${dll} ${TARN_PROGRAMS}/${dll_name}
+    DEPENDS ${dll})
+  list(APPEND tarn_copies ${TARN_PROGRAMS}/${dll_name})
 endforeach()
-
-foreach(dll TARNLIBC64.DLL PANEVIEW64.DLL)
-  add_custom_command(OUTPUT ${TARN_PROGRAMS}/${dll}
-    COMMAND ${CMAKE_COMMAND} -E copy ${CMAKE_BINARY_DIR}/${dll} ${TARN_PROGRAMS}/${dll}
-    DEPENDS ${CMAKE_BINARY_DIR}/${dll})
-endforeach()
-add_custom_target(tarn_program_dlls ALL
-  DEPENDS ${TARN_PROGRAMS}/TARNLIBC64.DLL ${TARN_PROGRAMS}/PANEVIEW64.DLL)
-add_dependencies(tarn_program_dlls tarn_dll paneview_dll)
+add_custom_target(tarn_program_dlls ALL DEPENDS ${tarn_copies})
+if(TARN_PROGRAM_WAITS)
+  add_dependencies(tarn_program_dlls ${TARN_PROGRAM_WAITS})
+endif()
 
 function(tarn_add_program name)
   cmake_parse_arguments(PARSE_ARGV 1 program "DLL" "" "SOURCES;LINK;FINISH")
@@ -64,7 +66,7 @@ function(tarn_add_program name)
   add_library(${code} OBJECT ${program_SOURCES})
   target_link_libraries(${code} PRIVATE tarn_program_flags)
 
-  set(import_libraries ${CMAKE_BINARY_DIR}/libtarnlibc64.dll.a)
+  set(import_libraries ${TARN_PROGRAM_IMPORT})
   set(waits_for tarn_program_dlls)
   foreach(dll ${program_LINK})
     list(APPEND import_libraries ${TARN_PROGRAMS}/lib${dll}.dll.a)
@@ -91,11 +93,10 @@ function(tarn_add_program name)
   add_custom_command(OUTPUT ${image} ${unfinished} ${made}
     COMMAND ${CMAKE_C_COMPILER} -nostdlib ${link_options}
             -Wl,-e,__BrackenStartup -Wl,--dynamicbase -Wl,--disable-auto-import
-            $<TARGET_OBJECTS:tarn_program_start> $<TARGET_OBJECTS:${code}>
-            ${import_libraries} $<TARGET_FILE:tarn_program_memory> -lkernel32 -o ${unfinished}
+            ${TARN_PROGRAM_START} $<TARGET_OBJECTS:${code}>
+            ${import_libraries} ${TARN_PROGRAM_MEMORY} -lkernel32 -o ${unfinished}
     COMMAND ${TARN_FINISH_IMAGE} ${finish_options} ${program_FINISH} ${unfinished} -o ${image}
-    DEPENDS ${code} $<TARGET_OBJECTS:${code}> tarn_program_start
-            $<TARGET_OBJECTS:tarn_program_start> tarn_program_memory
+    DEPENDS ${code} $<TARGET_OBJECTS:${code}> ${TARN_PROGRAM_START} ${TARN_PROGRAM_MEMORY}
             ${import_libraries} ${TARN_FINISH_IMAGE}
     COMMAND_EXPAND_LISTS VERBATIM)
   add_custom_target(tarn_program_${name} ALL DEPENDS ${image})

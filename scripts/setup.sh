@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 host_packages=(
-  g++ gfortran cmake ninja-build make git
+  g++ gfortran cmake ninja-build make git pkg-config
   libgtest-dev googletest libbenchmark-dev libzydis-dev libmpfr-dev libopenblas-dev
   clang clang-format clang-tidy libclang-rt-14-dev tmux
 )

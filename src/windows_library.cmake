@@ -27,6 +27,9 @@ target_include_directories(tarn_dll_start PRIVATE .)
 add_library(tarn_compiler_support OBJECT platform/windows/compiler_support.cpp)
 target_link_libraries(tarn_compiler_support PRIVATE tarn_library_flags)
 
+include(TarnVersion)
+tarn_version_resource(TARNLIBC64.DLL "${PROJECT_DESCRIPTION}" version_object)
+
 set(unfinished ${CMAKE_CURRENT_BINARY_DIR}/TARNLIBC64.unfinished.dll)
 add_custom_command(
   OUTPUT ${CMAKE_BINARY_DIR}/TARNLIBC64.DLL ${CMAKE_BINARY_DIR}/libtarnlibc64.dll.a
@@ -34,14 +37,15 @@ add_custom_command(
           -Wl,--out-implib,${CMAKE_BINARY_DIR}/libtarnlibc64.dll.a
           $<TARGET_OBJECTS:tarn_dll_start> $<TARGET_OBJECTS:tarn_rooms>
           $<TARGET_OBJECTS:tarn_platform> $<TARGET_OBJECTS:tarn_compiler_support>
-          ${CMAKE_BINARY_DIR}/TARNLIBC64.def ${CMAKE_BINARY_DIR}/libpaneview64_calls.a
+          ${version_object} ${CMAKE_BINARY_DIR}/TARNLIBC64.def
+          ${CMAKE_BINARY_DIR}/libpaneview64_calls.a
           -lkernel32 -o ${unfinished}
   COMMAND ${finish_image} --dll --public-routines ${unfinished} -o ${CMAKE_BINARY_DIR}/TARNLIBC64.DLL
   COMMAND_EXPAND_LISTS VERBATIM
   DEPENDS tarn_dll_start tarn_rooms tarn_platform tarn_compiler_support
           $<TARGET_OBJECTS:tarn_dll_start> $<TARGET_OBJECTS:tarn_rooms>
           $<TARGET_OBJECTS:tarn_platform> $<TARGET_OBJECTS:tarn_compiler_support>
-          ${CMAKE_BINARY_DIR}/TARNLIBC64.def ${CMAKE_BINARY_DIR}/libpaneview64_calls.a
-          ${finish_image})
+          ${version_object} ${CMAKE_BINARY_DIR}/TARNLIBC64.def
+          ${CMAKE_BINARY_DIR}/libpaneview64_calls.a ${finish_image})
 add_custom_target(tarn_dll ALL
   DEPENDS ${CMAKE_BINARY_DIR}/TARNLIBC64.DLL ${CMAKE_BINARY_DIR}/libtarnlibc64.dll.a)

@@ -1,0 +1,62 @@
+# Where things go under a prefix; both builds may be installed into one.
+#
+#   bin/                   the tools; on Windows the DLLs, too
+#   include/tarnlib/       the headers, which are a C library of their own
+#   lib/tarnlib/           what images are made with, and the DLLs
+#   lib/cmake/tarnlib/     find_package(tarnlib)
+#   lib/pkgconfig/         tarnlib.pc
+#   share/doc/tarnlib/     README and docs
+#
+# Components: `tools` (this build's), `program` (what images are made with; the
+# windows build has it), `doc`.
+include(CMakePackageConfigHelpers)
+
+set(tarn_docs share/doc/tarnlib)
+install(TARGETS finish_image tarncc RUNTIME DESTINATION bin COMPONENT tools)
+install(FILES README.md DESTINATION ${tarn_docs} COMPONENT doc)
+install(DIRECTORY docs/ DESTINATION ${tarn_docs}/docs COMPONENT doc)
+install(DIRECTORY examples/ DESTINATION ${tarn_docs}/examples COMPONENT doc
+  FILES_MATCHING PATTERN "*.c" PATTERN "*.h")
+
+set(CPACK_PACKAGE_NAME tarnlib)
+set(CPACK_PACKAGE_VENDOR tarnlib)
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY ${PROJECT_DESCRIPTION})
+set(CPACK_PACKAGE_CONTACT "tarnlib maintainers <tarnlib@localhost>")
+set(CPACK_PACKAGE_INSTALL_DIRECTORY tarnlib)
+set(CPACK_VERBATIM_VARIABLES ON)
+if(NOT WIN32)
+  install(TARGETS tarnrun RUNTIME DESTINATION bin COMPONENT tools)
+  # The package of Linux holds what the windows build made for programs.
+  set(CPACK_GENERATOR DEB)
+  set(CPACK_INSTALL_CMAKE_PROJECTS
+    "${CMAKE_BINARY_DIR};tarnlib;tools;/;${CMAKE_BINARY_DIR};tarnlib;doc;/"
+    "${CMAKE_SOURCE_DIR}/build/windows;tarnlib;program;/")
+  set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+  set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+  set(CPACK_DEBIAN_PACKAGE_SECTION devel)
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "gcc-mingw-w64-x86-64")
+  set(CPACK_STRIP_FILES ON)
+  include(CPack)
+  return()
+endif()
+
+install(FILES ${TARN_PROGRAM_DLLS} DESTINATION bin COMPONENT tools)
+install(FILES ${TARN_PROGRAM_DLLS} ${TARN_PROGRAM_IMPORT} cmake/program_flags cmake/program_flags_cpp
+  DESTINATION lib/tarnlib COMPONENT program)
+install(FILES ${TARN_PROGRAM_START} DESTINATION lib/tarnlib RENAME program_start.o
+  COMPONENT program)
+install(TARGETS tarn_program_memory ARCHIVE DESTINATION lib/tarnlib COMPONENT program)
+install(DIRECTORY include/ DESTINATION include/tarnlib COMPONENT program)
+
+set(tarn_package lib/cmake/tarnlib)
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/tarnlibConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES cmake/tarnlibConfig.cmake ${CMAKE_BINARY_DIR}/tarnlibConfigVersion.cmake
+  cmake/TarnProgram.cmake cmake/mingw-w64.cmake
+  DESTINATION ${tarn_package} COMPONENT program)
+configure_file(cmake/tarnlib.pc.in ${CMAKE_BINARY_DIR}/tarnlib.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/tarnlib.pc DESTINATION lib/pkgconfig COMPONENT program)
+
+set(CPACK_GENERATOR ZIP)
+include(CPack)

@@ -1,0 +1,22 @@
+# What each image brings of its own: the interpreter of start-up scripts, and
+# the routines that the compiler calls of itself. Tells TarnProgram.cmake where
+# they and the rest are in this build.
+set(tarn_startup ${CMAKE_SOURCE_DIR}/src/startup)
+set_source_files_properties(${tarn_startup}/startup_script.S ${tarn_startup}/program_memory.S
+  PROPERTIES OBJECT_DEPENDS ${CMAKE_SOURCE_DIR}/src/platform/assembly.h)
+add_library(tarn_program_start OBJECT ${tarn_startup}/startup_script.S)
+add_library(tarn_program_memory STATIC ${tarn_startup}/program_memory.S)
+set_target_properties(tarn_program_memory PROPERTIES OUTPUT_NAME program_memory)
+foreach(part tarn_program_start tarn_program_memory)
+  target_include_directories(${part} PRIVATE ${CMAKE_SOURCE_DIR}/src)
+endforeach()
+
+set(TARN_PROGRAM_INCLUDE ${CMAKE_SOURCE_DIR}/include)
+set(TARN_PROGRAM_FLAGS ${CMAKE_SOURCE_DIR}/cmake)
+set(TARN_PROGRAM_START $<TARGET_OBJECTS:tarn_program_start>)
+set(TARN_PROGRAM_MEMORY $<TARGET_FILE:tarn_program_memory>)
+set(TARN_PROGRAM_IMPORT ${CMAKE_BINARY_DIR}/libtarnlibc64.dll.a)
+set(TARN_PROGRAM_DLLS ${CMAKE_BINARY_DIR}/TARNLIBC64.DLL ${CMAKE_BINARY_DIR}/PANEVIEW64.DLL)
+set(TARN_PROGRAM_WAITS tarn_dll paneview_dll)
+set(TARN_FINISH_IMAGE ${TARN_HOST_BUILD}/tools/finish_image/finish_image)
+include(TarnProgram)

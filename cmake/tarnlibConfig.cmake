@@ -1,0 +1,21 @@
+# find_package(tarnlib): gives tarn_add_program, which TarnProgram.cmake beside
+# this file tells. Images are Windows images on every machine: configure with
+# the toolchain file that stands here, too.
+if(NOT WIN32)
+  message(FATAL_ERROR "tarnlib makes Windows images; configure with "
+    "-DCMAKE_TOOLCHAIN_FILE=${CMAKE_CURRENT_LIST_DIR}/mingw-w64.cmake")
+endif()
+get_filename_component(tarn_prefix ${CMAKE_CURRENT_LIST_DIR}/../../.. ABSOLUTE)
+set(tarn_parts ${tarn_prefix}/lib/tarnlib)
+set(TARN_PROGRAM_INCLUDE ${tarn_prefix}/include/tarnlib)
+set(TARN_PROGRAM_FLAGS ${tarn_parts})
+set(TARN_PROGRAM_START ${tarn_parts}/program_start.o)
+set(TARN_PROGRAM_MEMORY ${tarn_parts}/libprogram_memory.a)
+set(TARN_PROGRAM_IMPORT ${tarn_parts}/libtarnlibc64.dll.a)
+set(TARN_PROGRAM_DLLS ${tarn_parts}/TARNLIBC64.DLL ${tarn_parts}/PANEVIEW64.DLL)
+set(TARN_PROGRAM_WAITS "")
+set(TARN_FINISH_IMAGE ${tarn_prefix}/bin/finish_image)
+if(CMAKE_HOST_WIN32)
+  set(TARN_FINISH_IMAGE ${tarn_prefix}/bin/finish_image.exe)
+endif()
+include(${CMAKE_CURRENT_LIST_DIR}/TarnProgram.cmake)

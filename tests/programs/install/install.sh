@@ -1,0 +1,98 @@
+#!/usr/bin/env bash
+# install.sh HOST_BUILD WINDOWS_BUILD FOLDER WINE
+set -euo pipefail
+host=$1 windows=$2 folder=$3 wine=$4
+here=$(cd "$(dirname "$0")" && pwd)
+prefix=$folder/prefix
+rm -rf "$folder"
+mkdir -p "$folder/work"
+cd "$folder/work"
+
+fail() {
+  echo "FAILED: $*" >&2
+  exit 1
+}
+
+# expect STATUS TEXT COMMAND...: the command's status, and a text in what it says.
+expect() {
+  local status=$1 text=$2 got=0 said
+  shift 2
+  said=$("$@" 2>&1) || got=$?
+  [ "$got" = "$status" ] || fail "$*: status $got, not $status: $said"
+  case $said in *"$text"*) ;; *) fail "$*: says: $said" ;; esac
+}
+
+for build in "$host" "$windows"; do
+  cmake --install "$build" --prefix "$prefix" >/dev/null
+done
+PATH=$prefix/bin:$PATH
+
+cp "$here"/consumer/*.c .
+printf '#include <stdio.h>\nint main(void) { printf("hello\\n"); return 4; }\n' >hello.c
+printf 'int main(void) { return no_such_thing; }\n' >broken.c
+
+# The first minute.
+tarncc hello.c -o hello.exe
+expect 4 hello tarnrun hello.exe
+[ -z "$wine" ] || expect 4 hello "$wine" hello.exe
+tarncc --dll greeting_part.c -o part.dll
+tarncc greeting.c libpart.dll.a -o greet.exe
+expect 3 "Hello, Ann" tarnrun greet.exe Ann
+tarncc -c hello.c && tarncc hello.o --strip -o again.exe
+expect 4 hello tarnrun again.exe
+if [ -n "$wine" ]; then # the compiler of a machine with Windows is not here
+  TARN_CC=nowhere expect 1 "there is no compiler nowhere" "$wine" "$prefix/bin/tarncc.exe" hello.c
+fi
+
+# Mistakes: one line that says what to do.
+expect 2 "no source" tarncc -o hello.exe
+expect 2 "missing.c: there is no such file" tarncc missing.c
+expect 2 "hello.f90: not a file that tarncc takes" tarncc hello.f90
+expect 2 "unknown option --wrong" tarncc --wrong hello.c
+expect 1 no_such_thing tarncc broken.c -o broken.exe
+[ ! -e broken.exe ] || fail "a refused source made an image"
+expect 1 "install gcc-mingw-w64-x86-64" env PATH=/nowhere "$prefix/bin/tarncc" hello.c
+expect 126 "not" tarnrun hello.c
+expect 127 "missing.exe" tarnrun missing.exe
+x86_64-w64-mingw32-gcc -o plain.exe hello.c
+expect 126 "not finished; run finish_image on it" tarnrun plain.exe
+rm part.dll
+expect 126 "part.dll" tarnrun greet.exe
+if mv "$prefix/lib/tarnlib/program_start.o" start.o; then
+  expect 1 "program_start.o" tarncc hello.c
+  mv start.o "$prefix/lib/tarnlib/program_start.o"
+fi
+
+# From other projects.
+cmake -S "$here/consumer" -B consumer -DCMAKE_PREFIX_PATH="$prefix" \
+  -DCMAKE_TOOLCHAIN_FILE="$prefix/lib/cmake/tarnlib/mingw-w64.cmake" >consumer.log 2>&1 ||
+  { cat consumer.log; fail "find_package"; }
+cmake --build consumer >>consumer.log 2>&1 || { cat consumer.log; fail "tarn_add_program"; }
+expect 3 "Hello, Bea" tarnrun consumer/programs/greeting.exe Bea
+export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
+cc=x86_64-w64-mingw32-gcc
+$cc $(pkg-config --cflags tarnlib) -c hello.c -o packaged.o
+$cc "$(pkg-config --variable=start tarnlib)" packaged.o $(pkg-config --libs tarnlib) -o packaged.tmp.exe
+"$(pkg-config --variable=finish_image tarnlib)" packaged.tmp.exe -o packaged.exe
+expect 4 hello tarnrun packaged.exe
+
+# One version everywhere.
+version=$(tarnrun --version | cut -d' ' -f2)
+[ "$(tarncc --version)" = "tarncc $version" ] || fail "tarncc --version"
+grep -q "PACKAGE_VERSION \"$version\"" "$prefix/lib/cmake/tarnlib/tarnlibConfigVersion.cmake" ||
+  fail "version of the CMake package"
+tr -d '\0' <"$prefix/bin/TARNLIBC64.DLL" | grep -acF "ProductVersion$version" >version.count ||
+  fail "version of the DLL"
+
+# The packages.
+cpack --config "$host/CPackConfig.cmake" -B packages >cpack.log 2>&1 || { cat cpack.log; fail "deb"; }
+cpack --config "$windows/CPackConfig.cmake" -B packages >cpack.log 2>&1 || { cat cpack.log; fail "zip"; }
+dpkg-deb -x packages/*.deb unpacked
+unpacked/usr/bin/tarncc hello.c -o packed.exe
+expect 4 hello unpacked/usr/bin/tarnrun packed.exe
+(cd packages && cmake -E tar xf ./*.zip)
+for file in bin/tarncc.exe bin/finish_image.exe bin/TARNLIBC64.DLL include/tarnlib/stdio.h \
+  lib/tarnlib/libtarnlibc64.dll.a share/doc/tarnlib/README.md; do
+  [ -s packages/tarnlib-*/"$file" ] || fail "the zip lacks $file"
+done
+echo "install: all as expected"
