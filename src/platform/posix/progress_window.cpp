@@ -43,8 +43,9 @@ unsigned device;    // its number
 TerminalWriter out;
 TerminalWriter last_out;  // by the end of the process, whoever writes just then
 
-// As the row was taken; no rows: it is not.
-struct Size {
+// As the row was taken; no rows: it is not. Aligned, or clang would call a
+// library to exchange it.
+struct alignas(4) Size {
   std::int16_t rows, columns;
 } taken;
 
