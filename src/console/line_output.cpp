@@ -346,7 +346,7 @@ void PrintNewLine(std::int32_t* columns) {
   write_linebuff(*columns, nullptr);
   ++console.cursor_y;
   console.cursor_x = 0;
-  if (console.cursor_y == console.buffer_height) ScrollScreen();
+  if (console.cursor_y >= console.buffer_height) ScrollScreen();
   *columns = 0;
 }
 
