@@ -97,7 +97,7 @@ template <typename Real, typename Formula>
 PANEVIEW_INLINE Real evaluate(Formula formula, Real x) {
   const std::uint16_t control = enter_extended();
   Real result;
-  store(formula(load(x)), &result);
+  x87_store(formula(x87_load(x)), &result);
   leave_extended(control);
   return result;
 }
@@ -106,7 +106,7 @@ template <typename Real, typename Formula>
 PANEVIEW_INLINE Real evaluate(Formula formula, Real x, Real y) {
   const std::uint16_t control = enter_extended();
   Real result;
-  store(formula(load(x), load(y)), &result);
+  x87_store(formula(x87_load(x), x87_load(y)), &result);
   leave_extended(control);
   return result;
 }
@@ -120,7 +120,7 @@ PANEVIEW_INLINE Extended absolute(Extended x) { return __builtin_fabsl(x); }
 PANEVIEW_INLINE Extended exponential(Extended x) {
   if (x > kExponentLimit) x = kExponentLimit;
   if (x < -kExponentLimit) x = -kExponentLimit;
-  const Extended n = x87_round(x * kLog2E);
+  const Extended n = x87_integer(x * kLog2E);
   const Extended r = (x - n * kLn2High) - n * kLn2Low;
   return x87_scale(x87_exp2m1(r * kLog2E) + 1, n);
 }
@@ -222,7 +222,7 @@ constexpr Extended kLogSeries[] = {-1.0L / 2, 1.0L / 3, -1.0L / 4,  1.0L / 5,  -
 PANEVIEW_INLINE Pair exact_log2(Extended x) {
   Extended m, e;
   x87_extract(x, &m, &e);
-  const int j = static_cast<int>(x87_round(kPowerSteps / m));
+  const int j = static_cast<int>(x87_integer(kPowerSteps / m));
   const Extended z = m * j / kPowerSteps - 1;
   const Pair& table = kLogTable[j - kPowerSteps / 2];
 
@@ -246,7 +246,7 @@ PANEVIEW_INLINE Extended positive_power(Extended x, Extended y) {
     high = high < 0 ? -kExponentLimit : kExponentLimit;
     low = 0;
   }
-  const Extended n = x87_round(high);
+  const Extended n = x87_integer(high);
   return x87_scale(x87_exp2m1((high - n) + low) + 1, n);
 }
 

@@ -80,10 +80,9 @@ double frexp(double x, std::int32_t* exponent) {
     *exponent = 0;
     return is_zero(x) ? 0.0 : x;
   }
-  Extended significand;
-  std::int32_t power;
-  asm volatile("fxtract\n\tfxch\n\tfistpl %1" : "=t"(significand), "=m"(power) : "0"(x87_load(x)));
-  *exponent = power + 1;
+  Extended significand, power;
+  x87_extract(x87_load(x), &significand, &power);
+  *exponent = static_cast<std::int32_t>(power) + 1;
   return x87_double(significand / 2);
 }
 

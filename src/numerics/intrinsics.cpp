@@ -37,9 +37,17 @@ namespace {
   return result;
 }
 
-[[gnu::always_inline]] inline Extended arc_tangent(Extended x) {
-  Extended result;
-  asm("fpatan" : "=t"(result) : "0"(1.0L), "u"(x) : "st(1)");
+// The results of all these are no larger than a double or float: unlike
+// x87_double, no overflow has to be waited for.
+[[gnu::always_inline]] inline double to_double(Extended value) {
+  double result;
+  x87_store(value, &result);
+  return result;
+}
+
+[[gnu::always_inline]] inline float to_single(Extended value) {
+  float result;
+  x87_store(value, &result);
   return result;
 }
 
@@ -73,14 +81,14 @@ double DLOG2_at(const double* x) { return paneview::DALG2$$(*x); }
 float EXP_at(const float* x) { return paneview::EXP$$(*x); }
 double DEXP_at(const double* x) { return paneview::DEXP$$(*x); }
 
-float SIN_at(const float* x) { return x87_fitting_single(sine(x87_load(*x))); }
-float COS_at(const float* x) { return x87_fitting_single(cosine(x87_load(*x))); }
-float TAN_at(const float* x) { return x87_fitting_single(tangent(x87_load(*x))); }
-float ATAN_at(const float* x) { return x87_fitting_single(arc_tangent(x87_load(*x))); }
-double DSIN_at(const double* x) { return x87_fitting_double(sine(x87_load(*x))); }
-double DCOS_at(const double* x) { return x87_fitting_double(cosine(x87_load(*x))); }
-double DTAN_at(const double* x) { return x87_fitting_double(tangent(x87_load(*x))); }
-double DATAN_at(const double* x) { return x87_fitting_double(arc_tangent(x87_load(*x))); }
+float SIN_at(const float* x) { return to_single(sine(x87_load(*x))); }
+float COS_at(const float* x) { return to_single(cosine(x87_load(*x))); }
+float TAN_at(const float* x) { return to_single(tangent(x87_load(*x))); }
+float ATAN_at(const float* x) { return to_single(x87_atan2(x87_load(*x), 1.0L)); }
+double DSIN_at(const double* x) { return to_double(sine(x87_load(*x))); }
+double DCOS_at(const double* x) { return to_double(cosine(x87_load(*x))); }
+double DTAN_at(const double* x) { return to_double(tangent(x87_load(*x))); }
+double DATAN_at(const double* x) { return to_double(x87_atan2(x87_load(*x), 1.0L)); }
 
 float ASIN_at(const float* x) { return paneview::ASIN$$(*x); }
 float ACOS_at(const float* x) { return paneview::ACOS$$(*x); }

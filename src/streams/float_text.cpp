@@ -268,6 +268,7 @@ void layout_exponent(FloatLayout& layout, double value, std::int32_t precision, 
 }
 
 void layout_general(FloatLayout& layout, double value, std::int32_t precision, bool upper) {
+  const std::int32_t shown = precision < 0 ? 0 : precision;
   if (value == 0.0) {
     if (precision > 0) {
       layout_fixed(layout, value, precision, false);
@@ -282,9 +283,9 @@ void layout_general(FloatLayout& layout, double value, std::int32_t precision, b
   const std::int32_t style = size < 1e-300 ? -kFarMagnitude : size > 1e300 ? kFarMagnitude : m;
   if (style >= kFixedLeast && precision > style) {
     layout.exponent_size = 0;
-    fixed_layout(layout, number, m, precision, false);
+    fixed_layout(layout, number, m, shown, false);
   } else {
-    exponent_layout(layout, number, precision < 0 ? 0 : precision, false, upper);
+    exponent_layout(layout, number, shown, false, upper);
   }
 }
 

@@ -273,7 +273,7 @@ inline void lay_out(FloatLayout& layout, const Directive& directive, double valu
       break;
     case 'g':
     case 'G':
-      layout_general(layout, value, precision == 0 ? 1 : precision, upper);
+      layout_general(layout, value, precision <= 0 ? 1 : precision, upper);
       if (!directive.alt) strip_zeros(layout);
       break;
     default:

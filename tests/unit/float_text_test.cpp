@@ -189,6 +189,9 @@ TEST(FloatText, KnownTexts) {
   EXPECT_EQ(general(1234567.0, 6), "1.234567e+06");
   EXPECT_EQ(general(0.00001, 6), "1.000000e-05");
   EXPECT_EQ(general(0.0, 3), "0.000");
+  EXPECT_EQ(general(0.001, -1), "0");
+  EXPECT_EQ(general(0.001, -3), "1e-03");
+  EXPECT_EQ(fixed(1.5, -2), "2");
 }
 
 TEST(FloatText, AMillionValuesOfAllMagnitudesAgreeWithTheStepsWrittenOut) {
