@@ -204,7 +204,13 @@ TEST(GammaAndBessel, BadArgumentsAreReported) {
 }
 
 // Arguments of every size and sign under a program's traps: a finite value or
-// the one error, nothing else.
+// the one error, nothing else. Fewer of them under Wine, where raising is dear.
+#ifdef _WIN32
+constexpr int kRounds = 20;
+#else
+constexpr int kRounds = 120;
+#endif
+
 TEST(GammaAndBessel, NoArgumentFaults) {
   SKIP_WITHOUT_SLATEC();
   std::mt19937_64 random(5);
@@ -223,7 +229,7 @@ TEST(GammaAndBessel, NoArgumentFaults) {
   for (const OneArgument routine :
        {tarn::DERF_at, tarn::DERFC_at, tarn::DERFC_SCALED_at, tarn::DGAMMA_at, tarn::DLOG_GAMMA_at,
         tarn::DBESSEL_J0_at, tarn::DBESSEL_J1_at, tarn::DBESSEL_Y0_at, tarn::DBESSEL_Y1_at}) {
-    for (int i = 0; i < 120; ++i) {
+    for (int i = 0; i < kRounds; ++i) {
       const double x = argument(i);
       double got = 0;
       const auto raised = raised_by([&] { got = routine(&x); });
@@ -233,7 +239,7 @@ TEST(GammaAndBessel, NoArgumentFaults) {
     }
   }
   for (const WithOrder routine : {tarn::DBESSEL_JN_at, tarn::DBESSEL_YN_at}) {
-    for (int i = 0; i < 400; ++i) {
+    for (int i = 0; i < kRounds * 3; ++i) {
       const double x = argument(i);
       const std::int32_t n = static_cast<std::int32_t>(random()) >> (random() % 32);
       double got = 0;
