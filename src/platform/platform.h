@@ -263,8 +263,8 @@ TARNAPI Status SetConsoleMode(Handle handle, std::uint32_t mode);
 //
 // On the host a standard output or error that is a terminal, and "CONOUT$", is a
 // screen: its buffer is kept here, as large as the terminal's window was when it
-// was first looked at, and drawn with the terminal's own sequences, in the
-// terminal's own colours where the attribute is 7. A terminal that has no cells
+// was first looked at, and drawn with the terminal's own sequences; attribute 7
+// and a black background are the terminal's own colours. A terminal that has no cells
 // to address (TERM missing, "dumb" or "unknown", or a window of unknown size) is
 // no console, and programs print plain text on it; with NO_COLOR set, cells are
 // drawn without colours. At the end of the process the terminal is as it was,

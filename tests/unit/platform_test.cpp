@@ -519,6 +519,37 @@ TEST_F(Platform, SearchesMatchWithoutCaseAndInOrder) {
   EXPECT_EQ(data.attributes, kAttributeDirectory);
 }
 
+// ---- Consoles -------------------------------------------------------------------
+
+TEST_F(Platform, AFileIsNoConsole) {
+  write_file("file", "k");
+  const Handle file = open_file("file", kGenericRead | kGenericWrite, 0, kOpenExisting);
+  ASSERT_NE(file, invalid_handle());
+  ScreenBufferInfo screen{};
+  ConsoleCursorInfo cursor{25, 1};
+  CharInfo cell{'x', 0, 7};
+  SmallRect region{0, 0, 0, 0};
+  InputRecord record{};
+  std::uint32_t mode = 0, count = 0;
+  const struct {
+    const char* name;
+    Status result;
+  } cases[] = {
+      {"mode", GetConsoleMode(file, &mode)},
+      {"size", GetConsoleScreenBufferInfo(file, &screen)},
+      {"cursor", GetConsoleCursorInfo(file, &cursor)},
+      {"set cursor", SetConsoleCursorInfo(file, &cursor)},
+      {"place", SetConsoleCursorPosition(file, {0, 0})},
+      {"read cells", ReadConsoleOutputA(file, &cell, {1, 1}, {0, 0}, &region)},
+      {"write cells", WriteConsoleOutputA(file, &cell, {1, 1}, {0, 0}, &region)},
+      {"print", WriteConsoleA(file, "x", 1, &count, nullptr)},
+      {"key", ReadConsoleInputA(file, &record, 1, &count)},
+  };
+  for (const auto& c : cases) EXPECT_EQ(c.result, 0) << c.name;
+  EXPECT_NE(CloseHandle(file), 0);
+  EXPECT_EQ(read_file("file"), "k");
+}
+
 // ---- Environment, texts, time -------------------------------------------------
 
 TEST(Environment, IsReadAndChangedWithoutCase) {

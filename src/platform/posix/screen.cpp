@@ -70,7 +70,8 @@ bool window_of(int descriptor, Coord* size) {
     return false;
   }
   const int rows = window.ws_row - taken_rows(terminal_device(descriptor));
-  *size = {static_cast<std::int16_t>(window.ws_col), static_cast<std::int16_t>(rows)};
+  *size = {static_cast<std::int16_t>(window.ws_col),
+           static_cast<std::int16_t>(rows > 0 ? rows : 1)};
   return true;
 }
 

@@ -98,9 +98,9 @@ void TerminalWriter::move_to(int column, int row) {
   put_sequence(static_cast<unsigned>(row) + 1, static_cast<unsigned>(column) + 1, 'H');
 }
 
-// The plain attribute is the terminal's own pair of colours, so that the screen
-// keeps its look; every other one is a stated pair. Without colours a bright
-// foreground is bold, and a background other than black is shown reversed.
+// A black background is the terminal's own, and on it foreground 7 too, so that
+// the screen keeps its look. Without colours a bright foreground is bold, and a
+// background other than black is shown reversed.
 void TerminalWriter::set_attributes(std::uint16_t attributes) {
   constexpr std::uint16_t kShown = 0xFF;
   attributes &= kShown;
@@ -111,7 +111,8 @@ void TerminalWriter::set_attributes(std::uint16_t attributes) {
   if (attributes == kPlainAttribute) {
     put("\x1B[m");
   } else if (colours_) {
-    put_sequence(colour_code(foreground, 30, 90), colour_code(background, 40, 100), 'm');
+    put_sequence(colour_code(foreground, 30, 90),
+                 background == 0 ? 49 : colour_code(background, 40, 100), 'm');
   } else {
     put("\x1B[0");
     if (foreground & kBright) put(";1");

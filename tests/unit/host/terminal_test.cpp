@@ -49,7 +49,7 @@ SeenCell seen(CharInfo cell) {
   shown.glyph = all[cell.character];
   if ((cell.attributes & 0xFF) == 7) return shown;
   shown.foreground = kOrder[cell.attributes & 15];
-  shown.background = kOrder[cell.attributes >> 4 & 15];
+  if ((cell.attributes & 0xF0) != 0) shown.background = kOrder[cell.attributes >> 4 & 15];
   return shown;
 }
 
