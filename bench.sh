@@ -12,6 +12,8 @@ host=build/host programs=build/windows/programs
 "$host/bench/library_bench" || status=1
 "$host/bench/number_bench" || status=1
 "$host/bench/parallel_bench" || status=1
+"$host/bench/compression_bench" || status=1
+"$host/bench/sort_bench" || status=1
 if [ -d "$programs" ]; then
   "$host/bench/start_time" "tarnrun, empty program" 3.0 200 \
     "$host/tools/tarnrun/tarnrun" "$programs/empty_program.exe" -- "$host/bench/empty_native" || status=1

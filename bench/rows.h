@@ -21,7 +21,8 @@ struct Row {
   const char* peer;
   void (*ours)(benchmark::State&);
   void (*theirs)(benchmark::State&);
-  double limit;  // time of ours / time of the peer, at most
+  double limit;           // time of ours / time of the peer, at most
+  std::size_t bytes = 0;  // that a turn of ours works through, if its speed is to be told
 };
 
 // Something the compiler must not see through.
@@ -77,6 +78,18 @@ inline int run_rows(std::span<const Row> rows) {
   for (const Row& row : rows) {
     status |= print_row(row.name, row.peer, reporter.median(std::string(row.name) + "/ours"),
                         reporter.median(std::string(row.name) + "/peer"), row.limit);
+    const double ours = reporter.median(std::string(row.name) + "/ours");
+    const double peer = reporter.median(std::string(row.name) + "/peer");
+    const bool kept = row.limit == 0 || ours / peer <= row.limit;
+    status |= !kept;
+    std::printf("%-34s %-24s %10.1f %10.1f %7.3f ", row.name, row.peer, ours, peer, ours / peer);
+    if (row.limit == 0) {
+      std::printf("%7s", "-");
+    } else {
+      std::printf("%7.3f%s", row.limit, kept ? "" : "  missed");
+    }
+    if (row.bytes) std::printf("  %.0f MB/s", static_cast<double>(row.bytes) * 1e3 / ours);
+    std::printf("\n");
   }
   return status;
 }

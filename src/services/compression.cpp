@@ -25,16 +25,17 @@ std::uint64_t room_for(std::int32_t size) {
 
 struct Sse2 {
   using Vector [[gnu::vector_size(16)]] = std::uint64_t;
-  using Words [[gnu::vector_size(16)]] = std::int32_t;
-  using Signs [[gnu::vector_size(16)]] = float;
+  using Halves [[gnu::vector_size(16)]] = std::int32_t;
+  using Signs [[gnu::vector_size(16)]] = double;
 
   [[gnu::always_inline]] static Vector first_word(std::uint64_t mask) {
     return Vector{mask, ~std::uint64_t{0}};
   }
+  // Comparing words of 64 bits is not in SSE2: both halves are 0.
   [[gnu::always_inline]] static std::uint64_t words_in_use(Vector vector) {
-    const auto empty = reinterpret_cast<Words>(vector) == Words{};
-    return static_cast<std::uint32_t>(__builtin_ia32_movmskps(reinterpret_cast<Signs>(empty))) ^
-           0xFU;
+    Halves empty = reinterpret_cast<Halves>(vector) == Halves{};
+    empty &= __builtin_shufflevector(empty, empty, 1, 0, 3, 2);
+    return static_cast<std::uint32_t>(__builtin_ia32_movmskpd(reinterpret_cast<Signs>(empty))) ^ 3U;
   }
 };
 
@@ -83,7 +84,7 @@ bool has_avx2() {
 
 std::uint8_t* encode_sse2(Index* index, const std::uint8_t* data, const std::uint8_t* end,
                           std::uint8_t* output) {
-  return Encoder<Sse2>(*index, output).run(data, end);
+  return Encoder<Sse2>(*index).run(data, end, output);
 }
 
 void* compress_by(Encode encode, void* block, std::int32_t size, std::int32_t* length) {

@@ -3,7 +3,7 @@
 // The search looks at every position of the window, many of them at once. An
 // index has, for each byte value, a row with one bit a position: 1 where the
 // byte stands. The rows of the bytes at hand, shifted against each other, leave
-// the candidates that agree in two, three, four bytes, a vector's width of them
+// the candidates that agree in two and in three bytes, a vector's width of them
 // at a step. The few that are left are measured one by one. The width is a
 // template's argument; every width gives the same matches, and the same as the
 // plain scan.
@@ -123,25 +123,24 @@ struct Index {
 };
 
 // Writes the tokens of a block. `Lanes` names a vector of 64-bit words and tells
-// which of its 32-bit words are not 0. Everything that is compiled differently
-// for different processors is in here, or inline, so that the linker never takes
-// one's code for the other's.
+// which of its words are not 0. What is compiled differently for different
+// processors is in here, or in line, so that the linker never takes one's code
+// for the other's.
 template <class Lanes>
 class Encoder {
  public:
-  // `index` is all 0. `output` has the room that __tarn_compress2 allocates.
-  Encoder(Index& index, std::uint8_t* output) : index_(index), writer_{output} {}
+  // `index` is all 0.
+  explicit Encoder(Index& index) : index_(index) {}
 
-  // The data from `data` to `end`, with their window in front, and the end
-  // marker. Result: the end of the stream.
-  std::uint8_t* run(const std::uint8_t* data, const std::uint8_t* end) {
-    BitWriter writer = writer_;
+  // As Encode.
+  std::uint8_t* run(const std::uint8_t* data, const std::uint8_t* end, std::uint8_t* output) {
+    BitWriter writer{output};
     bool literals = false;
     base_ = data - kCompressionWindow;
     add(base_, data);
     for (const std::uint8_t* position = data; position < end;) {
       if (position - base_ > kLastPosition) restart(position);
-      const Match match = end - position < 4
+      const Match match = end - position < 3
                               ? scan_window(position, position - kCompressionWindow, end - position)
                               : find(position, end);
       const std::uint8_t* const next = writer.put_token(position, match, literals);
@@ -156,24 +155,18 @@ class Encoder {
   static constexpr int kVectorWords = sizeof(Vector) / 8;
   // What a search looks at: the window, wherever in a word it begins.
   static constexpr int kWords = 64;
-  static constexpr int kHalf = kWords / 2;
   static constexpr std::int64_t kLastPosition = Index::kPositions - kLongestMatch;
-  // Where fewer 32-bit words than this have candidates, these are measured.
-  static constexpr std::uint64_t kFewWords = 16;
+  // Where fewer words than this have candidates, these are measured.
+  static constexpr std::uint64_t kFewWords = 8;
 
-  // Candidates, one bit each, and a bit for each 32 of them.
+  // Candidates, one bit each, and a bit for each word that has some.
   struct Candidates {
     std::uint64_t words[kWords];
-    std::uint64_t summary[2];
+    std::uint64_t in_use;
 
-    [[gnu::always_inline]] bool any() const { return (summary[0] | summary[1]) != 0; }
-    [[gnu::always_inline]] bool few() const {
-      return count_bits(summary[0]) + count_bits(summary[1]) < kFewWords;
-    }
     // There is one.
     [[gnu::always_inline]] std::int64_t oldest() const {
-      const int half = summary[0] == 0;
-      const int word = half * kHalf + __builtin_ctzll(summary[half]) / 2;
+      const int word = __builtin_ctzll(in_use);
       return word * 64 + __builtin_ctzll(words[word]);
     }
   };
@@ -183,67 +176,50 @@ class Encoder {
     return load<Vector>(row) >> shift | load<Vector>(row + 1) << (64 - shift);
   }
 
-  // The candidates that agree with the bytes of four rows, in three bytes and in
-  // four. Those in front of the window are to be masked by `fresh` in the first
-  // word. Result: whether any agree in two bytes.
+  // The candidates that agree with the bytes of three rows. Those in front of the
+  // window are to be masked by `fresh` in the first word. Result: whether any
+  // agree in two bytes.
   [[gnu::noinline]] static bool collect(const std::uint64_t* const* rows, std::uint64_t fresh,
-                                        Candidates* three, Candidates* four) {
-    const std::uint64_t* first = rows[0];
-    const std::uint64_t* second = rows[1];
-    const std::uint64_t* third = rows[2];
-    const std::uint64_t* fourth = rows[3];
+                                        Candidates* found) {
+    const std::uint64_t* const first = rows[0];
+    const std::uint64_t* const second = rows[1];
+    const std::uint64_t* const third = rows[2];
     Vector seen = Lanes::first_word(fresh);
     Vector pairs{};
-    for (int half = 0; half < 2; ++half) {
-      std::uint64_t* const three_words = three->words + half * kHalf;
-      std::uint64_t* const four_words = four->words + half * kHalf;
-      std::uint64_t three_summary = 0;
-      std::uint64_t four_summary = 0;
-#pragma GCC unroll 16
-      for (int at = 0; at < kHalf; at += kVectorWords) {
-        Vector agreeing = load<Vector>(first + at) & shifted(second + at, 1) & seen;
-        seen = ~Vector{};
-        pairs |= agreeing;
-        agreeing &= shifted(third + at, 2);
-        store(three_words + at, agreeing);
-        three_summary |= Lanes::words_in_use(agreeing) << (at * 2);
-        agreeing &= shifted(fourth + at, 3);
-        store(four_words + at, agreeing);
-        four_summary |= Lanes::words_in_use(agreeing) << (at * 2);
-      }
-      three->summary[half] = three_summary;
-      four->summary[half] = four_summary;
-      first += kHalf;
-      second += kHalf;
-      third += kHalf;
-      fourth += kHalf;
+    std::uint64_t in_use = 0;
+#pragma GCC unroll 32
+    for (int at = 0; at < kWords; at += kVectorWords) {
+      Vector agreeing = load<Vector>(first + at) & shifted(second + at, 1) & seen;
+      seen = ~Vector{};
+      pairs |= agreeing;
+      agreeing &= shifted(third + at, 2);
+      store(found->words + at, agreeing);
+      in_use |= Lanes::words_in_use(agreeing) << at;
     }
+    found->in_use = in_use;
     return Lanes::words_in_use(pairs) != 0;
   }
 
   // Of the candidates `from` those that agree in the byte `shift` further on too.
   [[gnu::noinline]] static void narrow(const Candidates& from, const std::uint64_t* row, int shift,
                                        Candidates* to) {
-    for (int half = 0; half < 2; ++half) {
-      std::uint64_t summary = 0;
-      for (int at = 0; at < kHalf; at += kVectorWords) {
-        const Vector agreeing =
-            load<Vector>(from.words + half * kHalf + at) & shifted(row + half * kHalf + at, shift);
-        store(to->words + half * kHalf + at, agreeing);
-        summary |= Lanes::words_in_use(agreeing) << (at * 2);
-      }
-      to->summary[half] = summary;
+    std::uint64_t in_use = 0;
+    for (int at = 0; at < kWords; at += kVectorWords) {
+      const Vector agreeing = load<Vector>(from.words + at) & shifted(row + at, shift);
+      store(to->words + at, agreeing);
+      in_use |= Lanes::words_in_use(agreeing) << at;
     }
+    to->in_use = in_use;
   }
 
-  // The match at `position`, of which four bytes are left at least. The index
+  // The match at `position`, of which three bytes are left at least. The index
   // ends in front of `position`, so no candidate agrees beyond it.
   [[gnu::always_inline]] Match find(const std::uint8_t* position, const std::uint8_t* end) const {
     const std::int64_t limit = end - position < kLongestMatch ? end - position : kLongestMatch;
     const auto oldest = static_cast<std::uint64_t>(position - base_) - kCompressionWindow + 1;
     const std::uint64_t word = oldest / 64;
     const std::uint64_t* const rows[] = {row(position, word), row(position + 1, word),
-                                         row(position + 2, word), row(position + 3, word)};
+                                         row(position + 2, word)};
     const std::uint64_t fresh = ~std::uint64_t{0} << oldest % 64;
     // Offsets from the word's beginning to offsets from the window's.
     const std::int64_t behind = 1 - static_cast<std::int64_t>(oldest % 64);
@@ -251,16 +227,16 @@ class Encoder {
     Candidates lists[2];
     Candidates* next = &lists[0];
     Candidates* list = &lists[1];
-    const bool pairs = collect(rows, fresh, next, list);
-    if (!list->any()) {
-      if (next->any()) return {next->oldest() + behind, 3};
+    const bool pairs = collect(rows, fresh, list);
+    if (list->in_use == 0) {
       if (!pairs) return {0, 0};
       return find_pair(position, rows, fresh, behind);
     }
-    std::int64_t length = 4;
-    for (; !list->few() && length <= kGoodMatch && length < limit; ++length) {
+    std::int64_t length = 3;
+    for (; count_bits(list->in_use) >= kFewWords && length <= kGoodMatch && length < limit;
+         ++length) {
       narrow(*list, row(position + length, word), static_cast<int>(length), next);
-      if (!next->any()) return {list->oldest() + behind, length};
+      if (next->in_use == 0) return {list->oldest() + behind, length};
       Candidates* const narrowed = next;
       next = list;
       list = narrowed;
@@ -268,20 +244,16 @@ class Encoder {
     const std::uint8_t* const origin = base_ + word * 64;
     std::int64_t best = 0;
     --length;
-    for (int half = 0; half < 2; ++half) {
-      for (std::uint64_t words = list->summary[half]; words; words &= words - 1) {
-        const std::int64_t from = half * kHalf * 64 + __builtin_ctzll(words) * 32;
-        auto bits =
-            load<std::uint32_t>(reinterpret_cast<const std::uint8_t*>(list->words) + from / 8);
-        for (; bits; bits &= bits - 1) {
-          const std::int64_t candidate = from + __builtin_ctz(bits);
-          const std::int64_t reach = position - (origin + candidate);
-          const std::int64_t found =
-              common_length(origin + candidate, position, reach < limit ? reach : limit);
-          best = found > length ? candidate : best;
-          length = found > length ? found : length;
-          if (length > kGoodMatch) return {best + behind, length};
-        }
+    for (std::uint64_t in_use = list->in_use; in_use; in_use &= in_use - 1) {
+      const int used = __builtin_ctzll(in_use);
+      for (std::uint64_t bits = list->words[used]; bits; bits &= bits - 1) {
+        const std::int64_t candidate = used * 64 + __builtin_ctzll(bits);
+        const std::int64_t reach = position - (origin + candidate);
+        const std::int64_t found =
+            common_length(origin + candidate, position, reach < limit ? reach : limit);
+        best = found > length ? candidate : best;
+        length = found > length ? found : length;
+        if (length > kGoodMatch) return {best + behind, length};
       }
     }
     return {best + behind, length};
@@ -324,7 +296,6 @@ class Encoder {
   }
 
   Index& index_;
-  BitWriter writer_;
   const std::uint8_t* base_ = nullptr;  // position 0 of the index
 };
 

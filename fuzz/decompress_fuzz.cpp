@@ -1,0 +1,47 @@
+// Streams of any bytes through the reader. Input and output lie in blocks of
+// exactly their size; where the room runs out the reader is given more, and its
+// data are those it gives with room enough.
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <vector>
+
+#include "services/compression_parts.h"
+
+namespace {
+
+using tarn::compression::Expansion;
+constexpr std::size_t kWindow = tarn::kCompressionWindow;
+
+// The data, the room made larger by `step` bytes each time.
+std::vector<std::uint8_t> expanded(const std::vector<std::uint8_t>& stream, std::size_t step) {
+  std::vector<std::uint8_t> buffer(kWindow, tarn::kCompressionFill);
+  Expansion expansion{stream.data() + 1, stream.data() + stream.size(), 0, false, nullptr, nullptr};
+  std::size_t used = kWindow;
+  do {
+    std::vector<std::uint8_t> larger(buffer.size() + step);
+    std::copy(buffer.begin(), buffer.end(), larger.begin());
+    buffer.swap(larger);
+    expansion.output = buffer.data() + used;
+    expansion.output_end = buffer.data() + buffer.size();
+    const bool ended = tarn::compression::expand(expansion);
+    used = static_cast<std::size_t>(expansion.output - buffer.data());
+    if (ended) break;
+  } while (true);
+  buffer.resize(used);
+  return buffer;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  const std::vector<std::uint8_t> stream(data, data + size);
+  // 43 bytes from 19 bits are the most that there can be.
+  const std::size_t most = size * 8 / 19 * 43 + 64;
+  const auto at_once = expanded(stream, most);
+  if (at_once.size() > kWindow + most) __builtin_trap();
+  if (expanded(stream, 1 + most / 16) != at_once) __builtin_trap();
+  return 0;
+}
