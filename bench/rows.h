@@ -22,7 +22,7 @@ struct Row {
   void (*ours)(benchmark::State&);
   void (*theirs)(benchmark::State&);
   double limit;           // time of ours / time of the peer, at most
-  std::size_t bytes = 0;  // that a turn of ours works through, if its speed is to be told
+  std::size_t bytes = 0;  // of a turn of ours, if its speed is to be told
 };
 
 // Something the compiler must not see through.
@@ -48,15 +48,19 @@ class MedianReporter : public benchmark::BenchmarkReporter {
   std::map<std::string, double> medians_;
 };
 
-// Prints a row, times in nanoseconds. Result: 1 if it missed its limit, else 0.
-inline int print_row(const char* name, const char* peer, double ours, double theirs, double limit) {
+// Prints a row, times in nanoseconds, and the speed if a turn of ours works
+// through `bytes`. Result: 1 if it missed its limit, else 0.
+inline int print_row(const char* name, const char* peer, double ours, double theirs, double limit,
+                     std::size_t bytes = 0) {
   const bool kept = limit == 0 || ours / theirs <= limit;
   std::printf("%-34s %-24s %10.1f %10.1f %7.3f ", name, peer, ours, theirs, ours / theirs);
   if (limit == 0) {
-    std::printf("%7s\n", "-");
+    std::printf("%7s", "-");
   } else {
-    std::printf("%7.3f%s\n", limit, kept ? "" : "  missed");
+    std::printf("%7.3f%s", limit, kept ? "" : "  missed");
   }
+  if (bytes) std::printf("  %.0f MB/s", static_cast<double>(bytes) * 1e3 / ours);
+  std::printf("\n");
   return !kept;
 }
 
@@ -77,19 +81,7 @@ inline int run_rows(std::span<const Row> rows) {
   int status = 0;
   for (const Row& row : rows) {
     status |= print_row(row.name, row.peer, reporter.median(std::string(row.name) + "/ours"),
-                        reporter.median(std::string(row.name) + "/peer"), row.limit);
-    const double ours = reporter.median(std::string(row.name) + "/ours");
-    const double peer = reporter.median(std::string(row.name) + "/peer");
-    const bool kept = row.limit == 0 || ours / peer <= row.limit;
-    status |= !kept;
-    std::printf("%-34s %-24s %10.1f %10.1f %7.3f ", row.name, row.peer, ours, peer, ours / peer);
-    if (row.limit == 0) {
-      std::printf("%7s", "-");
-    } else {
-      std::printf("%7.3f%s", row.limit, kept ? "" : "  missed");
-    }
-    if (row.bytes) std::printf("  %.0f MB/s", static_cast<double>(row.bytes) * 1e3 / ours);
-    std::printf("\n");
+                        reporter.median(std::string(row.name) + "/peer"), row.limit, row.bytes);
   }
   return status;
 }
