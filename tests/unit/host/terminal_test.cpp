@@ -399,6 +399,9 @@ TEST_F(HostConsole, AWindowOfAnotherSizeFollowsTheCursor) {
         print(screen, "\n");
         if (place.y < kRows - 1) ++place.y;
         place.x = 0;
+        terminal.settle();
+        ASSERT_GT(terminal.row, 0);
+        ASSERT_EQ(terminal.text_of(terminal.row - 1).substr(0, text.size()), text) << step;
       }
       EXPECT_EQ(cursor(screen).y, place.y);
       terminal.settle();
@@ -530,18 +533,25 @@ TEST_F(HostConsole, KeysAreRecordsAndTheModeLastsAsLongAsTheCall) {
   const Handle input = open_input(terminal);
   termios before{}, after{};
   tcgetattr(terminal.observer(), &before);
-  terminal.type("\r");
-  EXPECT_EQ(key_of(input), 13);
-  std::thread typist([&] { terminal.type("\x1B"); });
-  EXPECT_EQ(key_of(input), 27);
-  typist.join();
-  terminal.type("\x1B[2");  // parted on the way
-  typist = std::thread([&] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    terminal.type("1~");
-  });
-  EXPECT_EQ(key_of(input), 0x7900);
-  typist.join();
+  const struct {
+    std::vector<std::string> parts;  // that come one by one
+    int key;
+  } cases[] = {
+      {{"\r"}, 13}, {{"\x1B"}, 27}, {{"\x1B[2", "1~"}, 0x7900}, {{"\x1A"}, 26}, {{"\x13"}, 19}};
+  for (const auto& c : cases) {
+    std::thread typist([&] {
+      termios now{};
+      do {
+        tcgetattr(terminal.observer(), &now);
+      } while ((now.c_lflag & ICANON) != 0);
+      for (const std::string& part : c.parts) {
+        if (&part != &c.parts[0]) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        terminal.type(part);
+      }
+    });
+    EXPECT_EQ(key_of(input), c.key);
+    typist.join();
+  }
   tcgetattr(terminal.observer(), &after);
   EXPECT_EQ(std::memcmp(&before, &after, sizeof before), 0);
   InputRecord record{};
@@ -755,6 +765,17 @@ TEST_F(HostConsole, ThePromptComesOnAFreshLine) {
     EXPECT_EQ(terminal.row, c.row);
     EXPECT_EQ(terminal.column, 0);
   }
+}
+
+TEST_F(HostConsole, TextFromBeforeIsNoOutput) {
+  Screen terminal(80, 4);
+  ASSERT_GT(write(terminal.observer(), "\n\n\n$ ", 5), 0);
+  const Handle screen = open_screen(terminal);
+  print(screen, "\n\n");
+  restore_terminal();
+  terminal.settle();
+  EXPECT_EQ(std::pair(terminal.column, terminal.row), std::pair(0, 3));
+  EXPECT_EQ(terminal.text_of(1), "$");
 }
 
 TEST_F(HostConsole, TheControllingTerminalHasItsNames) {
