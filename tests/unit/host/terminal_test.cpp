@@ -10,6 +10,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <random>
 
@@ -837,7 +838,9 @@ std::string output_of(const std::string& command) {
 
 TEST_F(HostConsole, TmuxShowsTheSame) {
   if (system("command -v tmux >/dev/null") != 0) GTEST_SKIP() << "no tmux";
-  const std::string tmux = "tmux -u -L tarn_console_" + std::to_string(getpid()) + " ";
+  char folder[] = "/tmp/tarn_terminal_test_XXXXXX";
+  ASSERT_NE(mkdtemp(folder), nullptr);
+  const std::string tmux = std::string("tmux -u -S ") + folder + "/socket ";
   char self[4096] = "";
   ASSERT_GT(readlink("/proc/self/exe", self, sizeof self - 1), 0);
   ASSERT_EQ(system((tmux + "-f /dev/null new-session -d -x 80 -y 24 \"'" + self +
@@ -868,6 +871,7 @@ TEST_F(HostConsole, TmuxShowsTheSame) {
   EXPECT_EQ(output_of(tmux + where).substr(0, 5), "0 13 ");
   EXPECT_EQ(output_of(tmux + where).find("gallery"), std::string::npos);
   EXPECT_EQ(system((tmux + "kill-server").c_str()), 0);
+  std::filesystem::remove_all(folder);
   for (int row = 0; row < 8; ++row) {
     const std::vector<CharInfo> line = gallery_row(row);
     for (unsigned i = 0; i < 64; ++i) {
