@@ -8,6 +8,7 @@
 #include "console/console_state.h"
 #include "console/progress.h"
 #include "console/report_lines.h"
+#include "tests/support/raised.h"
 
 namespace {
 
@@ -174,6 +175,17 @@ TEST(ReportLine, NamesTheCountsThatAreNotZero) {
   char untouched[] = "#";
   EXPECT_EQ(MakeErrorReportLine(untouched, 0, 0, 0), 0);
   EXPECT_STREQ(untouched, "#");
+}
+
+// At the end: afterwards there is a thread that cannot be closed.
+TEST(ProgressThreadWithoutItsHandle, RaisesAtTheClose) {
+  const Handle thread = MakeProgressThread(100);
+  ASSERT_NE(thread, nullptr);
+  auto close_both = [thread] {  // nothing in between may get the same handle
+    platform::CloseHandle(thread);
+    CloseProgressThread();
+  };
+  EXPECT_EQ(test::raised_by(close_both).number, 199);
 }
 
 }  // namespace

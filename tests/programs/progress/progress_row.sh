@@ -39,13 +39,18 @@ tmux new-session -d -x 64 -y 8 'cat' || exit 1
 begin
 order 'window 200 Compiling: ' 'at 84' 'counts 2 1 0' 'say begun'
 until_true last_row_is 'Progress of a job: Compiling: 2 errors, 1 warning ███░░░░░ (41%)'
-order 'say one' 'say two' 'say three' 'say four' 'say five' 'say six' 'say seven' 'at 150'
+order 'say one' 'say two' 'say three' 'say four' 'say five' 'say six' 'say seven' 'at 150' 'at 90'
 until_true shows seven
 until_true last_row_is 'Progress of a job: Compiling: 2 errors, 1 warning .* (75%)'
 order 'close' 'say closed'
 until_true shows closed
 last_row_is '' || fail "the row stays"
 scrolls_all || fail "the terminal doesn't scroll as before"
+# The next one begins where this one ended, and goes when its job is done.
+order 'window 400 ' 'at 20'
+until_true last_row_is 'Progress of a job .* (37%)'
+order 'at 1000'
+until_true last_row_is ''
 exec 4>&-
 until_true shows 'status 0'
 
