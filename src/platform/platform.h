@@ -208,7 +208,8 @@ TARNAPI Handle CreateFileA(const char* path, std::uint32_t access, std::uint32_t
                            void* security, std::uint32_t creation, std::uint32_t attributes,
                            Handle template_file);
 TARNAPI Status CloseHandle(Handle handle);
-// Delivers what is there, up to `size`; 0 bytes and true at end of file.
+// Delivers what is there, up to `size`; 0 bytes and true at end of file. A line
+// that a user typed ends in 13, 10.
 TARNAPI Status ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* delivered,
                         void* overlapped);
 TARNAPI Status WriteFile(Handle file, const void* buffer, std::uint32_t size,

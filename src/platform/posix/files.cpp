@@ -240,6 +240,11 @@ Status ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* de
   if (object == nullptr) return 0;
   bool whole;
   auto* const bytes = static_cast<char*>(buffer);
+  if (size > 0 && take_line_feed(object->descriptor)) {
+    *bytes = '\n';
+    if (delivered != nullptr) *delivered = 1;
+    return 1;
+  }
   std::size_t count = take_held_input(object->descriptor, bytes, size, &whole);
   if (!whole) {
     ssize_t taken;
@@ -252,6 +257,7 @@ Status ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* de
       count += drop_late_answer(object->descriptor, bytes + count, static_cast<std::size_t>(taken));
   }
   follow_echo(object->descriptor, bytes, count);
+  count = end_terminal_line(object->descriptor, bytes, count, size);
   if (delivered != nullptr) *delivered = static_cast<std::uint32_t>(count);
   return 1;
 }

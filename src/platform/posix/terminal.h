@@ -47,6 +47,12 @@ Answer ask_cursor(int terminal, int reader, int* column, int* row);
 // gets no more than that. Nothing is held for other descriptors.
 std::size_t take_held_input(int descriptor, void* buffer, std::size_t size, bool* whole);
 
+// A line just read from a terminal that gives lines ends in 13, 10, as those of a
+// console. Result: the count with it. Where `size` has no room for both bytes, the
+// second one is kept for take_line_feed, which the next read asks first.
+std::size_t end_terminal_line(int descriptor, void* bytes, std::size_t count, std::size_t size);
+bool take_line_feed(int descriptor);
+
 // Input just read of the terminal is freed of an answer that came too late.
 // Result: the count of bytes that are left.
 std::size_t drop_late_answer(int descriptor, void* bytes, std::size_t count);

@@ -31,6 +31,7 @@ std::size_t held_count;
 std::size_t held_echoed;  // at their beginning, echoed as they were typed
 unsigned held_device;
 bool answer_is_late;
+unsigned line_feed_device;  // owes its reader the second byte of a line end
 
 bool lacks_input_lock() { return pthread_mutex_trylock(&input_lock) != 0; }
 
@@ -233,6 +234,28 @@ std::size_t take_held_input(int descriptor, void* buffer, std::size_t size, bool
   }
   pthread_mutex_unlock(&input_lock);
   return count;
+}
+
+bool take_line_feed(int descriptor) {
+  if (line_feed_device == 0 || terminal_device(descriptor) != line_feed_device) return false;
+  line_feed_device = 0;
+  return true;
+}
+
+std::size_t end_terminal_line(int descriptor, void* bytes, std::size_t count, std::size_t size) {
+  auto* const line = static_cast<char*>(bytes);
+  termios flags;
+  if (count == 0 || line[count - 1] != '\n' || tcgetattr(descriptor, &flags) != 0 ||
+      (flags.c_lflag & ICANON) == 0) {
+    return count;
+  }
+  line[count - 1] = '\r';
+  if (count == size) {
+    line_feed_device = terminal_device(descriptor);
+    return count;
+  }
+  line[count] = '\n';
+  return count + 1;
 }
 
 std::size_t drop_late_answer(int descriptor, void* bytes, std::size_t count) {

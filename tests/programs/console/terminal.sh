@@ -40,7 +40,7 @@ start() {
 }
 
 # Keeps what the page shows, to be compared.
-keep() { screen >"$target.$page"; }
+keep() { screen >>"$target.$page"; }
 
 run() {
   target=$1 runner=$2
@@ -55,16 +55,15 @@ run() {
 
   page=pause
   wait_for '\*\*\* PAUSED - Press any key to continue \(ESC to quit\) \*\*\*' && keep
-  press x && wait_for '^row 4[0-9]' && wait_for 'PAUSED' && keep
-  press Up && wait_for '^row 6[0-9]' && wait_for 'PAUSED'
-  press Enter && wait_for '^row 75' && wait_for '^STATUS 0' && keep
+  press x && wait_for '^row 66' && wait_for 'PAUSED' && keep
+  press Up && wait_for '^row 75' && wait_for '^STATUS 0' && keep
 
   page=stop
   wait_for 'PAUSED' && press Escape && wait_for '^STATUS 0' && keep
   screen | grep -q PAUSED && fail "the pause stays"
 
   page=input
-  wait_for '^Your name: ' && press Ada Enter && wait_for '^STATUS 0' && keep
+  wait_for '^Your name:' && press Ada Enter && wait_for '^STATUS 0' && keep
 
   page=answers
   wait_for '^line\? *$' && press one Enter && wait_for '^0 3 \[one\]'

@@ -488,7 +488,7 @@ TEST_F(HostConsole, ATerminalThatDoesNotAnswerIsAskedOnceAndStaysUsable) {
   print_past(screen, "\xC2\xB0 no question about that\n");
   write_text(screen, 0, cursor(screen).y, "last");
   terminal.type("\x1B[8;1R");  // the answer, too late
-  EXPECT_EQ(read_input(input), "typed ahead\n");
+  EXPECT_EQ(read_input(input), "typed ahead\r\n");
   terminal.type("q");
   EXPECT_EQ(key_of(input), 'q');
   terminal.settle();
@@ -506,9 +506,9 @@ TEST_F(HostConsole, WhatWasTypedAheadReachesTheNextReader) {
   }
   terminal.type_at_question("during\nsecond");
   cursor(screen);
-  EXPECT_EQ(read_input(input), "before during\n");
+  EXPECT_EQ(read_input(input), "before during\r\n");
   terminal.type(" line\n");
-  EXPECT_EQ(read_input(input), "second line\n");
+  EXPECT_EQ(read_input(input), "second line\r\n");
   terminal.settle();
   EXPECT_EQ(terminal.text_of(0), "before during");
 
@@ -526,6 +526,19 @@ TEST_F(HostConsole, WhatWasTypedAheadReachesTheNextReader) {
   lose_screen();
   cursor(screen);
   EXPECT_EQ(read_input(input), "");
+}
+
+TEST_F(HostConsole, ALineEndsInTwoBytesHoweverItIsRead) {
+  Screen terminal(80, 25);
+  const Handle input = open_input(terminal);
+  terminal.type("ab\n\ncd\n");
+  std::string read;
+  char byte;
+  for (std::uint32_t count = 1; read.size() < 6 && count == 1; read += byte) {
+    ASSERT_NE(ReadFile(input, &byte, 1, &count, nullptr), 0);
+  }
+  EXPECT_EQ(read, "ab\r\n\r\n");
+  EXPECT_EQ(read_input(input), "cd\r\n");
 }
 
 TEST_F(HostConsole, KeysAreRecordsAndTheModeLastsAsLongAsTheCall) {
