@@ -17,6 +17,7 @@ extern "C" {
 
 extern void* __runtime_slots[12]; /* this image's pointers to the cells */
 
+/* The cell, read and set: for a program and a DLL alike. */
 int get_errno(void);
 void set_errno(int value);
 

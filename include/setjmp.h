@@ -17,7 +17,9 @@ extern "C" {
 
 typedef unsigned long long jmp_buf[5];
 
+/* Records this place. 0; or, when longjmp comes back to it, its `value`. */
 int setjmp(jmp_buf buffer) __attribute__((returns_twice));
+/* Goes back to the place in the buffer, where setjmp then gives `value`. */
 __attribute__((noreturn)) void longjmp(jmp_buf buffer, int value);
 
 #ifdef __cplusplus

@@ -103,8 +103,10 @@ char* gets(char* buffer);
 
 /* ---- Indicators -------------------------------------------------------- */
 
-int ferror(FILE* stream); /* 1 or 0 */
-int feof(FILE* stream);   /* 1 or 0 */
+/* 1 once a read or write failed, or a read met the file's end; else 0. */
+int ferror(FILE* stream);
+int feof(FILE* stream);
+/* Sets both indicators back to 0. */
 void clearerr(FILE* stream);
 
 /* ---- Position ----------------------------------------------------------

@@ -20,6 +20,7 @@ extern "C" {
 
 /* ---- Length and copying ------------------------------------------------ */
 
+/* Bytes before the NUL. */
 size_t strlen(const char* text);
 
 /* The terminating NUL of the text. */
@@ -44,6 +45,7 @@ void* memmove(void* destination, const void* source, size_t length);
 
 /* ---- Comparing --------------------------------------------------------- */
 
+/* -1, 0 or 1: the left text comes before the right one, is equal, or behind. */
 int strcmp(const char* left, const char* right);
 /* At most `count` bytes; a count of 0 gives 0. */
 int strncmp(const char* left, const char* right, size_t count);
@@ -61,7 +63,7 @@ int memcmp(const void* left, const void* right, size_t length);
 
 /* ---- Case -------------------------------------------------------------- */
 
-/* In place. Result: the text. */
+/* Makes small letters, or capitals, in place. Result: the text. */
 char* strlwr(char* text);
 char* strupr(char* text);
 
@@ -102,6 +104,7 @@ static __inline__ char* strchr(const char* text, int character) {
   }
 }
 
+/* In line. First byte of the block equal to the low byte of `byte`, or null. */
 static __inline__ void* memchr(const void* block, int byte, size_t length) {
   const unsigned char* at = (const unsigned char*)block;
   for (; length > 0; --length, ++at) {

@@ -35,6 +35,7 @@ int invalid_long_double(const void* value);
 
 /* ---- Parts of printf ----------------------------------------------------- */
 
+/* vsprintf. */
 int _sprintf(char* destination, const char* format, va_list arguments);
 /* The decimal number at *text, which moves behind it. Wraps at 32 bits. */
 int _getnum(const char** text);

@@ -1,0 +1,664 @@
+#!/usr/bin/env python3
+"""The reference pages in docs/reference, from the comments of the headers in include/.
+
+  scripts/reference.py           writes the pages anew
+  scripts/reference.py --check   writes nothing; status 1 if a page is not what the headers give
+
+Both fail on a routine without a comment, a header or section that is on no page, and a
+declaration that the library does not keep: each link name stands in
+src/exports/export_rows.inc, and its routine in src/ has the same result and arguments. The
+check also compares with the routines that the C compiler finds, and follows the links of
+all Markdown files.
+
+The headers' rules, on which this parser rests. A comment that begins in column 0 directly
+above declarations is theirs, up to the next blank line or such comment. "/* ---- Title ----"
+begins a section; what follows in that comment is the section's text, and holds for its
+routines without a comment. The first comment of a header is about the whole of it. Lines
+indented in a comment stand as they are. A macro that the header undefines at its end is
+written out.
+
+Doxygen was tried on paper and left: it knows neither one comment for a run of declarations
+nor asm labels, so its input filter would be this parser."""
+
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+from dataclasses import dataclass, field
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+INCLUDE = ROOT / "include"
+PAGES_FOLDER = ROOT / "docs" / "reference"
+
+# Page, title, what it is for, and its headers: whole, or the sections named behind colons.
+PAGES = [
+    ("strings", "Strings and blocks", "bytes ended by a NUL: length, copies, comparison, search",
+     ["string.h"]),
+    ("character", "Fortran CHARACTER data", "texts padded with blanks, in Fortran's calling form",
+     ["tarn/character.h"]),
+    ("streams", "Streams, formatted output and input", "`FILE` streams, `printf`, `scanf`",
+     ["stdio.h"]),
+    ("numbers", "Numbers and text", "integers and floating point to and from text",
+     ["stdlib.h:Numbers to text:Text to numbers", "tarn/number_text.h"]),
+    ("mathematics", "Mathematics", "C's functions; Fortran's intrinsics, kinds, special functions, "
+     "dot products", ["math.h", "tarn/fortran_math.h"]),
+    ("storage", "Storage", "the heap, `ALLOCATE`, the secondary stack",
+     ["stdlib.h:The heap", "tarn/storage.h"]),
+    ("failures", "Failures, traps and jumps", "numbered errors, routines in front of the report, "
+     "`errno`, `setjmp`, labels, regions that grow on fault",
+     ["tarn/errors.h", "tarn/traps.h", "errno.h", "setjmp.h"]),
+    ("console", "The console", "cells, colours, boxes, pause, lines, keys", ["tarn/console.h"]),
+    ("progress", "Progress of a long job", "a percentage in the title, a window with a bar",
+     ["tarn/progress.h"]),
+    ("files", "Files and folders", "paths, dates, whole files, logs, checksums",
+     ["io.h", "tarn/files.h"]),
+    ("processes", "Processes and parallel tasks", "end, environment, other programs, barriers and "
+     "broadcasts", ["stdlib.h:The process", "tarn/process.h", "tarn/parallel.h"]),
+    ("compression-and-sort", "Compression, sort and search", "blocks and files made small; `qsort`, "
+     "`bsearch`", ["tarn/compression.h", "stdlib.h:Sort and search"]),
+    ("image", "Images, start-up and configuration", "what a source asks of its start-up; common "
+     "blocks, resources, registry, version", ["tarn/image.h", "tarn/runtime.h",
+                                              "tarn/introspection.h"]),
+    ("measuring", "Measuring", "how often each line ran, how long a routine takes",
+     ["tarn/profile.h", "tarn/timing.h"]),
+    ("types", "Types and limits", "widths, limits, variable arguments",
+     ["stddef.h", "stdint.h", "limits.h", "stdarg.h"]),
+]
+
+# Every image has these of its own; the library does not export them.
+OF_THE_IMAGE = {"memcpy", "memset"}
+
+# Called through forms of the header that load their registers.
+OWN_REGISTERS = {"__dotp8", "__dotp8x", "__dotp4", "__dotp4x"}
+
+# Routines whose names are English words too: a comment means one only before "()".
+WORDS = {"gets", "puts", "system", "free", "exit", "log", "exists", "compare", "rewind", "abs", "exp"}
+
+
+class Fault(Exception):
+    pass
+
+
+# ---- Reading a header -------------------------------------------------------
+
+
+@dataclass
+class Declaration:
+    kind: str  # "routine", "macro" or "other"
+    name: str
+    code: str  # as shown
+    link: str = ""
+    inline: bool = False
+    remark: bool = False  # has a comment on its line
+    result: str = ""
+    arguments: list = field(default_factory=list)
+
+
+@dataclass
+class Entry:
+    text: list
+    declarations: list
+
+
+@dataclass
+class Section:
+    title: str
+    text: list
+    entries: list = field(default_factory=list)
+
+
+def without_comments(code):
+    return re.sub(r"/\*.*?\*/", " ", code, flags=re.S)
+
+
+def c_lines(text):
+    """The lines that a C compiler sees, by GCC, without includes."""
+    kept, conditions = [], []
+    for line in text.split("\n"):
+        words = line.split()
+        directive = words[0] if words else ""
+        if directive in ("#ifdef", "#ifndef"):
+            other_compiler = words[1] in ("__cplusplus", "__clang__")
+            conditions.append(other_compiler == (directive == "#ifndef"))
+            if not other_compiler:  # the header's guard
+                conditions[-1] = True
+        elif directive == "#else":
+            conditions[-1] = not conditions[-1]
+        elif directive == "#endif":
+            conditions.pop()
+        elif all(conditions) and directive != "#include":
+            kept.append(line)
+    return kept
+
+
+def take_macros(lines):
+    """Takes the macros out that the header undefines behind their use."""
+    undefined = {}
+    for number, line in enumerate(lines):
+        if match := re.match(r"#undef (\w+)", line):
+            undefined[match[1]] = number
+    macros, kept, number = {}, [], 0
+    while number < len(lines):
+        match = re.match(r"#define (\w+)(?:\(([^)]*)\))?(.*)", lines[number])
+        if match and undefined.get(match[1], -1) > number:
+            body = match[3]
+            while body.rstrip().endswith("\\"):
+                number += 1
+                body = body.rstrip()[:-1] + "\n" + lines[number]
+            names = None if match[2] is None else [n.strip() for n in match[2].split(",")]
+            macros[match[1]] = (names, body.strip())
+        elif not lines[number].startswith("#undef "):
+            kept.append(lines[number])
+        number += 1
+    return macros, kept
+
+
+def expand(code, macros):
+    for macro, (names, body) in macros.items():
+        if names is None:
+            code = re.sub(rf"\b{macro}\b", lambda _: body, code)
+            continue
+
+        def written_out(match):
+            values = [value.strip() for value in match[1].split(",")]
+            return re.sub(r"\w+", lambda word: dict(zip(names, values)).get(word[0], word[0]), body)
+
+        code = re.sub(rf"\b{macro}\(([^()]*)\)", written_out, code)
+    return code
+
+
+def read_header(name):
+    path = INCLUDE / name
+    macros, lines = take_macros(c_lines(path.read_text()))
+    if not lines or not lines[0].startswith("/*"):
+        raise Fault(f"include/{name}: does not begin with a comment")
+    sections = []
+    comment, chunk, depth, number = None, [], 0, 0
+
+    def close():
+        nonlocal comment, chunk
+        if chunk and (declarations := split(name, expand("\n".join(chunk), macros))):
+            sections[-1].entries.append(Entry(comment or [], declarations))
+        elif comment and len(sections) > 1:
+            raise Fault(f"include/{name}: a comment stands above nothing: {comment[0]}")
+        comment, chunk = None, []
+
+    while number < len(lines):
+        line = lines[number]
+        number += 1
+        if depth == 0 and line.startswith("/*"):
+            close()
+            body = [line]
+            while "*/" not in body[-1]:
+                body.append(lines[number])
+                number += 1
+            text = [re.sub(r"^(/\*| \*/| \*) ?", "", part).replace("*/", "").rstrip() for part in body]
+            while text and not text[-1]:
+                text.pop()
+            title = re.match(r"-+ (.*?) -*$", text[0])
+            if title:
+                sections.append(Section(title[1], text[1:]))
+            elif not sections:
+                sections.append(Section("", text))
+            else:
+                comment = text
+        elif depth == 0 and not line.strip():
+            close()
+        else:
+            chunk.append(line)
+            bare = without_comments(line)
+            depth += bare.count("{") + bare.count("(") - bare.count("}") - bare.count(")")
+    close()
+    return sections
+
+
+def split(header, code):
+    """The declarations of a run of code."""
+    found, at = [], 0
+    while code[at:].strip():
+        at += len(code[at:]) - len(code[at:].lstrip())
+        end, depth = at, 0
+        if code.startswith("#", at):
+            while code[end:end + 1] and (code[end] != "\n" or code[end - 1] == "\\"):
+                end += 1
+        else:
+            while True:
+                if end >= len(code):
+                    raise Fault(f"include/{header}: no end of: {code[at:at + 60]}")
+                if code.startswith("/*", end):
+                    end = code.index("*/", end) + 2
+                    continue
+                depth += {"{": 1, "(": 1, "}": -1, ")": -1}.get(code[end], 0)
+                end += 1
+                if depth == 0 and (code[end - 1] == ";" or code[end - 1] == "}" and
+                                   re.search(r"\)\s*{", code[at:end])):
+                    break
+            remark = re.match(r"[ ]*/\*[^\n]*\*/", code[end:])
+            end += remark.end() if remark else 0
+        if declaration := describe(header, code[at:end]):
+            found.append(declaration)
+        at = end
+    return found
+
+
+def describe(header, code):
+    bare = " ".join(without_comments(code).split())
+    if bare in ("}", 'extern "C" {', ";"):
+        return None
+    if bare.startswith("#define"):
+        head = re.match(r"#define (\w+)(\([^)]*\))?", bare)
+        if bare.endswith("_H"):
+            return None
+        return Declaration("macro", head[1], head[0] if "\\\n" in code else code)
+    if re.match(r"(typedef|struct|enum|union)\b[^(]*[{;]", bare) or bare.startswith("typedef"):
+        name = re.search(r"(\w+)(\[\d*\])?( ?\([^()]*\))?;$", bare) if bare.startswith("typedef") else \
+            re.match(r"\w+ (\w+)", bare)
+        return Declaration("other", name[1] if name else "", code)
+    if re.match(r"extern [^()]*;$", bare):
+        return Declaration("other", re.search(r"(\w+)(\[\d*\])?;$", bare)[1], code)
+
+    remark = re.search(r"/\*.*?\*/\s*$", code, flags=re.S)
+    link = re.search(r'__asm__\(((?:"[^"]*"\s*)+)\)', re.sub(r"{.*", "", bare))
+    inline = "{" in bare
+    plain = re.sub(r"\{.*", ";", bare)
+    plain = re.sub(r'__asm__\((?:"[^"]*"\s*)+\)', "", plain)
+    no_return = "noreturn" in plain or "_Noreturn" in plain
+    plain = re.sub(r"__attribute__\(\((?:[^()]|\([^()]*\))*\)\)|_Noreturn", "", plain)
+    plain = plain.replace("__inline__", "inline")
+    plain = re.sub(r"\s*;$", ";", " ".join(plain.split()))
+    match = re.match(r"(?:static inline )?(.*?)\b(\w+)\((.*)\);$", plain)
+    if not match:
+        raise Fault(f"include/{header}: cannot read: {bare[:80]}")
+    name = match[2]
+    link = "".join(re.findall(r'"([^"]*)"', link[1])) if link else name
+    shown = ("_Noreturn " if no_return else "") + plain
+    notes = (f" /* link name {link} */" if link != name else "") + (
+        f" {remark[0].strip()}" if remark else "")
+    if len(shown) + len(notes) > 100 and len(shown) <= 100 and notes:
+        shown = notes.strip() + "\n" + shown
+    else:
+        shown = wrap(shown) + notes
+    return Declaration("routine", name, shown, link, inline, bool(remark), match[1].strip(),
+                       arguments_of(match[3]))
+
+
+def wrap(code):
+    if len(code) <= 100:
+        return code
+    lines, indent = [], " " * (code.index("(") + 1)
+    for part in re.split(r"(?<=,) ", code):
+        if lines and len(lines[-1]) + 1 + len(part) <= 100:
+            lines[-1] += " " + part
+        else:
+            lines.append((indent if lines else "") + part)
+    return "\n".join(lines)
+
+
+def arguments_of(text):
+    parts, depth = [""], 0
+    for letter in text:
+        depth += {"(": 1, ")": -1}.get(letter, 0)
+        if letter == "," and depth == 0:
+            parts.append("")
+        else:
+            parts[-1] += letter
+    parts = [part.strip() for part in parts]
+    return [] if parts in (["void"], [""]) else parts
+
+
+# ---- What the library keeps -------------------------------------------------
+
+BASIC = {
+    "void": "void", "char": "i8", "bool": "i8", "float": "f4", "double": "f8",
+    "signed char": "i8", "unsigned char": "i8", "short": "i16", "unsigned short": "i16",
+    "int": "i32", "unsigned int": "i32", "long": "i32", "unsigned long": "i32",
+    "long long": "i64", "unsigned long long": "i64", "size_t": "i64", "fpos_t": "i64",
+    "std::size_t": "i64", "Slot": "i64", "tarn_handle": "i64",
+    "va_list": "*i64", "FILE": "record",
+}
+for width in ("8", "16", "32", "64"):
+    BASIC[f"std::int{width}_t"] = BASIC[f"std::uint{width}_t"] = f"i{width}"
+
+
+def width_of(type_text, named):
+    """A type as the calling convention sees it: pointers and widths, without const."""
+    if type_text == "...":
+        return "..."
+    if "(*" in type_text or re.search(r"\*\)\(", type_text):
+        return "*code"
+    text = re.sub(r"\b(const|struct|enum|tarn|platform|static)\b(::)?", " ", type_text)
+    stars = text.count("*") + text.count("&") + len(re.findall(r"\[", text))
+    text = " ".join(re.sub(r"\[.*?\]|[*&]", " ", text).split())
+    if named and text not in BASIC:
+        text = re.sub(r" \w+$", "", text)
+    base = BASIC.get(text, "record")
+    return "*" * stars + base
+
+
+def exported():
+    rows = (ROOT / "src/exports/export_rows.inc").read_text()
+    return dict(re.findall(r'TARN_EXPORT(?:_C)?\("([^"]+)", ([\w$]+)\)', rows))
+
+
+def library_declarations():
+    """The declarations of exported routines in src: name to result and arguments."""
+    found = {}
+    rows = (ROOT / "src/exports/export_rows.inc").read_text()
+    for header in re.findall(r'TARN_FAMILY\("[^"]*", "([^"]*)"\)', rows):
+        text = re.sub(r"//[^\n]*", "", (ROOT / "src" / header).read_text())
+        for match in re.finditer(r"TARNAPI ([\w:*&<> ]*?[ *])([\w$]+)\(([^;{}]*)\)(?: asm\([^)]*\))?;",
+                                 text):
+            found[match[2]] = (match[1].strip(), arguments_of(" ".join(match[3].split())))
+    return found
+
+
+def alike(public, library):
+    """Unknown types are the records and routine pointers of either side: any pointer or word."""
+    if "record" in public or "record" in library or "code" in public or "code" in library:
+        return True
+    return public == library or {public, library} == {"*void", "*i8"}
+
+
+def keep_faults(declaration, rows, library):
+    if declaration.inline or declaration.link in OF_THE_IMAGE:
+        return
+    if declaration.link not in rows:
+        yield f"{declaration.link} is declared but not exported"
+        return
+    routine = rows[declaration.link]
+    if routine not in library or routine in OWN_REGISTERS:
+        return
+    result, arguments = library[routine]
+    if len(arguments) != len(declaration.arguments):
+        yield (f"{declaration.name} has {len(declaration.arguments)} arguments, the library's "
+               f"{routine} {len(arguments)}")
+        return
+    pairs = [(width_of(declaration.result, False), width_of(result, False))]
+    pairs += [(width_of(a, True), width_of(b, True)) for a, b in zip(declaration.arguments, arguments)]
+    for place, (ours, theirs) in enumerate(pairs):
+        if not alike(ours, theirs):
+            what = f"argument {place}" if place else "result"
+            yield f"{declaration.name}: its {what} is {ours}, the library's {theirs}"
+
+
+# ---- Writing a page ---------------------------------------------------------
+
+
+def anchor(declaration):
+    """Distinct without regard to case, as EXP@ and exp stand on one page."""
+    at = {"@": "-at", "$": "-dollar"}.get(declaration.link[-1:], "")
+    return declaration.name + at
+
+
+TOKENS = re.compile(
+    r"`[^`]*`"  # code already
+    r"|<[\w/]+\.h>|docs/[\w-]+\.md|__attribute__\(\(\w+\)\)"
+    r"|\"[^\"\n]*\\[^\"\n]*\""  # "\r\n"
+    r"|'\\?.'"
+    r"|%[-#*.\d]*[a-zA-Z]+\b|%\[[^\]]*\]"  # %llp
+    r"|\*+[A-Za-z]\w*"  # *exponent
+    r"|[A-Za-z_]\w*(?:[@$]|\(\))?"  # words
+    r"|[\\*_<>\[\]#|]")
+
+
+def prose(line, own, places, page):
+    def token(match):
+        text = match[0]
+        if text.startswith("docs/"):
+            return f"[{text}](../{text[5:]})"
+        if text[0] == "`":
+            code = text[1:-1]
+        elif re.fullmatch(r"[\\*_<>\[\]#|]", text):
+            return "\\" + text
+        else:
+            code = text
+        name = code.rstrip("()")
+        place = places.get(name) if name not in own else None
+        if place and name in WORDS and not code.endswith("()"):
+            place = None
+        if place:
+            return f"[`{code}`]({place.removeprefix(page)})"
+        plain_word = re.fullmatch(r"[A-Za-z]+", code)
+        if text[0] == "`" or (name in own and name not in WORDS) or not plain_word and (
+                "_" in code or not re.fullmatch(r"\w+", code)):
+            return f"`{code}`"
+        return text
+
+    line = TOKENS.sub(token, line)
+    return re.sub(r"^(\d*)([-+.])(?=\s)", r"\1\\\2", line)
+
+
+def markdown(text, own, places, page):
+    lines, block = [], False
+    for line in text:
+        indented = line.startswith("  ") or (block and not line)
+        if indented != block:
+            while block and lines[-1] == "":
+                lines.pop()
+            lines += ["```", ""] if block else ["", "```text"]
+            block = indented
+        lines.append(line if block else prose(line, own, places, page))
+    while lines and lines[-1] == "":
+        lines.pop()
+    if block:
+        lines.append("```")
+    out = []
+    for line in lines:
+        if line or (out and out[-1]):
+            out.append(line)
+    return out
+
+
+def headers_of(page):
+    for item in page[3]:
+        header, *sections = item.split(":")
+        yield header, sections
+
+
+def write_page(page, headers, places):
+    name, title, purpose, _ = page
+    out = [f"# {title}", "", "Made by `scripts/reference.py` from the headers in `include/`; do not edit.",
+           "[All pages and names](README.md)", ""]
+    body = []
+    for header, wanted in headers_of(page):
+        sections = headers[header]
+        out += [f"- `<{header}>`", *contents(sections, wanted)]
+        body += [f"## &lt;{header}&gt;", "", "```c", f"#include <{header}>", "```", ""]
+        for section in sections:
+            if not wanted or section.title in ("", *wanted):
+                body += write_section(section, places, f"{name}.md")
+            if wanted and not section.title:
+                others = [f"[{p[1]}]({p[0]}.md)" for p in PAGES if p is not page and
+                          header in (h for h, _ in headers_of(p))]
+                body += ["The rest of this header: " + ", ".join(others) + ".", ""]
+    return "\n".join(out + [""] + body).rstrip("\n") + "\n"
+
+
+def contents(sections, wanted):
+    for section in sections:
+        if wanted and section.title not in wanted:
+            continue
+        names = [f"[`{d.name}`](#{anchor(d)})" for e in section.entries for d in e.declarations
+                 if d.kind == "routine" or e.text and d.name]
+        if names:
+            yield "  - " + (f"{section.title}: " if section.title else "") + ", ".join(names)
+
+
+def write_section(section, places, page):
+    out = []
+    if section.title:
+        out += [f"### {section.title}", ""]
+    if section.text:
+        out += markdown(section.text, set(), places, page) + [""]
+    for entry in section.entries:
+        names = [d for d in entry.declarations if d.name]
+        own = {d.name for d in names} | {d.link for d in names}
+        routines = [d for d in names if d.kind == "routine"] or names
+        if names:
+            out.append("".join(f'<a id="{anchor(d)}"></a>' for d in names))
+            out.append("")
+        if routines and (entry.text or names[0].kind == "routine"):
+            shown = [f"`{d.name}`" for d in routines]
+            if len(shown) > 6:
+                shown = shown[:5] + [f"and {len(shown) - 5} more"]
+            out += ["#### " + ", ".join(shown), ""]
+        out += ["```c"] + [d.code for d in entry.declarations] + ["```", ""]
+        if entry.text:
+            out += markdown(entry.text, own, places, page) + [""]
+    return out
+
+
+def write_index(headers, rows, places):
+    declared = {}
+    for page in PAGES:
+        for header, wanted in headers_of(page):
+            for section in headers[header]:
+                if wanted and section.title not in wanted:
+                    continue
+                for entry in section.entries:
+                    for d in entry.declarations:
+                        if d.kind == "routine":
+                            declared[d.name] = d
+    names = {}
+    for d in declared.values():
+        names[d.name] = places[d.name]
+        if d.link not in (d.name, d.name + "@", d.name + "$"):
+            names[d.link] = places[d.name]
+    out = ["# Reference", "",
+           "Made by `scripts/reference.py` from the headers in `include/`; do not edit.", "",
+           f"Every routine that a program can call from C: {len(declared)} of them, by family. All have the",
+           "Microsoft x64 convention on both targets. `long` has 32 bits, `long long` and pointers 64.",
+           "Routines that compiled Fortran calls have a *link name* with `@` or `$` at its end, shown beside",
+           "the C name. What differs from ISO C and Fortran, in one table: [differences](../differences.md).",
+           f"The library exports {len(rows)} routines in all; those that are not here are called by compiled",
+           "code and by the library's own parts: [exported names](../exports.md).", "",
+           "| Page | Headers | What for |", "|---|---|---|"]
+    for page in PAGES:
+        listed = []
+        for header, _ in headers_of(page):
+            if f"`<{header}>`" not in listed:
+                listed.append(f"`<{header}>`")
+        out.append(f"| [{page[1]}]({page[0]}.md) | {', '.join(listed)} | {page[2]} |")
+    out += ["", "## All names", ""]
+    initial = ""
+    for name in sorted(names, key=lambda n: (n.lstrip("_").lower(), n)):
+        if name.lstrip("_")[0].upper() != initial:
+            initial = name.lstrip("_")[0].upper()
+            out += ["", f"**{initial}**", ""] if out[-1] else [f"**{initial}**", ""]
+        out.append(f"[`{name}`]({names[name]})")
+    return "\n".join(out) + "\n"
+
+
+# ---- The whole --------------------------------------------------------------
+
+
+def compiled_routines(headers):
+    """The routines that the C compiler finds, by header; None without such a compiler."""
+    gcc = shutil.which("gcc")
+    if not gcc:
+        return None
+    with tempfile.TemporaryDirectory() as folder:
+        (Path(folder) / "all.c").write_text("".join(f"#include <{h}>\n" for h in headers))
+        subprocess.run([gcc, "-w", "-nostdinc", "-fno-builtin", "-I", str(INCLUDE), "-aux-info",
+                        "found", "-fsyntax-only", "all.c"], cwd=folder, check=True)
+        text = (Path(folder) / "found").read_text()
+    found = {header: set() for header in headers}
+    for path, name in re.findall(r"^/\* (.+?):\d+:\S+ \*/ .*?(\w+) \((?!\*)", text, flags=re.M):
+        header = os.path.relpath(path, INCLUDE)
+        if header in found:
+            found[header].add(name)
+    return found
+
+
+def broken_links():
+    for path in [ROOT / "README.md", *sorted((ROOT / "docs").rglob("*.md"))]:
+        for target in re.findall(r"\]\(([^)\s]+)\)", path.read_text()):
+            file, _, place = target.partition("#")
+            if "://" in target:
+                continue
+            goal = path if not file else (path.parent / file)
+            if not goal.exists():
+                yield f"{path.relative_to(ROOT)}: there is no {target}"
+            elif place and goal.suffix == ".md":
+                text = goal.read_text()
+                titles = [re.sub(r"[^\w\- ]", "", t).strip().lower().replace(" ", "-")
+                          for t in re.findall(r"^#+ (.*)$", text, flags=re.M)]
+                if f'<a id="{place}">' not in text and place not in titles:
+                    yield f"{path.relative_to(ROOT)}: there is no {target}"
+
+
+def make():
+    headers = {str(path.relative_to(INCLUDE)): None for path in sorted(INCLUDE.rglob("*.h"))}
+    for name in headers:
+        headers[name] = read_header(name)
+    rows, library, faults, places, seen = exported(), library_declarations(), [], {}, {}
+    for page in PAGES:
+        for header, wanted in headers_of(page):
+            if header not in headers:
+                faults.append(f"include/{header}: is to be on {page[0]}.md but does not exist")
+                continue
+            for section in headers[header]:
+                if wanted and section.title not in wanted:
+                    continue
+                seen.setdefault(header, set()).add(section.title)
+                for entry in section.entries:
+                    for d in entry.declarations:
+                        place = f"{page[0]}.md#{anchor(d)}"
+                        if d.kind == "routine":
+                            places[d.name] = places[d.link] = place
+    for header, sections in headers.items():
+        for section in sections:
+            if section.entries and section.title not in seen.get(header, set()):
+                faults.append(f"include/{header}: {section.title or 'the header'} is on no page of PAGES")
+            for entry in section.entries:
+                for d in entry.declarations:
+                    if d.kind != "routine":
+                        continue
+                    if not (entry.text or section.text and section.title or d.remark):
+                        faults.append(f"include/{header}: {d.name} has no comment")
+                    faults += [f"include/{header}: {fault}" for fault in keep_faults(d, rows, library)]
+    if faults:
+        raise Fault("\n".join(faults))
+    pages = {f"{page[0]}.md": write_page(page, headers, places) for page in PAGES}
+    pages["README.md"] = write_index(headers, rows, places)
+    return headers, pages
+
+
+def check(headers, pages):
+    faults, compiled = [], compiled_routines(headers)
+    for header, sections in headers.items():
+        read = {d.name for s in sections for e in s.entries for d in e.declarations
+                if d.kind == "routine"}
+        if compiled is not None and compiled[header] != read:
+            faults.append(f"include/{header}: the compiler and this script disagree on "
+                          f"{', '.join(sorted(compiled[header] ^ read))}")
+    there = {path.name: path.read_text() for path in PAGES_FOLDER.glob("*")}
+    for name in sorted(set(there) | set(pages)):
+        if there.get(name) != pages.get(name):
+            faults.append(f"docs/reference/{name} is not what the headers give; run scripts/reference.py")
+    return faults + list(broken_links())
+
+
+def main():
+    try:
+        headers, pages = make()
+        if sys.argv[1:] == ["--check"]:
+            if faults := check(headers, pages):
+                raise Fault("\n".join(faults))
+            return 0
+    except Fault as fault:
+        print(fault, file=sys.stderr)
+        return 1
+    PAGES_FOLDER.mkdir(exist_ok=True)
+    for old in PAGES_FOLDER.glob("*.md"):
+        if old.name not in pages:
+            old.unlink()
+    for name, text in pages.items():
+        (PAGES_FOLDER / name).write_text(text)
+    return 0
+
+
+sys.exit(main())
