@@ -241,6 +241,16 @@ Bytes expanded(const Bytes& stream) {
   return taken(result, length);
 }
 
+// By the reader's inner part, which needs no large buffer.
+Bytes expanded_within(const Bytes& stream, std::size_t most) {
+  Bytes buffer(0xF80 + most, ' ');
+  std::uint8_t* const output = buffer.data() + 0xF80;
+  tarn::compression::Expansion expansion{
+      stream.data() + 1, stream.data() + stream.size(), 0, false, output, output + most};
+  EXPECT_TRUE(tarn::compression::expand(expansion));
+  return Bytes(output, expansion.output);
+}
+
 Bytes of(const char* characters) { return Bytes(characters, characters + std::strlen(characters)); }
 
 TEST(Compression, KnownStreams) {
@@ -270,8 +280,8 @@ TEST(Compression, EveryEncoderWritesWhatThePlainScanWrites) {
     const char* name;
     Bytes data;
   } cases[] = {
-      {"text", text(300'000)},
-      {"records", records(200'000)},
+      {"text", text(200'000)},
+      {"records", records(150'000)},
       {"random", random_bytes(40'000)},
       {"two letters", of_letters(40'000, 2)},
       {"four letters", of_letters(60'000, 4)},
@@ -297,7 +307,7 @@ TEST(Compression, EverySmallSizeAndEnd) {
       if (size % 3 == 0 && size > 50) std::copy(data.begin(), data.begin() + 25, data.end() - 25);
       const Bytes wanted = plain_compress(data);
       for (const Encode encode : encoders()) ASSERT_EQ(compressed(encode, data), wanted) << size;
-      ASSERT_EQ(expanded(wanted), data) << size;
+      ASSERT_EQ(expanded_within(wanted, size), data) << size;
     }
   }
 }
@@ -314,7 +324,11 @@ TEST(Compression, TheReaderTakesAnyBytes) {
       if (round % 8 == 3) stream.resize(1 + random_number() % stream.size());
     }
     stream[0] = 1;
-    ASSERT_EQ(expanded(stream), plain_expand(stream)) << round;
+    const Bytes wanted = plain_expand(stream);
+    ASSERT_EQ(expanded_within(stream, wanted.size()), wanted) << round;
+    if (round < 10) {
+      ASSERT_EQ(expanded(stream), wanted) << round;
+    }
   }
 }
 
