@@ -17,6 +17,7 @@ constexpr std::uint32_t kTurn = 500;   // milliseconds between two looks
 constexpr std::int32_t kHalfWay = 51;  // percent, one ahead
 constexpr float kHalfOfDialog = 0.5F;
 constexpr std::int32_t kDone = 100;
+constexpr std::uint32_t kNotResumed = 0xFFFFFFFF;
 
 constexpr platform::SecurityAttributes kInherited = {sizeof(platform::SecurityAttributes), nullptr,
                                                      1};
@@ -113,12 +114,14 @@ std::int32_t percent_ahead(const ProgressRecord& record) {
   return percentage(look(record.current), record.total, 1.0);
 }
 
-// What there is of a thread and its event that can't be used.
+bool goes_on(Handle thread) { return platform::ResumeThread(thread) != kNotResumed; }
+
+// What there is of a thread and its event that can't be used. A thread that the
+// system does not let go on stays behind, suspended for good.
 void give_up(Handle thread) {
   if (thread != nullptr) {  // no work: it ends at once
     progress_record.total = -1.0F;
-    platform::ResumeThread(thread);
-    platform::WaitForSingleObject(thread, platform::kWaitForever);
+    if (goes_on(thread)) platform::WaitForSingleObject(thread, platform::kWaitForever);
     platform::CloseHandle(thread);
   }
   close_handle(&progress_record.stop_event);
@@ -180,8 +183,16 @@ bool dialog_goes_on() {
          look(dialog_window) != kNoHandle;
 }
 
+// The event may have been refused: then the window itself tells, or its thread.
+void wait_for_window() {
+  while (wait_a_turn(dialog_ready_event) == platform::kWaitTimeout &&
+         look(dialog_window) == kNoHandle &&
+         platform::WaitForSingleObject(system_handle(dialog_thread), 0) == platform::kWaitTimeout) {
+  }
+}
+
 void attend_window() {
-  platform::WaitForSingleObject(system_handle(dialog_ready_event), platform::kWaitForever);
+  wait_for_window();
   while (dialog_goes_on()) platform::RedrawProgressWindow(system_handle(look(dialog_window)));
   const std::int64_t window = look(dialog_window);
   if (window != kNoHandle) platform::CloseProgressWindow(system_handle(window));
@@ -229,9 +240,12 @@ Handle MakeProgressThread(std::int32_t total) {
     give_up(thread);
     return nullptr;
   }
-  progress_thread = number_of(thread);
   platform::SetThreadPriority(thread, 0);
-  platform::ResumeThread(thread);
+  if (!goes_on(thread)) {
+    give_up(thread);
+    return nullptr;
+  }
+  progress_thread = number_of(thread);
   return thread;
 }
 
@@ -318,8 +332,12 @@ void UpdateProgressDialog(std::int32_t value) {
 
 void CloseProgressDialog() {
   if (dialog_monitor_thread != kNoHandle) {
-    platform::SetEvent(system_handle(dialog_close_event));
+    const std::int32_t done = dialog_current;
+    // Where the event is refused the monitor ends at its next look, as after
+    // all of the work.
+    if (!platform::SetEvent(system_handle(dialog_close_event))) put(dialog_current, INT32_MAX);
     platform::WaitForSingleObject(system_handle(dialog_monitor_thread), platform::kWaitForever);
+    put(dialog_current, done);
   }
   close_handle(&dialog_monitor_thread);
   close_handle(&dialog_close_event);

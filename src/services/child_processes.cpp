@@ -1,5 +1,6 @@
 #include "services/child_processes.h"
 
+#include "failure/runtime_error.h"
 #include "paneview/paneview.h"
 #include "platform/platform.h"
 #include "storage/heap.h"
@@ -9,6 +10,7 @@ namespace tarn {
 namespace {
 
 constexpr std::int32_t kFailed = -1;
+constexpr std::int32_t kErrorHeapExhausted = 199;
 constexpr std::uint64_t kBlanksAndNul = 4;
 
 bool has_text(const char* text) { return text && *text; }
@@ -54,7 +56,10 @@ bool run(SpawnText* line, std::int32_t mode, Outcome* outcome) {
   if (!line->good || line->used == 0 || !start(line->text, &child)) return false;
   if (mode == kSpawnAndWait) {
     outcome->waited = platform::WaitForSingleObject(child.process, platform::kWaitForever);
-    platform::GetExitCodeProcess(child.process, &outcome->code);
+    if (outcome->waited != platform::kWaitObject ||
+        !platform::GetExitCodeProcess(child.process, &outcome->code)) {
+      outcome->code = static_cast<std::uint32_t>(kFailed);
+    }
   }
   close(child);
   return true;
@@ -92,6 +97,7 @@ std::int32_t __start_process_and_wait(const char* program, const char* arguments
       (program ? strlen(program) : 0) + (arguments ? strlen(arguments) : 0);
   if (length == 0) return kFailed;
   auto* const line = static_cast<char*>(operator_new(length + kBlanksAndNul));
+  if (!line) __RuntimeError(kErrorHeapExhausted);
   char* end = line;
   if (has_text(program)) end = stpcpy(stpcpy(line, program), " ");
   strcpy(end, arguments ? arguments : "");

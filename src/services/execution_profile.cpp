@@ -1,5 +1,6 @@
 #include "services/execution_profile.h"
 
+#include "platform/platform.h"
 #include "startup/runtime_block.h"
 #include "storage/heap.h"
 #include "streams/file_stream.h"
@@ -13,6 +14,10 @@ namespace {
 
 constexpr std::uint64_t kExtension = 4;  // a dot and three letters
 constexpr char kSummaryExtension[] = "PROFILE";
+constexpr char kListingExtension[] = ".LIS";
+// Under it a listing is written on trial: once the old one is cut there is no
+// way back if the disk turns out to be full.
+constexpr char kTrialExtension[] = ".LI$";
 constexpr std::int64_t kMostLines = 0x7FFFFFFF;
 constexpr std::int64_t kListingWidth = 80;
 constexpr std::uint64_t kNumberPlaces = 4;  // of a numbered line's first word
@@ -76,7 +81,7 @@ std::int64_t line_number(const char* line, char* end) {
   return number;
 }
 
-void write_listing(const Listing& listing, const Counters& counters, FILE* stream) {
+void put_lines(const Listing& listing, const Counters& counters, FILE* stream) {
   std::int64_t most = 0, most_line = 0;
   char* line = listing.text;
   while (listing.size - (line - listing.text) > kLastBytes) {
@@ -109,6 +114,23 @@ void write_listing(const Listing& listing, const Counters& counters, FILE* strea
           most);
 }
 
+// Whether all of it was written.
+bool write_listing(const Listing& listing, const Counters& counters, const char* path) {
+  FILE* const stream = fopen(path, "w");
+  if (!stream) return false;
+  put_lines(listing, counters, stream);
+  const bool whole = !ferror(stream);
+  fclose(stream);
+  return whole;
+}
+
+void put_back(const Listing& listing, const char* path) {
+  FILE* const stream = fopen(path, "w");
+  if (!stream) return;
+  fwrite(listing.text, 1, static_cast<std::uint64_t>(listing.size), stream);
+  fclose(stream);
+}
+
 }  // namespace
 
 void __use_profile_data() {
@@ -120,7 +142,7 @@ void __use_profile_data() {
   char* const name = reinterpret_cast<char*>(block + 1 + n);
   const std::uint64_t length = strlen(name);
   if (length < kExtension) return;
-  strcpy(name + length - kExtension, ".LIS");
+  strcpy(name + length - kExtension, kListingExtension);
 
   auto* const summary = static_cast<char*>(malloc(length + 5));
   if (!summary) return;
@@ -131,11 +153,17 @@ void __use_profile_data() {
 
   Listing listing;
   if (!read_listing(name, &listing)) return;
-  FILE* const stream = fopen(name, "w");
-  if (stream) {
-    write_listing(listing, counters, stream);
-    fclose(stream);
-    printf("File %s updated with execution count information\n", name);
+  char* const extension = name + length - kExtension;
+  strcpy(extension, kTrialExtension);
+  const bool has_room = write_listing(listing, counters, name);
+  platform::DeleteFileA(name);
+  strcpy(extension, kListingExtension);
+  if (has_room) {
+    if (write_listing(listing, counters, name)) {
+      printf("File %s updated with execution count information\n", name);
+    } else {
+      put_back(listing, name);
+    }
   }
   free(listing.text);
 }
@@ -154,8 +182,11 @@ void generate_profile_summary(const std::int64_t* counters, std::int32_t n, cons
       fprintf(stream, "%4i             %4lli\n", static_cast<std::int32_t>(i), count);
     }
   }
+  const bool whole = !ferror(stream);
   fclose(stream);
-  printf("Summary of profile data written to %s\n", file_name);
+  printf(whole ? "Summary of profile data written to %s\n"
+               : "Unable to write summary of profile data to %s\n",
+         file_name);
 }
 
 char* num_layout(std::int64_t value) {

@@ -27,10 +27,11 @@ namespace tarn {
 //
 // Does nothing without a block, or with one whose n is below 0 or above
 // 2^31 - 1 or whose path has fewer than four characters. A listing that cannot
-// be read whole or opened for writing stays as it is, without a word. Lines
-// whose number is not from 1 to n are treated as lines without code: they get a
-// blank, no count. A last line for which fewer than three bytes are left, its
-// line feed included, is not written back.
+// be read whole or opened for writing, or for which the disk has no room, stays
+// as it is, without a word; to find out it is first written under the extension
+// .LI$, and that file deleted. Lines whose number is not from 1 to n are treated
+// as lines without code: they get a blank, no count. A last line for which fewer
+// than three bytes are left, its line feed included, is not written back.
 TARNAPI void __use_profile_data();
 
 // The summary: a line for each of the `n` counters that is not negative. If the

@@ -82,7 +82,7 @@ struct OpenMode {
   bool append = false;
 };
 
-OpenMode parse_mode(const char* letters, const char* path) {
+OpenMode parse_mode(const char* letters) {
   OpenMode mode;
   for (; *letters; ++letters) {
     switch (*letters) {
@@ -98,7 +98,7 @@ OpenMode parse_mode(const char* letters, const char* path) {
         break;
       case 'a':
         mode.access = platform::kGenericWrite;
-        mode.creation = FileExists(path) ? platform::kOpenExisting : platform::kCreateAlways;
+        mode.creation = platform::kOpenAlways;  // never cut, whatever is found out about it
         mode.flags = kFileWriteMark;
         mode.append = true;
         break;
@@ -159,7 +159,7 @@ std::int32_t FileExists(const char* path) {
 FILE* fopen(const char* path, const char* mode) {
   FILE* const stream = __new_file_struct();
   if (!stream) return nullptr;
-  const OpenMode open = parse_mode(mode, path);
+  const OpenMode open = parse_mode(mode);
   stream->flags = open.flags;
   stream->handle = open.creation ? platform::CreateFileA(path, open.access, 0, nullptr,
                                                          open.creation, 0, nullptr)
@@ -168,7 +168,13 @@ FILE* fopen(const char* path, const char* mode) {
     discard(stream);
     return nullptr;
   }
-  if (open.append) fseek(stream, 0, kFromEnd);
+  // At the start of a file that has contents, writes would destroy them.
+  std::int64_t size = 0;
+  if (open.append && fseek(stream, 0, kFromEnd) != 0 &&
+      platform::GetFileSizeEx(stream->handle, &size) && size > 0) {
+    fclose(stream);
+    return nullptr;
+  }
   return stream;
 }
 

@@ -71,7 +71,7 @@ TARNAPI std::int32_t FileExists(const char* path);
 // binary and "br" is text. Other letters are skipped; a mode without r, w or a
 // is refused. The file is held for this stream alone: until fclose a second
 // opener fails. For "a" the position is moved to the end once, not at each
-// write.
+// write; a file with contents whose end can't be reached is refused.
 TARNAPI FILE* fopen(const char* path, const char* mode);
 
 // Always 0. Closing a standard stream leaves its handle open and its cell of
