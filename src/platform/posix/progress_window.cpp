@@ -21,6 +21,7 @@ constexpr int kFewestRows = 3;
 constexpr int kFewestColumns = 8;  // of a percentage
 constexpr int kMostColumns = 512;
 constexpr int kGiveBackMilliseconds = 200;
+constexpr std::uint32_t kLookAgain = 500;  // milliseconds
 
 constexpr char kSaveCursor[] =
     "\x1B"
@@ -37,7 +38,8 @@ constexpr char kClearRow[] = "\x1B[m\x1B[2K";
 
 ProgressWindowLook look;
 char kept_title[kProgressTextSize];
-Handle closing;     // event
+Handle closing;  // event
+bool close_asked;
 int terminal = -1;  // a descriptor of our own; -1: there is no window
 unsigned device;    // its number
 TerminalWriter out;
@@ -166,6 +168,7 @@ Handle OpenProgressWindow(const ProgressWindowLook* wanted) {
     terminal = -1;
     return invalid_handle();
   }
+  close_asked = false;
   look = *wanted;
   strncpy(kept_title, wanted->title, sizeof kept_title - 1);
   out.begin(terminal, true, 0);
@@ -175,7 +178,10 @@ Handle OpenProgressWindow(const ProgressWindowLook* wanted) {
 }
 
 void ServeProgressWindow(Handle) {
-  WaitForSingleObject(closing, kWaitForever);
+  // The event may be refused.
+  while (WaitForSingleObject(closing, kLookAgain) == kWaitTimeout &&
+         !__atomic_load_n(&close_asked, __ATOMIC_ACQUIRE)) {
+  }
   const ScreenLock lock;
   give_back_row();
   draw_kept_row();
@@ -191,7 +197,9 @@ void RedrawProgressWindow(Handle) {
 
 void CloseProgressWindow(Handle) {
   const ScreenLock lock;
-  if (terminal >= 0) SetEvent(closing);
+  if (terminal < 0) return;
+  __atomic_store_n(&close_asked, true, __ATOMIC_RELEASE);
+  SetEvent(closing);
 }
 
 Status OemToCharA(const char* oem, char* ansi) {
