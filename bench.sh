@@ -8,9 +8,9 @@ cd "$(dirname "$0")"
 # The library and its peer take turns: a busy machine slows both.
 export BENCHMARK_ENABLE_RANDOM_INTERLEAVING=true
 status=0
-host=build/host programs=build/windows/programs
 "$host/bench/library_bench" || status=1
 "$host/bench/number_bench" || status=1
+"$host/bench/console_bench" || status=1
 "$host/bench/parallel_bench" || status=1
 "$host/bench/compression_bench" || status=1
 "$host/bench/sort_bench" || status=1

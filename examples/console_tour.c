@@ -36,9 +36,8 @@ static void boxes(void) {
                                       "3: light block", "4: middle block",  "5: full block"};
   heading("Six boxes, one without a shadow");
   for (int style = 0; style < 6; ++style) {
-    int shadow = SetBoxShadow(style == 1 ? -1 : TARN_BLACK | TARN_BRIGHT);
+    SetBoxShadow(style == 1 ? -1 : TARN_BLACK | TARN_BRIGHT);
     ConsoleBoxPrint(style, TARN_BLUE, TARN_WHITE | TARN_BRIGHT, "%s", names[style]);
-    SetBoxShadow(shadow);
   }
   ConsoleBoxPrint(2, TARN_RED, TARN_YELLOW | TARN_BRIGHT,
                   "Every line of a text\nhas its own middle,\nthe longest makes the width");
