@@ -163,9 +163,9 @@ int colour_from_code(char code);
 void ProcessColourOption(const char** text, unsigned int* colour);
 
 /* ---- Clearing ------------------------------------------------------------
- * The row of the console's cursor, with blanks in the colours of the first
- * clearing; what was collected is dropped and the cursor stays, but the first goes
- * to column 0 for what is written next. Redirected, nothing happens. */
+ * Blanks in the row of the console's cursor, in the colours of the first clearing.
+ * What was collected is dropped; the screen's cursor does not move. Redirected,
+ * nothing happens. */
 void ClearCurrentLine(void);
 void ClearToCursorPos(void); /* left of the cursor */
 void ClearToEOL(void);       /* at the cursor and right of it */

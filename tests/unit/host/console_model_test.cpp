@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <signal.h>
 #include <stdlib.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
@@ -10,7 +11,10 @@
 #include <string>
 #include <vector>
 
+#include "console/console_input.h"
 #include "console/console_state.h"
+#include "console/formatted_output.h"
+#include "console/line_output.h"
 #include "tests/support/console_model.h"
 #include "tests/support/raised.h"
 
@@ -31,6 +35,7 @@ std::string compare_on_terminal(int columns, int rows, unsigned seed, int stream
   const winsize size{static_cast<unsigned short>(rows), static_cast<unsigned short>(columns), 0, 0};
   const pid_t child = fork();
   if (child == 0) {
+    setenv("TERM", "xterm", 1);
     alarm(60);
     setsid();
     const int side = open(ptsname(terminal), O_RDWR);
@@ -86,6 +91,40 @@ TEST(ConsoleModel, EveryCellIsThatOfTheModel) {
         << size.columns << " by " << size.rows;
     seed += 10'000;
   }
+}
+
+// A child that goes on when its terminal is gone.
+TEST(ConsoleModel, ATerminalThatGoesAwayTakesNothingAndHoldsNobodyUp) {
+  const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+  ASSERT_TRUE(terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0);
+  const winsize size{5, 80, 0, 0};
+  ioctl(terminal, TIOCSWINSZ, &size);
+  const pid_t child = fork();
+  if (child == 0) {
+    setenv("TERM", "xterm", 1);
+    alarm(20);
+    signal(SIGHUP, SIG_IGN);
+    setsid();
+    const int side = open(ptsname(terminal), O_RDWR);
+    dup2(side, 0);
+    dup2(side, 1);
+    close(side);
+    tarn::test::initialise();
+    const bool was_screen = !tarn::ConsoleRedirected();
+    close(terminal);  // the parent has closed it too, or does so now
+    tarn::ConsolePauseMode(1);
+    for (int i = 0; i < 20; ++i) tarn::ConsolePrintf("nobody sees %d\n", i);
+    tarn::ConsoleBoxPrint(1, 2, 3, "nor this");
+    std::int32_t count = 0, key = 0;
+    char line[8];
+    tarn::ConsoleRead(line, sizeof line, &count);
+    tarn::get_key(&key);
+    tarn::platform::ExitProcess(was_screen && count == -1 && key == 0 ? 0 : 1);
+  }
+  close(terminal);
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
 }
 
 }  // namespace
