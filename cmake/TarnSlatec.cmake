@@ -37,8 +37,12 @@ foreach(routine ${slatec_routines})
 endforeach()
 
 if(slatec_lacks)
-  message(STATUS "SLATEC left out (${slatec_lacks}): the gamma and Bessel functions raise "
-                 "\"Call to missing routine\"")
+  get_property(slatec_said GLOBAL PROPERTY TARN_SLATEC_SAID)
+  if(NOT slatec_said)  # once, though several folders ask
+    set_property(GLOBAL PROPERTY TARN_SLATEC_SAID TRUE)
+    message(STATUS "SLATEC left out (${slatec_lacks}): the gamma and Bessel functions raise "
+                   "\"Call to missing routine\"")
+  endif()
   set(TARN_SLATEC_SOURCES ${slatec_missing})
   set(TARN_SLATEC_ROUTINES "")
   return()

@@ -55,6 +55,7 @@ TARNAPI double frexp(double x, std::int32_t* exponent);
 
 // x * 2^exponent, rounded to a double. No errno: an overflow gives infinity, or
 // the processor's overflow trap if the x87 control word unmasks it.
+// Zero, infinity and a NaN give themselves.
 TARNAPI double ldexp(double x, std::int32_t exponent);
 
 // *integral: x rounded toward zero; the result is x - *integral, so a zero has

@@ -4,9 +4,9 @@
 // table of powers of ten. It is fast and simple and not correctly rounded:
 // about 16 digits can be relied on, further ones are what the arithmetic
 // gives, and digits beyond the 16th are cut, not rounded. Halves are rounded
-// up. Every step is plain double arithmetic in a fixed order, so the text is
-// the same on every machine. docs/number-text.md measures how it differs from
-// the nearest decimal.
+// up. Every step is plain double arithmetic in a fixed order, or the same in
+// integers where that is exact, so the text is the same on every machine.
+// docs/number-text.md measures how it differs from the nearest decimal.
 //
 // Any precision is safe: the buffer is the caller's, and from about the 60th
 // digit on the arithmetic itself gives nothing but "0". None of these has a

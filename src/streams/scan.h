@@ -21,7 +21,8 @@
 //
 // White space is skipped before all directives but c and n. i collects
 // everything from "0" up, letters and ":" too, and takes what it can. Other
-// conversion characters store nothing and are counted.
+// conversion characters store nothing and are counted; a format that ends
+// inside a directive ends there, and that one is not counted.
 //
 // Result of the three front ends: the number of values assigned; -1 at the end
 // of the input before a literal or directive, whatever was assigned before (a

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -10,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "streams/float_text.h"
 #include "tests/support/raised.h"
 
 namespace {
@@ -158,6 +161,48 @@ TEST(Format, FloatingPoint) {
   for (const auto& c : cases) EXPECT_EQ(text(c.format, c.value), c.wanted) << c.format;
 }
 
+// The engine lays a number out in one go. Here it is put together of the parts.
+TEST(Format, FloatingPointIsTheNumberTextInAField) {
+  std::mt19937_64 random(6);
+  for (int round = 0; round < 100'000; ++round) {
+    const bool left = random() % 4 == 0, plus = random() % 4 == 0, space = random() % 4 == 0,
+               alt = random() % 4 == 0, zero = random() % 4 == 0;
+    const int width = static_cast<int>(random() % 30), precision = static_cast<int>(random() % 25);
+    const char conversion = "feEgG"[random() % 5];
+    const double value = static_cast<double>(static_cast<std::int64_t>(random())) *
+                         std::pow(10.0, static_cast<double>(random() % 60) - 40);
+    std::string directive = "%";
+    if (left) directive += '-';
+    if (plus) directive += '+';
+    if (space) directive += ' ';
+    if (alt) directive += '#';
+    if (zero) directive += '0';
+    directive += "*.*";
+    directive += conversion;
+
+    char body[500], field[500];
+    const bool upper = conversion == 'E' || conversion == 'G';
+    if (conversion == 'f') {
+      tarn::__fcvt(value, body, precision, alt, 0, 0);
+    } else if (conversion == 'e' || conversion == 'E') {
+      tarn::__ecvt(value, body, precision, alt, upper);
+    } else {
+      tarn::__gcvt(value, body, precision == 0 ? 1 : precision, upper, 0);
+    }
+    std::string number = body;
+    if ((conversion == 'g' || conversion == 'G') && !alt) {
+      const std::size_t end = std::min(number.find_first_of("eE"), number.size());
+      std::size_t kept = number.find_last_not_of('0', end - 1) + 1;
+      if (number[kept - 1] == '.') --kept;
+      number.erase(kept, end - kept);
+    }
+    if (number[0] != '-' && (plus || space)) number.insert(0, plus ? "+" : " ");
+    *tarn::_form(number.c_str(), field, width, left, zero && !left,
+                 number[0] == '-' || plus || space, -1) = '\0';
+    ASSERT_EQ(text(directive.c_str(), width, precision, value), field) << directive;
+  }
+}
+
 TEST(Format, PrecisionsBeyondEveryBufferAreFilledWithZeros) {
   EXPECT_EQ(text("%.5000f|", 0.5), "0.5" + std::string(4999, '0') + "|");
   EXPECT_EQ(text("%.5000e|", -0.5), "-5." + std::string(5000, '0') + "e-01|");
@@ -165,6 +210,7 @@ TEST(Format, PrecisionsBeyondEveryBufferAreFilledWithZeros) {
   EXPECT_EQ(text("%.5000g|", 8.0), "8|");
   EXPECT_EQ(text("%.5000f", 1e308).size(), 309u + 1 + 5000);
   EXPECT_EQ(text("%5000d", 1), std::string(4999, ' ') + "1");
+  EXPECT_EQ(text("%.4294967295g", 0.25), "0.3");  // wraps to -1, which counts as 1
   EXPECT_EQ(text("%.5000d", -1), "-" + std::string(4999, '0') + "1");
 }
 
