@@ -5,8 +5,6 @@ set -uo pipefail
 cd "$(dirname "$0")"
 ./build.sh || exit 1
 . scripts/wine_environment.sh
-# The library and its peer take turns: a busy machine slows both.
-export BENCHMARK_ENABLE_RANDOM_INTERLEAVING=true
 status=0
 "$host/bench/library_bench" || status=1
 "$host/bench/number_bench" || status=1

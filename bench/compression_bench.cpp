@@ -149,7 +149,7 @@ void decompress_lz4(benchmark::State& state) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
+  bench::initialise(argc, argv);
   tarn::__initialise_cpplib();
   if (text_size() == 0) {
     std::printf("Left out: compression (no %s)\n", kTexts);
@@ -168,5 +168,5 @@ int main(int argc, char** argv) {
   rows.push_back({"decompression against LZ4", "LZ4_decompress_safe", decompress, decompress_lz4, 0,
                   text_size()});
 #endif
-  return bench::run_rows(rows);
+  return bench::run_rows(rows, 15);
 }

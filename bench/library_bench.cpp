@@ -147,7 +147,7 @@ const Row kRows[] = {
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
+  bench::initialise(argc, argv);
   tarn::__initialise_cpplib();
   std::printf("%-34s %-24s %10s %10s %7s %7s\n", "row", "peer", "ours ns", "peer ns", "ratio",
               "limit");

@@ -268,7 +268,7 @@ const Row kRows[] = {
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
+  bench::initialise(argc, argv);
   tarn::__initialise_cpplib();
 #ifdef TARN_OPENBLAS
   openblas_set_num_threads(1);

@@ -76,7 +76,7 @@ constexpr bench::Row kRows[] = {
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
+  bench::initialise(argc, argv);
   tarn::__initialise_cpplib();
-  return bench::run_rows(kRows);
+  return bench::run_rows(kRows, 5);
 }

@@ -7,7 +7,6 @@ namespace tarn {
 
 // Control words: 64-bit precision, all exceptions masked but overflow.
 inline constexpr std::uint16_t kX87Nearest = 0x0377;
-inline constexpr std::uint16_t kX87Down = 0x0777;
 inline constexpr std::uint16_t kX87TowardZero = 0x0F77;
 
 // Sets kX87Nearest, which then stays. An overflow flag left from the time when
@@ -32,12 +31,12 @@ TARN_X87 double x87_double(Extended value) {
   return result;
 }
 
-// To an integer in the direction of `control`; leaves kX87Nearest.
-TARN_X87 Extended x87_round(Extended x, const std::uint16_t& control) {
+// Toward zero; leaves kX87Nearest.
+TARN_X87 Extended x87_truncate(Extended x) {
   Extended result;
   asm volatile("fldcw %2\n\tfrndint\n\tfldcw %3"
                : "=t"(result)
-               : "0"(x), "m"(control), "m"(kX87Nearest));
+               : "0"(x), "m"(kX87TowardZero), "m"(kX87Nearest));
   return result;
 }
 

@@ -77,7 +77,7 @@ TARN_X87 Extended x87_atan2(Extended y, Extended x) {
 // To an integer, as the control word says.
 TARN_X87 Extended x87_integer(Extended x) {
   Extended result;
-  asm("frndint" : "=t"(result) : "0"(x));
+  asm volatile("frndint" : "=t"(result) : "0"(x));
   return result;
 }
 
