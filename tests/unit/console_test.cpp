@@ -245,6 +245,39 @@ TEST(ConsoleRedirected, HandlesThatTakeNothing) {
   tarn::RedirectConsoleOutput(before);
 }
 
+TEST(ConsolePause, TheMessageStandsInTheMiddleOfItsRowOrIsCut) {
+  const std::string message = "*** PAUSED - Press any key to continue (ESC to quit) ***";
+  const struct {
+    std::int32_t width, background;
+    std::string row;
+    int attribute;
+  } cases[] = {
+      {20, 0, message.substr(0, 20), 0x4E},
+      {56, 0x40, message, 0x1E},
+      {57, 0x10, message + " ", 0x4E},
+      {80, 0xC0, std::string(12, ' ') + message + std::string(12, ' '), 0x4E},
+  };
+  tarn::test::initialise();
+  const tarn::ConsoleState before = tarn::console;
+  for (const auto& c : cases) {
+    tarn::console.redirected = 0;
+    tarn::console.output_handle = tarn::console.input_handle = tarn::kNoHandle;
+    tarn::console.screen_width = c.width;
+    tarn::console.background = c.background;
+    tarn::FreeConsoleInstance();
+    tarn::OutputPauseMessage();  // finds no key to wait for
+    std::string row;
+    for (int i = 0; i < c.width; ++i) {
+      row += static_cast<char>(tarn::console.pause_buffer[i].character);
+      EXPECT_EQ(tarn::console.pause_buffer[i].attributes, c.attribute) << c.width;
+    }
+    EXPECT_EQ(row, c.row);
+    EXPECT_EQ(tarn::ConsolePaused(), 0);
+    EXPECT_EQ(tarn::console.cursor_hidden, 0);
+  }
+  tarn::console = before;
+}
+
 TEST(ConsoleInput, LinesOfAFile) {
   const std::string block(4096, 'x');
   const std::string almost(4095, 'x');

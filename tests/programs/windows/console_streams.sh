@@ -13,7 +13,7 @@ failed=0
 sizes=(90x30 40x8)
 for size in "${sizes[@]}"; do
   tmux -L "$socket" -f /dev/null new-session -d -s "$size" -x "${size%x*}" -y "${size#*x}" \
-    "timeout --foreground 60 '$wine' '$program' 20 $size.result; echo ended >$size.ended"
+    "timeout --foreground 60 '$wine' '$program' 10 $size.result; echo ended >$size.ended"
 done
 for size in "${sizes[@]}"; do
   for _ in $(seq 600); do
