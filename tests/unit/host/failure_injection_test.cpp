@@ -9,28 +9,24 @@
 // first and last alone.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/ioctl.h>
 #include <sys/mman.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
-#include <termios.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <set>
 #include <string>
 
 #include "exports/export_headers.h"
 #include "paneview/paneview.h"
 #include "platform/platform.h"
+#include "tests/support/terminal_user.h"
 #include "tests/unit/host/failing_platform.h"
 
 namespace {
@@ -39,9 +35,9 @@ namespace platform = tarn::platform;
 using tarn::test::Injection;
 using tarn::test::kPlatformOperations;
 using tarn::test::platform_operations;
+using tarn::test::UsersTerminal;
 
 constexpr int kTimeLimit = 20'000;  // milliseconds a case; one takes a few
-constexpr int kIdle = 4;            // milliseconds, after which the user presses a key
 constexpr std::uint32_t kCallsTried = 1;
 constexpr std::uint32_t kAlways = ~std::uint32_t{0};
 
@@ -430,41 +426,25 @@ class Nights : public ::testing::Test {
     std::ofstream(folder_ + "/" + kListing, std::ios::binary) << listing();
     std::ofstream(folder_ + "/input", std::ios::binary) << "first\r\nsecond\r\nthird\r\n";
 
-    int controller = -1, terminal = -1;
-    termios before{}, after{};
-    if (scenario.on_terminal) {
-      controller = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-      grantpt(controller);
-      unlockpt(controller);
-      const winsize size{24, 80, 0, 0};
-      terminal = open(ptsname(controller), O_RDWR | O_NOCTTY | O_CLOEXEC);
-      ioctl(terminal, TIOCSWINSZ, &size);
-      tcgetattr(terminal, &before);
-    }
+    std::optional<UsersTerminal> terminal;
+    if (scenario.on_terminal) terminal.emplace();
+    const UsersTerminal* const seat = terminal ? &*terminal : nullptr;
     const pid_t child = fork();
-    if (child == 0) child_runs(scenario, terminal);
-    const int status = attend(child, controller);
-    std::string result = verdict(scenario, operation, status);
-    if (scenario.on_terminal) {
-      tcgetattr(terminal, &after);
-      if (result.empty() && WIFEXITED(status) &&
-          (after.c_lflag != before.c_lflag || after.c_iflag != before.c_iflag ||
-           after.c_oflag != before.c_oflag)) {
-        result = "the terminal's mode was left changed";
-      }
-      close(terminal);
-      close(controller);
+    if (child == 0) child_runs(scenario, seat);
+    const int status = tarn::test::attend(child, seat, kTimeLimit);
+    const std::string result = verdict(scenario, operation, status);
+    if (result.empty() && seat && WIFEXITED(status) && !seat->is_as_before()) {
+      return "the terminal's mode was left changed";
     }
     return result;
   }
 
  private:
-  [[noreturn]] void child_runs(const Scenario& scenario, int terminal) const {
+  [[noreturn]] void child_runs(const Scenario& scenario, const UsersTerminal* terminal) const {
     setsid();
     if (chdir(folder_.c_str()) != 0) _exit(99);
-    if (scenario.on_terminal) {
-      ioctl(terminal, TIOCSCTTY, 0);
-      for (const int descriptor : {0, 1, 2}) dup2(terminal, descriptor);
+    if (terminal) {
+      terminal->take();
     } else {
       dup2(open("input", O_RDONLY), 0);
       dup2(open("output", O_WRONLY | O_CREAT | O_TRUNC, 0600), 1);
@@ -480,46 +460,13 @@ class Nights : public ::testing::Test {
     tarn::exit(0);
   }
 
-  // Plays the user at the terminal, who presses Enter whenever nothing happens,
-  // until the child ends or its time is over.
-  static int attend(pid_t child, int controller) {
-    const int process = static_cast<int>(syscall(SYS_pidfd_open, child, 0));
-    const auto start = std::chrono::steady_clock::now();
-    bool in_time = true;
-    for (;;) {
-      pollfd wanted[] = {{process, POLLIN, 0}, {controller, POLLIN, 0}};
-      const int count = poll(wanted, controller < 0 ? 1 : 2, controller < 0 ? 1000 : kIdle);
-      if (wanted[0].revents != 0) break;
-      if (controller >= 0 && (wanted[1].revents & POLLIN) != 0) {
-        char bytes[4096];
-        const ssize_t length = read(controller, bytes, sizeof bytes);
-        const std::string text(bytes, static_cast<std::size_t>(length < 0 ? 0 : length));
-        if (text.find("\x1B[6n") != std::string::npos) {
-          if (write(controller, "\x1B[5;1R", 6) < 0) break;
-        }
-      } else if (controller >= 0 && count == 0) {
-        if (write(controller, "\r", 1) < 0) break;
-      }
-      const auto spent = std::chrono::steady_clock::now() - start;
-      if (in_time && spent > std::chrono::milliseconds(kTimeLimit)) {
-        in_time = false;
-        kill(-child, SIGKILL);
-        kill(child, SIGKILL);
-      }
-    }
-    close(process);
-    int status = 0;
-    waitpid(child, &status, 0);
-    return in_time ? status : -1;
-  }
-
   std::string verdict(const Scenario& scenario, int operation, int status) const {
     char text[300] = "";
     const std::string faults = scenario.faults;
     const char* const failing = operation < 0 ? "" : platform_operations[operation].name;
     const bool may_fault = faults == kAny || (operation >= 0 && faults == failing);
     const bool may_go_unreported = std::strcmp(failing, "AddVectoredExceptionHandler") == 0;
-    if (status == -1) return "it hangs";
+    if (status == tarn::test::kHangs) return "it hangs";
     if (night->broken[0]) return night->broken;
     if (WIFSIGNALED(status) && !(may_go_unreported && night->fault)) {
       std::snprintf(text, sizeof text, "ended by signal %d, exception %x at %llx", WTERMSIG(status),
