@@ -307,9 +307,9 @@ TARNAPI Outcome scan_integer(char* buffer, const Directive& directive, std::int3
   if (!directive.long_long) {
     _set(buffer, directive.short_flag, 0, destination, radix, !is_signed, 0);
   } else if (is_signed) {
-    *static_cast<std::int64_t*>(destination) = strtol64(buffer, nullptr, radix);
+    store(destination, strtol64(buffer, nullptr, radix));
   } else {
-    *static_cast<std::uint64_t*>(destination) = strtoul64(buffer, nullptr, radix);
+    store(destination, strtoul64(buffer, nullptr, radix));
   }
   return Outcome::kStored;
 }
@@ -320,9 +320,9 @@ TARNAPI Outcome scan_real(char* buffer, const Directive& directive, const Slot*&
   void* const destination = reinterpret_cast<void*>(*slots++);
   const double value = strtod(buffer, nullptr);
   if (directive.long_flag || directive.long_long) {
-    *static_cast<double*>(destination) = value;
+    store(destination, value);
   } else {
-    *static_cast<float*>(destination) = static_cast<float>(value);
+    store(destination, static_cast<float>(value));
   }
   return Outcome::kStored;
 }
@@ -548,9 +548,9 @@ void _set(const char* text, std::int32_t short_flag, std::int32_t suppress, void
                                   ? strtoul(text, nullptr, radix)
                                   : static_cast<std::uint32_t>(strtol(text, nullptr, radix));
   if (short_flag) {
-    *static_cast<std::uint16_t*>(destination) = static_cast<std::uint16_t>(value);
+    store(destination, static_cast<std::uint16_t>(value));
   } else {
-    *static_cast<std::uint32_t*>(destination) = value;
+    store(destination, value);
   }
 }
 
