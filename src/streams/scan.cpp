@@ -9,6 +9,12 @@
 namespace tarn {
 namespace {
 
+// A program may ask for a number at any address.
+template <class Value>
+void store(void* destination, Value value) {
+  __builtin_memcpy(destination, &value, sizeof value);
+}
+
 constexpr std::int32_t kArgumentsExhausted = 291;
 constexpr std::int32_t kInvalidFile = 296;
 constexpr std::int32_t kNullStream = 343;
@@ -362,12 +368,12 @@ TARNAPI Outcome scan_set(char* buffer, const Directive& directive, const char*& 
 }
 
 TARNAPI void store_count(const Directive& directive, const Slot*& slots) {
-  const Slot destination = *slots++;
+  void* const destination = reinterpret_cast<void*>(*slots++);
   const std::int32_t count = chars_read - peeked;
   if (directive.short_flag) {
-    *reinterpret_cast<std::int16_t*>(destination) = static_cast<std::int16_t>(count);
+    store(destination, static_cast<std::int16_t>(count));
   } else {
-    *reinterpret_cast<std::int32_t*>(destination) = count;
+    store(destination, count);
   }
 }
 
