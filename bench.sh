@@ -6,6 +6,7 @@ cd "$(dirname "$0")"
 ./build.sh || exit 1
 . scripts/wine_environment.sh
 status=0
+host=build/host programs=build/windows/programs
 "$host/bench/library_bench" || status=1
 "$host/bench/number_bench" || status=1
 "$host/bench/console_bench" || status=1
