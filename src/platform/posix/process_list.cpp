@@ -31,8 +31,9 @@ void free_snapshot(Snapshot* snapshot) {
   free(snapshot);
 }
 
-// Bytes read, with a NUL behind them; 0 if there are none.
+// Bytes read, 0 if there are none, with a NUL behind them.
 std::size_t read_whole(const char* path, char* buffer, std::size_t size) {
+  buffer[0] = '\0';
   const int file = open(path, O_RDONLY | O_CLOEXEC);
   if (file < 0) return 0;
   std::size_t used = 0;
