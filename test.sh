@@ -1,7 +1,28 @@
 #!/usr/bin/env bash
 # Sets up, builds, and runs every test on both targets.
+#
+#   ./test.sh          minutes
+#   ./test.sh --long   hours: a minute for each fuzz target, the soak tests a
+#                      million times, failures at every call of the platform,
+#                      every instruction of the decoder, the host's unit tests
+#                      under valgrind
 set -euo pipefail
 cd "$(dirname "$0")"
+fuzz_seconds=5
+time_limit=300
+long=0
+case "${1:-}" in
+  "") ;;
+  --long)
+    long=1
+    fuzz_seconds=60
+    time_limit=14400
+    ;;
+  *)
+    echo "usage: $0 [--long]" >&2
+    exit 2
+    ;;
+esac
 ./build.sh
 . scripts/wine_environment.sh
 
@@ -13,7 +34,7 @@ skipped=0
 run_tests() {
   local report="build/$1.tests.log"
   echo "Tests: $2"
-  ctest --test-dir "build/$1" --output-on-failure --timeout 300 -j "$(nproc)" >"$report" 2>&1 || true
+  ctest --test-dir "build/$1" --output-on-failure --timeout "$time_limit" -j "$(nproc)" >"$report" 2>&1 || true
   local total bad left_out
   total=$(sed -n 's/^.*% tests passed, [0-9]* tests* failed out of \([0-9]*\).*$/\1/p' "$report")
   bad=$(sed -n 's/^.*% tests passed, \([0-9]*\) tests* failed out of .*$/\1/p' "$report")
@@ -29,12 +50,51 @@ run_tests() {
   skipped=$((skipped + left_out))
 }
 
+if [ $long = 1 ]; then
+  export TARN_SOAK=1000000 TARN_EVERY_FAILURE=1 TARN_DECODER_EVERY_INSTRUCTION=1
+fi
 run_tests host "host target"
 if [ -d build/windows ] && command -v wine >/dev/null; then
   run_tests windows "Windows target under Wine, and the same programs on both targets"
 else
   echo "Left out: the Windows target and the program images (no cross compiler or no Wine)"
 fi
+
+unset TARN_SOAK TARN_EVERY_FAILURE TARN_DECODER_EVERY_INSTRUCTION
+
+# A fault is an error to valgrind even where a handler mends it.
+valgrind_cannot_run=(
+  # `int 9`, and the return from a fault to another place
+  elementary_test exceptions_test format_test heap_test image_introspection_test image_loader_test
+  paneview_test progress_test runtime_error_test scan_test secondary_stack_reservation_test
+  soak_test special_functions_test startup_script_test traceback_test
+  # descriptors of processes
+  child_processes_test failure_injection_test parallel_tasks_test processes_test terminal_soak_test
+  # numbers of 80 bits
+  float_text_test number_parse_test
+  # the layout and the limits of the address space
+  platform_test platform_host_test
+)
+
+memory_checked() {
+  command -v valgrind >/dev/null || { echo "Left out: valgrind (it is not installed)"; return; }
+  echo "Tests: unit tests of the host under valgrind"
+  local test name report=build/host.valgrind.log
+  : >"$report"
+  for test in build/host/tests/unit/*_test; do
+    name=$(basename "$test")
+    if [[ " ${valgrind_cannot_run[*]} " == *" $name "* ]]; then
+      skipped=$((skipped + 1))
+    elif (cd build/host/tests/unit &&
+      timeout "$time_limit" valgrind -q --error-exitcode=99 "./$name") >>"$report" 2>&1; then
+      passed=$((passed + 1))
+    else
+      echo "Failed under valgrind: $name, see $report"
+      failed=$((failed + 1))
+    fi
+  done
+}
+[ $long = 0 ] || memory_checked
 
 sanitized() {
   echo "Building with sanitizers"
@@ -51,12 +111,13 @@ sanitized
 fuzzed() {
   command -v clang++ >/dev/null || { echo "Left out: fuzzing (no clang)"; return; }
   echo "Building the fuzz targets"
-  cmake --preset fuzz >build/fuzz.log 2>&1 && cmake --build build/fuzz >>build/fuzz.log 2>&1 || {
+  cmake --preset fuzz -DTARN_FUZZ_SECONDS=$fuzz_seconds >build/fuzz.log 2>&1 &&
+    cmake --build build/fuzz >>build/fuzz.log 2>&1 || {
     tail -n 60 build/fuzz.log >&2
     failed=$((failed + 1))
     return
   }
-  run_tests fuzz "fuzz targets, five seconds each"
+  run_tests fuzz "fuzz targets, $fuzz_seconds seconds each"
 }
 fuzzed
 

@@ -45,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   } else {
     file = data[0] % 2 == 0 ? linked : complete;
     for (std::size_t i = 1; i + 3 <= size; i += 3) {
-      file[(data[i] | data[i + 1] << 8) % file.size()] = data[i + 2];
+      file[(data[i] | std::size_t{data[i + 1]} << 8) % file.size()] = data[i + 2];
     }
   }
   try {

@@ -9,7 +9,7 @@ host_packages=(
   g++ gfortran cmake ninja-build make git pkg-config
   libgtest-dev googletest libbenchmark-dev libzydis-dev libmpfr-dev libopenblas-dev libncurses-dev
   liblz4-dev
-  clang clang-format clang-tidy libclang-rt-14-dev tmux python3
+  clang clang-format clang-tidy libclang-rt-14-dev tmux valgrind python3
 )
 windows_packages=(
   g++-mingw-w64-x86-64-posix gfortran-mingw-w64-x86-64-posix wine64 wine
