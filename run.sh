@@ -6,6 +6,7 @@ cd "$(dirname "$0")"
 . scripts/wine_environment.sh
 
 programs=build/windows/programs
+if command -v wine >/dev/null; then keep_wine_server; fi
 [ -d "$programs" ] || {
   echo "Nothing to run: program images need the cross compiler (see above)"
   exit 1

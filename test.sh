@@ -55,6 +55,7 @@ if [ $long = 1 ]; then
 fi
 run_tests host "host target"
 if [ -d build/windows ] && command -v wine >/dev/null; then
+  keep_wine_server
   run_tests windows "Windows target under Wine, and the same programs on both targets"
 else
   echo "Left out: the Windows target and the program images (no cross compiler or no Wine)"
