@@ -87,9 +87,13 @@ TARNAPI void* __alloc_pseudo_stack1(std::int64_t size);
 [[gnu::used]] TARNAPI inline void __set_pseudo_stack_ptr(void* address) {
   const auto wanted = reinterpret_cast<std::uint64_t>(address);
   Slot& pointer = runtime_cell(kCellPseudoStack);
-  const bool accepted = pointer && wanted && pointer <= wanted && wanted <= secondary_stack.top;
-  if (accepted) pointer = wanted;
-  secondary_stack.pseudo_failure = !accepted;
+  // The subtraction refuses a null pointer, too.
+  if (pointer - 1 < wanted && wanted <= secondary_stack.top) [[likely]] {
+    pointer = wanted;
+    secondary_stack.pseudo_failure = 0;
+  } else {
+    secondary_stack.pseudo_failure = 1;
+  }
 }
 
 // ---- Quasi stack --------------------------------------------------------
