@@ -287,12 +287,17 @@ class Encoder {
     for (; from < to; ++from, ++at) index_.rows[*from][at / 64] |= std::uint64_t{1} << at % 64;
   }
 
-  // Empties the index and begins it anew with the window in front of `position`.
+  // Drops what lies in front of the window, by whole words, and moves the rest to
+  // the front of the rows.
   [[gnu::noinline]] void restart(const std::uint8_t* position) {
-    const auto count = static_cast<std::uint64_t>(position - base_);
-    for (std::uint64_t at = 0; at < count; ++at) index_.rows[base_[at]][at / 64] = 0;
-    base_ = position - kCompressionWindow;
-    add(base_, position);
+    const auto dropped = static_cast<std::uint64_t>(position - base_ - kCompressionWindow) / 64;
+    constexpr std::uint64_t kKeptWords = kWords + kVectorWords;
+    for (auto& row : index_.rows) {
+      std::uint64_t at = 0;
+      for (; at < kKeptWords; at += kVectorWords) store(row + at, load<Vector>(row + dropped + at));
+      for (; at < Index::kRowWords; at += kVectorWords) store(row + at, Vector{});
+    }
+    base_ += dropped * 64;
   }
 
   Index& index_;
