@@ -8,10 +8,16 @@ if command -v wine >/dev/null && [ ! -e "$WINEPREFIX/system.reg" ]; then
   wine wineboot --init >/dev/null 2>&1 || true
 fi
 
-# Wine's server ends with the last of its programs, and drops one that comes at
-# that moment: for a run of many programs one server stays until the shell ends.
+# For a run of many programs. Wine's server ends with the last of its programs,
+# and drops one that comes at that moment; and its services keep the output of
+# the program that started them open for as long as there are programs. So one
+# program, which has no output, stays until the shell ends.
 keep_wine_server() {
   timeout 60 wineserver -w || true
-  wineserver -p || true
+  mkfifo "$WINEPREFIX/stay.$$" || return 0
+  exec {wine_stays}<>"$WINEPREFIX/stay.$$"
+  rm "$WINEPREFIX/stay.$$"
+  wine cmd <&"$wine_stays" >/dev/null 2>&1 {wine_stays}<&- &
   trap 'wineserver -k || true' EXIT
+  sleep 3
 }
