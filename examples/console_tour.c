@@ -1,13 +1,15 @@
 /* What the console can do: colours, boxes, lines that are centred and rewritten,
- * wrapping against cutting, a pause at a screenful, and line input.
+ * wrapping against cutting, a pause at a screenful, progress in the title, and
+ * line input.
  *
- *   console_tour [colours | boxes | lines | pause | input]...
+ *   console_tour [colours | boxes | lines | pause | progress | input]...
  *
  * Without arguments all of them. The same cells appear on a Windows console and
  * on a Linux terminal; with its output in a file the tour is plain text. */
 #include <stdio.h>
 #include <string.h>
 #include <tarn/console.h>
+#include <tarn/progress.h>
 
 static void heading(const char* text) {
   PushConsoleColour(TARN_YELLOW | TARN_BRIGHT);
@@ -67,6 +69,25 @@ static void pause(void) {
   ConsolePauseMode(0);
 }
 
+static int is_prime(int number) {
+  for (int divisor = 2; divisor * divisor <= number; ++divisor) {
+    if (number % divisor == 0) return 0;
+  }
+  return number > 1;
+}
+
+static void progress(void) {
+  enum { LIMIT = 300000, PERCENT = LIMIT / 100 };
+  int primes = 0;
+  heading("A job that tells in the title how far it has come");
+  for (int number = 1; number <= LIMIT; ++number) {
+    primes += is_prime(number);
+    if (number % PERCENT == 0) DisplayProgress(number / PERCENT);
+  }
+  DisplayProgress(-1);
+  ConsolePrintf("%d primes up to %d\n", primes, LIMIT);
+}
+
 static void input(void) {
   char name[40];
   int length;
@@ -82,8 +103,8 @@ int main(int argc, char** argv) {
   static const struct {
     const char* name;
     void (*show)(void);
-  } parts[] = {
-      {"colours", colours}, {"boxes", boxes}, {"lines", lines}, {"pause", pause}, {"input", input}};
+  } parts[] = {{"colours", colours}, {"boxes", boxes},       {"lines", lines},
+               {"pause", pause},     {"progress", progress}, {"input", input}};
   for (unsigned i = 0; i < sizeof parts / sizeof parts[0]; ++i) {
     int wanted = argc < 2;
     for (int argument = 1; argument < argc; ++argument) {
