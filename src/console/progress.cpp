@@ -4,6 +4,7 @@
 #include "console/report_lines.h"
 #include "failure/runtime_error.h"
 #include "platform/progress_window.h"
+#include "storage/heap.h"
 #include "streams/number_text.h"
 #include "strings/c_string.h"
 
@@ -12,7 +13,6 @@ namespace {
 
 using platform::Handle;
 
-constexpr std::int32_t kErrorOutOfResources = 199;
 constexpr std::uint32_t kTurn = 500;   // milliseconds between two looks
 constexpr std::int32_t kHalfWay = 51;  // percent, one ahead
 constexpr float kHalfOfDialog = 0.5F;
@@ -263,7 +263,7 @@ void CloseProgressThread() {
   if (!platform::SetEvent(system_handle(progress_record.stop_event)) ||
       platform::WaitForSingleObject(system_handle(progress_thread), platform::kWaitForever) ==
           platform::kWaitFailed) {
-    __RuntimeError(kErrorOutOfResources);
+    __RuntimeError(kErrorHeapExhausted);
   }
   close_handle(&progress_record.stop_event);
   close_handle(&progress_thread);

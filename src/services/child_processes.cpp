@@ -10,7 +10,6 @@ namespace tarn {
 namespace {
 
 constexpr std::int32_t kFailed = -1;
-constexpr std::int32_t kErrorHeapExhausted = 199;
 constexpr std::uint64_t kBlanksAndNul = 4;
 
 bool has_text(const char* text) { return text && *text; }

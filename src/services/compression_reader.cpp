@@ -7,7 +7,6 @@ namespace tarn {
 namespace compression {
 namespace {
 
-constexpr std::int32_t kErrorHeapExhausted = 199;
 constexpr std::uint64_t kMostBytes = 0x7FFFFFFF;
 
 using Unaligned64 [[gnu::aligned(1), gnu::may_alias]] = std::uint64_t;

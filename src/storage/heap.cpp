@@ -7,7 +7,6 @@
 namespace tarn {
 namespace {
 
-constexpr std::int32_t kErrorHeapExhausted = 199;
 constexpr std::int32_t kErrorArrayLengthUnknown = 311;
 constexpr std::int32_t kErrorAllocateStorage = 408;
 constexpr std::int32_t kErrorAlreadyAllocated = 432;

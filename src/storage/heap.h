@@ -18,6 +18,9 @@
 
 namespace tarn {
 
+// "Run out of heap space", for whoever lacks storage or a thing of the system's.
+inline constexpr std::int32_t kErrorHeapExhausted = 199;
+
 // ---- C ------------------------------------------------------------------
 // Null when there is no storage; nothing is reported. Sizes are in bytes. A
 // size of 0 gives a block that may be given back.
