@@ -9,14 +9,6 @@ static_assert(sizeof(ProcessEntry) == sizeof(PROCESSENTRY32));
 static_assert(offsetof(ProcessEntry, file_name) == offsetof(PROCESSENTRY32, szExeFile));
 static_assert(sizeof(LogicalProcessorRecord) == sizeof(SYSTEM_LOGICAL_PROCESSOR_INFORMATION));
 
-namespace {
-
-SECURITY_ATTRIBUTES* native(const SecurityAttributes* security) {
-  return reinterpret_cast<SECURITY_ATTRIBUTES*>(const_cast<SecurityAttributes*>(security));
-}
-
-}  // namespace
-
 Status CreateProcessA(const char* application, char* command_line,
                       const SecurityAttributes* process_security,
                       const SecurityAttributes* thread_security, Status inherit_handles,

@@ -19,4 +19,8 @@ Service late_service(const char* library, const char* name) {
                 : nullptr;
 }
 
+inline SECURITY_ATTRIBUTES* native(const SecurityAttributes* security) {
+  return reinterpret_cast<SECURITY_ATTRIBUTES*>(const_cast<SecurityAttributes*>(security));
+}
+
 }  // namespace tarn::platform

@@ -4,14 +4,6 @@ namespace tarn::platform {
 
 static_assert(sizeof(SecurityAttributes) == sizeof(SECURITY_ATTRIBUTES));
 
-namespace {
-
-SECURITY_ATTRIBUTES* native(const SecurityAttributes* security) {
-  return reinterpret_cast<SECURITY_ATTRIBUTES*>(const_cast<SecurityAttributes*>(security));
-}
-
-}  // namespace
-
 Handle CreateThread(const SecurityAttributes* security, std::uint64_t stack_size,
                     ThreadRoutine routine, void* argument, std::uint32_t flags, std::uint32_t* id) {
   return ::CreateThread(native(security), stack_size,
