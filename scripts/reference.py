@@ -1,14 +1,16 @@
 #!/usr/bin/env python3
-"""The reference pages in docs/reference, from the comments of the headers in include/.
+"""The pages in docs/ that are made from sources: docs/reference from the comments of the
+headers in include/, docs/errors.md from the tables of src/failure.
 
   scripts/reference.py           writes the pages anew
-  scripts/reference.py --check   writes nothing; status 1 if a page is not what the headers give
+  scripts/reference.py --check   writes nothing; status 1 if a page is not what the sources give
 
 Both fail on a routine without a comment, a header or section that is on no page, and a
 declaration that the library does not keep: each link name stands in
-src/exports/export_rows.inc, and its routine in src/ has the same result and arguments. The
-check also compares with the routines that the C compiler finds, and follows the links of
-all Markdown files.
+src/exports/export_rows.inc, and its routine in src/ has the same result and arguments. Both
+fail if the catalogue of errors has a gap, or tarn/errors.h names others than the catalogue
+says the library raises. The check also compares with the routines that the C compiler finds,
+and follows the links of all Markdown files.
 
 The headers' rules, on which this parser rests. A comment that begins in column 0 directly
 above declarations is theirs, up to the next blank line or such comment. "/* ---- Title ----"
@@ -31,7 +33,9 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
 INCLUDE = ROOT / "include"
-PAGES_FOLDER = ROOT / "docs" / "reference"
+DOCS = ROOT / "docs"
+CATALOGUE = "src/failure/catalogue.cpp"
+FAULTS = "src/failure/exception_table.cpp"
 
 # Page, title, what it is for, and its headers: whole, or the sections named behind colons.
 PAGES = [
@@ -552,6 +556,82 @@ def write_index(headers, rows, places):
     return "\n".join(out) + "\n"
 
 
+# ---- The page of errors -----------------------------------------------------
+
+
+def literal(text):
+    return re.sub(r"\\(.)", r"\1", text)
+
+
+def read_catalogue():
+    """Of each number: its kind, text, and what in the library raises it."""
+    rows, kind = [], None
+    for line in (ROOT / CATALOGUE).read_text().split("\n"):
+        if match := re.match(r"    // (.*)", line):
+            kind = match[1]
+        elif match := re.match(r'    /\* *(\d+) \*/ "((?:[^"\\]|\\.)*)",(?:  // (.*))?$', line):
+            if int(match[1]) != len(rows) or kind is None:
+                raise Fault(f"{CATALOGUE}: {match[1]} is out of its place")
+            rows.append((kind, literal(match[2]), match[3]))
+    if f"kErrorCount = {len(rows)};" not in (ROOT / CATALOGUE).with_suffix(".h").read_text():
+        raise Fault(f"{CATALOGUE}: {len(rows)} lines were read, which is not kErrorCount")
+    return rows
+
+
+def error_faults(rows):
+    """What tarn/errors.h says otherwise than the catalogue."""
+    named = {int(number): text for text, number in re.findall(
+        r"/\* (.*) \*/\n  TARN_ERROR_\w+ = (\d+)", (INCLUDE / "tarn/errors.h").read_text())}
+    raised = {number: text for number, (_, text, by) in enumerate(rows) if by}
+    for number in sorted(named.items() ^ raised.items()):
+        yield f"include/tarn/errors.h: {number[0]} is not what {CATALOGUE} says the library raises"
+
+
+def write_errors(rows, places):
+    faults = re.findall(r'\{0x(\w+), "([^"]*)", \w+, [&\w]+\},', (ROOT / FAULTS).read_text())
+    if f"kExceptionRows = {len(faults)};" not in (ROOT / FAULTS).with_suffix(".h").read_text():
+        raise Fault(f"{FAULTS}: {len(faults)} lines were read, which is not kExceptionRows")
+    from_here = {name: f"reference/{place}" for name, place in places.items()}
+    out = ["# Run-time errors", "",
+           f"Made by `scripts/reference.py` from `{CATALOGUE}` and", f"`{FAULTS}`; do not edit.", "",
+           f"Every text that can head [a failure report](reading-a-report.md): the {len(rows)} numbered",
+           "run-time errors, by number, and behind them the [faults](#faults) that the processor or the",
+           "system finds.", "",
+           "**Search this page for the text.** The number is what the failing code gave, by",
+           "`__RuntimeError(408)` in C, `CALL FAIL@(408)` in Fortran, or the instruction `int 9` with it in",
+           "rax. The heading of a report does not show it; its details and a saved report have it in `RAX`,",
+           "in hexadecimal: `0000000000000198` is 408.", "",
+           "- `%1` stands for a name or text of the failing code: search for the rest of the line. `%F` and",
+           "  the blank in front of it are not shown.",
+           "- A text with a code in parentheses, as `Access violation (c0000005)`, is a fault.",
+           "- `Underflow off expanding region` or `Overflow off expanding region`, and a name: an access just",
+           "  outside a [region that grows on fault](reference/failures.md#setup_expanding_region).",
+           "- Any other text that is not here is number 345, whose text is the raiser's: search the program's",
+           "  sources. This library has such texts for parallel tasks and for routines of `.rlo` libraries.", "",
+           "**Then** look in the report for the first frame with a line number: there the program met the",
+           "error ([how to read the frames, and how to save them](reading-a-report.md)). Where a row names",
+           "what raises the error, that is in this library, and the link tells when. All others are raised by",
+           "compiled code and other libraries of the suite: check the statement on that line against the text.",
+           "A number outside the list shows the text of 0."]
+    for number, (kind, text, by) in enumerate(rows):
+        if number == 0 or kind != rows[number - 1][0]:
+            last = number
+            while last + 1 < len(rows) and rows[last + 1][0] == kind:
+                last += 1
+            span = f"{number} to {last}" if last > number else f"{number}"
+            out += ["", f"## {span}. {kind}", "", "| Number | Text |", "|---:|---|"]
+        shown = f"`{text}`" if text else "(empty)"
+        raised = f" – raised by {prose(by, set(), from_here, '')}" if by else ""
+        out.append(f"| {number} | {shown}{raised} |")
+    out += ["", "## Faults", "",
+            "A fault has no number; the code in parentheses is the system's. A program can put",
+            "[a routine in front of the report](reference/failures.md#TRAP_EXCEPTION-at). A square root that is",
+            "an invalid operation shows `Negative argument to square root`, without a code; a code that is not",
+            "in the list shows `Unknown exception`.", "", "| Code | Text |", "|---|---|"]
+    out += [f"| `{code.lower()}` | `{text}` |" for code, text in faults]
+    return "\n".join(out) + "\n"
+
+
 # ---- The whole --------------------------------------------------------------
 
 
@@ -594,7 +674,9 @@ def make():
     headers = {str(path.relative_to(INCLUDE)): None for path in sorted(INCLUDE.rglob("*.h"))}
     for name in headers:
         headers[name] = read_header(name)
-    rows, library, faults, places, seen = exported(), library_declarations(), [], {}, {}
+    rows, library, places, seen = exported(), library_declarations(), {}, {}
+    catalogue = read_catalogue()
+    faults = list(error_faults(catalogue))
     for page in PAGES:
         for header, wanted in headers_of(page):
             if header not in headers:
@@ -622,8 +704,9 @@ def make():
                     faults += [f"include/{header}: {fault}" for fault in keep_faults(d, rows, library)]
     if faults:
         raise Fault("\n".join(faults))
-    pages = {f"{page[0]}.md": write_page(page, headers, places) for page in PAGES}
-    pages["README.md"] = write_index(headers, rows, places)
+    pages = {f"reference/{page[0]}.md": write_page(page, headers, places) for page in PAGES}
+    pages["reference/README.md"] = write_index(headers, rows, places)
+    pages["errors.md"] = write_errors(catalogue, places)
     return headers, pages
 
 
@@ -635,11 +718,15 @@ def check(headers, pages):
         if compiled is not None and compiled[header] != read:
             faults.append(f"include/{header}: the compiler and this script disagree on "
                           f"{', '.join(sorted(compiled[header] ^ read))}")
-    there = {path.name: path.read_text() for path in PAGES_FOLDER.glob("*")}
-    for name in sorted(set(there) | set(pages)):
-        if there.get(name) != pages.get(name):
-            faults.append(f"docs/reference/{name} is not what the headers give; run scripts/reference.py")
+    for name in sorted(made_before() | set(pages)):
+        path = DOCS / name
+        if not path.exists() or path.read_text() != pages.get(name):
+            faults.append(f"docs/{name} is not what the sources give; run scripts/reference.py")
     return faults + list(broken_links())
+
+
+def made_before():
+    return {f"reference/{path.name}" for path in (DOCS / "reference").glob("*")}
 
 
 def main():
@@ -652,12 +739,11 @@ def main():
     except Fault as fault:
         print(fault, file=sys.stderr)
         return 1
-    PAGES_FOLDER.mkdir(exist_ok=True)
-    for old in PAGES_FOLDER.glob("*.md"):
-        if old.name not in pages:
-            old.unlink()
+    (DOCS / "reference").mkdir(exist_ok=True)
+    for old in made_before() - set(pages):
+        (DOCS / old).unlink()
     for name, text in pages.items():
-        (PAGES_FOLDER / name).write_text(text)
+        (DOCS / name).write_text(text)
     return 0
 
 

@@ -2,10 +2,10 @@
  * own. All entries use the Microsoft x64 convention. Names that C cannot
  * spell are given by their link names.
  *
- * A raised number ends the program: its message is shown, and the process's
- * status tells the failure. No raising entry returns, nothing is cleaned up,
- * streams are not closed (they are unbuffered, so nothing is lost). All of
- * them may be called on any thread.
+ * A raised number ends the program: its text heads the report, and the process
+ * ends with it (docs/reading-a-report.md, which tells the exit status too). No
+ * raising entry returns, nothing is cleaned up, streams are not closed (they
+ * are unbuffered, so nothing is lost). All of them may be called on any thread.
  *
  * The trap behind them is the instruction `int 9` with the number in rax and
  * the NUL-terminated texts for %1 to %6 of the message in r8 to r13. */
@@ -19,7 +19,7 @@ extern "C" {
 #define TARN_NO_RETURN _Noreturn
 #endif
 
-/* Numbers that the library itself raises. The catalogue has 449 of them, 0 to
+/* Numbers that the library itself raises, of the 449 of docs/errors.md, 0 to
  * 448; a number outside is shown as 0, "Undefined error". */
 enum tarn_error {
   /* Call to missing routine - %1 */

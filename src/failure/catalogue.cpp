@@ -5,6 +5,7 @@ namespace {
 
 // clang-format off
 constexpr const char* kTexts[] = {
+    // Compiled Fortran: arithmetic and checks
     /*   0 */ "Undefined error",
     /*   1 */ "Floating point arithmetic overflow",
     /*   2 */ "Integer arithmetic overflow",
@@ -34,7 +35,7 @@ constexpr const char* kTexts[] = {
     /*  26 */ "Argument to ASIN/ACOS out-of-range",
     /*  27 */ "Invalid floating point number",
     /*  28 */ "Negative argument to square root",
-    /*  29 */ "Call to missing routine - %1",
+    /*  29 */ "Call to missing routine - %1",  // a call of a routine that nothing supplies
     /*  30 */ "Storage heap is corrupt",
     /*  31 */ "Floating point number too big for integer conversion",
     /*  32 */ "Second argument to MOD is zero",
@@ -44,6 +45,7 @@ constexpr const char* kTexts[] = {
     /*  36 */ "Negative number raised to non-integer power",
     /*  37 */ "Integer divide overflow",
     /*  38 */ "Illegal character assignment (R.H.S. overlaps L.H.S.)",
+    // Debugger and its windows
     /*  39 */ "Illegal window",
     /*  40 */ "No more windows available",
     /*  41 */ "Maximum number of breakpoints already set",
@@ -54,7 +56,9 @@ constexpr const char* kTexts[] = {
     /*  46 */ "Routine not found or not compiled in check mode",
     /*  47 */ "Invalid expression",
     /*  48 */ "No more room for debugger information",
+    // Compiled Fortran: arithmetic and checks
     /*  49 */ "Attempt to call a block data subprogram",
+    // Fortran input and output
     /*  50 */ "Undefined input/output error",
     /*  51 */ "Format/data mismatch",
     /*  52 */ "Invalid character in field",
@@ -116,6 +120,7 @@ constexpr const char* kTexts[] = {
     /* 108 */ "Direct access record length mismatch",
     /* 109 */ "Brackets nested too deeply (>20)",
     /* 110 */ "Unformatted record is corrupt",
+    // Fortran: coprocessor, undefined variables, files, debugger macros
     /* 111 */ "Coprocessor invalid operation",
     /* 112 */ "Reference to undefined variable, array element or function result (/UNDEF)",
     /* 113 */ "Insufficient allocatable storage",
@@ -198,13 +203,15 @@ constexpr const char* kTexts[] = {
     /* 190 */ "Attempt to read from a file opened with FORM='PRINTER'",
     /* 191 */ "Key name expected",
     /* 192 */ "Substring required, not an array index",
+    // Pascal
     /* 193 */ "Pascal run time error",
+    // Pointers, heap, namelist input, file specifiers
     /* 194 */ "Reference through NULL pointer",
     /* 195 */ "Reference through invalid pointer",
     /* 196 */ "Expected ON or OFF",
     /* 197 */ "Requested a negative amount of memory",
     /* 198 */ "Not enough storage heap to open window",
-    /* 199 */ "Run out of heap space",
+    /* 199 */ "Run out of heap space",  // vmalloc, __add_array_destruct_info, __tarn_decompress, __start_process_and_wait, CloseProgressThread
     /* 200 */ "Buffer overflow in namelist-directed I/O",
     /* 201 */ "End-of-file in namelist input group",
     /* 202 */ "Syntax error encountered while reading namelist group",
@@ -223,9 +230,11 @@ constexpr const char* kTexts[] = {
     /* 215 */ "Input record too short",
     /* 216 */ "Invalid argument",
     /* 217 */ "Divide by zero",
+    // Spare
     /* 218 */ "Fortran unallocated runtime message",
     /* 219 */ "Fortran unallocated runtime message",
     /* 220 */ "Fortran unallocated runtime message",
+    // Pascal
     /* 221 */ "+, - or digit expected",
     /* 222 */ "1st parameter is undefined",
     /* 223 */ "1st string is undefined",
@@ -279,6 +288,7 @@ constexpr const char* kTexts[] = {
     /* 271 */ "Undefined Boolean",
     /* 272 */ "while reading from file",
     /* 273 */ "while writing to file",
+    // C and C++: pointers, strings, storage, streams
     /* 274 */ "Reference through invalid C pointer",
     /* 275 */ "Reference through NULL pointer %F",
     /* 276 */ "Reference through un-initialised pointer %F",
@@ -287,7 +297,7 @@ constexpr const char* kTexts[] = {
     /* 279 */ "Attempt to call Windows application routine when not in windows",
     /* 280 */ "Run out of Windows selectors",
     /* 281 */ "String is not terminated %F",
-    /* 282 */ "Invalid long jump %F",
+    /* 282 */ "Invalid long jump %F",  // longjmp, with a buffer that setjmp did not fill
     /* 283 */ "Search has spilled outside storage area %F",
     /* 284 */ "Negative count not permitted %F",
     /* 285 */ "Concatenation would spill outside storage area %F",
@@ -296,14 +306,14 @@ constexpr const char* kTexts[] = {
     /* 288 */ "Reference through dangling C pointer %F",
     /* 289 */ "Reference to a portion of the format buffer which has been overwritten %F",
     /* 290 */ "Essential arguments missing %F",
-    /* 291 */ "Not enough arguments to satisfy format %F",
+    /* 291 */ "Not enough arguments to satisfy format %F",  // printf() or scanf() and their kin, with too many conversions
     /* 292 */ "Pointer does not point at a function",
     /* 293 */ "Pointer references code - not data %F",
     /* 294 */ "Storage block is not big enough for this operation %F",
     /* 295 */ "Impossible number of bytes in copy operation %F",
-    /* 296 */ "Invalid FILE structure",
-    /* 297 */ "Invalid double passed to printf",
-    /* 298 */ "Invalid long double passed to printf",
+    /* 296 */ "Invalid FILE structure",  // streams, with a pointer that is null or not open
+    /* 297 */ "Invalid double passed to printf",  // printf() and its kin, with a double that is NaN, infinite or subnormal
+    /* 298 */ "Invalid long double passed to printf",  // printf() and its kin, likewise with L or ll
     /* 299 */ "Reference to missing C argument",
     /* 300 */ "Corrupt destructor chain",
     /* 301 */ "Attempt to create invalid SAI entry",
@@ -316,7 +326,7 @@ constexpr const char* kTexts[] = {
     /* 308 */ "Illegal attempt to close standard streams (stdin, stdout or stderr)",
     /* 309 */ "Cannot read from a stream after writing without an intervening seek or fflush",
     /* 310 */ "Cannot write to a stream after reading without an intervening seek.",
-    /* 311 */ "Unable to find length information to delete whole array with destructors",
+    /* 311 */ "Unable to find length information to delete whole array with destructors",  // __get_destruct_array_info, __add_array_destruct_info
     /* 312 */ "Attempt to call a pure virtual function implicitly",
     /* 313 */ "Illegal attempt to write to a read only file.",
     /* 314 */ "Illegal attempt to read from a write only file.",
@@ -327,6 +337,7 @@ constexpr const char* kTexts[] = {
     /* 319 */ "Attempt to exit a function without a return value",
     /* 320 */ "Attempt to create overlapping SAI entry",
     /* 321 */ "Invalid size must be > 0",
+    // C++ stream classes
     /* 322 */ "#define CREATE_CONSTRUCTOR",
     /* 323 */ "#define SEEKMODE_SEEKOFFSET",
     /* 324 */ "Invalid file handle",
@@ -348,9 +359,10 @@ constexpr const char* kTexts[] = {
     /* 340 */ "Object is not a streambuf class",
     /* 341 */ "Invalid window handle",
     /* 342 */ "Reference to position beyond buffer",
-    /* 343 */ "Invalid stream pointer (FILE*=NULL)",
+    /* 343 */ "Invalid stream pointer (FILE*=NULL)",  // fgetpos, fseek, ftell
+    // Others
     /* 344 */ "JUMP@ in incompatible with the .NET framework",
-    /* 345 */ "%1",
+    /* 345 */ "%1",  // text_error, ReportErrorString@
     /* 346 */ "streams spare",
     /* 347 */ "streams spare",
     /* 348 */ "streams spare",
@@ -362,7 +374,8 @@ constexpr const char* kTexts[] = {
     /* 354 */ "streams spare",
     /* 355 */ "streams spare",
     /* 356 */ "streams spare",
-    /* 357 */ "Invalid argument to numeric intrinsic function",
+    // Array and pointer checks, start-up, storage
+    /* 357 */ "Invalid argument to numeric intrinsic function",  // the special functions
     /* 358 */ "Special failed number type 2",
     /* 359 */ "Special failed number type 1",
     /* 360 */ "Invalid disk drive number (0=A, 1=B, etc..)",
@@ -370,10 +383,10 @@ constexpr const char* kTexts[] = {
     /* 362 */ "Invalid argument",
     /* 363 */ "Invalid paneview window's handle",
     /* 364 */ "Invalid dialog handle",
-    /* 365 */ "Unable to dynamically allocate common block",
-    /* 366 */ "Insufficient virtual memory available to create expanding region %1",
-    /* 367 */ "Insufficient physical memory available to create expanding region %1",
-    /* 368 */ "MERLE optimised code needs AVX CPU capability",
+    /* 365 */ "Unable to dynamically allocate common block",  // the start of an image
+    /* 366 */ "Insufficient virtual memory available to create expanding region %1",  // setup_expanding_region
+    /* 367 */ "Insufficient physical memory available to create expanding region %1",  // the growth of an expanding region
+    /* 368 */ "MERLE optimised code needs AVX CPU capability",  // the start of an image
     /* 369 */ "Function unimplemented in /CLR mode",
     /* 370 */ "get_real_mode_memory_region can only be used on real mode memory (ie 0 to 0x10000000)",
     /* 371 */ "Windows program could not be started (is LAUNCHER running?)",
@@ -413,7 +426,7 @@ constexpr const char* kTexts[] = {
     /* 405 */ "Reference to undefined character (/FULL_UNDEF)",
     /* 406 */ "Invalid call to random number seeder",
     /* 407 */ "DEALLOCATE failed",
-    /* 408 */ "ALLOCATE was unable to obtain sufficient storage",
+    /* 408 */ "ALLOCATE was unable to obtain sufficient storage",  // ALLOCATE$
     /* 409 */ "Field width zero not allowed on input",
     /* 410 */ "A function called from within an I/O statement has itself performed I/O",
     /* 411 */ "This access of date facilities is not Millenium compatible",
@@ -437,7 +450,7 @@ constexpr const char* kTexts[] = {
     /* 429 */ "Internal Error: Stack pointer corrupt",
     /* 430 */ "Internal Error: Floating-point stack not empty",
     /* 431 */ "Active DO-loop index altered",
-    /* 432 */ "ALLOCATABLE object has already been ALLOCATEd",
+    /* 432 */ "ALLOCATABLE object has already been ALLOCATEd",  // ALLOCATE$
     /* 433 */ "A function called from within an I/O statement has performed I/O on the same unit",
     /* 434 */ "An internal TempAlloc has not been TempFree'd",
     /* 435 */ "Stack alignment fault",
@@ -449,10 +462,11 @@ constexpr const char* kTexts[] = {
     /* 441 */ "Invalid argument for OPENRW@/OPENR@/OPENW@/OPENF@",
     /* 442 */ "Invalid address passed to RETURN_STORAGE@",
     /* 443 */ "Negative argument to SQRT routine",
-    /* 444 */ "Insufficient virtual stack (MERLE /VSTACK <MB-value>)",
+    /* 444 */ "Insufficient virtual stack (MERLE /VSTACK <MB-value>)",  // __alloc_pseudo_stack, __alloc_quasi_stack
     /* 445 */ "Internal virtual stack failure",
     /* 446 */ "Negative or zero ALLOCATE",
     /* 447 */ "Positive width required when using E or G format descriptor",
+    // Spare
     /* 448 */ "",
 };
 // clang-format on

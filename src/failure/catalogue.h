@@ -1,18 +1,6 @@
 // The texts of the run-time errors, shared by the library and by compiled
-// code. Constant data.
-//
-//     0 to  38  arithmetic and checks in compiled Fortran
-//    39 to  48  windows and debugger commands
-//    50 to 110  Fortran input and output, run-time formats, file specifiers
-//   111 to 192  coprocessor, undefined variables, files, business editing,
-//               debugger macros
-//   193, 221 to 273  Pascal run time
-//   194 to 217  pointers, heap, namelist input, further file specifiers
-//   274 to 321  C and C++ run time: pointer and string checks, free and
-//               delete, streams
-//   324 to 343  C++ stream classes
-//   345         the caller's own text
-//   357 to 447  array and pointer checks, start-up, storage
+// code. Constant data. The comments among the texts, of what kind they are and
+// what in the library raises them, go with the texts to docs/errors.md.
 #pragma once
 
 #include "platform/abi.h"
