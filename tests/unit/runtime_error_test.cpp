@@ -8,7 +8,6 @@
 
 #include "failure/catalogue.h"
 #include "failure/error_message.h"
-#include "failure/exception_handler.h"
 #include "platform/platform.h"
 #include "tests/support/raised.h"
 
@@ -198,27 +197,6 @@ TEST(Message, ArgumentsMayEndWithTheirMemory) {
   context.R8 = address_of(pages + kPage - 3);
   EXPECT_EQ(expand("%1", context), "xxxx");
   VirtualFree(pages, 0, kMemRelease);
-}
-
-TEST(Handler, PassesOnWhatWasNotRaised) {
-  static const std::uint8_t trap[] = {0xCD, 0x09};
-  static const std::uint8_t other[] = {0xCD, 0x08};
-  const struct {
-    std::uint32_t code;
-    const void* instruction;
-  } cases[] = {
-      {tarn::platform::kExceptionAccessViolation, other},
-      {tarn::platform::kExceptionAccessViolation, nullptr},  // a jump to nowhere
-      {0xC0000094, trap},
-  };
-  for (const auto& c : cases) {
-    tarn::platform::ExceptionRecord record{};
-    tarn::platform::AMD_CONTEXT context{};
-    tarn::platform::ExceptionPointers pointers{&record, &context};
-    record.code = c.code;
-    context.Rip = address_of(c.instruction);
-    EXPECT_EQ(tarn::__system_exception_handler(&pointers), tarn::platform::kContinueSearch);
-  }
 }
 
 TEST(SystemText, IsTheSystemsOrUnknown) {
