@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
 #include "streams/number_parse.h"
 
 namespace {

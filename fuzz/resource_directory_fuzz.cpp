@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "platform/platform.h"
+#include "process/process_state.h"
 #include "services/resource_directory.h"
-#include "startup/runtime_block.h"
 #include "streams/file_stream.h"
 
 namespace {

@@ -1,7 +1,7 @@
 #include "console/console_state.h"
 
-#include "startup/configuration.h"
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
+#include "services/configuration.h"
 #include "storage/byte_block.h"
 #include "storage/heap.h"
 

@@ -2,8 +2,8 @@
 
 #include "console/console_state.h"
 #include "console/report_lines.h"
-#include "failure/runtime_error.h"
 #include "platform/progress_window.h"
+#include "process/raising.h"
 #include "storage/heap.h"
 #include "streams/number_text.h"
 #include "strings/c_string.h"

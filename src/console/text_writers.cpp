@@ -1,7 +1,7 @@
 #include "console/text_writers.h"
 
 #include "platform/platform.h"
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
 #include "strings/c_string.h"
 
 namespace tarn {

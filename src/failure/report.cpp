@@ -2,10 +2,10 @@
 
 #include "failure/decoder.h"
 #include "failure/exception_table.h"
-#include "failure/runtime_error.h"
 #include "failure/safe_memory.h"
 #include "failure/traceback.h"
 #include "paneview/paneview.h"
+#include "process/raising.h"
 #include "services/parallel_tasks.h"
 #include "streams/file_stream.h"
 #include "streams/format.h"

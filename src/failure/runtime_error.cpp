@@ -16,16 +16,12 @@ char* system_text;
 
 }  // namespace
 
-extern "C" void __RuntimeError(std::int32_t number) { FAIL_at(&number); }
-
 void text_error(const char* format, ...) {
   TARN_SLOTS_BEHIND(slots, format);
   char text[kTextErrorSize];
   format_bounded(text, sizeof text, format, slots);
   ReportErrorString_at(text);
 }
-
-std::int32_t check_exception(std::int32_t, std::int32_t result, std::int32_t) { return result; }
 
 char* nt_error_message(std::uint32_t code) {
   static char without_heap[sizeof kUnknownError];

@@ -1,78 +1,27 @@
 // The failure room's front door.
 //
-// Every failure that the library or compiled code finds for itself is a
-// number, 0 to 448, with a text in the catalogue (failure/catalogue.h). A
-// number is raised, never returned: the two-byte instruction `int 9` with
-//
-//   rax        the number, all 64 bits
-//   r8 to r13  the NUL-terminated texts for %1 to %6 of the message
-//
-// faults, and the exception handler (failure/exception_handler.h) tells the
-// trap from a real fault by its bytes, CD 09, writes the message
-// (failure/error_message.h) and ends the process. Any code may load the
-// registers and trap for itself; the entries below do it for callers. None of
-// them returns, none cleans anything up, and any thread may call them.
+// A failure is raised as a number (process/raising.h). The exception handler
+// (failure/exception_handler.h) catches it, looks up its text
+// (failure/catalogue.h, failure/error_message.h), walks back through the
+// callers (failure/traceback.h) and shows the report (failure/report.h). Here
+// are the two routines that make a text first.
 //
 // State: the buffer of nt_error_message.
 #pragma once
 
-#include "platform/abi.h"
+#include "process/raising.h"
 
 namespace tarn {
-
-inline constexpr std::int32_t kErrorMissingRoutine = 29;  // "Call to missing routine - %1"
-inline constexpr std::int32_t kErrorCallersText = 345;    // "%1"
 
 // A text_error text is at most this long, its NUL included; more is cut.
 inline constexpr std::uint64_t kTextErrorSize = 528;
 
-extern "C" {
-// Raises `number`; the registers of %1 to %6 hold what they happen to hold.
-// The form for C code.
-[[noreturn]] TARNAPI void __RuntimeError(std::int32_t number);
-
-// The same with the number by reference, for Fortran. Assembly.
-[[noreturn]] TARNAPI void FAIL_at(const std::int32_t* number);
-
-// The same with the number by value; r8 to r13 reach the handler as the caller
-// set them. Assembly.
-[[noreturn]] TARNAPI void ReportErrorNumber_at(std::int32_t number);
-
-// Raises 345, whose message is `text` as it stands: a '%' in it is not
-// expanded. %2 to %4 are "???". The hidden length is not looked at, `text`
-// ends at its NUL. Assembly.
-[[noreturn]] TARNAPI void ReportErrorString_at(const char* text, std::int64_t length = 0);
-
-// Raises 29 for the routine called `name`. Assembly.
-[[noreturn]] TARNAPI void __MissingRoutine(const char* name);
-}
-
-// Raises `number` with `text` as %1, inline: the report's first frame is the
-// caller.
-[[noreturn, gnu::always_inline]] inline void raise_with_text(std::int64_t number,
-                                                             const char* text) {
-  register const char* first asm("r8") = text;
-  asm volatile("int $9" : : "a"(number), "r"(first) : "memory");
-  __builtin_unreachable();
-}
-
 // Raises 345 with a formatted text (printf's rules), cut at kTextErrorSize.
 TARNAPI void text_error(const char* format, ...);
-
-// `result`, whatever the others are: what a scan that assigned nothing gives.
-TARNAPI std::int32_t check_exception(std::int32_t first, std::int32_t result, std::int32_t third);
 
 // The system's text for its error `code`, at most 255 characters; "Unknown
 // error" if it has none, or a longer one, or if the heap is exhausted. Valid
 // until the next call, by any thread.
 TARNAPI char* nt_error_message(std::uint32_t code);
-
-// Routines that programs may name and nothing supplies. Calling one raises 29
-// with its name. Their link names keep clear of the C library's. Assembly.
-[[noreturn]] TARNAPI void lseek() __asm__("tarn_missing_lseek");
-[[noreturn]] TARNAPI void __write() __asm__("tarn_missing_write");
-[[noreturn]] TARNAPI void __read() __asm__("tarn_missing_read");
-[[noreturn]] TARNAPI void C_FAIL_at() __asm__("tarn_missing_C_FAIL");
-[[noreturn]] TARNAPI void printfx() __asm__("tarn_missing_printfx");
 
 }  // namespace tarn

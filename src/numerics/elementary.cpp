@@ -2,7 +2,7 @@
 
 #include "numerics/real_bits.h"
 #include "numerics/x87.h"
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
 
 namespace tarn {
 namespace {

@@ -6,7 +6,7 @@
 //   special_functions.h  error, gamma and Bessel functions
 //   dot_products.h       inner products of vectors
 //
-// State: errno (startup/runtime_block.h), the x87 control word of the calling
+// State: errno (process/process_state.h), the x87 control word of the calling
 // thread, and the first-call cells of the special functions. Nothing else:
 // any thread may call anything here, but errno is one cell for the process.
 //

@@ -1,8 +1,8 @@
 // In the place of the SLATEC routines where their sources could not be had:
 // each raises 29, "Call to missing routine", with its name.
 
-#include "failure/runtime_error.h"
 #include "numerics/special_functions.h"
+#include "process/raising.h"
 
 namespace tarn {
 

@@ -1,8 +1,8 @@
 #include "numerics/special_functions.h"
 
-#include "failure/runtime_error.h"
 #include "numerics/real_bits.h"
 #include "paneview/paneview.h"
+#include "process/raising.h"
 
 namespace tarn {
 namespace {

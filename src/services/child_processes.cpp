@@ -1,8 +1,8 @@
 #include "services/child_processes.h"
 
-#include "failure/runtime_error.h"
 #include "paneview/paneview.h"
 #include "platform/platform.h"
+#include "process/raising.h"
 #include "storage/heap.h"
 #include "strings/c_string.h"
 

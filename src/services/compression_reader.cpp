@@ -1,4 +1,4 @@
-#include "failure/runtime_error.h"
+#include "process/raising.h"
 #include "services/compression_parts.h"
 #include "storage/byte_block.h"
 #include "storage/heap.h"

@@ -1,7 +1,7 @@
 #include "services/execution_profile.h"
 
 #include "platform/platform.h"
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
 #include "storage/heap.h"
 #include "streams/file_stream.h"
 #include "streams/format.h"

@@ -2,7 +2,7 @@
 // two files beside the source.
 //
 // The block, which lies in the program's image and whose address the start-up
-// script hands to __record_profile_address (startup/runtime_block.h):
+// script hands to __record_profile_address (startup/start_up.h):
 //
 //   offset      bytes
 //   0           8        n, signed: the number of source lines

@@ -1,7 +1,7 @@
 #include "services/parallel_tasks.h"
 
-#include "failure/runtime_error.h"
 #include "paneview/paneview.h"
+#include "process/raising.h"
 #include "storage/heap.h"
 #include "streams/format.h"
 #include "streams/scan.h"
@@ -77,15 +77,11 @@ void broadcast(void* value, std::uint64_t size) {
   if (parallel_task_id > 0) memmove(value, parallel_region + kBroadcastArea, size);
 }
 
-[[noreturn]] void refuse(const char* text) {
-  text_error(text);
-  __builtin_unreachable();
-}
-
 void make_region() {
   auto* const region = static_cast<std::uint8_t*>(paneview::__create_interprocess_shared_memory(
       kRegionName, static_cast<std::uint64_t>(parallel_memory_size)));
-  if (!region) refuse("GetParallelTaskID: there is no shared memory of the size asked for");
+  if (!region)
+    ReportErrorString_at("GetParallelTaskID: there is no shared memory of the size asked for");
   parallel_region = region;
   parallel_next_free = region + kFreeMemory;
 }
@@ -159,9 +155,10 @@ std::int32_t GetParallelTaskID(std::int32_t slaves) {
   const bool is_slave = length != 0;
   if (is_slave && (length >= kTaskTextSize || sscanf(text, "%d", &task) != 1 || task < 1 ||
                    task > kMostSlaves)) {
-    refuse("GetParallelTaskID: merle_parallel_id is not a number from 1 to 63");
+    ReportErrorString_at("GetParallelTaskID: merle_parallel_id is not a number from 1 to 63");
   }
-  if (!is_slave && slaves > kMostSlaves) refuse("GetParallelTaskID: more than 63 slaves");
+  if (!is_slave && slaves > kMostSlaves)
+    ReportErrorString_at("GetParallelTaskID: more than 63 slaves");
   make_region();
   return is_slave ? begin_as_slave(task) : begin_as_master(slaves);
 }

@@ -1,6 +1,6 @@
 #include "services/sort.h"
 
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
 #include "storage/secondary_stack.h"
 #include "strings/c_string.h"
 

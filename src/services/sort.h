@@ -30,7 +30,7 @@ TARNAPI void* bsearch(const void* key, const void* base, std::uint64_t count, st
 // but not overlap otherwise.
 TARNAPI void _swap(void* left, void* right, std::int32_t size);
 
-// The comparator for pointers to common block records (startup/runtime_block.h):
+// The comparator for pointers to common block records (process/process_state.h):
 // by name, as strcmpl.
 TARNAPI std::int32_t compare(const void* left, const void* right);
 

@@ -2,7 +2,7 @@
 
 #include "paneview/paneview.h"
 #include "platform/platform.h"
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
 #include "streams/file_stream.h"
 #include "streams/format.h"
 #include "strings/c_string.h"

@@ -1,8 +1,8 @@
-// The common block list, the total of program storage, and the profile block:
-// what the start-up scripts of all images tell the library about themselves.
+// What the start-up scripts of all images tell the library about themselves:
+// common blocks, the size of program storage, and the profile block.
 
 #include "platform/platform.h"
-#include "startup/runtime_block.h"
+#include "startup/start_up.h"
 #include "storage/heap.h"
 
 namespace tarn {
@@ -10,19 +10,11 @@ namespace {
 
 constexpr std::uint32_t kModulePathSize = 1024;
 
-std::int64_t storage_total;
-
 }  // namespace
-
-BlockRecord* common_block_list;
-std::int32_t common_block_count;
-void* profile_block;
-
-std::int64_t program_storage() { return storage_total; }
 
 extern "C" {
 
-void __record_program_storage(std::int64_t bytes) { storage_total += bytes; }
+void __record_program_storage(std::int64_t bytes) { program_storage += bytes; }
 
 void __record_profile_address(void* address) { profile_block = address; }
 

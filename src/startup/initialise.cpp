@@ -3,7 +3,8 @@
 #include "console/console_state.h"
 #include "failure/exception_handler.h"
 #include "platform/platform.h"
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
+#include "services/configuration.h"
 #include "storage/secondary_stack.h"
 #include "streams/file_stream.h"
 #include "strings/c_string.h"
@@ -89,10 +90,6 @@ void read_switches() {
 // and calls this, so that __test_avx has its answer by then.
 extern "C" std::int32_t tarn_avx_supported;
 __attribute__((constructor)) void find_out_avx() { tarn_avx_supported = isAVXSupported(); }
-
-std::uint32_t page_size;
-std::int32_t kill_dialogbox;
-std::int32_t no_traceback;
 
 extern "C" void __initialise_cpplib() {
   if (!not_initialised) return;

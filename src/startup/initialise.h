@@ -1,23 +1,11 @@
-// Bringing the library up, and what is known of the process and the system
-// from then on: the run-time switches and the facts about the platform.
-//
-// The state here belongs to the process and is written by
-// __initialise_cpplib, on the first thread, before main.
+// Bringing the library up, and what the system says about itself and the
+// program from then on. No state: what is found out is kept in
+// process/process_state.h, and by the console.
 #pragma once
 
 #include "platform/abi.h"
-#include "startup/configuration.h"
 
 namespace tarn {
-
-// Size of a page in bytes; 0 before initialisation.
-extern std::uint32_t page_size;
-
-// The switches of the environment variable TARNENVAR, 0 or 1. Its words are
-// separated by blanks, ';' or ',' and matched whole, in any case; others are
-// ignored. Only the exception handler reads them.
-extern std::int32_t kill_dialogbox;  // report as text, exit 1, no dialog
-extern std::int32_t no_traceback;    // report without a traceback
 
 extern "C" {
 // Brings the library up, once per process: page size, class table, x87 unit,

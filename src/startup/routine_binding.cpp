@@ -2,7 +2,7 @@
 
 #include "failure/runtime_error.h"
 #include "platform/platform.h"
-#include "startup/runtime_block.h"
+#include "startup/start_up.h"
 
 namespace tarn {
 

@@ -1,8 +1,8 @@
 #include "storage/expanding_region.h"
 
-#include "failure/runtime_error.h"
 #include "platform/platform.h"
-#include "startup/initialise.h"
+#include "process/process_state.h"
+#include "process/raising.h"
 #include "storage/heap.h"
 
 namespace tarn {

@@ -1,7 +1,7 @@
 #include "storage/heap.h"
 
-#include "failure/runtime_error.h"
 #include "platform/platform.h"
+#include "process/raising.h"
 #include "storage/byte_block.h"
 
 namespace tarn {

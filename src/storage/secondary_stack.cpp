@@ -2,11 +2,10 @@
 
 #include <cpuid.h>
 
-#include "failure/runtime_error.h"
 #include "paneview/paneview.h"
 #include "platform/platform.h"
+#include "process/raising.h"
 #include "storage/byte_block.h"
-#include "streams/format.h"
 
 namespace tarn {
 namespace {
@@ -57,7 +56,7 @@ std::int64_t default_size() {
   if (platform::GlobalMemoryStatusEx(&memory) && memory.total_physical / 2 < size) {
     size = memory.total_physical / 2;
   }
-  const std::int64_t storage = program_storage();
+  const std::int64_t storage = program_storage;
   return static_cast<std::int64_t>(size) -
          (storage < kLeastProgramStorage ? kLeastProgramStorage : storage);
 }
@@ -139,16 +138,6 @@ void* __alloc_quasi_stack_str(std::int64_t size) {
 void __free_quasi_stack() { secondary_stack.quasi_pointer = secondary_stack.base; }
 
 }  // extern "C"
-
-void PRINT_SECONDARY_STACK_STATISTICS() {
-  const SecondaryStack& s = secondary_stack;
-  printf("\n__________________________\n");
-  printf("Secondary stack statistics\n");
-  printf("__________________________\n\n");
-  printf("Committed (top)    = 0x%llx\n", s.top - s.pseudo_committed);
-  printf("Committed (bottom) = 0x%llx\n", s.quasi_committed - s.base);
-  printf("Maximum            = 0x%llx\n", s.size);
-}
 
 std::int32_t isAVXSupported() {
   constexpr std::uint32_t kAvxAndEnabledXsave = 0x18000000;  // leaf 1, ecx

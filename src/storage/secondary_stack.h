@@ -23,7 +23,7 @@
 // compiled code and assembly exist too.
 #pragma once
 
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
 
 namespace tarn {
 
@@ -106,9 +106,6 @@ TARNAPI void* __alloc_quasi_stack_str(std::int64_t size);
 // Releases the whole quasi stack.
 TARNAPI void __free_quasi_stack();
 }
-
-// Prints how much of both stacks was ever committed, and the size.
-TARNAPI void PRINT_SECONDARY_STACK_STATISTICS();
 
 // 1 if the processor and the system support AVX, else 0.
 TARNAPI std::int32_t isAVXSupported();

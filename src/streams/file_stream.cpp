@@ -1,6 +1,6 @@
 #include "streams/file_stream.h"
 
-#include "failure/runtime_error.h"
+#include "process/raising.h"
 #include "storage/heap.h"
 #include "streams/digits.h"
 #include "strings/c_string.h"

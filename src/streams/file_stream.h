@@ -21,7 +21,7 @@
 
 #include "platform/abi.h"
 #include "platform/platform.h"
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
 
 namespace tarn {
 

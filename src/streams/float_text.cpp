@@ -1,7 +1,7 @@
 #include "streams/float_text.h"
 
-#include "failure/runtime_error.h"
 #include "numerics/elementary.h"
+#include "process/raising.h"
 #include "streams/float_layout.h"
 
 namespace tarn {

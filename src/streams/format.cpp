@@ -1,6 +1,6 @@
 #include "streams/format.h"
 
-#include "failure/runtime_error.h"
+#include "process/raising.h"
 #include "streams/digits.h"
 #include "streams/float_layout.h"
 #include "streams/float_text.h"

@@ -1,10 +1,10 @@
 #include "streams/low_level_files.h"
 
-#include "failure/runtime_error.h"
 #include "numerics/elementary.h"
 #include "paneview/paneview.h"
 #include "platform/platform.h"
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
+#include "process/raising.h"
 #include "streams/file_stream.h"
 
 namespace tarn {

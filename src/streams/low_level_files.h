@@ -11,7 +11,7 @@
 
 namespace tarn {
 
-// Exported as set_errno and get_errno, which runtime_block.h has in line for
+// Exported as set_errno and get_errno, which process/process_state.h has in line for
 // the library's own use.
 TARNAPI void store_errno(std::int32_t value);
 TARNAPI std::int32_t load_errno();

@@ -3,7 +3,7 @@
 #include <xmmintrin.h>
 
 #include "numerics/elementary.h"
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
 #include "strings/character_class.h"
 
 namespace tarn {

@@ -1,6 +1,6 @@
 #include "streams/number_text.h"
 
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
 #include "streams/digits.h"
 
 namespace tarn {

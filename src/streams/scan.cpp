@@ -1,6 +1,6 @@
 #include "streams/scan.h"
 
-#include "failure/runtime_error.h"
+#include "process/raising.h"
 #include "streams/digits.h"
 #include "streams/format.h"
 #include "streams/number_parse.h"

@@ -1,6 +1,6 @@
 #include "tests/support/captured.h"
 
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
 #include "streams/file_stream.h"
 #include "streams/low_level_files.h"
 #include "tests/support/raised.h"

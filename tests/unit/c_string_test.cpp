@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "platform/platform.h"
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
 #include "strings/character_class.h"
 #include "tests/support/raised.h"
 

@@ -9,7 +9,7 @@
 
 #include "numerics/intrinsics.h"
 #include "paneview/paneview.h"
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
 #include "tests/support/raised.h"
 
 namespace {

@@ -6,8 +6,8 @@
 #include <string>
 #include <thread>
 
-#include "failure/runtime_error.h"
 #include "platform/platform.h"
+#include "process/raising.h"
 #include "tests/support/raised.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
 #include "streams/low_level_files.h"
 #include "tests/support/captured.h"
 #include "tests/support/raised.h"

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "platform/platform.h"
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
 #include "streams/file_stream.h"
 #include "tests/support/raised.h"
 

@@ -8,7 +8,7 @@
 #include <random>
 #include <string>
 
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
 #include "tests/support/raised.h"
 
 namespace {

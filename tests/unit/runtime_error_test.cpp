@@ -1,4 +1,5 @@
 #include "failure/runtime_error.h"
+#include "process/raising.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,5 @@
 #include "storage/secondary_stack.h"
+#include "services/stack_statistics.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +8,8 @@
 #include <string>
 
 #include "platform/platform.h"
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
+#include "startup/start_up.h"
 #include "streams/file_stream.h"
 #include "tests/support/raised.h"
 
@@ -55,7 +57,7 @@ TEST_F(SecondaryStackTest, IsSizedByMemoryLessTheProgramsStorage) {
   EXPECT_EQ(secondary_stack.reservation, 0x200000000u);
   const std::uint64_t most = std::min(memory.total_physical / 2, secondary_stack.reservation);
   EXPECT_EQ(secondary_stack.size, (most - kPage) / kPage * kPage);
-  const std::int64_t before = tarn::program_storage();
+  const std::int64_t before = tarn::program_storage;
   tarn::__record_program_storage(100'000 - before);
   tarn::__init_pseudo_stack();
   EXPECT_EQ(secondary_stack.size, (most - 100'000) / kPage * kPage);
@@ -63,7 +65,7 @@ TEST_F(SecondaryStackTest, IsSizedByMemoryLessTheProgramsStorage) {
   tarn::__init_pseudo_stack();
   EXPECT_EQ(secondary_stack.size, 0u);
   EXPECT_EQ(raised_by([] { pseudo(1); }).number, 444);
-  tarn::__record_program_storage(before - tarn::program_storage());
+  tarn::__record_program_storage(before - tarn::program_storage);
 }
 
 TEST_F(SecondaryStackTest, SizesAreRoundedDownAndKeptWithinTheReservation) {

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
 #include "storage/secondary_stack.h"
 #include "tests/support/raised.h"
 

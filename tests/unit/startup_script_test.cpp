@@ -5,7 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
+#include "startup/start_up.h"
 #include "tests/support/raised.h"
 
 #ifdef _WIN32
@@ -92,7 +93,7 @@ TEST(StartupScript, BlocksAreAllocatedDeclaredFilledAndListed) {
   static std::uint64_t object = 77, to_one, into_two, to_three;
   into_two = 8;
   const std::int32_t count = tarn::common_block_count;
-  const std::int64_t storage = tarn::program_storage();
+  const std::int64_t storage = tarn::program_storage;
   fresh().op(12).u32(offset(names));
   script.op(7, 16).op(9, offset(&to_one)).op(7, 0).op(8, offset(&object)).u64(0).op(13);
   script.op(7, 5000).op(9, offset(&into_two));
@@ -100,7 +101,7 @@ TEST(StartupScript, BlocksAreAllocatedDeclaredFilledAndListed) {
   for (int walks = 0; walks < 2; ++walks) {  // the second changes nothing
     script.walk();
     EXPECT_EQ(tarn::common_block_count, count + 3);
-    EXPECT_EQ(tarn::program_storage(), storage + 5016);
+    EXPECT_EQ(tarn::program_storage, storage + 5016);
     const tarn::BlockRecord* const three = tarn::common_block_list;
     const tarn::BlockRecord* const two = three->next;
     const tarn::BlockRecord* const one = two->next;

@@ -7,10 +7,12 @@
 
 #include "exports/export_table.h"
 #include "platform/platform.h"
+#include "process/process_end.h"
+#include "process/process_state.h"
+#include "services/configuration.h"
 #include "startup/command_line.h"
 #include "startup/initialise.h"
-#include "startup/process_end.h"
-#include "startup/runtime_block.h"
+#include "startup/start_up.h"
 #include "tests/support/raised.h"
 
 namespace {
@@ -206,10 +208,10 @@ TEST(CommonBlocks, AreListedNewestFirstUnderTheirModule) {
   EXPECT_EQ(second.next, &first);
   ASSERT_NE(first.module, nullptr);
   EXPECT_EQ(std::strchr(first.module, '\\'), nullptr);
-  const std::int64_t storage = tarn::program_storage();
+  const std::int64_t storage = tarn::program_storage;
   tarn::__record_program_storage(5000);
   tarn::__record_program_storage(-1000);
-  EXPECT_EQ(tarn::program_storage(), storage + 4000);
+  EXPECT_EQ(tarn::program_storage, storage + 4000);
 }
 
 TEST(StackProbe, ChangesNoRegister) {

@@ -10,8 +10,8 @@
 #include "console/console_state.h"
 #include "console/formatted_output.h"
 #include "console/line_output.h"
+#include "process/process_end.h"
 #include "startup/initialise.h"
-#include "startup/process_end.h"
 #include "tests/support/possessions.h"
 #include "tests/support/terminal_user.h"
 

@@ -1,5 +1,5 @@
 // The entries that raise a number, and the stubs of routines that nothing
-// supplies. The trap's contract stands in failure/runtime_error.h.
+// supplies. The trap's contract stands in process/raising.h.
 
 #include "platform/assembly.h"
 

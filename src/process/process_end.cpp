@@ -1,4 +1,4 @@
-#include "startup/process_end.h"
+#include "process/process_end.h"
 
 #include "platform/platform.h"
 

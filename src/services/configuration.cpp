@@ -1,4 +1,4 @@
-#include "startup/configuration.h"
+#include "services/configuration.h"
 
 #include "platform/platform.h"
 #include "storage/heap.h"

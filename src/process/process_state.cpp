@@ -1,6 +1,15 @@
-#include "startup/runtime_block.h"
+#include "process/process_state.h"
 
 namespace tarn {
+
+std::uint32_t page_size;
+std::int32_t kill_dialogbox;
+std::int32_t no_traceback;
+
+BlockRecord* common_block_list;
+std::int32_t common_block_count;
+void* profile_block;
+std::int64_t program_storage;
 
 extern "C" {
 Slot __runtime_block[kRuntimeCells];

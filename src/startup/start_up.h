@@ -1,0 +1,50 @@
+// The start-up room's front door: the routines that an image's start-up script
+// calls. What they find out is kept in process/process_state.h.
+#pragma once
+
+#include "process/process_state.h"
+
+namespace tarn {
+
+extern "C" {
+// An image's entry point: walks its start-up script. Takes nothing; returns
+// non-zero, and only in an image whose script names no main.
+TARNAPI std::int32_t __BrackenStartup();
+
+// Initialises the library once per process and builds argv. Assembly:
+// rax = &__runtime_block, rcx = argc, rdx = argv.
+TARNAPI void __main_setup();
+
+// Adds `bytes` to the total of program storage.
+TARNAPI void __record_program_storage(std::int64_t bytes);
+
+// Names the record's module and links it in at the head of the list. `name`,
+// `address` and `size` are filled by the caller.
+TARNAPI void append_common_spec(BlockRecord* record);
+
+TARNAPI void __record_profile_address(void* address);
+
+// Binds `slot` to a routine of a library. `texts`: the library's name and the
+// routine's name, each NUL-terminated. A routine that cannot be bound gives
+// the slot rlo_error, which fails only when called. Result: the address behind
+// the second text.
+TARNAPI const char* __attempt_rlo_load(Routine* slot, const char* texts);
+
+// Compares the processor's AVX support with 1 and leaves the outcome in the
+// flags: equal if supported. Valid after __init_pseudo_stack.
+TARNAPI void __test_avx();
+
+// Stack probe. In rax the size of the frame that the caller is about to take;
+// reads the stack in steps of 4,000 bytes, so that a growing stack meets its
+// guard page in order. Changes no register but the flags.
+TARNAPI void __stack_adjust();
+}
+
+// Address of a routine in a library, loading the library if need be; null if
+// either cannot be found.
+TARNAPI Routine ProcessDynt(const char* routine, const char* library);
+
+// Raises error 345, "Attempt to call a function in an rlo library failed".
+TARNAPI void rlo_error();
+
+}  // namespace tarn
