@@ -4,10 +4,7 @@
 // The terminals are pseudo terminals that a thread each empties, as fast as it
 // can. ncurses refreshes after each line, since the console shows each line as
 // it ends.
-#include <fcntl.h>
-#include <pthread.h>
 #include <stdlib.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,6 +16,7 @@
 #include "console/console_state.h"
 #include "console/line_output.h"
 #include "startup/initialise.h"
+#include "tests/support/pseudo_terminal.h"
 
 #ifdef TARN_NCURSES
 #include <curses.h>
@@ -26,37 +24,10 @@
 
 namespace {
 
-constexpr unsigned short kColumns = 80;
-constexpr unsigned short kRows = 25;
+using tarn::test::BlindTerminal;
 
-// A terminal that takes everything and answers where its cursor is.
-struct Terminal {
-  int own_side = -1;
-  std::string path;
-
-  Terminal() {
-    own_side = posix_openpt(O_RDWR | O_NOCTTY);
-    if (own_side < 0 || grantpt(own_side) || unlockpt(own_side)) std::abort();
-    path = ptsname(own_side);
-    const winsize size{kRows, kColumns, 0, 0};
-    ioctl(own_side, TIOCSWINSZ, &size);
-    pthread_t thread;
-    pthread_create(&thread, nullptr, take_all, this);
-  }
-
-  static void* take_all(void* argument) {
-    const int side = static_cast<Terminal*>(argument)->own_side;
-    static thread_local char block[65536];
-    ssize_t got;
-    while ((got = read(side, block, sizeof block)) > 0) {
-      if (memmem(block, static_cast<std::size_t>(got), "\x1B[6n", 4) &&
-          write(side, "\x1B[1;1R", 6) < 0) {
-        break;
-      }
-    }
-    return nullptr;
-  }
-};
+constexpr int kColumns = 80;
+constexpr int kRows = 25;
 
 // Lines that differ, so that nobody may leave one out.
 std::string line(unsigned number) {
@@ -84,13 +55,13 @@ void write_lines(benchmark::State& state, F&& write_line) {
 
 // The console as it is after a start on such a terminal.
 void console_lines(benchmark::State& state) {
-  static Terminal terminal;
+  static const BlindTerminal terminal(kColumns, kRows);
   static std::int64_t screen;
   static const bool begun = [] {
     tarn::__initialise_cpplib();
     const auto open = [](std::uint32_t access) {
       return reinterpret_cast<std::int64_t>(tarn::platform::CreateFileA(
-          terminal.path.c_str(), access, 3, nullptr, tarn::platform::kOpenExisting, 0, nullptr));
+          terminal.path().c_str(), access, 3, nullptr, tarn::platform::kOpenExisting, 0, nullptr));
     };
     screen = open(tarn::platform::kGenericWrite);
     tarn::console.input_handle = open(tarn::platform::kGenericRead);
@@ -109,9 +80,9 @@ void console_lines(benchmark::State& state) {
 }
 
 void fputs_lines(benchmark::State& state) {
-  static Terminal terminal;
+  static const BlindTerminal terminal(kColumns, kRows);
   static std::FILE* const stream = [] {
-    std::FILE* const opened = std::fopen(terminal.path.c_str(), "w");
+    std::FILE* const opened = std::fopen(terminal.path().c_str(), "w");
     std::setvbuf(opened, nullptr, _IOLBF, 4096);
     return opened;
   }();
@@ -120,10 +91,10 @@ void fputs_lines(benchmark::State& state) {
 
 #ifdef TARN_NCURSES
 void ncurses_lines(benchmark::State& state) {
-  static Terminal terminal;
+  static const BlindTerminal terminal(kColumns, kRows);
   static SCREEN* const screen = [] {
-    SCREEN* const made = newterm("xterm-256color", std::fopen(terminal.path.c_str(), "w"),
-                                 std::fopen(terminal.path.c_str(), "r"));
+    SCREEN* const made = newterm("xterm-256color", std::fopen(terminal.path().c_str(), "w"),
+                                 std::fopen(terminal.path().c_str(), "r"));
     scrollok(stdscr, TRUE);
     idlok(stdscr, TRUE);
     return made;

@@ -2,12 +2,7 @@
 //
 // The bytes are calls: a letter, a length, a text of that length. The screen is
 // a pseudo terminal that a thread empties; pauses find no keys and go on.
-#include <fcntl.h>
-#include <pthread.h>
 #include <stdlib.h>
-#include <string.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 #include <cstdint>
 #include <string>
@@ -18,35 +13,17 @@
 #include "console/line_output.h"
 #include "startup/initialise.h"
 #include "storage/heap.h"
+#include "tests/support/pseudo_terminal.h"
 
 namespace {
 
-void* empty_terminal(void* argument) {
-  const int side = *static_cast<int*>(argument);
-  char block[65536];
-  ssize_t got;
-  while ((got = read(side, block, sizeof block)) > 0) {
-    if (memmem(block, static_cast<std::size_t>(got), "\x1B[6n", 4) &&
-        write(side, "\x1B[1;1R", 6) < 0) {
-      break;
-    }
-  }
-  return nullptr;
-}
-
 std::int64_t open_screen() {
-  static int own_side;
   setenv("TERM", "xterm", 1);
   tarn::__initialise_cpplib();
-  own_side = posix_openpt(O_RDWR | O_NOCTTY);
-  if (own_side < 0 || grantpt(own_side) || unlockpt(own_side)) abort();
-  const winsize size{12, 80, 0, 0};
-  ioctl(own_side, TIOCSWINSZ, &size);
-  pthread_t thread;
-  pthread_create(&thread, nullptr, empty_terminal, &own_side);
+  static const tarn::test::BlindTerminal terminal(80, 12);
   return reinterpret_cast<std::int64_t>(
-      tarn::platform::CreateFileA(ptsname(own_side), tarn::platform::kGenericWrite, 3, nullptr,
-                                  tarn::platform::kOpenExisting, 0, nullptr));
+      tarn::platform::CreateFileA(terminal.path().c_str(), tarn::platform::kGenericWrite, 3,
+                                  nullptr, tarn::platform::kOpenExisting, 0, nullptr));
 }
 
 void call(std::uint8_t which, std::int32_t number, const std::string& text) {

@@ -1,21 +1,15 @@
-// A terminal for tests on the host: a pty, and what a user would see on it.
+// A terminal for tests on the host, and what a user would see on it.
 #pragma once
-
-#include <fcntl.h>
-#include <poll.h>
-#include <stdlib.h>
-#include <sys/ioctl.h>
-#include <termios.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <condition_variable>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
-namespace test {
+#include "tests/support/pseudo_terminal.h"
+
+namespace tarn::test {
 
 struct SeenCell {
   char32_t glyph = U' ';
@@ -24,28 +18,17 @@ struct SeenCell {
   bool operator==(const SeenCell&) const = default;
 };
 
-class Terminal {
+class Terminal : public PseudoTerminal {
  public:
-  Terminal(int columns, int rows) {
-    controller_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-    grantpt(controller_);
-    unlockpt(controller_);
-    path_ = ptsname(controller_);
-    observer_ = open(path_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
-    if (pipe2(stop_, O_CLOEXEC) != 0) abort();
+  Terminal(int columns, int rows) : PseudoTerminal(columns, rows) {
     resize(columns, rows);
-    thread_ = std::thread([this] { run(); });
+    watch([this](std::string_view bytes) {
+      const std::lock_guard hold(lock_);
+      for (const char c : bytes) take(static_cast<unsigned char>(c));
+      seen_.notify_all();
+    });
   }
-  ~Terminal() {
-    close(stop_[1]);
-    thread_.join();
-    for (const int descriptor : {stop_[0], observer_, controller_}) close(descriptor);
-  }
-  Terminal(const Terminal&) = delete;
-  Terminal& operator=(const Terminal&) = delete;
-
-  const std::string& path() const { return path_; }
-  int observer() const { return observer_; }  // the programs' side
+  ~Terminal() { stop_watching(); }
 
   // What is seen; call settle first.
   std::vector<std::vector<SeenCell>> cells;
@@ -66,10 +49,6 @@ class Terminal {
     }
     text.erase(text.find_last_not_of(' ') + 1);
     return text;
-  }
-
-  void type(const std::string& bytes) const {
-    if (write(controller_, bytes.data(), bytes.size()) < 0) abort();
   }
 
   // Whether it tells where its cursor is.
@@ -96,10 +75,7 @@ class Terminal {
     cells.resize(static_cast<std::size_t>(rows));
     for (auto& line : cells) line.resize(static_cast<std::size_t>(columns));
     scroll_end_ = rows;
-    winsize size{};
-    size.ws_col = static_cast<unsigned short>(columns);
-    size.ws_row = static_cast<unsigned short>(rows);
-    ioctl(controller_, TIOCSWINSZ, &size);
+    set_size(columns, rows);
   }
 
   // Waits until all that was written so far is seen: a string sequence behind
@@ -108,7 +84,7 @@ class Terminal {
     std::unique_lock hold(lock_);
     const int marker = ++markers_written_;
     hold.unlock();
-    if (write(observer_, kMarker.data(), kMarker.size()) < 0) abort();
+    print(kMarker);
     hold.lock();
     seen_.wait(hold, [&] { return markers_seen_ >= marker; });
   }
@@ -118,19 +94,6 @@ class Terminal {
 
   int width() const { return static_cast<int>(cells[0].size()); }
   int height() const { return static_cast<int>(cells.size()); }
-
-  void run() {
-    for (;;) {
-      pollfd wanted[] = {{controller_, POLLIN, 0}, {stop_[0], POLLIN, 0}};
-      poll(wanted, 2, -1);
-      if (wanted[1].revents != 0) return;
-      char bytes[4096];
-      const ssize_t count = read(controller_, bytes, sizeof bytes);
-      const std::lock_guard hold(lock_);
-      for (ssize_t i = 0; i < count; ++i) take(static_cast<unsigned char>(bytes[i]));
-      seen_.notify_all();
-    }
-  }
 
   void take(unsigned char c) {
     if (!pending_.empty()) return take_more(static_cast<char>(c));
@@ -280,14 +243,11 @@ class Terminal {
     int column, row;
     SeenCell pen;
   } saved_{};
-  int controller_ = -1, observer_ = -1;
-  int stop_[2];
-  std::string path_, typed_at_question_, pending_;
+  std::string typed_at_question_, pending_;
   bool answers_ = true;
   int markers_written_ = 0, markers_seen_ = 0;
   std::mutex lock_;
   std::condition_variable seen_;
-  std::thread thread_;
 };
 
-}  // namespace test
+}  // namespace tarn::test

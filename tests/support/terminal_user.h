@@ -3,66 +3,25 @@
 // the space bar at a pause and Enter whenever nothing happens.
 #pragma once
 
-#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <stdlib.h>
-#include <sys/ioctl.h>
 #include <sys/syscall.h>
 #include <sys/types.h>
 #include <sys/wait.h>
-#include <termios.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <string>
 
+#include "tests/support/pseudo_terminal.h"
+
 namespace tarn::test {
-
-class UsersTerminal {
- public:
-  UsersTerminal() {
-    controller_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-    grantpt(controller_);
-    unlockpt(controller_);
-    const winsize size{24, 80, 0, 0};
-    terminal_ = ::open(ptsname(controller_), O_RDWR | O_NOCTTY | O_CLOEXEC);
-    ioctl(terminal_, TIOCSWINSZ, &size);
-    tcgetattr(terminal_, &before_);
-  }
-  ~UsersTerminal() {
-    ::close(terminal_);
-    ::close(controller_);
-  }
-  UsersTerminal(const UsersTerminal&) = delete;
-  UsersTerminal& operator=(const UsersTerminal&) = delete;
-
-  int controller() const { return controller_; }
-
-  // In the child, the leader of a session: its standard handles.
-  void take() const {
-    ioctl(terminal_, TIOCSCTTY, 0);
-    for (const int descriptor : {0, 1, 2}) dup2(terminal_, descriptor);
-  }
-
-  bool is_as_before() const {
-    termios now{};
-    tcgetattr(terminal_, &now);
-    return now.c_lflag == before_.c_lflag && now.c_iflag == before_.c_iflag &&
-           now.c_oflag == before_.c_oflag;
-  }
-
- private:
-  int controller_ = -1, terminal_ = -1;
-  termios before_{};
-};
 
 inline constexpr int kHangs = -1;
 
 // Plays the user at the terminal (null: there is none) until the child, the
 // leader of its session, ends: its status. kHangs if it still ran after `limit`
 // milliseconds; it and its children are then ended.
-inline int attend(pid_t child, const UsersTerminal* terminal, int limit) {
+inline int attend(pid_t child, const PseudoTerminal* terminal, int limit) {
   constexpr int kIdle = 4, kLook = 1000;  // milliseconds
   const int process = static_cast<int>(syscall(SYS_pidfd_open, child, 0));
   const int controller = terminal ? terminal->controller() : -1;
@@ -77,10 +36,10 @@ inline int attend(pid_t child, const UsersTerminal* terminal, int limit) {
       char bytes[4096];
       const ssize_t length = ::read(controller, bytes, sizeof bytes);
       const std::string text(bytes, static_cast<std::size_t>(length < 0 ? 0 : length));
-      if (text.find("\x1B[6n") != std::string::npos) typed += "\x1B[5;1R";
+      if (text.find(kCursorQuestion) != std::string::npos) typed += "\x1B[5;1R";
       if (text.find("PAUSED") != std::string::npos) typed += " ";
     }
-    if (!typed.empty() && ::write(controller, typed.data(), typed.size()) < 0) abort();
+    if (!typed.empty()) terminal->type(typed);
     if (in_time && std::chrono::steady_clock::now() - start > std::chrono::milliseconds(limit)) {
       in_time = false;
       kill(-child, SIGKILL);

@@ -35,7 +35,7 @@ namespace platform = tarn::platform;
 using tarn::test::Injection;
 using tarn::test::kPlatformOperations;
 using tarn::test::platform_operations;
-using tarn::test::UsersTerminal;
+using tarn::test::PseudoTerminal;
 
 constexpr int kTimeLimit = 20'000;  // milliseconds a case; one takes a few
 // Processes start slowly under a sanitizer: there only first calls fail.
@@ -433,26 +433,27 @@ class Nights : public ::testing::Test {
       std::ofstream(folder_ + "/" + kListing, std::ios::binary) << listing();
     }
 
-    std::optional<UsersTerminal> terminal;
-    if (scenario.on_terminal) terminal.emplace();
-    const UsersTerminal* const seat = terminal ? &*terminal : nullptr;
+    std::optional<PseudoTerminal> terminal;
+    if (scenario.on_terminal) terminal.emplace(80, 24);
+    const PseudoTerminal* const seat = terminal ? &*terminal : nullptr;
+    const termios before = seat ? seat->mode() : termios{};
     const pid_t child = fork();
     if (child == 0) child_runs(scenario, seat);
     const int status = tarn::test::attend(child, seat, kTimeLimit);
     const std::string result = verdict(scenario, operation, status);
-    if (result.empty() && seat && WIFEXITED(status) && !seat->is_as_before()) {
+    if (result.empty() && seat && WIFEXITED(status) && !seat->has_mode(before)) {
       return "the terminal's mode was left changed";
     }
     return result;
   }
 
  private:
-  [[noreturn]] void child_runs(const Scenario& scenario, const UsersTerminal* terminal) const {
-    setsid();
+  [[noreturn]] void child_runs(const Scenario& scenario, const PseudoTerminal* terminal) const {
     if (chdir(folder_.c_str()) != 0) _exit(99);
     if (terminal) {
-      terminal->take();
+      terminal->lead_session();
     } else {
+      setsid();
       dup2(open("input", O_RDONLY), 0);
       dup2(open("output", O_WRONLY | O_CREAT, 0600), 1);
       dup2(1, 2);

@@ -14,7 +14,7 @@
 namespace {
 
 using namespace tarn::platform;
-using Screen = test::Terminal;
+using Screen = tarn::test::Terminal;
 
 std::string picture_text;
 
@@ -34,7 +34,7 @@ Rows rows_of(Screen& terminal) {
   Rows rows;
   for (const auto& line : terminal.cells) {
     std::string text;
-    for (const test::SeenCell& cell : line) {
+    for (const tarn::test::SeenCell& cell : line) {
       text += cell.glyph == U'\u2588'   ? '#'
               : cell.glyph == U'\u2591' ? '.'
               : cell.glyph < 0x80       ? static_cast<char>(cell.glyph)

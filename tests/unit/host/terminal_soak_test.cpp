@@ -18,8 +18,8 @@
 namespace {
 
 using tarn::test::Possessions;
+using tarn::test::PseudoTerminal;
 using tarn::test::take_stock;
-using tarn::test::UsersTerminal;
 
 constexpr int kOrdinary = 300;
 constexpr int kWarmUp = 100;
@@ -31,9 +31,8 @@ struct Told {
   Possessions before, after;
 };
 
-[[noreturn]] void pause_often(const UsersTerminal& terminal, int pauses, Told* told) {
-  setsid();
-  terminal.take();
+[[noreturn]] void pause_often(const PseudoTerminal& terminal, int pauses, Told* told) {
+  terminal.lead_session();
   tarn::__initialise_cpplib();
   for (int i = 0; i < kWarmUp + pauses; ++i) {
     if (i == kWarmUp) told->before = take_stock();
@@ -52,11 +51,12 @@ TEST(TerminalSoak, PausesLeaveNothingBehind) {
   auto* const told = static_cast<Told*>(
       mmap(nullptr, sizeof(Told), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
   ASSERT_NE(told, MAP_FAILED);
-  const UsersTerminal terminal;
+  const PseudoTerminal terminal(80, 24);
+  const termios before = terminal.mode();
   const pid_t child = fork();
   if (child == 0) pause_often(terminal, pauses, told);
   EXPECT_EQ(tarn::test::attend(child, &terminal, kNoLimit), 0);
-  EXPECT_TRUE(terminal.is_as_before());
+  EXPECT_TRUE(terminal.has_mode(before));
   EXPECT_EQ(told->pauses, pauses);
   EXPECT_EQ(told->after.handles, told->before.handles);
   EXPECT_EQ(told->after.free_place, told->before.free_place);

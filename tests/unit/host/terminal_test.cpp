@@ -2,7 +2,6 @@
 // wrote as cells, whatever else happens to the terminal.
 #include <gtest/gtest.h>
 #include <iconv.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/time.h>
@@ -22,8 +21,8 @@
 namespace {
 
 using namespace tarn::platform;
-using test::SeenCell;
-using Screen = test::Terminal;
+using tarn::test::SeenCell;
+using Screen = tarn::test::Terminal;
 
 // The glyphs of a console, from sources of their own.
 std::vector<char32_t> glyphs() {
@@ -234,9 +233,8 @@ TEST_F(HostConsole, OnlyWhatChangedIsSentAndInOnePiece) {
 
 TEST_F(HostConsole, StartsBelowWhatIsThereAndOnlyWhenItIsUsed) {
   Screen terminal(80, 10);
-  ASSERT_GT(write(terminal.observer(), "$ program\n", 10), 0);  // as a shell would
-  termios before{}, after{};
-  tcgetattr(terminal.observer(), &before);
+  terminal.print("$ program\n");  // as a shell would
+  const termios before = terminal.mode();
   const Handle screen = open_screen(terminal);
   ConsoleCursorInfo look{};
   EXPECT_NE(GetConsoleCursorInfo(screen, &look), 0);
@@ -254,15 +252,13 @@ TEST_F(HostConsole, StartsBelowWhatIsThereAndOnlyWhenItIsUsed) {
   EXPECT_EQ(terminal.text_of(0), "$ program");
   EXPECT_EQ(terminal.text_of(2), "cells");
   EXPECT_EQ(std::pair(terminal.column, terminal.row), std::pair(0, 2));
-  tcgetattr(terminal.observer(), &after);
-  EXPECT_EQ(std::memcmp(&before, &after, sizeof before), 0);
+  EXPECT_TRUE(terminal.has_mode(before));
 }
 
 TEST_F(HostConsole, TerminalsWithoutCellsAreNoConsoles) {
   Screen terminal(80, 25);
   Screen unsized(80, 25);
-  const winsize none{};
-  ioctl(unsized.observer(), TIOCSWINSZ, &none);
+  unsized.set_size(0, 0);
   const struct {
     const char* term;
     Screen* terminal;
@@ -363,7 +359,7 @@ TEST_F(HostConsole, WhatOthersPrintIsAskedFor) {
   Screen terminal(20, 6);
   const Handle screen = open_screen(terminal);
   write_text(screen, 0, 1, "kept");
-  ASSERT_GT(write(terminal.observer(), "\x1B[2;1Hother\r\n", 13), 0);
+  terminal.print("\x1B[2;1Hother\r\n");
   lose_screen();
   EXPECT_EQ(cursor(screen).y, 2);
   write_text(screen, 0, 1, "kept ");
@@ -545,8 +541,7 @@ TEST_F(HostConsole, KeysAreRecordsAndTheModeLastsAsLongAsTheCall) {
   Screen terminal(80, 25);
   const Handle screen = open_screen(terminal);
   const Handle input = open_input(terminal);
-  termios before{}, after{};
-  tcgetattr(terminal.observer(), &before);
+  const termios before = terminal.mode();
   const struct {
     std::vector<std::string> parts;  // that come one by one
     int key;
@@ -554,10 +549,8 @@ TEST_F(HostConsole, KeysAreRecordsAndTheModeLastsAsLongAsTheCall) {
       {{"\r"}, 13}, {{"\x1B"}, 27}, {{"\x1B[2", "1~"}, 0x7900}, {{"\x1A"}, 26}, {{"\x13"}, 19}};
   for (const auto& c : cases) {
     std::thread typist([&] {
-      termios now{};
-      do {
-        tcgetattr(terminal.observer(), &now);
-      } while ((now.c_lflag & ICANON) != 0);
+      while ((terminal.mode().c_lflag & ICANON) != 0) {
+      }
       for (const std::string& part : c.parts) {
         if (&part != &c.parts[0]) std::this_thread::sleep_for(std::chrono::milliseconds(10));
         terminal.type(part);
@@ -566,8 +559,7 @@ TEST_F(HostConsole, KeysAreRecordsAndTheModeLastsAsLongAsTheCall) {
     EXPECT_EQ(key_of(input), c.key);
     typist.join();
   }
-  tcgetattr(terminal.observer(), &after);
-  EXPECT_EQ(std::memcmp(&before, &after, sizeof before), 0);
+  EXPECT_TRUE(terminal.has_mode(before));
   InputRecord record{};
   std::uint32_t count = 9;
   EXPECT_EQ(ReadConsoleInputA(screen, &record, 1, &count), 0);
@@ -665,9 +657,7 @@ TEST(KeyDecoder, EveryKeyHasItsRecord) {
 int status_on(Screen& terminal, const std::function<void(Handle)>& work) {
   const pid_t child = fork();
   if (child == 0) {
-    setsid();
-    ioctl(terminal.observer(), TIOCSCTTY, 0);
-    for (int i = 0; i < 3; ++i) dup2(terminal.observer(), i);
+    terminal.lead_session();
     const rlimit no_core{0, 0};
     setrlimit(RLIMIT_CORE, &no_core);
     for (const int number : {SIGSEGV, SIGABRT}) signal(number, SIG_DFL);  // not a sanitizer's
@@ -712,8 +702,7 @@ TEST_F(HostConsole, EveryEndLeavesTheTerminalAsItWas) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     Screen terminal(80, 10);
-    termios before{}, after{};
-    tcgetattr(terminal.observer(), &before);
+    const termios before = terminal.mode();
     const int status = status_on(terminal, [&](Handle screen) {
       const ConsoleCursorInfo hidden{100, 0};
       if (!GetConsoleScreenBufferInfo(screen, &info)) _exit(90);
@@ -727,10 +716,7 @@ TEST_F(HostConsole, EveryEndLeavesTheTerminalAsItWas) {
     });
     EXPECT_EQ(status & ~0x80, c.status);
     terminal.settle();
-    tcgetattr(terminal.observer(), &after);
-    EXPECT_EQ(after.c_lflag, before.c_lflag);
-    EXPECT_EQ(after.c_iflag, before.c_iflag);
-    EXPECT_EQ(std::memcmp(after.c_cc, before.c_cc, sizeof before.c_cc), 0);
+    EXPECT_TRUE(terminal.has_mode(before));
     EXPECT_EQ(std::pair(terminal.column, terminal.row), std::pair(0, 5));
     EXPECT_EQ(terminal.pen, SeenCell{});
     EXPECT_TRUE(terminal.cursor_visible);
@@ -783,7 +769,7 @@ TEST_F(HostConsole, ThePromptComesOnAFreshLine) {
 
 TEST_F(HostConsole, TextFromBeforeIsNoOutput) {
   Screen terminal(80, 4);
-  ASSERT_GT(write(terminal.observer(), "\n\n\n$ ", 5), 0);
+  terminal.print("\n\n\n$ ");
   const Handle screen = open_screen(terminal);
   print(screen, "\n\n");
   restore_terminal();
@@ -875,7 +861,7 @@ TEST_F(HostConsole, TmuxShowsTheSame) {
   std::string shown = capture("ready");
   std::string lines;
   for (const char c : shown) lines += c == '\n' ? "\r\n" : std::string(1, c);
-  ASSERT_GT(write(copy.observer(), lines.data(), lines.size()), 0);
+  copy.print(lines);
   copy.settle();
   EXPECT_EQ(output_of(tmux + where), "10 11 gallery\n");
   EXPECT_EQ(system((tmux + "send-keys F10").c_str()), 0);
