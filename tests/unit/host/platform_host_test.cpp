@@ -24,7 +24,6 @@
 #include "platform/posix/command_line.h"
 #include "platform/posix/program_start.h"
 #include "platform/posix/registry_text.h"
-#include "tests/support/pseudo_terminal.h"
 
 namespace {
 
@@ -337,56 +336,7 @@ TEST_F(HostPlatform, ManyHandlesEndInAnErrorAndComeBack) {
   CloseHandle(again);
 }
 
-// ---- Terminals and the end ----------------------------------------------------
-
-TEST(HostTerminal, ModeIsChangedAndPutBackHoweverTheProcessEnds) {
-  const tarn::test::PseudoTerminal terminal(80, 24);
-  const termios before = terminal.mode();
-  const struct {
-    const char* name;
-    void (*end)();
-    int status;
-  } cases[] = {
-      {"ExitProcess", [] { ExitProcess(3); }, 3 << 8},
-      {"ExitProcess, multiple of 256", [] { ExitProcess(512); }, 1 << 8},
-      {"exit", [] { exit(4); }, 4 << 8},
-      {"terminated", [] { raise(SIGTERM); }, SIGTERM},
-      {"interrupted", [] { raise(SIGINT); }, SIGINT},
-      {"fault", [] { raise(SIGSEGV); }, SIGSEGV},
-      {"fault with a handler that passes on",
-       [] {
-         AddVectoredExceptionHandler(
-             1, [](ExceptionPointers*) TARNAPI { return std::int32_t{kContinueSearch}; });
-         asm volatile("ud2");
-       },
-       SIGILL},
-  };
-  for (const auto& c : cases) {
-    const int status = status_of([&] {
-      const rlimit no_core{0, 0};
-      setrlimit(RLIMIT_CORE, &no_core);
-      for (const int number : {SIGSEGV, SIGILL}) signal(number, SIG_DFL);  // not a sanitizer's
-      const Handle input =
-          CreateFileA(terminal.path().c_str(), kGenericRead, 3, nullptr, kOpenExisting, 0, nullptr);
-      std::uint32_t mode = 0;
-      if (!GetConsoleMode(input, &mode) || mode != 7 || !SetConsoleMode(input, 1)) _exit(90);
-      if (!GetConsoleMode(input, &mode) || mode != 1) _exit(91);
-      if (SetConsoleMode(input, 0x1000) || FlushFileBuffers(input)) _exit(92);
-      if ((terminal.mode().c_lflag & (ICANON | ECHO)) != 0) _exit(93);
-      CloseHandle(input);
-      c.end();
-    });
-    EXPECT_EQ(status & ~0x80, c.status) << c.name;
-    EXPECT_TRUE(terminal.has_mode(before)) << c.name;
-  }
-  const Handle screen =
-      CreateFileA(terminal.path().c_str(), kGenericWrite, 3, nullptr, kOpenExisting, 0, nullptr);
-  std::uint32_t mode = 0;
-  EXPECT_NE(GetConsoleMode(screen, &mode), 0);
-  EXPECT_EQ(mode, 3u);
-  EXPECT_EQ(FlushFileBuffers(screen), 0);  // as a console refuses it
-  CloseHandle(screen);
-}
+// ---- Processes ----------------------------------------------------------------
 
 TEST(HostProcess, ClosedStandardHandlesAreNoneAndNotTakenByFiles) {
   const int status = status_of([] {
