@@ -124,5 +124,10 @@ fuzzed
 
 scripts/check_sources.sh || failed=$((failed + 1))
 
+# What this run compiled, it compiled without a warning.
+if grep -h 'warning: ' build/{host,windows,host-asan,fuzz}.log 2>/dev/null | sort -u | grep .; then
+  failed=$((failed + 1))
+fi
+
 echo "$passed passed, $failed failed, $skipped skipped"
 [ "$failed" = 0 ]

@@ -264,7 +264,7 @@ Bytes write_image(Image image) {
   const std::uint64_t headers_end =
       image.dos_part.size() + sizeof headers + image.sections.size() * sizeof(pe::SectionHeader);
   if (headers_end > image.sections.front().start()) {
-    refuse("no room for %zu section headers before the first section", image.sections.size());
+    refuse("no room for %u section headers before the first section", headers.file.section_count);
   }
   headers.optional.headers_size = static_cast<std::uint32_t>(round_up(headers_end, unit));
   headers.optional.image_size = image.align(image_end);

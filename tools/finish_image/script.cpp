@@ -128,7 +128,8 @@ std::string Lister::decoded(std::uint8_t opcode) {
     case kMarkImage:
       return "overwrite the image's first bytes with NOTE";
     default:
-      refuse("opcode %u at offset 0x%zx of the script is not known", opcode, at - 1);
+      refuse("opcode %u at offset 0x%x of the script is not known", opcode,
+             static_cast<unsigned>(at - 1));
   }
 }
 
