@@ -103,8 +103,10 @@ char* gets(char* buffer);
 
 /* ---- Indicators -------------------------------------------------------- */
 
-/* 1 once a read or write failed, or a read met the file's end; else 0. */
+/* 1 once a write failed, a block of 2 GiB was refused, or fgets was called behind
+ * the end of the file; else 0. */
 int ferror(FILE* stream);
+/* 1 once a read met the end of the file or failed, else 0. */
 int feof(FILE* stream);
 /* Sets both indicators back to 0. */
 void clearerr(FILE* stream);

@@ -45,8 +45,8 @@ char* i64toa(long long value, char* buffer, int radix);
 /* Out of range: the largest or least value. */
 long strtol(const char* text, char** end, int radix);
 long long strtol64(const char* text, char** end, int radix);
-/* Out of range: all bits set. A value up to a tenth above the range may wrap
- * instead. A sign negates. */
+/* Out of range: all bits set. A value that only its last digit takes out of the
+ * range wraps instead: 4294967296 gives 0. A sign negates. */
 unsigned long strtoul(const char* text, char** end, int radix);
 unsigned long long strtoul64(const char* text, char** end, int radix);
 /* Out of range, of a number with an exponent: 1e308 or -1e308. The result is

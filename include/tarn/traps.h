@@ -102,8 +102,8 @@ tarn_break_routine* SET_TRAP(tarn_break_routine* routine, const int* type) __asm
 /* ---- Labels -------------------------------------------------------------------- */
 
 /* Records the place behind the call in `cell`; 256 bytes of the heap, never
- * freed. The result is not 1; after a jump to the label it is 1. All registers
- * that a routine keeps for its caller are kept. */
+ * freed; without room it raises 199. The result is not 1; after a jump to the
+ * label it is 1. All registers that a routine keeps for its caller are kept. */
 long long LABEL(void** cell) __asm__("LABEL@") __attribute__((returns_twice));
 
 /* Goes to the place, any number of times while its routine has not returned. */

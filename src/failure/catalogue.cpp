@@ -211,7 +211,7 @@ constexpr const char* kTexts[] = {
     /* 196 */ "Expected ON or OFF",
     /* 197 */ "Requested a negative amount of memory",
     /* 198 */ "Not enough storage heap to open window",
-    /* 199 */ "Run out of heap space",  // vmalloc, __add_array_destruct_info, __tarn_decompress, __start_process_and_wait, CloseProgressThread
+    /* 199 */ "Run out of heap space",  // vmalloc, __add_array_destruct_info, __tarn_decompress, __start_process_and_wait, CloseProgressThread, LABEL@
     /* 200 */ "Buffer overflow in namelist-directed I/O",
     /* 201 */ "End-of-file in namelist input group",
     /* 202 */ "Syntax error encountered while reading namelist group",
@@ -359,7 +359,7 @@ constexpr const char* kTexts[] = {
     /* 340 */ "Object is not a streambuf class",
     /* 341 */ "Invalid window handle",
     /* 342 */ "Reference to position beyond buffer",
-    /* 343 */ "Invalid stream pointer (FILE*=NULL)",  // fgetpos, fseek, ftell
+    /* 343 */ "Invalid stream pointer (FILE*=NULL)",  // fgetpos, fseek, ftell, rewind()
     // Others
     /* 344 */ "JUMP@ in incompatible with the .NET framework",
     /* 345 */ "%1",  // text_error, ReportErrorString@

@@ -19,6 +19,13 @@
 
 namespace tarn {
 
+// Numbers that more than one source raises; failure/catalogue.cpp has the texts.
+inline constexpr std::int32_t kErrorFormatArguments = 291;
+inline constexpr std::int32_t kErrorFileStructure = 296;
+inline constexpr std::int32_t kErrorPrintedDouble = 297;
+inline constexpr std::int32_t kErrorPrintedLongDouble = 298;
+inline constexpr std::int32_t kErrorStreamPointer = 343;
+
 extern "C" {
 // Raises `number`; the registers of %1 to %6 hold what they happen to hold.
 // The form for C code.

@@ -49,8 +49,13 @@ inline constexpr std::uint64_t kPowersOfTen[20] = {
     10'000'000'000'000'000'000u,
 };
 
+inline constexpr std::int32_t kMinRadix = 2;
+inline constexpr std::int32_t kMaxRadix = 36;
+
 // The longest digits of 64 bits: radix 2.
 inline constexpr int kMaxDigits = 64;
+
+inline bool is_decimal(char c) { return c >= '0' && c <= '9'; }
 
 // Bits up to the highest one set; 1 for 0.
 inline int bit_length(std::uint64_t value) { return 64 - __builtin_clzll(value | 1); }

@@ -8,8 +8,6 @@
 namespace tarn {
 namespace {
 
-constexpr std::int32_t kInvalidFile = 296;
-constexpr std::int32_t kNullStream = 343;
 constexpr std::int32_t kWriteFailed = 307;  // in errno
 
 constexpr std::uint32_t kTransferSize = 8192;
@@ -28,12 +26,12 @@ constexpr std::uint32_t kFromEnd = 2;
 constexpr RuntimeCell kStandardCells[] = {kCellStdin, kCellStdout, kCellStderr};
 
 inline void check(const FILE* stream) {
-  if (!stream || stream->magic != kFileMagic) __RuntimeError(kInvalidFile);
+  if (!stream || stream->magic != kFileMagic) __RuntimeError(kErrorFileStructure);
 }
 
 inline void check_position(const FILE* stream) {
-  if (!stream) __RuntimeError(kNullStream);
-  if (stream->magic != kFileMagic) __RuntimeError(kInvalidFile);
+  if (!stream) __RuntimeError(kErrorStreamPointer);
+  check(stream);
 }
 
 inline void set(FILE* stream, FileFlag flag) {
@@ -53,6 +51,11 @@ inline std::int64_t transfer_total(std::uint64_t size, std::uint64_t count, FILE
     return -1;
   }
   return total;
+}
+
+// The bytes of the next block, of at most `most`.
+inline std::uint32_t block_of(std::int64_t left, std::uint32_t most) {
+  return left < most ? static_cast<std::uint32_t>(left) : most;
 }
 
 // Ends a record. A standard stream is forgotten too.
@@ -203,9 +206,7 @@ std::uint64_t fread(void* buffer, std::uint64_t size, std::uint64_t count, FILE*
   // program, and bytes behind a short read stay as they were.
   char block[kTransferSize];
   while (next < end) {
-    const std::int64_t left = end - next;
-    const auto wanted =
-        left < kTransferSize ? static_cast<std::uint32_t>(left) : std::uint32_t{kTransferSize};
+    const std::uint32_t wanted = block_of(end - next, kTransferSize);
     std::uint32_t delivered = 0;
     platform::ReadFile(stream->handle, block, wanted, &delivered, nullptr);
     if (text) {
@@ -233,9 +234,7 @@ std::uint64_t fwrite(const void* buffer, std::uint64_t size, std::uint64_t count
   char block[kTransferSize];
   if (stream->flags & kFileBinary) {
     while (next < end) {
-      const std::int64_t left = end - next;
-      const auto part =
-          left < kTransferSize ? static_cast<std::uint32_t>(left) : std::uint32_t{kTransferSize};
+      const std::uint32_t part = block_of(end - next, kTransferSize);
       digits::copy_bytes(block, next, part);
       next += part;
       good &= write_block(stream, block, part);
@@ -243,9 +242,7 @@ std::uint64_t fwrite(const void* buffer, std::uint64_t size, std::uint64_t count
     return good ? count : 0;
   }
   while (next < end) {
-    const std::int64_t left = end - next;
-    const auto target =
-        left < kTextTarget ? static_cast<std::uint32_t>(left) : std::uint32_t{kTextTarget};
+    const std::uint32_t target = block_of(end - next, kTextTarget);
     std::uint32_t held = 0;  // at most target + 1, by a line feed at its end
     while (held < target) {
       const char c = *next++;

@@ -153,7 +153,7 @@ TARNAPI std::int32_t fsetpos(FILE* stream, const std::uint64_t* position);
 TARNAPI std::int32_t fseek(FILE* stream, std::int32_t offset, std::int32_t whence);
 // The low 32 bits of the position. A null stream raises 343.
 TARNAPI std::int32_t ftell(FILE* stream);
-// To the start, and clears both indicators.
+// To the start, and clears both indicators. A null stream raises 343.
 TARNAPI void rewind(FILE* stream);
 
 }  // namespace tarn

@@ -7,8 +7,6 @@
 namespace tarn {
 namespace {
 
-constexpr std::int32_t kInvalidDouble = 297;
-
 constexpr std::int32_t kExponentBias = 1023;
 constexpr std::uint32_t kExponentMask = 0x7FF;
 constexpr int kFractionBits = 52;
@@ -74,7 +72,7 @@ struct Decimal {
 inline Decimal scaled(double value) {
   const std::uint32_t field = exponent_field(value);
   // Infinities and NaN have no digits, and the steps would not end on them.
-  if (field == kExponentMask) FAIL_at(&kInvalidDouble);
+  if (field == kExponentMask) FAIL_at(&kErrorPrintedDouble);
   std::int32_t d = decimal_estimate(static_cast<std::int32_t>(field) - kExponentBias);
   const bool negative = !(value >= 0.0);
   value = __builtin_fabs(value);

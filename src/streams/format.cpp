@@ -8,10 +8,6 @@
 namespace tarn {
 namespace {
 
-constexpr std::int32_t kArgumentsExhausted = 291;
-constexpr std::int32_t kInvalidDouble = 297;
-constexpr std::int32_t kInvalidLongDouble = 298;
-
 constexpr std::int32_t kArgumentBudget = 100'000;
 constexpr std::int32_t kNarrowCost = 4;
 constexpr std::int32_t kWideCost = 8;
@@ -294,7 +290,7 @@ TARNAPI __attribute__((noinline)) void put_layout_through(Output& out, const Flo
 TARNAPI __attribute__((noinline)) void put_float(Output& out, const Directive& directive,
                                                  double value) {
   if (invalid_double(value)) {
-    FAIL_at(directive.long_long ? &kInvalidLongDouble : &kInvalidDouble);
+    FAIL_at(directive.long_long ? &kErrorPrintedLongDouble : &kErrorPrintedDouble);
   }
   FloatLayout layout;
   lay_out(layout, directive, value);
@@ -323,7 +319,7 @@ struct Arguments {
 
 inline Slot take(Arguments& arguments, std::int32_t cost) {
   arguments.budget -= cost;
-  if (arguments.budget < 0) FAIL_at(&kArgumentsExhausted);
+  if (arguments.budget < 0) FAIL_at(&kErrorFormatArguments);
   return *arguments.next++;
 }
 
@@ -331,11 +327,10 @@ inline std::int32_t take_int(Arguments& arguments) {
   return static_cast<std::int32_t>(take(arguments, kNarrowCost));
 }
 
-inline bool is_digit(char c) { return c >= '0' && c <= '9'; }
-
 inline std::int32_t number_at(const char*& text) {
   std::uint32_t number = 0;
-  for (; is_digit(*text); ++text) number = number * 10 + static_cast<std::uint32_t>(*text - '0');
+  for (; digits::is_decimal(*text); ++text)
+    number = number * 10 + static_cast<std::uint32_t>(*text - '0');
   return static_cast<std::int32_t>(number);
 }
 

@@ -4,13 +4,13 @@
 
 #include "numerics/elementary.h"
 #include "process/process_state.h"
+#include "streams/digits.h"
 #include "strings/character_class.h"
 
 namespace tarn {
 namespace {
 
-constexpr std::int32_t kMinRadix = 2;
-constexpr std::int32_t kMaxRadix = 36;
+using digits::is_decimal;
 
 constexpr double kLargeResult = 1e308;
 constexpr std::int64_t kHighestPlace = 309;  // digits before the point of numbers near 1e308
@@ -21,8 +21,6 @@ constexpr double kLargestFraction = 0.17976931348623157;
 constexpr double kLeastFraction = 0.22250738585072014;
 
 bool is_class(char c, CharacterClass wanted) { return (character_classes(c) & wanted) != 0; }
-
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
 char upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
@@ -42,9 +40,9 @@ const char* read_sign(const char* text, bool& negative) {
 
 // Of a digit or letter, 0 to 35; else more than any radix has.
 std::uint32_t digit_value(char c) {
-  if (is_digit(c)) return static_cast<std::uint32_t>(c - '0');
+  if (is_decimal(c)) return static_cast<std::uint32_t>(c - '0');
   const auto letter = static_cast<std::uint32_t>(upper(c) - 'A');
-  return letter < 26 ? letter + 10 : kMaxRadix;
+  return letter < 26 ? letter + 10 : digits::kMaxRadix;
 }
 
 bool is_hexadecimal_mark(const char* text) { return text[0] == '0' && upper(text[1]) == 'X'; }
@@ -53,7 +51,7 @@ template <class Unsigned>
 TARNAPI Unsigned parse_unsigned(const char* text, char** end, std::int32_t radix) {
   constexpr Unsigned kAllOnes = ~Unsigned{0};
   set_end(end, text);
-  if (radix != 0 && (radix < kMinRadix || radix > kMaxRadix)) {
+  if (radix != 0 && (radix < digits::kMinRadix || radix > digits::kMaxRadix)) {
     set_errno(kErrnoRange);
     return kAllOnes;
   }
@@ -120,7 +118,7 @@ const char* read_exponent(const char* text, std::int32_t& exponent) {
   bool negative;
   text = read_sign(text, negative);
   std::uint32_t magnitude = 0;
-  for (; is_digit(*text); ++text) {
+  for (; is_decimal(*text); ++text) {
     magnitude = magnitude * 10 + static_cast<std::uint32_t>(*text - '0');
   }
   exponent = static_cast<std::int32_t>(negative ? 0 - magnitude : magnitude);
@@ -133,12 +131,12 @@ inline const char* read_run(const char* text, double& mantissa) {
   constexpr std::uint64_t kLast = ((std::uint64_t{1} << 53) - 9) / 10;
   if (mantissa <= static_cast<double>(kLast)) {
     auto exact = static_cast<std::uint64_t>(mantissa);
-    for (; is_digit(*text) && exact <= kLast; ++text) {
+    for (; is_decimal(*text) && exact <= kLast; ++text) {
       exact = exact * 10 + static_cast<std::uint64_t>(*text - '0');
     }
     mantissa = static_cast<double>(static_cast<std::int64_t>(exact));
   }
-  for (; is_digit(*text); ++text) mantissa = mantissa * 10.0 + (*text - '0');
+  for (; is_decimal(*text); ++text) mantissa = mantissa * 10.0 + (*text - '0');
   return text;
 }
 
@@ -223,7 +221,7 @@ double strtod(const char* text, char** end) {
   set_end(end, text);
   bool negative;
   text = read_sign(skip_white(text), negative);
-  if (!is_digit(*text) && *text != '.') return 0.0;
+  if (!is_decimal(*text) && *text != '.') return 0.0;
   Digits number;
   text = read_digits(text, number);
   if (number.exponent != 0 && !scale_without_traps(number)) {

@@ -18,8 +18,8 @@ namespace tarn {
 // White space, a sign (also for the unsigned ones: the value is negated), and
 // digits of the radix; radix 0 takes 16 from "0x", 8 from another "0", else
 // 10; radix 16 allows "0x". Out of range or a bad radix: all bits set. A value
-// in the last tenth above the range may wrap without an error: 4294967296
-// gives 0.
+// that only its last digit takes out of the range wraps without an error:
+// 4294967296 gives 0.
 TARNAPI std::uint32_t strtoul(const char* text, char** end, std::int32_t radix);
 TARNAPI std::uint64_t strtoul64(const char* text, char** end, std::int32_t radix);
 

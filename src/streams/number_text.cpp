@@ -1,16 +1,15 @@
 #include "streams/number_text.h"
 
+#include "numerics/elementary.h"
 #include "process/process_state.h"
 #include "streams/digits.h"
 
 namespace tarn {
 namespace {
 
-constexpr std::int32_t kMinRadix = 2;
-constexpr std::int32_t kMaxRadix = 36;
-constexpr std::int32_t kBadArgument = -1001;
-
-bool is_radix(std::int32_t radix) { return radix >= kMinRadix && radix <= kMaxRadix; }
+bool is_radix(std::int32_t radix) {
+  return radix >= digits::kMinRadix && radix <= digits::kMaxRadix;
+}
 
 char* write_unsigned(std::uint64_t value, char* buffer, std::int32_t radix) {
   if (radix == 10 || !is_radix(radix)) {
@@ -40,7 +39,7 @@ char* write_unsigned(std::uint64_t value, char* buffer, std::int32_t radix) {
 
 char* write_signed(std::int64_t value, char* buffer, std::int32_t radix) {
   if (!is_radix(radix)) {
-    set_errno(kBadArgument);
+    set_errno(kErrnoRange);
     return nullptr;
   }
   if (value >= 0) return write_unsigned(static_cast<std::uint64_t>(value), buffer, radix);

@@ -15,9 +15,6 @@ void store(void* destination, Value value) {
   __builtin_memcpy(destination, &value, sizeof value);
 }
 
-constexpr std::int32_t kArgumentsExhausted = 291;
-constexpr std::int32_t kInvalidFile = 296;
-constexpr std::int32_t kNullStream = 343;
 constexpr std::int32_t kNothingRead = 373;  // "No characters read by scanf"
 
 constexpr std::int32_t kArgumentBudget = 100'000;
@@ -443,7 +440,7 @@ std::int32_t scan(const char* format, const Slot* slots) {
     budget -= kArgumentCost;
     if (budget < 0) {
       if (directive.suppress) return count;
-      __RuntimeError(kArgumentsExhausted);
+      __RuntimeError(kErrorFormatArguments);
     }
     if (*format == 'n') {
       if (!directive.suppress) store_count(directive, slots);
@@ -489,8 +486,8 @@ std::int32_t scanf(const char* format, ...) {
 
 std::int32_t fscanf(FILE* stream, const char* format, ...) {
   TARN_SLOTS_BEHIND(slots, format);
-  if (!stream) return check_exception(0, 0, kNullStream);
-  if (stream->magic != kFileMagic) __RuntimeError(kInvalidFile);
+  if (!stream) return check_exception(0, 0, kErrorStreamPointer);
+  if (stream->magic != kFileMagic) __RuntimeError(kErrorFileStructure);
   if (feof(stream)) return kEndOfFile;
   return scan_from(stream, format, slots);
 }
