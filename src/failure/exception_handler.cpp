@@ -1,7 +1,10 @@
 #include "failure/exception_handler.h"
 
+#include <xmmintrin.h>
+
 #include "failure/error_message.h"
 #include "failure/exception_table.h"
+#include "failure/floating_point_traps.h"
 #include "failure/report.h"
 #include "failure/safe_memory.h"
 #include "failure/traceback.h"
@@ -9,21 +12,18 @@
 #include "process/process_state.h"
 #include "process/raising.h"
 #include "storage/expanding_region.h"
+#include "streams/file_stream.h"
 #include "streams/format.h"
 #include "strings/c_string.h"
 
 namespace tarn {
 namespace {
 
-constexpr std::uint32_t kDenormalOperand = 0xC000008D;
-constexpr std::uint32_t kInvalidOperation = 0xC0000090;
-constexpr std::uint32_t kUnderflow = 0xC0000093;
 constexpr std::uint16_t kTrapBytes = 0x09CD;  // `int 9`, as a word
 constexpr std::uint8_t kBreakpointByte = 0xCC;
 constexpr std::uint32_t kErrorSeverity = 0x80000000;
 constexpr std::int64_t kErrorNoPhysicalMemory = 367;
 constexpr std::uint32_t kStatusFailed = 1;
-constexpr std::uint32_t kTrapsMasked = 0x1F80;  // of the MXCSR
 constexpr std::uint32_t kPathSize = 1024;
 constexpr char kHeading[] = "Brackenmoor exception report on ";
 
@@ -85,7 +85,7 @@ void clear_trapped_flags(platform::AMD_CONTEXT* context) {
   __builtin_memcpy(context->FxSaveArea + kFxSaveMxcsr, &context->MxCsr, sizeof context->MxCsr);
 }
 
-// Step by step the same for all: a routine's answer, or kTrapReport.
+// The answer of the routine for the row; kTrapReport if there is none.
 std::int32_t ask_trap_routine(const exception_row& row, platform::ExceptionPointers* exception) {
   TrapRoutine routine = row.handler;
   if (!routine && (row.flags & kFloatingPointException)) routine = float_trap;
@@ -100,12 +100,22 @@ std::int32_t ask_trap_routine(const exception_row& row, platform::ExceptionPoint
   return answer;
 }
 
+// One line on standard output, by a stream of its own: the program may have
+// closed the other.
+void print_line(const char* text) {
+  FILE stream{kFileMagic, reinterpret_cast<platform::Handle>(runtime_cell(kCellOutputHandle)), 0,
+              0};
+  fprintf(&stream, "%s\n", text);
+}
+
 // A failure inside the report: whatever it was, the process ends.
 [[noreturn]] void fail_in_report(const platform::ExceptionPointers& exception) {
   static std::int32_t told;  // a step that fails is not tried again
   if (told == 0) {
     told = 1;
-    printf("Exception %llx  %x\n", exception.context->Rip, exception.record->code);
+    char line[64];
+    sprintf(line, "Exception %llx  %x", exception.context->Rip, exception.record->code);
+    print_line(line);
   }
   if (told == 1) {
     told = 2;
@@ -187,10 +197,11 @@ extern "C" TARN_MACHINERY std::int32_t __system_exception_handler(
     platform::ExceptionPointers* exception) {
   if (dump_busy) return kTrapPassOn;
   // The handler's own arithmetic must not trap; the context keeps the program's.
-  asm volatile("ldmxcsr %0" : : "m"(kTrapsMasked));
+  _mm_setcsr(kTrapsMasked);
   platform::AMD_CONTEXT* const context = exception->context;
   std::uint32_t& code = exception->record->code;
   if (is_denormal_operand(code, context->MxCsr)) code = kDenormalOperand;
+  if (!report_busy) exception_context = context;  // what a trap routine may show
   const char* name = "Unknown exception";
   if (const exception_row* const row = find_exception(code)) {
     const std::int32_t answer = ask_trap_routine(*row, exception);
@@ -229,7 +240,7 @@ extern "C" TARN_MACHINERY std::int32_t __system_exception_handler(
   }
   walk_back(*exception);
   if (kill_dialogbox) {
-    printf("%s\n", message);
+    print_line(message);
     platform::ExitProcess(kStatusFailed);
   }
   traceback_text = traceback;

@@ -6,7 +6,6 @@ namespace tarn {
 namespace {
 
 constexpr std::uint64_t kFloat = kFloatingPointException;
-constexpr std::uint32_t kUnderflow = 0xC0000093;
 
 enum TrapType : std::int32_t { kCatchAll = 12, kFloatAll = 13, kTrapTypes = 16 };
 

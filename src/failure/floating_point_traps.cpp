@@ -1,5 +1,7 @@
 #include "failure/floating_point_traps.h"
 
+#include <xmmintrin.h>
+
 #include "failure/decoder.h"
 #include "failure/safe_memory.h"
 #include "paneview/paneview.h"
@@ -27,14 +29,6 @@ std::int32_t underflow_count;
 std::int32_t underflow_notice_pending = 1;
 std::uint32_t saved_mxcsr = kNothingSaved;
 BreakRoutine break_routine;
-
-std::uint32_t read_mxcsr() {
-  std::uint32_t mxcsr;
-  asm volatile("stmxcsr %0" : "=m"(mxcsr));
-  return mxcsr;
-}
-
-void write_mxcsr(std::uint32_t mxcsr) { asm volatile("ldmxcsr %0" : : "m"(mxcsr)); }
 
 // A scalar or packed SSE instruction: mandatory prefix, REX, 0F, opcode, ModRM.
 struct SseInstruction {
@@ -64,8 +58,7 @@ bool depends_on_destination(std::uint8_t opcode) {
   return opcode == 0x58 || opcode == 0x59 || opcode == 0x5C || opcode == 0x5E;
 }
 
-// Clears the register in both places where the context holds it; true if it
-// was zero before.
+// True if the register was zero before.
 bool clear_register(platform::AMD_CONTEXT* context, int number) {
   std::uint8_t* const bytes =
       context->FxSaveArea + kFxSaveXmm + kXmmSize * static_cast<std::size_t>(number);
@@ -92,8 +85,7 @@ bool step_over(platform::AMD_CONTEXT* context) {
 
 void __set_software_underflows(std::int32_t mode) {
   if (mode < kHardware || mode > kReport) return;
-  const std::uint32_t mxcsr = read_mxcsr();
-  write_mxcsr(mode == kHardware ? mxcsr | kMaskUnderflow : mxcsr & ~kMaskUnderflow);
+  _mm_setcsr(mode == kHardware ? _mm_getcsr() | kMaskUnderflow : _mm_getcsr() & ~kMaskUnderflow);
   underflow_mode = mode;
 }
 
@@ -127,10 +119,10 @@ void UNDERFLOW_COUNT$(std::int32_t* count) {
 std::int64_t EXCEPTION_ADDRESS$() { return 0; }
 
 void mask_all_fp_errors(std::int32_t on) {
-  if (saved_mxcsr == kNothingSaved) saved_mxcsr = read_mxcsr();
-  write_mxcsr(on ? read_mxcsr() | kMaskUnderflow | kMaskOverflow | kMaskInvalid | kMaskZeroDivide |
-                       kFlushToZero | kDenormalsAreZero
-                 : saved_mxcsr);
+  if (saved_mxcsr == kNothingSaved) saved_mxcsr = _mm_getcsr();
+  _mm_setcsr(on ? _mm_getcsr() | kMaskUnderflow | kMaskOverflow | kMaskInvalid | kMaskZeroDivide |
+                      kFlushToZero | kDenormalsAreZero
+                : saved_mxcsr);
 }
 
 std::int32_t underflow_handler(platform::AMD_CONTEXT* context, platform::ExceptionRecord*,

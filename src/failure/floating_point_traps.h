@@ -9,6 +9,9 @@
 
 namespace tarn {
 
+// The MXCSR with no exception unmasked, as the system starts a thread.
+inline constexpr std::uint32_t kTrapsMasked = 0x1F80;
+
 // 0: the processor gives zero and nothing is counted. 1: each underflow traps,
 // is counted and gives zero. 2: each traps, is counted and ends in the report.
 // Sets the calling thread's control register. Another mode changes nothing.

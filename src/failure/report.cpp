@@ -1,7 +1,10 @@
 #include "failure/report.h"
 
+#include <xmmintrin.h>
+
 #include "failure/decoder.h"
 #include "failure/exception_table.h"
+#include "failure/floating_point_traps.h"
 #include "failure/safe_memory.h"
 #include "failure/traceback.h"
 #include "paneview/paneview.h"
@@ -22,7 +25,6 @@ constexpr std::uint32_t kProgramPathSize = 10'000;
 constexpr std::uint64_t kReportSize = 100'000;
 constexpr std::uint64_t kShownNameSize = 100;
 constexpr std::uint64_t kDateSize = 32;
-constexpr std::uint32_t kTrapsMasked = 0x1F80;
 
 using platform::AMD_CONTEXT;
 
@@ -177,7 +179,7 @@ TARN_MACHINERY std::int32_t start_window() {
 }
 
 TARN_MACHINERY void prepare_register_details(char* text) {
-  asm volatile("ldmxcsr %0" : : "m"(kTrapsMasked));
+  _mm_setcsr(kTrapsMasked);
   const AMD_CONTEXT& context = *exception_context;
   for (const auto& line : kRegisterLines) {
     text += sprintf(text, line.format, context.*line.registers[0], context.*line.registers[1],

@@ -34,7 +34,8 @@ void read_null() {
 // In the child: output to standard error, and the report as one line.
 void prepare(bool dialog) {
   tarn::test::initialise();
-  tarn::standard_stream(tarn::kCellStdout)->handle = platform::GetStdHandle(-12);
+  tarn::runtime_cell(tarn::kCellOutputHandle) =
+      reinterpret_cast<tarn::Slot>(platform::GetStdHandle(-12));
   tarn::kill_dialogbox = !dialog;
 }
 
@@ -59,6 +60,21 @@ TEST_F(Handler, PassesOnWhatIsNotItsOwn) {
   tarn::dump_busy = 1;
   EXPECT_EQ(handle(0xC0000005, &context_), kDeclined);
   tarn::dump_busy = 0;
+}
+
+TEST_F(Handler, HasTheContextReadyForATrapRoutine) {
+  static char text[tarn::kRegisterDetailsSize];
+  const std::int32_t integer_divide = 14;
+  const tarn::TrapRoutine before = tarn::TRAP_EXCEPTION_at(
+      &integer_divide,
+      [](platform::AMD_CONTEXT*, platform::ExceptionRecord*, std::int32_t) TARNAPI -> std::int32_t {
+        tarn::prepare_register_details(text);
+        return tarn::kTrapPassOn;
+      });
+  context_.Rax = 0x4711;
+  EXPECT_EQ(handle(0xC0000094, &context_), tarn::kTrapPassOn);
+  EXPECT_EQ(std::string(text, 22), "RAX = 0000000000004711");
+  tarn::TRAP_EXCEPTION_at(&integer_divide, before);
 }
 
 TEST_F(Handler, GrowsARegionFromTheFaultUp) {
@@ -165,7 +181,8 @@ TEST_F(FatalFailure, InsideTheReportEndsTheProcess) {
         tarn::report_busy = 1;
         read_null();
       },
-      ::testing::ExitedWithCode(1), "Fatal error!: Brackenmoor exception handler has failed");
+      ::testing::ExitedWithCode(1),
+      "Exception \\w+  c0000005\\s+Fatal error!: Brackenmoor exception handler has failed");
 }
 
 TEST_F(FatalFailure, OfAnUnknownKindHasItsCode) {
@@ -178,14 +195,14 @@ TEST_F(FatalFailure, OfAnUnknownKindHasItsCode) {
       ::testing::ExitedWithCode(1), "Unknown exception \\(c0001234\\)");
 }
 
-TEST_F(FatalFailure, WithDamagedStreamsStillEnds) {
+TEST_F(FatalFailure, IsToldWithoutAStreamToo) {
   EXPECT_EXIT(
       {
         prepare(false);
-        tarn::standard_stream(tarn::kCellStdout)->magic = 0;
+        tarn::fclose(tarn::standard_stream(tarn::kCellStdout));
         read_null();
       },
-      ::testing::ExitedWithCode(1), "Fatal error!");
+      ::testing::ExitedWithCode(1), "Access violation \\(c0000005\\)");
 }
 
 TEST_F(FatalFailure, ShowsTheWholeReportWhereNobodyAnswers) {
