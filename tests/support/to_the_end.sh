@@ -4,7 +4,7 @@
 #
 #   to_the_end.sh PROGRAM ARGUMENTS...
 set -u
-export TEST_PREMATURE_EXIT_FILE=unfinished.$$ # GoogleTest takes it away at the end
+export TEST_PREMATURE_EXIT_FILE=$PWD/unfinished.$$ # GoogleTest takes it away at the end
 "$@"
 status=$?
 if [ -e "$TEST_PREMATURE_EXIT_FILE" ]; then
