@@ -64,6 +64,7 @@ enum Directory : std::size_t {
   kRelocationDirectory = 5,
   kDebugDirectory = 6,
   kTlsDirectory = 9,
+  kLoadConfigDirectory = 10,
   kBoundImportDirectory = 11,
   kImportAddressTable = 12,
   kDelayImportDirectory = 13,

@@ -49,7 +49,8 @@ Interpreter find_interpreter(Image& image) {
         kPageSize);
   }
   if (!section->is(pe::kSectionWrite)) refuse("the interpreter's data section is read-only");
-  if (interpreter.area_end < interpreter.area || interpreter.area_end > section->end()) {
+  if (interpreter.area < section->start() || interpreter.area_end < interpreter.area ||
+      interpreter.area_end > section->end()) {
     refuse("the room for the script is damaged");
   }
   return interpreter;
@@ -63,7 +64,7 @@ void refuse_unsupported(const Image& image) {
     const char* what;
   } kUnsupported[] = {
       {pe::kTlsDirectory, "thread-local storage"},
-      {10, "a load configuration"},
+      {pe::kLoadConfigDirectory, "a load configuration"},
       {pe::kDelayImportDirectory, "delayed imports"},
       {pe::kBoundImportDirectory, "bound imports"},
       {pe::kClrDirectory, "managed code"},
@@ -228,8 +229,10 @@ std::string place_script(Image& image, const Interpreter& interpreter, const Scr
   const std::size_t size = bytes.size();
   if (size <= room) {
     Section* section = section_at(image, offset);
-    const std::size_t at = offset - section->start();
-    if (at + size > section->bytes.size()) refuse("the room for the script has no bytes");
+    const std::size_t at = section == nullptr ? 0 : offset - section->start();
+    if (section == nullptr || at + size > section->bytes.size()) {
+      refuse("the room for the script has no bytes");
+    }
     std::copy(bytes.begin(), bytes.end(), section->bytes.begin() + static_cast<std::ptrdiff_t>(at));
   } else {
     offset = next_section_offset(image);

@@ -124,6 +124,7 @@ void read_symbols(Image& image) {
 
 void read_sections(Image& image, const Bytes& file, std::uint64_t at) {
   std::uint32_t next = 0;
+  std::uint64_t bytes_taken = 0;
   for (unsigned i = 0; i < image.headers.file.section_count; i++) {
     Section section;
     section.header =
@@ -135,7 +136,8 @@ void read_sections(Image& image, const Bytes& file, std::uint64_t at) {
     }
     const pe::SectionHeader& header = section.header;
     const char* name = section.name.c_str();
-    if (header.virtual_address > kLargestImage || section.memory_size() > kLargestImage) {
+    if (header.virtual_address > kLargestImage ||
+        section.memory_size() > kLargestImage - header.virtual_address) {
       refuse("section %s lies beyond the largest image", name);
     }
     if (i == 0 ? header.virtual_address % kPageSize != 0 || header.virtual_address == 0
@@ -144,12 +146,12 @@ void read_sections(Image& image, const Bytes& file, std::uint64_t at) {
     }
     if (header.raw_offset != 0 && header.raw_size != 0) {
       const std::uint8_t* raw = bytes_of(file, header.raw_offset, header.raw_size, name);
+      bytes_taken += header.raw_size;
+      if (bytes_taken > file.size()) refuse("section %s shares its bytes with another", name);
       section.bytes.assign(raw, raw + header.raw_size);
     }
     next = image.align(section.end());
-    if (next == header.virtual_address || next > kLargestImage) {
-      refuse("section %s has no size", name);
-    }
+    if (next == header.virtual_address) refuse("section %s has no size", name);
     image.sections.push_back(std::move(section));
   }
 }
@@ -195,6 +197,21 @@ void move_debug_directory(Image& image) {
   }
 }
 
+template <typename Value>
+Value read_value(Image& image, std::uint64_t offset, const char* what) {
+  const Section* section = section_at(image, offset);
+  if (section == nullptr || section->end() - offset < sizeof(Value)) {
+    refuse("%s at 0x%llx lies outside the image", what, static_cast<unsigned long long>(offset));
+  }
+  const std::size_t at = static_cast<std::size_t>(offset - section->start());
+  Value value = 0;
+  if (at < section->bytes.size()) {
+    std::memcpy(&value, section->bytes.data() + at,
+                std::min(sizeof value, section->bytes.size() - at));
+  }
+  return value;
+}
+
 // The published sum of an image: its 16-bit words with end-around carry, the
 // field itself taken as zero, plus the file's length.
 std::uint32_t image_checksum(const Bytes& file) {
@@ -215,7 +232,14 @@ void refuse(const char* format, ...) {
   va_start(arguments, format);
   std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
-  throw Refusal{text};
+  throw Refusal{printable(text)};
+}
+
+std::string printable(std::string text) {
+  for (char& c : text) {
+    if (static_cast<unsigned char>(c) < ' ' || c == 0x7F) c = '?';
+  }
+  return text;
 }
 
 bool Image::is_finished() const {
@@ -360,20 +384,16 @@ std::string describe(const Image& image, std::uint64_t offset) {
   return best->name + distance;
 }
 
+std::uint16_t read_u16(Image& image, std::uint64_t offset, const char* what) {
+  return read_value<std::uint16_t>(image, offset, what);
+}
+
+std::uint32_t read_u32(Image& image, std::uint64_t offset, const char* what) {
+  return read_value<std::uint32_t>(image, offset, what);
+}
+
 std::uint64_t read_u64(Image& image, std::uint64_t offset, const char* what) {
-  const Section* section = section_at(image, offset);
-  if (section == nullptr || section->end() - offset < 8) {
-    refuse("%s at 0x%llx lies outside the image", what, static_cast<unsigned long long>(offset));
-  }
-  const std::size_t at = static_cast<std::size_t>(offset - section->start());
-  std::uint8_t bytes[8] = {};
-  if (at < section->bytes.size()) {
-    std::memcpy(bytes, section->bytes.data() + at,
-                std::min<std::size_t>(8, section->bytes.size() - at));
-  }
-  std::uint64_t value;
-  std::memcpy(&value, bytes, 8);
-  return value;
+  return read_value<std::uint64_t>(image, offset, what);
 }
 
 void write_u64(Image& image, std::uint64_t offset, std::uint64_t value, const char* what) {

@@ -17,11 +17,15 @@ namespace finisher {
 namespace pe = tarn::pe;
 using Bytes = std::vector<std::uint8_t>;
 
-// Why an image cannot be finished: one line for the user. Thrown.
+// Why an image cannot be finished: one line for the user, whatever the names in
+// the image are. Thrown.
 struct Refusal {
   std::string text;
 };
 [[noreturn, gnu::format(printf, 1, 2)]] void refuse(const char* format, ...);
+
+// The text with '?' for control characters: names in an image may hold anything.
+std::string printable(std::string text);
 
 struct Section {
   std::string name;
@@ -82,6 +86,8 @@ std::string describe(const Image& image, std::uint64_t offset);
 
 // Values in sections. Reading beyond the file's bytes of a section gives
 // zeroes; writing there is refused. `what` names the value in a refusal.
+std::uint16_t read_u16(Image& image, std::uint64_t offset, const char* what);
+std::uint32_t read_u32(Image& image, std::uint64_t offset, const char* what);
 std::uint64_t read_u64(Image& image, std::uint64_t offset, const char* what);
 void write_u64(Image& image, std::uint64_t offset, std::uint64_t value, const char* what);
 std::string read_text(Image& image, std::uint64_t offset, const char* what);

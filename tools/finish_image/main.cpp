@@ -1,10 +1,10 @@
 // finish_image: the step behind the linker that every image needs.
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <new>
 #include <string>
 
@@ -12,6 +12,8 @@
 #include "script.h"
 
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr char kHelp[] =
     "finish_image [options] INPUT -o OUTPUT   finish a linked program or DLL\n"
@@ -32,6 +34,8 @@ constexpr char kHelp[] =
 constexpr int kRefused = 1;
 constexpr int kWrongUsage = 2;
 
+constexpr std::size_t kLargestFile = std::size_t{1} << 31;  // far beyond any image
+
 int usage_error(const char* text, const char* argument) {
   std::fprintf(stderr, "finish_image: %s%s (try --help)\n", text, argument);
   return kWrongUsage;
@@ -44,6 +48,7 @@ finisher::Bytes read_file(const std::string& name) {
   std::uint8_t part[65536];
   for (std::size_t got; (got = std::fread(part, 1, sizeof part, file)) > 0;) {
     bytes.insert(bytes.end(), part, part + got);
+    if (bytes.size() > kLargestFile) finisher::refuse("larger than any image");
   }
   const bool failed = std::ferror(file) != 0;
   const int error = errno;
@@ -52,20 +57,39 @@ finisher::Bytes read_file(const std::string& name) {
   return bytes;
 }
 
+// Whoever may read the file may run it.
+void make_executable(const std::string& name, std::error_code& error) {
+  using fs::perms;
+  const perms now = fs::status(name, error).permissions();
+  for (const auto& [read, run] : {std::pair(perms::owner_read, perms::owner_exec),
+                                  {perms::group_read, perms::group_exec},
+                                  {perms::others_read, perms::others_exec}}) {
+    if (!error && (now & read) != perms::none) {
+      fs::permissions(name, run, fs::perm_options::add, error);
+    }
+  }
+}
+
 // Under a temporary name in the same folder first: there is never half a file.
 void write_file(const std::string& name, const finisher::Bytes& bytes) {
+  std::error_code error;
+  const fs::file_status there = fs::status(name, error);
+  if (fs::exists(there) && !fs::is_regular_file(there)) {
+    finisher::refuse("cannot write %s: it is no file", name.c_str());  // but a device, a folder
+  }
   const std::string unfinished = name + "." + std::to_string(getpid()) + ".tmp";
   FILE* file = std::fopen(unfinished.c_str(), "wb");
   if (file == nullptr) finisher::refuse("cannot write %s: %s", name.c_str(), std::strerror(errno));
-  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-  const bool closed = std::fclose(file) == 0;
-  if (written && closed && chmod(unfinished.c_str(), 0755) == 0 &&
-      std::rename(unfinished.c_str(), name.c_str()) == 0) {
-    return;
+  error.clear();
+  if (std::fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size()) {
+    error.assign(errno, std::generic_category());
   }
-  const int error = errno;
+  if (std::fclose(file) != 0 && !error) error.assign(errno, std::generic_category());
+  if (!error) make_executable(unfinished, error);
+  if (!error) fs::rename(unfinished, name, error);  // also over a file that is there
+  if (!error) return;
   std::remove(unfinished.c_str());
-  finisher::refuse("cannot write %s: %s", name.c_str(), std::strerror(error));
+  finisher::refuse("cannot write %s: %s", name.c_str(), error.message().c_str());
 }
 
 }  // namespace
@@ -112,7 +136,10 @@ int main(int count, char** arguments) {
   try {
     if (list) {
       finisher::Image image = finisher::read_image(read_file(input));
-      std::fputs(finisher::list_script(image).c_str(), stdout);
+      if (std::fputs(finisher::list_script(image).c_str(), stdout) < 0 ||
+          std::fflush(stdout) != 0) {
+        finisher::refuse("cannot print its script: %s", std::strerror(errno));
+      }
       return 0;
     }
     const finisher::Finished finished = finisher::finish(read_file(input), options);

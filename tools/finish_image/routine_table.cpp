@@ -135,24 +135,22 @@ std::vector<Routine> collect_routines(Image& image) {
 }
 
 std::vector<Routine> collect_public_routines(Image& image) {
-  const auto read_u32 = [&image](std::uint64_t offset) {
-    return static_cast<std::uint32_t>(read_u64(image, offset, "the export directory"));
-  };
+  constexpr char kWhat[] = "the export directory";
   const pe::DataDirectory directory = image.headers.optional.directories[pe::kExportDirectory];
   std::map<std::uint32_t, std::string> names;  // by image offset
   if (directory.size != 0) {
-    const std::uint32_t name_count =
-        read_u32(directory.offset + offsetof(pe::ExportDirectoryTable, name_count));
-    const auto table = [&](std::size_t field) -> std::uint64_t {
-      return read_u32(directory.offset + field);
+    const auto field = [&](std::size_t at) -> std::uint64_t {
+      return read_u32(image, directory.offset + at, kWhat);
     };
-    const std::uint64_t addresses = table(offsetof(pe::ExportDirectoryTable, addresses));
-    const std::uint64_t texts = table(offsetof(pe::ExportDirectoryTable, names));
-    const std::uint64_t ordinals = table(offsetof(pe::ExportDirectoryTable, ordinals));
+    const std::uint64_t name_count = field(offsetof(pe::ExportDirectoryTable, name_count));
+    const std::uint64_t addresses = field(offsetof(pe::ExportDirectoryTable, addresses));
+    const std::uint64_t texts = field(offsetof(pe::ExportDirectoryTable, names));
+    const std::uint64_t ordinals = field(offsetof(pe::ExportDirectoryTable, ordinals));
     for (std::uint64_t i = 0; i < name_count; i++) {
-      const std::uint32_t ordinal = read_u32(ordinals + 2 * i) & 0xFFFF;
-      std::string name = read_text(image, read_u32(texts + 4 * i), "an exported name");
-      std::string& known = names[read_u32(addresses + 4 * std::uint64_t{ordinal})];
+      const std::uint64_t ordinal = read_u16(image, ordinals + 2 * i, kWhat);
+      std::string name =
+          read_text(image, read_u32(image, texts + 4 * i, kWhat), "an exported name");
+      std::string& known = names[read_u32(image, addresses + 4 * ordinal, kWhat)];
       if (known.empty() || name.size() < known.size()) known = std::move(name);
     }
   }
@@ -205,25 +203,26 @@ std::vector<Routine> read_routine_table(Image& image) {
   std::uint32_t field;
   std::memcpy(&field, image.dos_part.data() + pe::kRoutineTableFieldOffset, sizeof field);
   std::uint64_t at = std::uint64_t{field} + 8;
-  const auto read_u32 = [&image](std::uint64_t offset, const char* what) {
-    return static_cast<std::uint32_t>(read_u64(image, offset, what));
-  };
   std::vector<Routine> routines;
+  std::size_t lines_read = 0;
   for (;;) {
     Routine routine;
     routine.name = read_text(image, at, "a routine's name");
     if (routine.name.empty()) return routines;
     at += routine.name.size() + 1;
-    routine.start = read_u32(at + 8, "a routine's start");
-    routine.end = read_u32(at + 16, "a routine's end");
-    const std::uint32_t debug = read_u32(at + 24, "a routine's debug record");
-    routine.frame_size = read_u32(at + 32, "a routine's frame size");
+    routine.start = read_u32(image, at + 8, "a routine's start");
+    routine.end = read_u32(image, at + 16, "a routine's end");
+    const std::uint32_t debug = read_u32(image, at + 24, "a routine's debug record");
+    routine.frame_size = read_u32(image, at + 32, "a routine's frame size");
     at += kEntrySize;
     if (debug != routine.end + 1 && read_u64(image, debug, "a debug record") >> 32 == kDebugMagic) {
-      const std::uint64_t table =
-          std::uint64_t{debug} + 8 + read_u32(debug + 8, "a debug record") - 4;
-      const std::uint32_t count = read_u32(table, "a line table");
-      if (count > section_at(image, table)->bytes.size() / 8) refuse("a line table is damaged");
+      const std::uint64_t table = std::uint64_t{debug} + 8 +
+                                  read_u32(image, std::uint64_t{debug} + 8, "a debug record") - 4;
+      const std::uint32_t count = read_u32(image, table, "a line table");
+      lines_read += count;  // of all tables, which share no bytes
+      if (lines_read > section_at(image, table)->bytes.size() / 8) {
+        refuse("a line table is damaged");
+      }
       for (std::uint64_t i = 0; i < count; i++) {
         const std::uint64_t pair = read_u64(image, table + 4 + 8 * i, "a line table");
         routine.lines.emplace_back(static_cast<std::uint32_t>(pair),

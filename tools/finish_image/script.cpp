@@ -212,7 +212,7 @@ std::string list_script(Image& image) {
     const std::string line = lister.decoded(opcode);
     char prefix[40];
     std::snprintf(prefix, sizeof prefix, "%08zx  %2u  ", lister.section->start() + start, opcode);
-    lister.text += prefix + line + "\n";
+    lister.text += printable(prefix + line) + "\n";
     if (opcode == kClose) return lister.text;
   }
 }

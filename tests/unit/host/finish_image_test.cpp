@@ -262,6 +262,15 @@ TEST(Refused, EachWithItsReason) {
       {"needs a routine main", [](auto& l) { l.symbols[1].name = "MAIN"; }},
       {"data section is read-only", [](auto& l) { l.symbols[4].section = 1; }},
       {"room for the script is damaged", [](auto& l) { l.symbols[8].value = 0; }},
+      {"room for the script is damaged",
+       [](auto& l) {  // begins between .text and .data
+         l.symbols[7] = {"tarn_script_area", 1, static_cast<std::uint32_t>(l.text.size()), 0, 2};
+       }},
+      {"the bound routine's pointer ?]0;x? lies in executable",
+       [](auto& l) {
+         l.symbols[3].name = "\x1B]0;x\a";
+         l.note(16, LinkedImage::kInitialiser, "LIBRARY.DLL", "routine");
+       }},
       {"a symbol lies in section 9", [](auto& l) { l.symbols[2].section = 9; }},
       {"thread-local storage",
        [](auto& l) { l.headers.optional.directories[pe::kTlsDirectory].size = 40; }},
@@ -333,6 +342,23 @@ TEST(Refused, EachWithItsReason) {
     EXPECT_EQ(text.find('\n'), std::string::npos) << text;
   }
   EXPECT_EQ(refusal_of(LinkedImage().file(), {.must_be_dll = true}), "not a DLL");
+
+  LinkedImage roomy;
+  roomy.data.resize(0x200);
+  roomy.symbols.back().value += 0x40;
+  Bytes file = roomy.file();
+  pe::SectionHeader headers[2];  // of .text and .data
+  std::uint8_t* const at = &file[0x80 + sizeof(pe::NtHeaders)];
+  std::memcpy(headers, at, sizeof headers);
+  std::strcpy(headers[1].name, ".reloc");  // and so removed
+  std::memcpy(at, headers, sizeof headers);
+  EXPECT_EQ(refusal_of(file), "the room for the script has no bytes");
+  for (pe::SectionHeader& header : headers) {
+    header.raw_offset = 1;
+    header.raw_size = static_cast<std::uint32_t>(file.size() - 1);
+  }
+  std::memcpy(at, headers, sizeof headers);
+  EXPECT_EQ(refusal_of(file), "section .reloc shares its bytes with another");
   EXPECT_EQ(refusal_of({}), "the file ends inside the DOS header");
   EXPECT_EQ(refusal_of(Bytes(64, 'x')), "not a PE image");
 }
