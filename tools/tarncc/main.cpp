@@ -31,14 +31,16 @@ constexpr char kHelp[] =
     "Run it by `tarnrun IMAGE`, or on Windows by its name.\n"
     "\n"
     "  -o IMAGE       the image; by default a.exe\n"
-    "  -c             compile only, each source to an object beside it or to -o\n"
+    "  -c             compile only, each source to an object in the current folder\n"
+    "                 or one source to -o\n"
     "  --dll          make a DLL, and its import library libNAME.dll.a beside it\n"
     "  --no-dlls      do not copy TARNLIBC64.DLL and PANEVIEW64.DLL\n"
     "  --verbose      print each command\n"
     "  --undefined-fill --require-avx --note --strip --public-routines\n"
     "                 as finish_image has them\n"
     "  --help, --version\n"
-    "  -D -I -U -O -W -f -g -m -std= and their like go to the compiler.\n"
+    "  -D -I -U -O -W -f -g -m -std= and their like go to the compiler,\n"
+    "  -l -L -Wl, to the linker.\n"
     "\n"
     "The compiler is $TARN_CC, or else x86_64-w64-mingw32-gcc.\n"
     "Exit status: 0 if done, 1 if something was refused, 2 for a wrong command line.\n";
@@ -51,7 +53,9 @@ constexpr const char* kFinishOptions[] = {"--undefined-fill", "--require-avx", "
 constexpr const char* kDlls[] = {"TARNLIBC64.DLL", "PANEVIEW64.DLL"};
 
 // Options of the compiler that take the next word as their value.
-constexpr const char* kWithValue[] = {"-D", "-I", "-U", "-include", "-isystem", "-iquote", "-x"};
+constexpr const char* kWithValue[] = {"-D",       "-I",      "-U",       "-include",
+                                      "-imacros", "-iquote", "-isystem", "-idirafter",
+                                      "-x",       "-MF",     "-MT",      "-MQ"};
 
 #ifdef _WIN32
 constexpr char kProgramSuffix[] = ".exe";
@@ -87,17 +91,25 @@ bool holds(const List& list, const std::string& word) {
 
 // ---- Running other programs -------------------------------------------------
 
-fs::path found_on_path(const std::string& name) {
+bool can_run(const fs::path& file) {
   std::error_code ignored;
+#ifdef _WIN32
+  return fs::is_regular_file(file, ignored);
+#else
+  return fs::is_regular_file(file, ignored) && access(file.c_str(), X_OK) == 0;
+#endif
+}
+
+fs::path found_on_path(const std::string& name) {
   if (name.find_first_of("/\\") != std::string::npos) {
-    return fs::is_regular_file(name, ignored) ? fs::path(name) : fs::path();
+    return can_run(name) ? fs::path(name) : fs::path();
   }
   const char* const path = std::getenv("PATH");
   const std::string all = path ? path : "";
   for (std::size_t at = 0; at <= all.size();) {
     const std::size_t end = std::min(all.find(kPathSeparator, at), all.size());
     const fs::path file = fs::path(all.substr(at, end - at)) / (name + kProgramSuffix);
-    if (end > at && fs::is_regular_file(file, ignored)) return file;
+    if (end > at && can_run(file)) return file;
     at = end + 1;
   }
   return {};
@@ -118,8 +130,9 @@ std::string quoted(const std::string& word) {
 }
 #endif
 
-// The program's exit status; -1 if it cannot be started.
-int run(const Words& words, bool verbose) {
+// Whether the program did its work. Of one that ended in order without, it says
+// nothing: the program has.
+bool run(const Words& words, bool verbose) {
   if (verbose) {
     for (const std::string& word : words) std::fprintf(stderr, "%s ", word.c_str());
     std::fputc('\n', stderr);
@@ -130,20 +143,27 @@ int run(const Words& words, bool verbose) {
   std::vector<const char*> arguments;
   for (const std::string& word : quotes) arguments.push_back(word.c_str());
   arguments.push_back(nullptr);
-  return static_cast<int>(_spawnv(_P_WAIT, words[0].c_str(), arguments.data()));
+  const auto status = _spawnv(_P_WAIT, words[0].c_str(), arguments.data());
+  if (status == -1) refuse("cannot run " + words[0] + ": " + std::strerror(errno));
+  return status == 0;
 #else
   std::vector<char*> arguments;
   for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
   arguments.push_back(nullptr);
   pid_t child = 0;
-  if (posix_spawn(&child, words[0].c_str(), nullptr, nullptr, arguments.data(), environ) != 0) {
-    return -1;
+  const int error =
+      posix_spawn(&child, words[0].c_str(), nullptr, nullptr, arguments.data(), environ);
+  if (error != 0) {
+    refuse("cannot run " + words[0] + ": " + std::strerror(error));
+    return false;
   }
   int status = 0;
   while (waitpid(child, &status, 0) < 0) {
-    if (errno != EINTR) return -1;
+    if (errno != EINTR) return false;
   }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  if (WIFSIGNALED(status))
+    refuse(words[0] + " was ended by signal " + std::to_string(WTERMSIG(status)));
+  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 #endif
 }
 
@@ -231,10 +251,14 @@ int compile(const Request& request, const Places& places, const std::string& sou
   words.push_back("-I" + places.include.string());
   words.insert(words.end(), request.compiler_options.begin(), request.compiler_options.end());
   words.insert(words.end(), {"-c", source, "-o", object.string()});
-  // The compiler has said what is wrong.
-  return run(words, request.verbose) == 0 ? 0 : kRefused;
+  return run(words, request.verbose) ? 0 : kRefused;
 }
 
+std::string import_library(const Request& request) {
+  return "lib" + fs::path(request.output).stem().string() + ".dll.a";
+}
+
+// A DLL's import library comes to lie beside `unfinished`.
 int link(const Request& request, const Places& places, const Words& objects,
          const fs::path& unfinished) {
   Words words = {places.compiler.string(),    "-nostdlib",
@@ -243,21 +267,21 @@ int link(const Request& request, const Places& places, const Words& objects,
   words.insert(words.end(), objects.begin(), objects.end());
   words.insert(words.end(), request.parts.begin(), request.parts.end());
   if (request.dll) {
-    const fs::path image = request.output;
-    const fs::path import = image.parent_path() / ("lib" + image.stem().string() + ".dll.a");
     // The name that importers see is the image's, not that of the linker's output.
     const fs::path definition = unfinished.parent_path() / "exports.def";
     FILE* const file = std::fopen(definition.string().c_str(), "w");
     if (!file) return refuse("cannot write " + definition.string());
-    std::fprintf(file, "LIBRARY \"%s\"\n", image.filename().string().c_str());
-    std::fclose(file);
+    const std::string name = fs::path(request.output).filename().string();
+    const bool written = std::fprintf(file, "LIBRARY \"%s\"\n", name.c_str()) > 0;
+    if (std::fclose(file) != 0 || !written) return refuse("cannot write " + definition.string());
+    const fs::path import = unfinished.parent_path() / import_library(request);
     words.insert(words.end(), {"-shared", "-Wl,--exclude-all-symbols",
                                "-Wl,--out-implib," + import.string(), definition.string()});
   }
   words.insert(words.end(), {(places.parts / "libtarnlibc64.dll.a").string(),
                              (places.parts / "libprogram_memory.a").string(), "-lkernel32", "-o",
                              unfinished.string()});
-  return run(words, request.verbose) == 0 ? 0 : kRefused;
+  return run(words, request.verbose) ? 0 : kRefused;
 }
 
 int finish(const Request& request, const Places& places, const fs::path& unfinished) {
@@ -265,20 +289,15 @@ int finish(const Request& request, const Places& places, const fs::path& unfinis
   if (request.dll) words.push_back("--dll");
   words.insert(words.end(), request.finish_options.begin(), request.finish_options.end());
   words.insert(words.end(), {unfinished.string(), "-o", request.output});
-  return run(words, request.verbose) == 0 ? 0 : kRefused;
+  return run(words, request.verbose) ? 0 : kRefused;
 }
 
-// Where Windows looks first. A file that is already there and as new stays.
-int copy_dlls(const Request& request, const Places& places) {
-  fs::path folder = fs::path(request.output).parent_path();
-  if (folder.empty()) folder = ".";
-  for (const char* const name : kDlls) {
-    std::error_code error;
-    fs::copy_file(places.parts / name, folder / name, fs::copy_options::update_existing, error);
-    if (error)
-      return refuse("cannot put " + std::string(name) + " beside the image: " + error.message());
-  }
-  return 0;
+int put_beside_image(const Request& request, const fs::path& file, fs::copy_options option) {
+  std::error_code error;
+  const fs::path name = file.filename();
+  fs::copy_file(file, fs::path(request.output).parent_path() / name, option, error);
+  return error ? refuse("cannot put " + name.string() + " beside the image: " + error.message())
+               : 0;
 }
 
 int make(Request& request, const Places& places) {
@@ -300,7 +319,18 @@ int make(Request& request, const Places& places) {
   const fs::path unfinished = scratch.folder / (request.dll ? "unfinished.dll" : "unfinished.exe");
   if (const int status = link(request, places, objects, unfinished)) return status;
   if (const int status = finish(request, places, unfinished)) return status;
-  return request.copy_dlls ? copy_dlls(request, places) : 0;
+  if (request.dll) {
+    const fs::path import = scratch.folder / import_library(request);
+    constexpr auto kReplace = fs::copy_options::overwrite_existing;
+    if (const int status = put_beside_image(request, import, kReplace)) return status;
+  }
+  if (!request.copy_dlls) return 0;
+  // Where Windows looks first. A file that is already there and as new stays.
+  for (const char* const name : kDlls) {
+    constexpr auto kUpdate = fs::copy_options::update_existing;
+    if (const int status = put_beside_image(request, places.parts / name, kUpdate)) return status;
+  }
+  return 0;
 }
 
 // An empty text, or what is wrong with the command line.
@@ -324,7 +354,7 @@ std::string read_arguments(int count, char** arguments, Request* request) {
       request->finish_options.push_back(word);
     } else if (word.starts_with("--")) {
       return "unknown option " + word;
-    } else if (word.starts_with("-l") || word.starts_with("-L")) {
+    } else if (word.starts_with("-l") || word.starts_with("-L") || word.starts_with("-Wl,")) {
       request->parts.push_back(word);
     } else if (word.starts_with("-")) {
       request->compiler_options.push_back(word);
@@ -348,8 +378,13 @@ std::string read_arguments(int count, char** arguments, Request* request) {
   if (request->compile_only && !request->output.empty() && request->sources.size() > 1) {
     return "-c with -o takes one source";
   }
-  for (const std::string& file : request->sources) {
-    if (file == request->output) return file + ": would be overwritten by the image";
+  for (const Words* const files : {&request->sources, &request->parts}) {
+    for (const std::string& file : *files) {
+      std::error_code ignored;
+      if (fs::equivalent(file, request->output, ignored)) {
+        return file + ": would be overwritten by the output";
+      }
+    }
   }
   return {};
 }

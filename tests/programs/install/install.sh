@@ -30,6 +30,7 @@ PATH=$prefix/bin:$PATH
 cp "$here"/consumer/*.c .
 printf '#include <stdio.h>\nint main(void) { printf("hello\\n"); return 4; }\n' >hello.c
 printf 'int main(void) { return no_such_thing; }\n' >broken.c
+printf 'int n;\n__attribute__((destructor)) void end(void) { n = 1; }\n' >refused.c
 
 # The first minute.
 tarncc hello.c -o hello.exe
@@ -49,8 +50,16 @@ expect 2 "no source" tarncc -o hello.exe
 expect 2 "missing.c: there is no such file" tarncc missing.c
 expect 2 "hello.f90: not a file that tarncc takes" tarncc hello.f90
 expect 2 "unknown option --wrong" tarncc --wrong hello.c
+expect 2 "hello.c: would be overwritten" tarncc hello.c -o ./hello.c
+expect 2 "hello.o: would be overwritten" tarncc hello.o -o ./hello.o
 expect 1 no_such_thing tarncc broken.c -o broken.exe
-[ ! -e broken.exe ] || fail "a refused source made an image"
+expect 1 "would never run" tarncc --dll refused.c -o refused.dll
+for file in broken.exe refused.dll librefused.dll.a; do
+  [ ! -e $file ] || fail "a refused source made $file"
+done
+TARN_CC=./hello.c expect 1 "there is no compiler ./hello.c" tarncc hello.c
+printf '#!/nowhere/shell\n' >compiler && chmod +x compiler
+TARN_CC=./compiler expect 1 "cannot run ./compiler" tarncc hello.c
 expect 1 "install gcc-mingw-w64-x86-64" env PATH=/nowhere "$prefix/bin/tarncc" hello.c
 expect 126 "not" tarnrun hello.c
 expect 127 "missing.exe" tarnrun missing.exe
@@ -74,6 +83,9 @@ cc=x86_64-w64-mingw32-gcc
 $cc $(pkg-config --cflags tarnlib) -c hello.c -o packaged.o
 $cc "$(pkg-config --variable=start tarnlib)" packaged.o $(pkg-config --libs tarnlib) -o packaged.tmp.exe
 "$(pkg-config --variable=finish_image tarnlib)" packaged.tmp.exe -o packaged.exe
+if [ -n "$wine" ]; then # over the one that is there
+  expect 0 "" "$wine" "$prefix/bin/finish_image.exe" packaged.tmp.exe -o packaged.exe
+fi
 expect 4 hello tarnrun packaged.exe
 
 # One version everywhere.
