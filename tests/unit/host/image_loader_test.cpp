@@ -254,7 +254,7 @@ class Modules : public testing::Test {
     std::filesystem::current_path(folder);
   }
   void TearDown() override {
-    std::filesystem::current_path("/");
+    std::filesystem::current_path(start);
     std::filesystem::remove_all(folder);
   }
   static void write(const std::string& name, const FinishedImage& image) {
@@ -275,6 +275,7 @@ class Modules : public testing::Test {
     if (cell) std::memcpy(&starts, cell, sizeof starts);
     return starts;
   }
+  const std::filesystem::path start = std::filesystem::current_path();
   std::string folder;
 };
 
