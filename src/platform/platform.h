@@ -40,7 +40,6 @@ inline constexpr std::uint32_t kErrorDiskFull = 112;
 inline constexpr std::uint32_t kErrorInsufficientBuffer = 122;
 inline constexpr std::uint32_t kErrorModuleNotFound = 126;
 inline constexpr std::uint32_t kErrorProcedureNotFound = 127;
-inline constexpr std::uint32_t kErrorDirNotEmpty = 145;
 inline constexpr std::uint32_t kErrorAlreadyExists = 183;
 inline constexpr std::uint32_t kErrorBadExeFormat = 193;
 inline constexpr std::uint32_t kErrorEnvironmentVariableNotFound = 203;
@@ -70,7 +69,6 @@ TARNAPI std::uint64_t GlobalSize(void* block);
 TARNAPI Handle GetProcessHeap();
 inline constexpr std::uint32_t kHeapZeroMemory = 8;
 TARNAPI void* HeapAlloc(Handle heap, std::uint32_t flags, std::uint64_t size);
-TARNAPI Status HeapFree(Handle heap, std::uint32_t flags, void* block);
 
 inline constexpr std::uint32_t kMemCommit = 0x1000;
 inline constexpr std::uint32_t kMemReserve = 0x2000;
@@ -225,7 +223,6 @@ inline constexpr std::uint32_t kAttributeDirectory = 0x10;
 inline constexpr std::uint32_t kAttributeNormal = 0x80;
 TARNAPI std::uint32_t GetFileAttributesA(const char* path);
 TARNAPI Status DeleteFileA(const char* path);
-TARNAPI Status RemoveDirectoryA(const char* path);
 TARNAPI Status CreateDirectoryA(const char* path, void* security);
 TARNAPI Status SetCurrentDirectoryA(const char* path);
 // Characters without the NUL, or the size needed if the buffer is too small.
@@ -361,13 +358,10 @@ TARNAPI Handle CreateThread(const SecurityAttributes* security, std::uint64_t st
 TARNAPI std::uint32_t ResumeThread(Handle thread);
 // -15, -2 to 2 or 15; the host knows one priority alone.
 TARNAPI Status SetThreadPriority(Handle thread, std::int32_t priority);
-// Ends the calling thread, nothing is unwound.
-[[noreturn]] TARNAPI void ExitThread(std::uint32_t code);
 // Names are not supported on the host: null there. Null on failure.
 TARNAPI Handle CreateEventA(const SecurityAttributes* security, Status manual_reset,
                             Status signalled, const char* name);
 TARNAPI Status SetEvent(Handle event);
-TARNAPI Status ResetEvent(Handle event);
 // Waits for an event, a thread or a child process: kWaitObject, kWaitTimeout or
 // kWaitFailed. An auto-reset event is taken by the wait.
 TARNAPI std::uint32_t WaitForSingleObject(Handle object, std::uint32_t milliseconds);
@@ -512,7 +506,6 @@ using VectoredHandler = std::int32_t(TARNAPI*)(ExceptionPointers*);
 // `first` 0: call this handler last. The handler runs on the faulting thread;
 // with kContinueExecution the changed context takes effect. Null on failure.
 TARNAPI void* AddVectoredExceptionHandler(std::uint32_t first, VectoredHandler handler);
-TARNAPI std::uint32_t RemoveVectoredExceptionHandler(void* registration);
 
 // ---- Threads, console events, messages ------------------------------------
 TARNAPI Handle GetCurrentThread();
@@ -527,7 +520,6 @@ TARNAPI Status SetThreadStackGuarantee(std::uint32_t* size);
 
 inline constexpr std::uint32_t kConsoleCtrlC = 0;
 inline constexpr std::uint32_t kConsoleCtrlBreak = 1;
-inline constexpr std::uint32_t kControlCExit = 0xC000013A;
 using ConsoleHandler = std::int32_t(TARNAPI*)(std::uint32_t event);
 // `add` non-zero adds, else removes one earlier registration. Handlers run on a
 // thread of the system's own, the newest first, until one gives non-zero; if

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -274,10 +275,7 @@ TEST_F(FileUtilities, FoldersOnTheWayToAFileAreMade) {
   tarn::fclose(stream);
   // A file where a folder should be.
   EXPECT_EQ(tarn::open_file_path((".\\" + file + "\\below\\x").c_str(), "w"), nullptr);
-  tarn::_unlink(file.c_str());
-  for (const char* const folder : {folders[2], folders[1], folders[0]}) {
-    EXPECT_NE(tarn::platform::RemoveDirectoryA(folder), 0) << folder;
-  }
+  EXPECT_EQ(std::filesystem::remove_all(folders[0]), 4u);  // they and the file
   EXPECT_EQ(tarn::open_file_path("no such file", "r"), nullptr);
   EXPECT_EQ(tarn::open_file_path("", "r"), nullptr);
   const std::string too_long = ".\\" + std::string(258, 'd');

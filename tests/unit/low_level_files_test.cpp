@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "platform/platform.h"
@@ -57,7 +58,7 @@ TEST(LowLevelFiles, DrivesAndFolders) {
   ASSERT_NE(tarn::getcwd(inside, sizeof inside), nullptr);
   EXPECT_STREQ(inside + std::strlen(before), "\\low_level.dir");
   EXPECT_EQ(tarn::_chdir(before), 0);
-  tarn::platform::RemoveDirectoryA("low_level.dir");
+  std::filesystem::remove("low_level.dir");
 }
 
 TEST(LowLevelFiles, SizeAccessAndExistenceOfAFile) {

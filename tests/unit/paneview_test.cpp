@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <limits>
@@ -373,8 +374,7 @@ TEST(FormattedWriteDeathTest, StopShowsItsTextAndEndsInOrder) {
 TEST(Files, FollowC) {
   const std::string folder = testing::TempDir() + "paneview_files";
   const std::string file = folder + "/one.txt";
-  std::remove(file.c_str());
-  tarn::platform::RemoveDirectoryA(folder.c_str());
+  std::filesystem::remove_all(folder);
   ASSERT_EQ(paneview::mkdir(folder.c_str()), 0);
   EXPECT_EQ(paneview::mkdir(folder.c_str()), -1);
   std::ofstream(file) << "12345";
@@ -397,7 +397,7 @@ TEST(Files, FollowC) {
   EXPECT_EQ(paneview::remove(folder.c_str()), -1);
   EXPECT_EQ(paneview::remove(file.c_str()), 0);
   EXPECT_EQ(paneview::remove(file.c_str()), -1);
-  tarn::platform::RemoveDirectoryA(folder.c_str());
+  std::filesystem::remove(folder);
 }
 
 TEST(Time, IsTheSystemsAndReadsAsInC) {

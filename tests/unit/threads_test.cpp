@@ -38,8 +38,6 @@ TEST(Events, AutoResetIsTakenByOneWaitAndManualResetStays) {
   SetEvent(manual);
   EXPECT_EQ(WaitForSingleObject(manual, 0), kWaitObject);
   EXPECT_EQ(WaitForSingleObject(manual, 0), kWaitObject);
-  ResetEvent(manual);
-  EXPECT_EQ(WaitForSingleObject(manual, 0), kWaitTimeout);
   EXPECT_TRUE(CloseHandle(automatic));
   EXPECT_TRUE(CloseHandle(manual));
 }
@@ -84,7 +82,7 @@ TEST(Threads, ASuspendedOneRunsWhenResumedAndStaysSignalledAtItsEnd) {
   const Handle thread = new_thread(
       [](void* argument) TARNAPI -> std::uint32_t {
         ++*static_cast<std::atomic<int>*>(argument);
-        ExitThread(258);
+        return !TerminateThread(GetCurrentThread(), kWaitTimeout);
       },
       &runs, kCreateSuspended);
   ASSERT_NE(thread, nullptr);
@@ -139,7 +137,6 @@ TEST(Waits, RefuseWhatIsNoObjectToWaitFor) {
     EXPECT_EQ(WaitForSingleObject(handle, 0), kWaitFailed) << handle;
     EXPECT_EQ(GetLastError(), kErrorInvalidHandle) << handle;
     EXPECT_FALSE(SetEvent(handle));
-    EXPECT_FALSE(ResetEvent(handle));
     EXPECT_EQ(ResumeThread(handle), kWaitFailed);
     EXPECT_FALSE(CloseHandle(handle));
   }

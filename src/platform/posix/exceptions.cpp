@@ -22,7 +22,7 @@ namespace {
 // ---- Handlers ---------------------------------------------------------------
 
 // The platform's list, as two tables: handlers called first, newest to oldest,
-// then handlers called last, oldest to newest. Slots keep their order; readers
+// then handlers called last, oldest to newest. They are only added to; readers
 // take no lock.
 constexpr int kMaxHandlers = 32;
 VectoredHandler first_handlers[kMaxHandlers];
@@ -450,10 +450,9 @@ void* AddVectoredExceptionHandler(std::uint32_t first, VectoredHandler handler) 
   hold_table();
   VectoredHandler* place = nullptr;
   if (install_signals()) {
-    // Behind the newest one, so that the order of the others holds.
     VectoredHandler* const table = first ? first_handlers : last_handlers;
-    int used = kMaxHandlers;
-    while (used > 0 && !table[used - 1]) --used;
+    int used = 0;
+    while (used < kMaxHandlers && table[used]) ++used;
     if (used < kMaxHandlers) {
       place = &table[used];
       __atomic_store_n(place, handler, __ATOMIC_RELEASE);
@@ -462,21 +461,6 @@ void* AddVectoredExceptionHandler(std::uint32_t first, VectoredHandler handler) 
   release_table();
   if (!place) SetLastError(kErrorNotEnoughMemory);
   return place;
-}
-
-std::uint32_t RemoveVectoredExceptionHandler(void* registration) {
-  hold_table();
-  std::uint32_t removed = 0;
-  for (int i = 0; i < 2 * kMaxHandlers; ++i) {
-    VectoredHandler* const slot =
-        i < kMaxHandlers ? &first_handlers[i] : &last_handlers[i - kMaxHandlers];
-    if (slot == registration && *slot) {
-      __atomic_store_n(slot, nullptr, __ATOMIC_RELEASE);
-      removed = 1;
-    }
-  }
-  release_table();
-  return removed;
 }
 
 Status ReadProcessMemory(Handle process, const void* source, void* destination, std::uint64_t size,

@@ -40,7 +40,6 @@ constexpr struct {
     {EROFS, kErrorAccessDenied},
     {EPIPE, kErrorBrokenPipe},
     {ENAMETOOLONG, kErrorFileNameTooLong},
-    {ENOTEMPTY, kErrorDirNotEmpty},
     {ELOOP, kErrorPathNotFound},
     {EOVERFLOW, kErrorInvalidParameter},
 };

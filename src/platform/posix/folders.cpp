@@ -74,12 +74,6 @@ Status DeleteFileA(const char* path) {
   return unlink(host) == 0 ? 1 : fail_on_path(host);
 }
 
-Status RemoveDirectoryA(const char* path) {
-  char host[kPathSize];
-  if (!to_host_path(path, host)) return 0;
-  return rmdir(host) == 0 ? 1 : fail_on_folder(host);
-}
-
 Status CreateDirectoryA(const char* path, void*) {
   constexpr mode_t kNewFolder = 0777;  // less the umask
   char host[kPathSize];

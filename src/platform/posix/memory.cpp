@@ -46,10 +46,4 @@ void* HeapAlloc(Handle heap, std::uint32_t flags, std::uint64_t size) {
   return allocate(size, (flags & kHeapZeroMemory) != 0);
 }
 
-Status HeapFree(Handle heap, std::uint32_t, void* block) {
-  if (heap != &process_heap) return fail(kErrorInvalidHandle);
-  free(block);
-  return 1;
-}
-
 }  // namespace tarn::platform

@@ -31,7 +31,6 @@ constexpr struct {
     {kErrorModuleNotFound, "The module was not found."},
     {kErrorProcedureNotFound, "The routine was not found in the module."},
     {kErrorNegativeSeek, "The position is before the start of the file."},
-    {kErrorDirNotEmpty, "The folder is not empty."},
     {kErrorAlreadyExists, "The object exists already."},
     {kErrorBadExeFormat, "The file is not a valid image."},
     {kErrorEnvironmentVariableNotFound, "The environment variable is not defined."},

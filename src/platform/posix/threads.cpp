@@ -115,18 +115,6 @@ std::uint32_t wait_for(Handle handle, HandleKind kind, std::uint32_t millisecond
   return taken ? kWaitObject : kWaitTimeout;
 }
 
-Status set_event(Handle event, bool signalled) {
-  const WaitsLock lock;
-  Waitable* const object = find_waitable(event, HandleKind::kEvent);
-  if (object == nullptr) return 0;
-  if (signalled) {
-    signal_waitable(object);
-  } else {
-    object->signalled = false;
-  }
-  return 1;
-}
-
 // ---- A thread's life ----------------------------------------------------------
 
 // What Windows begins a thread with, instead of what the caller has at that
@@ -145,7 +133,7 @@ void* run_thread(void* record) {
   pthread_mutex_lock(&waits_lock);
   while (thread->suspensions > 0) pthread_cond_wait(&thread->changed, &waits_lock);
   pthread_mutex_unlock(&waits_lock);
-  // ExitThread comes back here.
+  // TerminateThread comes back here.
   if (_setjmp(thread->end) == 0) thread->routine(thread->argument);
   const WaitsLock lock;
   signal_waitable(thread);
@@ -177,12 +165,6 @@ bool start_thread(Waitable* thread, std::uint64_t stack_size) {
   return made;
 }
 
-[[noreturn]] void end_calling_thread(std::uint32_t code) {
-  if (own_thread != nullptr) _longjmp(own_thread->end, 1);
-  syscall(SYS_exit, code);  // this thread only; the process ends with its last one
-  __builtin_unreachable();
-}
-
 }  // namespace
 
 // ---- Events -------------------------------------------------------------------
@@ -197,9 +179,13 @@ Handle CreateEventA(const SecurityAttributes*, Status manual_reset, Status signa
   return handle;
 }
 
-Status SetEvent(Handle event) { return set_event(event, true); }
-
-Status ResetEvent(Handle event) { return set_event(event, false); }
+Status SetEvent(Handle event) {
+  const WaitsLock lock;
+  Waitable* const object = find_waitable(event, HandleKind::kEvent);
+  if (object == nullptr) return 0;
+  signal_waitable(object);
+  return 1;
+}
 
 Status close_event(Handle handle) { return close_waitable(handle, HandleKind::kEvent); }
 
@@ -249,8 +235,6 @@ Status SetThreadPriority(Handle handle, std::int32_t priority) {
   return find_waitable(handle, HandleKind::kThread) != nullptr;
 }
 
-void ExitThread(std::uint32_t code) { end_calling_thread(code); }
-
 Status close_thread(Handle handle) { return close_waitable(handle, HandleKind::kThread); }
 
 std::uint32_t wait_for_thread(Handle handle, std::uint32_t milliseconds) {
@@ -261,7 +245,9 @@ Handle GetCurrentThread() { return current_thread(); }
 
 Status TerminateThread(Handle thread, std::uint32_t code) {
   if (thread != current_thread()) return fail(kErrorInvalidHandle);
-  end_calling_thread(code);
+  if (own_thread != nullptr) _longjmp(own_thread->end, 1);
+  syscall(SYS_exit, code);  // this thread only; the process ends with its last one
+  __builtin_unreachable();
 }
 
 // The alternate stack of the signal handlers is the guarantee; it has this

@@ -11,10 +11,6 @@ void* AddVectoredExceptionHandler(std::uint32_t first, VectoredHandler handler) 
                                        reinterpret_cast<PVECTORED_EXCEPTION_HANDLER>(handler));
 }
 
-std::uint32_t RemoveVectoredExceptionHandler(void* registration) {
-  return ::RemoveVectoredExceptionHandler(registration);
-}
-
 // Some systems deliver zeros for pages that are reserved or closed.
 static bool is_readable(const void* source, std::uint64_t size) {
   const auto begin = reinterpret_cast<std::uint64_t>(source);

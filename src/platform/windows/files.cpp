@@ -41,8 +41,6 @@ std::uint32_t GetFileAttributesA(const char* path) { return ::GetFileAttributesA
 
 Status DeleteFileA(const char* path) { return ::DeleteFileA(path); }
 
-Status RemoveDirectoryA(const char* path) { return ::RemoveDirectoryA(path); }
-
 Status CreateDirectoryA(const char* path, void* security) {
   return ::CreateDirectoryA(path, static_cast<SECURITY_ATTRIBUTES*>(security));
 }

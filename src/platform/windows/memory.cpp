@@ -17,10 +17,6 @@ void* HeapAlloc(Handle heap, std::uint32_t flags, std::uint64_t size) {
   return ::HeapAlloc(heap, flags, size);
 }
 
-Status HeapFree(Handle heap, std::uint32_t flags, void* block) {
-  return ::HeapFree(heap, flags, block);
-}
-
 void* VirtualAlloc(void* address, std::uint64_t size, std::uint32_t type,
                    std::uint32_t protection) {
   return ::VirtualAlloc(address, size, type, protection);

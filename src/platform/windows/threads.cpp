@@ -17,16 +17,12 @@ Status SetThreadPriority(Handle thread, std::int32_t priority) {
   return ::SetThreadPriority(thread, priority);
 }
 
-void ExitThread(std::uint32_t code) { ::ExitThread(code); }
-
 Handle CreateEventA(const SecurityAttributes* security, Status manual_reset, Status signalled,
                     const char* name) {
   return ::CreateEventA(native(security), manual_reset, signalled, name);
 }
 
 Status SetEvent(Handle event) { return ::SetEvent(event); }
-
-Status ResetEvent(Handle event) { return ::ResetEvent(event); }
 
 std::uint32_t WaitForSingleObject(Handle object, std::uint32_t milliseconds) {
   return ::WaitForSingleObject(object, milliseconds);
