@@ -8,9 +8,9 @@ headers in include/, docs/errors.md from the tables of src/failure.
 Both fail on a routine without a comment, a header or section that is on no page, and a
 declaration that the library does not keep: each link name stands in
 src/exports/export_rows.inc, and its routine in src/ has the same result and arguments. Both
-fail if the catalogue of errors has a gap, or tarn/errors.h names others than the catalogue
-says the library raises. The check also compares with the routines that the C compiler finds,
-and follows the links of all Markdown files.
+fail if the catalogue of errors has a gap, or if it says that the library raises others than
+tarn/errors.h and the sources name. The check also compares with the routines that the C
+compiler finds, and follows the links of all Markdown files.
 
 The headers' rules, on which this parser rests. A comment that begins in column 0 directly
 above declarations is theirs, up to the next blank line or such comment. "/* ---- Title ----"
@@ -578,13 +578,24 @@ def read_catalogue():
     return rows
 
 
+def raised_in_sources():
+    """The numbers for which the library's sources have a name."""
+    for path in sorted((ROOT / "src").rglob("*.[chS]*")):
+        if path.relative_to(ROOT / "src").parts[0] != "platform":  # whose numbers are the systems'
+            found = re.findall(r"\bkError(?!Count|Undefined|MessageSize)\w+ = (\d+);"
+                               r"|#define ERROR_\w+ (\d+)", path.read_text())
+            yield from (int(in_cpp or in_assembly) for in_cpp, in_assembly in found)
+
+
 def error_faults(rows):
-    """What tarn/errors.h says otherwise than the catalogue."""
+    """What tarn/errors.h and the sources say otherwise than the catalogue."""
     named = {int(number): text for text, number in re.findall(
         r"/\* (.*) \*/\n  TARN_ERROR_\w+ = (\d+)", (INCLUDE / "tarn/errors.h").read_text())}
     raised = {number: text for number, (_, text, by) in enumerate(rows) if by}
-    for number in sorted(named.items() ^ raised.items()):
-        yield f"include/tarn/errors.h: {number[0]} is not what {CATALOGUE} says the library raises"
+    for number in sorted({number for number, _ in named.items() ^ raised.items()}):
+        yield f"include/tarn/errors.h: {number} is not what {CATALOGUE} says the library raises"
+    for number in sorted(raised.keys() ^ set(raised_in_sources())):
+        yield f"{CATALOGUE}: {number} has a note there or a name in another source, but not both"
 
 
 def write_errors(rows, places):

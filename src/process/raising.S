@@ -7,8 +7,8 @@
   int 9;         \
   ud2                               // not reached: no handler goes on behind the trap
 
-#define CALLERS_TEXT 345
-#define MISSING_ROUTINE 29
+#define ERROR_CALLERS_TEXT 345
+#define ERROR_MISSING_ROUTINE 29
 
 .intel_syntax noprefix
 
@@ -35,7 +35,7 @@ ROUTINE(ReportErrorString_at)
   lea r9, [rip + no_text]
   mov r10, r9
   mov r11, r9
-  mov eax, CALLERS_TEXT
+  mov eax, ERROR_CALLERS_TEXT
   TRAP
 ROUTINE_END(ReportErrorString_at)
 
@@ -43,7 +43,7 @@ ROUTINE_END(ReportErrorString_at)
 ROUTINE(__MissingRoutine)
   NO_FRAME
   mov r8, rcx
-  mov eax, MISSING_ROUTINE
+  mov eax, ERROR_MISSING_ROUTINE
   TRAP
 ROUTINE_END(__MissingRoutine)
 

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "failure/debugger_stubs.h"
 #include "failure/exception_handler.h"
@@ -24,7 +25,11 @@ namespace {
 
 namespace platform = tarn::platform;
 
+using Bytes = std::vector<std::uint8_t>;
+
 constexpr std::int32_t kDeclined = 0;
+
+std::uint64_t address_of(const void* p) { return reinterpret_cast<std::uint64_t>(p); }
 
 void read_null() {
   const volatile char* volatile nowhere = reinterpret_cast<const char*>(8);
@@ -113,6 +118,48 @@ TEST_F(Handler, StubsStopWithTheirAnswerInTheAccumulator) {
   tarn::__debugger_stub_get_focus();
   EXPECT_EQ(static_cast<std::uint32_t>(answer), 0u);
   tarn::TRAP_EXCEPTION_at(&breakpoint, before);
+}
+
+TEST_F(Handler, MatchesInstructionsWithARexPrefix) {
+  const tarn::instruction_head sqrtss = {{0xF3, 0x0F, 0x51}, 3, 1};
+  const tarn::instruction_head sqrtsd = {{0xF2, 0x0F, 0x51}, 3, 1};
+  const tarn::instruction_head strict = {{0xF2, 0x0F, 0x51}, 3, 0};
+  const struct {
+    const tarn::instruction_head* head;
+    Bytes code;
+    int matches;
+  } cases[] = {
+      {&sqrtsd, {0xF2, 0x0F, 0x51, 0xC0}, 1},       {&sqrtsd, {0x48, 0xF2, 0x0F, 0x51}, 1},
+      {&sqrtsd, {0xF2, 0x44, 0x0F, 0x51, 0xC0}, 1}, {&sqrtss, {0xF3, 0x0F, 0x51, 0xC0}, 1},
+      {&sqrtss, {0xF3, 0x44, 0x0F, 0x51, 0xC0}, 0}, {&sqrtsd, {0xF3, 0x0F, 0x51}, 0},
+      {&strict, {0xF2, 0x44, 0x0F, 0x51}, 0},       {&strict, {0xF2, 0x0F, 0x51}, 1},
+  };
+  int number = 0;
+  for (const auto& c : cases) {
+    Bytes code = c.code;
+    code.resize(32, 0x90);
+    EXPECT_EQ(tarn::match_instruction(c.head, address_of(code.data())), c.matches) << number++;
+  }
+  EXPECT_EQ(tarn::match_instruction(&sqrtsd, 16), 0);
+}
+
+TEST_F(Handler, ShowsRegistersAndTheInstruction) {
+  Bytes code = {0xF2, 0x0F, 0x2C, 0xC9};
+  code.resize(32, 0x90);
+  context_.Rax = 0x1234;
+  context_.R15 = ~0ull;
+  context_.Rip = address_of(code.data());
+  tarn::exception_context = &context_;
+  char text[tarn::kRegisterDetailsSize];
+  tarn::prepare_register_details(text);
+  const std::string details = text;
+  EXPECT_EQ(details.rfind("RAX = 0000000000001234   RBX = 0000000000000000   ", 0), 0u) << details;
+  EXPECT_NE(details.find("   R15 = ffffffffffffffff\n\n"), std::string::npos) << details;
+  EXPECT_NE(details.find(") cvttsd2si       RCX,XMM1"), std::string::npos) << details;
+  context_.Rip = 8;
+  tarn::prepare_register_details(text);
+  EXPECT_NE(std::string(text).find("8) db     "), std::string::npos) << text;
+  tarn::exception_context = nullptr;
 }
 
 // What a routine prints on standard output.

@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "failure/exception_handler.h"
-#include "failure/exception_table.h"
 #include "failure/image_tables.h"
 #include "failure/report.h"
 #include "failure/safe_memory.h"
@@ -322,53 +320,6 @@ TEST(SafeMemory, UnreadableBytesAreF0) {
   EXPECT_EQ(tarn::safe_core8(address_of(last)), 0xF0F0F0F0F0F0F0F0u);
   EXPECT_EQ(tarn::safe_core4(0), 0xF0F0F0F0u);
   EXPECT_EQ(tarn::safe_core1(~0ull), 0xF0u);
-}
-
-TEST(ExceptionHandler, MatchesInstructionsWithARexPrefix) {
-  const tarn::instruction_head sqrtss = {{0xF3, 0x0F, 0x51}, 3, 1};
-  const tarn::instruction_head sqrtsd = {{0xF2, 0x0F, 0x51}, 3, 1};
-  const tarn::instruction_head strict = {{0xF2, 0x0F, 0x51}, 3, 0};
-  const struct {
-    const tarn::instruction_head* head;
-    Bytes code;
-    int matches;
-  } cases[] = {
-      {&sqrtsd, {0xF2, 0x0F, 0x51, 0xC0}, 1},       {&sqrtsd, {0x48, 0xF2, 0x0F, 0x51}, 1},
-      {&sqrtsd, {0xF2, 0x44, 0x0F, 0x51, 0xC0}, 1}, {&sqrtss, {0xF3, 0x0F, 0x51, 0xC0}, 1},
-      {&sqrtss, {0xF3, 0x44, 0x0F, 0x51, 0xC0}, 0}, {&sqrtsd, {0xF3, 0x0F, 0x51}, 0},
-      {&strict, {0xF2, 0x44, 0x0F, 0x51}, 0},       {&strict, {0xF2, 0x0F, 0x51}, 1},
-  };
-  int number = 0;
-  for (const auto& c : cases) {
-    Bytes code = c.code;
-    code.resize(32, 0x90);
-    EXPECT_EQ(tarn::match_instruction(c.head, address_of(code.data())), c.matches) << number++;
-  }
-  EXPECT_EQ(tarn::match_instruction(&sqrtsd, 16), 0);
-}
-
-TEST(Report, ShowsRegistersAndTheInstruction) {
-  Bytes code = {0xF2, 0x0F, 0x2C, 0xC9};
-  code.resize(32, 0x90);
-  platform::AMD_CONTEXT context{};
-  context.Rax = 0x1234;
-  context.R15 = ~0ull;
-  context.Rip = address_of(code.data());
-  tarn::exception_context = &context;
-  char text[tarn::kRegisterDetailsSize];
-  std::uint32_t mxcsr;
-  asm volatile("stmxcsr %0" : "=m"(mxcsr));
-  tarn::prepare_register_details(text);
-  asm volatile("ldmxcsr %0" : : "m"(mxcsr));
-  const std::string details = text;
-  EXPECT_EQ(details.rfind("RAX = 0000000000001234   RBX = 0000000000000000   ", 0), 0u) << details;
-  EXPECT_NE(details.find("   R15 = ffffffffffffffff\n\n"), std::string::npos) << details;
-  EXPECT_NE(details.find(") cvttsd2si       RCX,XMM1"), std::string::npos) << details;
-  context.Rip = 8;
-  tarn::prepare_register_details(text);
-  asm volatile("ldmxcsr %0" : : "m"(mxcsr));
-  EXPECT_NE(std::string(text).find("8) db     "), std::string::npos) << text;
-  tarn::exception_context = nullptr;
 }
 
 }  // namespace
