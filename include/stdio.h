@@ -61,9 +61,10 @@ int FileExists(const char* path);
 
 /* ---- Blocks ------------------------------------------------------------ */
 
-/* Whole items read. A failed read looks like the end of the file. What ungetc
- * gave back is not seen. 2 GiB or more are refused: 0, and the error
- * indicator. */
+/* Whole items read. A read that fails or delivers less than was asked counts as
+ * the end of the file: a pipe or a console gives what it has, and a further call
+ * goes on behind it. What ungetc gave back is not seen. 2 GiB or more are
+ * refused: 0, and the error indicator. */
 size_t fread(void* buffer, size_t size, size_t count, FILE* stream);
 
 /* `count`, or 0 if there was nothing to write or any part failed: then the

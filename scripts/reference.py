@@ -611,7 +611,7 @@ def write_errors(rows, places):
            "**Search this page for the text.** The number is what the failing code gave, by",
            "`__RuntimeError(408)` in C, `CALL FAIL@(408)` in Fortran, or the instruction `int 9` with it in",
            "rax. The heading of a report does not show it; its details and a saved report have it in `RAX`,",
-           "in hexadecimal: `0000000000000198` is 408.", "",
+           "in hexadecimal: `0000000000000198` is 408, if the instruction shown is `int       9`.", "",
            "- `%1` stands for a name or text of the failing code: search for the rest of the line. `%F` and",
            "  the blank in front of it are not shown.",
            "- A text with a code in parentheses, as `Access violation (c0000005)`, is a fault.",

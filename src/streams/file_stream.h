@@ -85,7 +85,8 @@ TARNAPI std::int32_t fflush(FILE* stream);
 
 // ---- Blocks ---------------------------------------------------------------
 
-// Items read, whole ones only. A failed read counts as end of file. Carriage
+// Items read, whole ones only. A read of the system that fails or delivers less
+// than was asked counts as end of file, of a pipe or console too. Carriage
 // returns that a text stream drops are made up by further reads; a character
 // given back by ungetc is not seen. No bytes wanted: the count. A total of
 // 2 GiB or more is refused: nothing is moved, the error indicator is set, the
