@@ -42,7 +42,8 @@ char* i64toa(long long value, char* buffer, int radix);
  * cleared. `end`, if not null, is given the place behind the number, or the
  * text's start if there is none or it failed. */
 
-/* Out of range: the largest or least value. */
+/* Out of range: the largest or least value; but what wraps in strtoul is the
+ * wrapped value here too. */
 long strtol(const char* text, char** end, int radix);
 long long strtol64(const char* text, char** end, int radix);
 /* Out of range: all bits set. A value that only its last digit takes out of the

@@ -2,7 +2,8 @@
 // dumps that a debugger may ask for.
 //
 // State: what is being reported, below. The exception handler fills it before
-// it calls show_report; nothing is locked, and the process does not go on.
+// it calls show_report, exception_context before it asks the trap routines;
+// nothing is locked, and the process does not go on.
 #pragma once
 
 #include "platform/platform.h"
@@ -14,8 +15,9 @@ inline constexpr std::uint64_t kTracebackSize = 50'000;
 
 // Non-zero while write_exception runs: the handler then declines every exception.
 extern std::int32_t dump_busy;
-// The exception being reported, and what heads its report.
+// Of the exception being handled; once a report has begun, of that report's.
 extern platform::AMD_CONTEXT* exception_context;
+// What heads the report.
 extern const char* exception_name;
 extern const char* traceback_text;
 // Set if the process is one of a parallel task.

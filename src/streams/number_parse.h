@@ -24,8 +24,8 @@ TARNAPI std::uint32_t strtoul(const char* text, char** end, std::int32_t radix);
 TARNAPI std::uint64_t strtoul64(const char* text, char** end, std::int32_t radix);
 
 // White space, a sign, and then as strtoul. A value with its top bit set is
-// out of range: the largest or the least value. "-2147483648" gives the right
-// value, and sets errno too.
+// out of range: the largest or the least value. One that wraps there wraps here.
+// "-2147483648" gives the right value, and sets errno too.
 TARNAPI std::int32_t strtol(const char* text, char** end, std::int32_t radix);
 TARNAPI std::int64_t strtol64(const char* text, char** end, std::int32_t radix);
 

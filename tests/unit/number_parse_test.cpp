@@ -90,6 +90,7 @@ TEST(NumberParse, SignedIntegers) {
       {"2147483648", 10, {2147483647, 0, kRange}},
       {"-2147483648", 10, {-2147483648LL, 0, kRange}},
       {"-99999999999999", 10, {-2147483648LL, 0, kRange}},
+      {"-4294967297", 10, {-1, 11, kUntouched}},
       {"- 5", 10, {-5, 3, kUntouched}},  // the sign, and then as the unsigned parser
       {"-+5", 10, {-5, 3, kUntouched}},
       {"--5", 10, {-2147483648LL, 0, kRange}},
