@@ -61,9 +61,9 @@ void THIS_MODULE_NAME(char* name);
  * either cannot be found. */
 void* ProcessDynt(const char* routine, const char* library);
 
-/* Walks the calling image's start-up script. The system
- * calls it; a second walk does nothing but set the thread's floating-point
- * control. Every image has its own. */
+/* Walks the calling image's start-up script. The system calls it; a second
+ * walk does nothing but set the thread's floating-point control. Every image
+ * has its own. */
 int __BrackenStartup(void);
 
 /* 1 if the processor and the system support AVX, else 0. */

@@ -1,14 +1,16 @@
 #include "startup/command_line.h"
 
 #include "platform/platform.h"
+#include "storage/byte_block.h"
 #include "storage/heap.h"
+#include "strings/c_string.h"
 
 namespace tarn {
 namespace {
 
 constexpr std::uint32_t kFoundPathSize = 256;
 constexpr std::uint32_t kModuleNameSize = 1024;
-constexpr std::uint32_t kProgramPathSize = 32'768;
+constexpr std::uint32_t kProgramPathSize = 32'768;  // the longest path of the system
 
 char module_name[kModuleNameSize];
 
@@ -19,9 +21,9 @@ char* program_path(const char* name) {
   const std::uint32_t length =
       platform::SearchPathA(nullptr, name, ".exe", kFoundPathSize, found, nullptr);
   if (length > 0 && length < kFoundPathSize) return strdup(found);
-  char own[kModuleNameSize];
-  const std::uint32_t own_length = platform::GetModuleFileNameA(nullptr, own, kModuleNameSize);
-  if (own_length > 0 && own_length < kModuleNameSize) return strdup(own);
+  char own[kProgramPathSize];
+  const std::uint32_t own_length = platform::GetModuleFileNameA(nullptr, own, kProgramPathSize);
+  if (own_length > 0 && own_length < kProgramPathSize) return strdup(own);
   return strdup(name);
 }
 
@@ -42,13 +44,12 @@ const char* token_end(const char* start) {
   return p;
 }
 
-void copy_text(char* to, const char* from, std::uint64_t length) {
-  for (std::uint64_t i = 0; i < length; ++i) to[i] = from[i];
+// A token as a text of its own, cut where its place ends.
+template <std::uint64_t size>
+void copy_token(char (&to)[size], const char* from, std::uint64_t length) {
+  if (length > size - 1) length = size - 1;
+  copy_bytes(to, from, length);
   to[length] = '\0';
-}
-
-std::uint64_t at_most(std::uint64_t length, std::uint64_t limit) {
-  return length < limit ? length : limit;
 }
 
 char* first_argument(const char* start, std::uint64_t length) {
@@ -57,21 +58,19 @@ char* first_argument(const char* start, std::uint64_t length) {
     length = length >= 2 ? length - 2 : 0;
   }
   char name[kMaxProgramLength + 1];
-  copy_text(name, start, at_most(length, kMaxProgramLength));
+  copy_token(name, start, length);
   return program_path(name);
 }
 
 char* further_argument(const char* start, std::uint64_t length) {
   char text[kMaxArgumentLength + 1];
-  copy_text(text, start, at_most(length, kMaxArgumentLength));
+  copy_token(text, start, length);
   return strdup(text);
 }
 
 }  // namespace
 
 extern "C" {
-
-std::int32_t tarn_main_argument_count;
 
 char** tarn_split_command_line(const char* command_line, std::int32_t* count) {
   char* arguments[kMaxArguments + 1];
@@ -96,8 +95,9 @@ char** tarn_split_command_line(const char* command_line, std::int32_t* count) {
   return argv;
 }
 
-TARNAPI char** tarn_build_main_arguments() {
-  return tarn_split_command_line(platform::GetCommandLineA(), &tarn_main_argument_count);
+// Behind __get_main_arguments: argv, and argc by reference.
+TARNAPI char** tarn_build_main_arguments(std::int32_t* count) {
+  return tarn_split_command_line(platform::GetCommandLineA(), count);
 }
 
 }  // extern "C"
@@ -116,9 +116,7 @@ void THIS_MODULE_NAME(char* name) {
                                  kModuleNameSize);
     module_name[kModuleNameSize - 1] = '\0';
   }
-  char* from = module_name;
-  while ((*name++ = *from++)) {
-  }
+  strcpy(name, module_name);
 }
 
 }  // namespace tarn

@@ -4,6 +4,7 @@
 #include "platform/platform.h"
 #include "startup/start_up.h"
 #include "storage/heap.h"
+#include "strings/c_string.h"
 
 namespace tarn {
 namespace {
@@ -28,11 +29,8 @@ void append_common_spec(BlockRecord* record) {
     platform::GetModuleFileNameA(module, path, kModulePathSize);
     path[kModulePathSize - 1] = '\0';
   }
-  const char* base = path;
-  for (const char* p = path; *p; ++p) {
-    if (*p == '\\') base = p + 1;
-  }
-  record->module = strdup(base);
+  const char* const separator = strrchr(path, '\\');
+  record->module = strdup(separator ? separator + 1 : path);
   record->next = common_block_list;
   common_block_list = record;
   ++common_block_count;

@@ -85,12 +85,6 @@ void read_switches() {
 
 }  // namespace
 
-// A DLL whose script demands AVX is entered by the loader before any program's
-// script brings the library up. The library's own script runs before either
-// and calls this, so that __test_avx has its answer by then.
-extern "C" std::int32_t tarn_avx_supported;
-__attribute__((constructor)) void find_out_avx() { tarn_avx_supported = isAVXSupported(); }
-
 extern "C" void __initialise_cpplib() {
   if (!not_initialised) return;
   not_initialised = 0;

@@ -10,8 +10,7 @@ namespace tarn {
 extern "C" {
 // Brings the library up, once per process: page size, class table, x87 unit,
 // exception handler, standard handles, secondary stack, C streams, console,
-// switches.
-// Later calls return at once.
+// switches. Later calls return at once.
 TARNAPI void __initialise_cpplib();
 
 // 1 if the process's main image is marked for the graphical subsystem.

@@ -23,9 +23,10 @@ ROUTINE_END(__main_setup)
 // rcx = argc, rdx = argv.
 ROUTINE(__get_main_arguments)
   FRAME(40)
-  call tarn_build_main_arguments    // rax: argv; argc in its cell
+  lea rcx, [rsp + 32]
+  call tarn_build_main_arguments    // rax: argv; argc in the cell
   mov rdx, rax
-  movsxd rcx, dword ptr [rip + tarn_main_argument_count]
+  movsxd rcx, dword ptr [rsp + 32]
   add rsp, 40
   ret
 ROUTINE_END(__get_main_arguments)

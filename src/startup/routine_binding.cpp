@@ -3,6 +3,7 @@
 #include "failure/runtime_error.h"
 #include "platform/platform.h"
 #include "startup/start_up.h"
+#include "strings/c_string.h"
 
 namespace tarn {
 
@@ -19,16 +20,10 @@ Routine ProcessDynt(const char* routine, const char* library) {
 void rlo_error() { text_error("Attempt to call a function in an rlo library failed"); }
 
 extern "C" const char* __attempt_rlo_load(Routine* slot, const char* texts) {
-  const char* const library = texts;
-  const char* routine = library;
-  while (*routine++) {
-  }
-  const Routine found = ProcessDynt(routine, library);
+  const char* const routine = strend(texts) + 1;
+  const Routine found = ProcessDynt(routine, texts);
   *slot = found ? found : rlo_error;
-  const char* end = routine;
-  while (*end++) {
-  }
-  return end;
+  return strend(routine) + 1;
 }
 
 }  // namespace tarn

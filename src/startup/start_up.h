@@ -1,5 +1,15 @@
-// The start-up room's front door: the routines that an image's start-up script
-// calls. What they find out is kept in process/process_state.h.
+// The start-up room's front door: how an image starts. Each image, program or
+// DLL, begins in the interpreter of its own start-up script
+// (startup_script.S, which also tells the script's form); this header has the
+// interpreter and what scripts and compiled code call.
+//
+//   initialise.h    bringing the library up, once per process
+//   command_line.h  argc and argv, the program's identity
+//
+// State: the interpreter's, in each image, so that one image has one walk at a
+// time; what start-up finds out is kept in process/process_state.h. Nothing is
+// locked: a program's script runs on the first thread before main, a DLL's
+// within the system's own serialised calls of its entry.
 #pragma once
 
 #include "process/process_state.h"
@@ -31,7 +41,7 @@ TARNAPI void __record_profile_address(void* address);
 TARNAPI const char* __attempt_rlo_load(Routine* slot, const char* texts);
 
 // Compares the processor's AVX support with 1 and leaves the outcome in the
-// flags: equal if supported. Valid after __init_pseudo_stack.
+// flags: equal if supported. Valid once the library is loaded.
 TARNAPI void __test_avx();
 
 // Stack probe. In rax the size of the frame that the caller is about to take;

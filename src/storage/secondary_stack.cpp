@@ -61,6 +61,11 @@ std::int64_t default_size() {
          (storage < kLeastProgramStorage ? kLeastProgramStorage : storage);
 }
 
+// A DLL whose script demands AVX is entered by the loader before any program's
+// script brings the library up. The library's own script runs before either
+// and calls this, so that __test_avx has its answer by then.
+[[gnu::constructor]] void find_out_avx() { tarn_avx_supported = isAVXSupported(); }
+
 [[noreturn]] TARNAPI void stack_exhausted() { __RuntimeError(kErrorVirtualStack); }
 
 [[gnu::noinline]] TARNAPI void* extend_quasi(std::uint64_t size) {
@@ -81,14 +86,13 @@ SecondaryStack secondary_stack = {kFirstReservation, 0, 0, 0, 0, 0, 0, 0};
 
 extern "C" {
 
-std::int32_t tarn_avx_supported;  // what __test_avx compares
+std::int32_t tarn_avx_supported;
 
 void __init_pseudo_stack() {
   secondary_stack.base = round_up(reserve(), kStackPage);
   secondary_stack.quasi_pointer = secondary_stack.base;
   secondary_stack.quasi_committed = secondary_stack.base;
   __set_stack_size(default_size());
-  tarn_avx_supported = isAVXSupported();
   paneview::__init_paneview64(tarn_avx_supported);
 }
 

@@ -46,8 +46,8 @@ extern SecondaryStack secondary_stack;
 
 extern "C" {
 // Reserves 8 GiB, or half of that and so on down to 64 MiB, and sizes the stack
-// at half of the physical memory at most, less the program's own storage. Tests
-// for AVX and tells the sibling library. Part of initialisation. If there is no
+// at half of the physical memory at most, less the program's own storage. Tells
+// the sibling library whether there is AVX. Part of initialisation. If there is no
 // address space at all the process ends in an access violation with the
 // system's error code in rax.
 TARNAPI void __init_pseudo_stack();
@@ -109,5 +109,7 @@ TARNAPI void __free_quasi_stack();
 
 // 1 if the processor and the system support AVX, else 0.
 TARNAPI std::int32_t isAVXSupported();
+// Its answer, found out when the library is loaded; __test_avx compares it.
+extern "C" std::int32_t tarn_avx_supported;
 
 }  // namespace tarn

@@ -7,6 +7,7 @@
 
 #include "process/process_state.h"
 #include "startup/start_up.h"
+#include "storage/secondary_stack.h"
 #include "tests/support/raised.h"
 
 #ifdef _WIN32
@@ -19,7 +20,6 @@ extern "C" {
 extern char IMAGE_START[];
 extern char tarn_first_cell[];
 extern std::uint64_t tarn_script_word;
-extern std::int32_t tarn_avx_supported;
 }
 
 namespace {
@@ -208,13 +208,13 @@ TEST(StartupScript, ClosingUnmasksThreeExceptionsAndFlushes) {
 }
 
 TEST(StartupScript, AnImageThatDemandsAvxIsRefusedWithoutIt) {
-  const std::int32_t supported = tarn_avx_supported;
+  const std::int32_t supported = tarn::tarn_avx_supported;
   fresh().op(14).op(5, 0);
-  tarn_avx_supported = 1;
+  tarn::tarn_avx_supported = 1;
   EXPECT_NE(script.walk(), 0);
-  tarn_avx_supported = 0;
+  tarn::tarn_avx_supported = 0;
   EXPECT_EQ(raised_by([] { script.walk(); }).number, 368);
-  tarn_avx_supported = supported;
+  tarn::tarn_avx_supported = supported;
 }
 
 }  // namespace
