@@ -36,8 +36,8 @@ struct Name {
   }
 };
 
-// The C name of a record type; a record that an exported routine takes has a
-// specialisation in export_rows.inc's users.
+// The C name of a record type, for each record that an exported routine takes:
+// export_headers.h has them.
 template <class T>
 inline constexpr const char* record_name = nullptr;
 
