@@ -10,37 +10,20 @@
 #include "numerics/intrinsics.h"
 #include "paneview/paneview.h"
 #include "process/process_state.h"
+#include "tests/support/program_control.h"
 #include "tests/support/raised.h"
 
 namespace {
+
+using tarn::test::ProgramControl;
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 constexpr double kTiny = std::numeric_limits<double>::denorm_min();
 constexpr float kNanSingle = std::numeric_limits<float>::quiet_NaN();
 
-constexpr std::uint32_t kProgramMxcsr = 0x9940;  // DAZ, FTZ; invalid, zero divide, overflow trap
 constexpr std::uint32_t kInvalid = 0xC0000090;
 constexpr std::uint32_t kOverflow = 0xC0000091;
-
-// The SSE and x87 control of a running program while it lives.
-class ProgramControl {
- public:
-  explicit ProgramControl(std::uint16_t x87 = 0x037F) {
-    asm volatile("stmxcsr %0" : "=m"(mxcsr_));
-    asm volatile("fnstcw %0" : "=m"(x87_));
-    asm volatile("ldmxcsr %0" : : "m"(kProgramMxcsr));
-    asm volatile("fldcw %0" : : "m"(x87));
-  }
-  ~ProgramControl() {
-    asm volatile("fninit\n\tfldcw %0" : : "m"(x87_));
-    asm volatile("ldmxcsr %0" : : "m"(mxcsr_));
-  }
-
- private:
-  std::uint32_t mxcsr_;
-  std::uint16_t x87_;
-};
 
 std::uint16_t x87_control() {
   std::uint16_t control;

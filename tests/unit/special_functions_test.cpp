@@ -7,10 +7,12 @@
 #include <limits>
 #include <random>
 
+#include "tests/support/program_control.h"
 #include "tests/support/raised.h"
 
 namespace {
 
+using tarn::test::ProgramControl;
 using tarn::test::raised_by;
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
@@ -20,21 +22,6 @@ constexpr std::int64_t kNothing = -1;
 
 using OneArgument = double(TARNAPI*)(const double*);
 using WithOrder = double(TARNAPI*)(const std::int32_t*, const double*);
-
-// The SSE control of a running program while it lives: DAZ, FTZ, and traps of
-// invalid operation, zero divide and overflow.
-class ProgramControl {
- public:
-  ProgramControl() {
-    constexpr std::uint32_t kProgram = 0x9940;
-    asm volatile("stmxcsr %0" : "=m"(saved_));
-    asm volatile("ldmxcsr %0" : : "m"(kProgram));
-  }
-  ~ProgramControl() { asm volatile("ldmxcsr %0" : : "m"(saved_)); }
-
- private:
-  std::uint32_t saved_;
-};
 
 bool without_slatec() {
   const double half = 0.5;
