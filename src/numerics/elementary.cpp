@@ -64,10 +64,6 @@ double negative_to_power(double x, double y) {
   return is_odd(y) ? -size : size;
 }
 
-std::int32_t absolute(std::int32_t x) {
-  return x < 0 ? static_cast<std::int32_t>(0u - static_cast<std::uint32_t>(x)) : x;
-}
-
 }  // namespace
 
 double exp(double x) {
@@ -105,9 +101,11 @@ double modf(double x, double* integral) {
   return x87_double(value - x87_load(whole));
 }
 
-std::int32_t abs(std::int32_t x) { return absolute(x); }
+std::int32_t abs(std::int32_t x) {
+  return x < 0 ? static_cast<std::int32_t>(0u - static_cast<std::uint32_t>(x)) : x;
+}
 
-std::int32_t labs(std::int32_t x) { return absolute(x); }
+std::int32_t labs(std::int32_t x) { return abs(x); }
 
 double __xxjj(double x, std::int64_t n) {
   std::uint64_t bits = static_cast<std::uint64_t>(n);

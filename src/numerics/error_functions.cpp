@@ -90,6 +90,12 @@ double reflected(double x, double value, std::int32_t selector) {
   return (power + power) - value;
 }
 
+double error_function(const double* x, std::int32_t selector) {
+  double result;
+  CALERF(x, &result, &selector);
+  return result;
+}
+
 }  // namespace
 
 extern "C" void CALERF(const double* x, double* result, const std::int32_t* selector) {
@@ -111,5 +117,10 @@ extern "C" void CALERF(const double* x, double* result, const std::int32_t* sele
     *result = value < 0 ? reflected(value, at_y, wanted) : at_y;
   }
 }
+
+double DERF_at(const double* x) { return error_function(x, kErf); }
+double DERFC_at(const double* x) { return error_function(x, kErfc); }
+double DERFC_SCALED_at(const double* x) { return DERFCX(x); }
+extern "C" double DERFCX(const double* x) { return error_function(x, kScaledErfc); }
 
 }  // namespace tarn

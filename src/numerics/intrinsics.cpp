@@ -1,5 +1,6 @@
 #include "numerics/intrinsics.h"
 
+#include "numerics/elementary.h"
 #include "numerics/real_bits.h"
 #include "numerics/x87.h"
 #include "paneview/paneview.h"
@@ -65,11 +66,6 @@ std::int64_t nearest_integer(double x) {
   return result;
 }
 
-template <typename Integer>
-Integer absolute(Integer x) {
-  return x < 0 ? static_cast<Integer>(0u - static_cast<std::uint32_t>(x)) : x;
-}
-
 }  // namespace
 
 float ALOG_at(const float* x) { return paneview::ALOG$$(*x); }
@@ -133,9 +129,9 @@ std::int32_t JNINT_at(const float* x) {
 }
 std::int32_t JDNIN_at(const double* x) { return static_cast<std::int32_t>(nearest_integer(*x)); }
 
-std::int8_t HABS_at(const std::int8_t* x) { return absolute(*x); }
-std::int16_t IABS_at(const std::int16_t* x) { return absolute(*x); }
-std::int32_t JABS_at(const std::int32_t* x) { return absolute(*x); }
+std::int8_t HABS_at(const std::int8_t* x) { return static_cast<std::int8_t>(abs(*x)); }
+std::int16_t IABS_at(const std::int16_t* x) { return static_cast<std::int16_t>(abs(*x)); }
+std::int32_t JABS_at(const std::int32_t* x) { return abs(*x); }
 
 float ABS_at(const float* x) {
   return __builtin_bit_cast(float, __builtin_bit_cast(std::uint32_t, *x) & 0x7FFFFFFF);

@@ -45,9 +45,9 @@ TARNAPI double DBESSEL_J0_at(const double* x);
 TARNAPI double DBESSEL_J1_at(const double* x);
 TARNAPI double DBESSEL_Y0_at(const double* x);
 TARNAPI double DBESSEL_Y1_at(const double* x);
-// Order n. 357 for n < 0, x < 0 (Yn: x = 0 too), an overflowing Yn, and x from 2^61
-// on. Jn that underflows is 0.0, but a non-zero x below 4.5e-308
-// raises 357 too. Above 4.5e15 Jn has lost its digits.
+// Order n. 357 for n < 0, x < 0 (Yn: x = 0 too), an overflowing Yn, and x from
+// 2^61 on. Jn that underflows is 0.0, but a non-zero x below 4.5e-308 raises 357
+// too. Above 4.5e15 Jn has lost its digits.
 TARNAPI double DBESSEL_JN_at(const std::int32_t* n, const double* x);
 TARNAPI double DBESSEL_YN_at(const std::int32_t* n, const double* x);
 
