@@ -13,27 +13,19 @@ namespace platform = tarn::platform;
 
 Dialog* pending;
 
-// Pages of its own: a dialog may be the report of a corrupted heap. Zero at first.
-Dialog* new_dialog() {
-  return static_cast<Dialog*>(platform::VirtualAlloc(nullptr, sizeof(Dialog),
-                                                     platform::kMemCommit | platform::kMemReserve,
-                                                     platform::kPageReadWrite));
-}
-
-void free_dialog(Dialog* dialog) { platform::VirtualFree(dialog, 0, platform::kMemRelease); }
+constexpr char kReportEnding[] = ".txt";
+constexpr char kEscape = 0x1B;
 
 // On a terminal: a line is asked for, of which nothing means the default.
 std::int32_t ask_on_terminal(const char* title, char* buffer, const FileNameRecord* record) {
-  static const char kEnding[] = ".txt";
-  static const char kEscape = 0x1B;
   const auto limit = static_cast<std::uint32_t>(record->size);
   const std::uint32_t length = text_length(record->default_path, limit);
-  const bool has_default = length > 0 && length + sizeof kEnding - 1 <= limit;
+  const bool has_default = length > 0 && length + sizeof kReportEnding - 1 <= limit;
   write_output(title, text_length(title, kDialogFormatSize));
   if (has_default) {
     write_output(" [", 2);
     write_output(record->default_path, length);
-    write_output(kEnding, sizeof kEnding - 1);
+    write_output(kReportEnding, sizeof kReportEnding - 1);
     write_output("]", 1);
   }
   write_output(": ", 2);
@@ -44,7 +36,7 @@ std::int32_t ask_on_terminal(const char* title, char* buffer, const FileNameReco
     if (i > 0) return 1;
     if (!has_default) break;
     copy_bytes(buffer, record->default_path, length);
-    copy_bytes(buffer + length, kEnding, sizeof kEnding);
+    copy_bytes(buffer + length, kReportEnding, sizeof kReportEnding);
     return 1;
   }
   buffer[0] = 0;
@@ -56,13 +48,12 @@ std::int32_t ask_in_window(void* owner, const char* title, char* buffer,
                            const FileNameRecord* record) {
   const platform::WindowServices* const services = platform::DesktopWindows();
   if (services == nullptr) return -1;
-  static const char kEnding[] = ".txt";
   const auto limit = static_cast<std::uint32_t>(record->size);
-  char path[kDefaultPathSize + sizeof kEnding];
+  char path[kDefaultPathSize + sizeof kReportEnding];
   const std::uint32_t length =
       text_length(record->default_path, limit < kDefaultPathSize ? limit : kDefaultPathSize);
   copy_bytes(path, record->default_path, length);
-  copy_bytes(path + length, kEnding, length > 0 ? sizeof kEnding : 0);
+  copy_bytes(path + length, kReportEnding, length > 0 ? sizeof kReportEnding : 0);
   if (length == 0) path[0] = 0;
   const platform::SaveFileQuestion question = {title, path, "txt", owner};
   return services->ask_save_file(&question, buffer, limit + 1);
@@ -70,9 +61,16 @@ std::int32_t ask_in_window(void* owner, const char* title, char* buffer,
 
 }  // namespace
 
+void* new_pages(std::uint64_t size) {
+  return platform::VirtualAlloc(nullptr, size, platform::kMemCommit | platform::kMemReserve,
+                                platform::kPageReadWrite);
+}
+
+void free_pages(void* pages) { platform::VirtualFree(pages, 0, platform::kMemRelease); }
+
 std::int32_t __winio(const char* format, ...) {
   TARN_SLOTS_BEHIND(arguments, format);
-  if (pending == nullptr) pending = new_dialog();
+  if (pending == nullptr) pending = static_cast<Dialog*>(new_pages(sizeof(Dialog)));
   if (pending == nullptr) return 0;
   if (add_dialog_format(pending, format, arguments) == FormatEnd::kMore) return 0;
 
@@ -80,12 +78,12 @@ std::int32_t __winio(const char* format, ...) {
   pending = nullptr;  // callbacks may build their own
   std::int32_t button;
   if (!show_window_dialog(dialog, &button)) button = show_text_dialog(dialog);
-  free_dialog(dialog);
+  free_pages(dialog);
   return button;
 }
 
 void __close_all_windows() {
-  if (pending != nullptr) free_dialog(pending);
+  if (pending != nullptr) free_pages(pending);
   pending = nullptr;
   // A text on a terminal stays where it is.
   if (const platform::WindowServices* services = platform::DesktopWindows()) services->close_all();

@@ -71,6 +71,11 @@ enum class FormatEnd { kMore, kShow };
 // more than kDialogArguments slots.
 FormatEnd add_dialog_format(Dialog* dialog, const char* format, const tarn::Slot* arguments);
 
+// Zeroed pages, null if there are none. What a dialog needs is not in the heap:
+// the dialog may be the report of a corrupted one.
+void* new_pages(std::uint64_t size);
+void free_pages(void* pages);
+
 // ---- Buttons and keys ----------------------------------------------------------
 
 inline constexpr std::uint32_t kDialogButtons = 16;
@@ -111,6 +116,12 @@ std::int32_t show_text_dialog(const Dialog* dialog);
 // The dialog's texts laid out in lines with CR LF, as the text renderer shows
 // them. Stores at most `size` bytes, and no NUL; gives the length of all.
 std::uint64_t dialog_text(const Dialog* dialog, char* buffer, std::uint64_t size);
+
+// The same in pages, to be freed, and its length; null if there is nothing.
+char* new_dialog_text(const Dialog* dialog, std::uint64_t* length);
+
+// In the dialog's last line, before what was wrong and a ')'.
+inline constexpr char kProblemStart[] = "(Part of this dialog is missing: ";
 
 // ---- Terminal -----------------------------------------------------------------
 

@@ -86,6 +86,13 @@ PANEVIEW_INLINE bool is_negative(Real x) {
   return (bits_of(x) & kSign<Real>) != 0;
 }
 
+// Of the highest bit: below 0 if |x| < 1.
+template <typename Real>
+PANEVIEW_INLINE int exponent_of(Real x) {
+  return static_cast<int>(magnitude(x) >> kFractionBits<Real>) -
+         static_cast<int>(kOne<Real> >> kFractionBits<Real>);
+}
+
 template <typename Real>
 PANEVIEW_INLINE Real quieted(Real nan) {
   return real_of<Real>(bits_of(nan) | kQuietNan<Real>);
@@ -293,8 +300,7 @@ PANEVIEW_INLINE Real checked_tangent(Real x) {
 template <typename Real>
 PANEVIEW_INLINE Real truncated(Real x) {
   if (is_nan(x)) return quieted(x);
-  const int exponent = static_cast<int>(magnitude(x) >> kFractionBits<Real>) -
-                       static_cast<int>(kOne<Real> >> kFractionBits<Real>);
+  const int exponent = exponent_of(x);
   if (exponent >= kFractionBits<Real>) return x;
   if (exponent < 0) return real_of<Real>(bits_of(x) & kSign<Real>);
   const Bits<Real> behind = (Bits<Real>{1} << (kFractionBits<Real> - exponent)) - 1;
@@ -335,7 +341,7 @@ bool is_integral(double y) { return bits_of(truncated(y)) == bits_of(y); }
 
 // y integral: is its last bit before the point set?
 bool is_odd(double y) {
-  const int exponent = static_cast<int>(magnitude(y) >> kFractionBits<double>) - 1023;
+  const int exponent = exponent_of(y);
   if (exponent < 0 || exponent > kFractionBits<double>) return false;
   const std::uint64_t fraction = magnitude(y) | std::uint64_t{1} << kFractionBits<double>;
   return (fraction >> (kFractionBits<double> - exponent) & 1) != 0;

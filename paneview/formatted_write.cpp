@@ -19,8 +19,6 @@ inline constexpr std::uint64_t kErrorDescriptor = 74;
 
 inline constexpr std::int32_t kOutputUnit = 6;
 inline constexpr std::int32_t kErrorUnitNumber = 0;
-inline constexpr std::int32_t kStandardOutput = -11;
-inline constexpr std::int32_t kStandardError = -12;
 
 inline constexpr std::uint32_t kRecordSize = 4096;
 
@@ -47,11 +45,6 @@ void put_blanks(std::uint32_t count) {
   for (; count > 0; --count) put(' ');
 }
 
-void write_bytes(std::int32_t which, const char* text, std::uint32_t length) {
-  std::uint32_t written;
-  platform::WriteFile(platform::GetStdHandle(which), text, length, &written, nullptr);
-}
-
 void end_record() {
   const char control = current.used > 0 ? current.record[0] : '\0';
   const char* lead = control == '1' ? "\f" : control == '0' ? "\r\n" : "";
@@ -64,7 +57,7 @@ void end_record() {
   length += current.used - from;
   out[length++] = '\r';
   out[length++] = '\n';
-  write_bytes(current.handle, out, length);
+  write_to(current.handle, out, length);
   current.used = 0;
 }
 
@@ -133,7 +126,8 @@ Descriptor descriptor_for_item(char kind) {
 void WSF1$$(const std::int32_t* unit, const void* block, std::uint64_t block_length) {
   const std::int32_t number = unit == nullptr ? kOutputUnit : *unit;
   if (number != kOutputUnit && number != kErrorUnitNumber) raise_error(kErrorUnit);
-  current.handle = number == kErrorUnitNumber ? kStandardError : kStandardOutput;
+  current.handle =
+      number == kErrorUnitNumber ? platform::kStandardError : platform::kStandardOutput;
   current.block = static_cast<const unsigned char*>(block);
   current.length = block_length;
   current.position = 0;
@@ -172,11 +166,11 @@ void STOP$(const char* text, std::uint64_t length) {
   while (length > 0) {
     const std::uint32_t part =
         length < kRecordSize ? static_cast<std::uint32_t>(length) : kRecordSize;
-    write_bytes(kStandardError, text, part);
+    write_to(platform::kStandardError, text, part);
     text += part;
     length -= part;
   }
-  write_bytes(kStandardError, "\r\n", 2);
+  write_to(platform::kStandardError, "\r\n", 2);
   platform::ExitProcess(0);
 }
 

@@ -1,12 +1,13 @@
+// The terminal as dialogs use it, and what is written to the standard handles.
+
 #include "paneview/dialog.h"
+#include "paneview/text.h"
 
 namespace paneview {
 namespace {
 
 namespace platform = tarn::platform;
 
-inline constexpr std::int32_t kStandardInput = -10;
-inline constexpr std::int32_t kStandardOutput = -11;
 inline constexpr std::uint32_t kProcessedInput = 1;
 inline constexpr std::uint32_t kLineInput = 2;
 inline constexpr std::uint32_t kEchoInput = 4;
@@ -16,8 +17,8 @@ inline constexpr std::uint32_t kLineMode = kProcessedInput | kLineInput | kEchoI
 std::int32_t read_byte() {
   char byte;
   std::uint32_t delivered = 0;
-  if (platform::ReadFile(platform::GetStdHandle(kStandardInput), &byte, 1, &delivered, nullptr) ==
-          0 ||
+  if (platform::ReadFile(platform::GetStdHandle(platform::kStandardInput), &byte, 1, &delivered,
+                         nullptr) == 0 ||
       delivered != 1) {
     return -1;
   }
@@ -28,12 +29,12 @@ std::int32_t read_byte() {
 
 bool on_terminal() {
   std::uint32_t mode;
-  return platform::GetConsoleMode(platform::GetStdHandle(kStandardInput), &mode) != 0 &&
-         platform::GetConsoleMode(platform::GetStdHandle(kStandardOutput), &mode) != 0;
+  return platform::GetConsoleMode(platform::GetStdHandle(platform::kStandardInput), &mode) != 0 &&
+         platform::GetConsoleMode(platform::GetStdHandle(platform::kStandardOutput), &mode) != 0;
 }
 
 std::int32_t read_key() {
-  const platform::Handle input = platform::GetStdHandle(kStandardInput);
+  const platform::Handle input = platform::GetStdHandle(platform::kStandardInput);
   std::uint32_t mode;
   if (platform::GetConsoleMode(input, &mode) == 0) return -1;
   platform::SetConsoleMode(input, mode & ~kLineMode);
@@ -43,7 +44,7 @@ std::int32_t read_key() {
 }
 
 bool read_line(char* buffer, std::uint32_t size) {
-  const platform::Handle input = platform::GetStdHandle(kStandardInput);
+  const platform::Handle input = platform::GetStdHandle(platform::kStandardInput);
   std::uint32_t mode;
   if (platform::GetConsoleMode(input, &mode) == 0) return false;
   platform::SetConsoleMode(input, mode | kLineMode);
@@ -57,9 +58,13 @@ bool read_line(char* buffer, std::uint32_t size) {
   return byte >= 0 || length > 0;
 }
 
-void write_output(const char* text, std::uint32_t length) {
+void write_to(std::int32_t standard_handle, const char* text, std::uint32_t length) {
   std::uint32_t written;
-  platform::WriteFile(platform::GetStdHandle(kStandardOutput), text, length, &written, nullptr);
+  platform::WriteFile(platform::GetStdHandle(standard_handle), text, length, &written, nullptr);
+}
+
+void write_output(const char* text, std::uint32_t length) {
+  write_to(platform::kStandardOutput, text, length);
 }
 
 }  // namespace paneview

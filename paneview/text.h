@@ -1,4 +1,4 @@
-// Small text steps, in place of a C library.
+// Small steps with texts, in place of a C library.
 #pragma once
 
 #include <cstdint>
@@ -44,5 +44,8 @@ static inline std::uint32_t decimal_text(std::int64_t value, char* text) {
   while (digits > 0) text[length++] = reversed[--digits];
   return length;
 }
+
+// To platform::kStandardOutput or another standard handle.
+void write_to(std::int32_t standard_handle, const char* text, std::uint32_t length);
 
 }  // namespace paneview

@@ -8,8 +8,6 @@
 namespace paneview {
 namespace {
 
-namespace platform = tarn::platform;
-
 inline constexpr std::int32_t kEndOfInput = -1;
 inline constexpr std::int32_t kControlC = 3;
 inline constexpr std::int32_t kEnter = '\r';
@@ -84,7 +82,7 @@ void lay_out(Layout* layout, const Dialog* dialog) {
   }
   if (dialog->problem != nullptr) {
     put_line_start(layout);
-    put_text(layout, "(Part of this dialog is missing: ", kToNul);
+    put_text(layout, kProblemStart, kToNul);
     put_text(layout, dialog->problem, kToNul);
     put(layout, ')');
   }
@@ -184,16 +182,12 @@ void clear_handle_cells(const Dialog* dialog) {
   }
 }
 
-// In pages of its own: the dialog may be the report of a corrupted heap.
 void write_dialog_text(const Dialog* dialog) {
-  const std::uint64_t size = dialog_text(dialog, nullptr, 0);
-  if (size == 0) return;
-  auto* text = static_cast<char*>(platform::VirtualAlloc(
-      nullptr, size, platform::kMemCommit | platform::kMemReserve, platform::kPageReadWrite));
+  std::uint64_t length;
+  char* const text = new_dialog_text(dialog, &length);
   if (text == nullptr) return;
-  const std::uint64_t length = dialog_text(dialog, text, size);
-  write_output(text, static_cast<std::uint32_t>(length < size ? length : size));
-  platform::VirtualFree(text, 0, platform::kMemRelease);
+  write_output(text, static_cast<std::uint32_t>(length));
+  free_pages(text);
 }
 
 }  // namespace
@@ -204,6 +198,16 @@ std::uint64_t dialog_text(const Dialog* dialog, char* buffer, std::uint64_t size
   layout.size = size;
   lay_out(&layout, dialog);
   return layout.used;
+}
+
+char* new_dialog_text(const Dialog* dialog, std::uint64_t* length) {
+  const std::uint64_t size = dialog_text(dialog, nullptr, 0);
+  auto* const text = size == 0 ? nullptr : static_cast<char*>(new_pages(size));
+  if (text == nullptr) return nullptr;
+  // The program may have changed the text of a box in between.
+  const std::uint64_t now = dialog_text(dialog, text, size);
+  *length = now < size ? now : size;
+  return text;
 }
 
 std::int32_t show_text_dialog(const Dialog* dialog) {

@@ -158,7 +158,7 @@ void put_line(Flow* flow, const Item* item, const char* text, std::uint32_t leng
     flow->row_used = true;
     return;
   }
-  while (!fits(flow, text, length)) {
+  while (length > 1 && !fits(flow, text, length)) {
     const std::uint32_t part = fitting_part(flow, text, length);
     if (part > 0) put_text_part(flow, item, text, part);
     end_row(flow);
@@ -275,10 +275,9 @@ void put_icon(Flow* flow, const char* icon) {
 }
 
 void put_problem(Flow* flow, const char* problem) {
-  static const char kStart[] = "(Part of this dialog is missing: ";
   start_row(flow);
   flow->text_parts = 0;  // for these three there is always room
-  put_text_part(flow, nullptr, kStart, sizeof kStart - 1);
+  put_text_part(flow, nullptr, kProblemStart, sizeof kProblemStart - 1);
   put_text_part(flow, nullptr, problem, text_length(problem, kDialogDimension));
   put_text_part(flow, nullptr, ")", 1);
 }

@@ -16,13 +16,6 @@ struct Shown {
   Choices choices;
 };
 
-void* new_pages(std::uint64_t size) {
-  return platform::VirtualAlloc(nullptr, size, platform::kMemCommit | platform::kMemReserve,
-                                platform::kPageReadWrite);
-}
-
-void free_pages(void* pages) { platform::VirtualFree(pages, 0, platform::kMemRelease); }
-
 // ---- Making the window -----------------------------------------------------------
 
 platform::DialogWindow* open_window(const platform::WindowServices* services,
@@ -114,12 +107,10 @@ bool fill_window(Shown* shown) {
 // What the user selected in a box, else all texts of the dialog.
 void copy(const Shown* shown) {
   if (shown->services->copy_selection(shown->window)) return;
-  const std::uint64_t size = dialog_text(shown->dialog, nullptr, 0);
-  if (size == 0) return;
-  auto* text = static_cast<char*>(new_pages(size));
+  std::uint64_t length;
+  char* const text = new_dialog_text(shown->dialog, &length);
   if (text == nullptr) return;
-  const std::uint64_t length = dialog_text(shown->dialog, text, size);
-  shown->services->copy_text(shown->window, text, length < size ? length : size);
+  shown->services->copy_text(shown->window, text, length);
   free_pages(text);
 }
 

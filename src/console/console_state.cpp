@@ -11,8 +11,6 @@ constinit ConsoleState console{};
 
 namespace {
 
-constexpr std::int32_t kStandardInput = -10;
-constexpr std::int32_t kStandardOutput = -11;
 constexpr std::int32_t kRedirectedWidth = 80;
 
 // Metrics of the system, by their published numbers.
@@ -54,8 +52,10 @@ void reset_state() {
 }
 
 void open_handles() {
-  console.output_handle = reinterpret_cast<std::int64_t>(platform::GetStdHandle(kStandardOutput));
-  console.input_handle = reinterpret_cast<std::int64_t>(platform::GetStdHandle(kStandardInput));
+  console.output_handle =
+      reinterpret_cast<std::int64_t>(platform::GetStdHandle(platform::kStandardOutput));
+  console.input_handle =
+      reinterpret_cast<std::int64_t>(platform::GetStdHandle(platform::kStandardInput));
   console.conout_handle = reinterpret_cast<std::int64_t>(platform::CreateFileA(
       "CONOUT$", platform::kGenericWrite, platform::kShareRead | platform::kShareWrite, nullptr,
       platform::kOpenExisting, platform::kAttributeNormal, nullptr));

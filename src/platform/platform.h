@@ -148,7 +148,10 @@ struct StartupInfo {
 static_assert(sizeof(StartupInfo) == 104);
 TARNAPI void GetStartupInfoA(StartupInfo* info);
 
-// which: -10 input, -11 output, -12 error.
+// The published numbers of the standard handles.
+inline constexpr std::int32_t kStandardInput = -10;
+inline constexpr std::int32_t kStandardOutput = -11;
+inline constexpr std::int32_t kStandardError = -12;
 TARNAPI Handle GetStdHandle(std::int32_t which);
 
 // Characters without the NUL; 0 if absent; the size needed, NUL included, if

@@ -32,9 +32,9 @@ constexpr struct {
   RuntimeCell cell;
   std::int32_t which;
 } kStandardHandles[] = {
-    {kCellInputHandle, -10},
-    {kCellOutputHandle, -11},
-    {kCellErrorHandle, -12},
+    {kCellInputHandle, platform::kStandardInput},
+    {kCellOutputHandle, platform::kStandardOutput},
+    {kCellErrorHandle, platform::kStandardError},
 };
 
 bool is_separator(char c) {

@@ -107,7 +107,8 @@ bool remove_handler(ConsoleHandler handler) {
 
 void write_error_text(const char* text) {
   std::uint32_t written = 0;
-  WriteFile(GetStdHandle(-12), text, static_cast<std::uint32_t>(strlen(text)), &written, nullptr);
+  WriteFile(GetStdHandle(kStandardError), text, static_cast<std::uint32_t>(strlen(text)), &written,
+            nullptr);
 }
 
 }  // namespace

@@ -59,7 +59,7 @@ Handle GetCurrentProcess() { return invalid_handle(); }
 std::uint32_t GetCurrentProcessId() { return static_cast<std::uint32_t>(getpid()); }
 
 Handle GetStdHandle(std::int32_t which) {
-  const std::int32_t descriptor = -10 - which;
+  const std::int32_t descriptor = kStandardInput - which;
   if (descriptor < 0 || descriptor >= static_cast<std::int32_t>(kStandardHandles)) {
     fail(kErrorInvalidHandle);
     return invalid_handle();
@@ -73,9 +73,9 @@ void GetStartupInfoA(StartupInfo* info) {
   *info = StartupInfo{};
   info->length = sizeof *info;
   info->flags = kStartUseStdHandles;
-  info->standard_input = GetStdHandle(-10);
-  info->standard_output = GetStdHandle(-11);
-  info->standard_error = GetStdHandle(-12);
+  info->standard_input = GetStdHandle(kStandardInput);
+  info->standard_output = GetStdHandle(kStandardOutput);
+  info->standard_error = GetStdHandle(kStandardError);
 }
 
 Status GetVersionExA(VersionInfo* info) {

@@ -323,7 +323,7 @@ ScreenState* select_screen(Handle handle) {
 ScreenState* select_any_screen() {
   static Handle own;
   if (look(&in_use)) return &state;
-  for (const std::int32_t standard : {-11, -12}) {
+  for (const std::int32_t standard : {kStandardOutput, kStandardError}) {
     ScreenState* const screen = select_screen(GetStdHandle(standard));
     if (screen != nullptr) return screen;
   }
