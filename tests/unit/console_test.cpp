@@ -12,11 +12,14 @@
 #include "console/formatted_output.h"
 #include "console/line_output.h"
 #include "console/text_writers.h"
+#include "tests/support/captured.h"
 #include "tests/support/raised.h"
 
 namespace {
 
 namespace platform = tarn::platform;
+using tarn::test::contents;
+using tarn::test::with_crlf;
 
 constexpr char kPath[] = "console_test.tmp";
 
@@ -26,18 +29,6 @@ std::int64_t open_file(std::uint32_t access, std::uint32_t creation) {
 }
 
 void close_file(std::int64_t handle) { platform::CloseHandle(tarn::system_handle(handle)); }
-
-std::string file_contents() {
-  const std::int64_t file = open_file(platform::kGenericRead, platform::kOpenExisting);
-  std::string text;
-  char block[4096];
-  std::uint32_t got = 0;
-  while (platform::ReadFile(tarn::system_handle(file), block, sizeof block, &got, nullptr) && got) {
-    text.append(block, got);
-  }
-  close_file(file);
-  return text;
-}
 
 // Sends the console's output to a file for a while, and gives what came there.
 template <class F>
@@ -51,7 +42,7 @@ std::string output_of(F&& write) {
   write();
   tarn::RedirectConsoleOutput(before);
   close_file(file);
-  std::string text = file_contents();
+  std::string text = contents(kPath);
   platform::DeleteFileA(kPath);
   return text;
 }
@@ -60,12 +51,8 @@ std::string output_of(F&& write) {
 template <class F>
 void with_input(const std::string& bytes, F&& read) {
   tarn::test::initialise();
-  std::int64_t file = open_file(platform::kGenericWrite, platform::kCreateAlways);
-  std::uint32_t written;
-  platform::WriteFile(tarn::system_handle(file), bytes.data(),
-                      static_cast<std::uint32_t>(bytes.size()), &written, nullptr);
-  close_file(file);
-  file = open_file(platform::kGenericRead, platform::kOpenExisting);
+  tarn::test::make_file(kPath, bytes);
+  const std::int64_t file = open_file(platform::kGenericRead, platform::kOpenExisting);
   tarn::RedirectConsoleInput(file);
   tarn::console.read_pos = -1;
   tarn::console.read_len = 0;
@@ -85,8 +72,7 @@ TEST(ConsoleStart, OutputThatIsNoScreenIsRedirected) {
   EXPECT_EQ(tarn::console.wrap_mode, 0);
   std::int32_t x = 7, y = 7;
   tarn::GetCursorPos(&x, &y);
-  EXPECT_EQ(x, 0);
-  EXPECT_EQ(y, 0);
+  EXPECT_EQ(std::pair(x, y), std::pair(0, 0));
   EXPECT_EQ(tarn::SetConsoleCursorSize(50), 0);
   tarn::CursorWrapMode(1);
   tarn::__InitialiseConsole();  // once is enough
@@ -94,10 +80,10 @@ TEST(ConsoleStart, OutputThatIsNoScreenIsRedirected) {
   tarn::CursorWrapMode(0);
   EXPECT_EQ(tarn::_get_console_handle(3), -1);
   EXPECT_EQ(tarn::_get_console_handle(-1), -1);
-  for (const auto& [which, system] : {std::pair{0, -10}, {1, -11}, {2, -12}}) {
-    EXPECT_EQ(
-        tarn::_get_console_handle(which),
-        static_cast<std::int32_t>(reinterpret_cast<std::int64_t>(platform::GetStdHandle(system))));
+  for (const std::int32_t which : {0, 1, 2}) {
+    const platform::Handle standard = platform::GetStdHandle(platform::kStandardInput - which);
+    EXPECT_EQ(tarn::_get_console_handle(which),
+              static_cast<std::int32_t>(reinterpret_cast<std::int64_t>(standard)));
   }
 }
 
@@ -278,9 +264,19 @@ TEST(ConsolePause, TheMessageStandsInTheMiddleOfItsRowOrIsCut) {
   tarn::console = before;
 }
 
+// What ConsoleRead gives of at most `size` bytes; "(end)" at the end.
+std::string read_console(std::int32_t size) {
+  static char buffer[5000];
+  std::int32_t count = 0;
+  EXPECT_EQ(tarn::ConsoleRead(buffer, size, &count), 0);
+  if (count == -1) return "(end)";
+  EXPECT_GE(count, 0);
+  return std::string(buffer, static_cast<std::size_t>(count));
+}
+
 TEST(ConsoleInput, LinesOfAFile) {
   const std::string block(4096, 'x');
-  const std::string almost(4095, 'x');
+  const std::string almost(4095, 'x'), end = "\x1A";
   const struct {
     const char* name;
     std::string bytes;
@@ -295,44 +291,21 @@ TEST(ConsoleInput, LinesOfAFile) {
       {"empty lines", "\r\n\r\n", {"", ""}},
       {"nothing", "", {}},
       {"a last line without an end is lost", "abc\nde", {"abc"}},
-      {"Ctrl-Z keeps it",
-       "abc\nde\x1A"
-       "f\n",
-       {"abc", "de"}},
-      {"Ctrl-Z first",
-       "\x1A"
-       "abc\n",
-       {}},
-      {"Ctrl-Z behind a line",
-       "abc\n\x1A"
-       "de\n",
-       {"abc"}},
+      {"Ctrl-Z keeps it", "abc\nde" + end + "f\n", {"abc", "de"}},
+      {"Ctrl-Z first", end + "abc\n", {}},
+      {"Ctrl-Z behind a line", "abc\n" + end + "de\n", {"abc"}},
       {"NULs are characters", std::string("a\0b\n", 4), {std::string("a\0b", 3)}},
       {"a line end across the block", almost + "\r\nab\n", {almost, "ab"}},
       {"a line end behind the block", block + "\nab\n", {block, "ab"}},
       {"a line across the block", block + "ab\ncd\n", {block + "ab", "cd"}},
-      {"Ctrl-Z at the start of a block",
-       block.substr(0, 4095) + "\n\x1A"
-                               "ab\n",
-       {almost}},
-      {"a text lost for a Ctrl-Z behind its block",
-       block + "\x1A"
-               "ab\n",
-       {}},
+      {"Ctrl-Z at the start of a block", almost + "\n" + end + "ab\n", {almost}},
+      {"a text lost for a Ctrl-Z behind its block", block + end + "ab\n", {}},
   };
-  char buffer[5000];
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
     with_input(c.bytes, [&] {
-      std::int32_t count;
-      for (const std::string& line : c.lines) {
-        EXPECT_EQ(tarn::ConsoleRead(buffer, sizeof buffer, &count), 0) << c.name;
-        ASSERT_GE(count, 0) << c.name;
-        EXPECT_EQ(std::string(buffer, static_cast<std::size_t>(count)), line) << c.name;
-      }
-      for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(tarn::ConsoleRead(buffer, sizeof buffer, &count), 0) << c.name;
-        EXPECT_EQ(count, -1) << c.name;
-      }
+      for (const std::string& line : c.lines) EXPECT_EQ(read_console(5000), line);
+      for (int i = 0; i < 2; ++i) EXPECT_EQ(read_console(5000), "(end)");
     });
   }
 }
@@ -342,10 +315,8 @@ TEST(ConsoleInput, WhatDoesNotFitComesWithTheNextCall) {
     char buffer[] = "####";
     std::int32_t count;
     for (const char* const piece : {"abc", "def", "g", "h"}) {
-      EXPECT_EQ(tarn::ConsoleRead(buffer, 0, &count), 0);
-      EXPECT_EQ(count, 0);
-      EXPECT_EQ(tarn::ConsoleRead(buffer, -5, &count), 0);
-      EXPECT_EQ(count, 0);
+      EXPECT_EQ(read_console(0), "");
+      EXPECT_EQ(read_console(-5), "");
       EXPECT_EQ(tarn::ConsoleRead(buffer, 3, &count), 0);
       EXPECT_EQ(std::string(buffer, static_cast<std::size_t>(count)), piece);
       EXPECT_EQ(buffer[3], '#');
@@ -356,9 +327,7 @@ TEST(ConsoleInput, WhatDoesNotFitComesWithTheNextCall) {
 TEST(ConsoleInput, APromptIsFlushedBeforeTheRead) {
   const std::string text = output_of([] {
     tarn::ConsoleWrite("name? ");
-    char buffer[4];
-    std::int32_t count;
-    tarn::ConsoleRead(buffer, sizeof buffer, &count);
+    read_console(4);
     EXPECT_EQ(tarn::console.pending_count, 0);
   });
   EXPECT_EQ(text, "name? ");
@@ -427,13 +396,6 @@ TEST(ConsoleFormatted, CentredTextsCountWithoutTheirLineEnds) {
   for (const auto& c : cases) {
     output_of([&] { EXPECT_EQ(tarn::ConsolePrintfC("%s", c.text), c.visible) << c.text; });
   }
-}
-
-std::string with_crlf(std::string text) {
-  for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += 2) {
-    text.insert(at, 1, '\r');
-  }
-  return text;
 }
 
 TEST(ConsoleFormatted, BoxesAreFramedAndShadowed) {
