@@ -29,6 +29,7 @@ namespace {
 
 using namespace paneview;
 using tarn::Slot;
+using tarn::platform::ControlKind;
 using tarn::test::fault_by;
 using tarn::test::raised_by;
 
@@ -305,46 +306,38 @@ void begin(const std::string& format) {
 
 void integer(std::int32_t value) { I4$WSF(&value); }
 
+std::string text_block(const std::string& text) { return block({{'T', text}}); }
+
 TEST(FormattedWrite, RecordsFollowTheBlock) {
-  const std::string error = block({{'T', "1ERROR    1 IN I1MACH - I OUT OF BOUNDS"}});
   const std::string mixed =
       block({{'T', " n ="}, {'I', "5"}, {'X', "2"}, {'A', "4"}, {'/', ""}, {'T', "+end"}});
   const std::string free_width = block({{'X', "1"}, {'A', "0"}, {'T', ","}, {'I', "0"}});
+  const std::string wide = text_block(std::string(4000, 'x')) + text_block(std::string(4000, 'y'));
+  const auto texts = [](const char* text) { CH$WSF(text, std::strlen(text)); };
   const struct {
-    const char* expected;
-    std::function<void()> write;
+    std::string format, expected;
+    std::function<void()> items = [] {};
   } cases[] = {
-      {"\fERROR    1 IN I1MACH - I OUT OF BOUNDS\n", [&] { begin(error); }},
-      {"n =  -42  abcd\nend\n", [&] { begin(mixed), integer(-42), CH$WSF("abcdef", 6); }},
-      {"n =*****     x\nend\n", [&] { begin(mixed), integer(1234567), CH$WSF("x", 1); }},
+      {text_block("1ERROR    1 IN I1MACH"), "\fERROR    1 IN I1MACH\n"},
+      {mixed, "n =  -42  abcd\nend\n", [&] { integer(-42), texts("abcdef"); }},
+      {mixed, "n =*****     x\nend\n", [&] { integer(1234567), texts("x"); }},
+      {mixed, "n =\n"},  // stops before the first item without one
       // Started over, a block goes on in a new record.
-      {"one,1\nthree,-2147483648\n",
-       [&] {
-         begin(free_width), CH$WSF("one", 3), integer(1), CH$WSF("three", 5), integer(INT_MIN);
-       }},
-      {"n =", [&] { begin(mixed); }},  // stops before the first item without one
-      {"\n\n",
-       [&] {
-         begin(block({{'T', "0"}}));
-       }},
-      {"\n", [&] { begin(""); }},
-      {"kept\n",
-       [&] {
-         begin(block({{'T', "kept"}}));
-       }},
+      {free_width, "one,1\nthree,-2147483648\n",
+       [&] { texts("one"), integer(1), texts("three"), integer(INT_MIN); }},
+      {text_block("0"), "\n\n"},
+      {"", "\n"},
+      {text_block("kept"), "kept\n"},
+      {wide, std::string(4000, 'x') + std::string(96, 'y') + "\n"},
   };
   for (const auto& c : cases) {
-    const std::string text = output_of([&] { c.write(), WSF2$(); });
-    const std::string expected = c.expected;
-    EXPECT_EQ(text, expected.back() == '\n' ? expected : expected + "\n");
+    EXPECT_EQ(output_of([&] { begin(c.format), c.items(), WSF2$(); }), c.expected);
   }
-  const std::string wide = block({{'T', std::string(4000, 'x')}, {'T', std::string(4000, 'y')}});
-  EXPECT_EQ(output_of([&] { begin(wide), WSF2$(); }).size(), 4097u);
 }
 
 TEST(FormattedWrite, WhatCannotBeWrittenIsNumbered) {
   const std::int32_t unit = 7;
-  const std::string one_integer = block({{'I', "4"}});
+  const std::string one_integer = block({{'I', "4"}}), only_text = text_block("text");
   const struct {
     std::int64_t number;
     std::function<void()> write;
@@ -355,14 +348,12 @@ TEST(FormattedWrite, WhatCannotBeWrittenIsNumbered) {
       {74, [] { begin(std::string("T\5\0abc", 6)), WSF2$(); }},
       {74, [] { begin("A"), CH$WSF("x", 1); }},
       {51, [&] { begin(one_integer), CH$WSF("x", 1); }},
-      {59,
-       [] {
-         begin(block({{'T', "text"}})), integer(1);
-       }},
+      {59, [&] { begin(only_text), integer(1); }},
       {59, [] { begin(""), integer(1); }},
   };
-  for (const auto& c : cases)
+  for (const auto& c : cases) {
     EXPECT_EQ(raised_by([&] { c.write(); }).number, c.number) << &c - cases;
+  }
 }
 
 TEST(FormattedWriteDeathTest, StopShowsItsTextAndEndsInOrder) {
@@ -504,6 +495,16 @@ struct Pending {
   }
 };
 
+// Those of one kind, of a dialog's items or a layout's parts.
+template <class Row, class Kind>
+std::vector<const Row*> all_of(const Row* rows, std::uint32_t count, Kind kind) {
+  std::vector<const Row*> found;
+  for (std::uint32_t i = 0; i < count; ++i) {
+    if (rows[i].kind == kind) found.push_back(&rows[i]);
+  }
+  return found;
+}
+
 std::string text_of(const Dialog* dialog) {
   std::string text(dialog_text(dialog, nullptr, 0), '\0');
   dialog_text(dialog, text.data(), text.size());
@@ -550,13 +551,10 @@ TEST(DialogFormat, TheReportIsReadWhole) {
   EXPECT_TRUE(dialog.keys[1].in_menu);
   EXPECT_STREQ(dialog.keys[1].standard, "COPY");
 
-  const Item* box = nullptr;
-  std::vector<const Item*> buttons;
-  for (std::uint32_t i = 0; i < dialog.item_count; ++i) {
-    if (dialog.items[i].kind == ItemKind::kBox) box = &dialog.items[i];
-    if (dialog.items[i].kind == ItemKind::kButton) buttons.push_back(&dialog.items[i]);
-  }
-  ASSERT_NE(box, nullptr);
+  const auto boxes = all_of(dialog.items, dialog.item_count, ItemKind::kBox);
+  const auto buttons = all_of(dialog.items, dialog.item_count, ItemKind::kButton);
+  ASSERT_EQ(boxes.size(), 1u);
+  const Item* const box = boxes[0];
   EXPECT_EQ(box->width, 50);
   EXPECT_EQ(box->height, 10);
   EXPECT_EQ(box->handle_cell, &edit_control);
@@ -608,19 +606,17 @@ TEST(DialogFormat, WhatIsMalformedIsLeftOutWithALine) {
       {"%bt[open", "a bracket isn't closed", ""},
       {"%?bt[a][open", "a bracket isn't closed", ""},
       {"text%lc", "no control for its handle", "text"},
-      {long_format.c_str(), "a format is too long", nullptr},
+      {long_format.c_str(), "a format is too long", long_format.c_str() + 10},
       {many_items.c_str(), "too many items", ""},
       {many_arguments.c_str(), "too many arguments", ""},
   };
   for (const auto& c : cases) {
     Pending pending;
     EXPECT_EQ(pending.add(c.format), FormatEnd::kShow);
-    ASSERT_NE(pending.dialog->problem, nullptr) << c.format;
-    EXPECT_STREQ(pending.dialog->problem, c.problem);
-    const std::string line = "(Part of this dialog is missing: " + std::string(c.problem) + ")\r\n";
-    const std::string text = text_of(pending.dialog);
-    if (c.text == nullptr) continue;
-    EXPECT_EQ(text, c.text + std::string(*c.text ? "\r\n" : "") + line);
+    ASSERT_STREQ(pending.dialog->problem, c.problem) << c.format;
+    EXPECT_EQ(text_of(pending.dialog), c.text + std::string(*c.text ? "\r\n" : "") +
+                                           "(Part of this dialog is missing: " + c.problem +
+                                           ")\r\n");
   }
   Pending full;  // of text
   const std::string kilobytes(2000, 'k');
@@ -681,8 +677,10 @@ std::int32_t six_a_character(void*, const char*, std::uint32_t length) {
 struct LaidOut {
   std::vector<char> bytes = std::vector<char>(sizeof(WindowLayout));
   WindowLayout* layout = reinterpret_cast<WindowLayout*>(bytes.data());
-  explicit LaidOut(const Dialog* dialog, std::int32_t screen_height = 700) {
-    const WindowMeasures measures = {{6, 13, 17, 32, 900, screen_height}, six_a_character, nullptr};
+  explicit LaidOut(const Dialog* dialog, std::int32_t screen_height = 700,
+                   std::int32_t screen_width = 900) {
+    const WindowMeasures measures = {
+        {6, 13, 17, 32, screen_width, screen_height}, six_a_character, nullptr};
     lay_out_window(dialog, &measures, layout);
   }
   // All parts are in the window, and none on another.
@@ -709,19 +707,13 @@ TEST(WindowLayout, TheReportStandsInOrder) {
   const LaidOut laid_out(pending.dialog);
   laid_out.expect_sound();
   const WindowLayout& layout = *laid_out.layout;
-  const WindowPart* box = nullptr;
-  std::vector<const WindowPart*> buttons;
-  for (std::uint32_t i = 0; i < layout.count; ++i) {
-    if (layout.parts[i].kind == tarn::platform::ControlKind::kBox) box = &layout.parts[i];
-    if (layout.parts[i].kind == tarn::platform::ControlKind::kButton) {
-      buttons.push_back(&layout.parts[i]);
-    }
-  }
-  ASSERT_NE(box, nullptr);
+  const auto boxes = all_of(layout.parts, layout.count, ControlKind::kBox);
+  const auto buttons = all_of(layout.parts, layout.count, ControlKind::kButton);
+  ASSERT_EQ(boxes.size(), 1u);
   ASSERT_EQ(buttons.size(), 3u);
-  EXPECT_GE(box->width, 50 * 6);
-  EXPECT_GE(box->height, 10 * 13);
-  EXPECT_GT(buttons[0]->y, box->y + box->height);
+  EXPECT_GE(boxes[0]->width, 50 * 6);
+  EXPECT_GE(boxes[0]->height, 10 * 13);
+  EXPECT_GT(buttons[0]->y, boxes[0]->y + boxes[0]->height);
   EXPECT_EQ(buttons[0]->y, buttons[2]->y);
   const std::int32_t left = buttons[0]->x;
   const std::int32_t right = layout.width - buttons[2]->x - buttons[2]->width;
@@ -743,6 +735,13 @@ TEST(WindowLayout, NothingLeavesTheScreen) {
       EXPECT_LE(laid_out.layout->height, height) << text.substr(0, 8);
     }
   }
+  Pending narrow;  // not even a character beside the icon
+  narrow.add("%si!two words");
+  const LaidOut hopeless(narrow.dialog, 700, 20);
+  for (std::uint32_t i = 0; i < hopeless.layout->count; ++i) {
+    EXPECT_LE(hopeless.layout->parts[i].length, 1u) << i;
+  }
+
   Pending many;  // more rows than a window has parts
   const std::string rows(2000, '\n');
   for (int i = 0; i < 100; ++i) many.add("a\nb\nc\nd\ne\nf\ng\n&");
