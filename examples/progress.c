@@ -24,7 +24,7 @@ int main(int count, char** arguments) {
   int in_title = count > 1 && strcmp(arguments[1], "-t") == 0;
   int limit = count > 1 + in_title ? atoi(arguments[1 + in_title]) : 20000000;
   if (limit < 2) {
-    printf("usage: progress [-t] [LIMIT]\n");
+    fprintf(stderr, "usage: progress [-t] [LIMIT]\n");
     return 2;
   }
   if (in_title) {

@@ -5,46 +5,24 @@
 # and keys. What the terminal shows on both targets must be the same.
 set -uo pipefail
 programs=$1 folder=$2 tarnrun=$3 wine=$4
-command -v tmux >/dev/null || { echo "Skipped: no tmux"; exit 77; }
+. "$(dirname "$0")/../../support/tmux.sh"
 rm -rf "$folder"
 mkdir -p "$folder"
 cd "$folder" || exit 1
-failed=0
-
-screen() { tmux -L "$socket" capture-pane -p -t "$page"; }
-
-fail() {
-  echo "FAILED on $target, $page: $1"
-  screen | grep .
-  failed=1
-  return 1
-}
-
-wait_for() {
-  for _ in $(seq 300); do
-    screen | grep -qE -- "$1" && return 0
-    sleep 0.05
-  done
-  fail "the screen never shows: $1"
-}
-
-press() { tmux -L "$socket" send-keys -t "$page" "$@"; }
 
 # start page program [argument...]: in a terminal of 80 by 25
 start() {
-  page=$1
+  local page=$1
   shift
-  tmux -L "$socket" -f /dev/null new-session -d -s "$page" -x 80 -y 25 \
-    "before=\$(stty -g); '$runner' '$programs'/$*; echo STATUS \$?
-     [ \"\$before\" = \"\$(stty -g)\" ] || echo the terminal is not as it was; sleep 60"
+  open_page "$page" 80 25 "before=\$(stty -g); '$runner' '$programs'/$*; status=\$?
+    [ \"\$before\" = \"\$(stty -g)\" ] || echo the terminal is not as it was; (exit \$status)"
 }
 
 # Keeps what the page shows, to be compared.
 keep() { screen >>"$target.$page"; }
 
-run() {
-  target=$1 runner=$2
-  socket=tarn_console_$$_$target
+visit() {
+  runner=$2
   # All begin at once: a start under Wine takes a while.
   start boxes console_tour.exe boxes
   start input console_tour.exe colours lines input
@@ -74,14 +52,10 @@ run() {
   for page in boxes input pause answers; do
     screen | grep -q 'not as it was' && fail "the terminal is not restored"
   done
-  tmux -L "$socket" kill-server 2>/dev/null
 }
 
-run tarnrun "$tarnrun"
-if [[ -n $wine && $wine != *NOTFOUND ]]; then
-  run wine "$wine"
-  for page in boxes input pause answers; do
-    diff "tarnrun.$page" "wine.$page" || { echo "FAILED: $page differs"; failed=1; }
-  done
-fi
+on_targets "$tarnrun" "$wine"
+for page in boxes input pause answers; do
+  [ ! -f "wine.$page" ] || diff "tarnrun.$page" "wine.$page" || { echo "FAILED: $page differs"; failed=1; }
+done
 exit $failed

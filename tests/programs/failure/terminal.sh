@@ -5,40 +5,20 @@
 # written, a file that can, quit. The saved file is checked line by line.
 set -uo pipefail
 image=$1 folder=$2 tarnrun=$3 wine=$4
-command -v tmux >/dev/null || { echo "Skipped: no tmux"; exit 77; }
-failed=0
-fail() {
-  echo "FAILED on $target: $*"
-  tmux -L "$socket" capture-pane -p -t report | grep .
-  failed=1
-}
+. "$(dirname "$0")/../../support/tmux.sh"
 
-screen() { tmux -L "$socket" capture-pane -p -t report; }
-
-# Waits until the screen shows a text; each step needs the one before.
-wait_for() {
-  for _ in $(seq 150); do
-    screen | grep -qF -- "$1" && return 0
-    sleep 0.1
-  done
-  fail "the screen never shows: $1"
-  return 1
-}
-
-press() { tmux -L "$socket" send-keys -t report "$@"; }
-
-visit() {
-  wait_for "[W] WRITE  [D] DETAILS  [Q] QUIT" || return
+operate() {
+  wait_for "\[W\] WRITE  \[D\] DETAILS  \[Q\] QUIT" || return
   screen | grep -q '^in raised in line [0-9]*, at address [0-9a-f]*$' || fail "no traceback"
   press d
   wait_for "Program details at point of exception" && wait_for "int       9" || return
   press Enter
   press w
-  wait_for "Exception dump file [" || return
+  wait_for "Exception dump file \[" || return
   press "no_such_folder/report.txt" Enter
   wait_for "could not be written to file no_such_folder/report.txt" || return
   press w
-  wait_for "Exception dump file [" || return
+  wait_for "Exception dump file \[" || return
   press "report.txt" Enter
   wait_for "Full details of exception written to file report.txt" || return
   press q
@@ -74,19 +54,14 @@ check_file() {
   [ "$(grep -c $'\r$' report.txt)" = ${#patterns[@]} ] || fail "lines do not end with CR LF"
 }
 
-run() {
-  target=$1
-  socket=tarn_report_$$_$target
-  rm -rf "${folder:?}/$target"
-  mkdir -p "$folder/$target"
-  cd "$folder/$target" || exit 1
-  tmux -L "$socket" -f /dev/null new-session -d -s report -x 110 -y 50 \
-    "'$2' '$image' raised; echo STATUS \$?; sleep 60"
-  visit
-  tmux -L "$socket" kill-server 2>/dev/null
+visit() {
+  rm -rf "${folder:?}/$1"
+  mkdir -p "$folder/$1"
+  cd "$folder/$1" || exit 1
+  open_page report 110 50 "'$2' '$image' raised"
+  operate
   if [ -f report.txt ]; then check_file; else failed=1; fi
 }
 
-run tarnrun "$tarnrun"
-[[ -n $wine && $wine != *NOTFOUND ]] && run wine "$wine"
+on_targets "$tarnrun" "$wine"
 exit $failed
