@@ -4,7 +4,8 @@
 // Splitting rules: blanks and tabs separate; a slash begins a new argument;
 // double and single quotes protect blanks and slashes, and stay in the text;
 // only the program's name loses an enclosing pair of double quotes, and is
-// replaced by the full path found by searching.
+// replaced by the full path found by searching, or by the main image's own path
+// if nothing is found.
 //
 // Limits: at most 263 arguments, the program's name included; 263 characters
 // an argument, 315 the program's name. What lies beyond a limit is dropped:

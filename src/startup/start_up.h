@@ -32,6 +32,7 @@ TARNAPI void __record_program_storage(std::int64_t bytes);
 // `address` and `size` are filled by the caller.
 TARNAPI void append_common_spec(BlockRecord* record);
 
+// Stores the profile block's address.
 TARNAPI void __record_profile_address(void* address);
 
 // Binds `slot` to a routine of a library. `texts`: the library's name and the
