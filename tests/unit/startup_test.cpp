@@ -169,6 +169,31 @@ TEST(Initialisation, FillsTheCellsAndTheFacts) {
   EXPECT_EQ(tarn::__GetNtWindowsMode(), 0);
 }
 
+TEST(SwitchesDeathTest, WordsCountWholeAndInAnyCaseAndNoneIsCutToOne) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // the child has not been brought up
+  const std::string longest(10'000 - 1 - std::strlen("no_traceback"), ' ');
+  const struct {
+    std::string value;
+    int kill_dialogbox, no_traceback;
+  } cases[] = {
+      {"NO_TRACEBACK;Kill_DialogBox", 1, 1},
+      {"other, no_traceback,", 0, 1},
+      {"no_trace kill_dialogboxes", 0, 0},
+      {longest + "no_traceback kill_dialogbox", 0, 1},  // just fits
+      {longest + "no_tracebacks", 0, 0},                // just does not
+  };
+  for (const auto& c : cases) {
+    EXPECT_EXIT(
+        {
+          tarn::platform::SetEnvironmentVariableA("TARNENVAR", c.value.c_str());
+          tarn::__initialise_cpplib();
+          tarn::exit(tarn::kill_dialogbox + 2 * tarn::no_traceback);
+        },
+        testing::ExitedWithCode(c.kill_dialogbox + 2 * c.no_traceback), "")
+        << c.value.substr(0, 30);
+  }
+}
+
 TEST(Initialisation, MainSetupGivesBlockAndArgumentsInRegisters) {
   tarn::test::initialise();
   std::uint64_t block = 0, argc = 0;
