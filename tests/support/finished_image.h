@@ -10,21 +10,21 @@
 #include <utility>
 #include <vector>
 
-#include "platform/pe_format.h"
+#include "tests/support/image_bytes.h"
 
 namespace tarn::test {
 
 struct FinishedImage {
-  using Bytes = std::vector<std::uint8_t>;
+  using Bytes = ImageBytes;
 
-  static constexpr std::uint32_t kPage = 0x1000, kText = 0x1000, kData = 0x2000, kImports = 0x3000,
-                                 kExports = 0x4000, kEnd = 0x5000;
-  static constexpr std::uint32_t kHeadersSize = 0x400, kSector = 0x200, kPeOffset = 0x80;
+  static constexpr std::uint32_t kPage = kImagePage, kText = 0x1000, kData = 0x2000,
+                                 kImports = 0x3000, kExports = 0x4000;
+  static constexpr std::uint32_t kHeadersSize = kImageHeadersSize, kPeOffset = kImagePeOffset;
   // How often the entry of a DLL ran: its first cell.
   static constexpr std::uint32_t kStarts = kData;
 
   bool dll;
-  pe::NtHeaders headers{};
+  pe::NtHeaders headers;
   Bytes text, data = Bytes(0x20);
   // Libraries and what is imported of them, in the order of the address cells.
   // A name that begins with '#' is an ordinal.
@@ -32,24 +32,11 @@ struct FinishedImage {
   std::vector<std::pair<std::string, std::uint32_t>> exports;  // sorted; name, image offset
   bool marked = true;
 
-  explicit FinishedImage(bool is_dll) : dll(is_dll) {
-    headers.magic = pe::kPeMagic;
-    headers.file.machine = pe::kMachineAmd64;
-    headers.file.section_count = 4;
-    headers.file.optional_header_size = sizeof(pe::OptionalHeader);
-    headers.file.characteristics =
-        static_cast<std::uint16_t>(pe::kFileExecutable | 0x20 | (dll ? pe::kFileDll : 0));
-    pe::OptionalHeader& optional = headers.optional;
-    optional.magic = pe::kOptionalMagic64;
-    optional.entry_point = kText;
-    optional.image_base = 0x200000000000;  // free also under a sanitizer
-    optional.section_alignment = kPage;
-    optional.file_alignment = kSector;
-    optional.image_size = kEnd;
-    optional.headers_size = kHeadersSize;
-    optional.subsystem = 3;
-    optional.stack_reserve = 0x200000;
-    optional.directory_count = pe::kDirectoryCount;
+  // At a base that is free also under a sanitizer.
+  explicit FinishedImage(bool is_dll) : dll(is_dll), headers(image_headers(dll, 0x200000000000)) {
+    headers.optional.entry_point = kText;
+    headers.optional.subsystem = 3;
+    headers.optional.stack_reserve = 0x200000;
     if (dll)
       code({0xFF, 0x05, 0xFA, 0x0F, 0, 0,  // inc dword ptr [rip + kStarts]
             0xB8, 1, 0, 0, 0, 0xC3});      // mov eax, 1; ret
@@ -79,55 +66,20 @@ struct FinishedImage {
         nt.optional.directories[i] = headers.optional.directories[i];
       }
     }
-    Bytes all(kPeOffset);
-    const pe::DosHeader dos{pe::kDosMagic, {}, kPeOffset};
-    std::memcpy(all.data(), &dos, sizeof dos);
-    if (marked)
-      std::memcpy(all.data() + pe::kImageMarkOffset, pe::kImageMark, pe::kImageMarkLength);
-    append(&all, nt);
-    const struct {
-      const char* name;
-      std::uint32_t start;
-      const Bytes& bytes;
-      std::uint32_t characteristics;
-    } sections[] = {
+    const ImageSection sections[] = {
         {".text", kText, text, pe::kSectionCode | pe::kSectionExecute | pe::kSectionRead},
         {".data", kData, data, pe::kSectionInitialised | pe::kSectionRead | pe::kSectionWrite},
         {".idata", kImports, import_bytes, pe::kSectionInitialised | pe::kSectionRead},
         {".edata", kExports, export_bytes, pe::kSectionInitialised | pe::kSectionRead},
     };
-    Bytes contents;
-    for (const auto& section : sections) {
-      pe::SectionHeader header{};
-      std::memcpy(header.name, section.name, std::strlen(section.name));
-      header.virtual_address = section.start;
-      header.virtual_size = section.bytes.empty() ? 8 : size_of(section.bytes);
-      header.raw_offset = kHeadersSize + size_of(contents);
-      header.raw_size = (size_of(section.bytes) + kSector - 1) / kSector * kSector;
-      header.characteristics = section.characteristics;
-      contents.insert(contents.end(), section.bytes.begin(), section.bytes.end());
-      contents.resize((contents.size() + kSector - 1) / kSector * kSector);
-      append(&all, header);
+    Bytes all = image_file(nt, sections);
+    if (marked) {
+      std::memcpy(all.data() + pe::kImageMarkOffset, pe::kImageMark, pe::kImageMarkLength);
     }
-    all.resize(kHeadersSize);
-    all.insert(all.end(), contents.begin(), contents.end());
     return all;
   }
 
  private:
-  static std::uint32_t size_of(const Bytes& bytes) {
-    return static_cast<std::uint32_t>(bytes.size());
-  }
-
-  template <class T>
-  static void append(Bytes* bytes, const T& value) {
-    const auto* const from = reinterpret_cast<const std::uint8_t*>(&value);
-    bytes->insert(bytes->end(), from, from + sizeof value);
-  }
-  static void append_text(Bytes* bytes, const std::string& value) {
-    bytes->insert(bytes->end(), value.c_str(), value.c_str() + value.size() + 1);
-  }
-
   std::uint32_t descriptors_size() const {
     return static_cast<std::uint32_t>((imports.size() + 1) * sizeof(pe::ImportDescriptor) + 7) &
            ~7u;
@@ -144,20 +96,20 @@ struct FinishedImage {
     for (std::size_t i = 0; i < imports.size(); ++i) {
       const auto& [library, names] = imports[i];
       const std::uint32_t addresses = address_cell(i, 0);
-      append(&descriptors, pe::ImportDescriptor{addresses - table_size(i), 0, 0,
-                                                text_start + size_of(texts), addresses});
-      append_text(&texts, library);
+      append(descriptors, pe::ImportDescriptor{addresses - table_size(i), 0, 0,
+                                               text_start + size_of(texts), addresses});
+      append_text(texts, library);
       Bytes lookups;
       for (const std::string& name : names) {
         if (name[0] == '#') {
-          append(&lookups, pe::kImportByOrdinal | std::stoull(name.substr(1)));
+          append(lookups, pe::kImportByOrdinal | std::stoull(name.substr(1)));
           continue;
         }
-        append(&lookups, std::uint64_t{text_start} + size_of(texts));
-        append(&texts, std::uint16_t{0});
-        append_text(&texts, name);
+        append(lookups, std::uint64_t{text_start} + size_of(texts));
+        append(texts, std::uint16_t{0});
+        append_text(texts, name);
       }
-      append(&lookups, std::uint64_t{0});
+      append(lookups, std::uint64_t{0});
       tables.insert(tables.end(), lookups.begin(), lookups.end());
       tables.insert(tables.end(), lookups.begin(), lookups.end());
     }
@@ -173,14 +125,14 @@ struct FinishedImage {
     const std::uint32_t addresses = kExports + sizeof(pe::ExportDirectoryTable);
     const std::uint32_t names = addresses + 4 * count, ordinals = names + 4 * count;
     Bytes bytes, texts;
-    append(&bytes,
+    append(bytes,
            pe::ExportDirectoryTable{0, 0, 0, 0, 0, 1, count, count, addresses, names, ordinals});
-    for (const auto& [name, offset] : exports) append(&bytes, offset);
+    for (const auto& [name, offset] : exports) append(bytes, offset);
     for (const auto& [name, offset] : exports) {
-      append(&bytes, ordinals + 2 * count + size_of(texts));
-      append_text(&texts, name);
+      append(bytes, ordinals + 2 * count + size_of(texts));
+      append_text(texts, name);
     }
-    for (std::uint32_t i = 0; i < count; ++i) append(&bytes, static_cast<std::uint16_t>(i));
+    for (std::uint32_t i = 0; i < count; ++i) append(bytes, static_cast<std::uint16_t>(i));
     bytes.insert(bytes.end(), texts.begin(), texts.end());
     return bytes;
   }

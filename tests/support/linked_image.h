@@ -10,22 +10,14 @@
 #include <utility>
 #include <vector>
 
-#include "platform/pe_format.h"
+#include "tests/support/image_bytes.h"
 
 namespace tarn::test {
 
-using ImageBytes = std::vector<std::uint8_t>;
-
-template <class T>
-void append(ImageBytes& bytes, const T& value) {
-  const auto* const from = reinterpret_cast<const std::uint8_t*>(&value);
-  bytes.insert(bytes.end(), from, from + sizeof value);
-}
-
 struct LinkedImage {
   static constexpr std::uint64_t kBase = 0x140000000;
-  static constexpr std::uint32_t kPage = 0x1000, kText = 0x1000, kData = 0x2000, kNotes = 0x3000,
-                                 kDebugLine = 0x4000, kRelocations = 0x5000;
+  static constexpr std::uint32_t kPage = kImagePage, kText = 0x1000, kData = 0x2000,
+                                 kNotes = 0x3000, kDebugLine = 0x4000, kRelocations = 0x5000;
   static constexpr std::uint32_t kScriptWord = kData + 0x80, kScriptArea = kData + 0xE8;
   // Routines: the interpreter, main with a small frame, one with a large frame,
   // an initialiser without a frame.
@@ -41,24 +33,13 @@ struct LinkedImage {
     std::uint8_t storage;
   };
 
-  pe::NtHeaders headers{};
+  pe::NtHeaders headers;
   ImageBytes text, data, notes, debug_line;
   std::vector<Symbol> symbols;
   std::vector<std::uint32_t> relocations;  // image offsets of cells, ascending by page
 
-  explicit LinkedImage(bool dll = false) {
-    headers.magic = pe::kPeMagic;
-    headers.file.machine = pe::kMachineAmd64;
-    headers.file.optional_header_size = sizeof(pe::OptionalHeader);
-    headers.file.characteristics = 0x0022 | (dll ? pe::kFileDll : 0);
-    pe::OptionalHeader& optional = headers.optional;
-    optional.magic = pe::kOptionalMagic64;
-    optional.entry_point = kStart;
-    optional.image_base = kBase;
-    optional.section_alignment = kPage;
-    optional.file_alignment = 0x200;
-    optional.directory_count = pe::kDirectoryCount;
-
+  explicit LinkedImage(bool dll = false) : headers(image_headers(dll, kBase)) {
+    headers.optional.entry_point = kStart;
     text.resize(0x100, 0x90);
     data.resize(0x100);
     const auto code = [this](std::uint32_t at, std::initializer_list<int> bytes) {
@@ -94,7 +75,7 @@ struct LinkedImage {
   }
   std::uint32_t literal(const std::string& value) {
     const auto offset = kData + static_cast<std::uint32_t>(data.size());
-    data.insert(data.end(), value.c_str(), value.c_str() + value.size() + 1);
+    append_text(data, value);
     while (data.size() % 8 != 0) data.push_back(0);
     return offset;
   }
@@ -116,17 +97,12 @@ struct LinkedImage {
     ImageBytes texts;  // the string table, without its length
     const auto long_name = [&texts](const std::string& name) {
       const auto at = static_cast<std::uint32_t>(texts.size() + 4);
-      texts.insert(texts.end(), name.c_str(), name.c_str() + name.size() + 1);
+      append_text(texts, name);
       return at;
     };
     const ImageBytes blocks = relocation_blocks();
     const std::string debug_name = "/" + std::to_string(long_name(".debug_line"));
-    const struct {
-      std::string name;
-      std::uint32_t start;
-      const ImageBytes& bytes;
-      std::uint32_t characteristics;
-    } sections[] = {
+    const ImageSection sections[] = {
         {".text", kText, text, pe::kSectionCode | pe::kSectionExecute | pe::kSectionRead},
         {".data", kData, data, pe::kSectionInitialised | pe::kSectionRead | pe::kSectionWrite},
         {".tarnimg", kNotes, notes, pe::kSectionInitialised | pe::kSectionRead},
@@ -135,38 +111,11 @@ struct LinkedImage {
     };
 
     pe::NtHeaders nt = headers;
-    nt.file.section_count = std::size(sections);
-    nt.optional.image_size = kRelocations + kPage;
-    nt.optional.headers_size = 0x400;
     if (!blocks.empty()) {
       nt.optional.directories[pe::kRelocationDirectory] = {
           kRelocations, static_cast<std::uint32_t>(blocks.size())};
     }
-    ImageBytes contents, table;
-    for (const auto& section : sections) {
-      pe::SectionHeader header{};
-      std::memcpy(header.name, section.name.data(), section.name.size());
-      header.virtual_address = section.start;
-      header.virtual_size =
-          static_cast<std::uint32_t>(section.bytes.empty() ? 8 : section.bytes.size());
-      header.raw_offset = 0x400 + static_cast<std::uint32_t>(contents.size());
-      header.characteristics = section.characteristics;
-      contents.insert(contents.end(), section.bytes.begin(), section.bytes.end());
-      contents.resize((contents.size() + 0x1FF) / 0x200 * 0x200);
-      header.raw_size = 0x400 + static_cast<std::uint32_t>(contents.size()) - header.raw_offset;
-      if (header.raw_size == 0) header.raw_offset = 0;
-      append(table, header);
-    }
-    nt.file.symbol_table = 0x400 + static_cast<std::uint32_t>(contents.size());
-    nt.file.symbol_count = static_cast<std::uint32_t>(symbols.size());
-
-    ImageBytes file(0x80);
-    pe::DosHeader dos{pe::kDosMagic, {}, 0x80};
-    std::memcpy(file.data(), &dos, sizeof dos);
-    append(file, nt);
-    file.insert(file.end(), table.begin(), table.end());
-    file.resize(0x400);
-    file.insert(file.end(), contents.begin(), contents.end());
+    ImageBytes file = image_file(nt, sections, static_cast<std::uint32_t>(symbols.size()));
     for (const Symbol& symbol : symbols) {
       append(file, std::uint32_t{0});
       append(file, long_name(symbol.name));
