@@ -20,16 +20,16 @@ static double part(int intervals, int task, int tasks, double width) {
 
 int main(int argc, char** argv) {
   const int slaves = argc > 1 ? atoi(argv[1]) : 1;
-  if (slaves < 0 || slaves > 63) {
-    puts("parallel_pi: 0 to 63 slaves\n");
+  int intervals = argc > 2 ? atoi(argv[2]) : 1000000;
+  if (slaves < 0 || slaves > 63 || intervals < 1) {
+    puts("parallel_pi: 0 to 63 slaves, 1 interval or more\n");
     return 2;
   }
   /* Every task comes here; all but the first were started by this call. */
   const int task = GetParallelTaskID(slaves);
 
   /* What the first task has decided, all know. */
-  int intervals = argc > 2 ? atoi(argv[2]) : 1000000;
-  double width = intervals > 0 ? 1.0 / intervals : 0;
+  double width = 1.0 / intervals;
   BROADCASTINTEGER(&intervals);
   BROADCASTDOUBLE(&width);
 
