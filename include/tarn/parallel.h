@@ -31,8 +31,8 @@ void SetParallelTaskMemorySize(long long size);
  * Result: the task's number, 0 for the master. `slaves` is looked at in the
  * master alone: below 1, none are started. A further call in a slave, or in a
  * master that has slaves, is a barrier. Raises 345, with a text that tells why,
- * for more than 63 slaves and memory that cannot be had; nothing is started
- * then. */
+ * for more than 63 slaves, memory that cannot be had and an environment that
+ * takes no more; no further slave is started then. */
 int GetParallelTaskID(int slaves);
 
 /* The task's number (-1: no run), and in the master the number of slaves, in a

@@ -47,8 +47,9 @@ TARNAPI void SetParallelTaskMemorySize(std::int64_t size);
 // at in the master alone: below 1, none are started. A further call in a slave,
 // or in a master that has slaves, is a barrier.
 // Raises 345, with a text that tells why, for more than 63 slaves, a value of
-// merle_parallel_id that is no slave's number, and a region that cannot be made
-// of the size asked for; nothing is started then.
+// merle_parallel_id that is no slave's number, a region that cannot be made of
+// the size asked for, and a slave's number that cannot be put in the environment;
+// no further slave is started then.
 TARNAPI std::int32_t GetParallelTaskID(std::int32_t slaves);
 
 // Stores this process's task number (-1: no parallel run, 0: the master, above

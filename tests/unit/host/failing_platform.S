@@ -17,6 +17,7 @@
   jmp call_or_fail;                                \
   ROUTINE_END(__wrap_##link_name);                 \
   .set number, number + 1;
+#define NOT_ON_HOST OPERATION
 
 #include "tests/unit/host/platform_operations.inc"
 

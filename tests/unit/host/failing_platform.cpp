@@ -15,10 +15,12 @@ constexpr std::uint64_t kDenied = kErrorAccessDenied;  // the result is the erro
 }  // namespace
 
 const PlatformOperation platform_operations[kPlatformOperations] = {
-#define OPERATION(name, link_name, failure, error) {#name, failure, error},
+#define OPERATION(name, link_name, failure, error) {#name, failure, error, true},
+#define NOT_ON_HOST(name, link_name, failure, error) {#name, failure, error, false},
 #define CANNOT_FAIL(name)
 #include "tests/unit/host/platform_operations.inc"
 #undef OPERATION
+#undef NOT_ON_HOST
 #undef CANNOT_FAIL
 };
 

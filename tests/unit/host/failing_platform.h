@@ -13,12 +13,15 @@ struct PlatformOperation {
   const char* name;
   std::uint64_t failure;  // what a failure gives
   std::uint32_t error;
+  bool on_host;  // called by the library here
 };
 inline constexpr int kPlatformOperations = 0
 #define OPERATION(name, link_name, failure, error) +1
+#define NOT_ON_HOST OPERATION
 #define CANNOT_FAIL(name)
 #include "tests/unit/host/platform_operations.inc"
 #undef OPERATION
+#undef NOT_ON_HOST
 #undef CANNOT_FAIL
     ;
 extern const PlatformOperation platform_operations[kPlatformOperations];
