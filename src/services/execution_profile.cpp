@@ -15,8 +15,8 @@ namespace {
 constexpr std::uint64_t kExtension = 4;  // a dot and three letters
 constexpr char kSummaryExtension[] = "PROFILE";
 constexpr char kListingExtension[] = ".LIS";
-// Under it a listing is written on trial: once the old one is cut there is no
-// way back if the disk turns out to be full.
+// Under it a listing is written first: once the old one is cut there is no way
+// back if the disk turns out to be full. It stays until the other is whole again.
 constexpr char kTrialExtension[] = ".LI$";
 constexpr std::int64_t kMostLines = 0x7FFFFFFF;
 constexpr std::int64_t kListingWidth = 80;
@@ -114,21 +114,45 @@ void put_lines(const Listing& listing, const Counters& counters, FILE* stream) {
           most);
 }
 
-// Whether all of it was written.
-bool write_listing(const Listing& listing, const Counters& counters, const char* path) {
-  FILE* const stream = fopen(path, "w");
-  if (!stream) return false;
+// Closes the stream; whether all of it was written.
+bool write_listing(const Listing& listing, const Counters& counters, FILE* stream) {
   put_lines(listing, counters, stream);
   const bool whole = !ferror(stream);
   fclose(stream);
   return whole;
 }
 
-void put_back(const Listing& listing, const char* path) {
+bool put_back(const Listing& listing, const char* path) {
   FILE* const stream = fopen(path, "w");
-  if (!stream) return;
+  if (!stream) return false;
   fwrite(listing.text, 1, static_cast<std::uint64_t>(listing.size), stream);
+  const bool whole = !ferror(stream);
   fclose(stream);
+  return whole;
+}
+
+// Writes the listing `name`, whose last letters change on the way.
+void update_listing(const Listing& listing, const Counters& counters, char* name) {
+  char* const extension = name + strlen(name) - kExtension;
+  strcpy(extension, kTrialExtension);
+  bool safe = true;
+  FILE* stream = fopen(name, "w");
+  if (stream && write_listing(listing, counters, stream)) {
+    strcpy(extension, kListingExtension);
+    stream = fopen(name, "w");
+    if (stream && write_listing(listing, counters, stream)) {
+      printf("File %s updated with execution count information\n", name);
+    } else if (stream) {
+      safe = put_back(listing, name);
+    }
+  }
+  strcpy(extension, kTrialExtension);
+  if (safe) {
+    platform::DeleteFileA(name);
+  } else {
+    printf("The listing could not be written: its text is in %s\n", name);
+  }
+  strcpy(extension, kListingExtension);
 }
 
 }  // namespace
@@ -153,18 +177,7 @@ void __use_profile_data() {
 
   Listing listing;
   if (!read_listing(name, &listing)) return;
-  char* const extension = name + length - kExtension;
-  strcpy(extension, kTrialExtension);
-  const bool has_room = write_listing(listing, counters, name);
-  platform::DeleteFileA(name);
-  strcpy(extension, kListingExtension);
-  if (has_room) {
-    if (write_listing(listing, counters, name)) {
-      printf("File %s updated with execution count information\n", name);
-    } else {
-      put_back(listing, name);
-    }
-  }
+  update_listing(listing, counters, name);
   free(listing.text);
 }
 

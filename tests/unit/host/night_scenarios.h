@@ -11,6 +11,7 @@ namespace tarn::test {
 
 inline constexpr char kJournal[] = "journal";
 inline constexpr char kListing[] = "listing.LIS";
+inline constexpr char kListingInNeed[] = "listing.LI$";  // where it is if it could not be written
 inline constexpr int kListingLines = 60;
 inline constexpr char kStray[] = "stray";  // made by a slave that takes itself for a master
 inline constexpr char kLibraryName[] = "night.dll";  // a library of this executable's own
