@@ -44,6 +44,10 @@ TEST(Exception, EachFaultHasItsCode) {
        }},
       {"undefined instruction", 0xC000001D, [] { asm volatile("ud2"); }},
       {"privileged instruction", 0xC0000096, [] { asm volatile("hlt"); }},
+      {"the same with a prefix", 0xC0000096,
+       [] {
+         asm volatile("out %%ax, %%dx" : : "a"(0), "d"(0));
+       }},
       {"breakpoint", 0x80000003, [] { asm volatile("int3"); }},
       {"single step", 0x80000004,
        [] {

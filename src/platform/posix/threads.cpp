@@ -10,6 +10,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "platform/posix/fault_records.h"
 #include "platform/posix/system.h"
 
 namespace tarn::platform {
@@ -154,8 +155,7 @@ bool start_thread(Waitable* thread, std::uint64_t stack_size) {
   if (made) {
     sigset_t blocked, before;
     sigfillset(&blocked);
-    constexpr int kFaults[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP};
-    for (const int fault : kFaults) sigdelset(&blocked, fault);
+    for (const int fault : kFaultSignals) sigdelset(&blocked, fault);
     pthread_sigmask(SIG_SETMASK, &blocked, &before);
     pthread_t started;
     made = pthread_create(&started, &attributes, &run_thread, thread) == 0;
