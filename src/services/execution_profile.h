@@ -30,9 +30,10 @@ namespace tarn {
 // be read whole or opened for writing, or for which the disk has no room, stays
 // as it is, without a word; to find out it is first written under the extension
 // .LI$, and that file deleted. Where the listing then can neither be written nor
-// put back, that file stays, and a line says so. Lines whose number is not from 1 to n are treated
-// as lines without code: they get a blank, no count. A last line for which fewer
-// than three bytes are left, its line feed included, is not written back.
+// put back, that file stays, and a line says so. Lines whose number is not from
+// 1 to n are treated as lines without code: they get a blank, no count. A last
+// line for which fewer than three bytes are left, its line feed included, is not
+// written back.
 TARNAPI void __use_profile_data();
 
 // The summary: a line for each of the `n` counters that is not negative. If the

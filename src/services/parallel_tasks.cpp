@@ -104,8 +104,9 @@ void start_slaves() {
   for (std::int32_t task = parallel_slave_count; task >= 1; --task) {
     sprintf(text, "%d", task);
     // A copy without its number would be a master, and start copies of its own.
-    if (!platform::SetEnvironmentVariableA(kTaskVariable, text))
+    if (!platform::SetEnvironmentVariableA(kTaskVariable, text)) {
       ReportErrorString_at("GetParallelTaskID: a slave cannot be given its number");
+    }
     platform::WinExec(command_line, kShowWindow);
   }
 }

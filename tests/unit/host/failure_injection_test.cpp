@@ -5,7 +5,8 @@
 // Each case is a process of its own that runs one scenario. A first run of the
 // scenario, in which nothing fails, counts the calls; then one operation fails:
 // at its first call, its second, one in the middle, one near the end and its
-// last, and from each of them on. A case may end as usual, or with a run-time error that is reported.
+// last, and from each of them on. A case may end as usual, or with a run-time
+// error that is reported.
 // TARN_EVERY_FAILURE in the environment: at and from every call.
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -197,7 +198,8 @@ class Nights : public ::testing::Test {
 // The calls of so many at which an operation fails, or from which on.
 std::set<std::uint32_t> calls_to_fail(std::uint32_t calls, bool every_call) {
   if (kSanitized && !every_call) return {1};
-  std::set<std::uint32_t> chosen = {1, std::min(calls, 2u), (calls + 1) / 2, calls - calls / 4, calls};
+  std::set<std::uint32_t> chosen = {1, std::min(calls, 2u), (calls + 1) / 2, calls - calls / 4,
+                                    calls};
   for (std::uint32_t n = 1; every_call && n < calls; ++n) chosen.insert(n);
   return chosen;
 }
