@@ -100,12 +100,12 @@ std::int32_t ask_trap_routine(const exception_row& row, platform::ExceptionPoint
   return answer;
 }
 
-// One line on standard output, by a stream of its own: the program may have
-// closed the other.
+// One line on standard output; on the process's own where the program has closed
+// the stream, of which printf would raise an error.
 void print_line(const char* text) {
-  FILE stream{kFileMagic, reinterpret_cast<platform::Handle>(runtime_cell(kCellOutputHandle)), 0,
-              0};
-  fprintf(&stream, "%s\n", text);
+  FILE own{kFileMagic, reinterpret_cast<platform::Handle>(runtime_cell(kCellOutputHandle)), 0, 0};
+  FILE* const stream = standard_stream(kCellStdout);
+  fprintf(stream && stream->magic == kFileMagic ? stream : &own, "%s\n", text);
 }
 
 // A failure inside the report: whatever it was, the process ends.
