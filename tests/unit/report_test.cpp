@@ -39,8 +39,7 @@ void read_null() {
 // In the child: output to standard error, and the report as one line.
 void prepare(bool dialog) {
   tarn::test::initialise();
-  tarn::runtime_cell(tarn::kCellOutputHandle) =
-      reinterpret_cast<tarn::Slot>(platform::GetStdHandle(-12));
+  tarn::standard_stream(tarn::kCellStdout)->handle = platform::GetStdHandle(-12);
   tarn::kill_dialogbox = !dialog;
 }
 
@@ -247,6 +246,8 @@ TEST_F(FatalFailure, IsToldWithoutAStreamToo) {
       {
         prepare(false);
         tarn::fclose(tarn::standard_stream(tarn::kCellStdout));
+        tarn::runtime_cell(tarn::kCellOutputHandle) =
+            reinterpret_cast<tarn::Slot>(platform::GetStdHandle(-12));
         read_null();
       },
       ::testing::ExitedWithCode(1), "Access violation \\(c0000005\\)");
