@@ -9,8 +9,9 @@
  *
  * Outside a run barriers and broadcasts do nothing. A task that ends or is
  * killed leaves the others at their barrier until TerminateParallelProcessing
- * is called: a barrier has no time limit, and it spins, so a run wants as many
- * processors as tasks.
+ * is called, which a report's QUIT does, and a master that fails with
+ * kill_dialogbox set: a barrier has no time limit, and it spins, so a run wants
+ * as many processors as tasks.
  *
  * All routines use the Microsoft x64 convention; one thread of a process may
  * call them. Names that C cannot spell are given by their link names. */

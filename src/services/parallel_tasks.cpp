@@ -105,6 +105,7 @@ void start_slaves() {
     sprintf(text, "%d", task);
     // A copy without its number would be a master, and start copies of its own.
     if (!platform::SetEnvironmentVariableA(kTaskVariable, text)) {
+      TerminateParallelProcessing();  // those that have started wait for the rest
       ReportErrorString_at("GetParallelTaskID: a slave cannot be given its number");
     }
     platform::WinExec(command_line, kShowWindow);

@@ -22,8 +22,9 @@
 // Outside a run (before GetParallelTaskID) barriers and broadcasts do nothing.
 //
 // A task that ends or is killed leaves the others at their barrier until
-// TerminateParallelProcessing is called: a barrier has no time limit, and it
-// spins, so a run wants as many processors as tasks.
+// TerminateParallelProcessing is called, which a report's QUIT does, and a master
+// that fails with kill_dialogbox set: a barrier has no time limit, and it spins,
+// so a run wants as many processors as tasks.
 //
 // Threads: one thread a process.
 #pragma once

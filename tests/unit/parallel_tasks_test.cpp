@@ -11,6 +11,10 @@
 #include <vector>
 
 #include "platform/platform.h"
+#include "process/process_state.h"
+#include "process/raising.h"
+#include "startup/initialise.h"
+#include "storage/heap.h"
 #include "tests/support/raised.h"
 
 namespace {
@@ -114,6 +118,14 @@ TEST(ParallelTask, DISABLED_LosesASlave) {
   std::_Exit(99);  // nobody comes here
 }
 
+TEST(ParallelTask, DISABLED_FailsInTheMaster) {
+  __initialise_cpplib();
+  kill_dialogbox = 1;
+  if (GetParallelTaskID(2) == 0) FAIL_at(&kErrorHeapExhausted);
+  TASKSYNCHRONISE_at();
+  std::_Exit(99);  // nobody comes here
+}
+
 TEST(ParallelTask, DISABLED_Sleeps) { platform::Sleep(60'000); }
 
 // ---- Tests ------------------------------------------------------------------------
@@ -189,6 +201,10 @@ TEST_F(ParallelRuns, TwoAtOnceShareNothingAndTheirTasksMeet) {
 
 TEST_F(ParallelRuns, StopFreesTheTasksThatASlaveHasLeft) {
   EXPECT_EQ(code_of(start("LosesASlave", 1)), 0);
+}
+
+TEST_F(ParallelRuns, AFailedMasterLeavesNoSlaveBehind) {
+  EXPECT_EQ(code_of(start("FailsInTheMaster", 1)), 1);
 }
 
 TEST_F(ParallelRuns, KillSlavesEndsThoseOfTheName) {
