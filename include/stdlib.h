@@ -78,12 +78,13 @@ char* getenv(const char* name);
 
 /* Runs the command by the command processor ("cmd /c" on Windows, on Linux the
  * shell that SHELL names, or /bin/sh) and waits. Its exit code (on Linux 0 to
- * 255), or -1 if the command has more than 1,015 bytes or nothing could be
+ * 255, but all 32 bits of a program image that is the whole command), or -1 if the command has more than 1,015 bytes or nothing could be
  * started. A null or empty command runs the command processor alone. */
 int system(const char* command);
 
 /* Ends the process with `status`, at once. There are no exit routines; streams
- * hold nothing back. */
+ * hold nothing back. A Linux shell sees the low 8 bits, but 1 where they would
+ * make a 0 of another status. */
 __attribute__((noreturn)) void exit(int status);
 
 #define EXIT_SUCCESS 0

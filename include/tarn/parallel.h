@@ -7,11 +7,13 @@
  *   ...                               each does its part
  *   TASKSYNCHRONISE();                all are done
  *
- * Outside a run barriers and broadcasts do nothing. A task that ends or is
- * killed leaves the others at their barrier until TerminateParallelProcessing
- * is called, which a report's QUIT does, and a master that fails with
- * kill_dialogbox set: a barrier has no time limit, and it spins, so a run wants
- * as many processors as tasks.
+ * Outside a run barriers and broadcasts do nothing. A barrier has no time limit,
+ * and it spins, so a run wants as many processors as tasks. Where a task has
+ * ended, however it ended, those that come to a barrier at which it is missing
+ * end too, with exit code 1; one line on standard error tells which task it was.
+ * Those that wait for it no more are left alone.
+ *
+ * A task may run programs that are teams themselves: each has memory of its own.
  *
  * All routines use the Microsoft x64 convention; one thread of a process may
  * call them. Names that C cannot spell are given by their link names. */
@@ -25,15 +27,19 @@ extern "C" {
 /* ---- A run ---------------------------------------------------------------- */
 
 /* Bytes of memory that the next GetParallelTaskID shares, 1 to 2^30, in whole
- * pages; 4,096 without this call. All tasks must agree. */
+ * pages; 4,096 without this call. All tasks must agree. After the last page an
+ * access is reported as a fault. */
 void SetParallelTaskMemorySize(long long size);
 
 /* Begins a run, or joins it as a slave, and waits until all tasks have come up.
  * Result: the task's number, 0 for the master. `slaves` is looked at in the
  * master alone: below 1, none are started. A further call in a slave, or in a
- * master that has slaves, is a barrier. Raises 345, with a text that tells why,
- * for more than 63 slaves, memory that cannot be had and an environment that
- * takes no more; no further slave is started then. */
+ * master that has slaves, is a barrier; in a master that has no slaves, or has
+ * called TerminateParallelProcessing, it begins the next run, whose memory is new
+ * unless the size is no larger and nobody shared it. Raises 345, with a text that
+ * tells why, for more than 63 slaves, memory that cannot be had, an environment
+ * that takes no more and a slave that cannot be started; no further slave is
+ * started then. */
 int GetParallelTaskID(int slaves);
 
 /* The task's number (-1: no run), and in the master the number of slaves, in a
@@ -41,7 +47,7 @@ int GetParallelTaskID(int slaves);
 void GetParallelTaskStatus(int* task, int* count);
 
 /* 1 in a slave, else 0. Ask before GetParallelTaskID: a master that has started
- * slaves gives 1 too. */
+ * slaves gives 1 too, and so does a program that a task has started. */
 int IsSlaveProcess(void);
 
 /* Every task leaves at its next barrier, with exit code 0, at once. */

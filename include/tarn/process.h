@@ -3,8 +3,9 @@
  * The command line is the program's name, a blank, and the arguments as they
  * are given: nothing is quoted. On Linux it is split by the rules of quotes and
  * backslashes that Windows programs follow; a program may be one of the system,
- * a script, or a program image, which runs as this one does. Exit codes have 8
- * bits there, and a program that a signal ended has 128 plus its number.
+ * a script, or a program image, which runs as this one does. A program image's
+ * exit code comes whole; of other programs there come the low 8 bits, as the
+ * system keeps them, and 128 plus the number of a signal that ended one.
  *
  * All give -1, and start nothing, for a program that cannot be started. All use
  * the Microsoft x64 convention and may be called on any thread; a wait blocks

@@ -11,7 +11,6 @@
 #include "paneview/paneview.h"
 #include "process/process_state.h"
 #include "process/raising.h"
-#include "services/parallel_tasks.h"
 #include "storage/expanding_region.h"
 #include "streams/file_stream.h"
 #include "streams/format.h"
@@ -107,14 +106,6 @@ void print_line(const char* text) {
   FILE own{kFileMagic, reinterpret_cast<platform::Handle>(runtime_cell(kCellOutputHandle)), 0, 0};
   FILE* const stream = standard_stream(kCellStdout);
   fprintf(stream && stream->magic == kFileMagic ? stream : &own, "%s\n", text);
-}
-
-// The slaves of a master that ends here would wait at their barrier for ever. A
-// slave's failure does not end the others: the master's status would hide it.
-void release_slaves() {
-  std::int32_t task = 0, slaves = 0;
-  GetParallelTaskStatus(&task, &slaves);
-  if (task == 0) TerminateParallelProcessing();
 }
 
 // A failure inside the report: whatever it was, the process ends.
@@ -250,7 +241,6 @@ extern "C" TARN_MACHINERY std::int32_t __system_exception_handler(
   walk_back(*exception);
   if (kill_dialogbox) {
     print_line(message);
-    release_slaves();
     platform::ExitProcess(kStatusFailed);
   }
   traceback_text = traceback;

@@ -117,12 +117,15 @@ TARNAPI Status ReadProcessMemory(Handle process, const void* source, void* desti
                                  std::uint64_t size, std::uint64_t* copied);
 
 // Memory of at least `size` bytes that all processes of one run see: this
-// process, and those that inherit its environment after the first call (an
-// environment variable names the run). Zero when new; given back by the system
+// process, and those that inherit its environment after the first call. An
+// environment variable names the run: where it is taken away, the next call begins
+// another, and memory of the earlier one stays where it is. Zero when new; given back by the system
 // when the last of them ends, however it ends. One name, one address in a
 // process; the first size, in whole pages, stands. Null on failure: a name not
 // of 1 to 63 bytes or with a '\', a size not of 1 to 2^30, more than 32 names,
 // or more than the memory had when it was made. For one thread at a time.
+// After the last page an access faults.
+inline constexpr char kRunMemoryVariable[] = "tarn_run_memory";
 inline constexpr std::uint32_t kRunMemoryNames = 32;
 inline constexpr std::uint32_t kRunMemoryNameSize = 64;
 inline constexpr std::uint64_t kRunMemoryLimit = std::uint64_t{1} << 30;
@@ -136,6 +139,7 @@ TARNAPI std::uint32_t GetCurrentProcessId();
 // The whole command line, program name first. Lives as long as the process.
 TARNAPI char* GetCommandLineA();
 
+inline constexpr std::uint32_t kStartUseShowWindow = 1;
 inline constexpr std::uint32_t kStartUseStdHandles = 0x100;
 struct StartupInfo {
   std::uint32_t length;
@@ -389,13 +393,18 @@ TARNAPI Status CreateProcessA(const char* application, char* command_line,
                               const SecurityAttributes* thread_security, Status inherit_handles,
                               std::uint32_t flags, void* environment, const char* directory,
                               const StartupInfo* startup, ProcessInformation* information);
-// 259 while it runs. Of a host child 0 to 255: the low 8 bits of what it ended
-// with, and 128 plus the number of a signal that ended it. Denied for a process
-// that was opened by its id.
+// 259 while it runs. On the host a program image's exit code comes whole, also
+// by a shell that ran nothing else; of other programs come the low 8 bits, and
+// 128 plus the number of a signal that ended the child. Denied for a process that
+// was opened by its id.
 TARNAPI Status GetExitCodeProcess(Handle process, std::uint32_t* code);
-// As CreateProcessA, with nothing to wait for: above 31 on success.
-TARNAPI std::uint32_t WinExec(const char* command_line, std::uint32_t show);
+// Waits for one of up to 64 processes: kWaitObject plus its place, kWaitTimeout or
+// kWaitFailed. `all` is 0.
+inline constexpr std::uint32_t kMostWaits = 64;
+TARNAPI std::uint32_t WaitForMultipleObjects(std::uint32_t count, const Handle* handles, Status all,
+                                             std::uint32_t milliseconds);
 inline constexpr std::uint32_t kProcessTerminate = 1;
+inline constexpr std::uint32_t kProcessWait = 0x100000;
 TARNAPI Handle OpenProcess(std::uint32_t access, Status inherit, std::uint32_t id);
 TARNAPI Status TerminateProcess(Handle process, std::uint32_t code);
 

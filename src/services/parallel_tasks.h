@@ -15,18 +15,22 @@
 //
 //   0     63 + 1 flags of a byte: task k has arrived at the barrier, and waits
 //   64    8 bytes: 1182 while the run is alive; otherwise every task leaves at
-//         its next barrier, by ExitProcess(0)
+//         its next barrier, by ExitProcess(0), or 1 where a task was lost
 //   72    the broadcast area, 4, 8 or up to 1,024 bytes
 //   128   to the end: memory for allocate_auto_shared_memory
 //
 // Outside a run (before GetParallelTaskID) barriers and broadcasts do nothing.
 //
-// A task that ends or is killed leaves the others at their barrier until
-// TerminateParallelProcessing is called, which a report's QUIT does, and a master
-// that fails with kill_dialogbox set: a barrier has no time limit, and it spins,
-// so a run wants as many processors as tasks.
+// A barrier has no time limit, and it spins, so a run wants as many processors as
+// tasks. A thread in each task watches others: the master's its slaves, a slave's
+// the master. It notes one that has ended, however it ended, and who comes to a
+// barrier at which that one is missing leaves with status 1. The first tells of it
+// on standard error. Those that wait for it no more are left alone.
 //
-// Threads: one thread a process.
+// A process that a task has started is no task, though it has inherited the
+// variable: it begins a run of its own.
+//
+// Threads: one thread a process calls these routines.
 #pragma once
 
 #include "platform/platform.h"
@@ -40,17 +44,21 @@ inline constexpr std::int64_t kParallelMemorySize = 4096;
 // ---- A run --------------------------------------------------------------------
 
 // Bytes of the region that the next GetParallelTaskID makes, 1 to 2^30, rounded
-// up to whole pages; 4,096 without this call. All tasks must agree.
+// up to whole pages; 4,096 without this call. All tasks must agree. After the
+// last page an access faults.
 TARNAPI void SetParallelTaskMemorySize(std::int64_t size);
 
 // Begins a run, or joins it as a slave, and passes the first barrier: all tasks
 // have come up. Result: the task's number, 0 for the master. `slaves` is looked
 // at in the master alone: below 1, none are started. A further call in a slave,
-// or in a master that has slaves, is a barrier.
+// or in a master that has slaves, is a barrier; in a master that has none, or has
+// called TerminateParallelProcessing, it begins the next run, whose region is new
+// unless its size is no larger and nobody shared it.
 // Raises 345, with a text that tells why, for more than 63 slaves, a value of
 // merle_parallel_id that is no slave's number, a region that cannot be made of
-// the size asked for, and a slave's number that cannot be put in the environment;
-// no further slave is started then.
+// the size asked for, a slave's number that cannot be put in the environment, a
+// slave that cannot be started and a thread that cannot; no further slave is
+// started then.
 TARNAPI std::int32_t GetParallelTaskID(std::int32_t slaves);
 
 // Stores this process's task number (-1: no parallel run, 0: the master, above
@@ -58,7 +66,8 @@ TARNAPI std::int32_t GetParallelTaskID(std::int32_t slaves);
 TARNAPI void GetParallelTaskStatus(std::int32_t* task, std::int32_t* count);
 
 // 1 if merle_parallel_id is set, else 0. A master that has started slaves has
-// it set too: ask before GetParallelTaskID.
+// it set too, and so have the programs that a task starts: ask before
+// GetParallelTaskID.
 TARNAPI std::int32_t IsSlaveProcess();
 
 // Tells every task of the run to leave at its next barrier. Outside a parallel

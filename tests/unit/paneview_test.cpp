@@ -480,6 +480,22 @@ TEST(SharedMemory, TwoRunsAtOnceNeverMeetAndOneRunShares) {
   }
   EXPECT_EQ(__create_interprocess_shared_memory("AUTO", 1 << 20), nullptr);  // larger than it is
   EXPECT_EQ(__create_interprocess_shared_memory("zero", 0), nullptr);
+
+  // What follows the last page is no memory of the program.
+  for (const std::uint64_t size : {std::uint64_t{5000}, std::uint64_t{65536}}) {
+    const auto* const start = static_cast<const char*>(
+        __create_interprocess_shared_memory(size == 5000 ? "small" : "step", size));
+    ASSERT_NE(start, nullptr);
+    const std::uint64_t end = (size + 4095) / 4096 * 4096;
+    const auto readable = [&](std::uint64_t at) {
+      char byte;
+      std::uint64_t copied;
+      return tarn::platform::ReadProcessMemory(tarn::platform::GetCurrentProcess(), start + at,
+                                               &byte, 1, &copied) != 0;
+    };
+    EXPECT_TRUE(readable(end - 1)) << size;
+    EXPECT_FALSE(readable(end)) << size;
+  }
 }
 
 // ---- Dialogs ----------------------------------------------------------------------

@@ -27,8 +27,10 @@ constexpr char kHelp[] =
     "  --help      print this\n"
     "  --version   print the version\n"
     "\n"
-    "Exit status: the program's. 127 if there is no such file, 126 if the image is\n"
-    "refused (nothing of it has run then), 2 for a wrong command line.\n";
+    "Exit status: the low 8 bits of the program's exit code, but 1 where they would\n"
+    "make a 0 of another code; a program image that started this one has all 32 bits.\n"
+    "127 if there is no such file, 126 if the image is refused (nothing of it has run\n"
+    "then), 2 for a wrong command line.\n";
 
 constexpr int kWrongUsage = 2;
 constexpr int kRefused = 126;
@@ -76,6 +78,7 @@ int run(char* program, char* command_line, int count, char** arguments) {
 }  // namespace
 
 int main(int count, char** arguments) {
+  platform::take_exit_socket();
   if (count < 2) return usage_error("no program", "");
   char* const first = arguments[1];
   if (strcmp(first, "--help") == 0) {

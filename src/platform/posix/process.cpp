@@ -50,8 +50,8 @@ std::uint64_t available_memory() {
 
 void ExitProcess(std::uint32_t code) {
   restore_terminal();
-  // The host keeps the low 8 bits: a failure must not become a 0.
-  _exit(code != 0 && (code & 0xFF) == 0 ? 1 : static_cast<int>(code & 0xFF));
+  send_exit_code(code);
+  _exit(host_status(code));
 }
 
 Handle GetCurrentProcess() { return invalid_handle(); }

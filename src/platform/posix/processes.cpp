@@ -2,15 +2,26 @@
 // descriptor of the host tells its end. A child that nobody has a handle of any
 // more goes to the reaper, a thread that begins with the first such child and
 // takes up each one's end, so that none stays in the system's table.
+//
+// The host keeps 8 bits of an exit code. A program image sends all 32 to the
+// process that started it, by a socket that it inherits: the variable
+// tarn_exit_code tells its runner the descriptor and the socket's number. The
+// runner takes both out of the program's sight. What the system tells of the
+// child's end stands above what the child sent.
 
 #include <errno.h>
+#include <fcntl.h>
 #include <limits.h>
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
 #include <spawn.h>
+#include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/epoll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -25,15 +36,18 @@ constexpr std::uint32_t kStillActive = 259;
 constexpr std::uint32_t kSignalCode = 128;  // and the signal's number
 constexpr std::size_t kReaperStack = 65'536;
 
-// What WinExec gives.
-constexpr std::uint32_t kStarted = 33;
-constexpr std::uint32_t kLargestFailure = 31;
-constexpr std::uint32_t kWinExecBadFormat = 11;
+constexpr char kExitVariable[] = "tarn_exit_code";
+
+struct ExitMessage {
+  pid_t id;  // a shell between the two may have a status of its own
+  std::uint32_t code;
+};
 
 struct Process {
   std::uint32_t references;
   pid_t id;
-  int descriptor;  // readable once the process has ended
+  int descriptor;   // readable once the process has ended
+  int exit_socket;  // of a child that may send its code; else -1
   bool is_child, ended, terminated;
   std::uint32_t code;  // of a child that has ended, or was terminated by its handle
 };
@@ -99,6 +113,30 @@ void abandon(pid_t id, int descriptor) {
   close(descriptor);
 }
 
+// ---- Exit codes -------------------------------------------------------------------
+
+int own_exit_socket = -1;  // to the process that started this one
+
+// `theirs` is for the child alone, which keeps it across exec.
+bool make_exit_sockets(int* ours, int* theirs) {
+  int ends[2];
+  if (socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) != 0) return false;
+  *ours = ends[0];
+  *theirs = ends[1];
+  return true;
+}
+
+// What the child sent, if it fits the status that the system tells of it.
+std::uint32_t exit_code(const Process& process, std::uint8_t status) {
+  std::uint32_t code = status;
+  ExitMessage message;
+  while (process.exit_socket >= 0 &&
+         recv(process.exit_socket, &message, sizeof message, 0) == sizeof message) {
+    if (message.id == process.id && host_status(message.code) == status) code = message.code;
+  }
+  return code;
+}
+
 // ---- Records, all with the lock held ----------------------------------------------
 
 void look_at(Process* process) {
@@ -111,7 +149,7 @@ void look_at(Process* process) {
   if (!process->is_child || waitpid(process->id, &status, WNOHANG) != process->id) return;
   if (process->terminated) return;
   process->code = WIFSIGNALED(status) ? kSignalCode + static_cast<std::uint32_t>(WTERMSIG(status))
-                                      : static_cast<std::uint32_t>(WEXITSTATUS(status));
+                                      : exit_code(*process, static_cast<std::uint8_t>(WEXITSTATUS(status)));
 }
 
 void let_go(Process* process) {
@@ -124,6 +162,7 @@ void let_go(Process* process) {
       close(process->descriptor);
     }
   }
+  if (process->exit_socket >= 0) close(process->exit_socket);
   free(process);
 }
 
@@ -157,15 +196,42 @@ void keep_exit_statuses() {
   sigaction(SIGCHLD, &present, nullptr);
 }
 
-// Any thread may start a child, also one that takes no signals.
-int spawn(const HostCommand& command, pid_t* id) {
+// This process's environment and one entry more; null if there is no memory.
+char** environment_with(char* entry) {
+  std::size_t count = 0;
+  while (environ[count]) ++count;
+  auto* const list = static_cast<char**>(malloc((count + 2) * sizeof(char*)));
+  if (!list) return nullptr;
+  list[0] = entry;
+  memcpy(list + 1, environ, (count + 1) * sizeof(char*));
+  return list;
+}
+
+// Any thread may start a child, also one that takes no signals. `exit_socket`
+// is the child's alone, -1 for none.
+int spawn(const HostCommand& command, int exit_socket, pid_t* id) {
   posix_spawnattr_t attributes;
+  posix_spawn_file_actions_t actions;
   if (posix_spawnattr_init(&attributes) != 0) return ENOMEM;
+  posix_spawn_file_actions_init(&actions);
   sigset_t none;
   sigemptyset(&none);
   posix_spawnattr_setsigmask(&attributes, &none);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
-  const int error = posix_spawn(id, command.path, nullptr, &attributes, command.arguments, environ);
+  char entry[64];
+  char** environment = environ;
+  struct stat facts;
+  if (exit_socket >= 0 && fstat(exit_socket, &facts) == 0) {
+    snprintf(entry, sizeof entry, "%s=%d:%llu", kExitVariable, exit_socket,
+             static_cast<unsigned long long>(facts.st_ino));
+    environment = environment_with(entry);
+    posix_spawn_file_actions_adddup2(&actions, exit_socket, exit_socket);  // it stays open
+  }
+  const int error = environment ? posix_spawn(id, command.path, &actions, &attributes,
+                                              command.arguments, environment)
+                                : ENOMEM;
+  if (environment != environ) free(environment);
+  posix_spawn_file_actions_destroy(&actions);
   posix_spawnattr_destroy(&attributes);
   return error;
 }
@@ -175,7 +241,10 @@ bool start(const char* command_line, Process* process) {
   if (!read_command(command_line, &command)) return false;
   keep_exit_statuses();
   pid_t id;
-  const int error = spawn(command, &id);
+  int exit_socket = -1;  // without one, 8 bits come
+  if (command.runs_image) make_exit_sockets(&process->exit_socket, &exit_socket);
+  const int error = spawn(command, exit_socket, &id);
+  if (exit_socket >= 0) close(exit_socket);
   free(command.arguments);
   if (error) {
     return fail(error == ENOEXEC ? kErrorBadExeFormat : windows_code(error)) != 0;
@@ -197,6 +266,7 @@ Process* new_process() {
   if (process) {
     process->references = 1;
     process->descriptor = -1;
+    process->exit_socket = -1;
   } else {
     fail(kErrorNotEnoughMemory);
   }
@@ -251,19 +321,6 @@ Status GetExitCodeProcess(Handle handle, std::uint32_t* code) {
   return 1;
 }
 
-std::uint32_t WinExec(const char* command_line, std::uint32_t) {
-  ProcessInformation made{};
-  if (!CreateProcessA(nullptr, const_cast<char*>(command_line), nullptr, nullptr, 0, 0, nullptr,
-                      nullptr, nullptr, &made)) {
-    const std::uint32_t error = GetLastError();
-    if (error == kErrorBadExeFormat) return kWinExecBadFormat;
-    return error <= kLargestFailure ? error : kErrorFileNotFound;
-  }
-  CloseHandle(made.thread);
-  CloseHandle(made.process);
-  return kStarted;
-}
-
 Handle OpenProcess(std::uint32_t, Status, std::uint32_t id) {
   const auto host_id = static_cast<pid_t>(id);
   if (host_id <= 0) return fail(kErrorInvalidParameter), nullptr;
@@ -305,23 +362,68 @@ Status close_process(Handle handle) {
   return let_go_of(handle);
 }
 
-std::uint32_t wait_for_process(Handle handle, std::uint32_t milliseconds) {
+std::uint32_t WaitForMultipleObjects(std::uint32_t count, const Handle* handles, Status all,
+                                     std::uint32_t milliseconds) {
+  if (count == 0 || count > kMostWaits || all) return fail(kErrorInvalidParameter), kWaitFailed;
   const timespec end = deadline_after(milliseconds);
+  Process* processes[kMostWaits];
+  pollfd wanted[kMostWaits];
+  std::uint32_t known = 0;
   pthread_mutex_lock(&processes_lock);
-  Process* const process = find_process(handle);
-  if (process) ++process->references;
+  for (; known < count; ++known) {
+    Process* const process = find_process(handles[known]);
+    if (!process) break;
+    ++process->references;
+    processes[known] = process;
+    wanted[known] = {process->descriptor, POLLIN, 0};
+  }
   pthread_mutex_unlock(&processes_lock);
-  if (!process) return kWaitFailed;
-  int ready, left;
-  do {
-    left = milliseconds == kWaitForever ? -1 : time_to(end);
-    pollfd wanted{process->descriptor, POLLIN, 0};
-    ready = poll(&wanted, 1, left);
-  } while (ready <= 0 && left != 0 && (ready == 0 || errno == EINTR));
+  int ready = -1, left = 0;
+  if (known == count) {
+    do {
+      left = milliseconds == kWaitForever ? -1 : time_to(end);
+      ready = poll(wanted, count, left);
+    } while (ready <= 0 && left != 0 && (ready == 0 || errno == EINTR));
+  }
+  std::uint32_t result = ready == 0 ? kWaitTimeout : kWaitFailed;
   const ProcessesLock lock;
-  if (ready > 0 && process->is_child) lose_screen();  // it may have written there
-  let_go(process);
-  return ready > 0 ? kWaitObject : ready == 0 ? kWaitTimeout : kWaitFailed;
+  for (std::uint32_t i = known; i-- > 0;) {
+    if (ready > 0 && wanted[i].revents) {
+      result = kWaitObject + i;
+      if (processes[i]->is_child) lose_screen();  // it may have written there
+    }
+    let_go(processes[i]);
+  }
+  return result;
+}
+
+std::uint32_t wait_for_process(Handle handle, std::uint32_t milliseconds) {
+  return WaitForMultipleObjects(1, &handle, 0, milliseconds);
+}
+
+// ---- The exit code of this process ----------------------------------------------
+
+void take_exit_socket() {
+  const char* const value = getenv(kExitVariable);
+  int descriptor;
+  unsigned long long number;
+  struct stat facts;
+  if (value && sscanf(value, "%d:%llu", &descriptor, &number) == 2 &&
+      fstat(descriptor, &facts) == 0 && S_ISSOCK(facts.st_mode) && facts.st_ino == number &&
+      fcntl(descriptor, F_SETFD, FD_CLOEXEC) == 0) {
+    own_exit_socket = descriptor;
+  }
+  unsetenv(kExitVariable);
+}
+
+std::uint8_t host_status(std::uint32_t code) {
+  const auto status = static_cast<std::uint8_t>(code);
+  return code != 0 && status == 0 ? 1 : status;
+}
+
+void send_exit_code(std::uint32_t code) {
+  const ExitMessage message{getpid(), code};
+  if (own_exit_socket >= 0) send(own_exit_socket, &message, sizeof message, MSG_NOSIGNAL);
 }
 
 }  // namespace tarn::platform

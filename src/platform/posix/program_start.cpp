@@ -132,27 +132,34 @@ char* put_quoted(char* to, const char* text) {
 // What the shell is to run. The command processor of Windows takes off double
 // quotes around a text that begins with a quoted name. A program image at the beginning, or a path
 // as Windows writes it, is one that the shell doesn't know: it is put as the host would name it.
-void put_shell_command(char* to, const char* text) {
+// A shell that has an image as its only command becomes it, and so has its whole
+// exit code. Result: the text runs an image, as far as it is known.
+bool put_shell_command(char* to, const char* text) {
   constexpr char kEndOfWord[] = " \t<>|&;";
+  constexpr char kBetweenCommands[] = "|&;()`\n";
   char runner[kPathSize], found[kPathSize];
   text += strspn(text, kBlanks);
   const std::size_t size = strlen(text);
   const bool enclosed = size > 3 && strncmp(text, "\"\"", 2) == 0 && text[size - 1] == '"';
   if (enclosed) ++text;
   const Name name = first_word(text, kEndOfWord);
+  bool image = false;
   const bool is_path = memchr(name.text, '\\', name.length) || memchr(name.text, ':', name.length);
   if (find_program(name.text, name.length, found)) {
-    const bool image = is_image(found);
+    const bool is_program = is_image(found);
+    image = is_program && has_program();
     const ssize_t length = readlink("/proc/self/exe", runner, sizeof runner - 1);
     runner[length > 0 ? length : 0] = '\0';
-    if (image && has_program()) to = stpcpy(put_quoted(to, runner), " ");
-    if (image ? has_program() : is_path) {
+    if (image && !strpbrk(name.rest, kBetweenCommands)) to = stpcpy(to, "exec ");
+    if (image) to = stpcpy(put_quoted(to, runner), " ");
+    if (image || (is_path && !is_program)) {
       to = put_quoted(to, found);
       text = name.rest;
     }
   }
   strcpy(to, text);
   if (enclosed) to[strlen(to) - 1] = '\0';
+  return image;
 }
 
 const char* shell() {
@@ -235,9 +242,10 @@ bool read_command(const char* command_line, HostCommand* command) {
     // The blank keeps a text that begins with '-' from being an option.
     char* const to = put(put(texts, command->path), "-c");
     *to = ' ';
-    put_shell_command(to + 1, text);
+    command->runs_image = put_shell_command(to + 1, text);
     return set_arguments(command, texts, 3);
   }
+  command->runs_image = image;
   if (image) {
     char* to = put(put(put(texts, "tarnrun"), kCommandLineOption), command_line);
     put(to, command->path);

@@ -13,6 +13,7 @@ inline constexpr std::size_t kCommandLineSize = 32'767;
 struct HostCommand {
   char path[kPathSize];
   char** arguments;  // ends with null; one block, which free gives back
+  bool runs_image;   // itself, or by the shell
 };
 
 // The name is what stands between double quotes; without them what stands
@@ -29,6 +30,11 @@ bool read_command(const char* command_line, HostCommand* command);
 // quote within protected text. Texts are stored one by one, each with its NUL,
 // in at most as many bytes as `text` has with its own. Result: their count.
 std::size_t split_arguments(const char* text, char* arguments);
+
+// For a runner, once, before anything of the program has run: what the process
+// that started it has left for it to send its exit code by. The program and its
+// children do not see it.
+void take_exit_socket();
 
 // The option by which tarnrun is given what the program sees as its command
 // line; its value is the next argument, and behind it stands the program.

@@ -22,7 +22,6 @@
 namespace tarn::platform {
 namespace {
 
-constexpr char kRunVariable[] = "tarn_run_memory";
 constexpr std::uint64_t kPageSize = 4096;
 constexpr std::uint64_t kMagic = 0x314D454D4E555254;  // "TRUNMEM1"
 
@@ -39,15 +38,18 @@ struct Directory {
 };
 static_assert(sizeof(Directory) <= kPageSize);
 
+// No other mapping follows the memory within a step of Windows' address space.
+constexpr std::uint64_t kGuardSize = 65536;
+
 Directory* directory;
 int run_file = -1;
+char announced[64];             // what the environment holds of this run
 void* mapped[kRunMemoryNames];  // this process's view of each entry
 
 void announce(int file, std::uint64_t token) {
-  char value[64];
-  snprintf(value, sizeof value, "%d:%d:%016llx", static_cast<int>(getpid()), file,
+  snprintf(announced, sizeof announced, "%d:%d:%016llx", static_cast<int>(getpid()), file,
            static_cast<unsigned long long>(token));
-  SetEnvironmentVariableA(kRunVariable, value);
+  SetEnvironmentVariableA(kRunMemoryVariable, announced);
 }
 
 bool holds_run(int file, std::uint64_t token) {
@@ -66,10 +68,7 @@ bool map_directory(int file) {
   return true;
 }
 
-bool join_run() {
-  char value[64];
-  const std::uint32_t length = GetEnvironmentVariableA(kRunVariable, value, sizeof value);
-  if (length == 0 || length >= sizeof value) return false;
+bool join_run(const char* value) {
   int pid, file;
   unsigned long long token;
   if (sscanf(value, "%d:%d:%llx", &pid, &file, &token) != 3 || pid <= 0 || file < 0) return false;
@@ -139,6 +138,28 @@ int find_entry(const char* name, std::uint64_t size) {
   return static_cast<int>(i);
 }
 
+void forget_run() {
+  if (directory != nullptr) {
+    munmap(directory, kPageSize);
+    close(run_file);
+  }
+  directory = nullptr;
+  run_file = -1;
+  memset(mapped, 0, sizeof mapped);
+}
+
+// The run that the environment names, or a new one. An environment that cannot be
+// read is no reason to leave a run.
+bool enter_run() {
+  char value[sizeof announced] = "";
+  const std::uint32_t length = GetEnvironmentVariableA(kRunMemoryVariable, value, sizeof value);
+  const bool unread = length == 0 && GetLastError() != kErrorEnvironmentVariableNotFound;
+  if (length >= sizeof value) value[0] = '\0';
+  if (directory != nullptr && (unread || strcmp(value, announced) == 0)) return true;
+  forget_run();
+  return join_run(value) || begin_run();
+}
+
 bool usable_name(const char* name) {
   if (name == nullptr) return false;
   const std::size_t length = strnlen(name, kRunMemoryNameSize);
@@ -157,7 +178,7 @@ void* OpenRunSharedMemory(const char* name, std::uint64_t size) {
     return fail(kErrorInvalidParameter);
   }
   size = (size + kPageSize - 1) & ~(kPageSize - 1);
-  if (directory == nullptr && !join_run() && !begin_run()) return fail(kErrorNotEnoughMemory);
+  if (!enter_run()) return fail(kErrorNotEnoughMemory);
   if (!set_lock(F_WRLCK)) return fail(kErrorAccessDenied);
   const int index = find_entry(name, size);
   set_lock(F_UNLCK);
@@ -166,9 +187,14 @@ void* OpenRunSharedMemory(const char* name, std::uint64_t size) {
   void*& address = mapped[index];
   if (address == nullptr) {
     const Entry& entry = directory->entries[index];
-    void* const view = mmap(nullptr, entry.size, PROT_READ | PROT_WRITE, MAP_SHARED, run_file,
-                            static_cast<off_t>(entry.offset));
+    const std::uint64_t reserved = entry.size + kGuardSize;
+    void* const view = mmap(nullptr, reserved, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (view == MAP_FAILED) return fail(kErrorNotEnoughMemory);
+    if (mmap(view, entry.size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, run_file,
+             static_cast<off_t>(entry.offset)) == MAP_FAILED) {
+      munmap(view, reserved);
+      return fail(kErrorNotEnoughMemory);
+    }
     address = view;
   }
   return address;

@@ -115,6 +115,16 @@ Status close_process(Handle handle);
 std::uint32_t wait_for_process(Handle handle, std::uint32_t milliseconds);
 Status close_snapshot(Handle handle);
 
+// ---- Exit codes ---------------------------------------------------------------
+
+// What the host keeps of an exit code: the low 8 bits, but never 0 for another
+// code, which would hide a failure.
+std::uint8_t host_status(std::uint32_t code);
+
+// Sends the whole code to the process that started this one, if it is one of
+// this back end.
+void send_exit_code(std::uint32_t code);
+
 // ---- Time -------------------------------------------------------------------
 
 // So many milliseconds from now, by CLOCK_MONOTONIC.

@@ -24,8 +24,9 @@ Status GetExitCodeProcess(Handle process, std::uint32_t* code) {
   return ::GetExitCodeProcess(process, reinterpret_cast<DWORD*>(code));
 }
 
-std::uint32_t WinExec(const char* command_line, std::uint32_t show) {
-  return ::WinExec(command_line, show);
+std::uint32_t WaitForMultipleObjects(std::uint32_t count, const Handle* handles, Status all,
+                                     std::uint32_t milliseconds) {
+  return ::WaitForMultipleObjects(count, handles, all, milliseconds);
 }
 
 Handle OpenProcess(std::uint32_t access, Status inherit, std::uint32_t id) {

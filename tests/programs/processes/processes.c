@@ -33,6 +33,11 @@ int main(int argc, char** argv) {
   printf("mode 1: %d %d\n", _spawns(1, program, "child 0"), _spawnv(1, program, list));
   printf("sliced: %d\n", __start_process_and_wait(program, "child 9 in slices", 5));
 
+  printf("whole codes: %d %d\n", _spawns(0, program, "child 70000"),
+         _spawns(0, program, "child -1"));
+  sprintf(text, "%s child 256", program);
+  printf("by the command processor: %d\n", system(text));
+
   printf("system: %d %d\n", system("exit 3"), system(""));
   sprintf(text, "%s child 5 to_a_file >output.txt", program);
   printf("redirected: %d\n", system(text));

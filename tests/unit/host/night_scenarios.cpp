@@ -299,8 +299,8 @@ void children() {
 
 constexpr char kStrayVariable[] = "TARN_NIGHT_STRAY";  // path of kStray
 
-// The master starts this executable again. Of a slave that did not come it is
-// told by nobody: it waits until the run is stopped.
+// The master starts this executable again. Where the watch failed nobody tells it
+// of a slave that did not come: it waits until the run is stopped.
 void parallel_tasks() {
   setenv(kStrayVariable, std::filesystem::absolute(kStray).c_str(), 1);
   if (chdir(start_folder.c_str()) != 0) _exit(98);  // the command line may name it from there
