@@ -46,7 +46,7 @@ install(FILES ${TARN_PROGRAM_DLLS} ${TARN_PROGRAM_IMPORT} cmake/program_flags cm
   DESTINATION lib/tarnlib COMPONENT program)
 install(FILES ${TARN_PROGRAM_START} DESTINATION lib/tarnlib RENAME program_start.o
   COMPONENT program)
-install(TARGETS tarn_program_memory ARCHIVE DESTINATION lib/tarnlib COMPONENT program)
+install(TARGETS tarn_program_support ARCHIVE DESTINATION lib/tarnlib COMPONENT program)
 install(DIRECTORY include/ DESTINATION include/tarnlib COMPONENT program)
 
 set(tarn_package lib/cmake/tarnlib)

@@ -14,7 +14,7 @@
 # included these are set:
 #   TARN_PROGRAM_INCLUDE   the headers
 #   TARN_PROGRAM_FLAGS     the folder of the two files of flags
-#   TARN_PROGRAM_START     the start-up object, TARN_PROGRAM_MEMORY the library
+#   TARN_PROGRAM_START     the start-up object, TARN_PROGRAM_SUPPORT the library
 #                          of what the compiler calls of itself
 #   TARN_PROGRAM_IMPORT    the import library
 #   TARN_PROGRAM_DLLS      the two DLLs
@@ -82,7 +82,8 @@ function(tarn_add_program name)
     set(made ${TARN_PROGRAMS}/lib${name}.dll.a)
     # The name under which others import it is not that of the linker's output.
     set(definition ${CMAKE_CURRENT_BINARY_DIR}/${name}.def)
-    file(CONFIGURE OUTPUT ${definition} CONTENT "LIBRARY \"${name}.dll\"\n")
+    file(CONFIGURE OUTPUT ${definition} CONTENT
+      "LIBRARY \"${name}.dll\"\nEXPORTS\ntarn_end_of_image PRIVATE\n")
     # Without the second option a DLL that declares no exports would export
     # everything, the interpreter included.
     set(link_options -shared -Wl,--exclude-all-symbols -Wl,--out-implib,${made} ${definition})
@@ -94,9 +95,10 @@ function(tarn_add_program name)
     COMMAND ${CMAKE_C_COMPILER} -nostdlib ${link_options}
             -Wl,-e,__BrackenStartup -Wl,--dynamicbase -Wl,--disable-auto-import
             ${TARN_PROGRAM_START} $<TARGET_OBJECTS:${code}>
-            ${import_libraries} ${TARN_PROGRAM_MEMORY} -lkernel32 -o ${unfinished}
+            -Wl,--start-group ${import_libraries} ${TARN_PROGRAM_SUPPORT} -lgcc -lkernel32
+            -Wl,--end-group -o ${unfinished}
     COMMAND ${TARN_FINISH_IMAGE} ${finish_options} ${program_FINISH} ${unfinished} -o ${image}
-    DEPENDS ${code} $<TARGET_OBJECTS:${code}> ${TARN_PROGRAM_START} ${TARN_PROGRAM_MEMORY}
+    DEPENDS ${code} $<TARGET_OBJECTS:${code}> ${TARN_PROGRAM_START} ${TARN_PROGRAM_SUPPORT}
             ${import_libraries} ${TARN_FINISH_IMAGE}
     COMMAND_EXPAND_LISTS VERBATIM)
   add_custom_target(tarn_program_${name} ALL DEPENDS ${image})

@@ -43,6 +43,7 @@
 #define UNDEFINED_FILL 0x80
 #define ERROR_COMMON_BLOCK 365
 #define ERROR_NEEDS_AVX 368
+#define ERROR_PURE_VIRTUAL 312
 #define NOTE_MARK 0x45544F4E        // "NOTE" in memory order
 #define MXCSR_UNMASKED 0x680        // invalid operation, zero divide, overflow
 #define MXCSR_FLUSH 0x8040          // flush to zero, denormals are zero
@@ -338,17 +339,22 @@ ROUTINE_END(__BrackenStartup)
   .long .Lmark_image - .Lopcodes
 
 #if defined(_WIN32) && !defined(TARN_LIBRARY_IMAGE)
-// Names that a cross compiler's code calls of itself. Static initialisers are
-// run by the script, so __main has nothing left to do.
-ROUTINE(__main)
-  NO_FRAME
-  ret
-ROUTINE_END(__main)
-
+// A cross compiler's code calls it for large frames.
 ROUTINE(___chkstk_ms)
   NO_FRAME
   jmp __stack_adjust
 ROUTINE_END(___chkstk_ms)
+
+// In the slots of pure virtual functions. The compiler refers to it only weakly,
+// which takes nothing from a library: without this the slots would be null. Weak
+// too, so that a program may have one of its own. Reached by a jump, the raiser
+// leaves the caller as the report's first frame.
+.weak __cxa_pure_virtual
+ROUTINE(__cxa_pure_virtual)
+  NO_FRAME
+  mov ecx, ERROR_PURE_VIRTUAL
+  jmp __RuntimeError
+ROUTINE_END(__cxa_pure_virtual)
 #endif
 
 #ifndef _WIN32

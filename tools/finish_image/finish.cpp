@@ -14,6 +14,7 @@ namespace {
 constexpr std::uint32_t kPageSize = 4096;
 constexpr std::uint32_t kCellSize = 8;
 constexpr std::uint64_t kListStart = ~std::uint64_t{0};  // of a constructor list
+constexpr char kEndRoutine[] = "tarn_end_of_image";
 
 std::uint32_t interpreter_symbol(const Image& image, const char* name) {
   const Symbol* symbol = find_symbol(image, name);
@@ -123,38 +124,53 @@ std::set<std::uint32_t> read_relocations(Image& image) {
   return cells;
 }
 
-// The linker's list of constructors: a start mark, routines, and a null. It is
-// run from its end, and takes no part at run time.
-void take_constructors(Image& image, std::set<std::uint32_t>& cells, Script& script) {
-  const Symbol* list = find_symbol(image, "__CTOR_LIST__");
-  if (list == nullptr) return;
-  if (read_u64(image, list->offset, "the constructor list") != kListStart) {
-    refuse("the constructor list is damaged");
-  }
-  std::vector<std::uint32_t> routines;
+// A list of the linker's: a start mark, routines, and a null. Its cells take no
+// part in relocation.
+struct ListedRoutine {
+  std::uint32_t cell, routine;
+};
+
+std::vector<ListedRoutine> take_list(Image& image, std::set<std::uint32_t>& cells,
+                                     const char* symbol, const char* what) {
+  std::vector<ListedRoutine> result;
+  const Symbol* list = find_symbol(image, symbol);
+  if (list == nullptr) return result;
+  if (read_u64(image, list->offset, what) != kListStart) refuse("%s is damaged", what);
   for (std::uint32_t at = list->offset + kCellSize;; at += kCellSize) {
-    const std::uint64_t value = read_u64(image, at, "the constructor list");
-    if (value == 0) break;
+    const std::uint64_t value = read_u64(image, at, what);
+    if (value == 0) return result;
     const std::uint64_t routine = value - image.headers.optional.image_base;
     const Section* home = section_at(image, routine);
     if (cells.erase(at) == 0 || home == nullptr || !home->is(pe::kSectionExecute)) {
-      refuse("the constructor list is damaged");
+      refuse("%s is damaged", what);
     }
-    routines.push_back(static_cast<std::uint32_t>(routine));
-    write_u64(image, at, 0, "the constructor list");
+    result.push_back({at, static_cast<std::uint32_t>(routine)});
+  }
+}
+
+// Run from the list's end by the script; nothing reads the list at run time.
+void take_constructors(Image& image, std::set<std::uint32_t>& cells, Script& script) {
+  constexpr char kWhat[] = "the constructor list";
+  std::vector<std::uint32_t> routines;
+  for (const ListedRoutine& each : take_list(image, cells, "__CTOR_LIST__", kWhat)) {
+    routines.push_back(each.routine);
+    write_u64(image, each.cell, 0, kWhat);
   }
   // Before the initialisers that the notes name.
   script.initialisers.insert(script.initialisers.begin(), routines.rbegin(), routines.rend());
 }
 
-void refuse_destructors(Image& image) {
-  const Symbol* list = find_symbol(image, "__DTOR_LIST__");
-  if (list == nullptr) return;
-  const std::uint64_t first =
-      read_u64(image, std::uint64_t{list->offset} + kCellSize, "the destructor list");
-  if (first != 0) {
-    refuse("destructor %s would never run: a finished image has no end-of-program step",
-           describe(image, first - image.headers.optional.image_base).c_str());
+// Run by the image's end routine, if it was linked; it wants image offsets,
+// since the list lies among the code, where nothing is relocated.
+void take_destructors(Image& image, std::set<std::uint32_t>& cells) {
+  constexpr char kWhat[] = "the destructor list";
+  const bool has_end = find_symbol(image, kEndRoutine) != nullptr;
+  for (const ListedRoutine& each : take_list(image, cells, "__DTOR_LIST__", kWhat)) {
+    if (!has_end) {
+      refuse("destructor %s would never run: link with the program support library",
+             describe(image, each.routine).c_str());
+    }
+    write_u64(image, each.cell, each.routine, kWhat);
   }
 }
 
@@ -269,12 +285,14 @@ Finished finish(const Bytes& linked, const Options& options) {
     const Symbol* main = find_symbol(image, "main");
     if (main == nullptr) refuse("a program needs a routine main");
     script.is_program = true;
-    script.main = main->offset;
+    // What also ends the image, if it was linked.
+    const Symbol* run = find_symbol(image, kRunRoutine);
+    script.main = (run != nullptr ? run : main)->offset;
   }
   std::set<std::uint32_t> cells = read_relocations(image);
   read_notes(image, cells, script);
   take_constructors(image, cells, script);
-  refuse_destructors(image);
+  take_destructors(image, cells);
   check_targets(image, cells, interpreter, script);
   take_relocations(image, cells, script);
 

@@ -31,7 +31,7 @@ constexpr char kStartRoutine[] = "__BrackenStartup";
 constexpr char kStartRoutineInTable[] = "__brackenstartup";
 
 std::string readable_name(const std::string& name) {
-  if (name == kStartRoutine) return kStartRoutineInTable;
+  if (name == kStartRoutine || name == kRunRoutine) return kStartRoutineInTable;
   if (!name.starts_with("_Z") || name.size() > kLongestDecodedName) return name;
   int status = 0;
   const std::unique_ptr<char, void (*)(void*)> text(

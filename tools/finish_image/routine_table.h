@@ -11,6 +11,10 @@
 
 namespace finisher {
 
+// A program's main and what comes after it, linked between the interpreter and
+// the user's main; a traceback ends there as in the interpreter.
+inline constexpr char kRunRoutine[] = "tarn_run_program";
+
 struct Routine {
   std::string name;
   std::uint32_t start = 0;

@@ -272,15 +272,16 @@ int link(const Request& request, const Places& places, const Words& objects,
     FILE* const file = std::fopen(definition.string().c_str(), "w");
     if (!file) return refuse("cannot write " + definition.string());
     const std::string name = fs::path(request.output).filename().string();
-    const bool written = std::fprintf(file, "LIBRARY \"%s\"\n", name.c_str()) > 0;
+    const bool written = std::fprintf(file, "LIBRARY \"%s\"\nEXPORTS\ntarn_end_of_image PRIVATE\n",
+                                      name.c_str()) > 0;
     if (std::fclose(file) != 0 || !written) return refuse("cannot write " + definition.string());
     const fs::path import = unfinished.parent_path() / import_library(request);
     words.insert(words.end(), {"-shared", "-Wl,--exclude-all-symbols",
                                "-Wl,--out-implib," + import.string(), definition.string()});
   }
-  words.insert(words.end(), {(places.parts / "libtarnlibc64.dll.a").string(),
-                             (places.parts / "libprogram_memory.a").string(), "-lkernel32", "-o",
-                             unfinished.string()});
+  words.insert(words.end(), {"-Wl,--start-group", (places.parts / "libtarnlibc64.dll.a").string(),
+                             (places.parts / "libprogram_support.a").string(), "-lgcc",
+                             "-lkernel32", "-Wl,--end-group", "-o", unfinished.string()});
   return run(words, request.verbose) ? 0 : kRefused;
 }
 

@@ -13,6 +13,7 @@
 
 #include "platform/platform.h"
 #include "platform/posix/system.h"
+#include "platform/posix/thread_slots.h"
 
 extern "C" {
 // The linker's names for the bounds of this executable.
@@ -251,10 +252,14 @@ void set_native(ModuleRecord* record, void* (*find)(const char* name)) {
 
 void* find_nothing(const char*) { return nullptr; }
 
-// What the script interpreter in each image calls of the system.
+// What the script interpreter and the program support in each image call of the
+// system.
 void* find_system_routine(const char* name) {
   if (strcmp(name, "ExitProcess") == 0) return reinterpret_cast<void*>(&ExitProcess);
   if (strcmp(name, "GlobalAlloc") == 0) return reinterpret_cast<void*>(&GlobalAlloc);
+  if (strcmp(name, "TlsAlloc") == 0) return reinterpret_cast<void*>(&TlsAlloc);
+  if (strcmp(name, "TlsGetValue") == 0) return reinterpret_cast<void*>(&TlsGetValue);
+  if (strcmp(name, "TlsSetValue") == 0) return reinterpret_cast<void*>(&TlsSetValue);
   if (strcmp(name, "VirtualProtect") == 0) return reinterpret_cast<void*>(&VirtualProtect);
   return nullptr;
 }

@@ -324,6 +324,7 @@ TEST(Refused, EachWithItsReason) {
        [](auto& l) {
          const std::uint32_t list = l.number(~std::uint64_t{0});
          l.address(LinkedImage::kMain);
+         l.number(0);
          l.symbols.push_back({"__DTOR_LIST__", 2, list - LinkedImage::kData, 0, 2});
        }},
       {"the line numbers (.debug_line) are damaged",
