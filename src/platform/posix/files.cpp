@@ -48,13 +48,7 @@ int open_descriptor(const char* path, int flags) {
   do {
     descriptor = open(path, flags | O_CLOEXEC | O_NOCTTY, kNewFile);
   } while (descriptor < 0 && errno == EINTR);
-  if (descriptor < 0 || descriptor >= static_cast<int>(kStandardHandles)) return descriptor;
-  // The numbers of the standard handles stay theirs, also while they are closed.
-  const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, static_cast<int>(kStandardHandles));
-  const int failure = errno;
-  close(descriptor);
-  errno = failure;
-  return moved;
+  return keep_off_standard(descriptor);
 }
 
 Handle refuse(std::uint32_t code) {

@@ -2,7 +2,10 @@
 // as small and as divisible as Windows makes them. Taking a place is serialised;
 // looking one up takes no lock, so that a fault's report may always write.
 
+#include <errno.h>
+#include <fcntl.h>
 #include <pthread.h>
+#include <unistd.h>
 
 #include "platform/posix/system.h"
 
@@ -59,6 +62,15 @@ const KindOperations& operations_of(Handle handle) {
 }  // namespace
 
 Handle standard_handle(std::uint32_t descriptor) { return handle_at(descriptor); }
+
+int keep_off_standard(int descriptor) {
+  if (descriptor < 0 || descriptor >= static_cast<int>(kStandardHandles)) return descriptor;
+  const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, static_cast<int>(kStandardHandles));
+  const int failure = errno;
+  close(descriptor);
+  errno = failure;
+  return moved;
+}
 
 Handle add_handle(const OpenObject& object) {
   pthread_mutex_lock(&objects_lock);

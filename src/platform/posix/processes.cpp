@@ -63,7 +63,9 @@ class ProcessesLock {
 };
 
 // The host's C library has no name for it in every version.
-int open_descriptor(pid_t id) { return static_cast<int>(syscall(SYS_pidfd_open, id, 0)); }
+int open_descriptor(pid_t id) {
+  return keep_off_standard(static_cast<int>(syscall(SYS_pidfd_open, id, 0)));
+}
 
 // ---- The reaper -----------------------------------------------------------------
 
@@ -118,12 +120,11 @@ void abandon(pid_t id, int descriptor) {
 int own_exit_socket = -1;  // to the process that started this one
 
 // `theirs` is for the child alone, which keeps it across exec.
-bool make_exit_sockets(int* ours, int* theirs) {
+void make_exit_sockets(int* ours, int* theirs) {
   int ends[2];
-  if (socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) != 0) return false;
-  *ours = ends[0];
-  *theirs = ends[1];
-  return true;
+  if (socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) != 0) return;
+  *ours = keep_off_standard(ends[0]);
+  *theirs = keep_off_standard(ends[1]);
 }
 
 // What the child sent, if it fits the status that the system tells of it.
@@ -148,8 +149,9 @@ void look_at(Process* process) {
   int status;
   if (!process->is_child || waitpid(process->id, &status, WNOHANG) != process->id) return;
   if (process->terminated) return;
-  process->code = WIFSIGNALED(status) ? kSignalCode + static_cast<std::uint32_t>(WTERMSIG(status))
-                                      : exit_code(*process, static_cast<std::uint8_t>(WEXITSTATUS(status)));
+  process->code = WIFSIGNALED(status)
+                      ? kSignalCode + static_cast<std::uint32_t>(WTERMSIG(status))
+                      : exit_code(*process, static_cast<std::uint8_t>(WEXITSTATUS(status)));
 }
 
 void let_go(Process* process) {

@@ -87,6 +87,10 @@ inline constexpr std::uint32_t kMaxHandles = 8192;
 
 Handle standard_handle(std::uint32_t descriptor);
 
+// The descriptor, moved if it has the number of a standard handle: those stay
+// theirs, also while they are closed. -1, with errno, on failure.
+int keep_off_standard(int descriptor);
+
 // Null, with the last error, if there are too many.
 Handle add_handle(const OpenObject& object);
 

@@ -345,6 +345,8 @@ TEST(HostProcess, ClosedStandardHandlesAreNoneAndNotTakenByFiles) {
     const Handle file =
         CreateFileA("/dev/null", kGenericRead, 0, nullptr, kOpenExisting, 0, nullptr);
     if (file == invalid_handle() || GetStdHandle(-10) != nullptr) _exit(2);
+    const Handle process = OpenProcess(kProcessWait, 0, GetCurrentProcessId());
+    if (!process || GetStdHandle(-10) != nullptr) _exit(5);
     StartupInfo info;
     GetStartupInfoA(&info);
     if (info.standard_input != nullptr || info.standard_output != GetStdHandle(-11)) _exit(3);
