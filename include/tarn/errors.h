@@ -38,6 +38,8 @@ enum tarn_error {
   TARN_ERROR_PRINTED_LONG_DOUBLE = 298,
   /* Unable to find length information to delete whole array with destructors */
   TARN_ERROR_ARRAY_LENGTH_UNKNOWN = 311,
+  /* Attempt to call a pure virtual function implicitly */
+  TARN_ERROR_PURE_VIRTUAL = 312,
   /* Invalid stream pointer (FILE*=NULL) */
   TARN_ERROR_STREAM_POINTER = 343,
   /* %1 */

@@ -327,7 +327,7 @@ constexpr const char* kTexts[] = {
     /* 309 */ "Cannot read from a stream after writing without an intervening seek or fflush",
     /* 310 */ "Cannot write to a stream after reading without an intervening seek.",
     /* 311 */ "Unable to find length information to delete whole array with destructors",  // __get_destruct_array_info, __add_array_destruct_info
-    /* 312 */ "Attempt to call a pure virtual function implicitly",
+    /* 312 */ "Attempt to call a pure virtual function implicitly",  // a call in a C++ program
     /* 313 */ "Illegal attempt to write to a read only file.",
     /* 314 */ "Illegal attempt to read from a write only file.",
     /* 315 */ "Illegal attempt to use low level IO functions on a file opened by ANSI C IO functions",

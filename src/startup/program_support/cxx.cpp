@@ -1,7 +1,7 @@
 // What the C++ compiler calls of itself, under its own names: storage of the
 // library, and its failures. Linked into an image that asks for it.
 
-#include "tarn/errors.h"
+extern "C" [[noreturn]] void __RuntimeError(int number);
 
 namespace {
 

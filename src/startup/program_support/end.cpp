@@ -6,12 +6,11 @@
 //
 // A DLL exports tarn_end_of_image, and importers find it by that name.
 
-#include "tarn/runtime.h"
-
 extern "C" {
 
 void* malloc(unsigned long long size);
 void free(void* block);
+void* ProcessDynt(const char* routine, const char* library);
 
 extern const unsigned char image_base[] __asm__("__ImageBase");
 // The linker's list of routines of attribute `destructor`: a mark, their image

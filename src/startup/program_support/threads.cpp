@@ -3,10 +3,9 @@
 // keeps a table of its objects, made when first used. They stay when the thread
 // ends.
 
-#include "tarn/errors.h"
-
 extern "C" {
 
+[[noreturn]] void __RuntimeError(int number);
 void* malloc(unsigned long long size);
 void free(void* block);
 unsigned TlsAlloc();
