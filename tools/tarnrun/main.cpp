@@ -18,9 +18,9 @@ constexpr char kHelp[] =
     "tarnrun PROGRAM.EXE [ARGUMENT...]\n"
     "\n"
     "Runs a finished x86-64 program image. PROGRAM.EXE is a path of this system, or\n"
-    "one that begins with the drive Z:, which stands for the root folder. The DLLs\n"
-    "that it needs are looked for in its own folder, in the current one and on PATH;\n"
-    "TARNLIBC64.DLL and PANEVIEW64.DLL are part of tarnrun.\n"
+    "one that begins with the drive Z:, which stands for the root folder; its .exe\n"
+    "may be left out. The DLLs that it needs are looked for in its own folder, in the\n"
+    "current one and on PATH; TARNLIBC64.DLL and PANEVIEW64.DLL are part of tarnrun.\n"
     "\n"
     "  --command-line TEXT PROGRAM.EXE\n"
     "              run it with TEXT as its whole command line, as another program does\n"
@@ -42,16 +42,33 @@ constexpr platform::NativeLibrary kLibraries[] = {
 };
 
 int usage_error(const char* text, const char* argument) {
-  fprintf(stderr, "tarnrun: %s%s (try --help)\n", text, argument);
+  platform::Refusal line;  // whose control bytes are made harmless
+  platform::refuse(&line, "%s%s", text, argument);
+  fprintf(stderr, "tarnrun: %s (try --help)\n", line.text);
   return kWrongUsage;
 }
 
 int refused(const char* program, const platform::Refusal& refusal) {
-  fprintf(stderr, "tarnrun: %s: %s\n", program, refusal.text);
+  platform::Refusal line;  // whose control bytes are made harmless
+  platform::refuse(&line, "%s: %s", program, refusal.text);
+  fprintf(stderr, "tarnrun: %s\n", line.text);
   return refusal.not_found ? kNotFound : kRefused;
 }
 
 bool has_drive(const char* path) { return path[0] != '\0' && path[1] == ':'; }
+
+// A program may be named without its extension, as on Windows.
+bool load(const char* file, platform::Refusal* refusal) {
+  if (platform::load_program(file, refusal)) return true;
+  char with_extension[platform::kPathSize];
+  const int length = snprintf(with_extension, sizeof with_extension, "%s.exe", file);
+  const bool is_image = !refusal->not_found && !refusal->is_folder;
+  if (is_image || length >= static_cast<int>(sizeof with_extension)) return false;
+  platform::Refusal reason;
+  if (platform::load_program(with_extension, &reason)) return true;
+  if (!reason.not_found) *refusal = reason;
+  return false;
+}
 
 // Comes back only if the program is refused. Without a command line it is made
 // of the arguments.
@@ -61,7 +78,7 @@ int run(char* program, char* command_line, int count, char** arguments) {
   const char* file = program;
   if (has_drive(program) && platform::to_host_path(program, host_path)) file = host_path;
   platform::offer_native_libraries(kLibraries, sizeof kLibraries / sizeof kLibraries[0]);
-  if (!platform::load_program(file, &refusal)) return refused(program, refusal);
+  if (!load(file, &refusal)) return refused(program, refusal);
 
   char path[platform::kPathSize + 2];
   platform::GetModuleFileNameA(nullptr, path, sizeof path);

@@ -19,6 +19,7 @@ constexpr std::uint32_t kSectorSize = 512;
 constexpr std::uint32_t kMostLibraries = 256;
 constexpr std::uint32_t kMostImports = 65'536;
 constexpr std::uint32_t kLongestName = 2047;
+constexpr char kLibraryName[] = "TARNLIBC64.DLL";
 constexpr std::uint64_t kNameOffsetBits = 0x7FFFFFFF;  // of a lookup that is no ordinal
 
 bool lies_within(std::uint64_t at, std::uint64_t size, std::uint64_t whole) {
@@ -290,6 +291,7 @@ bool refuse(Refusal* refusal, const char* format, ...) {
     if (static_cast<unsigned char>(*p) < ' ' || *p == '\x7F') *p = '?';
   }
   refusal->not_found = false;
+  refusal->is_folder = false;
   return false;
 }
 
@@ -308,7 +310,9 @@ bool read_image_file(const char* host_path, FileBytes* file, Refusal* refusal) {
   if (fstat(descriptor, &facts) != 0) {
     refuse(refusal, "%s", strerror(errno));
   } else if (!S_ISREG(facts.st_mode)) {
-    refuse(refusal, S_ISDIR(facts.st_mode) ? "is a directory" : "is not a regular file");
+    const bool is_folder = S_ISDIR(facts.st_mode);
+    refuse(refusal, is_folder ? "is a directory" : "is not a regular file");
+    refusal->is_folder = is_folder;
   } else if (facts.st_size == 0) {
     refuse(refusal, "is empty");
   } else if (static_cast<std::uint64_t>(facts.st_size) > kLargestImage) {
@@ -359,7 +363,10 @@ bool check_image(const FileBytes& file, Image* image, Refusal* refusal) {
   if (headers.magic != pe::kPeMagic) return refuse(refusal, "is not a Windows program image");
   if (!check_headers(headers, refusal)) return false;
   if (memcmp(file.bytes + pe::kImageMarkOffset, pe::kImageMark, pe::kImageMarkLength) != 0) {
-    return refuse(refusal, "was linked but not finished; run finish_image on it");
+    // Whatever was linked for the library imports from it.
+    return refuse(refusal, memmem(file.bytes, file.size, kLibraryName, sizeof kLibraryName)
+                               ? "was linked but not finished; run finish_image on it"
+                               : "is an ordinary Windows image; compile it by tarncc");
   }
   if (!check_directories(headers.optional, refusal)) return false;
 

@@ -26,6 +26,7 @@ namespace tarn::platform {
 struct Refusal {
   char text[1024];
   bool not_found;  // there is no such file
+  bool is_folder;  // the name is a folder's
 };
 
 // Fills `refusal`; false, for the caller to return. Control characters, which

@@ -22,7 +22,7 @@ refused() {
   local status=$?
   [ "$status" = "$2" ] || fail "$1: exit status $status, wanted $2"
   [ ! -s out ] || fail "$1: something ran: $(head -1 out)"
-  [ "$(cat err)" = "tarnrun: $1: $3" ] || fail "$1: wanted \"$3\", got: $(cat err)"
+  [ "$(cat err)" = "tarnrun: ${1//[[:cntrl:]]/?}: $3" ] || fail "$1: wanted \"$3\", got: $(cat err)"
 }
 
 # patch file offset bytes
@@ -33,6 +33,13 @@ cp "$programs/hello.exe" good.exe
 pe=$(od -An -tu4 -j60 -N4 good.exe)
 size=$(stat -c %s good.exe)
 
+# Without its extension, also where a folder has the shorter name.
+mkdir good
+for name in good ./good "$PWD/good"; do
+  "$tarnrun" "$name" >out 2>&1 && [ -s out ] || fail "$name does not find good.exe: $(cat out)"
+done
+refused none 127 "there is no such file"
+refused $'no\e[31mne' 127 "there is no such file"
 refused none.exe 127 "there is no such file"
 refused sub 126 "is a directory"
 : >empty.exe
@@ -51,6 +58,8 @@ patch entry.exe $((pe + 40)) '\0\0\0\0'
 refused entry.exe 126 "has no entry point"
 cp "$programs/hello.unfinished.exe" .
 refused hello.unfinished.exe 126 "was linked but not finished; run finish_image on it"
+sed 's/TARNLIBC64.DLL/TARNOTHERS.DLL/g' hello.unfinished.exe >ordinary.exe
+refused ordinary.exe 126 "is an ordinary Windows image; compile it by tarncc"
 cp "$programs/common_blocks_part.dll" part.dll
 refused part.dll 126 "is a DLL, not a program"
 cp "$programs/common_blocks.exe" .

@@ -151,7 +151,7 @@ TEST(ImageLoader, SaysWhatIsWrong) {
       {with([](auto& made) { made.headers.optional.magic = 0x10B; }), "is not a 64-bit image"},
       {with([](auto& made) { made.headers.file.characteristics = 0; }), "not linked to the end"},
       {with([](auto& made) { made.marked = false; }),
-       "was linked but not finished; run finish_image on it"},
+       "is an ordinary Windows image; compile it by tarncc"},
       {with([](auto& made) { made.headers.optional.entry_point = 0; }), "has no entry point"},
       {with([](auto& made) { made.headers.optional.entry_point = FinishedImage::kData; }),
        "no executable section"},

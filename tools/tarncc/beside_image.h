@@ -1,0 +1,8 @@
+// Files that lie beside an image.
+#pragma once
+
+#include <filesystem>
+
+// Puts a copy of `file` into `folder`, unless one with the same bytes is there.
+// It appears whole or not at all. kDone, or the status after a message.
+int put_beside_image(const std::filesystem::path& file, const std::filesystem::path& folder);

@@ -1,0 +1,124 @@
+#include <algorithm>
+#include <cstdio>
+
+#include "messages.h"
+#include "steps.h"
+
+#ifdef _WIN32
+#include <io.h>
+#define isatty _isatty
+#else
+#include <unistd.h>
+#endif
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kStandardError = 2;
+
+// Programs leave rbx, rsi and rdi alone, so that no routine has to save them.
+// Inline assembly that names them cannot be compiled so: its source gets them
+// back, and its routines save them, as unwind data tells the traceback. A
+// longjmp over such a routine loses what it saved.
+constexpr const char* kRegistersForAssembly[] = {"-fcall-saved-rbx", "-fcall-saved-rsi",
+                                                 "-fcall-saved-rdi"};
+
+bool has_option(const Words& options, std::initializer_list<const char*> names) {
+  return std::any_of(options.begin(), options.end(), [&names](const std::string& option) {
+    return std::any_of(names.begin(), names.end(),
+                       [&option](const char* name) { return option.starts_with(name); });
+  });
+}
+
+// Where a list of dependencies goes, and what depends: the compiler would name
+// them after the object in the scratch folder.
+void add_dependency_options(const Request& request, const Input& source, Words* words) {
+  const Words& options = request.compiler_options;
+  const bool asked = std::find(options.begin(), options.end(), "-MD") != options.end() ||
+                     std::find(options.begin(), options.end(), "-MMD") != options.end();
+  if (!asked || request.goal != Goal::kImage) return;
+  const std::string stem = fs::path(source.word).stem().string();
+  const bool alone = source_count(request) == 1 && !request.output.empty();
+  if (!has_option(options, {"-MF"})) {
+    const fs::path output = request.output.empty() ? fs::path("a") : fs::path(request.output);
+    fs::path file = output;
+    file.replace_extension();
+    file += alone ? ".d" : "-" + stem + ".d";
+    words->insert(words->end(), {"-MF", file.string()});
+  }
+  if (!has_option(options, {"-MT", "-MQ"})) {
+    words->insert(words->end(), {"-MQ", alone ? request.output : stem + ".o"});
+  }
+}
+
+Words command(const Job& job, const Input& source, const fs::path& object) {
+  const Request& request = job.request;
+  Words words = {job.places.compiler.string(), "@" + (job.places.parts / "program_flags").string()};
+  if (is_cpp(source)) {
+    words.push_back("@" + (job.places.parts / "program_flags_cpp").string());
+  }
+  words.insert(words.end(), {"-isystem", job.places.include.string()});
+  if (isatty(kStandardError)) words.push_back("-fdiagnostics-color=always");
+  words.insert(words.end(), request.compiler_options.begin(), request.compiler_options.end());
+  add_dependency_options(request, source, &words);
+  if (!source.language.empty()) words.insert(words.end(), {"-x", source.language});
+  switch (request.goal) {
+    case Goal::kImage:
+    case Goal::kObjects:
+      words.push_back("-c");
+      break;
+    case Goal::kAssembly:
+      words.push_back("-S");
+      break;
+    case Goal::kPreprocessed:
+      words.push_back("-E");
+      break;
+    case Goal::kDependencies:
+      break;
+    case Goal::kCheck:
+      words.push_back("-fsyntax-only");
+      break;
+  }
+  words.push_back(source.word);
+  const std::string output = request.goal == Goal::kImage ? object.string() : request.output;
+  if (!output.empty()) words.insert(words.end(), {"-o", output});
+  return words;
+}
+
+std::string text_of(const fs::path& name) {
+  std::string text;
+  FILE* const file = std::fopen(name.string().c_str(), "rb");
+  if (!file) return text;
+  char part[4096];
+  for (std::size_t got; (got = std::fread(part, 1, sizeof part, file)) > 0;) {
+    text.append(part, got);
+  }
+  std::fclose(file);
+  return text;
+}
+
+}  // namespace
+
+int compile(const Job& job, const Input& source, const fs::path& object) {
+  Words words = command(job, source, object);
+  RunOptions options = job.run_options();
+  const bool makes_code =
+      job.request.goal != Goal::kPreprocessed && job.request.goal != Goal::kDependencies;
+  if (!makes_code || job.request.only_print || source.word == kStandardInput) {
+    return run_program(words, options) == 0 ? kDone : kRefused;
+  }
+  options.messages = job.scratch / "messages";
+  int status = run_program(words, options);
+  std::string messages = text_of(options.messages);
+  if (status != 0 && !is_interrupted() && messages.find("asm") != std::string::npos) {
+    words.insert(words.end(), std::begin(kRegistersForAssembly), std::end(kRegistersForAssembly));
+    options.print = false;
+    if (run_program(words, options) == 0) {
+      status = 0;
+      messages = text_of(options.messages);
+    }
+  }
+  std::fwrite(messages.data(), 1, messages.size(), stderr);
+  return status == 0 ? kDone : kRefused;
+}

@@ -1,0 +1,56 @@
+#include <algorithm>
+#include <cstdio>
+
+#include "messages.h"
+#include "steps.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// The name that importers see is the image's, not that of the linker's output;
+// and the end of the program finds the DLL's static destructors by this export.
+bool write_definition(const fs::path& definition, const std::string& image) {
+  FILE* const file = std::fopen(definition.string().c_str(), "w");
+  if (!file) return false;
+  const bool written =
+      std::fprintf(file, "LIBRARY \"%s\"\nEXPORTS\ntarn_end_of_image PRIVATE\n", image.c_str()) > 0;
+  return std::fclose(file) == 0 && written;
+}
+
+}  // namespace
+
+std::string import_library(const Request& request) {
+  const bool told =
+      std::any_of(request.inputs.begin(), request.inputs.end(), [](const Input& input) {
+        return !input.is_source && input.word.find("--out-implib") != std::string::npos;
+      });
+  return told ? std::string() : "lib" + fs::path(request.output).stem().string() + ".dll.a";
+}
+
+int link(const Job& job, const Words& objects, const fs::path& unfinished) {
+  const Request& request = job.request;
+  const fs::path& parts = job.places.parts;
+  Words words = {job.places.compiler.string(), "-nostdlib",
+                 "-Wl,-e,__BrackenStartup",    "-Wl,--dynamicbase",
+                 "-Wl,--disable-auto-import",  (parts / "program_start.o").string()};
+  auto object = objects.begin();
+  for (const Input& input : request.inputs) {
+    words.push_back(input.is_source ? *object++ : input.word);
+  }
+  if (request.dll) {
+    const fs::path definition = job.scratch / "exports.def";
+    if (!write_definition(definition, fs::path(request.output).filename().string())) {
+      return refuse("cannot write " + definition.string());
+    }
+    words.insert(words.end(), {"-shared", "-Wl,--exclude-all-symbols", definition.string()});
+    const std::string library = import_library(request);
+    if (!library.empty()) {
+      words.push_back("-Wl,--out-implib," + (job.scratch / library).string());
+    }
+  }
+  words.insert(words.end(), {"-Wl,--start-group", (parts / "libprogram_support.a").string(),
+                             (parts / "libtarnlibc64.dll.a").string(), "-lgcc", "-lkernel32",
+                             "-Wl,--end-group", "-o", unfinished.string()});
+  return run_program(words, job.run_options()) == 0 ? kDone : kRefused;
+}

@@ -1,0 +1,435 @@
+// The command line: one table says of each option whether a word follows, and
+// who gets it.
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+
+#include "messages.h"
+#include "request.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+enum class Form {
+  kAlone,   // the word itself
+  kPrefix,  // any word that begins so
+  kNext,    // the word itself, and the next one is its value
+  kEither,  // the value is joined on, or else the next word
+};
+
+enum class Goes {
+  kCompiler,
+  kLinker,
+  kFinisher,
+  kQuestion,  // the compiler answers it, and nothing is made
+  kNowhere,   // it asks for what is done anyway
+  kRefused,   // `note` says why
+  kHere,
+};
+
+enum Here {
+  kOutput,
+  kLanguage,
+  kCompileOnly,
+  kAssemblyOnly,
+  kPreprocessOnly,
+  kDependenciesOnly,
+  kCheckOnly,
+  kDll,
+  kNoDlls,
+  kVerbose,
+  kVerboseCompiler,
+  kOnlyPrint,
+  kStrip,
+  kLinkerList,
+  kXlinker,
+  kHelp,
+  kVersion,
+};
+
+struct Option {
+  const char* name;
+  Form form;
+  Goes goes;
+  const char* note = nullptr;  // why it is refused
+  Here here = kHelp;           // what is to be done
+};
+
+constexpr Option here(const char* name, Form form, Here what) {
+  return {name, form, Goes::kHere, nullptr, what};
+}
+
+constexpr char kNoProfile[] = "profiling code needs a run-time that images do not have";
+constexpr char kNoLto[] = "images are finished from compiled code; compile without it";
+constexpr char kNoSanitizer[] = "the compiler has no sanitizers for images";
+constexpr char kNoThreads[] = "the library has no POSIX threads";
+constexpr char kOnly64[] = "images are for x86-64";
+constexpr char kOwnStart[] = "each image has the library's start-up object and import library";
+
+// The longest name that fits holds.
+constexpr Option kOptions[] = {
+    here("-o", Form::kEither, kOutput),
+    here("-x", Form::kEither, kLanguage),
+    here("-c", Form::kAlone, kCompileOnly),
+    here("-S", Form::kAlone, kAssemblyOnly),
+    here("-E", Form::kAlone, kPreprocessOnly),
+    here("-M", Form::kAlone, kDependenciesOnly),
+    here("-MM", Form::kAlone, kDependenciesOnly),
+    here("-fsyntax-only", Form::kAlone, kCheckOnly),
+    here("--dll", Form::kAlone, kDll),
+    here("-shared", Form::kAlone, kDll),
+    here("-mdll", Form::kAlone, kDll),
+    here("--no-dlls", Form::kAlone, kNoDlls),
+    here("--verbose", Form::kAlone, kVerbose),
+    here("-v", Form::kAlone, kVerboseCompiler),
+    here("-###", Form::kAlone, kOnlyPrint),
+    here("-s", Form::kAlone, kStrip),
+    here("-Wl,", Form::kPrefix, kLinkerList),
+    here("-Xlinker", Form::kNext, kXlinker),
+    here("--help", Form::kAlone, kHelp),
+    here("--version", Form::kAlone, kVersion),
+
+    {"--undefined-fill", Form::kAlone, Goes::kFinisher},
+    {"--require-avx", Form::kAlone, Goes::kFinisher},
+    {"--note", Form::kAlone, Goes::kFinisher},
+    {"--strip", Form::kAlone, Goes::kFinisher},
+    {"--public-routines", Form::kAlone, Goes::kFinisher},
+
+    {"-", Form::kPrefix, Goes::kCompiler},
+    {"-D", Form::kEither, Goes::kCompiler},
+    {"-U", Form::kEither, Goes::kCompiler},
+    {"-I", Form::kEither, Goes::kCompiler},
+    {"-A", Form::kEither, Goes::kCompiler},
+    {"-include", Form::kNext, Goes::kCompiler},
+    {"-imacros", Form::kNext, Goes::kCompiler},
+    {"-iquote", Form::kEither, Goes::kCompiler},
+    {"-isystem", Form::kEither, Goes::kCompiler},
+    {"-idirafter", Form::kEither, Goes::kCompiler},
+    {"-iprefix", Form::kEither, Goes::kCompiler},
+    {"-iwithprefix", Form::kEither, Goes::kCompiler},
+    {"-iwithprefixbefore", Form::kEither, Goes::kCompiler},
+    {"-isysroot", Form::kEither, Goes::kCompiler},
+    {"-imultilib", Form::kEither, Goes::kCompiler},
+    {"-MF", Form::kEither, Goes::kCompiler},
+    {"-MT", Form::kEither, Goes::kCompiler},
+    {"-MQ", Form::kEither, Goes::kCompiler},
+    {"-aux-info", Form::kNext, Goes::kCompiler},
+    {"-dumpbase", Form::kNext, Goes::kCompiler},
+    {"-dumpbase-ext", Form::kNext, Goes::kCompiler},
+    {"-dumpdir", Form::kNext, Goes::kCompiler},
+    {"-Xpreprocessor", Form::kNext, Goes::kCompiler},
+    {"-Xassembler", Form::kNext, Goes::kCompiler},
+    {"-wrapper", Form::kNext, Goes::kCompiler},
+    {"-B", Form::kEither, Goes::kCompiler},
+    {"--param", Form::kNext, Goes::kCompiler},
+    {"--param=", Form::kPrefix, Goes::kCompiler},
+    {"--sysroot=", Form::kPrefix, Goes::kCompiler},
+    {"--std=", Form::kPrefix, Goes::kCompiler},
+
+    {"-l", Form::kEither, Goes::kLinker},
+    {"-L", Form::kEither, Goes::kLinker},
+    {"-T", Form::kEither, Goes::kLinker},
+    {"-u", Form::kEither, Goes::kLinker},
+    {"-z", Form::kEither, Goes::kLinker},
+    {"-fuse-ld=", Form::kPrefix, Goes::kLinker},
+    {"-static", Form::kAlone, Goes::kLinker},
+    {"-mwindows", Form::kAlone, Goes::kLinker},
+    {"-mconsole", Form::kAlone, Goes::kLinker},
+
+    // The compiler's libraries are linked statically as they are.
+    {"-static-libgcc", Form::kAlone, Goes::kNowhere},
+    {"-static-libstdc++", Form::kAlone, Goes::kNowhere},
+    {"-no-pie", Form::kAlone, Goes::kNowhere},
+    {"-pie", Form::kAlone, Goes::kNowhere},
+    {"-m64", Form::kAlone, Goes::kNowhere},
+    {"-fno-lto", Form::kAlone, Goes::kNowhere},
+
+    {"-dumpmachine", Form::kAlone, Goes::kQuestion},
+    {"-dumpversion", Form::kAlone, Goes::kQuestion},
+    {"-dumpfullversion", Form::kAlone, Goes::kQuestion},
+    {"-dumpspecs", Form::kAlone, Goes::kQuestion},
+    {"-print-", Form::kPrefix, Goes::kQuestion},
+    {"--print-", Form::kPrefix, Goes::kQuestion},
+    {"--help=", Form::kPrefix, Goes::kQuestion},
+    {"--target-help", Form::kAlone, Goes::kQuestion},
+
+    {"-flto", Form::kPrefix, Goes::kRefused, kNoLto},
+    {"-fwhopr", Form::kPrefix, Goes::kRefused, kNoLto},
+    {"-fsanitize=", Form::kPrefix, Goes::kRefused, kNoSanitizer},
+    {"-fopenmp", Form::kAlone, Goes::kRefused, kNoThreads},
+    {"-fopenacc", Form::kAlone, Goes::kRefused, kNoThreads},
+    {"-pthread", Form::kAlone, Goes::kRefused, kNoThreads},
+    {"-p", Form::kAlone, Goes::kRefused, kNoProfile},
+    {"-pg", Form::kAlone, Goes::kRefused, kNoProfile},
+    {"-fprofile-arcs", Form::kAlone, Goes::kRefused, kNoProfile},
+    {"-fprofile-generate", Form::kPrefix, Goes::kRefused, kNoProfile},
+    {"-ftest-coverage", Form::kAlone, Goes::kRefused, kNoProfile},
+    {"-coverage", Form::kAlone, Goes::kRefused, kNoProfile},
+    {"--coverage", Form::kAlone, Goes::kRefused, kNoProfile},
+    {"-fsplit-stack", Form::kAlone, Goes::kRefused, "images have one stack a thread"},
+    {"-m32", Form::kAlone, Goes::kRefused, kOnly64},
+    {"-m16", Form::kAlone, Goes::kRefused, kOnly64},
+    {"-mx32", Form::kAlone, Goes::kRefused, kOnly64},
+    {"-nostdlib", Form::kAlone, Goes::kRefused, kOwnStart},
+    {"-nostartfiles", Form::kAlone, Goes::kRefused, kOwnStart},
+    {"-nodefaultlibs", Form::kAlone, Goes::kRefused, kOwnStart},
+    {"-nolibc", Form::kAlone, Goes::kRefused, kOwnStart},
+    {"-e", Form::kEither, Goes::kRefused, kOwnStart},
+    {"-municode", Form::kAlone, Goes::kRefused, "programs begin at main, with bytes as arguments"},
+    {"-rdynamic", Form::kAlone, Goes::kRefused, "an image exports what it declares dllexport"},
+    {"-r", Form::kAlone, Goes::kRefused, "tarncc makes whole images; join objects by ld -r"},
+};
+
+bool fits(const Option& option, const std::string& word) {
+  const bool may_be_longer = option.form == Form::kPrefix || option.form == Form::kEither;
+  return may_be_longer ? word.starts_with(option.name) : word == option.name;
+}
+
+const Option* find_option(const std::string& word) {
+  const Option* found = nullptr;
+  for (const Option& option : kOptions) {
+    if (!fits(option, word)) continue;
+    if (!found || std::strlen(option.name) > std::strlen(found->name)) found = &option;
+  }
+  // A word of two dashes that no row knows is a mistake here, not the compiler's.
+  return found && word.starts_with("--") && std::strlen(found->name) < 2 ? nullptr : found;
+}
+
+constexpr const char* kCSources[] = {".c", ".i", ".s", ".S", ".sx"};
+constexpr const char* kCppSources[] = {".cpp", ".cc", ".cxx", ".cp", ".c++", ".C", ".CPP", ".ii"};
+constexpr const char* kCHeaders[] = {".h"};
+constexpr const char* kCppHeaders[] = {".hpp", ".hh", ".hxx", ".hp", ".h++", ".H", ".HPP", ".tcc"};
+constexpr const char* kLinkerFiles[] = {".o", ".obj", ".a", ".lib", ".dll", ".def", ".res"};
+
+template <class List>
+bool holds(const List& list, const std::string& word) {
+  return std::find(std::begin(list), std::end(list), word) != std::end(list);
+}
+
+std::string extension_of(const std::string& word) { return fs::path(word).extension().string(); }
+
+class Reader {
+ public:
+  Reader(const Words& words, Request* request) : words_(words), request_(request) {}
+
+  int read() {
+    while (next_ < words_.size()) {
+      const std::string word = words_[next_++];
+      const bool is_file = word == kStandardInput || word[0] != '-';
+      const int status = is_file ? take_file(word) : take_option(word);
+      if (status != kDone) return status;
+    }
+    return kDone;
+  }
+
+ private:
+  int take_file(const std::string& word) {
+    const std::string extension = extension_of(word);
+    const bool is_source = !language_.empty() || holds(kCSources, extension) ||
+                           holds(kCppSources, extension) || holds(kCHeaders, extension) ||
+                           holds(kCppHeaders, extension) || word == kStandardInput;
+    if (!is_source && !holds(kLinkerFiles, extension)) {
+      return usage_error(word + ": not a file that tarncc takes");
+    }
+    std::error_code ignored;
+    if (word != kStandardInput && (!fs::exists(word, ignored) || fs::is_directory(word, ignored))) {
+      return usage_error(word + ": there is no such file");
+    }
+    request_->inputs.push_back({word, is_source, language_});
+    return kDone;
+  }
+
+  int take_option(const std::string& word) {
+    const Option* const option = find_option(word);
+    if (!option) return usage_error("unknown option " + word);
+    Words all = {word};
+    std::string value = word.substr(std::strlen(option->name));
+    if (option->form == Form::kNext || (option->form == Form::kEither && value.empty())) {
+      if (next_ == words_.size()) return usage_error("no value after " + word);
+      value = words_[next_++];
+      all.push_back(value);
+    }
+    switch (option->goes) {
+      case Goes::kCompiler:
+        append(&request_->compiler_options, all);
+        break;
+      case Goes::kLinker:
+        link(all);
+        break;
+      case Goes::kFinisher:
+        append(&request_->finish_options, all);
+        break;
+      case Goes::kQuestion:
+        append(&request_->question, all);
+        break;
+      case Goes::kNowhere:
+        break;
+      case Goes::kRefused:
+        return refuse(word + " is not supported: " + option->note);
+      case Goes::kHere:
+        act(option->here, word, value);
+        break;
+    }
+    return kDone;
+  }
+
+  void act(Here what, const std::string& word, const std::string& value) {
+    Request& request = *request_;
+    switch (what) {
+      case kOutput:
+        request.output = value;
+        break;
+      case kLanguage:
+        language_ = value == "none" ? "" : value;
+        break;
+      case kCompileOnly:
+        end_at(Goal::kObjects);
+        break;
+      case kAssemblyOnly:
+        end_at(Goal::kAssembly);
+        break;
+      case kPreprocessOnly:
+        end_at(Goal::kPreprocessed);
+        break;
+      case kDependenciesOnly:
+        request.compiler_options.push_back(word);
+        end_at(Goal::kDependencies);
+        break;
+      case kCheckOnly:
+        end_at(Goal::kCheck);
+        break;
+      case kDll:
+        request.dll = true;
+        break;
+      case kNoDlls:
+        request.copy_dlls = false;
+        break;
+      case kVerboseCompiler:
+        verbose_compiler_ = true;
+        [[fallthrough]];
+      case kVerbose:
+        request.verbose = true;
+        break;
+      case kOnlyPrint:
+        request.only_print = true;
+        break;
+      case kStrip:
+        request.finish_options.push_back("--strip");
+        break;
+      case kLinkerList:
+        link_list(value);
+        break;
+      case kXlinker:
+        strips(value) ? request.finish_options.push_back("--strip") : link({word, value});
+        break;
+      case kHelp:
+        request.help = true;
+        break;
+      case kVersion:
+        request.version = true;
+        break;
+    }
+  }
+
+  static bool strips(const std::string& word) { return word == "-s" || word == "--strip-all"; }
+
+  // Finishing needs the symbols, so it is finishing that leaves them out.
+  void link_list(const std::string& list) {
+    std::string kept;
+    for (std::size_t at = 0; at <= list.size();) {
+      const std::size_t end = std::min(list.find(',', at), list.size());
+      const std::string part = list.substr(at, end - at);
+      at = end + 1;
+      if (strips(part)) {
+        request_->finish_options.push_back("--strip");
+      } else {
+        kept += "," + part;
+      }
+    }
+    if (!kept.empty()) link({"-Wl" + kept});
+  }
+
+  // Of several the earliest stage holds.
+  void end_at(Goal goal) { request_->goal = std::max(request_->goal, goal); }
+
+  void link(const Words& words) {
+    for (const std::string& word : words) request_->inputs.push_back({word, false, {}});
+  }
+
+  static void append(Words* to, const Words& words) {
+    to->insert(to->end(), words.begin(), words.end());
+  }
+
+  const Words& words_;
+  Request* request_;
+  std::size_t next_ = 0;
+  std::string language_;
+
+ public:
+  bool verbose_compiler_ = false;
+};
+
+bool is_header(const Input& input) {
+  const std::string extension = extension_of(input.word);
+  return input.language.empty() ? holds(kCHeaders, extension) || holds(kCppHeaders, extension)
+                                : input.language.ends_with("-header");
+}
+
+// What no single option shows; an empty text if all is well.
+std::string contradiction(const Request& request) {
+  const bool to_text = request.goal == Goal::kAssembly || request.goal == Goal::kPreprocessed ||
+                       request.goal == Goal::kDependencies;
+  if (request.output == kStandardInput && !to_text) return "-o - goes with -S, -E and -M only";
+  const int sources = source_count(request);
+  if (request.goal == Goal::kImage ? request.inputs.empty() : sources == 0) return "no source";
+  if (request.goal != Goal::kImage && !request.output.empty() && sources > 1) {
+    return "-o with -c, -S or -E takes one source";
+  }
+  int standard_inputs = 0;
+  for (const Input& input : request.inputs) {
+    if (input.word == kStandardInput && input.is_source) {
+      ++standard_inputs;
+      if (input.language.empty()) return "standard input needs its language: -x c -";
+    }
+    if (input.is_source && request.goal == Goal::kImage && is_header(input)) {
+      return input.word + ": a header is no part of an image";
+    }
+    std::error_code ignored;
+    if (fs::is_regular_file(request.output, ignored) &&
+        fs::equivalent(input.word, request.output, ignored)) {
+      return input.word + ": would be overwritten by the output";
+    }
+  }
+  if (standard_inputs > 1) return "standard input is one source";
+  return {};
+}
+
+}  // namespace
+
+int source_count(const Request& request) {
+  return static_cast<int>(std::count_if(request.inputs.begin(), request.inputs.end(),
+                                        [](const Input& input) { return input.is_source; }));
+}
+
+bool is_cpp(const Input& source) {
+  if (!source.language.empty()) return source.language.starts_with("c++");
+  const std::string extension = extension_of(source.word);
+  return holds(kCppSources, extension) || holds(kCppHeaders, extension);
+}
+
+int read_command_line(const Words& words, Request* request) {
+  Reader reader(words, request);
+  if (const int status = reader.read(); status != kDone) return status;
+  if (request->help || request->version || !request->question.empty()) return kDone;
+  if (reader.verbose_compiler_) {
+    if (request->inputs.empty()) {
+      request->question = {"-v"};
+      return kDone;
+    }
+    request->compiler_options.push_back("-v");
+    request->inputs.push_back({"-v", false, {}});
+  }
+  const std::string wrong = contradiction(*request);
+  return wrong.empty() ? kDone : usage_error(wrong);
+}

@@ -1,0 +1,13 @@
+// Where the library and the compiler are.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+struct Places {
+  std::filesystem::path include, parts, finish_image, compiler;
+};
+
+// An empty text, or what is missing. `argument` is the name that this program
+// was called by.
+std::string find_places(const char* argument, Places* places);

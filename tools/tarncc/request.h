@@ -1,0 +1,49 @@
+// What a command line asks for.
+#pragma once
+
+#include <string>
+#include <vector>
+
+using Words = std::vector<std::string>;
+
+// Where the work ends.
+enum class Goal {
+  kImage,
+  kObjects,       // -c
+  kAssembly,      // -S
+  kPreprocessed,  // -E
+  kDependencies,  // -M, -MM
+  kCheck,         // -fsyntax-only
+};
+
+// A source, or a word for the linker: a file, a library or an option. They keep
+// their order, which the linker goes by.
+struct Input {
+  std::string word;
+  bool is_source;
+  std::string language;  // of a source: what -x says, or nothing
+};
+
+struct Request {
+  Goal goal = Goal::kImage;
+  std::vector<Input> inputs;
+  Words compiler_options, finish_options;
+  std::string output;
+  bool dll = false, copy_dlls = true;
+  bool verbose = false, only_print = false;
+  // A question to the compiler, such as -dumpmachine: the words, and nothing is made.
+  Words question;
+  bool help = false, version = false;
+};
+
+inline constexpr char kStandardInput[] = "-";
+
+int source_count(const Request& request);
+bool is_cpp(const Input& source);
+
+// `words` with each @FILE replaced by what the file holds. A message if that
+// cannot be had.
+std::string expand_response_files(Words* words);
+
+// Fills `request`; kDone, or the status after a message.
+int read_command_line(const Words& words, Request* request);
