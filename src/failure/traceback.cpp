@@ -195,7 +195,7 @@ bool step_by_walker(platform::Handle process, platform::AMD_CONTEXT* context, bo
 bool pass_library_frame(const ImageOfFrame& image, RoutinePlace* routine,
                         platform::AMD_CONTEXT* context, char* text) {
   bool named = image.has_table && find_routine(image.base, context->Rip, routine);
-  if (!image.is_pe || !unwind_by_image_data(image.base, context)) {
+  if (!image.is_pe || unwind_by_image_data(image.base, context) != UnwindStep::kStepped) {
     static RoutinePlace by_walker;
     const bool walker_names = step_by_walker(current_process_handle, context, false, &by_walker);
     if (!named && walker_names) *routine = by_walker;
@@ -207,14 +207,15 @@ bool pass_library_frame(const ImageOfFrame& image, RoutinePlace* routine,
 }
 
 // The caller of a routine of the program: by its prologue if that is one of the
-// suite's forms, else by the image's unwind data. Where neither helps, the
-// context stays.
-void step_to_caller(const ImageOfFrame& image, const RoutinePlace& routine,
+// suite's forms, else by the image's unwind data. False if these lead nowhere: the
+// stack is smashed. The context of an image without such data stays.
+bool step_to_caller(const ImageOfFrame& image, const RoutinePlace& routine,
                     platform::AMD_CONTEXT* context) {
   const std::uint64_t rip = context->Rip;
   const std::uint64_t rsp = context->Rsp;
   find_previous_frame(context, routine.start);
-  if (context->Rip == rip && context->Rsp == rsp) unwind_by_image_data(image.base, context);
+  if (context->Rip != rip || context->Rsp != rsp) return true;
+  return unwind_by_image_data(image.base, context) != UnwindStep::kLost;
 }
 
 }  // namespace
@@ -247,8 +248,7 @@ TARN_MACHINERY std::int32_t trace_back_once(platform::Handle, char* text,
     if (!find_routine(image.base, context->Rip, &routine)) return 0;
     if (strcmpl(routine.name, kStartRoutine) == 0) return 0;
     describe_routine(routine, text);
-    step_to_caller(image, routine, context);
-    return 1;
+    return step_to_caller(image, routine, context) ? 1 : 0;
   }
   return 0;
 }

@@ -48,6 +48,32 @@ struct Machine {
   }
 };
 
+// Carries out what is left of an epilogue whose frame is gone: the pops and the
+// return. False if something else stands at Rip.
+bool finish_epilogue(Machine* machine) {
+  constexpr int kMostPops = 16;
+  constexpr std::uint8_t kPop = 0x58, kReturn = 0xC3, kReturnAndFree = 0xC2, kRepeat = 0xF3;
+  const Machine before = *machine;
+  std::uint64_t at = machine->context.Rip;
+  for (int pops = 0; pops <= kMostPops; ++pops) {
+    std::uint8_t code[2] = {};
+    if (!machine->reader->read(at, code, sizeof code)) break;
+    if (code[0] == kReturn || code[0] == kReturnAndFree ||
+        (code[0] == kRepeat && code[1] == kReturn)) {
+      return true;
+    }
+    constexpr std::uint8_t kHighRegister = 0x41;  // REX.B
+    const int high = code[0] == kHighRegister ? 1 : 0;
+    if ((code[high] & 0xF8) != kPop) break;
+    const int number = (code[high] & 7) + 8 * high;
+    if (!machine->load(machine->context.Rsp, &machine->general(number))) break;
+    machine->context.Rsp += 8;
+    at += 1u + static_cast<unsigned>(high);
+  }
+  *machine = before;
+  return false;
+}
+
 bool find_directory(PageReader* reader, std::uint64_t base, pe::DataDirectory* directory) {
   pe::DosHeader dos;
   pe::NtHeaders headers;
@@ -175,27 +201,28 @@ bool undo_prologue(Machine* machine, std::uint64_t base, std::uint64_t at, std::
 
 }  // namespace
 
-bool unwind_by_image_data(std::uint64_t base, platform::AMD_CONTEXT* context) {
+UnwindStep unwind_by_image_data(std::uint64_t base, platform::AMD_CONTEXT* context) {
   static PageReader reader;  // the report has one thread
   static Machine machine;
   reader.reset();
   pe::DataDirectory directory;
   FunctionRecord record;
   const std::uint64_t offset = context->Rip - base;
-  if (!find_directory(&reader, base, &directory) ||
-      !find_record(&reader, base, directory, offset, &record)) {
-    return false;
-  }
+  if (!find_directory(&reader, base, &directory)) return UnwindStep::kNoRecords;
+  if (!find_record(&reader, base, directory, offset, &record)) return UnwindStep::kLost;
   machine = {*context, &reader, false};
-  if (record.begin != 0 && !undo_prologue(&machine, base, record.unwind, offset - record.begin)) {
-    return false;
+  if (record.begin != 0 && !finish_epilogue(&machine) &&
+      !undo_prologue(&machine, base, record.unwind, offset - record.begin)) {
+    return UnwindStep::kLost;
   }
   if (!machine.has_rip) {
-    if (!machine.load(machine.context.Rsp, &machine.context.Rip)) return false;
+    if (!machine.load(machine.context.Rsp, &machine.context.Rip)) return UnwindStep::kLost;
     machine.context.Rsp += 8;
   }
+  const bool moved = machine.context.Rip != context->Rip || machine.context.Rsp != context->Rsp;
+  if (!moved) return UnwindStep::kLost;
   *context = machine.context;
-  return true;
+  return UnwindStep::kStepped;
 }
 
 }  // namespace tarn

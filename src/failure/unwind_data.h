@@ -10,13 +10,14 @@ namespace tarn {
 // Makes `context`, whose Rip lies in the image at `base`, that of the caller:
 // Rip, Rsp and the registers that a routine keeps for its caller, the XMM
 // registers excepted. Code without a record is a leaf, which has no frame, if
-// the image has records at all. False, with the context as it was, if the image
-// has none, or a damaged one. An Rip within the few instructions of an epilogue
-// gives a wrong caller.
+// the image has records at all. An Rip at the pops or the return of an epilogue
+// gives the caller to which these lead. The context stays as it was if the image
+// has no records, and if its records, or the stack, lead nowhere.
 //
 // Untrusted data: at most kUnwindChain records and their codes are followed,
 // nothing faults.
 inline constexpr int kUnwindChain = 32;
-bool unwind_by_image_data(std::uint64_t base, platform::AMD_CONTEXT* context);
+enum class UnwindStep { kNoRecords, kLost, kStepped };
+UnwindStep unwind_by_image_data(std::uint64_t base, platform::AMD_CONTEXT* context);
 
 }  // namespace tarn

@@ -250,10 +250,11 @@ class UnwindData : public ::testing::Test {
     context_.Rip = address_of(pages_.data()) + offset;
     context_.Rsp = address_of(stack_);
     context_.Rbp = address_of(stack_ + 8);
-    return tarn::unwind_by_image_data(address_of(pages_.data()), &context_);
+    return tarn::unwind_by_image_data(address_of(pages_.data()), &context_) ==
+           tarn::UnwindStep::kStepped;
   }
 
-  Pages pages_{1};
+  Pages pages_{2};  // the records' and the code's
   std::uint64_t stack_[64];
   platform::AMD_CONTEXT context_;
 };
@@ -292,6 +293,18 @@ TEST_F(UnwindData, FollowsAFrameRegisterALargeFrameAndAChain) {
 
 TEST_F(UnwindData, TakesCodeWithoutARecordForALeaf) {
   ASSERT_TRUE(step(0x1300));
+  EXPECT_EQ(context_.Rip, 0x2000u);
+  EXPECT_EQ(context_.Rsp, address_of(stack_ + 1));
+}
+
+TEST_F(UnwindData, CarriesOutWhatIsLeftOfAnEpilogue) {
+  record(0x500, 0, 0x15, {0x0308, 0x3204, 0x5001});            // by rbp, which is gone
+  std::memcpy(pages_.data() + 0x1040, "\x41\x5C\x5D\xC3", 4);  // pop r12, pop rbp, ret
+  ASSERT_TRUE(step(0x1040));
+  EXPECT_EQ(context_.R12, 0x2000u);
+  EXPECT_EQ(context_.Rbp, 0x2001u);
+  EXPECT_EQ(context_.Rip, 0x2002u);
+  ASSERT_TRUE(step(0x1043));
   EXPECT_EQ(context_.Rip, 0x2000u);
   EXPECT_EQ(context_.Rsp, address_of(stack_ + 1));
 }
