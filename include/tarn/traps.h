@@ -40,6 +40,10 @@ struct tarn_exception {
  * pass it on as no error; go on to the report. */
 enum { TARN_RESUME = -1, TARN_PASS_ON = 0, TARN_NOT_AN_ERROR = 0x10002, TARN_REPORT = 1 };
 
+/* A routine runs on the thread that failed, with that thread's floating-point
+ * control, on an empty x87 stack; longjmp and JUMP@ may leave it, after a stack
+ * overflow too. One that makes its own exception again is not entered a second
+ * time: that one is reported. */
 typedef int tarn_trap_routine(struct tarn_context* context, struct tarn_exception* exception,
                               int zero);
 

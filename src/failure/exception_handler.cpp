@@ -1,13 +1,13 @@
 #include "failure/exception_handler.h"
 
-#include <xmmintrin.h>
-
+#include "failure/divide_error.h"
 #include "failure/error_message.h"
 #include "failure/exception_table.h"
 #include "failure/floating_point_traps.h"
 #include "failure/report.h"
 #include "failure/safe_memory.h"
 #include "failure/traceback.h"
+#include "failure/trap_routines.h"
 #include "paneview/paneview.h"
 #include "process/process_state.h"
 #include "process/raising.h"
@@ -91,7 +91,7 @@ std::int32_t ask_trap_routine(const exception_row& row, platform::ExceptionPoint
   if (!routine && (row.flags & kFloatingPointException)) routine = float_trap;
   if (!routine) routine = catch_all_trap;
   if (!routine) return kTrapReport;
-  const std::int32_t answer = routine(exception->context, exception->record, 0);
+  const std::int32_t answer = call_trap_routine(routine, exception);
   if (answer == kTrapResume) {
     std::uint64_t& rip = exception->context->Rip;
     if (static_cast<std::uint8_t>(safe_core1(rip)) == kBreakpointByte) ++rip;
@@ -196,11 +196,11 @@ extern "C" void __install_system_exception_handler() {
 extern "C" TARN_MACHINERY std::int32_t __system_exception_handler(
     platform::ExceptionPointers* exception) {
   if (dump_busy) return kTrapPassOn;
-  // The handler's own arithmetic must not trap; the context keeps the program's.
-  _mm_setcsr(kTrapsMasked);
+  const MaskedTraps own;  // the context keeps the program's control
   platform::AMD_CONTEXT* const context = exception->context;
   std::uint32_t& code = exception->record->code;
   if (is_denormal_operand(code, context->MxCsr)) code = kDenormalOperand;
+  if (code == kIntegerDivide && is_divide_overflow(*context)) code = kIntegerOverflow;
   if (!report_busy) exception_context = context;  // what a trap routine may show
   const char* name = "Unknown exception";
   if (const exception_row* const row = find_exception(code)) {

@@ -15,7 +15,8 @@ inline constexpr std::int32_t kTrapPassOn = 0;            // to the next handler
 inline constexpr std::int32_t kTrapNotAnError = 0x10002;  // pass on; no failure
 inline constexpr std::int32_t kTrapReport = 1;            // go on to the report
 
-// Takes the context record, the exception record and 0.
+// Takes the context record, the exception record and 0. How it runs stands in
+// failure/trap_routines.h.
 using TrapRoutine = std::int32_t(TARNAPI*)(platform::AMD_CONTEXT* context,
                                            platform::ExceptionRecord* record, std::int32_t zero);
 
@@ -23,6 +24,9 @@ using TrapRoutine = std::int32_t(TARNAPI*)(platform::AMD_CONTEXT* context,
 inline constexpr std::uint32_t kDenormalOperand = 0xC000008D;
 inline constexpr std::uint32_t kInvalidOperation = 0xC0000090;
 inline constexpr std::uint32_t kUnderflow = 0xC0000093;
+inline constexpr std::uint32_t kIntegerDivide = 0xC0000094;
+inline constexpr std::uint32_t kIntegerOverflow = 0xC0000095;
+inline constexpr std::uint32_t kStackOverflow = 0xC00000FD;
 
 inline constexpr std::uint64_t kFloatingPointException = 1;  // in exception_row::flags
 

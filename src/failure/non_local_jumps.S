@@ -52,7 +52,7 @@ ROUTINE(tarn_LABEL)
   ret
 .Lno_storage:
   mov ecx, ERROR_HEAP_EXHAUSTED
-  call __RuntimeError
+  LAST_CALL(__RuntimeError)
 ROUTINE_END(tarn_LABEL)
 
 // rcx: the cell.
@@ -68,10 +68,23 @@ ROUTINE(tarn_JUMP)
   mov r14, [rcx + 64]
   mov r15, [rcx + 72]
   EACH_XMM(LOAD_XMM)
-  mov rsp, [rcx + 8]
   mov eax, 1
-  jmp qword ptr [rcx]
+  mov rdx, [rcx + 8]
+  mov r8, [rcx]
+  jmp .Lland
 ROUTINE_END(tarn_JUMP)
+
+// rdx: the place's stack pointer, r8: its address, eax: the result. The leaving is
+// done from there: where a stack overflowed, nothing may stand near its end.
+.Lland:
+  mov rcx, rsp
+  lea rsp, [rdx - 48]
+  mov [rsp + 40], r8
+  mov [rsp + 32], eax
+  call tarn_leave_trap_routines
+  mov eax, [rsp + 32]
+  add rsp, 40
+  ret
 
 // rcx: the buffer.
 ROUTINE(tarn_setjmp)
@@ -104,11 +117,12 @@ ROUTINE(tarn_longjmp)
   mov [r8], rax
   mov rbp, [rcx + 32]
   mov eax, edx
-  mov rsp, [rcx]
-  jmp qword ptr [rcx + 8]
+  mov rdx, [rcx]
+  mov r8, [rcx + 8]
+  jmp .Lland
 .Lbad_buffer:
   mov ecx, ERROR_LONG_JUMP
-  call __RuntimeError
+  LAST_CALL(__RuntimeError)
 ROUTINE_END(tarn_longjmp)
 
 END_OF_SOURCE

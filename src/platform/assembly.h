@@ -5,7 +5,14 @@
 //   FRAME(bytes)                          its stack frame, described to both
 //                                         systems' unwinders; first act
 //   NO_FRAME                              in its place for a leaf routine
+//   LAST_CALL(routine)                    a call that ends a routine: its return
+//                                         address still lies within the routine,
+//                                         where the unwinders look for it
 #pragma once
+
+#define LAST_CALL(routine) \
+  call routine;            \
+  int3
 
 #ifdef _WIN32
 #define ROUTINE(name)                  \

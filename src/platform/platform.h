@@ -525,10 +525,18 @@ TARNAPI Handle GetCurrentThread();
 // may be named.
 TARNAPI Status TerminateThread(Handle thread, std::uint32_t code);
 
+// A number that no other living thread has; never 0.
+TARNAPI std::uint32_t GetCurrentThreadId();
+
 // Room that a stack keeps back for the handler of its own overflow, for the
 // calling thread, in bytes. On the host the handlers of the first thread have a
 // stack of their own.
 TARNAPI Status SetThreadStackGuarantee(std::uint32_t* size);
+
+// After an overflow of the calling thread's stack: the next one is told again. Does
+// nothing while the thread still runs in the room kept back, nor where overflows
+// use nothing up, as on the host.
+TARNAPI void RestoreStackGuard();
 
 inline constexpr std::uint32_t kConsoleCtrlC = 0;
 inline constexpr std::uint32_t kConsoleCtrlBreak = 1;

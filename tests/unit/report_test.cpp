@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "failure/debugger_stubs.h"
+#include "failure/divide_error.h"
 #include "failure/exception_handler.h"
 #include "failure/exception_table.h"
 #include "failure/runtime_error.h"
@@ -99,6 +100,36 @@ TEST_F(Handler, GrowsARegionFromTheFaultUp) {
   for (const int page : {5, 8, 11}) EXPECT_TRUE(readable(page)) << page;
   EXPECT_FALSE(readable(12));
   EXPECT_NE(tarn::remove_virtual_region(region, 0x8000), 0);
+}
+
+TEST_F(Handler, TellsADivisionWithoutRoomFromOneByZero) {
+  static const std::uint32_t divisors[] = {0, 7, 0, 0};
+  const struct {
+    std::uint8_t code[16];
+    bool overflow;
+  } cases[] = {
+      {{0xF7, 0xF9}, true},                             // idiv ecx
+      {{0x48, 0xF7, 0xFA}, false},                      // idiv rdx
+      {{0x49, 0xF7, 0xF2}, true},                       // div r10
+      {{0x66, 0x41, 0xF7, 0xF0}, false},                // div r8w
+      {{0xF6, 0xF7}, true},                             // div bh
+      {{0x40, 0xF6, 0xF7}, false},                      // div dil
+      {{0xF7, 0x7E, 0x04}, true},                       // idiv dword [rsi+4]
+      {{0xF7, 0x3E}, false},                            // idiv dword [rsi]
+      {{0x4A, 0xF7, 0x7C, 0x2E, 0x08}, false},          // idiv [rsi+r13+8]
+      {{0xF7, 0x3D, 4, 0, 0, 0, 0, 0, 0, 0, 1}, true},  // idiv dword [rip+4]
+      {{0x90}, false},
+  };
+  for (const auto& c : cases) {
+    context_ = {};
+    context_.Rip = reinterpret_cast<std::uint64_t>(c.code);
+    context_.Rcx = 1;
+    context_.R10 = 1;
+    context_.Rbx = 0x100;
+    context_.R8 = 0x10000;
+    context_.Rsi = reinterpret_cast<std::uint64_t>(divisors);
+    EXPECT_EQ(tarn::is_divide_overflow(context_), c.overflow) << int(c.code[0]) << int(c.code[1]);
+  }
 }
 
 TEST_F(Handler, StubsStopWithTheirAnswerInTheAccumulator) {

@@ -11,6 +11,15 @@ namespace tarn::platform {
 
 inline constexpr int kFaultSignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP};
 
+// For the start of a thread: signals that are sent to the process stay with the
+// program's threads, while the thread's own faults reach it.
+inline void block_sent_signals(sigset_t* before) {
+  sigset_t sent;
+  sigfillset(&sent);
+  for (const int fault : kFaultSignals) sigdelset(&sent, fault);
+  pthread_sigmask(SIG_SETMASK, &sent, before);
+}
+
 // The processor's vector numbers, as the kernel puts them in REG_TRAPNO.
 enum Vector : std::int64_t {
   kDivideError = 0,

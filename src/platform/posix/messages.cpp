@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "platform/platform.h"
+#include "platform/posix/fault_records.h"
 #include "platform/posix/system.h"
 
 namespace tarn::platform {
@@ -65,6 +66,7 @@ void dispatch(int index) {
 }
 
 void* run_events(void*) {
+  set_initial_modes();
   for (;;) {
     while (sem_wait(&event_posted) != 0) {
     }
@@ -78,9 +80,8 @@ bool start_events() {
   static bool started;
   if (started) return true;
   if (sem_init(&event_posted, 0, 0) != 0) return false;
-  sigset_t all, before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_BLOCK, &all, &before);  // signals stay with the program's threads
+  sigset_t before;
+  block_sent_signals(&before);
   pthread_t thread;
   const bool made = pthread_create(&thread, nullptr, &run_events, nullptr) == 0;
   pthread_sigmask(SIG_SETMASK, &before, nullptr);

@@ -159,6 +159,11 @@ void restore_terminal();
 // guard below it is its overflow. By default that of the first thread.
 void set_stack_low(const void* low);
 
+// For the start of a thread that runs the program's code: what Windows begins one
+// with, instead of what its maker has at that moment. SSE with all exceptions
+// masked, x87 with 53 bits.
+void set_initial_modes();
+
 // ---- Faults ---------------------------------------------------------------------
 
 // Until it is set back to null, a fault of this thread leads to this place

@@ -118,15 +118,6 @@ std::uint32_t wait_for(Handle handle, HandleKind kind, std::uint32_t millisecond
 
 // ---- A thread's life ----------------------------------------------------------
 
-// What Windows begins a thread with, instead of what the caller has at that
-// moment: SSE with all exceptions masked, x87 with 53 bits.
-void set_initial_modes() {
-  constexpr std::uint32_t kMxcsr = 0x1F80;
-  constexpr std::uint16_t kX87Control = 0x27F;
-  asm volatile("ldmxcsr %0" ::"m"(kMxcsr));
-  asm volatile("fldcw %0" ::"m"(kX87Control));
-}
-
 void* run_thread(void* record) {
   auto* const thread = static_cast<Waitable*>(record);
   own_thread = thread;
@@ -142,7 +133,6 @@ void* run_thread(void* record) {
   return nullptr;
 }
 
-// Its signals are blocked, so that they stay with the program's threads.
 bool start_thread(Waitable* thread, std::uint64_t stack_size) {
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
@@ -153,10 +143,8 @@ bool start_thread(Waitable* thread, std::uint64_t stack_size) {
     made = stack_size <= kLargestStack && pthread_attr_setstacksize(&attributes, size) == 0;
   }
   if (made) {
-    sigset_t blocked, before;
-    sigfillset(&blocked);
-    for (const int fault : kFaultSignals) sigdelset(&blocked, fault);
-    pthread_sigmask(SIG_SETMASK, &blocked, &before);
+    sigset_t before;
+    block_sent_signals(&before);
     pthread_t started;
     made = pthread_create(&started, &attributes, &run_thread, thread) == 0;
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
@@ -166,6 +154,13 @@ bool start_thread(Waitable* thread, std::uint64_t stack_size) {
 }
 
 }  // namespace
+
+void set_initial_modes() {
+  constexpr std::uint32_t kMxcsr = 0x1F80;
+  constexpr std::uint16_t kX87Control = 0x27F;
+  asm volatile("ldmxcsr %0" ::"m"(kMxcsr));
+  asm volatile("fldcw %0" ::"m"(kX87Control));
+}
 
 // ---- Events -------------------------------------------------------------------
 
@@ -250,6 +245,8 @@ Status TerminateThread(Handle thread, std::uint32_t code) {
   __builtin_unreachable();
 }
 
+std::uint32_t GetCurrentThreadId() { return static_cast<std::uint32_t>(syscall(SYS_gettid)); }
+
 // The alternate stack of the signal handlers is the guarantee; it has this
 // many bytes or more.
 Status SetThreadStackGuarantee(std::uint32_t* size) {
@@ -261,5 +258,8 @@ Status SetThreadStackGuarantee(std::uint32_t* size) {
   SetLastError(kErrorInvalidParameter);
   return 0;
 }
+
+// The pages below a stack stay what they are.
+void RestoreStackGuard() {}
 
 }  // namespace tarn::platform

@@ -16,6 +16,19 @@ void write_error_text(const char* text) {
               &written, nullptr);
 }
 
+// A guard page at the end of what the calling thread's stack keeps back. Not set
+// where the stack has not come so far, nor under frames that are there.
+void set_stack_guard(std::uint64_t reserve) {
+  constexpr std::uint64_t kPage = 4096;
+  ULONG_PTR low = 0;
+  ULONG_PTR high = 0;
+  DWORD old = 0;
+  ::GetCurrentThreadStackLimits(&low, &high);
+  const std::uint64_t guard = low + reserve;
+  if (reinterpret_cast<std::uint64_t>(__builtin_frame_address(0)) < guard + kPage) return;
+  ::VirtualProtect(reinterpret_cast<void*>(guard), 1, PAGE_READWRITE | PAGE_GUARD, &old);
+}
+
 }  // namespace
 
 Handle GetCurrentThread() { return ::GetCurrentThread(); }
@@ -31,13 +44,19 @@ Status TerminateThread(Handle thread, std::uint32_t code) {
 Status SetThreadStackGuarantee(std::uint32_t* size) {
   const std::uint32_t reserve = *size;
   if (!::SetThreadStackGuarantee(reinterpret_cast<ULONG*>(size))) return 0;
-  ULONG_PTR low = 0;
-  ULONG_PTR high = 0;
-  DWORD old = 0;
-  ::GetCurrentThreadStackLimits(&low, &high);
-  ::VirtualProtect(reinterpret_cast<void*>(low + reserve), 1, PAGE_READWRITE | PAGE_GUARD, &old);
+  set_stack_guard(reserve);
   return 1;
 }
+
+// The guard page lost its mark when it told of the overflow.
+void RestoreStackGuard() {
+  constexpr ULONG kLeast = 2 * 4096;  // what a thread keeps back unasked
+  ULONG reserve = 0;                  // asks
+  ::SetThreadStackGuarantee(&reserve);
+  set_stack_guard(reserve < kLeast ? kLeast : reserve);
+}
+
+std::uint32_t GetCurrentThreadId() { return ::GetCurrentThreadId(); }
 
 Status SetConsoleCtrlHandler(ConsoleHandler handler, std::int32_t add) {
   return ::SetConsoleCtrlHandler(reinterpret_cast<PHANDLER_ROUTINE>(handler), add);

@@ -1,4 +1,5 @@
 /* One failure of each kind, by name, three calls deep. */
+#include <setjmp.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -67,6 +68,10 @@ static DEEP void underflow(void) {
   sink = tiny * tiny;
 }
 static DEEP void integer_divide(void) { sink = 7 / integer_zero; }
+static DEEP void divide_overflow(void) {
+  volatile long long lowest[] = {0, (long long)1 << 63, -1};
+  __asm__ volatile("cqo\n\tidivq -8(%1,%2,8)" : : "a"(lowest[1]), "r"(lowest), "r"(3LL) : "rdx");
+}
 static DEEP void privileged(void) { __asm__ volatile("hlt"); }
 static DEEP void illegal(void) { __asm__ volatile("ud2"); }
 static DEEP int deeper(int depth) {
@@ -79,6 +84,31 @@ static DEEP void raised(void) { __RuntimeError(TARN_ERROR_ALLOCATE_STORAGE); }
 static DEEP void missing(void) { __MissingRoutine("SOLVE_QUICKLY"); }
 static DEEP void closed_stream(void) { fputs("x", 0); }
 static DEEP void library_fault(void) { sink = (double)strlen((const char*)8); }
+/* What the compiler puts in the slots of pure virtual functions. */
+extern void __cxa_pure_virtual(void) __attribute__((weak));
+static void (*volatile pure_slot)(void) = __cxa_pure_virtual;
+static DEEP void pure_virtual(void) { pure_slot(); }
+static DEEP void bad_jump(void) {
+  static jmp_buf never_set = {1};
+  longjmp(never_set, 1);
+}
+static DEEP int trap_again(struct tarn_context* context, struct tarn_exception* exception,
+                           int zero) {
+  (void)context, (void)exception, (void)zero;
+  return *(volatile char*)0;
+}
+static DEEP void trap_faults(void) {
+  const int access = TARN_TRAP_ACCESS, all = TARN_TRAP_ALL;
+  TRAP_EXCEPTION(&access, trap_again);
+  TRAP_EXCEPTION(&all, trap_again);
+  sink = *(volatile char*)0;
+}
+/* With rbp pushed, so that the way back goes through what is overwritten. */
+static DEEP __attribute__((optimize("no-omit-frame-pointer"))) void smashed(void) {
+  volatile char text[16];
+  volatile char* volatile to = text;
+  for (int i = 0; i < 32; ++i) to[i] = 'A';
+}
 static DEEP void text(void) { text_error("the %s has %d legs", "spider", 8); }
 static DEEP void region_over(void) {
   char* region = setup_expanding_region("WORK SPACE", 1 << 20);
@@ -108,6 +138,7 @@ static const struct failure {
     {"x87_stack", x87_stack},
     {"underflow", underflow},
     {"integer_divide", integer_divide},
+    {"divide_overflow", divide_overflow},
     {"privileged", privileged},
     {"illegal", illegal},
     {"stack_overflow", stack_overflow},
@@ -116,6 +147,10 @@ static const struct failure {
     {"closed_stream", closed_stream},
     {"library_fault", library_fault},
     {"text", text},
+    {"pure_virtual", pure_virtual},
+    {"bad_jump", bad_jump},
+    {"trap_faults", trap_faults},
+    {"smashed", smashed},
     {"region_over", region_over},
     {"region_under", region_under},
 };

@@ -1,0 +1,13 @@
+// What a failed integer division was.
+#pragma once
+
+#include "platform/platform.h"
+
+namespace tarn {
+
+// The processor has one exception for both ends of an integer division, and not
+// every system looks further. True if the divisor of the instruction at Rip is
+// not zero: the quotient has no room.
+bool is_divide_overflow(const platform::AMD_CONTEXT& context);
+
+}  // namespace tarn
