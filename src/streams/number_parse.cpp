@@ -95,13 +95,14 @@ TARNAPI Signed parse_signed(const char* text, char** end, std::int32_t radix) {
   return static_cast<Signed>(negative ? 0 - value : value);
 }
 
-// Programs trap overflows. While one of these lives they give an infinity.
-class OverflowMasked {
+// Programs trap overflow and invalid operations; no text that is read may. While
+// one of these lives the steps yield infinities instead.
+class TrapsMasked {
  public:
-  OverflowMasked() : control_(_mm_getcsr()) { _mm_setcsr(control_ | _MM_MASK_OVERFLOW); }
-  ~OverflowMasked() { _mm_setcsr(control_); }
-  OverflowMasked(const OverflowMasked&) = delete;
-  OverflowMasked& operator=(const OverflowMasked&) = delete;
+  TrapsMasked() : control_(_mm_getcsr()) { _mm_setcsr(control_ | _MM_MASK_MASK); }
+  ~TrapsMasked() { _mm_setcsr(control_); }
+  TrapsMasked(const TrapsMasked&) = delete;
+  TrapsMasked& operator=(const TrapsMasked&) = delete;
 
  private:
   unsigned int control_;
@@ -171,9 +172,8 @@ inline const char* read_digits(const char* text, Digits& number) {
 
 // value * 10^exponent. At both ends of the range of doubles the power of ten
 // alone would leave it, so the value is reduced below 1 first and the power
-// split in two. Result: false when out of range. Out of line, so that no step
-// moves out of the caller's OverflowMasked.
-TARNAPI __attribute__((noinline)) bool scale(Digits& number) {
+// split in two. Result: false when out of range.
+bool scale(Digits& number) {
   const std::int64_t place = number.integer_count + number.exponent;
   if (place > kHighestPlace || place < kLowestPlace) return false;
   if (place != kHighestPlace && place != kLowestPlace) {
@@ -193,11 +193,23 @@ TARNAPI __attribute__((noinline)) bool scale(Digits& number) {
   return true;
 }
 
-// The power's last squaring may overflow though the power itself fits.
-TARNAPI bool scale_without_traps(Digits& number) {
-  const OverflowMasked masked;
-  return scale(number);
+// Out of line, so that no step moves out of the caller's TrapsMasked.
+TARNAPI __attribute__((noinline)) double read_double(const char* text, char** end) {
+  set_end(end, text);
+  bool negative;
+  text = read_sign(skip_white(text), negative);
+  if (!is_decimal(*text) && *text != '.') return 0.0;
+  Digits number;
+  text = read_digits(text, number);
+  if (number.exponent != 0 && !scale(number)) {
+    set_errno(kErrnoRange);
+    return negative ? -kLargeResult : kLargeResult;
+  }
+  set_end(end, text);
+  return negative ? 0.0 - number.value : number.value;
 }
+
+TARNAPI __attribute__((noinline)) float narrow(double value) { return static_cast<float>(value); }
 
 }  // namespace
 
@@ -218,18 +230,13 @@ std::int64_t strtol64(const char* text, char** end, std::int32_t radix) {
 }
 
 double strtod(const char* text, char** end) {
-  set_end(end, text);
-  bool negative;
-  text = read_sign(skip_white(text), negative);
-  if (!is_decimal(*text) && *text != '.') return 0.0;
-  Digits number;
-  text = read_digits(text, number);
-  if (number.exponent != 0 && !scale_without_traps(number)) {
-    set_errno(kErrnoRange);
-    return negative ? -kLargeResult : kLargeResult;
-  }
-  set_end(end, text);
-  return negative ? 0.0 - number.value : number.value;
+  const TrapsMasked masked;
+  return read_double(text, end);
+}
+
+float single_of(double value) {
+  const TrapsMasked masked;
+  return narrow(value);
 }
 
 std::int32_t atoi(const char* text) { return strtol(text, nullptr, 10); }

@@ -1,5 +1,8 @@
 // Text to number: the strtol and strtod families.
 //
+// No text traps, whatever the program's own floating-point control: digits that
+// overflow yield an infinity.
+//
 // Errors: errno becomes -1001 for a radix outside 2 to 36 (0 is allowed) and
 // for a value out of range; it is not cleared on success. Nothing is raised.
 // The text is not tested for null.
@@ -36,6 +39,9 @@ TARNAPI std::int64_t strtol64(const char* text, char** end, std::int32_t radix);
 // both out of range: 1e308, or -1e308 behind "-". Without one there is no
 // range test: some 310 digits overflow as arithmetic does. "-0" gives +0.0.
 TARNAPI double strtod(const char* text, char** end);
+
+// The value as a float, an infinity if it is too large. Does not trap either.
+TARNAPI float single_of(double value);
 
 TARNAPI std::int32_t atoi(const char* text);
 TARNAPI std::int32_t atol(const char* text);

@@ -325,7 +325,7 @@ TARNAPI Outcome scan_real(char* buffer, const Directive& directive, const Slot*&
   if (directive.long_flag || directive.long_long) {
     store(destination, value);
   } else {
-    store(destination, static_cast<float>(value));
+    store(destination, single_of(value));
   }
   return Outcome::kStored;
 }

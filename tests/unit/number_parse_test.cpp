@@ -153,21 +153,32 @@ TEST(NumberParse, Reals) {
   EXPECT_EQ(tarn::atof("2.5e1xyz"), 25.0);
 }
 
-// Programs trap overflows. A number in range must not end them.
-TEST(NumberParse, NumbersInRangeDoNotTrap) {
+// Programs trap overflows and invalid operations. No text may end them.
+TEST(NumberParse, NoTextTraps) {
   const unsigned int control = _mm_getcsr();
   _mm_setcsr(0x1F80 & ~_MM_MASK_OVERFLOW & ~_MM_MASK_INVALID & ~_MM_MASK_DIV_ZERO);
-  double values[3];
+  const std::string nines(400, '9'), zeros(400, '0');
+  const std::string texts[] = {nines, "0." + zeros + "1", nines + "." + zeros, nines + "e-200"};
+  double values[3], extremes[4];
+  float single = 0;
   const auto fault = tarn::test::fault_by([&] {
     values[0] = tarn::strtod("1e300", nullptr);
     values[1] = tarn::strtod("1.7976931348623157e308", nullptr);
     values[2] = tarn::strtod("2.3e-308", nullptr);
+    for (int i = 0; i < 4; ++i) extremes[i] = tarn::atof(texts[i].c_str());
+    single = tarn::single_of(1e60);
   });
   const unsigned int after = _mm_getcsr();
   _mm_setcsr(control);
   EXPECT_FALSE(fault.faulted) << std::hex << fault.code;
   EXPECT_NEAR(values[0] / 1e300, 1.0, 1e-14);
   EXPECT_NEAR(values[1] / 1.7e308, 1.0575, 1e-4);
+  const double infinity = std::numeric_limits<double>::infinity();
+  EXPECT_EQ(extremes[0], infinity);
+  EXPECT_EQ(extremes[1], 0.0);
+  EXPECT_TRUE(std::isnan(extremes[2]));  // both the digits and their divisor overflow
+  EXPECT_EQ(extremes[3], infinity);
+  EXPECT_EQ(single, std::numeric_limits<float>::infinity());
   EXPECT_EQ(after & _MM_MASK_MASK,
             0x1F80u & ~_MM_MASK_OVERFLOW & ~_MM_MASK_INVALID & ~_MM_MASK_DIV_ZERO);
 }
