@@ -12,12 +12,18 @@ namespace {
 constexpr double kLargestArgument = 0x1p61;
 // Yn overflows, and x / n may be too small to divide by, for x below n times this.
 constexpr double kSmallestQuotient = 0x1p-1020;
-// The gamma function behind x = 0: up to here the published routine would
-// divide by (x + 1) - 1, which is zero. To double precision it is 1 / x.
+// Up to here the gamma function is 1 / x to double precision.
 constexpr double kSmallGamma = 0x1p-53;
 constexpr double kSmallestNormal = 0x1p-1022;
-// Below it x / 2, whose logarithm is wanted, may be flushed to zero.
+// Up to this |x| the published routine steps down to x by divisions.
+constexpr double kLargestStepped = 10.0;
+// Below it the published Bessel functions take the logarithm of x / 2, which may
+// have been flushed to zero. There the first term of the series is the value.
 constexpr double kSmallestHalved = 0x1p-1021;
+// The published limit of Y1.
+constexpr double kSmallestY1 = 3.6e-308;
+constexpr double kTwoByPi = 0.63661977236758134308;
+constexpr double kGammaLessLog2 = -0.11593151565841244881;  // Euler's constant less log 2
 constexpr std::int32_t kOneOrder = 1;
 
 [[noreturn]] void bad_argument() { FAIL_at(&kErrorNumericArgument); }
@@ -35,9 +41,22 @@ void require_order_argument(double x) {
   if (is_nan(x) || x >= kLargestArgument) bad_argument();
 }
 
-void require_zero_or_halvable(double x) {
-  if (!is_zero(x) && bits_of(x) < bits_of(kSmallestHalved)) bad_argument();
+// Subnormals are left to the published routines, for which they are zero.
+bool is_tiny(double x) {
+  return bits_of(x) >= bits_of(kSmallestNormal) && bits_of(x) < bits_of(kSmallestHalved);
 }
+
+// The gamma function below 1. The published routine divides by (x + i) - 1 where
+// it means x + (i - 1), and loses what the sum rounds away: near 0 up to all of
+// x. This takes each such divisor back and divides by the right one.
+double stepped_gamma(const double* x) {
+  double value = number_through(DGAMMA, x);
+  const std::int32_t steps = 1 - static_cast<std::int32_t>(*x) + (is_below_zero(*x) ? 1 : 0);
+  for (std::int32_t i = 1; i <= steps; ++i) value *= (*x + i - 1.0) / (*x + (i - 1));
+  return value;
+}
+
+bool has_stepped_gamma(double x) { return !is_nan(x) && x < 1.0 && x >= -kLargestStepped; }
 
 // Whether the gamma function of x is 1 / x, which of a subnormal has no result.
 bool has_reciprocal_gamma(double x) {
@@ -54,22 +73,28 @@ extern "C" void XERMSG(const char*, const char*, const char*, const std::int32_t
 }
 
 double DGAMMA_at(const double* x) {
-  return has_reciprocal_gamma(*x) ? 1.0 / *x : number_through(DGAMMA, x);
+  if (has_reciprocal_gamma(*x)) return 1.0 / *x;
+  return has_stepped_gamma(*x) ? stepped_gamma(x) : number_through(DGAMMA, x);
 }
 double DLOG_GAMMA_at(const double* x) {
-  return has_reciprocal_gamma(*x) ? -paneview::DALOG$$(*x) : number_through(DLNGAM, x);
+  if (has_reciprocal_gamma(*x)) return -paneview::DALOG$$(*x);
+  if (!has_stepped_gamma(*x)) return number_through(DLNGAM, x);
+  return paneview::DALOG$$(__builtin_fabs(stepped_gamma(x)));
 }
 double DBESSEL_J0_at(const double* x) { return number_through(DBESJ0, x); }
 double DBESSEL_J1_at(const double* x) { return number_through(DBESJ1, x); }
 double DBESSEL_Y0_at(const double* x) {
-  require_zero_or_halvable(*x);
+  if (is_tiny(*x)) return kTwoByPi * (paneview::DALOG$$(*x) + kGammaLessLog2);
   return number_through(DBESY0, x);
 }
-double DBESSEL_Y1_at(const double* x) { return number_through(DBESY1, x); }
+double DBESSEL_Y1_at(const double* x) {
+  if (is_tiny(*x) && *x >= kSmallestY1) return -kTwoByPi / *x;
+  return number_through(DBESY1, x);
+}
 
 double DBESSEL_JN_at(const std::int32_t* n, const double* x) {
   require_order_argument(*x);
-  require_zero_or_halvable(*x);
+  if (is_tiny(*x) && *n >= 0) return *n == 0 ? 1.0 : 0.0;
   const double order = *n;
   double y = 0.0;
   std::int32_t underflows;

@@ -31,23 +31,22 @@ TARNAPI double DERFC_at(const double* x);  // 0.0 from 26.543 on
 TARNAPI double DERFC_SCALED_at(const double* x);
 
 // Raises 357 for 0, negative integers and what lies too near them, above about
-// 171.6, below about -170.6, for infinities and positive subnormals. Near 0 the
-// published routine loses digits (docs/accuracy.md); up to 2^-53 it cannot
-// divide, and 1 / x is given.
+// 171.6, below about -170.6, for infinities and positive subnormals.
 TARNAPI double DGAMMA_at(const double* x);
 // log |gamma(x)|. Likewise at 0 and the negative integers; above about 3.7e306.
 TARNAPI double DLOG_GAMMA_at(const double* x);
 
 // Bessel functions of the first kind take any sign of x, of the second kind
-// x > 0. From about 4.5e15 on there is no precision left: 357. So do too small
-// numbers: J1 for a non-zero |x| and Y0 below 4.5e-308, Y1 below 3.6e-308.
+// x > 0. From about 4.5e15 on there is no precision left: 357. So do the small
+// numbers that the published routines refuse: J1 a non-zero |x| below 4.5e-308,
+// Y1 below 3.6e-308, Yn below 2.3e-305. The others return their value down to the
+// smallest normal number; subnormals count as zero.
 TARNAPI double DBESSEL_J0_at(const double* x);
 TARNAPI double DBESSEL_J1_at(const double* x);
 TARNAPI double DBESSEL_Y0_at(const double* x);
 TARNAPI double DBESSEL_Y1_at(const double* x);
 // Order n. 357 for n < 0, x < 0 (Yn: x = 0 too), an overflowing Yn, and x from
-// 2^61 on. Jn that underflows is 0.0, but a non-zero x below 4.5e-308 raises 357
-// too. Above 4.5e15 Jn has lost its digits.
+// 2^61 on. Jn that underflows is 0.0. Above 4.5e15 Jn has lost its digits.
 TARNAPI double DBESSEL_JN_at(const std::int32_t* n, const double* x);
 TARNAPI double DBESSEL_YN_at(const std::int32_t* n, const double* x);
 
