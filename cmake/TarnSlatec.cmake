@@ -6,8 +6,14 @@
 # routine is compiled to assembly text with the Microsoft convention on both
 # targets, so that it meets the library's other routines without a bridge, and
 # assembled behind src/numerics/slatec_names.h, which gives all names that it
-# defines or calls. Without the sources or a Fortran compiler the routines are
-# src/numerics/slatec_missing.cpp.
+# defines or calls. With TARN_WITHOUT_SLATEC the routines are
+# src/numerics/slatec_missing.cpp; otherwise what is missing ends the configuration.
+if("$ENV{TARN_WITHOUT_SLATEC}" STREQUAL "1")
+  set(slatec_left_out ON)
+else()
+  set(slatec_left_out OFF)
+endif()
+option(TARN_WITHOUT_SLATEC "Build without the gamma and Bessel functions" ${slatec_left_out})
 set(TARN_SLATEC_CACHE ${PROJECT_SOURCE_DIR}/build/slatec CACHE PATH
     "Where scripts/fetch_slatec.sh put the published routines")
 set(slatec_room ${PROJECT_SOURCE_DIR}/src/numerics)
@@ -27,15 +33,21 @@ endif()
 set(slatec_lacks "")
 if(TARN_FUZZ)
   set(slatec_lacks "the fuzz targets do without it")
+elseif(TARN_WITHOUT_SLATEC)
+  set(slatec_lacks "as asked")
 elseif(NOT TARN_FORTRAN)
   set(slatec_lacks "no Fortran compiler")
 endif()
 foreach(routine ${slatec_routines})
-  if(NOT EXISTS ${TARN_SLATEC_CACHE}/${routine}.f)
+  if(NOT slatec_lacks AND NOT EXISTS ${TARN_SLATEC_CACHE}/${routine}.f)
     set(slatec_lacks "no published sources; scripts/fetch_slatec.sh brings them")
   endif()
 endforeach()
 
+if(slatec_lacks AND NOT TARN_FUZZ AND NOT TARN_WITHOUT_SLATEC)
+  message(FATAL_ERROR "SLATEC: ${slatec_lacks}. -DTARN_WITHOUT_SLATEC=ON builds without the gamma "
+                      "and Bessel functions")
+endif()
 if(slatec_lacks)
   get_property(slatec_said GLOBAL PROPERTY TARN_SLATEC_SAID)
   if(NOT slatec_said)  # once, though several folders ask

@@ -2,7 +2,8 @@
 # Brings the published SLATEC routines that the special functions call into
 # build/slatec, from the upstream tarball of Debian's source package maxima.
 # Does nothing where they are already there. Where they cannot be had, says so
-# in one line and ends with status 0: the library then builds without them.
+# in one line and fails. TARN_WITHOUT_SLATEC=1 asks for a library without them,
+# on a machine that cannot fetch: nothing is fetched then.
 #
 # Uses the machine's own package sources, read as source repositories in a
 # folder of its own; nothing in the system's configuration changes.
@@ -16,9 +17,14 @@ tarball_sha256=7390f06b48da65c9033e8b2f629b978b90056454a54022db7de70e2225aa8b07
 folder=src/numerical/slatec/fortran
 routines=$(cat src/numerics/slatec_routines.txt)
 
-not_available() {
-  echo "slatec: not available ($1); DGAMMA@, DLOG_GAMMA@ and the Bessel functions are left out"
+if [ "${TARN_WITHOUT_SLATEC:-0}" = 1 ]; then
+  echo "slatec: left out as asked; DGAMMA@, DLOG_GAMMA@ and the Bessel functions raise error 29"
   exit 0
+fi
+
+not_available() {
+  echo "slatec: not available ($1); TARN_WITHOUT_SLATEC=1 builds without gamma and Bessel functions" >&2
+  exit 1
 }
 
 complete() {
