@@ -51,7 +51,9 @@ void get_now_file_date_time(int* date, int* time);
 void* __read_file(const char* path);
 
 /* Adds the text as a line to a text file, which is made if need be; a line feed
- * is added if the text has none at its end. 1 if all was written, else 0. */
+ * is added if the text has none at its end. 1 if all was written, else 0. Several
+ * processes may log to one file: while another one holds it, this tries again,
+ * for up to a second. */
 int log_event(const char* text, const char* path);
 
 /* Over the file's little-endian 32-bit words, the last filled up with zeros:

@@ -176,8 +176,34 @@ void* __read_file(const char* path) {
   return contents;
 }
 
+namespace {
+
+// The log for writing at its end. A stream holds its file alone, so while another
+// process writes its line this one waits, for up to a second in all.
+TARNAPI FILE* open_log(const char* path) {
+  constexpr int kTries = 200;
+  constexpr std::uint32_t kPause = 5;  // milliseconds
+  // A log that does not exist is made by one process: "a" by itself would empty
+  // a file that another one has begun since it was looked for.
+  if (!FileExists(path)) {
+    const platform::Handle made = platform::CreateFileA(
+        path, platform::kGenericWrite, platform::kShareRead | platform::kShareWrite, nullptr,
+        platform::kCreateNew, 0, nullptr);
+    if (made != platform::invalid_handle()) platform::CloseHandle(made);
+  }
+  for (int i = 0;; ++i) {
+    FILE* const stream = fopen(path, "a");
+    if (stream || i == kTries || platform::GetLastError() != platform::kErrorSharingViolation) {
+      return stream;
+    }
+    platform::Sleep(kPause);
+  }
+}
+
+}  // namespace
+
 std::int32_t log_event(const char* text, const char* path) {
-  FILE* const stream = fopen(path, "a");
+  FILE* const stream = open_log(path);
   if (!stream) return 0;
   const std::uint64_t length = strlen(text);
   std::uint64_t wanted = length, written = 0;

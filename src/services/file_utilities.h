@@ -60,7 +60,8 @@ TARNAPI void* __read_file(const char* path);
 
 // Adds a line to a text file, which is made if need be; a line feed is added
 // where the text does not end in one, so an empty text is an empty line. 1 if
-// all of it was written, else 0.
+// all of it was written, else 0. While another process holds the file, tries
+// again for up to a second.
 TARNAPI std::int32_t log_event(const char* text, const char* path);
 
 // Two sums over the file's little-endian 32-bit words, the last one filled up

@@ -85,7 +85,7 @@ struct OpenMode {
   bool append = false;
 };
 
-OpenMode parse_mode(const char* letters) {
+OpenMode parse_mode(const char* letters, const char* path) {
   OpenMode mode;
   for (; *letters; ++letters) {
     switch (*letters) {
@@ -101,7 +101,7 @@ OpenMode parse_mode(const char* letters) {
         break;
       case 'a':
         mode.access = platform::kGenericWrite;
-        mode.creation = platform::kOpenAlways;  // never cut, whatever is found out about it
+        mode.creation = FileExists(path) ? platform::kOpenExisting : platform::kCreateAlways;
         mode.flags = kFileWriteMark;
         mode.append = true;
         break;
@@ -162,7 +162,7 @@ std::int32_t FileExists(const char* path) {
 FILE* fopen(const char* path, const char* mode) {
   FILE* const stream = __new_file_struct();
   if (!stream) return nullptr;
-  const OpenMode open = parse_mode(mode);
+  const OpenMode open = parse_mode(mode, path);
   stream->flags = open.flags;
   stream->handle = open.creation ? platform::CreateFileA(path, open.access, 0, nullptr,
                                                          open.creation, 0, nullptr)

@@ -2,6 +2,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <tarn/files.h>
 #include <tarn/process.h>
 #include <tarn/timing.h>
 
@@ -20,8 +21,36 @@ static void show_file(const char* name) {
   if (file) fclose(file);
 }
 
+enum { LOGGERS = 3, EVENTS = 60, PATIENCE = 30 /* seconds */ };
+
+static int log_events(void) {
+  for (int i = 0; i < EVENTS; ++i) log_event("an event", "events.log");
+  return 0;
+}
+
+static int count_lines(const char* name) {
+  char line[200];
+  int count = 0;
+  FILE* const file = fopen(name, "r");
+  while (file && fgets(line, sizeof line, file)) ++count;
+  if (file) fclose(file);
+  return count;
+}
+
+/* Several programs write one log at once. */
+static void log_together(const char* program) {
+  double start, now;
+  for (int i = 1; i < LOGGERS; ++i) _spawns(TARN_SPAWN_NO_WAIT, program, "log");
+  _spawns(TARN_SPAWN_WAIT, program, "log");
+  current_time(&start);
+  do current_time(&now);
+  while (count_lines("events.log") < LOGGERS * EVENTS && now - start < PATIENCE);
+  printf("log: %d lines\n", count_lines("events.log"));
+}
+
 int main(int argc, char** argv) {
   char program[1000], text[2000];
+  if (argc > 1 && strcmp(argv[1], "log") == 0) return log_events();
   if (argc > 2 && strcmp(argv[1], "child") == 0) return child(argc, argv);
   sprintf(program, "\"%s\"", argv[0]);
 
@@ -50,6 +79,8 @@ int main(int argc, char** argv) {
          system(text));
   printf("missing: %d %d %d\n", _spawns(0, "no_such_program", "x"), _spawns(2, "", "x"),
          __start_process_and_wait("no_such_program", NULL, -1));
+
+  log_together(program);
 
   double seconds;
   const unsigned int before = __milliseconds_after_midnight();
