@@ -169,7 +169,8 @@ void send_info(std::uint32_t value, std::uint8_t** output, std::int32_t* bit, st
 std::int32_t seek_char(const std::uint8_t* position, const std::uint8_t* start,
                        std::int32_t* length) {
   const std::int64_t reach = position - start;
-  const Match match = scan_window(position, start, reach < 3 ? 3 : reach);
+  if (reach < kShortestMatch + 1) return -1;  // no candidate: `position` itself may be the end
+  const Match match = scan_window(position, start, reach);
   if (match.offset == 0) return -1;
   *length = static_cast<std::int32_t>(match.length);
   return static_cast<std::int32_t>(match.offset);

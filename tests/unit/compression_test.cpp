@@ -425,6 +425,9 @@ TEST(Compression, Pieces) {
   position[100] = 'x';
   EXPECT_EQ(tarn::seek_char(position, block.data(), &length), 1);
   EXPECT_EQ(length, 100);
+  // A window that is too small for a candidate is not read, nor what follows it.
+  std::uint8_t* const unreadable = nullptr;
+  EXPECT_EQ(tarn::seek_char(unreadable, unreadable, &length), -1);
 }
 
 TEST(Compression, OfAFile) {
