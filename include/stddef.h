@@ -8,6 +8,15 @@ typedef __PTRDIFF_TYPE__ ptrdiff_t;
 typedef __WCHAR_TYPE__ wchar_t;
 #endif
 
+/* Aligned as any type of C is. */
+typedef struct {
+  long long tarn_integer __attribute__((aligned(__alignof__(long long))));
+  long double tarn_real __attribute__((aligned(__alignof__(long double))));
+} max_align_t;
+#ifdef __cplusplus
+typedef decltype(nullptr) nullptr_t;
+#endif
+
 #undef NULL
 #ifdef __cplusplus
 #define NULL __null

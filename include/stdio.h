@@ -141,15 +141,17 @@ int fsetpos(FILE* stream, const fpos_t* position);
  *   to printf", with L 298
  *   arguments of more than 100,000 bytes raise 291
  * Floating digits are not correctly rounded: docs/number-text.md. Result: the
- * number of characters formatted. Any thread. */
+ * number of characters formatted. Any thread. The compiler checks arguments
+ * against the format, and warns of %Ld and %llp, which work here alone. */
 
 /* The result does not tell whether the text was written: ferror does. */
-int printf(const char* format, ...);
-int fprintf(FILE* stream, const char* format, ...);
+int printf(const char* format, ...) __attribute__((format(ms_printf, 1, 2)));
+int fprintf(FILE* stream, const char* format, ...) __attribute__((format(ms_printf, 2, 3)));
 
 /* The destination has room for the text and a NUL. */
-int sprintf(char* destination, const char* format, ...);
-int vsprintf(char* destination, const char* format, va_list arguments);
+int sprintf(char* destination, const char* format, ...) __attribute__((format(ms_printf, 2, 3)));
+int vsprintf(char* destination, const char* format, va_list arguments)
+    __attribute__((format(ms_printf, 2, 0)));
 
 /* ---- Formatted input -----------------------------------------------------
  * % [*] [width] [h l L] conversion, with d i u o x X p e f g s [set] c n %.
@@ -163,10 +165,10 @@ int vsprintf(char* destination, const char* format, va_list arguments);
  * nothing but blanks. More than 25,000 directives raise 291. One thread at a
  * time for the whole process. */
 
-int scanf(const char* format, ...);
+int scanf(const char* format, ...) __attribute__((format(gnu_scanf, 1, 2)));
 /* A null stream: 0. */
-int fscanf(FILE* stream, const char* format, ...);
-int sscanf(const char* text, const char* format, ...);
+int fscanf(FILE* stream, const char* format, ...) __attribute__((format(gnu_scanf, 2, 3)));
+int sscanf(const char* text, const char* format, ...) __attribute__((format(gnu_scanf, 2, 3)));
 
 #ifdef __cplusplus
 }

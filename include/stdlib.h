@@ -61,7 +61,9 @@ double atof(const char* text);
 /* ---- Sort and search -------------------------------------------------------
  * A comparator gives a number below, at or above 0. */
 
-/* Not stable. The same array makes the same comparisons in every version. Takes
+/* Not stable. The number of comparisons grows with count * log(count) for keys
+ * that differ, and with count squared for keys that are equal: 100,000 equal
+ * elements take 5,000,000,000 comparisons. The same array makes the same comparisons in every version. Takes
  * 8 bytes an element of the secondary stack while it runs: one thread at a time,
  * and the run-time error 444 where there is no room. */
 void qsort(void* base, size_t count, size_t size, int (*comparator)(const void*, const void*));

@@ -91,9 +91,17 @@ char* strtok(char* text, const char* delimiters);
 
 /* ---- Not of the library ------------------------------------------------ */
 
-/* Each image brings these two of its own. */
-void* memcpy(void* destination, const void* source, size_t length);
-void* memset(void* block, int byte, size_t length);
+/* In line where the length is known and short; else a call of the routine that
+ * each image brings of its own. */
+extern __inline__ __attribute__((gnu_inline, always_inline)) void* memcpy(void* destination,
+                                                                          const void* source,
+                                                                          size_t length) {
+  return __builtin_memcpy(destination, source, length);
+}
+extern __inline__ __attribute__((gnu_inline, always_inline)) void* memset(void* block, int byte,
+                                                                          size_t length) {
+  return __builtin_memset(block, byte, length);
+}
 
 /* In line. First byte equal to the low byte of `character`, or null; 0 finds
  * the NUL. */

@@ -273,7 +273,7 @@ def describe(header, code):
     plain = re.sub(r"__attribute__\(\((?:[^()]|\([^()]*\))*\)\)|_Noreturn", "", plain)
     plain = plain.replace("__inline__", "inline")
     plain = re.sub(r"\s*;$", ";", " ".join(plain.split()))
-    match = re.match(r"(?:static inline )?(.*?)\b(\w+)\((.*)\);$", plain)
+    match = re.match(r"(?:(?:static|extern) inline )?(.*?)\b(\w+)\((.*)\);$", plain)
     if not match:
         raise Fault(f"include/{header}: cannot read: {bare[:80]}")
     name = match[2]

@@ -58,20 +58,20 @@ struct Sorter {
     }
   }
 
-  // Result: the index of the pivot, in its final place.
-  std::uint64_t partition(const Range& range) const {
+  // Result: the pivot, in its final place.
+  std::uint8_t* partition(const Range& range) const {
     std::uint8_t* const pivot = range.first;
     swap_bytes(pivot, at(range, range.count / 2), size);
-    const std::uint64_t last = range.count - 1;
-    std::uint64_t i = 1;
-    std::uint64_t j = last;
+    std::uint8_t* const last = at(range, range.count - 1);
+    std::uint8_t* i = pivot + size;
+    std::uint8_t* j = last;
     while (i < j) {
-      while (comparator(at(range, i), pivot) <= 0 && i < last) ++i;
+      while (comparator(i, pivot) <= 0 && i < last) i += size;
       // A comparator may put even the pivot above itself.
-      while (comparator(at(range, j), pivot) > 0 && j > 0) --j;
-      if (i < j) swap_bytes(at(range, i), at(range, j), size);
+      while (comparator(j, pivot) > 0 && j > pivot) j -= size;
+      if (i < j) swap_bytes(i, j, size);
     }
-    if (j != 0) swap_bytes(pivot, at(range, j), size);
+    if (j != pivot) swap_bytes(pivot, j, size);
     return j;
   }
 
@@ -83,9 +83,10 @@ struct Sorter {
           insert(range);
           break;
         }
-        const std::uint64_t middle = partition(range);
-        const Range left{range.first, middle};
-        const Range right{at(range, middle + 1), range.count - middle - 1};
+        std::uint8_t* const pivot = partition(range);
+        const std::uint64_t before = static_cast<std::uint64_t>(pivot - range.first) / size;
+        const Range left{range.first, before};
+        const Range right{pivot + size, range.count - before - 1};
         // The smaller part first: the list grows with the logarithm.
         const bool left_first = right.count >= left.count;
         *list++ = left_first ? right : left;

@@ -41,7 +41,7 @@ int main(void) {
   putchar(fgetc(file));
   fseek(file, -2, SEEK_END);
   putchar(fgetc(file));
-  printf(" at %d\n", ftell(file));
+  printf(" at %ld\n", ftell(file));
   fclose(file);
 
   file = fopen("text.txt", "rb");
