@@ -25,8 +25,8 @@ show() {
 
 cp /usr/share/common-licenses/GPL-3 "$programs/licence.txt"
 side_by_side() {
-  (cd "$programs" && ../../host/tools/tarnrun/tarnrun "$1.exe" >"$1.linux" 2>/dev/null) || true
-  (cd "$programs" && wine "$1.exe" 2>/dev/null >"$1.windows") || true
+  (cd "$programs" && ../../host/tools/tarnrun/tarnrun "$1.exe" >"$1.linux" 2>&1) || true
+  (cd "$programs" && wine "$1.exe" >"$1.windows" 2>&1) || true
   echo
   echo "\$ $1                        on Linux, by tarnrun | on Windows, by Wine"
   tr -d '\r' <"$programs/$1.linux" | pr -m -t -w 130 - <(tr -d '\r' <"$programs/$1.windows")

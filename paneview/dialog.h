@@ -110,7 +110,8 @@ bool read_shortcut(const char* name, std::uint16_t* modifiers, std::uint16_t* co
 // False, with nothing shown, if there is no desktop.
 bool show_window_dialog(const Dialog* dialog, std::int32_t* button);
 
-// Before a callback the terminal is put back as the program had it.
+// Before a callback the terminal is put back as the program had it. Without a
+// terminal, and if the text cannot be written, kNobodyAnswered.
 std::int32_t show_text_dialog(const Dialog* dialog);
 
 // The dialog's texts laid out in lines with CR LF, as the text renderer shows
@@ -135,6 +136,6 @@ std::int32_t read_key();
 // input.
 bool read_line(char* buffer, std::uint32_t size);
 
-void write_output(const char* text, std::uint32_t length);
+bool write_output(const char* text, std::uint32_t length);
 
 }  // namespace paneview

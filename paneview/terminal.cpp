@@ -58,13 +58,15 @@ bool read_line(char* buffer, std::uint32_t size) {
   return byte >= 0 || length > 0;
 }
 
-void write_to(std::int32_t standard_handle, const char* text, std::uint32_t length) {
-  std::uint32_t written;
-  platform::WriteFile(platform::GetStdHandle(standard_handle), text, length, &written, nullptr);
+bool write_to(std::int32_t standard_handle, const char* text, std::uint32_t length) {
+  std::uint32_t written = 0;
+  return platform::WriteFile(platform::GetStdHandle(standard_handle), text, length, &written,
+                             nullptr) != 0 &&
+         written == length;
 }
 
-void write_output(const char* text, std::uint32_t length) {
-  write_to(platform::kStandardOutput, text, length);
+bool write_output(const char* text, std::uint32_t length) {
+  return write_to(platform::kStandardOutput, text, length);
 }
 
 }  // namespace paneview

@@ -45,7 +45,7 @@ static inline std::uint32_t decimal_text(std::int64_t value, char* text) {
   return length;
 }
 
-// To platform::kStandardOutput or another standard handle.
-void write_to(std::int32_t standard_handle, const char* text, std::uint32_t length);
+// To platform::kStandardOutput or another standard handle; whether all arrived.
+bool write_to(std::int32_t standard_handle, const char* text, std::uint32_t length);
 
 }  // namespace paneview

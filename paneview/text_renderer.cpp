@@ -3,10 +3,14 @@
 // Accelerators and menus have no place here: the terminal itself copies text.
 
 #include "paneview/dialog.h"
+#include "paneview/paneview.h"
 #include "paneview/text.h"
 
 namespace paneview {
 namespace {
+
+using tarn::platform::kStandardError;
+using tarn::platform::kStandardOutput;
 
 inline constexpr std::int32_t kEndOfInput = -1;
 inline constexpr std::int32_t kControlC = 3;
@@ -182,12 +186,13 @@ void clear_handle_cells(const Dialog* dialog) {
   }
 }
 
-void write_dialog_text(const Dialog* dialog) {
+bool write_dialog_text(const Dialog* dialog, std::int32_t standard_handle) {
   std::uint64_t length;
   char* const text = new_dialog_text(dialog, &length);
-  if (text == nullptr) return;
-  write_output(text, static_cast<std::uint32_t>(length));
+  if (text == nullptr) return true;
+  const bool written = write_to(standard_handle, text, static_cast<std::uint32_t>(length));
   free_pages(text);
+  return written;
 }
 
 }  // namespace
@@ -212,15 +217,17 @@ char* new_dialog_text(const Dialog* dialog, std::uint64_t* length) {
 
 std::int32_t show_text_dialog(const Dialog* dialog) {
   clear_handle_cells(dialog);
-  write_dialog_text(dialog);
+  const bool terminal = on_terminal();
+  const bool failure = !terminal && dialog->icon == '#';
+  if (failure) write_to(kStandardError, "\r\n", 2);
+  const bool written = write_dialog_text(dialog, failure ? kStandardError : kStandardOutput);
   if (dialog->start != nullptr) dialog->start();
 
   Choices choices;
   find_choices(dialog, &choices);
-  if (on_terminal()) return ask(choices);
-  if (choices.count == 0) return 0;
-  press(choices.rows[choices.count - 1]);
-  return static_cast<std::int32_t>(choices.count);
+  if (terminal && written) return ask(choices);
+  if (choices.count > 0) press(choices.rows[choices.count - 1]);
+  return kNobodyAnswered;
 }
 
 }  // namespace paneview

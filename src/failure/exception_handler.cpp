@@ -43,14 +43,15 @@ constexpr std::uint32_t kConvertToEcx = 0xC92C0FF2;  // cvttsd2si ecx, xmm1
 char message[kMessageSize];
 char second_message[kErrorMessageSize];
 char traceback[kTracebackSize];
+char title[sizeof kHeading + kPathSize];
+platform::ExceptionPointers reported;
 
 std::int32_t leave(std::int32_t result) {
   report_busy = 0;
   return result;
 }
 
-// `title` has room for the heading and kPathSize bytes.
-void compose_title(char* title) {
+void compose_title() {
   char* const path = stpcpy(title, kHeading);
   const std::uint32_t length = platform::GetModuleFileNameA(nullptr, path, kPathSize);
   path[length < kPathSize ? length : kPathSize - 1] = '\0';
@@ -108,41 +109,89 @@ void print_line(const char* text) {
   fprintf(stream && stream->magic == kFileMagic ? stream : &own, "%s\n", text);
 }
 
+bool is_access_violation(const platform::ExceptionRecord& record) {
+  return record.code == platform::kExceptionAccessViolation && record.parameter_count >= 2;
+}
+
+void walk_back(const platform::ExceptionPointers& exception) {
+  static platform::AMD_CONTEXT copy;
+  traceback[0] = '\0';
+  if (no_traceback) return;
+  copy = *exception.context;
+  // A call that led nowhere: the walk begins at the caller.
+  if (is_access_violation(*exception.record) && exception.record->parameters[1] == copy.Rip) {
+    copy.Rip = safe_core8(copy.Rsp);
+    copy.Rsp += 8;
+  }
+  char* end = traceback;
+  for (int step = 0; step < kTracebackSteps; ++step) {
+    const std::int32_t more = trace_back_once(platform::GetCurrentProcess(), end, &copy);
+    while (*end) ++end;
+    if (!more) break;
+  }
+}
+
+// The report that failed, on standard error: without the system's walker, names
+// and windows, for these need the heap, which may be what the program has hurt.
+void tell_unseen_report() {
+  FILE own{kFileMagic, platform::GetStdHandle(platform::kStandardError), 0, 0};
+  fprintf(&own, "\n%s\n%s at address %llx\n\n", title, exception_name, reported.context->Rip);
+  if (!traceback_text) {
+    begin_traceback_without_heap();
+    hide_library_frames = is_raised_number(reported);
+    walk_back(reported);
+  }
+  if (traceback[0]) fputs(traceback, &own);
+}
+
 // A failure inside the report: whatever it was, the process ends.
 [[noreturn]] void fail_in_report(const platform::ExceptionPointers& exception) {
   static std::int32_t told;  // a step that fails is not tried again
   if (told == 0) {
     told = 1;
+    if (!report_shown && reported.record) tell_unseen_report();
+  }
+  if (told == 1) {
+    told = 2;
     char line[64];
     sprintf(line, "Exception %llx  %x", exception.context->Rip, exception.record->code);
     print_line(line);
   }
-  if (told == 1) {
-    told = 2;
+  if (told == 2) {
+    told = 3;
     platform::MessageBoxA(nullptr, "Brackenmoor exception handler has failed", "Fatal error!", 0);
   }
   platform::ExitProcess(kStatusFailed);
 }
 
-enum class Region { kNone, kGrown };
+// The page of the address that could not be accessed.
+std::uint64_t page_of_fault(const platform::ExceptionRecord& record) {
+  return record.parameters[1] / page_size * page_size;
+}
 
-// Grows the region in which the address lies, or names the one off which it
-// ran.
-Region visit_regions(std::uint64_t fault) {
+// Grows the region in which the address lies. It uses nothing of the report's,
+// for several threads may be here at once, and another one may be reporting.
+bool grow_region(std::uint64_t address) {
   const std::uint64_t page = page_size;
-  const std::uint64_t address = fault / page * page;
+  for (const RegionRecord* region = expanding_regions; region; region = region->next) {
+    if (address < region->low || region->high <= address) continue;
+    std::uint64_t pages = (region->high - address) / page;
+    if (pages > kRegionGrowthPages) pages = kRegionGrowthPages;
+    if (platform::VirtualAlloc(reinterpret_cast<void*>(address), pages * page, platform::kMemCommit,
+                               platform::kPageReadWrite)) {
+      return true;
+    }
+    raise_with_text(kErrorNoPhysicalMemory, region->name);
+  }
+  return false;
+}
+
+// Describes the failure by the region off which it ran, if there is one.
+void name_region(std::uint64_t address) {
+  const std::uint64_t page = page_size;
   for (const RegionRecord* region = expanding_regions; region; region = region->next) {
     const char* ran_off = nullptr;
-    if (region->low <= address && address < region->high) {
-      std::uint64_t pages = (region->high - address) / page;
-      if (pages > kRegionGrowthPages) pages = kRegionGrowthPages;
-      if (platform::VirtualAlloc(reinterpret_cast<void*>(address), pages * page,
-                                 platform::kMemCommit, platform::kPageReadWrite)) {
-        return Region::kGrown;
-      }
-      report_busy = 0;
-      raise_with_text(kErrorNoPhysicalMemory, region->name);
-    } else if (region->low - page <= address && address < region->low) {
+    if (region->low - page <= address && address < region->low) {
       ran_off = "Underflow off expanding region %s";
     } else if (region->high <= address && address <= region->high + page) {
       ran_off = "Overflow off expanding region %s";
@@ -153,7 +202,6 @@ Region visit_regions(std::uint64_t fault) {
       exception_name = second_message;
     }
   }
-  return Region::kNone;
 }
 
 bool is_script_engine_conversion(std::uint64_t rip) {
@@ -162,25 +210,6 @@ bool is_script_engine_conversion(std::uint64_t rip) {
          platform::GetModuleHandleExA(platform::kModuleFromAddress,
                                       reinterpret_cast<const void*>(rip), &module) &&
          module && module == platform::GetModuleHandleA(kScriptEngine);
-}
-
-void walk_back(const platform::ExceptionPointers& exception) {
-  static platform::AMD_CONTEXT copy;
-  traceback[0] = '\0';
-  if (no_traceback) return;
-  copy = *exception.context;
-  // A call that led nowhere: the walk begins at the caller.
-  if (exception.record->code == platform::kExceptionAccessViolation &&
-      exception.record->parameter_count >= 2 && exception.record->parameters[1] == copy.Rip) {
-    copy.Rip = safe_core8(copy.Rsp);
-    copy.Rsp += 8;
-  }
-  char* end = traceback;
-  for (int step = 0; step < kTracebackSteps; ++step) {
-    const std::int32_t more = trace_back_once(platform::GetCurrentProcess(), end, &copy);
-    while (*end) ++end;
-    if (!more) break;
-  }
 }
 
 }  // namespace
@@ -211,9 +240,10 @@ extern "C" TARN_MACHINERY std::int32_t __system_exception_handler(
     name = row->name;
   }
   if (!(code & kErrorSeverity)) return leave(kTrapNotAnError);
-  if (report_busy) fail_in_report(*exception);
+  const bool is_access = is_access_violation(*exception->record);
+  if (is_access && grow_region(page_of_fault(*exception->record))) return kTrapResume;
+  if (__atomic_exchange_n(&report_busy, 1, __ATOMIC_ACQ_REL)) fail_in_report(*exception);
 
-  report_busy = 1;
   exception_context = context;
   sprintf(message, "%s (%x)", name, code);
   strcpy(second_message, message);
@@ -223,10 +253,7 @@ extern "C" TARN_MACHINERY std::int32_t __system_exception_handler(
     compose_error_message(*context, message);
     strcpy(second_message, message);
   }
-  if (code == platform::kExceptionAccessViolation && exception->record->parameter_count >= 2 &&
-      visit_regions(exception->record->parameters[1]) == Region::kGrown) {
-    return leave(kTrapResume);
-  }
+  if (is_access) name_region(page_of_fault(*exception->record));
   if (code == kInvalidOperation) {
     if (is_script_engine_conversion(context->Rip)) {
       context->Rip += sizeof kConvertToEcx;
@@ -238,18 +265,18 @@ extern "C" TARN_MACHINERY std::int32_t __system_exception_handler(
       }
     }
   }
-  walk_back(*exception);
   if (kill_dialogbox) {
     print_line(message);
     platform::ExitProcess(kStatusFailed);
   }
+  compose_title();
+  reported = *exception;
+  walk_back(reported);
   traceback_text = traceback;
-  static char title[sizeof kHeading + kPathSize];
-  compose_title(title);
   sprintf(message, "%llx", context->Rip);
-  show_report(title, message, traceback);
+  const bool seen = show_report(title, message, traceback);
   paneview::__close_all_windows();
-  platform::ExitProcess(0);
+  platform::ExitProcess(seen ? 0 : kStatusFailed);
 }
 
 TARN_MACHINERY std::int32_t match_instruction(const instruction_head* pattern,

@@ -114,10 +114,11 @@ platform::AMD_CONTEXT* exception_context;
 const char* exception_name;
 const char* traceback_text;
 std::int32_t parallel_report;
+std::int32_t report_shown;
 void* report_edit_control;
 void* report_owner_window;
 
-TARN_MACHINERY void show_report(const char* title, const char* address, char* traceback) {
+TARN_MACHINERY bool show_report(const char* title, const char* address, char* traceback) {
   using paneview::__winio;
   __winio("%ex%ca@%bg&", title, kTitleColour);
   __winio("%ac[Ctrl+C]&", "COPY");
@@ -138,7 +139,7 @@ TARN_MACHINERY void show_report(const char* title, const char* address, char* tr
           &report_edit_control, &start_window, report_owner_window);
   __winio("\n\n%cn%?^8bt[WRITE][Write all details of exception to file]     &", &write_exception);
   __winio("%?^8bt[DETAILS][Register contents]     %^8bt[QUIT]&", &details_box, &process_quit);
-  __winio("");
+  return __winio("") != paneview::kNobodyAnswered;
 }
 
 TARN_MACHINERY std::int32_t write_exception() {
@@ -174,6 +175,7 @@ TARN_MACHINERY std::int32_t process_quit() {
 }
 
 TARN_MACHINERY std::int32_t start_window() {
+  report_shown = 1;
   if (report_edit_control) platform::SendMessageA(report_edit_control, kSetSelection, 7, 5);
   return 1;
 }

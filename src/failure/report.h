@@ -27,8 +27,12 @@ extern void* report_edit_control;
 // Stays null: the report has no owner.
 extern void* report_owner_window;
 
+// Set once the dialog, or its text, is before the user.
+extern std::int32_t report_shown;
+
 // Shows the dialog until the user quits. `traceback` has kTracebackSize bytes.
-void show_report(const char* title, const char* address, char* traceback);
+// Result: false if nobody was there to see it, or it could not be written.
+bool show_report(const char* title, const char* address, char* traceback);
 
 // ---- The dialog's callbacks: result 0 closes it ------------------------------
 

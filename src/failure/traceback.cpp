@@ -19,6 +19,7 @@ constexpr std::uint32_t kSymbolRecordSize = 0x420;
 constexpr std::uint32_t kSymbolNameSize = 0x400;
 
 char last_module[kModuleNameSize] = "-";
+bool without_heap;
 
 // ---- Images -------------------------------------------------------------------
 
@@ -196,6 +197,10 @@ bool pass_library_frame(const ImageOfFrame& image, RoutinePlace* routine,
                         platform::AMD_CONTEXT* context, char* text) {
   bool named = image.has_table && find_routine(image.base, context->Rip, routine);
   if (!image.is_pe || unwind_by_image_data(image.base, context) != UnwindStep::kStepped) {
+    if (image.is_pe && without_heap) {
+      context->Rip = 0;  // the walk ends
+      return false;
+    }
     static RoutinePlace by_walker;
     const bool walker_names = step_by_walker(current_process_handle, context, false, &by_walker);
     if (!named && walker_names) *routine = by_walker;
@@ -222,6 +227,11 @@ bool step_to_caller(const ImageOfFrame& image, const RoutinePlace& routine,
 
 std::int32_t hide_library_frames;
 
+void begin_traceback_without_heap() {
+  without_heap = true;
+  strcpy(last_module, "-");
+}
+
 TARN_MACHINERY std::int32_t trace_back_once(platform::Handle, char* text,
                                             platform::AMD_CONTEXT* context) {
   static ImageOfFrame image;  // large, and the report has one thread
@@ -239,6 +249,10 @@ TARN_MACHINERY std::int32_t trace_back_once(platform::Handle, char* text,
     }
     if (image.is_library) {
       if (pass_library_frame(image, &routine, context, text)) return 1;
+      continue;
+    }
+    if (!image.has_table && image.is_pe && without_heap) {
+      if (unwind_by_image_data(image.base, context) != UnwindStep::kStepped) return 0;
       continue;
     }
     if (!image.has_table) {

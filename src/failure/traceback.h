@@ -33,6 +33,10 @@ inline constexpr int kUnnamedFrames = 64;
 // first frame outside them.
 extern std::int32_t hide_library_frames;
 
+// The steps from here on are those of a new walk, and on Windows they use no
+// heap: frames of other code are passed without a name.
+void begin_traceback_without_heap();
+
 // Describes the frame of `context` behind `text`, and makes `context` that of
 // the caller: its Rip and Rsp. 1: there may be more; 0: the walk is over.
 TARNAPI std::int32_t trace_back_once(platform::Handle process, char* text,

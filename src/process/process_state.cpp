@@ -2,7 +2,7 @@
 
 namespace tarn {
 
-std::uint32_t page_size;
+std::uint32_t page_size = 4096;
 std::int32_t kill_dialogbox;
 std::int32_t no_traceback;
 

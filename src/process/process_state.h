@@ -46,7 +46,7 @@ inline void set_errno(std::int32_t value) {
 // ---- What start-up finds out ----------------------------------------------
 // Written on the first thread, before main.
 
-// Size of a page in bytes; 0 before the library is up.
+// Size of a page in bytes; until the system has been asked, the processor's smallest.
 extern std::uint32_t page_size;
 
 // The switches of the environment variable TARNENVAR, 0 or 1. Its words are

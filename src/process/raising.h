@@ -56,6 +56,11 @@ extern "C" {
   __builtin_unreachable();
 }
 
+// Raises `number`, and returns if a trap routine goes on behind the trap.
+[[gnu::always_inline]] inline void raise_resumable(std::int64_t number) {
+  asm volatile("int $9" : : "a"(number) : "memory");
+}
+
 // `result`, whatever the others are: what a scan that assigned nothing gives.
 TARNAPI std::int32_t check_exception(std::int32_t first, std::int32_t result, std::int32_t third);
 

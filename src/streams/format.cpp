@@ -317,10 +317,14 @@ struct Arguments {
   std::int32_t budget;
 };
 
+// Then no more is taken: the engine ends with -1 once the error has been raised.
+inline bool spent(const Arguments& arguments) { return arguments.budget < 0; }
+
 inline Slot take(Arguments& arguments, std::int32_t cost) {
   arguments.budget -= cost;
-  if (arguments.budget < 0) FAIL_at(&kErrorFormatArguments);
-  return *arguments.next++;
+  if (!spent(arguments)) return *arguments.next++;
+  raise_resumable(kErrorFormatArguments);
+  return 0;
 }
 
 inline std::int32_t take_int(Arguments& arguments) {
@@ -449,6 +453,7 @@ inline std::uint64_t take_unsigned(const Directive& directive, Arguments& argume
 
 void store_count(const Output& out, const Directive& directive, Arguments& arguments) {
   const Slot where = take(arguments, kNarrowCost);
+  if (spent(arguments)) return;
   const std::int64_t count = length_of(out);
   if (directive.short_flag) {
     *reinterpret_cast<std::int16_t*>(where) = static_cast<std::int16_t>(count);
@@ -480,6 +485,7 @@ inline void convert(Output& out, Directive& directive, Arguments& arguments) {
     }
     case 's': {
       const char* const text = reinterpret_cast<const char*>(take(arguments, kNarrowCost));
+      if (spent(arguments)) break;
       put_text(out, directive, text, text_length(text, directive.precision));
       break;
     }
@@ -501,7 +507,8 @@ inline void convert(Output& out, Directive& directive, Arguments& arguments) {
   }
 }
 
-// The text of the format, without a NUL. Result: its length.
+// The text of the format, without a NUL. Result: its length, or -1 if a trap
+// routine went on behind the raise of 291.
 TARNAPI std::int32_t run(Output& out, const char* format, const Slot* slots) {
   Arguments arguments = {slots, kArgumentBudget};
   for (;;) {
@@ -511,7 +518,8 @@ TARNAPI std::int32_t run(Output& out, const char* format, const Slot* slots) {
     if (!*format) break;
     Directive directive;
     format = read_directive(format + 1, directive, arguments);
-    convert(out, directive, arguments);
+    if (!spent(arguments)) convert(out, directive, arguments);
+    if (spent(arguments)) return -1;
   }
   return static_cast<std::int32_t>(length_of(out));
 }

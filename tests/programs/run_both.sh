@@ -22,7 +22,8 @@ fail() {
   failures=$((failures + 1))
 }
 
-# case.sed rewrites what may differ from build to build, such as addresses.
+# case.sed rewrites what may differ from build to build, such as addresses, in
+# both outputs.
 rewrite() {
   if [ -f "$case.sed" ]; then sed -f "$case.sed" "$1"; else cat "$1"; fi
 }
@@ -43,7 +44,7 @@ run() {
     fail "$target" "standard output differs from $(basename "$case").expected"
     diff <(with_crlf "$case.expected") <(rewrite "$folder/$target.out") | cat -A | head -40
   fi
-  if [ -f "$case.stderr" ] && ! diff "$case.stderr" <(tr -d '\r' <"$folder/$target.err"); then
+  if [ -f "$case.stderr" ] && ! diff "$case.stderr" <(rewrite "$folder/$target.err" | tr -d '\r'); then
     fail "$target" "standard error differs from $(basename "$case").stderr"
   fi
   [ "$failures" = 0 ] || { echo "standard error:"; head -20 "$folder/$target.err"; }

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "failure/exception_table.h"
 #include "streams/float_text.h"
 #include "tests/support/raised.h"
 
@@ -239,6 +240,20 @@ TEST(Format, InvalidValuesAndTooManyArgumentsAreRaised) {
   many += "%d";
   EXPECT_EQ(raised_by([&] { tarn::vsprintf(buffer.data(), many.c_str(), slots.data()); }).number,
             291);
+  // A trap routine that goes on behind the raise gets the failure from the engine.
+  tarn::test::initialise();
+  const std::int32_t access = 0;
+  const tarn::TrapRoutine before = tarn::TRAP_EXCEPTION_at(
+      &access,
+      [](tarn::platform::AMD_CONTEXT* context, tarn::platform::ExceptionRecord*, std::int32_t)
+          TARNAPI -> std::int32_t {
+            context->Rip += 2;
+            return tarn::kTrapResume;
+          });
+  EXPECT_EQ(tarn::vsprintf(buffer.data(), many.c_str(), slots.data()), -1);
+  many.replace(many.size() - 2, 2, "%s");
+  EXPECT_EQ(tarn::vsprintf(buffer.data(), many.c_str(), slots.data()), -1);
+  tarn::TRAP_EXCEPTION_at(&access, before);
 }
 
 TEST(Format, CountStoresWhatWasWrittenSoFar) {

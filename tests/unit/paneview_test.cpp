@@ -772,7 +772,7 @@ std::int32_t order;
 TARNAPI std::int32_t first() { return order = 1; }
 TARNAPI std::int32_t inner_last() { return order = order * 10 + 2, 0; }
 TARNAPI std::int32_t outer_last() {
-  EXPECT_EQ(__winio("inner\n%^bt[OK]", &inner_last), 1);
+  EXPECT_EQ(__winio("inner\n%^bt[OK]", &inner_last), kNobodyAnswered);
   order = order * 10 + 3;
   return 0;
 }
@@ -788,7 +788,7 @@ TEST(Winio, PrintsItsTextAndRunsTheLastButton) {
     button = __winio("\n%bt[One]%^bt[Two]", &outer_last);
   });
   EXPECT_EQ(text, "Title\nouter text\nbox\ninner\n");
-  EXPECT_EQ(button, 2);
+  EXPECT_EQ(button, kNobodyAnswered);
   EXPECT_EQ(order, 123);
   EXPECT_EQ(control, nullptr);
 
@@ -796,7 +796,7 @@ TEST(Winio, PrintsItsTextAndRunsTheLastButton) {
   EXPECT_EQ(output_of([] {
               __winio("dropped&");
               __close_all_windows();
-              EXPECT_EQ(__winio("kept"), 0);
+              EXPECT_EQ(__winio("kept"), kNobodyAnswered);
             }),
             "kept\n");
 

@@ -26,6 +26,17 @@ void* GetProcAddress(Module module, const char* name) {
 }
 
 std::uint32_t GetModuleFileNameA(Module module, char* buffer, std::uint32_t size) {
+  constexpr DWORD kLongestPathOnStack = 1024;
+  // By way of the wide form, which takes nothing of the heap: the caller may be
+  // the report of a heap that the program has hurt.
+  WCHAR path[kLongestPathOnStack];
+  const DWORD length =
+      ::GetModuleFileNameW(static_cast<HMODULE>(module), path, kLongestPathOnStack);
+  const int bytes = length == 0 || length == kLongestPathOnStack
+                        ? 0
+                        : ::WideCharToMultiByte(CP_ACP, 0, path, static_cast<int>(length) + 1,
+                                                buffer, static_cast<int>(size), nullptr, nullptr);
+  if (bytes > 0) return static_cast<std::uint32_t>(bytes - 1);
   return ::GetModuleFileNameA(static_cast<HMODULE>(module), buffer, size);
 }
 

@@ -61,9 +61,11 @@ check_frame() {
 run_case() {
   local target=$1 runner=$2 name=$3 wanted=$4
   local report="$folder/$name.$target"
-  timeout 120 "$runner" "$image" "$name" </dev/null 2>"$report.err" | tr -d '\r' >"$report.raw"
+  timeout 120 "$runner" "$image" "$name" </dev/null 2>&1 | tr -d '\r' >"$report.raw"
   local status=${PIPESTATUS[0]}
-  [ "$status" = 0 ] || fail "$name on $target: exit status $status"
+  [ "$status" = 1 ] || fail "$name on $target: exit status $status"
+  [ -z "$(sed -n 2p "$report.raw")" ] || fail "$name on $target: the report has no line of its own"
+  sed -i 2d "$report.raw"
   if [[ $wanted == *LIBRARY ]]; then
     sed -i '3s/at address [0-9a-f]*$/at address LIBRARY/' "$report.raw"
   fi

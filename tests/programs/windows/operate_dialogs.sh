@@ -238,7 +238,7 @@ unset DISPLAY
 timeout 60 env WINEPREFIX="$WINEPREFIX" "$wine" ./report_dialog.exe report \
   >"$out" 2>/dev/null </dev/null || fail "status $?"
 DISPLAY=$display
-said 'closed by button 3' || fail "the last button didn't close it"
+said 'closed by button -1' || fail "somebody answered"
 out=no_window.out
 {
   printf 'window 100 text\nat 10\n'
