@@ -12,9 +12,10 @@ extern "C" {
 /* ---- The heap ------------------------------------------------------------
  * Null when there is no storage; nothing is reported. Blocks are aligned to 16
  * bytes, a size of 0 gives a block too. Blocks of the whole family, with those
- * of <tarn/storage.h>, are interchangeable. A pointer is not checked: one that
- * did not come from here, or was given back before, is not detected. Any
- * thread. */
+ * of <tarn/storage.h>, are interchangeable. Giving back what is no block, or no
+ * longer one, raises 377, or 375 for the inside of a block: on Linux always, on
+ * Windows where its heap notices. realloc to size 0 returns such a pointer
+ * instead. Any thread. */
 void* malloc(size_t size);
 void free(void* block); /* null: nothing happens */
 /* Zeroed. A product beyond 64 bits is not detected. */

@@ -54,6 +54,12 @@ enum tarn_error {
   TARN_ERROR_REGION_PHYSICAL_MEMORY = 367,
   /* MERLE optimised code needs AVX CPU capability */
   TARN_ERROR_NEEDS_AVX = 368,
+  /* Attempt to free part of a storage block */
+  TARN_ERROR_PART_FREED = 375,
+  /* Attempt to delete unallocated storage */
+  TARN_ERROR_UNALLOCATED_DELETED = 376,
+  /* Attempt to free unallocated storage */
+  TARN_ERROR_UNALLOCATED_FREED = 377,
   /* ALLOCATE was unable to obtain sufficient storage */
   TARN_ERROR_ALLOCATE_STORAGE = 408,
   /* ALLOCATABLE object has already been ALLOCATEd */

@@ -10,7 +10,7 @@ extern "C" {
 
 /* ---- The heap ------------------------------------------------------------
  * Any thread. These blocks and those of malloc are interchangeable: free and
- * UnlockStorage give back either. */
+ * UnlockStorage give back either, and raise the same errors for what is none. */
 
 void* LockStorage(unsigned long long size);
 void* LockStorageChar(unsigned long long size);

@@ -393,9 +393,9 @@ constexpr const char* kTexts[] = {
     /* 372 */ "Attempt to start Windows program outside Windows",
     /* 373 */ "No characters read by scanf",
     /* 374 */ "This operation requires a Pentium-class processor",
-    /* 375 */ "Attempt to free part of a storage block",
-    /* 376 */ "Attempt to delete unallocated storage",
-    /* 377 */ "Attempt to free unallocated storage",
+    /* 375 */ "Attempt to free part of a storage block",  // free, realloc, UnlockStorage
+    /* 376 */ "Attempt to delete unallocated storage",  // operator delete
+    /* 377 */ "Attempt to free unallocated storage",  // free, realloc, UnlockStorage
     /* 378 */ "Coprocessor stack is not empty (CHECKSTACK@)",
     /* 379 */ "Attempting to close a standard stream is illegal",
     /* 380 */ "Zero or negative array size not permitted",

@@ -61,10 +61,15 @@ TARNAPI std::uint32_t FormatMessageA(std::uint32_t flags, const void* source, st
 // Fixed memory, aligned to 16 bytes; flags 0, or 0x40 for zero fill. Null on
 // failure. A size of 0 gives a valid block.
 TARNAPI void* GlobalAlloc(std::uint32_t flags, std::uint64_t size);
-// Null on success.
+// Null on success. What is not a block, or no longer one, comes back with
+// kErrorInvalidHandle: on the host for certain, on Windows as far as its heap
+// notices.
 TARNAPI void* GlobalFree(void* block);
-// Usable size of the block in bytes, at least what was asked for.
+// Usable size of the block in bytes, at least what was asked for; 0 as above.
 TARNAPI std::uint64_t GlobalSize(void* block);
+// Whether the address lies within an allocated block, behind its beginning. Looks
+// through the heap: for failures alone.
+TARNAPI bool IsInsideHeapBlock(const void* address);
 
 TARNAPI Handle GetProcessHeap();
 inline constexpr std::uint32_t kHeapZeroMemory = 8;

@@ -8,6 +8,9 @@ namespace tarn {
 namespace {
 
 constexpr std::int32_t kErrorArrayLengthUnknown = 311;
+constexpr std::int32_t kErrorPartFreed = 375;
+constexpr std::int32_t kErrorUnallocatedDeleted = 376;
+constexpr std::int32_t kErrorUnallocatedFreed = 377;
 constexpr std::int32_t kErrorAllocateStorage = 408;
 constexpr std::int32_t kErrorAlreadyAllocated = 432;
 
@@ -39,12 +42,22 @@ void* refused(std::int32_t* status, std::int32_t value, std::int32_t error) {
   return nullptr;
 }
 
+// Raises if the memory service refused the block because it is none.
+[[gnu::noinline]] void give_back_refused(const void* block, std::int32_t error) {
+  if (platform::GetLastError() != platform::kErrorInvalidHandle) return;
+  __RuntimeError(platform::IsInsideHeapBlock(block) ? kErrorPartFreed : error);
+}
+
+void give_back(void* block, std::int32_t error) {
+  if (platform::GlobalFree(block)) give_back_refused(block, error);
+}
+
 }  // namespace
 
 void* malloc(std::uint64_t size) { return platform::GlobalAlloc(0, size); }
 
 void free(void* block) {
-  if (block) platform::GlobalFree(block);
+  if (block) give_back(block, kErrorUnallocatedFreed);
 }
 
 void* calloc(std::uint64_t count, std::uint64_t size) {
@@ -89,7 +102,9 @@ void* operator_new(std::uint64_t size) {
   return block;
 }
 
-void operator_delete(void* block) { free(block); }
+void operator_delete(void* block) {
+  if (block) give_back(block, kErrorUnallocatedDeleted);
+}
 
 NewHandler set_new_handler(NewHandler handler) {
   const NewHandler previous = new_handler;
@@ -101,7 +116,7 @@ void* LockStorage(std::uint64_t size) { return malloc(size); }
 
 void* LockStorageChar(std::uint64_t size) { return malloc(size); }
 
-void UnlockStorage(void* block) { platform::GlobalFree(block); }
+void UnlockStorage(void* block) { give_back(block, kErrorUnallocatedFreed); }
 
 void* ALLOCATE$(std::int64_t size, std::int32_t* status, std::int64_t already) {
   if (already) return refused(status, kStatusAlreadyAllocated, kErrorAlreadyAllocated);

@@ -11,6 +11,20 @@ void* GlobalFree(void* block) { return ::GlobalFree(block); }
 
 std::uint64_t GlobalSize(void* block) { return ::GlobalSize(block); }
 
+bool IsInsideHeapBlock(const void* address) {
+  const HANDLE heap = ::GetProcessHeap();
+  if (!::HeapLock(heap)) return false;
+  PROCESS_HEAP_ENTRY entry = {};
+  bool inside = false;
+  while (!inside && ::HeapWalk(heap, &entry)) {
+    const auto offset =
+        reinterpret_cast<std::uintptr_t>(address) - reinterpret_cast<std::uintptr_t>(entry.lpData);
+    inside = (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0 && offset > 0 && offset < entry.cbData;
+  }
+  ::HeapUnlock(heap);
+  return inside;
+}
+
 Handle GetProcessHeap() { return ::GetProcessHeap(); }
 
 void* HeapAlloc(Handle heap, std::uint32_t flags, std::uint64_t size) {

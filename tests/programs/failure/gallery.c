@@ -109,6 +109,24 @@ static DEEP __attribute__((optimize("no-omit-frame-pointer"))) void smashed(void
   volatile char* volatile to = text;
   for (int i = 0; i < 32; ++i) to[i] = 'A';
 }
+static DEEP void double_free(void) {
+  char* block = malloc(40);
+  free(block);
+  free(block);
+}
+static DEEP void inside_free(void) { free((char*)malloc(400) + 16); }
+static DEEP void realloc_static(void) {
+  static int fixed[4];
+  sink = realloc(fixed, 200) != 0;
+}
+/* What the report needs of the heap is hurt too. */
+static DEEP void hurt_heap(void) {
+  char* blocks[20];
+  for (int i = 0; i < 20; ++i) blocks[i] = malloc(4000);
+  for (int i = 0; i < 20; ++i) free(blocks[i]);
+  for (int i = 0; i < 20; ++i) memset(blocks[i] - 16, 'A', 4016);
+  sink = *(volatile char*)8;
+}
 static DEEP void text(void) { text_error("the %s has %d legs", "spider", 8); }
 static DEEP void region_over(void) {
   char* region = setup_expanding_region("WORK SPACE", 1 << 20);
@@ -146,6 +164,10 @@ static const struct failure {
     {"missing", missing},
     {"closed_stream", closed_stream},
     {"library_fault", library_fault},
+    {"double_free", double_free},
+    {"inside_free", inside_free},
+    {"realloc_static", realloc_static},
+    {"hurt_heap", hurt_heap},
     {"text", text},
     {"pure_virtual", pure_virtual},
     {"bad_jump", bad_jump},
