@@ -2,6 +2,7 @@
 
 #include "paneview/dialog.h"
 #include "paneview/text.h"
+#include "platform/output.h"
 
 namespace paneview {
 namespace {
@@ -60,9 +61,7 @@ bool read_line(char* buffer, std::uint32_t size) {
 
 bool write_to(std::int32_t standard_handle, const char* text, std::uint32_t length) {
   std::uint32_t written = 0;
-  return platform::WriteFile(platform::GetStdHandle(standard_handle), text, length, &written,
-                             nullptr) != 0 &&
-         written == length;
+  return platform::write_output(platform::GetStdHandle(standard_handle), text, length, &written);
 }
 
 bool write_output(const char* text, std::uint32_t length) {

@@ -3,6 +3,7 @@
 #include "console/console_state.h"
 #include "console/formatted_text.h"
 #include "console/line_output.h"
+#include "platform/output.h"
 #include "storage/heap.h"
 #include "streams/format.h"
 
@@ -20,8 +21,8 @@ std::int32_t write_formatted(std::int64_t handle, const char* format, const Slot
   FormattedText formatted;
   format_text(&formatted, format, slots);
   std::uint32_t written = 0;
-  platform::WriteFile(system_handle(handle), formatted.text,
-                      static_cast<std::uint32_t>(formatted.length), &written, nullptr);
+  platform::write_output(system_handle(handle), formatted.text,
+                         static_cast<std::uint32_t>(formatted.length), &written);
   release_text(&formatted);
   return static_cast<std::int32_t>(written);
 }

@@ -3,6 +3,7 @@
 #include <emmintrin.h>
 
 #include "console/console_state.h"
+#include "platform/output.h"
 
 namespace tarn {
 namespace {
@@ -46,8 +47,8 @@ std::int32_t stage_redirected(std::int32_t held, const char* text, std::int32_t 
 void write_redirected(std::int32_t held) {
   if (held == 0) return;
   std::uint32_t written;
-  platform::WriteFile(system_handle(console.output_handle), console.redirect_stage,
-                      static_cast<std::uint32_t>(held), &written, nullptr);
+  platform::write_output(system_handle(console.output_handle), console.redirect_stage,
+                         static_cast<std::uint32_t>(held), &written);
 }
 
 }  // namespace tarn

@@ -1,6 +1,6 @@
 #include "console/text_writers.h"
 
-#include "platform/platform.h"
+#include "platform/output.h"
 #include "process/process_state.h"
 #include "strings/c_string.h"
 
@@ -53,9 +53,8 @@ std::int32_t write(std::int32_t stream, const void* text, std::int32_t length) {
   if (length <= 0) return 0;
   const Slot handle = runtime_cell(stream == kOutput ? kCellOutputHandle : kCellErrorHandle);
   std::uint32_t written = 0;
-  const platform::Status done =
-      platform::WriteFile(reinterpret_cast<platform::Handle>(handle), text,
-                          static_cast<std::uint32_t>(length), &written, nullptr);
+  const bool done = platform::write_output(reinterpret_cast<platform::Handle>(handle), text,
+                                           static_cast<std::uint32_t>(length), &written);
   return done ? static_cast<std::int32_t>(written) : -1;
 }
 

@@ -36,6 +36,7 @@ inline constexpr std::uint32_t kErrorNoMoreFiles = 18;
 inline constexpr std::uint32_t kErrorSharingViolation = 32;
 inline constexpr std::uint32_t kErrorFileExists = 80;
 inline constexpr std::uint32_t kErrorInvalidParameter = 87;
+inline constexpr std::uint32_t kErrorBrokenPipe = 109;
 inline constexpr std::uint32_t kErrorDiskFull = 112;
 inline constexpr std::uint32_t kErrorInsufficientBuffer = 122;
 inline constexpr std::uint32_t kErrorModuleNotFound = 126;
@@ -43,6 +44,8 @@ inline constexpr std::uint32_t kErrorProcedureNotFound = 127;
 inline constexpr std::uint32_t kErrorAlreadyExists = 183;
 inline constexpr std::uint32_t kErrorBadExeFormat = 193;
 inline constexpr std::uint32_t kErrorEnvironmentVariableNotFound = 203;
+inline constexpr std::uint32_t kErrorNoData = 232;  // a pipe whose reader is gone
+inline constexpr std::uint32_t kErrorPipeNotConnected = 233;
 inline constexpr std::uint32_t kErrorMoreData = 234;
 inline constexpr std::uint32_t kErrorNoAccess = 998;
 

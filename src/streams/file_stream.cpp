@@ -1,5 +1,6 @@
 #include "streams/file_stream.h"
 
+#include "platform/output.h"
 #include "process/raising.h"
 #include "storage/heap.h"
 #include "streams/digits.h"
@@ -70,9 +71,7 @@ TARNAPI void discard(FILE* stream) {
 // One block out. Result: whether all of it arrived.
 TARNAPI bool write_block(FILE* stream, const char* block, std::uint32_t size) {
   std::uint32_t written = 0;
-  if (platform::WriteFile(stream->handle, block, size, &written, nullptr) && written >= size) {
-    return true;
-  }
+  if (platform::write_output(stream->handle, block, size, &written)) return true;
   set(stream, kFileError);
   set_errno(kWriteFailed);
   return false;
@@ -255,7 +254,7 @@ std::uint64_t fwrite(const void* buffer, std::uint64_t size, std::uint64_t count
 }
 
 std::int32_t fputs(const char* text, FILE* stream) {
-  if (fwrite(text, 1, strlen(text), stream) == 0 || ferror(stream)) return -1;
+  if (fwrite(text, 1, strlen(text), stream) == 0 || (stream->flags & kFileError)) return -1;
   return 0;
 }
 
@@ -326,6 +325,7 @@ char* gets(char* buffer) {
 
 std::int32_t ferror(FILE* stream) {
   check(stream);
+  platform::heed_writes();
   return (stream->flags & kFileError) != 0;
 }
 
@@ -336,6 +336,7 @@ std::int32_t feof(FILE* stream) {
 
 void clearerr(FILE* stream) {
   check(stream);
+  platform::heed_writes();
   clear(stream, kFileError | kFileEndOfFile);
 }
 

@@ -1,0 +1,41 @@
+// What the library and its sibling write for a program, and when such a program
+// ends because nobody reads it any more.
+//
+// A write into a pipe without a reader fails, and the caller is told as of any
+// failure. A program that looks at results has then all it needs. Many filters
+// look at none, and would write for ever (`yes | head -1`), where their users
+// expect them to end. So a process ends, without a word and with the status that a
+// shell shows for a filter, when kUnheededWrites writes in a row have failed in
+// this way and nothing asked for the state of a stream in between.
+#pragma once
+
+#include "platform/platform.h"
+
+namespace tarn::platform {
+
+inline constexpr std::uint32_t kUnheededWrites = 100;
+inline constexpr std::uint32_t kFilterStatus = 141;  // 128 and the number of SIGPIPE
+
+inline std::uint32_t unheeded_writes;  // each of the two libraries counts its own
+
+// The program asked whether its writes failed.
+inline void heed_writes() { __atomic_store_n(&unheeded_writes, 0, __ATOMIC_RELAXED); }
+
+// WriteFile for a program's output. True if all of it was written.
+inline bool write_output(Handle file, const void* bytes, std::uint32_t size,
+                         std::uint32_t* written) {
+  *written = 0;
+  if (WriteFile(file, bytes, size, written, nullptr)) {
+    if (__atomic_load_n(&unheeded_writes, __ATOMIC_RELAXED) != 0) heed_writes();
+    return *written >= size;
+  }
+  const std::uint32_t code = GetLastError();
+  const bool no_reader =
+      code == kErrorBrokenPipe || code == kErrorNoData || code == kErrorPipeNotConnected;
+  if (no_reader && __atomic_add_fetch(&unheeded_writes, 1, __ATOMIC_RELAXED) >= kUnheededWrites) {
+    ExitProcess(kFilterStatus);
+  }
+  return false;
+}
+
+}  // namespace tarn::platform
