@@ -44,12 +44,12 @@ const char* token_end(const char* start) {
   return p;
 }
 
-// A token as a text of its own, cut where its place ends.
-template <std::uint64_t size>
-void copy_token(char (&to)[size], const char* from, std::uint64_t length) {
-  if (length > size - 1) length = size - 1;
-  copy_bytes(to, from, length);
-  to[length] = '\0';
+char* copy_text(const char* from, std::uint64_t length) {
+  auto* const text = static_cast<char*>(malloc(length + 1));
+  if (!text) return nullptr;
+  copy_bytes(text, from, length);
+  text[length] = '\0';
+  return text;
 }
 
 char* first_argument(const char* start, std::uint64_t length) {
@@ -57,15 +57,22 @@ char* first_argument(const char* start, std::uint64_t length) {
     ++start;
     length = length >= 2 ? length - 2 : 0;
   }
-  char name[kMaxProgramLength + 1];
-  copy_token(name, start, length);
-  return program_path(name);
+  char* const name = copy_text(start, length);
+  if (!name) return nullptr;
+  char* const path = program_path(name);
+  free(name);
+  return path;
 }
 
-char* further_argument(const char* start, std::uint64_t length) {
-  char text[kMaxArgumentLength + 1];
-  copy_token(text, start, length);
-  return strdup(text);
+const char* skip_blanks(const char* p) {
+  while (*p == ' ' || *p == '\t') ++p;
+  return p;
+}
+
+std::int32_t count_tokens(const char* line) {
+  std::int32_t count = 0;
+  for (const char* p = skip_blanks(line); *p; p = skip_blanks(token_end(p))) ++count;
+  return count;
 }
 
 }  // namespace
@@ -73,25 +80,21 @@ char* further_argument(const char* start, std::uint64_t length) {
 extern "C" {
 
 char** tarn_split_command_line(const char* command_line, std::int32_t* count) {
-  char* arguments[kMaxArguments + 1];
-  std::int32_t n = 0;
+  const std::int32_t wanted = count_tokens(command_line);
   *count = 0;
+  auto** const argv =
+      static_cast<char**>(malloc((static_cast<std::uint64_t>(wanted) + 1) * sizeof(char*)));
+  if (!argv) return nullptr;
   const char* p = command_line;
-  while (n < kMaxArguments) {
-    while (*p == ' ' || *p == '\t') ++p;
-    if (!*p) break;
+  for (std::int32_t i = 0; i < wanted; ++i) {
+    p = skip_blanks(p);
     const char* const end = token_end(p);
     const auto length = static_cast<std::uint64_t>(end - p);
-    arguments[n] = n == 0 ? first_argument(p, length) : further_argument(p, length);
-    ++n;
+    argv[i] = i == 0 ? first_argument(p, length) : copy_text(p, length);
     p = end;
   }
-  arguments[n] = nullptr;
-  auto** const argv =
-      static_cast<char**>(malloc((static_cast<std::uint64_t>(n) + 1) * sizeof(char*)));
-  if (!argv) return nullptr;
-  for (std::int32_t i = 0; i <= n; ++i) argv[i] = arguments[i];
-  *count = n;
+  argv[wanted] = nullptr;
+  *count = wanted;
   return argv;
 }
 

@@ -7,18 +7,12 @@
 // replaced by the full path found by searching, or by the main image's own path
 // if nothing is found.
 //
-// Limits: at most 263 arguments, the program's name included; 263 characters
-// an argument, 315 the program's name. What lies beyond a limit is dropped:
-// an argument is cut, further arguments are left out.
+// There is no limit but the system's own: every argument is passed whole.
 #pragma once
 
 #include "platform/abi.h"
 
 namespace tarn {
-
-inline constexpr int kMaxArguments = 263;
-inline constexpr std::uint64_t kMaxArgumentLength = 263;
-inline constexpr std::uint64_t kMaxProgramLength = 315;
 
 extern "C" {
 // Assembly: rcx = argc, rdx = argv, a heap array of argc + 1 pointers to heap
