@@ -79,10 +79,11 @@ void* bsearch(const void* key, const void* base, size_t count, size_t size,
  * call, by any thread. */
 char* getenv(const char* name);
 
-/* Runs the command by the command processor ("cmd /c" on Windows, on Linux the
- * shell that SHELL names, or /bin/sh) and waits. Its exit code (on Linux 0 to
- * 255, but all 32 bits of a program image that is the whole command), or -1 if the command has more than 1,015 bytes or nothing could be
- * started. A null or empty command runs the command processor alone. */
+/* Runs the command by the command processor ("cmd /c" on Windows, /bin/sh on
+ * Linux) and waits. Its exit code (on Linux 0 to 255, but all 32 bits of a
+ * program image that is the whole command), or -1 if the command has more than
+ * 1,015 bytes or nothing could be started. A null or empty command runs the
+ * command processor alone. */
 int system(const char* command);
 
 /* Ends the process with `status`, at once. There are no exit routines; streams

@@ -2,9 +2,9 @@
 // the arguments as they are given: nothing is quoted. A child has the standard
 // handles, the environment and the current folder of this process.
 //
-// "cmd /c TEXT" is the command processor on Windows; on the host the shell that
-// the variable SHELL names, or /bin/sh, runs TEXT. There an exit code has 8
-// bits, 0 to 255, and a program that a signal ended has 128 plus its number.
+// "cmd /c TEXT" is the command processor on Windows; on the host /bin/sh
+// runs TEXT. There an exit code has 8 bits, 0 to 255, and a program that a signal
+// ended has 128 plus its number.
 //
 // Errors: -1, and nothing is started, for a program that cannot be started.
 // Threads: any. A wait blocks the calling thread.

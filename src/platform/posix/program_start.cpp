@@ -15,7 +15,7 @@ namespace tarn::platform {
 namespace {
 
 constexpr char kBlanks[] = " \t";
-constexpr char kDefaultShell[] = "/bin/sh";
+constexpr char kShell[] = "/bin/sh";
 constexpr char kExtension[] = ".exe";
 constexpr std::size_t kMostPathText = 10 * kPathSize;  // two, of quotes that take four bytes each
 constexpr std::size_t kMostAdded = 4;  // arguments that this file adds itself, null included
@@ -51,7 +51,7 @@ bool find_in_folder(const char* name, char (&found)[kPathSize]) {
 
 bool find_by_name(const char* name, char (&found)[kPathSize]) {
   char host[kPathSize];
-  if (!to_host_path(name, host)) return false;
+  if (!translate_path(name, host)) return false;
   return find_to_start(host, &can_start, found) || fail(kErrorFileNotFound) != 0;
 }
 
@@ -162,11 +162,6 @@ bool put_shell_command(char* to, const char* text) {
   return image;
 }
 
-const char* shell() {
-  const char* const users = getenv("SHELL");
-  return users && access(users, X_OK) == 0 ? users : kDefaultShell;
-}
-
 // Refuses what the runner would refuse, before anything is started.
 bool is_finished_program(const char* host_path) {
   FileBytes file;
@@ -225,7 +220,7 @@ bool read_command(const char* command_line, HostCommand* command) {
   Name name{};
   bool image = false;
   if (text) {
-    snprintf(command->path, sizeof command->path, "%s", shell());
+    snprintf(command->path, sizeof command->path, "%s", kShell);
   } else {
     if (!find_named(line, &name, command->path)) return false;
     image = is_image(command->path);

@@ -1,5 +1,5 @@
 // What the host executes for a command line that names a program: a host
-// program or script with arguments of its own, the user's shell for
+// program or script with arguments of its own, /bin/sh for
 // "cmd /c TEXT", or the runner of this process for a program image.
 #pragma once
 
