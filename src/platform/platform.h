@@ -215,7 +215,7 @@ inline constexpr std::uint32_t kShareRead = 1;
 inline constexpr std::uint32_t kShareWrite = 2;
 // invalid_handle() on failure. Share mode 0 holds the file for this opener
 // alone: a second opener fails with kErrorSharingViolation, in this process or
-// another. A refused open changes nothing: create-always truncates only after
+// another. On the host a reader holds it from programs of its own user alone. A refused open changes nothing: create-always truncates only after
 // the file is held.
 TARNAPI Handle CreateFileA(const char* path, std::uint32_t access, std::uint32_t share,
                            void* security, std::uint32_t creation, std::uint32_t attributes,
@@ -394,8 +394,7 @@ static_assert(sizeof(ProcessInformation) == 24);
 // of quotes and backslashes; the program may be a host program, a script that
 // the host can execute, or a finished program image, which runs under the runner
 // of this process (kErrorFileNotFound if the process has none) and sees the
-// line unchanged. "cmd /c TEXT" runs TEXT by the shell that the variable SHELL
-// names, or /bin/sh.
+// line unchanged. "cmd /c TEXT" runs TEXT by /bin/sh.
 TARNAPI Status CreateProcessA(const char* application, char* command_line,
                               const SecurityAttributes* process_security,
                               const SecurityAttributes* thread_security, Status inherit_handles,

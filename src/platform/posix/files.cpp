@@ -4,7 +4,8 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <strings.h>
+#include <stdio.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,19 +28,6 @@ constexpr std::uint32_t kFlagDeleteOnClose = 0x04000000;
 struct Request {
   bool reads, writes;
   std::uint32_t share, creation, attributes;
-};
-
-// Names of devices, whole and without case.
-enum class Side { kByAccess, kInput, kScreen };
-constexpr struct {
-  const char* name;
-  const char* host;
-  Side side;
-} kDevices[] = {
-    {"NUL", "/dev/null", Side::kByAccess},
-    {"CON", "/dev/tty", Side::kByAccess},
-    {"CONIN$", "/dev/tty", Side::kInput},
-    {"CONOUT$", "/dev/tty", Side::kScreen},
 };
 
 int open_descriptor(const char* path, int flags) {
@@ -77,27 +65,84 @@ bool creates(std::uint32_t creation) {
   return creation == kCreateNew || creation == kCreateAlways || creation == kOpenAlways;
 }
 
-// Opens the file that is there or makes it, as the creation asks; tells which.
-int open_or_create(const char* path, const Request& request, bool* existed) {
-  const bool host_writes = request.writes || truncates(request.creation);
-  const int access = !host_writes ? O_RDONLY : request.reads ? O_RDWR : O_WRONLY;
-  constexpr int kAttempts = 16;  // somebody else may make and delete it meanwhile
-  for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    *existed = true;
-    if (request.creation != kCreateNew) {
-      const int descriptor = open_descriptor(path, access);
-      if (descriptor >= 0 || errno != ENOENT || !creates(request.creation)) return descriptor;
-    }
-    *existed = false;
-    const int descriptor = open_descriptor(path, access | O_CREAT | O_EXCL);
-    if (descriptor >= 0 || errno != EEXIST || request.creation == kCreateNew) return descriptor;
+bool changes(const Request& request) { return request.writes || truncates(request.creation); }
+
+// Access to other than the data claims nothing.
+FileUse use_of(const Request& request) {
+  if (!request.reads && !changes(request)) return {};
+  return {request.reads, request.writes, (request.share & kShareRead) == 0,
+          (request.share & kShareWrite) == 0, (request.share & kShareDelete) == 0};
+}
+
+struct Opened {
+  int descriptor;  // below 0, with errno, if it failed
+  bool existed, claimed;
+};
+
+// Gives a file under a private name its own, unless there is one by that name.
+bool rename_new(const char* from, const char* to) {
+  if (link(from, to) == 0) {
+    unlink(from);
+    return true;
   }
+  return errno != EEXIST && renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0;
+}
+
+// Makes a file that is claimed when it gets its name, so that nobody can look at
+// it in between: without a name at first, or, where the file system has no such
+// files, under a private one.
+int make_claimed(const char* path, int access, const FileUse& use) {
+  char folder[kPathSize], name[kPathSize + 64];
+  const char* const slash = strrchr(path, '/');
+  const std::size_t length = slash == nullptr ? 0 : static_cast<std::size_t>(slash + 1 - path);
+  memcpy(folder, path, length);
+  strcpy(folder + length, ".");
+  int descriptor = open_descriptor(folder, access | O_TMPFILE);
+  bool named;
+  if (descriptor >= 0) {
+    snprintf(name, sizeof name, "/proc/self/fd/%d", descriptor);
+    claim_file(descriptor, use);
+    named = linkat(AT_FDCWD, name, AT_FDCWD, path, AT_SYMLINK_FOLLOW) == 0;
+  } else {
+    static unsigned count;
+    snprintf(name, sizeof name, "%.*s.new-%d-%u", static_cast<int>(length), path, getpid(),
+             __atomic_fetch_add(&count, 1, __ATOMIC_RELAXED));
+    descriptor = open_descriptor(name, access | O_CREAT | O_EXCL);
+    if (descriptor < 0) return -1;
+    claim_file(descriptor, use);
+    named = rename_new(name, path);
+    const int failure = errno;
+    if (!named) unlink(name);
+    errno = failure;
+  }
+  if (named) return descriptor;
+  const int failure = errno;
+  close(descriptor);
+  errno = failure;
   return -1;
 }
 
-FileUse use_of(const Request& request) {
-  return {request.reads, request.writes, (request.share & kShareRead) == 0,
-          (request.share & kShareWrite) == 0, (request.share & kShareDelete) == 0};
+// Opens the file that is there or makes it, as the creation asks.
+Opened open_or_create(const char* path, const Request& request) {
+  const bool host_writes = changes(request);
+  const int access = !host_writes ? O_RDONLY : request.reads ? O_RDWR : O_WRONLY;
+  constexpr int kAttempts = 16;  // somebody else may make and delete it meanwhile
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    if (request.creation != kCreateNew) {
+      const int descriptor = open_descriptor(path, access);
+      if (descriptor >= 0 || errno != ENOENT || !creates(request.creation)) {
+        return {descriptor, true, false};
+      }
+    }
+    int descriptor = make_claimed(path, host_writes ? access : O_RDWR, use_of(request));
+    if (descriptor >= 0) return {descriptor, false, true};
+    // A file system may have none of the ways.
+    if (errno != EEXIST) descriptor = open_descriptor(path, access | O_CREAT | O_EXCL);
+    if (descriptor >= 0 || errno != EEXIST || request.creation == kCreateNew) {
+      return {descriptor, false, false};
+    }
+  }
+  return {-1, false, false};
 }
 
 // With the file held, what creation still has to do; 0 or a Windows code.
@@ -115,8 +160,7 @@ std::uint32_t settle(int descriptor, const Request& request, bool existed) {
 }
 
 Handle open_path(const char* path, const Request& request) {
-  bool existed;
-  const int descriptor = open_or_create(path, request, &existed);
+  const auto [descriptor, existed, claimed] = open_or_create(path, request);
   if (descriptor < 0) {
     if (errno == EEXIST) return refuse(kErrorFileExists);
     fail_on_path(path);
@@ -129,11 +173,10 @@ Handle open_path(const char* path, const Request& request) {
     return keep(descriptor, request, isatty(descriptor) == 1 && !request.reads);
   }
   // A user whom permissions don't bind is bound by the attribute all the same.
-  const bool changes = request.writes || truncates(request.creation);
-  if (existed && changes && (attributes_of(facts.st_mode) & kAttributeReadOnly) != 0) {
+  if (existed && changes(request) && (attributes_of(facts.st_mode) & kAttributeReadOnly) != 0) {
     return close_and_refuse(descriptor, kErrorAccessDenied);
   }
-  if ((request.reads || changes) && !claim_file(descriptor, use_of(request))) {
+  if (!claimed && !claim_file(descriptor, use_of(request))) {
     return close_and_refuse(descriptor, kErrorSharingViolation);
   }
   // Deleted since it was opened: Windows calls that a pending deletion.
@@ -150,26 +193,21 @@ Handle open_path(const char* path, const Request& request) {
   return handle;
 }
 
+Handle open_device(const Device& device, const Request& request) {
+  const int descriptor = device.host != nullptr ? open_descriptor(device.host, O_RDWR) : -1;
+  if (descriptor < 0)
+    return refuse(device.host != nullptr ? windows_code(errno) : kErrorFileNotFound);
+  return keep(descriptor, request,
+              device.side == DeviceSide::kScreen ||
+                  (device.side == DeviceSide::kByAccess && request.writes && !request.reads));
+}
+
 // ---- Transfer ---------------------------------------------------------------
 
 // A descriptor that came with the flag for non-blocking calls is waited for.
 bool wait_for(int descriptor, short events) {
   pollfd wanted{descriptor, events, 0};
   return poll(&wanted, 1, -1) >= 0 || errno == EINTR;
-}
-
-// The broken pipe's signal would end the process. A handler that does nothing,
-// unlike an ignored signal, is not inherited by the programs it starts.
-void survive_broken_pipes() {
-  static bool done;
-  if (__atomic_exchange_n(&done, true, __ATOMIC_RELAXED)) return;
-  struct sigaction present;
-  if (sigaction(SIGPIPE, nullptr, &present) != 0 || present.sa_handler != SIG_DFL) return;
-  struct sigaction nothing {};
-  nothing.sa_handler = [](int) {};
-  nothing.sa_flags = SA_RESTART;
-  sigemptyset(&nothing.sa_mask);
-  sigaction(SIGPIPE, &nothing, nullptr);
 }
 
 // The object behind the handle, if the call is one that this back end serves.
@@ -193,6 +231,23 @@ Status fail_transfer() { return fail(errno == EBADF ? kErrorAccessDenied : windo
 
 }  // namespace
 
+// A handler that does nothing, unlike an ignored signal, is not inherited by the
+// programs it starts.
+void survive_refused_writes() {
+  static bool done;
+  if (__atomic_exchange_n(&done, true, __ATOMIC_RELAXED)) return;
+  constexpr int kOfRefusedWrites[] = {SIGPIPE, SIGXFSZ};
+  for (const int number : kOfRefusedWrites) {
+    struct sigaction present;
+    if (sigaction(number, nullptr, &present) != 0 || present.sa_handler != SIG_DFL) continue;
+    struct sigaction nothing {};
+    nothing.sa_handler = [](int) {};
+    nothing.sa_flags = SA_RESTART;
+    sigemptyset(&nothing.sa_mask);
+    sigaction(number, &nothing, nullptr);
+  }
+}
+
 // Access rights other than to the data open the file without a claim, as the
 // sharing rules have it. Handles are not inherited by children.
 Handle CreateFileA(const char* path, std::uint32_t access, std::uint32_t share, void*,
@@ -204,16 +259,7 @@ Handle CreateFileA(const char* path, std::uint32_t access, std::uint32_t share, 
   const Request request{(access & (kGenericRead | kGenericAll | kReadData)) != 0,
                         (access & (kGenericWrite | kGenericAll | kWriteData | kAppendData)) != 0,
                         share, creation, attributes};
-  if (path != nullptr) {
-    for (const auto& device : kDevices) {
-      if (strcasecmp(path, device.name) != 0) continue;
-      const int descriptor = open_descriptor(device.host, O_RDWR);
-      if (descriptor < 0) return refuse(windows_code(errno));
-      return keep(descriptor, request,
-                  device.side == Side::kScreen ||
-                      (device.side == Side::kByAccess && request.writes && !request.reads));
-    }
-  }
+  if (const Device* const device = find_device(path)) return open_device(*device, request);
   char host[kPathSize];
   return to_host_path(path, host) ? open_path(host, request) : invalid_handle();
 }
@@ -262,7 +308,7 @@ Status WriteFile(Handle file, const void* buffer, std::uint32_t size, std::uint3
   if (written != nullptr) *written = 0;
   const OpenObject* const object = find_for_transfer(file, overlapped, &OpenObject::writable);
   if (object == nullptr) return 0;
-  survive_broken_pipes();
+  survive_refused_writes();
   std::uint32_t done = 0;
   do {
     const ssize_t put =
@@ -295,7 +341,8 @@ Status GetFileSizeEx(Handle file, std::int64_t* size) {
   if (object == nullptr) return 0;
   struct stat facts;
   if (fstat(object->descriptor, &facts) != 0) return fail_by_errno();
-  if (!S_ISREG(facts.st_mode)) return fail(kErrorInvalidFunction);
+  // A device without a size has one of 0.
+  if (!S_ISREG(facts.st_mode) && !S_ISCHR(facts.st_mode)) return fail(kErrorInvalidFunction);
   *size = facts.st_size;
   return 1;
 }

@@ -22,23 +22,26 @@ struct Search {
 
 // ---- Names ------------------------------------------------------------------
 
-char capital(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; }
-
 // '*' stands for any characters, '?' for one. After a mismatch the latest '*'
 // takes one character more; earlier ones need not be tried again.
 bool matches(const char* pattern, const char* name) {
-  const char* behind_star = nullptr;
+  const char* after_star = nullptr;
   const char* star_end = nullptr;
   while (*name != '\0') {
     if (*pattern == '*') {
-      behind_star = ++pattern;
+      after_star = ++pattern;
       star_end = name;
-    } else if (*pattern != '\0' && (*pattern == '?' || capital(*pattern) == capital(*name))) {
-      ++pattern;
-      ++name;
-    } else if (behind_star != nullptr) {
-      pattern = behind_star;
-      name = ++star_end;
+      continue;
+    }
+    const char* next = pattern;
+    const std::uint32_t wanted = *pattern != '\0' ? take_capital(&next) : 0;
+    const std::uint32_t letter = take_capital(&name);
+    if (wanted != 0 && (wanted == '?' || wanted == letter)) {
+      pattern = next;
+    } else if (after_star != nullptr) {
+      pattern = after_star;
+      take_capital(&star_end);
+      name = star_end;
     } else {
       return false;
     }
@@ -53,11 +56,8 @@ int by_capitals(const void* left, const void* right) {
   const char* const a = *static_cast<char* const*>(left);
   const char* const b = *static_cast<char* const*>(right);
   if (is_dots(a) != is_dots(b)) return is_dots(a) ? -1 : 1;
-  std::size_t i = 0;
-  while (a[i] != '\0' && capital(a[i]) == capital(b[i])) ++i;
-  const auto x = static_cast<unsigned char>(capital(a[i]));
-  const auto y = static_cast<unsigned char>(capital(b[i]));
-  return x != y ? x - y : strcmp(a, b);
+  const int order = compare_in_any_case(a, b);
+  return order != 0 ? order : strcmp(a, b);
 }
 
 // ---- The search -------------------------------------------------------------
@@ -149,10 +149,26 @@ Handle fail_search(std::uint32_t code) {
   return invalid_handle();
 }
 
+// A search that has found the device and will find nothing more.
+Handle find_one(const Device& device, FindData* data) {
+  auto* const search = static_cast<Search*>(calloc(1, sizeof(Search)));
+  if (search == nullptr) return fail_search(kErrorNotEnoughMemory);
+  const Handle handle = add_handle({HandleKind::kFind, -1, false, false, false, search});
+  if (handle == nullptr) {
+    free_search(search);
+    return invalid_handle();
+  }
+  *data = FindData{};
+  data->attributes = kAttributeArchive;
+  strcpy(data->name, device.name);
+  return handle;
+}
+
 }  // namespace
 
 Handle FindFirstFileA(const char* pattern, FindData* data) {
   char host[kPathSize];
+  if (const Device* const device = find_device(pattern)) return find_one(*device, data);
   if (!to_host_pattern(pattern, host)) return invalid_handle();
   char* const slash = strrchr(host, '/');
   const char* name = slash != nullptr ? slash + 1 : host;

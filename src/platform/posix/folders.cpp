@@ -54,6 +54,7 @@ constexpr struct {
 std::uint32_t GetFileAttributesA(const char* path) {
   char host[kPathSize];
   struct stat facts;
+  if (find_device(path) != nullptr) return kAttributeArchive;
   if (!to_host_path(path, host)) return kInvalidAttributes;
   if (stat(host, &facts) != 0) {
     fail_on_path(host);

@@ -1,6 +1,5 @@
 #include "platform/posix/modules.h"
 
-#include <dirent.h>
 #include <errno.h>
 #include <pthread.h>
 #include <stdio.h>
@@ -113,11 +112,13 @@ bool library_name(const char* name, char (&full)[kPathSize]) {
 
 // The form in which programs see a file of the host: absolute, from "Z:".
 bool program_path(const char* host_path, char* path, std::size_t size) {
-  char whole[2 * kPathSize];
+  constexpr char kAsItIs[] = "\\\\?\\";  // keeps dots and blanks at the end
+  char whole[2 * kPathSize + sizeof kAsItIs];
   char resolved[kPathSize];
-  std::size_t used = 0;
+  std::size_t used = sizeof kAsItIs - 1;
+  memcpy(whole, kAsItIs, sizeof kAsItIs);
   if (host_path[0] != '/') {
-    if (!getcwd(whole, kPathSize)) {
+    if (!getcwd(whole + used, kPathSize)) {
       fail_by_errno();
       return false;
     }
@@ -178,39 +179,17 @@ bool is_file(const char* host_path) {
   return stat(host_path, &facts) == 0 && !S_ISDIR(facts.st_mode);
 }
 
-// Finds the file under another spelling of its own name, and puts that in.
 bool find_in_any_case(char (&host_path)[kPathSize]) {
-  char folder[kPathSize];
-  strcpy(folder, host_path);
-  char* const slash = strrchr(folder, '/');
-  if (!slash) return false;
-  char* const name = host_path + (slash + 1 - folder);
-  slash[slash == folder ? 1 : 0] = '\0';
-  DIR* const entries = opendir(folder);
-  if (!entries) return false;
-  bool found = false;
-  for (const dirent* entry; !found && (entry = readdir(entries)) != nullptr;) {
-    if (strcasecmp(entry->d_name, name) != 0) continue;
-    strcpy(name, entry->d_name);  // of the same length
-    found = is_file(host_path);
-  }
-  closedir(entries);
-  return found;
-}
-
-enum Spelling { kAsWritten, kAnyCase };
-
-bool find_as(Spelling spelling, char (&host_path)[kPathSize]) {
-  return is_file(host_path) || (spelling == kAnyCase && find_in_any_case(host_path));
+  match_names(host_path);
+  return is_file(host_path);
 }
 
 // Looks for `name`, to which the extension is added if it has no dot. A folder
 // of a list that a caller gave is a path of the caller's.
-bool find_file(const char* name, const char* extension, Spelling spelling, Places places,
-               char (&found)[kPathSize]) {
+bool find_file(const char* name, const char* extension, Places places, char (&found)[kPathSize]) {
   char relative[kPathSize];
   const bool add = extension && !strchr(base_name(name), '.');
-  if (!to_host_path(name, relative)) return false;
+  if (!translate_path(name, relative)) return false;
   if (add) {
     if (strlen(relative) + strlen(extension) >= kPathSize) {
       fail(kErrorFileNameTooLong);
@@ -220,7 +199,7 @@ bool find_file(const char* name, const char* extension, Spelling spelling, Place
   }
   if (is_absolute(name)) {
     strcpy(found, relative);
-    if (find_as(spelling, found)) return true;
+    if (find_in_any_case(found)) return true;
     fail(kErrorFileNotFound);
     return false;
   }
@@ -232,7 +211,7 @@ bool find_file(const char* name, const char* extension, Spelling spelling, Place
       strcpy(folder, host);
     }
     const int length = snprintf(found, kPathSize, "%s/%s", folder, relative);
-    if (length < static_cast<int>(kPathSize) && find_as(spelling, found)) return true;
+    if (length < static_cast<int>(kPathSize) && find_in_any_case(found)) return true;
   }
   fail(kErrorFileNotFound);
   return false;
@@ -398,7 +377,7 @@ int open_library(const char* name, Load* load, Refusal* refusal) {
   const int loaded = module_named(full);
   if (loaded != kNone) return loaded;
   char host_path[kPathSize];
-  if (!find_file(full, nullptr, kAnyCase, default_places(), host_path)) {
+  if (!find_file(full, nullptr, default_places(), host_path)) {
     refuse(refusal, "it is neither beside the program nor in the current folder nor on PATH");
     refusal->not_found = true;
     return kNone;
@@ -576,11 +555,15 @@ bool find_to_start(const char* name, bool (*wanted)(const char* host_path),
                    char (&found)[kPathSize]) {
   const ListLock lock;
   name_main_image();
-  Places places = default_places();
   char folder[kPathSize];
-  while (next_place(&places, folder)) {
-    const int length = snprintf(found, kPathSize, "%s/%s", folder, name);
-    if (length < static_cast<int>(kPathSize) && wanted(found)) return true;
+  for (int pass = 0; pass < 2; ++pass) {  // an exact match anywhere comes first
+    Places places = default_places();
+    while (next_place(&places, folder)) {
+      const int length = snprintf(found, kPathSize, "%s/%s", folder, name);
+      if (length >= static_cast<int>(kPathSize)) continue;
+      if (pass == 1) match_names(found);
+      if (wanted(found)) return true;
+    }
   }
   return false;
 }
@@ -697,7 +680,7 @@ std::uint32_t SearchPathA(const char* path, const char* name, const char* extens
   char full[kModulePathSize];
   if (!name || *name == '\0') return no_length(kErrorInvalidParameter);
   const Places places = path ? Places{false, 0, path, ';'} : default_places();
-  if (!find_file(name, extension, kAsWritten, places, host_path) ||
+  if (!find_file(name, extension, places, host_path) ||
       !program_path(host_path, full, sizeof full)) {
     return 0;
   }

@@ -17,7 +17,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "platform/platform.h"
+#include "platform/posix/system.h"
 
 namespace tarn::platform {
 namespace {
@@ -166,34 +166,30 @@ bool usable_name(const char* name) {
   return length > 0 && length < kRunMemoryNameSize && strchr(name, '\\') == nullptr;
 }
 
-void* fail(std::uint32_t code) {
-  SetLastError(code);
-  return nullptr;
-}
-
 }  // namespace
 
 void* OpenRunSharedMemory(const char* name, std::uint64_t size) {
   if (!usable_name(name) || size == 0 || size > kRunMemoryLimit) {
-    return fail(kErrorInvalidParameter);
+    return fail(kErrorInvalidParameter), nullptr;
   }
   size = (size + kPageSize - 1) & ~(kPageSize - 1);
-  if (!enter_run()) return fail(kErrorNotEnoughMemory);
-  if (!set_lock(F_WRLCK)) return fail(kErrorAccessDenied);
+  survive_refused_writes();
+  if (!enter_run()) return fail(kErrorNotEnoughMemory), nullptr;
+  if (!set_lock(F_WRLCK)) return fail(kErrorAccessDenied), nullptr;
   const int index = find_entry(name, size);
   set_lock(F_UNLCK);
-  if (index < 0) return fail(kErrorNotEnoughMemory);
+  if (index < 0) return fail(kErrorNotEnoughMemory), nullptr;
 
   void*& address = mapped[index];
   if (address == nullptr) {
     const Entry& entry = directory->entries[index];
     const std::uint64_t reserved = entry.size + kGuardSize;
     void* const view = mmap(nullptr, reserved, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (view == MAP_FAILED) return fail(kErrorNotEnoughMemory);
+    if (view == MAP_FAILED) return fail(kErrorNotEnoughMemory), nullptr;
     if (mmap(view, entry.size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, run_file,
              static_cast<off_t>(entry.offset)) == MAP_FAILED) {
       munmap(view, reserved);
-      return fail(kErrorNotEnoughMemory);
+      return fail(kErrorNotEnoughMemory), nullptr;
     }
     address = view;
   }

@@ -42,20 +42,55 @@ inline constexpr std::size_t kPathSize = 4096;
 
 // Turns a path of the caller's into one of the host's: drive "Z:" taken off,
 // '/' between the names, "." and ".." resolved by name as Windows does it, a
-// '/' at the end kept. False, with the last error, for an empty path, another
-// drive, a share of another machine, a character that no name has ('*', '?',
-// '<', '>', '|', '"', a second ':') and a path that is too long.
+// '/' at the end kept, blanks and dots at the end dropped (and one dot at the
+// end of a folder's name) unless the path begins with "\\?\". A name that is not
+// there is replaced by one that differs in case alone, if there is one. False,
+// with the last error, for an empty path, another drive, a share of another
+// machine, a device, a character that no name has ('*', '?', '<', '>', '|', '"',
+// a second ':') and a path that is too long.
 bool to_host_path(const char* path, char (&host)[kPathSize]);
 
-// The same for a search pattern, whose last name may have '*' and '?'.
+// The same for a search pattern, whose last name may have '*' and '?' and is
+// left as it is.
 bool to_host_pattern(const char* pattern, char (&host)[kPathSize]);
+
+// The text alone, for a path that will be looked for in several folders; then
+// what looks for each name in any case.
+bool translate_path(const char* path, char (&host)[kPathSize]);
+void match_names(char (&host)[kPathSize]);
+
+// A character of a name in UTF-8, as a capital; steps over it. A byte that
+// belongs to none counts as one by itself.
+std::uint32_t take_capital(const char** text);
+
+// Below, at or above 0, by capitals.
+int compare_in_any_case(const char* a, const char* b);
+
+// A name that stands for a device in every folder that is there, whatever
+// comes after a dot or colon in it.
+enum class DeviceSide { kByAccess, kInput, kScreen };
+struct Device {
+  const char* name;
+  const char* host;  // null: the host has none
+  DeviceSide side;
+};
+// The device that the path names, or null.
+const Device* find_device(const char* path);
 
 // Turns an absolute path of the host's into "Z:\..." form. Result: its length
 // without the NUL; `buffer` holds it whole, or is left alone if it is too small.
 std::size_t from_host_path(const char* host, char* buffer, std::size_t size);
 
+inline constexpr std::uint32_t kAttributeArchive = 0x20;  // of a plain file, and of a device
+
 // The attributes of a file with this st_mode: read-only if nobody may write it.
 std::uint32_t attributes_of(std::uint32_t mode);
+
+// ---- Writing ------------------------------------------------------------------
+
+// Before a write or a change of a file's size: a pipe without readers and the
+// limit on file size then refuse it, and their signals don't end the process.
+void survive_refused_writes();
 
 // ---- Handles ----------------------------------------------------------------
 

@@ -94,8 +94,8 @@ const OpenObject* find_terminal(Handle handle, termios* flags) {
 // there ends the process through ExitProcess, or passes the signal on.
 void restore_at_every_end() {
   static bool listed;
-  constexpr int kEnding[] = {SIGHUP, SIGINT,  SIGQUIT, SIGTERM, SIGABRT, SIGSEGV, SIGBUS,  SIGFPE,
-                             SIGILL, SIGTRAP, SIGALRM, SIGUSR1, SIGUSR2, SIGXCPU, SIGXFSZ, SIGSYS};
+  constexpr int kEnding[] = {SIGHUP, SIGINT,  SIGQUIT, SIGTERM, SIGABRT, SIGSEGV, SIGBUS, SIGFPE,
+                             SIGILL, SIGTRAP, SIGALRM, SIGUSR1, SIGUSR2, SIGXCPU, SIGSYS};
   if (!__atomic_exchange_n(&listed, true, __ATOMIC_RELAXED)) atexit(&restore_terminal);
   constexpr auto kOnce = static_cast<int>(SA_RESETHAND | SA_NODEFER | SA_ONSTACK);
   for (const int number : kEnding) handle_default(number, &restore_and_end, kOnce);

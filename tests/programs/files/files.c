@@ -1,9 +1,53 @@
-/* The log, the checksum, quotes and folders that are missing. */
+/* The log, the checksum, quotes, folders that are missing, and names as Windows
+ * takes them: in any case, with dots and blanks at the end, of devices. */
 #include <io.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <tarn/files.h>
+
+static int opens(const char* path, const char* mode) {
+  FILE* file = fopen(path, mode);
+  if (file) fclose(file);
+  return file != 0;
+}
+
+static void write_names(void) {
+  static const char* const names[] = {
+      "EVENTS.log",
+      "events.LOG.",
+      "events.log. .",
+      "events.log\\",
+      ".\\MADE\\On\\the\\WAY\\File",
+      "made.\\on\\THE",
+      "made..\\on",
+      "made \\on",
+      "MADE. ",
+      "...",
+      "  ",
+      "made\\ ",
+      "made\\on\\nul",
+      "none\\nul",
+      "nul",
+      "NUL.txt",
+      "nul :x",
+      "lpt9.dat",
+      "com0",
+      "com10",
+  };
+  for (unsigned i = 0; i < sizeof names / sizeof *names; ++i) {
+    const char* name = names[i];
+    int date, time;
+    printf("[%s] r %d r+ %d there %d access %d %d size %d found %d\n", name, opens(name, "rb"),
+           opens(name, "r+"), FileExists(name), _access(name, 0), _access(name, 6),
+           (int)get_file_size(name), get_file_date_time(name, &date, &time));
+  }
+  printf("console: %d %d\n", FileExists("con"), _access("conout$.x", 6));  // there may be none
+  printf("made: %d %d %d %d\n", opens("new.", "w"), opens("NEW", "w"), opens("Made\\new. .", "w"),
+         opens("prn.txt", "w"));
+  printf("into: %d %d\n", _chdir("MADE."), _access("NEW", 0));
+  printf("gone: %d %d %d\n", _unlink("..\\NEW"), _unlink("NEW "), _unlink("nul"));
+}
 
 int main(void) {
   printf("log: %d", log_event("one", "events.log"));
@@ -40,5 +84,6 @@ int main(void) {
   dos_date_time_to_text(0x5121, 0x6C2A, date, time);
   printf("%s %s\n", date, time);
   printf("drives: %d %d\n", disk_is_remote('z') == disk_is_remote('Z'), disk_is_remote('q'));
+  write_names();
   return 0;
 }

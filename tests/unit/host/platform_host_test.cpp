@@ -311,10 +311,110 @@ TEST_F(HostPlatform, ReadOnlyFilesAreGuardedAndOddNamesRefused) {
   for (const char* name : {"C:\\file", "\\\\machine\\share\\file", long_name.c_str(), "a:b"}) {
     EXPECT_EQ(GetFileAttributesA(name), kInvalidAttributes) << name;
   }
-  EXPECT_EQ(GetFileAttributesA("NUL"), kInvalidAttributes);
-  const Handle nothing = CreateFileA("nul", kGenericWrite, 0, nullptr, kOpenExisting, 0, nullptr);
-  EXPECT_NE(nothing, invalid_handle());
-  CloseHandle(nothing);
+}
+
+// Case belongs to letters of other alphabets, too; an exact name comes first.
+TEST_F(HostPlatform, NamesAreFoundInAnyCaseAndExactlyFirst) {
+  const auto size_of = [this](const std::string& name) {
+    const Handle file = open(name, kGenericRead);
+    std::int64_t size = -1;
+    if (file != invalid_handle() && GetFileSizeEx(file, &size)) CloseHandle(file);
+    return size;
+  };
+  std::filesystem::create_directories(folder_ + "/Größe/a");
+  std::ofstream(folder_ + "/Größe/a/File") << "1";
+  std::ofstream(folder_ + "/Größe/a/file") << "22";
+  EXPECT_EQ(size_of("GRÖßE/A/FILE"), 1);
+  EXPECT_EQ(size_of("GRÖßE/A/file"), 2);
+  EXPECT_EQ(size_of("GRÖßE/B/file"), -1);
+  std::ofstream(folder_ + "/dot.") << "333";
+  EXPECT_EQ(size_of("dot."), -1);
+  const std::string verbatim = "\\\\?\\Z:" + folder_ + "/dot.";
+  EXPECT_NE(GetFileAttributesA(verbatim.c_str()), kInvalidAttributes);
+}
+
+TEST_F(HostPlatform, AMakerHoldsItsFileThoughAnotherLooksAtThatMoment) {
+  const std::string path = folder_ + "/new";
+  const pid_t looker = fork();
+  while (looker == 0) {
+    const Handle file =
+        CreateFileA(path.c_str(), kGenericRead, 0, nullptr, kOpenExisting, 0, nullptr);
+    if (file != invalid_handle()) CloseHandle(file);
+  }
+  int made = 0;
+  constexpr int kRounds = 2'000;
+  for (int round = 0; round < kRounds; ++round) {
+    const Handle file =
+        CreateFileA(path.c_str(), kGenericWrite, 0, nullptr, kCreateAlways, 0, nullptr);
+    if (file != invalid_handle() && CloseHandle(file)) ++made;
+    unlink(path.c_str());
+  }
+  EXPECT_EQ(made, kRounds);
+  kill(looker, SIGKILL);
+  waitpid(looker, nullptr, 0);
+}
+
+// Another program's lock excludes at once or not at all; and who may only read,
+// by whatever lock, excludes nobody of another user.
+TEST_F(HostPlatform, LocksOfOtherProgramsAndUsersNeitherHangNorBar) {
+  const std::string path = folder_ + "/file";
+  std::ofstream(path) << "x";
+  const auto error_of = [&path](std::uint32_t access) {
+    const Handle file = CreateFileA(path.c_str(), access, 0, nullptr, kOpenExisting, 0, nullptr);
+    if (file == invalid_handle()) return GetLastError();
+    CloseHandle(file);
+    return std::uint32_t{0};
+  };
+  const struct {
+    int mode;
+    short type;
+    std::uint32_t error;
+  } kWholeLocks[] = {{O_RDWR, F_WRLCK, kErrorSharingViolation}, {O_RDONLY, F_RDLCK, 0}};
+  for (const auto& lock : kWholeLocks) {
+    const int holder = ::open(path.c_str(), lock.mode);
+    struct flock whole {};
+    whole.l_type = lock.type;
+    ASSERT_EQ(fcntl(holder, F_OFD_SETLK, &whole), 0);
+    EXPECT_EQ(error_of(kGenericRead), lock.error);
+    EXPECT_EQ(error_of(kGenericWrite), lock.error);
+    close(holder);
+  }
+  if (geteuid() != 0) return;  // nobody else to be
+  chmod(folder_.c_str(), 0755);
+  int ready[2];
+  ASSERT_EQ(pipe(ready), 0);
+  const pid_t other = fork();
+  if (other == 0) {
+    constexpr uid_t kNobody = 65534;
+    if (setuid(kNobody) != 0) _exit(1);
+    const bool held = CreateFileA(path.c_str(), kGenericRead, 0, nullptr, kOpenExisting, 0,
+                                  nullptr) != invalid_handle();
+    if (write(ready[1], held ? "y" : "n", 1) == 1) pause();
+    _exit(0);
+  }
+  char held = 0;
+  EXPECT_EQ(read(ready[0], &held, 1), 1);
+  EXPECT_EQ(held, 'y');
+  EXPECT_EQ(error_of(kGenericRead), 0u);
+  EXPECT_EQ(error_of(kGenericWrite), 0u);
+  kill(other, SIGKILL);
+  waitpid(other, nullptr, 0);
+  close(ready[0]);
+  close(ready[1]);
+}
+
+TEST_F(HostPlatform, TheLimitOnFileSizeFailsTheWrite) {
+  const int status = status_of([this] {
+    const rlimit limit{1000, 1000};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    const Handle file =
+        CreateFileA((folder_ + "/file").c_str(), kGenericWrite, 0, nullptr, kCreateNew, 0, nullptr);
+    std::uint32_t written = 0;
+    const char bytes[2000] = {};
+    const Status done = WriteFile(file, bytes, sizeof bytes, &written, nullptr);
+    _exit(done == 0 && GetLastError() == kErrorDiskFull && written == 1000 ? 0 : 1);
+  });
+  EXPECT_EQ(status, 0);
 }
 
 TEST_F(HostPlatform, ManyHandlesEndInAnErrorAndComeBack) {
@@ -380,6 +480,7 @@ TEST_F(HostPlatform, ShellsScriptsAndSignalsGiveTheirCodes) {
   write("plain.sh", "#!/bin/sh\n", 0644);
   write("damaged.exe", "MZ and no more", 0755);
   const std::string z = "Z:" + folder_ + "\\";
+  setenv("SHELL", "/bin/false", 1);  // the user's taste does not matter
   const struct {
     std::string line;
     int code;
