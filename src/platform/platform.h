@@ -215,8 +215,9 @@ inline constexpr std::uint32_t kShareRead = 1;
 inline constexpr std::uint32_t kShareWrite = 2;
 // invalid_handle() on failure. Share mode 0 holds the file for this opener
 // alone: a second opener fails with kErrorSharingViolation, in this process or
-// another. On the host a reader holds it from programs of its own user alone. A refused open changes nothing: create-always truncates only after
-// the file is held.
+// another. On the host a reader holds it from programs of its own user alone. A
+// refused open changes nothing: create-always truncates only after the file is
+// held.
 TARNAPI Handle CreateFileA(const char* path, std::uint32_t access, std::uint32_t share,
                            void* security, std::uint32_t creation, std::uint32_t attributes,
                            Handle template_file);
