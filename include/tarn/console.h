@@ -206,7 +206,8 @@ int ConsoleRead(char* buffer, int size, int* count);
 
 /* ---- Size and cursor -----------------------------------------------------*/
 
-/* The window's columns and rows at the start; 80 and 0 where redirected. */
+/* The window's columns and rows, as the user has it now; 80 and 0 where redirected.
+ * Wrapping, centred lines and boxes go by the columns. */
 int ScreenWidth(void);
 int ScreenHeight(void);
 

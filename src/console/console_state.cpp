@@ -83,6 +83,32 @@ bool read_attribute(std::uint16_t* attribute) {
   return true;
 }
 
+std::int32_t columns_of(const platform::SmallRect& window) {
+  return window.right - window.left + 1;
+}
+
+std::int32_t rows_of(const platform::SmallRect& window) { return window.bottom - window.top + 1; }
+
+// The window, of which the size before is kept in the record, has got this one.
+void follow_window(std::int32_t columns, std::int32_t rows) {
+  const platform::SmallRect& window = console.screen.window;
+  if (columns != columns_of(window)) console.screen_width = columns;
+  if (rows != rows_of(window)) console.screen_height = rows;
+}
+
+// As it is now, also where nothing was written since it changed.
+void look_at_window() {
+  platform::Coord size;
+  if (console.redirected ||
+      !platform::GetConsoleWindowSize(system_handle(console.output_handle), &size)) {
+    return;
+  }
+  follow_window(size.x, size.y);
+  platform::SmallRect& window = console.screen.window;
+  window.right = static_cast<std::int16_t>(window.left + size.x - 1);
+  window.bottom = static_cast<std::int16_t>(window.top + size.y - 1);
+}
+
 // Takes the screen's facts over, or gives false where there is no screen.
 // Whether the user wants it is asked for screens alone: the registry takes time
 // to load.
@@ -102,8 +128,8 @@ bool find_screen() {
       screen.window.right == 0) {
     return false;
   }
-  console.screen_width = screen.window.right - screen.window.left + 1;
-  console.screen_height = screen.window.bottom - screen.window.top + 1;
+  console.screen_width = columns_of(screen.window);
+  console.screen_height = rows_of(screen.window);
   console.buffer_height = screen.size.y;
   console.cursor_x = screen.cursor.x;
   console.cursor_y = screen.cursor.y;
@@ -169,8 +195,14 @@ std::int32_t _get_console_handle(std::int32_t which) {
   return which < 0 || which > 2 ? -1 : static_cast<std::int32_t>(runtime_cell(kCells[which]));
 }
 
-std::int32_t ScreenWidth() { return console.screen_width; }
-std::int32_t ScreenHeight() { return console.screen_height; }
+std::int32_t ScreenWidth() {
+  look_at_window();
+  return console.screen_width;
+}
+std::int32_t ScreenHeight() {
+  look_at_window();
+  return console.screen_height;
+}
 
 void CursorWrapMode(std::int32_t mode) { console.wrap_mode = mode; }
 void SET_CONSOLE_WRAP_MODE_at(const std::int32_t* mode) { CursorWrapMode(*mode); }
@@ -192,7 +224,11 @@ void GetCursorPos(std::int32_t* x, std::int32_t* y) {
     *y = 0;
     return;
   }
-  platform::GetConsoleScreenBufferInfo(system_handle(console.output_handle), &console.screen);
+  platform::ScreenBufferInfo now;
+  if (platform::GetConsoleScreenBufferInfo(system_handle(console.output_handle), &now)) {
+    follow_window(columns_of(now.window), rows_of(now.window));
+    console.screen = now;
+  }
   *x = console.screen.cursor.x;
   *y = console.screen.cursor.y;
 }

@@ -47,12 +47,15 @@ std::int32_t write_centred(char* text, std::int32_t length) {
   x = (console.screen_width - visible) / 2 + console.centre_shift;
   if (x < 0) x = 0;
   console.wrap_mode = 0;
+  platform::HoldConsoleOutput(1);
   if (rewrite) {
     SetConsoleCursorPos(x, y);
     ClearToCursorPos();
     output_unbuffered_win32_line(text, length);
+    platform::HoldConsoleOutput(1);
     ClearToEOL();
     SetConsoleCursorPos(0, y);
+    platform::HoldConsoleOutput(0);
   } else {
     if (console.clear_before_centre) ClearCurrentLine();
     SetConsoleCursorPos(x, y);

@@ -185,6 +185,15 @@ void make_pause_row() {
   console.clear_width = width;
 }
 
+// Both have clear_width cells.
+void drop_rows_of_other_width() {
+  if (console.clear_width == console.screen_width) return;
+  free(console.clear_buffer);
+  free(console.pause_buffer);
+  console.clear_buffer = nullptr;
+  console.pause_buffer = nullptr;
+}
+
 // Before the NT family a program gave the screen time to follow.
 void yield_to_screen() {
   if (!console.nt_platform) platform::Sleep(0);
@@ -223,7 +232,9 @@ void output_unbuffered_win32_line(const char* text, std::int32_t length) {
   if (console.redirected) {
     write_redirected(stage_redirected(0, text, length));
   } else {
+    platform::HoldConsoleOutput(1);
     output_cells(text, length);
+    platform::HoldConsoleOutput(0);
   }
 }
 
@@ -266,6 +277,7 @@ void ClearToEOL() {
 }
 
 void setup_clear_buff() {
+  drop_rows_of_other_width();
   if (console.clear_buffer) return;
   console.clear_width = console.screen_width;
   console.clear_buffer = new_row(console.clear_width);
@@ -312,6 +324,7 @@ void CLEAR_PAUSE_LINE_at() { ClearPauseLine(); }
 
 void OutputPauseMessage() {
   if (console.redirected) return;  // nobody would see what is waited for
+  drop_rows_of_other_width();
   if (!console.pause_buffer) make_pause_row();
   console.pause_active = 1;
   console.scroll_count = 0;

@@ -323,6 +323,12 @@ static_assert(sizeof(InputRecord) == 20);
 // alone and tells the cursor as (0, 0); from the second call on the terminal is
 // asked where the cursor is, if need be.
 TARNAPI Status GetConsoleScreenBufferInfo(Handle screen, ScreenBufferInfo* info);
+// Columns and rows of the window as it is now; the terminal's cursor is no matter.
+TARNAPI Status GetConsoleWindowSize(Handle screen, Coord* size);
+// With 1, what the operations on cells draw may wait; it goes out in one piece with
+// 0, before a key is waited for, or at the end of the process. Windows shows it at
+// once.
+TARNAPI void HoldConsoleOutput(Status hold);
 TARNAPI Status GetConsoleCursorInfo(Handle screen, ConsoleCursorInfo* info);
 TARNAPI Status SetConsoleCursorInfo(Handle screen, const ConsoleCursorInfo* info);
 // False for a place outside the buffer.

@@ -114,6 +114,13 @@ void put_printable(const char* from, char (&to)[kTitleSize]) {
   to[put] = '\0';
 }
 
+SmallRect visible(const ScreenState& screen) {
+  const int right = screen.size.x < screen.window_size.x ? screen.size.x : screen.window_size.x;
+  const int end = screen.top + screen.window_size.y;
+  return {0, narrow(screen.top > 0 ? screen.top : 0), narrow(right - 1),
+          narrow((end < screen.size.y ? end : screen.size.y) - 1)};
+}
+
 }  // namespace
 
 // Start-up asks this of every program, and most of them never use the cells:
@@ -125,16 +132,29 @@ Status GetConsoleScreenBufferInfo(Handle handle, ScreenBufferInfo* info) {
   if (screen == nullptr) return 0;
   if (screen->looked_at && !settle_screen()) return 0;
   screen->looked_at = true;
-  const int right = screen->size.x < screen->window_size.x ? screen->size.x : screen->window_size.x;
-  const int end = screen->top + screen->window_size.y;
   info->size = screen->size;
   info->cursor = screen->cursor;
   if (info->cursor.x >= screen->size.x) info->cursor.x = narrow(screen->size.x - 1);
   info->attributes = kPlainAttribute;
-  info->window = {0, narrow(screen->top > 0 ? screen->top : 0), narrow(right - 1),
-                  narrow((end < screen->size.y ? end : screen->size.y) - 1)};
+  info->window = visible(*screen);
   info->largest_window = screen->window_size;
   return 1;
+}
+
+Status GetConsoleWindowSize(Handle handle, Coord* size) {
+  const ScreenLock lock;
+  const ScreenState* const screen = select_screen(handle);
+  if (screen == nullptr) return 0;
+  if (screen_terminal() < 0) return window_of(selected_terminal(), size) ? 1 : fail_by_errno();
+  if (!settle_screen()) return 0;
+  const SmallRect window = visible(*screen);
+  *size = {narrow(window.right + 1), narrow(window.bottom - window.top + 1)};
+  return 1;
+}
+
+void HoldConsoleOutput(Status hold) {
+  const ScreenLock lock;
+  hold_screen(hold != 0);
 }
 
 Status GetConsoleCursorInfo(Handle handle, ConsoleCursorInfo* info) {

@@ -267,6 +267,7 @@ Handle CreateFileA(const char* path, std::uint32_t access, std::uint32_t share, 
 Status close_file(Handle handle) {
   const OpenObject object = remove_handle(handle, HandleKind::kFile);
   if (object.kind == HandleKind::kFree) return 0;
+  forget_descriptor(object.descriptor);
   close(object.descriptor);
   return 1;
 }

@@ -60,6 +60,7 @@ Size look_at_taken() {
 Size replace_taken(Size size) {
   Size before;
   __atomic_exchange(&taken, &size, &before, __ATOMIC_ACQ_REL);
+  note_size();
   return before;
 }
 

@@ -44,36 +44,41 @@ TerminalWriter out;
 TerminalWriter closing;  // by the end of the process, whoever writes just then
 
 bool in_use;
-int selected = -1;  // the caller's descriptor of the terminal
-int terminal = -1;  // descriptors of our own
-int reader = -1;    // that reads; may be the same
-bool located;       // the cursor is known, and with it all else
-bool lost;          // no longer, by what others did
-bool answers;       // the terminal tells where its cursor is
-bool touched;       // cells or cursor of the terminal
-bool cursor_away;   // the terminal's is not at its place
+int selected = -1;        // the caller's descriptor of the terminal
+int our_descriptor = -1;  // one of the terminal's, while there is a terminal
+int terminal = -1;        // descriptors of our own
+int reader = -1;          // that reads; may be the same
+bool located;             // the cursor is known, and with it all else
+bool lost;                // no longer, by what others did
+bool answers;             // the terminal tells where its cursor is
+bool touched;             // cells or cursor of the terminal
+bool cursor_away;         // the terminal's is not at its place
 bool title_kept;
+bool held;          // what is drawn waits
+bool size_is_told;  // the window's size need be asked for only after size_changed
+bool size_changed;
 int floor_row;  // the last row that has text from before
 
 bool look(bool* value) { return __atomic_load_n(value, __ATOMIC_ACQUIRE); }
+
+bool take(bool* value) {
+  return look(value) && __atomic_exchange_n(value, false, __ATOMIC_ACQ_REL);
+}
+
+// Asked of the system once for each descriptor: each line of output comes here.
+bool is_this_terminal(int descriptor) {
+  if (device == 0) return false;
+  if (__atomic_load_n(&our_descriptor, __ATOMIC_RELAXED) == descriptor) return true;
+  if (terminal_device(descriptor) != device) return false;
+  __atomic_store_n(&our_descriptor, descriptor, __ATOMIC_RELAXED);
+  return true;
+}
 
 std::size_t cell_count(Coord size) {
   return static_cast<std::size_t>(size.x) * static_cast<std::size_t>(size.y);
 }
 
 CharInfo& cell_at(int column, int row) { return cells[row * state.size.x + column]; }
-
-bool window_of(int descriptor, Coord* size) {
-  winsize window;
-  if (ioctl(descriptor, TIOCGWINSZ, &window) != 0 || window.ws_col == 0 || window.ws_row == 0 ||
-      window.ws_col > INT16_MAX || window.ws_row > INT16_MAX) {
-    return false;
-  }
-  const int rows = window.ws_row - taken_rows(terminal_device(descriptor));
-  *size = {static_cast<std::int16_t>(window.ws_col),
-           static_cast<std::int16_t>(rows > 0 ? rows : 1)};
-  return true;
-}
 
 TerminalKind kind_by_environment() {
   char term[64], value[2];
@@ -84,13 +89,16 @@ TerminalKind kind_by_environment() {
 }
 
 ScreenState* select_descriptor(int descriptor) {
+  if (is_this_terminal(descriptor)) {
+    selected = descriptor;
+    return &state;
+  }
   const unsigned found = terminal_device(descriptor);
   if (found == 0) {
     fail(kErrorInvalidHandle);
     return nullptr;
   }
   selected = descriptor;
-  if (found == device) return &state;
   Coord size;
   const TerminalKind kind = kind_by_environment();
   if (!kind.cells || !window_of(descriptor, &size) || cell_count(size) > kMaxCells) {
@@ -100,6 +108,7 @@ ScreenState* select_descriptor(int descriptor) {
   finish_screen();
   state = {kind, size, size, {0, 0}, 0, kFirstLook, false};
   device = found;
+  our_descriptor = descriptor;
   answers = true;
   return &state;
 }
@@ -119,6 +128,31 @@ int open_reader() {
     if (opened >= 0) close(opened);
   }
   return -1;
+}
+
+bool make_room(std::size_t wanted) {
+  if (wanted <= cell_room) return true;
+  auto* const room = static_cast<CharInfo*>(realloc(cells, sizeof(CharInfo) * wanted));
+  if (room == nullptr) return false;
+  cells = room;
+  cell_room = wanted;
+  return true;
+}
+
+// Each row keeps its beginning. Without room the buffer stays as it is.
+void set_columns(std::int16_t columns) {
+  const Coord before = state.size, after = {columns, before.y};
+  if (columns == before.x || cell_count(after) > kMaxCells || !make_room(cell_count(after))) return;
+  const int kept = before.x < columns ? before.x : columns;
+  const bool wider = columns > before.x;
+  for (int i = 0; i < before.y; ++i) {
+    const int y = wider ? before.y - 1 - i : i;  // so that no row meets another
+    memmove(cells + y * columns, cells + y * before.x,
+            sizeof(CharInfo) * static_cast<std::size_t>(kept));
+    for (int x = kept; x < columns; ++x) cells[y * columns + x] = kBlank;
+  }
+  state.size = after;
+  if (state.cursor.x > columns) state.cursor.x = columns;
 }
 
 void close_descriptors() {
@@ -278,7 +312,7 @@ bool ends_lines(int descriptor) {
 
 void follow(int descriptor, const void* bytes, std::size_t count, bool sure) {
   if (!look(&in_use) || count == 0) return;
-  if (terminal_device(descriptor) != device) return;
+  if (!is_this_terminal(descriptor)) return;
   // Not waited for: a fault's report must get through, whoever has the lock.
   if (pthread_mutex_trylock(&screen_lock) != 0) {
     lose_screen();
@@ -312,6 +346,18 @@ int lowest_row() {
 ScreenLock::ScreenLock() { pthread_mutex_lock(&screen_lock); }
 ScreenLock::~ScreenLock() { pthread_mutex_unlock(&screen_lock); }
 
+bool window_of(int descriptor, Coord* size) {
+  winsize window;
+  if (ioctl(descriptor, TIOCGWINSZ, &window) != 0 || window.ws_col == 0 || window.ws_row == 0 ||
+      window.ws_col > INT16_MAX || window.ws_row > INT16_MAX) {
+    return false;
+  }
+  const int rows = window.ws_row - taken_rows(terminal_device(descriptor));
+  *size = {static_cast<std::int16_t>(window.ws_col),
+           static_cast<std::int16_t>(rows > 0 ? rows : 1)};
+  return true;
+}
+
 ScreenState* select_screen(Handle handle) {
   const OpenObject* const object = find_handle(handle, HandleKind::kFile);
   if (object == nullptr) return nullptr;
@@ -342,12 +388,7 @@ bool use_screen() {
   if (look(&in_use)) return true;
   close_descriptors();
   const std::size_t wanted = cell_count(state.size);
-  if (wanted > cell_room) {
-    auto* const room = static_cast<CharInfo*>(realloc(cells, sizeof(CharInfo) * wanted));
-    if (room == nullptr) return fail(kErrorNotEnoughMemory) != 0;
-    cells = room;
-    cell_room = wanted;
-  }
+  if (!make_room(wanted)) return fail(kErrorNotEnoughMemory) != 0;
   for (std::size_t i = 0; i < wanted; ++i) cells[i] = kBlank;
   terminal = fcntl(selected, F_DUPFD_CLOEXEC, static_cast<int>(kStandardHandles));
   if (terminal < 0) return fail_by_errno() != 0;
@@ -362,13 +403,18 @@ bool use_screen() {
 
 bool settle_screen() {
   if (!use_screen()) return false;
+  const bool unknown = take(&lost) || !located;
+  if (unknown) size_is_told = hears_of_size(terminal);
+  if (!unknown && size_is_told && !look(&size_changed)) return true;
+  __atomic_store_n(&size_changed, false, __ATOMIC_RELEASE);
   Coord now;
   if (!window_of(terminal, &now)) now = state.window_size;
   const bool resized = now.x != state.window_size.x || now.y != state.window_size.y;
-  if (!resized && located && !look(&lost)) return true;
-  __atomic_store_n(&lost, false, __ATOMIC_RELEASE);
+  if (!unknown && !resized) return true;
+  out.flush();
   forget_shown();
   state.window_size = now;
+  set_columns(now.x);
   int column = 0, row = 0;
   const Answer answer = answers ? ask_cursor(terminal, reader, &column, &row) : Answer::kNone;
   if (answer == Answer::kPlace) {
@@ -457,15 +503,20 @@ void set_terminal_title(const char* title) {
 
 bool flush_screen() {
   out.plain();
-  return out.flush() || fail_by_errno() != 0;
+  return held || out.flush() || fail_by_errno() != 0;
 }
 
 bool return_cursor() {
-  if (cursor_away) {
+  if (cursor_away && !held) {
     out.plain();
     move_terminal_cursor();
   }
   return flush_screen();
+}
+
+void hold_screen(bool hold) {
+  held = hold;
+  if (!hold && look(&in_use)) return_cursor();
 }
 
 void ring_terminal() { out.put("\a"); }
@@ -482,6 +533,14 @@ void follow_echo(int descriptor, const void* bytes, std::size_t count) {
   follow(descriptor, bytes, count, false);
 }
 
+void forget_descriptor(int descriptor) {
+  if (__atomic_load_n(&our_descriptor, __ATOMIC_RELAXED) == descriptor) {
+    __atomic_store_n(&our_descriptor, -1, __ATOMIC_RELAXED);
+  }
+}
+
+void note_size() { __atomic_store_n(&size_changed, true, __ATOMIC_RELEASE); }
+
 void lose_screen() { __atomic_store_n(&lost, true, __ATOMIC_RELEASE); }
 
 void show_cursor(bool shown) {
@@ -495,6 +554,7 @@ void finish_screen() {
   device = 0;
   if (!used) return;
   closing.begin(terminal, true, kFinishMilliseconds);
+  if (held) closing.put_waiting(out);
   if (touched) closing.put("\x1B[m");
   if (state.cursor_look.visible == 0) closing.put(kShowCursor);
   if (state.cursor_look.size != kFirstLook.size) put_shape(closing, kFirstLook.size);

@@ -1,9 +1,10 @@
 // The screen kept of a terminal: its cells, its cursor, and how its rows lie in
 // the terminal's window. One terminal has it at a time, the one used last.
 //
-// The buffer's size is the window's when the terminal is first looked at, and
-// stays. Afterwards the user may give the window another size; it then shows the
-// part of the buffer that has the cursor, as a console window does.
+// The buffer's size is the window's when the terminal is first looked at. Afterwards
+// the user may give the window another size: the buffer gets as many columns, and
+// keeps its rows, of which the window shows those around the cursor, as a console
+// window does.
 //
 // Between two operations the terminal has its cursor where the kept one is and
 // its plain attributes, so that others can print in between. When they do so by
@@ -47,6 +48,10 @@ ScreenState* select_any_screen();
 // The descriptor by which the screen was selected last.
 int selected_terminal();
 
+// The size of the terminal's window, less the rows taken by others; false by errno
+// if it has none.
+bool window_of(int descriptor, Coord* size);
+
 // Readies the selected screen for output; false, with the last error.
 bool use_screen();
 
@@ -66,6 +71,9 @@ void next_row();
 void set_cursor_look(ConsoleCursorInfo look);
 void set_terminal_title(const char* title);
 void ring_terminal();
+// While held, the two below send nothing, and what is drawn goes out at the end
+// of that.
+void hold_screen(bool hold);
 // Sends everything; false, with the last error, if it did not arrive.
 bool flush_screen();
 // The same after drawing: the terminal's cursor goes back to its place first.

@@ -27,6 +27,10 @@ unsigned terminal_device(int descriptor);
 // True if the terminal would stop this process for reading from it.
 bool in_background(int terminal);
 
+// True if the system tells this process of each change of the terminal's size, as
+// it does those in the foreground of their own terminal; note_size is then called.
+bool hears_of_size(int terminal);
+
 // All of the bytes, waiting at most this long for a terminal that takes none;
 // negative: without end. May be called in a signal handler.
 bool write_terminal(int terminal, const char* bytes, std::size_t count, int milliseconds);
@@ -67,6 +71,13 @@ int screen_terminal();
 // past the operations on cells: the kept cursor follows them.
 void follow_output(int descriptor, const void* bytes, std::size_t count);
 void follow_echo(int descriptor, const void* bytes, std::size_t count);
+
+// The descriptor is closed, or may be another file's from now on.
+void forget_descriptor(int descriptor);
+
+// The size of the terminal's window may have changed. May be called in a signal
+// handler.
+void note_size();
 
 // The terminal was used by others, such as a child process: its cursor is
 // asked for again and no cell counts as drawn. May be called in a signal handler.

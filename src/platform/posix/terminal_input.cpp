@@ -277,6 +277,7 @@ Status ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
   if (!object->readable) return fail(kErrorAccessDenied);
   if (object->screen || terminal_device(object->descriptor) == 0) return fail(kErrorInvalidHandle);
   if (room == 0) return fail(kErrorInvalidParameter);
+  HoldConsoleOutput(0);
   pthread_mutex_lock(&input_lock);
   const bool got = read_key(object->descriptor, records);
   pthread_mutex_unlock(&input_lock);

@@ -70,6 +70,8 @@ void on_continue(int) {
   errno = kept_errno;
 }
 
+void on_resize(int) { note_size(); }
+
 void handle_default(int number, void (*handler)(int), int flags) {
   struct sigaction present;
   if (sigaction(number, nullptr, &present) != 0 || present.sa_handler != SIG_DFL) return;
@@ -138,6 +140,13 @@ unsigned terminal_device(int descriptor) {
 bool in_background(int terminal) {
   const pid_t foreground = tcgetpgrp(terminal);
   return foreground > 0 && foreground != getpgrp();
+}
+
+bool hears_of_size(int terminal) {
+  handle_default(SIGWINCH, &on_resize, SA_RESTART | SA_ONSTACK);
+  struct sigaction present;
+  return sigaction(SIGWINCH, nullptr, &present) == 0 && present.sa_handler == &on_resize &&
+         tcgetsid(terminal) == getsid(0) && !in_background(terminal);
 }
 
 bool write_terminal(int terminal, const char* bytes, std::size_t count, int milliseconds) {

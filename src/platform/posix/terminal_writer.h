@@ -36,6 +36,8 @@ class TerminalWriter {
   // Places count from 0.
   void move_to(int column, int row);
   void put_cell(CharInfo cell);
+  // What another writer has collected.
+  void put_waiting(const TerminalWriter& other) { put(other.bytes_, other.count_); }
   // Back to the attributes in which others print.
   void plain();
   // False, by errno, if bytes did not arrive since the last call.

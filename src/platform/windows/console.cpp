@@ -17,6 +17,16 @@ Status GetConsoleScreenBufferInfo(Handle screen, ScreenBufferInfo* info) {
   return ::GetConsoleScreenBufferInfo(screen, reinterpret_cast<CONSOLE_SCREEN_BUFFER_INFO*>(info));
 }
 
+Status GetConsoleWindowSize(Handle screen, Coord* size) {
+  CONSOLE_SCREEN_BUFFER_INFO info;
+  if (!::GetConsoleScreenBufferInfo(screen, &info)) return 0;
+  *size = {static_cast<std::int16_t>(info.srWindow.Right - info.srWindow.Left + 1),
+           static_cast<std::int16_t>(info.srWindow.Bottom - info.srWindow.Top + 1)};
+  return 1;
+}
+
+void HoldConsoleOutput(Status) {}
+
 Status GetConsoleCursorInfo(Handle screen, ConsoleCursorInfo* info) {
   return ::GetConsoleCursorInfo(screen, reinterpret_cast<CONSOLE_CURSOR_INFO*>(info));
 }

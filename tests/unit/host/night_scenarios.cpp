@@ -195,6 +195,7 @@ void console() {
   tarn::ClearCurrentLine();
   std::int32_t x = 0, y = 0, key = 0, length = 0;
   tarn::GetCursorPos(&x, &y);
+  tarn::ScreenWidth();
   tarn::SetConsoleCursorPos(3, 2);
   tarn::SetConsoleCursorSize(50);
   tarn::CursorControl(0);

@@ -13,6 +13,8 @@
 #include <functional>
 #include <random>
 
+#include "console/console_state.h"
+#include "console/formatted_output.h"
 #include "platform/platform.h"
 #include "platform/posix/key_decoder.h"
 #include "platform/posix/terminal.h"
@@ -376,7 +378,7 @@ TEST_F(HostConsole, WhatOthersPrintIsAskedFor) {
   EXPECT_EQ(seat.text_of(1), "kept");
 }
 
-TEST_F(HostConsole, AWindowOfAnotherSizeFollowsTheCursor) {
+TEST_F(HostConsole, AWindowOfAnotherSizeFollowsTheCursorAndHasItsColumns) {
   constexpr int kColumns = 30, kRows = 12;
   std::mt19937 random(7);
   const auto below = [&](int limit) { return static_cast<int>(random() % unsigned(limit)); };
@@ -390,7 +392,10 @@ TEST_F(HostConsole, AWindowOfAnotherSizeFollowsTheCursor) {
       }
       const std::string text = "line " + std::to_string(step);
       Coord place = seat.cursor();
-      EXPECT_EQ(seat.info.size.x, kColumns);
+      Coord window{};
+      EXPECT_NE(GetConsoleWindowSize(seat.screen, &window), 0);
+      EXPECT_EQ(window.x, static_cast<int>(seat.cells[0].size()));
+      EXPECT_EQ(seat.info.size.x, window.x);
       EXPECT_EQ(seat.info.size.y, kRows);
       ASSERT_LE(seat.info.window.top, place.y);
       ASSERT_GE(seat.info.window.bottom, place.y);
@@ -399,7 +404,7 @@ TEST_F(HostConsole, AWindowOfAnotherSizeFollowsTheCursor) {
       ASSERT_EQ(seat.text_of(seat.row).substr(0, text.size()), text);
       if (below(5) == 0) {
         place.y = static_cast<std::int16_t>(below(kRows));
-        place.x = static_cast<std::int16_t>(below(kColumns));
+        place.x = static_cast<std::int16_t>(below(window.x));
         seat.set_cursor(place.x, place.y);
       } else {
         seat.write_console("\n");
@@ -782,6 +787,38 @@ TEST_F(HostConsole, TheControllingTerminalHasItsNames) {
     if (GetConsoleScreenBufferInfo(console.input, &there)) _exit(3);
     console.write_console("\xC9\xCD\xBB");
     _exit(console.read_key() == 'k' ? 0 : 4);
+  });
+  EXPECT_EQ(status, 0);
+}
+
+// The calls of write that this process has made.
+long count_of_writes() {
+  long count = -1;
+  FILE* const facts = fopen("/proc/self/io", "r");
+  char line[100];
+  while (facts && fgets(line, sizeof line, facts)) sscanf(line, "syscw: %ld", &count);
+  if (facts) fclose(facts);
+  return count;
+}
+
+TEST_F(HostConsole, ALineIsOneWriteAndTheSizeIsAskedForWhenItHasChanged) {
+  tarn::test::Terminal terminal(80, 10);
+  const int status = status_on(terminal, [&](Console&) {
+    tarn::console.console_initialised = 0;
+    tarn::__InitialiseConsole();
+    tarn::ConsolePrintf("first\n");
+    const long before = count_of_writes();
+    for (int i = 0; i < 20; ++i) tarn::ConsolePrintf("line %d\n", i);
+    if (count_of_writes() - before != 20) _exit(1);
+    sigset_t change;
+    sigemptyset(&change);
+    sigaddset(&change, SIGWINCH);
+    sigprocmask(SIG_BLOCK, &change, nullptr);
+    terminal.set_size(100, 10);
+    if (tarn::ScreenWidth() != 80) _exit(2);  // not asked again for each line
+    sigprocmask(SIG_UNBLOCK, &change, nullptr);
+    if (tarn::ScreenWidth() != 100) _exit(3);
+    _exit(0);
   });
   EXPECT_EQ(status, 0);
 }
