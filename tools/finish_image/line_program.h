@@ -2,21 +2,32 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
+#include <map>
+#include <string>
 #include <vector>
+
+#include "dwarf_reader.h"
 
 namespace finisher {
 
 // From this address on, up to the next row, the code belongs to the line.
 struct LineRow {
   std::uint64_t address;  // as linked, at the preferred base
-  std::uint32_t file;     // number within its unit: only good for comparing
+  std::uint32_t file;     // an index into LineTable::files
   std::uint32_t line;     // 0: code of no line
 };
 
-// The rows of all units of a .debug_line section, in ascending order of
-// address; rows of one address stay in the order of the program. Rows that
-// only end a sequence are left out. Refuses a damaged section.
-std::vector<LineRow> read_line_rows(std::span<const std::uint8_t> section);
+struct LineTable {
+  // Of all units, in ascending order of address; rows of one address stay in
+  // the order of the program. Rows that only end a sequence are left out.
+  std::vector<LineRow> rows;
+  // Each path once, so that an index stands for a file. The first is no file's.
+  std::vector<std::string> files;
+  // For each unit, by its offset in .debug_line: its file numbers as indices.
+  std::map<std::uint64_t, std::vector<std::uint32_t>> units;
+};
+
+// Refuses damaged sections.
+LineTable read_line_table(const DebugSections& sections);
 
 }  // namespace finisher

@@ -10,7 +10,7 @@
 #include <memory>
 #include <set>
 
-#include "line_program.h"
+#include "debug_info.h"
 
 namespace finisher {
 namespace {
@@ -61,28 +61,78 @@ std::uint32_t frame_size_of(const Section& section, std::uint32_t start) {
   return 0;
 }
 
-// The lines of one routine: one pair an address, only where the line changes.
-// Code that was inlined from another file keeps the line it was inlined into,
-// since a table cannot tell two files apart.
-void add_lines(Routine& routine, const std::vector<LineRow>& rows, std::uint64_t base) {
+struct DebugData {
+  LineTable lines;
+  std::vector<CodeRange> ranges;
+};
+
+// The innermost line of the routine's own file that the debug data have at each
+// address, since a table cannot tell two files apart: of the code's own row, or of
+// the call by which code of another file came to be there. One pair an address, only
+// where the line changes. Code without such a line goes on with the one before it.
+void add_lines(Routine& routine, const DebugData& debug, std::uint64_t base) {
+  const std::uint64_t first = base + routine.start, end = base + routine.end + 1;
   auto row = std::lower_bound(
-      rows.begin(), rows.end(), base + routine.start,
+      debug.lines.rows.begin(), debug.lines.rows.end(), first,
       [](const LineRow& each, std::uint64_t address) { return each.address < address; });
-  const std::uint32_t file = row == rows.end() ? 0 : row->file;
-  for (; row != rows.end() && row->address <= base + routine.end; ++row) {
-    if (row->line == 0 || row->file != file) continue;
-    const auto offset = static_cast<std::uint32_t>(row->address - base - routine.start);
+  auto range = std::lower_bound(
+      debug.ranges.begin(), debug.ranges.end(), first,
+      [](const CodeRange& each, std::uint64_t address) { return each.start < address; });
+  std::set<std::uint64_t> addresses;
+  for (auto each = row; each != debug.lines.rows.end() && each->address < end; ++each) {
+    addresses.insert(each->address);
+  }
+  for (auto each = range; each != debug.ranges.end() && each->start < end; ++each) {
+    addresses.insert({each->start, std::min(each->end, end)});
+  }
+  addresses.erase(end);
+
+  const std::uint32_t first_file =
+      addresses.empty() || row == debug.lines.rows.end() ? 0 : row->file;
+  const LineRow* code = nullptr;
+  std::set<std::pair<std::uint32_t, const CodeRange*>> around;  // by depth
+  std::set<std::pair<std::uint64_t, const CodeRange*>> ends;
+  for (const std::uint64_t address : addresses) {
+    for (; row != debug.lines.rows.end() && row->address <= address; ++row) code = &*row;
+    for (; range != debug.ranges.end() && range->start <= address; ++range) {
+      around.insert({range->depth, &*range});
+      ends.insert({range->end, &*range});
+    }
+    while (!ends.empty() && ends.begin()->first <= address) {
+      around.erase({ends.begin()->second->depth, ends.begin()->second});
+      ends.erase(ends.begin());
+    }
+    const CodeRange* const innermost = around.empty() ? nullptr : around.rbegin()->second;
+    const std::uint32_t file = innermost != nullptr ? innermost->file : first_file;
+    std::uint32_t line = innermost != nullptr ? innermost->line : 0;
+    if (code != nullptr && code->file == file && code->line != 0) line = code->line;
     auto& lines = routine.lines;
-    if (!lines.empty() && lines.back().second == offset) lines.pop_back();
-    if (lines.empty() || lines.back().first != row->line) lines.emplace_back(row->line, offset);
+    if (line == 0 || (!lines.empty() && lines.back().first == line)) continue;
+    lines.emplace_back(line, static_cast<std::uint32_t>(address - first));
   }
 }
 
-std::vector<LineRow> line_rows(Image& image) {
-  const Section* section = find_section(image, ".debug_line");
-  if (section == nullptr) return {};
-  const std::size_t size = std::min<std::size_t>(section->memory_size(), section->bytes.size());
-  return read_line_rows({section->bytes.data(), size});
+DebugData debug_data(Image& image) {
+  const auto bytes = [&image](const char* name) -> std::span<const std::uint8_t> {
+    const Section* section = find_section(image, name);
+    if (section == nullptr) return {};
+    return {section->bytes.data(),
+            std::min<std::size_t>(section->memory_size(), section->bytes.size())};
+  };
+  const DebugSections sections = {
+      .info = bytes(".debug_info"),
+      .abbreviations = bytes(".debug_abbrev"),
+      .line = bytes(".debug_line"),
+      .line_texts = bytes(".debug_line_str"),
+      .texts = bytes(".debug_str"),
+      .addresses = bytes(".debug_addr"),
+      .ranges = bytes(".debug_ranges"),
+      .range_lists = bytes(".debug_rnglists"),
+  };
+  DebugData data;
+  data.lines = read_line_table(sections);
+  data.ranges = read_code_ranges(sections, data.lines);
+  return data;
 }
 
 }  // namespace
@@ -117,7 +167,7 @@ std::vector<Routine> collect_routines(Image& image) {
                   [](const Symbol* a, const Symbol* b) { return a->offset == b->offset; }),
       routines.end());
 
-  const std::vector<LineRow> rows = line_rows(image);
+  const DebugData debug = debug_data(image);
   std::vector<Routine> result;
   for (const Symbol* symbol : routines) {
     const Section& home = image.sections[static_cast<std::size_t>(symbol->section)];
@@ -128,7 +178,7 @@ std::vector<Routine> collect_routines(Image& image) {
     routine.start = symbol->offset;
     routine.end = (bound == bounds.end() ? home.end() : std::min(*bound, home.end())) - 1;
     routine.frame_size = frame_size_of(home, routine.start);
-    add_lines(routine, rows, image.headers.optional.image_base);
+    add_lines(routine, debug, image.headers.optional.image_base);
     result.push_back(std::move(routine));
   }
   return result;

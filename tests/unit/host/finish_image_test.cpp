@@ -63,6 +63,15 @@ Bytes line_section(unsigned version) {
   Bytes header = {1};
   if (version >= 4) header.push_back(1);
   header = header + Bytes{1, 0xFB /* -5 */, 14, 10, 0, 1, 1, 1, 1, 0, 0, 0, 1};
+  // Files 1 and 2: main.c and part.h; in version 5, file 0 is main.c too.
+  if (version < 5) {
+    header =
+        header + Bytes{0} + text("main.c") + Bytes{0, 0, 0} + text("part.h") + Bytes{0, 0, 0, 0};
+  } else {
+    header = header + Bytes{1, 1, 8, 1} + text("/source") + Bytes{2, 1, 8, 2, 11, 3} +
+             text("main.c") + Bytes{0} + text("/source/main.c") + Bytes{0} + text("part.h") +
+             Bytes{0};
+  }
   const auto set_address = [](std::uint32_t offset) {
     return Bytes{0, 9, 2} + u64(LinkedImage::kBase + offset);
   };
@@ -227,16 +236,21 @@ TEST(FinishedImage, TheRoutineTableStandsWhereTheMarkLeads) {
 TEST(LineProgram, EveryVersionGivesTheSameRows) {
   for (const unsigned version : {2u, 3u, 4u, 5u}) {
     const Bytes section = line_section(version);
-    const std::vector<finisher::LineRow> rows = finisher::read_line_rows(section);
+    const finisher::LineTable table = finisher::read_line_table({.line = section});
+    const std::vector<finisher::LineRow>& rows = table.rows;
     ASSERT_EQ(rows.size(), 5u) << version;
+    ASSERT_EQ(table.files.size(), 3u) << version;
     const std::uint64_t main = LinkedImage::kBase + LinkedImage::kMain;
     EXPECT_EQ(rows[1].address, main + 4);
     EXPECT_EQ(rows[1].line, 11u);
     EXPECT_EQ(rows[2].file, 2u);
     EXPECT_EQ(rows[3].address, main + 8);
     EXPECT_EQ(rows[3].line, 12u);
+    EXPECT_EQ(rows[3].file, 1u);
+    EXPECT_EQ(table.units.at(0), (std::vector<std::uint32_t>{version < 5 ? 0u : 1u, 1, 2}));
   }
-  EXPECT_TRUE(finisher::read_line_rows(line_section(6)).empty());
+  const Bytes unknown = line_section(6);
+  EXPECT_TRUE(finisher::read_line_table({.line = unknown}).rows.empty());
 }
 
 TEST(FinishedImage, CanBeStrippedAndIsRefusedASecondTime) {
@@ -327,7 +341,7 @@ TEST(Refused, EachWithItsReason) {
          l.number(0);
          l.symbols.push_back({"__DTOR_LIST__", 2, list - LinkedImage::kData, 0, 2});
        }},
-      {"the line numbers (.debug_line) are damaged",
+      {"the debug data (.debug_line) are damaged",
        [](auto& l) {
          l.debug_line = line_section(4);
          l.debug_line[0] = 0xFF;

@@ -1,0 +1,125 @@
+#!/usr/bin/env python3
+"""Compares the line tables of finished images with what addr2line reads from the
+linked ones: the innermost line that an address has in its routine's own file."""
+import argparse
+import re
+import struct
+import subprocess
+import sys
+from pathlib import Path
+
+KINDS = ("-O0", "-O1", "-O2", "-O3", "-O2 -gdwarf-4")
+# So many instructions have a line in all of them; fewer, and the test looks away.
+FEWEST_COMPARED = 30_000
+
+
+def run(*words):
+    return subprocess.run([str(word) for word in words], check=True, capture_output=True, text=True).stdout
+
+
+class Table:
+    """The routine table and line tables of a finished image, by their format."""
+
+    def __init__(self, path):
+        data = path.read_bytes()
+        header = struct.unpack_from("<I", data, 0x3C)[0]
+        self.base = struct.unpack_from("<Q", data, header + 24 + 24)[0]
+        sections = header + 24 + struct.unpack_from("<H", data, header + 20)[0]
+        memory = bytearray(struct.unpack_from("<I", data, header + 24 + 56)[0])
+        for i in range(struct.unpack_from("<H", data, header + 6)[0]):
+            size, start, raw_size, raw = struct.unpack_from("<4I", data, sections + 40 * i + 8)
+            memory[start : start + min(size, raw_size)] = data[raw : raw + min(size, raw_size)]
+        at = struct.unpack_from("<i", data, 0x1C)[0] + 8
+        self.routines = []
+        while memory[at]:
+            end = memory.index(0, at)
+            name = memory[at:end].decode()
+            _, start, last, debug, _, _ = struct.unpack_from("<4Q2I", memory, end + 1)
+            at = end + 41
+            lines = []
+            if debug != last + 1 and memory[debug + 4 : debug + 8] == b"RHUB":
+                lines_at = debug + 8 + struct.unpack_from("<i", memory, debug + 8)[0] - 4
+                count = struct.unpack_from("<I", memory, lines_at)[0]
+                pairs = struct.unpack_from(f"<{2 * count}I", memory, lines_at + 4)
+                lines = list(zip(pairs[::2], pairs[1::2]))
+            self.routines.append((start, last, name, lines))
+
+
+def frames(tool, image, addresses):
+    """For each address its frames, innermost first: (file, line), line 0 for none."""
+    said = subprocess.run([tool, "-a", "-f", "-i", "-e", image], check=True, capture_output=True, text=True,
+                          input="".join(f"{address:#x}\n" for address in addresses)).stdout
+    result, lines = {}, said.splitlines()
+    for line in lines:
+        if re.fullmatch(r"0x[0-9a-f]{16}", line):
+            current = result.setdefault(int(line, 16), [])
+        elif match := re.fullmatch(r"(.*):(\d+|\?)(?: \(discriminator \d+\))?", line):
+            current.append((match[1], 0 if match[2] == "?" else int(match[2])))
+    return result
+
+
+def compare(options, image, unfinished):
+    table = Table(image)
+    text = run(options.objdump, "-d", "--section=.text", "--no-show-raw-insn", unfinished)
+    addresses = [int(match[1], 16) for match in re.finditer(r"^ *([0-9a-f]+):\t", text, re.M)]
+    starts = [table.base + routine[0] for routine in table.routines]
+    known = frames(options.addr2line, unfinished, sorted({*addresses, *starts}))
+    compared = wrong = 0
+    for start, last, name, lines in table.routines:
+        own_file = known[table.base + start][-1][0]
+        for address in (each for each in addresses if start <= each - table.base <= last):
+            wanted = next((line for file, line in known[address] if file == own_file and line), 0)
+            if wanted == 0:
+                continue
+            found = 0
+            for line, offset in lines:
+                if offset <= address - table.base - start:
+                    found = line
+            compared += 1
+            if found != wanted:
+                wrong += 1
+                if wrong <= 5:
+                    print(f"{image.name}: {name}+{address - table.base - start:#x}: line {found}, not {wanted}: {known[address]}")
+    return compared, wrong
+
+
+def build(options, name, kind, dll, sources, libraries):
+    start = [options.compiler, *options.flags.read_text().split(), *kind.split()]
+    folder = options.folder / kind.replace(" ", "")
+    folder.mkdir(parents=True, exist_ok=True)
+    image, unfinished = folder / f"{name}.image", folder / f"{name}.unfinished"
+    # One by one: the compiler puts what it makes of several into scratch files.
+    objects = []
+    for source in sources:
+        objects.append(folder / f"{source}.o")
+        run(*start, f"-I{options.include}", "-c", options.examples / source, "-o", objects[-1])
+    run(options.compiler, "-nostdlib", *(["-shared", "-Wl,--exclude-all-symbols"] if dll else []),
+        "-Wl,-e,__BrackenStartup", "-Wl,--dynamicbase", "-Wl,--disable-auto-import",
+        options.start, *objects, "-Wl,--start-group", options.import_, *libraries, options.support,
+        "-lgcc", "-lkernel32", "-Wl,--end-group", "-o", unfinished)
+    run(options.finish, unfinished, "-o", image)
+    return image, unfinished
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    for name in ("folder", "examples", "programs", "include", "flags", "start", "support", "import",
+                 "compiler", "finish", "addr2line", "objdump"):
+        parser.add_argument(f"--{name}", type=Path, required=True, dest=name if name != "import" else "import_")
+    options = parser.parse_args()
+    programs = re.findall(r"tarn_add_program\((\w+)( DLL)? SOURCES ([^)]*?)(?: LINK (\w+))?\)",
+                          (options.examples / "CMakeLists.txt").read_text())
+    compared = wrong = 0
+    for name, dll, sources, linked in programs:
+        libraries = [options.programs / f"lib{linked}.dll.a"] if linked else []
+        for kind in KINDS:
+            image, unfinished = build(options, name, kind, dll, sources.split(), libraries)
+            counts = compare(options, image, unfinished)
+            compared += counts[0]
+            wrong += counts[1]
+    print(f"{compared} instructions of {len(programs)} examples, {wrong} with another line")
+    return 1 if wrong or compared < FEWEST_COMPARED else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
