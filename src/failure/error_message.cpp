@@ -1,11 +1,17 @@
 #include "failure/error_message.h"
 
 #include "failure/catalogue.h"
+#include "strings/c_string.h"
 
 namespace tarn {
 namespace {
 
 constexpr char kUnreadable[] = "???";
+// The start of an image names the block that it could not allocate: its name in
+// r8, and the mark in r9, since whoever else raises the number sets neither.
+constexpr std::uint64_t kErrorCommonBlock = 365;
+constexpr std::uint64_t kBlockNameMark = 0x4B4C4231;
+
 constexpr std::uint64_t kPageSize = 4096;  // memory is readable or not by pages
 
 constexpr std::uint64_t platform::AMD_CONTEXT::*kArguments[] = {
@@ -49,10 +55,8 @@ void append_argument(Message* message, std::uint64_t address) {
   }
 }
 
-}  // namespace
-
-void expand_error_text(const char* text, const platform::AMD_CONTEXT& context, char* message) {
-  Message out{message, 0};
+// Writes the expanded text after what the message has.
+void expand_into(const char* text, const platform::AMD_CONTEXT& context, Message out) {
   for (; *text; ++text) {
     if (*text != '%') {
       append(&out, *text);
@@ -70,8 +74,17 @@ void expand_error_text(const char* text, const platform::AMD_CONTEXT& context, c
   out.text[out.length] = '\0';
 }
 
+}  // namespace
+
+void expand_error_text(const char* text, const platform::AMD_CONTEXT& context, char* message) {
+  expand_into(text, context, Message{message, 0});
+}
+
 void compose_error_message(const platform::AMD_CONTEXT& context, char* message) {
   expand_error_text(error_text(static_cast<std::int64_t>(context.Rax)), context, message);
+  if (context.Rax != kErrorCommonBlock || context.R9 != kBlockNameMark) return;
+  const std::uint64_t length = strlen(message);
+  expand_into(" %1", context, Message{message, length});
 }
 
 }  // namespace tarn

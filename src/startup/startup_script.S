@@ -42,6 +42,7 @@
 #define BLOCK_RECORD_SIZE 40
 #define UNDEFINED_FILL 0x80
 #define ERROR_COMMON_BLOCK 365
+#define BLOCK_NAME_MARK 0x4B4C4231  // kBlockNameMark
 #define ERROR_NEEDS_AVX 368
 #define ERROR_PURE_VIRTUAL 312
 #define NOTE_MARK 0x45544F4E        // "NOTE" in memory order
@@ -207,6 +208,11 @@ ROUTINE(__BrackenStartup)
   jz .Lnext
   mov [rip + script_position], rsi
   add rax, rdi
+#ifndef TARN_LIBRARY_IMAGE
+  mov [rsp + 32], rax
+  call __initialise_cpplib          // a DLL's initialiser may print, and fail, too
+  mov rax, [rsp + 32]
+#endif
   call rax
   jmp .Lafter_call
 
@@ -315,6 +321,9 @@ ROUTINE(__BrackenStartup)
   ret
 
 .Lno_storage:
+  call __initialise_cpplib          // blocks come first, and who reports must be up
+  mov r8, [rip + name_cursor]
+  mov r9d, BLOCK_NAME_MARK
   mov ecx, ERROR_COMMON_BLOCK
   call __RuntimeError
 

@@ -119,13 +119,6 @@ TEST(StartupScript, BlocksAreAllocatedDeclaredFilledAndListed) {
   }
 }
 
-TEST(StartupScript, ABlockThatCannotBeAllocatedIsError365) {
-  constexpr std::int64_t kTooMuch = std::int64_t{1} << 62;
-  fresh().op(7, kTooMuch).op(5, 0);
-  EXPECT_EQ(raised_by([] { script.walk(); }).number, 365);
-  tarn::__record_program_storage(-kTooMuch);
-}
-
 int calls;
 void TARNAPI count_call() {
   ++calls;
