@@ -2,13 +2,13 @@
 // it by the same door, and it tells them apart by the bytes of the trap at the
 // instruction pointer.
 //
-// It decides in a fixed order: a routine of exception_table, the text of a
-// raised number, growth of an expanding region, the report. The process never
-// goes on after a report.
+// It decides in a fixed order: a routine of exception_table, growth of an
+// expanding region, the report. The process never goes on after a report.
 //
 // State: report_busy, and what failure/report.h holds. Nothing is locked:
 // report_busy is the whole protection, so a second failure during a report, in
-// it or on another thread, ends the process with status 1.
+// it or on another thread, ends the process with status 1. Growth uses none of
+// it: several threads may be at it at once.
 //
 // Stack: about 8 kB before the dialog opens (the large buffers are static),
 // kHandlerStack with it. Initialisation asks the system to keep that back on the

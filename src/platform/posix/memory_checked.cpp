@@ -2,10 +2,17 @@
 // the bounds of every block.
 
 #include <malloc.h>
-#include <sanitizer/allocator_interface.h>
 #include <stdlib.h>
 
 #include "platform/posix/system.h"
+
+// Of the sanitizer's published interface, for which not every compiler has the
+// headers.
+extern "C" {
+int __sanitizer_get_ownership(const volatile void* address);
+const char* __asan_locate_address(void* address, char* name, std::size_t name_size, void** region,
+                                  std::size_t* region_size);
+}
 
 namespace tarn::platform {
 namespace {
@@ -42,8 +49,13 @@ std::uint64_t GlobalSize(void* block) {
 }
 
 bool IsInsideHeapBlock(const void* address) {
-  const void* const start = __sanitizer_get_allocated_begin(address);
-  return start != nullptr && start != address;
+  char name[1];
+  void* start = nullptr;
+  std::size_t size = 0;
+  __asan_locate_address(const_cast<void*>(address), name, sizeof name, &start, &size);
+  const auto offset =
+      reinterpret_cast<std::uintptr_t>(address) - reinterpret_cast<std::uintptr_t>(start);
+  return is_block(start) && offset > 0 && offset < size;
 }
 
 Handle GetProcessHeap() { return &process_heap; }
