@@ -42,8 +42,9 @@ void* refused(std::int32_t* status, std::int32_t value, std::int32_t error) {
   return nullptr;
 }
 
-// Raises if the memory service refused the block because it is none.
-[[gnu::noinline]] void give_back_refused(const void* block, std::int32_t error) {
+// Raises if the memory service refused the block because it is none. Of the
+// callers' convention, so that they save no registers for it.
+[[gnu::noinline]] TARNAPI void give_back_refused(const void* block, std::int32_t error) {
   if (platform::GetLastError() != platform::kErrorInvalidHandle) return;
   __RuntimeError(platform::IsInsideHeapBlock(block) ? kErrorPartFreed : error);
 }

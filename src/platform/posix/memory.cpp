@@ -53,6 +53,19 @@ constexpr std::uint32_t size_at(std::uint32_t index) {
 static_assert(size_index(128) == 7 && size_index(129) == 8 && size_at(8) == 160);
 static_assert(size_index(kLargestSmall) == kSizes - 1 && size_at(kSizes - 1) == kLargestSmall);
 
+// For the sizes that most blocks have, by grains.
+constexpr std::uint64_t kLargestTabled = 1024;
+struct SizeTable {
+  std::uint8_t index[kLargestTabled / kGrain + 1];
+};
+constexpr SizeTable kSizeTable = [] {
+  SizeTable table{};
+  for (std::uint64_t grains = 0; grains <= kLargestTabled / kGrain; ++grains) {
+    table.index[grains] = static_cast<std::uint8_t>(size_index(grains * kGrain));
+  }
+  return table;
+}();
+
 using Mark = std::uint8_t;  // of a small block its size's index and 1
 constexpr Mark kLargeMark = 0xFF;
 
@@ -438,7 +451,8 @@ void* take_large(std::uint64_t size, bool* clean) {
 
 inline void* allocate(std::uint64_t size, bool zero_fill) {
   if (size <= kLargestSmall) {
-    const std::uint32_t index = size_index(size);
+    const std::uint32_t index =
+        size <= kLargestTabled ? kSizeTable.index[(size + kGrain - 1) / kGrain] : size_index(size);
     Store& store = own_stores->of[index];
     if (store.count) {
       void* const block = store.blocks[--store.count];
