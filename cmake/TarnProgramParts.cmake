@@ -4,8 +4,11 @@
 set(tarn_startup ${CMAKE_SOURCE_DIR}/src/startup)
 set_source_files_properties(${tarn_startup}/startup_script.S ${tarn_startup}/program_memory.S
   PROPERTIES OBJECT_DEPENDS ${CMAKE_SOURCE_DIR}/src/platform/assembly.h)
+set_source_files_properties(${tarn_startup}/program_support/manifest.S
+  PROPERTIES OBJECT_DEPENDS ${tarn_startup}/program_support/program.manifest)
 add_library(tarn_program_start OBJECT ${tarn_startup}/startup_script.S)
 add_library(tarn_program_support STATIC ${tarn_startup}/program_memory.S
+  ${tarn_startup}/program_support/manifest.S
   ${tarn_startup}/program_support/run.cpp ${tarn_startup}/program_support/end.cpp
   ${tarn_startup}/program_support/cxx.cpp ${tarn_startup}/program_support/threads.cpp)
 target_link_libraries(tarn_program_support PRIVATE tarn_program_flags)

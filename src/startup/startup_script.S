@@ -364,6 +364,10 @@ ROUTINE(__cxa_pure_virtual)
   mov ecx, ERROR_PURE_VIRTUAL
   jmp __RuntimeError
 ROUTINE_END(__cxa_pure_virtual)
+
+// Takes the manifest from the library behind the program's own objects.
+.section .rdata, "dr"
+  .rva tarn_program_manifest
 #endif
 
 #ifndef _WIN32

@@ -1,5 +1,6 @@
 /* The log, the checksum, quotes, folders that are missing, and names as Windows
- * takes them: in any case, with dots and blanks at the end, of devices. */
+ * takes them: in any case, with dots and blanks at the end, of devices; and one
+ * in UTF-8, the program's argument. */
 #include <io.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -49,7 +50,7 @@ static void write_names(void) {
   printf("gone: %d %d %d\n", _unlink("..\\NEW"), _unlink("NEW "), _unlink("nul"));
 }
 
-int main(void) {
+int main(int count, char** arguments) {
   printf("log: %d", log_event("one", "events.log"));
   printf(" %d", log_event("two\n", "events.log"));
   printf(" %d\n", log_event("x", "none\\events.log"));
@@ -85,5 +86,8 @@ int main(void) {
   printf("%s %s\n", date, time);
   printf("drives: %d %d\n", disk_is_remote('z') == disk_is_remote('Z'), disk_is_remote('q'));
   write_names();
+  const char* name = count > 1 ? arguments[1] : "";
+  printf("%s: %d", name, opens(name, "w"));
+  printf(" %d\n", opens("GRÖßE.TXT", "r"));
   return 0;
 }

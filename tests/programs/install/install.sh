@@ -76,6 +76,12 @@ tarncc registers.c -o registers.exe
 expect 4 1 tarnrun registers.exe
 [ -z "$wine" ] || expect 4 1 "$wine" registers.exe
 
+# A manifest of the program's own takes the place of the library's.
+tarncc hello.c -o hello.exe && grep -q activeCodePage hello.exe || fail "no manifest"
+echo '1 24 { "<assembly>own</assembly>" }' >own.rc && x86_64-w64-mingw32-windres own.rc own.o
+tarncc hello.c own.o -o own.exe && grep -q "<assembly>own" own.exe || fail "not its own manifest"
+! grep -q activeCodePage own.exe || fail "two manifests"
+
 # The DLL beside an image: replaced where it differs, whole or not at all.
 printf damaged >TARNLIBC64.DLL
 tarncc hello.c -o hello.exe && cmp TARNLIBC64.DLL "$prefix/lib/tarnlib/TARNLIBC64.DLL"
