@@ -84,6 +84,14 @@ struct OpenMode {
   bool append = false;
 };
 
+// Whether there is no file of this name, for certain: where the system could not
+// find out, one that "a" would empty may be there.
+bool is_absent(const char* path) {
+  if (FileExists(path)) return false;
+  const std::uint32_t error = platform::GetLastError();
+  return error == platform::kErrorFileNotFound || error == platform::kErrorPathNotFound;
+}
+
 OpenMode parse_mode(const char* letters, const char* path) {
   OpenMode mode;
   for (; *letters; ++letters) {
@@ -100,7 +108,7 @@ OpenMode parse_mode(const char* letters, const char* path) {
         break;
       case 'a':
         mode.access = platform::kGenericWrite;
-        mode.creation = FileExists(path) ? platform::kOpenExisting : platform::kCreateAlways;
+        mode.creation = is_absent(path) ? platform::kCreateAlways : platform::kOpenExisting;
         mode.flags = kFileWriteMark;
         mode.append = true;
         break;
