@@ -63,28 +63,15 @@ fi
 
 unset TARN_SOAK TARN_EVERY_FAILURE TARN_DECODER_EVERY_INSTRUCTION
 
-# A fault is an error to valgrind even where a handler mends it.
-valgrind_cannot_run=(
-  # `int 9`, and the return from a fault to another place
-  elementary_test exceptions_test format_test heap_test image_introspection_test image_loader_test
-  paneview_test progress_test runtime_error_test scan_test secondary_stack_reservation_test
-  soak_test special_functions_test startup_script_test traceback_test
-  # descriptors of processes
-  child_processes_test failure_injection_test parallel_tasks_test processes_test terminal_soak_test
-  # numbers of 80 bits
-  float_text_test number_parse_test
-  # the layout and the limits of the address space
-  platform_test platform_host_test
-)
-
 memory_checked() {
   command -v valgrind >/dev/null || { echo "Left out: valgrind (it is not installed)"; return; }
   echo "Tests: unit tests of the host under valgrind"
-  local test name report=build/host.valgrind.log
+  local test name excluded report=build/host.valgrind.log
+  excluded=$(ctest --test-dir build/host -N -L '^no_valgrind$')
   : >"$report"
   for test in build/host/tests/unit/*_test; do
     name=$(basename "$test")
-    if [[ " ${valgrind_cannot_run[*]} " == *" $name "* ]]; then
+    if grep -q ": unit\.$name\$" <<<"$excluded"; then
       skipped=$((skipped + 1))
     elif (cd build/host/tests/unit &&
       timeout "$time_limit" valgrind -q --error-exitcode=99 "./$name") >>"$report" 2>&1; then
