@@ -23,6 +23,7 @@ case "${1:-}" in
     exit 2
     ;;
 esac
+scripts/setup.sh --check 2>/dev/null || scripts/setup.sh || TARN_HOST_ONLY=1 scripts/setup.sh
 ./build.sh
 . scripts/wine_environment.sh
 

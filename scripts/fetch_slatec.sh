@@ -3,7 +3,8 @@
 # build/slatec, from the upstream tarball of Debian's source package maxima.
 # Does nothing where they are already there. Where they cannot be had, says so
 # in one line and fails. TARN_WITHOUT_SLATEC=1 asks for a library without them,
-# on a machine that cannot fetch: nothing is fetched then.
+# on a machine that cannot fetch: nothing is fetched then. --check only tells
+# whether they are there.
 #
 # Uses the machine's own package sources, read as source repositories in a
 # folder of its own; nothing in the system's configuration changes.
@@ -34,6 +35,7 @@ complete() {
   done
 }
 complete "$cache" && exit 0
+[ "${1:-}" != --check ] || not_available "not fetched yet"
 
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT

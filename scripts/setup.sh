@@ -2,6 +2,7 @@
 # Installs everything the project needs from Debian's packages, without
 # questions. Does nothing where all is in place.
 #   TARN_HOST_ONLY=1   leave out the cross compiler and Wine
+#   --check            install and fetch nothing; say what is missing, and fail
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -24,6 +25,12 @@ for package in "${packages[@]}"; do
   dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' ||
     missing+=("$package")
 done
+if [ "${1:-}" = --check ]; then
+  scripts/fetch_slatec.sh --check >/dev/null 2>&1 || missing+=("SLATEC (or TARN_WITHOUT_SLATEC=1)")
+  [ ${#missing[@]} -eq 0 ] && exit 0
+  echo "Missing: ${missing[*]}; run scripts/setup.sh" >&2
+  exit 1
+fi
 if [ ${#missing[@]} -eq 0 ]; then
   scripts/fetch_slatec.sh
   exit 0
