@@ -55,7 +55,8 @@ int main(int argc, char** argv) {
   sprintf(program, "\"%s\"", argv[0]);
 
   printf("_spawns: %d\n", _spawns(0, program, "child 7 one \"two words\"  a\\b \"\" 'c d'"));
-  printf("bytes: %d\n", _spawns(TARN_SPAWN_WAIT, program, "child 255 \xC3\xA4 \"\xC3\xA9 \xE2\x82\xAC\""));
+  printf("bytes: %d\n",
+         _spawns(TARN_SPAWN_WAIT, program, "child 255 \xC3\xA4 \"\xC3\xA9 \xE2\x82\xAC\""));
   printf("by name: %d\n", _spawns(0, "processes", "child 4 found"));
   const char* const list[] = {"itself", "child", "6", "no quotes", "\"are added\"", NULL};
   printf("_spawnv: %d\n", _spawnv(0, program, list));
