@@ -3,6 +3,7 @@
 # a ratio of times (ours / peer) with the limit it is held to.
 set -uo pipefail
 cd "$(dirname "$0")"
+scripts/setup.sh --check 2>/dev/null || scripts/setup.sh || exit 1
 ./build.sh || exit 1
 . scripts/wine_environment.sh
 status=0

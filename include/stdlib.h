@@ -64,9 +64,9 @@ double atof(const char* text);
 
 /* Not stable. The number of comparisons grows with count * log(count) for keys
  * that differ, and with count squared for keys that are equal: 100,000 equal
- * elements take 5,000,000,000 comparisons. The same array makes the same comparisons in every version. Takes
- * 8 bytes an element of the secondary stack while it runs: one thread at a time,
- * and the run-time error 444 where there is no room. */
+ * elements take 5,000,000,000 comparisons. The same array makes the same comparisons in every
+ * version. Takes 8 bytes an element of the secondary stack while it runs: one thread at a time, and
+ * the run-time error 444 where there is no room. */
 void qsort(void* base, size_t count, size_t size, int (*comparator)(const void*, const void*));
 /* An element that compares equal, or null; the key comes first in each
  * comparison. At most 2,147,483,647 elements. Any thread. */

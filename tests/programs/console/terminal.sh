@@ -10,11 +10,13 @@ rm -rf "$folder"
 mkdir -p "$folder"
 cd "$folder" || exit 1
 
-# start page program [argument...]: in a terminal of 80 by 25
+# start page program [argument...]: in a terminal of 80 by 25. Wine's own console
+# process gives the terminal its modes back, which may be after the program's end.
 start() {
   local page=$1
   shift
   open_page "$page" 80 25 "before=\$(stty -g); '$runner' '$programs'/$*; status=\$?
+    for i in 1 2 3 4 5 6 7 8 9; do [ \"\$before\" = \"\$(stty -g)\" ] && break; sleep 0.2; done
     [ \"\$before\" = \"\$(stty -g)\" ] || echo the terminal is not as it was; (exit \$status)"
 }
 
