@@ -44,7 +44,7 @@ enum RangeListEntry : std::uint8_t {
 
 // ---- Abbreviations -------------------------------------------------------------
 
-struct Specification {
+struct AttributeForm {
   std::uint64_t attribute, form;
   std::int64_t implicit;
 };
@@ -52,7 +52,7 @@ struct Specification {
 struct Abbreviation {
   std::uint64_t tag = 0;
   bool has_children = false;
-  std::vector<Specification> attributes;
+  std::vector<AttributeForm> attributes;
 };
 
 using Abbreviations = std::unordered_map<std::uint64_t, Abbreviation>;
@@ -68,10 +68,10 @@ Abbreviations read_abbreviations(const DebugSections& sections, std::uint64_t of
     each.tag = reader.unsigned_leb();
     each.has_children = reader.byte() != 0;
     for (;;) {
-      Specification specification{reader.unsigned_leb(), reader.unsigned_leb(), 0};
-      if (specification.form == kFormImplicit) specification.implicit = reader.signed_leb();
-      if (specification.attribute == 0 && specification.form == 0) break;
-      each.attributes.push_back(specification);
+      AttributeForm declared{reader.unsigned_leb(), reader.unsigned_leb(), 0};
+      if (declared.form == kFormImplicit) declared.implicit = reader.signed_leb();
+      if (declared.attribute == 0 && declared.form == 0) break;
+      each.attributes.push_back(declared);
     }
     result.insert_or_assign(code, std::move(each));
   }
@@ -127,8 +127,8 @@ struct EntryReader {
   // entries and units.
   std::size_t range_entries = 0, abbreviation_bytes = 0;
 
-  Value read(DwarfReader& reader, const Unit& unit, const Specification& specification) const {
-    std::uint64_t form = specification.form;
+  Value read(DwarfReader& reader, const Unit& unit, const AttributeForm& declared) const {
+    std::uint64_t form = declared.form;
     while (form == kFormIndirect) form = reader.unsigned_leb();
     const auto value = [&](std::uint64_t number) { return Value{form, number}; };
     switch (form) {
@@ -181,7 +181,7 @@ struct EntryReader {
       case kFormSigned:
         return value(static_cast<std::uint64_t>(reader.signed_leb()));
       case kFormImplicit:
-        return value(static_cast<std::uint64_t>(specification.implicit));
+        return value(static_cast<std::uint64_t>(declared.implicit));
       case kFormFlagPresent:
         return value(1);
       case kFormText:
@@ -211,9 +211,9 @@ struct EntryReader {
 
   Entry read_entry(DwarfReader& reader, const Unit& unit, const Abbreviation& abbreviation) const {
     Entry entry;
-    for (const Specification& specification : abbreviation.attributes) {
-      const Value value = read(reader, unit, specification);
-      switch (specification.attribute) {
+    for (const AttributeForm& declared : abbreviation.attributes) {
+      const Value value = read(reader, unit, declared);
+      switch (declared.attribute) {
         case kLowPc:
           entry.low_pc = value;
           break;
