@@ -80,7 +80,7 @@ bool is_divide_overflow(const platform::AMD_CONTEXT& context) {
   std::uint64_t divisor = 0;
   if (mode != 3) {
     const std::uint64_t address = memory_operand(context, &code, mode, operand, rex);
-    safe_memory_read(address, &divisor, size);
+    safe_memory_read(address, &divisor, static_cast<std::uint32_t>(size));
   } else if (size == 1 && rex == 0 && operand >= 4) {
     divisor = general(context, operand - 4) >> 8;  // ah, ch, dh, bh
   } else {
