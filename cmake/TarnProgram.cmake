@@ -24,13 +24,16 @@
 set(TARN_PROGRAMS ${CMAKE_BINARY_DIR}/programs)
 
 # How a source of a program is compiled; tarncc reads the same files. In them:
-# - The library is the C run-time: only its headers, and its own meaning of
-#   each name (its puts, for one, adds no line feed).
+# - The library is the C run-time: only its headers and after them the compiler's
+#   own, and its own meaning of each name (its puts, for one, adds no line feed).
 # - The one prologue that the traceback reads: a single subtraction from rsp as
 #   the first act of a routine, no pushes. -O1 does not move code in front of
 #   it. A routine without a frame has none, and the traceback steps over it by
 #   its unwind data.
-# - Nothing that a C or C++ run-time would have to supply.
+# - Nothing that a C or C++ run-time would have to supply, but what the program
+#   support library has.
+# A source whose inline assembly names rbx, rsi or rdi needs -fcall-saved-rbx and
+# its like, in its COMPILE_OPTIONS; tarncc gives it of itself.
 function(tarn_read_flags file result)
   file(READ ${TARN_PROGRAM_FLAGS}/${file} text)
   separate_arguments(flags UNIX_COMMAND "${text}")

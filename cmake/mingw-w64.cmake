@@ -1,9 +1,14 @@
-# Cross compiler for 64-bit Windows: Debian's g++-mingw-w64-x86-64.
+# Cross compiler for 64-bit Windows: Debian's g++-mingw-w64-x86-64, or the one
+# that was given, such as -DCMAKE_C_COMPILER=tarncc.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 set(TARN_TRIPLE x86_64-w64-mingw32)
-set(CMAKE_C_COMPILER ${TARN_TRIPLE}-gcc-posix)
-set(CMAKE_CXX_COMPILER ${TARN_TRIPLE}-g++-posix)
+if(NOT CMAKE_C_COMPILER)
+  set(CMAKE_C_COMPILER ${TARN_TRIPLE}-gcc-posix)
+endif()
+if(NOT CMAKE_CXX_COMPILER)
+  set(CMAKE_CXX_COMPILER ${TARN_TRIPLE}-g++-posix)
+endif()
 set(CMAKE_ASM_COMPILER ${TARN_TRIPLE}-gcc-posix)
 set(CMAKE_RC_COMPILER ${TARN_TRIPLE}-windres)
 set(CMAKE_DLLTOOL ${TARN_TRIPLE}-dlltool)

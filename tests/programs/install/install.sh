@@ -63,12 +63,14 @@ expect 1 "-fsanitize=address is not supported" tarncc -fsanitize=address hello.c
 expect 2 "no value after -include" tarncc hello.c -include
 expect 2 "x?y.c: there is no such file" tarncc $'x\ty.c'
 cat >registers.c <<'END'
+#include <cpuid.h>
+#include <stdbool.h>
 #include <stdio.h>
 _Thread_local int counter = 3;
 int main(void) {
   unsigned a, b, c, d;
-  __asm__("cpuid" : "=a"(a), "=b"(b), "=c"(c), "=d"(d) : "a"(0), "c"(0));
-  printf("%d\n", a > 0 && b != 0 && c != 0 && d != 0);
+  const bool there = __get_cpuid(0, &a, &b, &c, &d);
+  printf("%d\n", there && a > 0 && b != 0 && c != 0 && d != 0);
   return ++counter;
 }
 END
