@@ -26,15 +26,27 @@
 extern "C" {
 #endif
 
-/* The block of this source, at file scope: n, n counters, the path. finish_image
- * marks the lines that have no TARN_COUNT with -1, those that have one with 0. */
-#define TARN_PROFILE_SOURCE(source_path, lines) \
-  static struct {                               \
-    long long n;                                \
-    long long counters[lines];                  \
-    char path[sizeof(source_path)];             \
-  } tarn_profile = {lines, {0}, source_path};   \
+/* The block of this source, at file scope: n, n counters, the path, which ends in
+ * a dot and three letters. finish_image marks the lines that have no TARN_COUNT
+ * with -1, those that have one with 0. */
+#define TARN_PROFILE_SOURCE(source_path, lines)                                               \
+  static struct {                                                                             \
+    long long n;                                                                              \
+    long long counters[lines];                                                                \
+    char path[sizeof(source_path)];                                                           \
+  } tarn_profile = {lines, {0}, source_path};                                                 \
+  TARN_PROFILE_REFUSED_UNLESS(                                                                \
+      sizeof(source_path) >= sizeof ".abc" &&                                                 \
+          __builtin_strcspn((source_path) + sizeof(source_path) - sizeof ".abc", ".") == 0 && \
+          __builtin_strcspn((source_path) + sizeof(source_path) - sizeof "abc", "./\\") == 3, \
+      "the path of a profiled source ends in a dot and three letters")                        \
   TARN_NOTE(15, &tarn_profile, 0, 0, lines)
+
+#ifdef __cplusplus
+#define TARN_PROFILE_REFUSED_UNLESS(condition, text) static_assert(condition, text);
+#else
+#define TARN_PROFILE_REFUSED_UNLESS(condition, text) __extension__ _Static_assert(condition, text);
+#endif
 
 /* A statement: counts the line that it stands on, one of the first `lines`. */
 #define TARN_COUNT                                                     \

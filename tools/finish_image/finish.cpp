@@ -207,6 +207,10 @@ void check_targets(Image& image, const std::set<std::uint32_t>& relocations,
                    const Interpreter& interpreter, const Script& script) {
   std::set<std::uint32_t> cells;
   for (const CommonBlock& block : script.blocks) {
+    if (!block.is_described) {
+      refuse("the pointer %s leads into common block %s, which nothing in the image describes",
+             describe(image, block.pointers.front()).c_str(), block.name.c_str());
+    }
     for (const std::uint32_t cell : block.pointers) {
       open_cell(image, cell, "the block pointer");
       if (relocations.contains(cell) || !cells.insert(cell).second) {

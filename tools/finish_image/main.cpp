@@ -25,6 +25,7 @@ constexpr char kHelp[] =
     "  --note            put \"NOTE\" over the image's first four bytes once loaded\n"
     "  --public-routines the routine table has exported routines only, without lines\n"
     "  --strip           leave out the symbols and the debug sections\n"
+    "  --called NAME     call the image NAME in messages; otherwise it is INPUT\n"
     "  --help            print this\n"
     "\n"
     "Exit status: 0 if done, 1 if the image is refused, 2 for a wrong command line.\n"
@@ -96,7 +97,7 @@ void write_file(const std::string& name, const finisher::Bytes& bytes) {
 
 int main(int count, char** arguments) {
   finisher::Options options;
-  std::string input, output;
+  std::string input, output, called;
   bool list = false;
   for (int i = 1; i < count; i++) {
     const std::string argument = arguments[i];
@@ -107,6 +108,9 @@ int main(int count, char** arguments) {
     if (argument == "-o") {
       if (++i == count) return usage_error("no file behind -o", "");
       output = arguments[i];
+    } else if (argument == "--called") {
+      if (++i == count) return usage_error("no name behind --called", "");
+      called = arguments[i];
     } else if (argument == "--dll") {
       options.must_be_dll = true;
     } else if (argument == "--undefined-fill") {
@@ -130,6 +134,7 @@ int main(int count, char** arguments) {
     }
   }
   if (input.empty()) return usage_error("no input", "");
+  if (called.empty()) called = input;
   if (list != output.empty()) {
     return usage_error(list ? "--list takes no -o" : "no output: give -o", "");
   }
@@ -148,10 +153,10 @@ int main(int count, char** arguments) {
       std::fprintf(stderr, "finish_image: note: %s: %s\n", output.c_str(), finished.remark.c_str());
     }
   } catch (const finisher::Refusal& refusal) {
-    std::fprintf(stderr, "finish_image: %s: %s\n", input.c_str(), refusal.text.c_str());
+    std::fprintf(stderr, "finish_image: %s: %s\n", called.c_str(), refusal.text.c_str());
     return kRefused;
   } catch (const std::bad_alloc&) {
-    std::fprintf(stderr, "finish_image: %s: out of memory\n", input.c_str());
+    std::fprintf(stderr, "finish_image: %s: out of memory\n", called.c_str());
     return kRefused;
   }
   return 0;

@@ -74,6 +74,7 @@ void apply(Image& image, const Note& note, Script& script,
     case kAllocateBlock: {
       require_target(note);
       CommonBlock& block = block_named(script, note.name);
+      block.is_described = true;
       block.pointers.push_back(note.target);
       if (block.is_declared && note.size > block.size) {
         refuse("common block %s is used with %llu bytes, but its object has %llu",
@@ -98,7 +99,7 @@ void apply(Image& image, const Note& note, Script& script,
       if (home == nullptr || note.size > home->end() - note.target) {
         refuse("the object of common block %s ends outside its section", note.name.c_str());
       }
-      block.is_declared = true;
+      block.is_described = block.is_declared = true;
       block.offset = note.target;
       block.size = note.size;
       break;

@@ -28,7 +28,8 @@ enum Opcode : std::uint8_t {
 struct CommonBlock {
   std::string name;
   std::uint64_t size = 0;
-  bool is_declared = false;  // it lies in the image, at `offset`
+  bool is_described = false;  // by a note that tells its size
+  bool is_declared = false;   // it lies in the image, at `offset`
   std::uint32_t offset = 0;
   std::vector<std::uint32_t> pointers;  // cells that get its address
 };

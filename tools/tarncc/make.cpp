@@ -16,7 +16,8 @@ int finish(const Job& job, const fs::path& unfinished) {
   Words words = {job.places.finish_image.string()};
   if (request.dll) words.push_back("--dll");
   words.insert(words.end(), request.finish_options.begin(), request.finish_options.end());
-  words.insert(words.end(), {unfinished.string(), "-o", request.output});
+  words.insert(words.end(),
+               {"--called", request.output, unfinished.string(), "-o", request.output});
   return run_program(words, job.run_options()) == 0 ? kDone : kRefused;
 }
 

@@ -31,6 +31,7 @@ cp "$here"/consumer/*.c .
 printf '#include <stdio.h>\nint main(void) { printf("hello\\n"); return 4; }\n' >hello.c
 printf 'int main(void) { return no_such_thing; }\n' >broken.c
 printf '__attribute__((section(".tarnimg"))) long long n[5] = {1};\n' >refused.c
+printf '#include <tarn/profile.h>\nTARN_PROFILE_SOURCE("twice.c", 9)\n' >twice.c
 
 # The first minute.
 tarncc hello.c -o hello.exe
@@ -112,7 +113,9 @@ expect 2 "unknown option --wrong" tarncc --wrong hello.c
 expect 2 "hello.c: would be overwritten" tarncc hello.c -o ./hello.c
 expect 2 "hello.o: would be overwritten" tarncc hello.o -o ./hello.o
 expect 1 no_such_thing tarncc broken.c -o broken.exe
-expect 1 "not a note" tarncc --dll refused.c -o refused.dll
+expect 1 "ends in a dot and three letters" tarncc -c twice.c
+expect 1 "ends in a dot and three letters" tarncc -c -std=c99 -pedantic-errors twice.c
+expect 1 "finish_image: refused.dll: section .tarnimg holds something that is not a note" tarncc --dll refused.c -o refused.dll
 for file in broken.exe refused.dll librefused.dll.a; do
   [ ! -e $file ] || fail "a refused source made $file"
 done

@@ -325,6 +325,11 @@ TEST(Refused, EachWithItsReason) {
          l.note(7, l.number(0), "NAME", "", 8);
          l.note(9, l.number(8), "NAME");
        }},
+      {"leads into common block NMAE, which nothing",
+       [](auto& l) {
+         l.note(7, l.number(0), "NAME", "", 8);
+         l.note(9, l.number(0), "NMAE");
+       }},
       {"holds another address too",
        [](auto& l) { l.note(7, l.address(LinkedImage::kMain), "NAME", "", 8); }},
       {"a profile block at", [](auto& l) { l.note(15, l.number(1), "", "", ~std::uint64_t{0}); }},
