@@ -39,6 +39,8 @@ void RefillBuffer() {
     console.read_error = 1;
     return;
   }
+  delivered =
+      platform::ToConsoleText(system_handle(console.input_handle), console.read_buffer, delivered);
   console.read_pos = 0;
   console.read_len = static_cast<std::int32_t>(delivered);
   console.read_buffer[delivered] = '\0';

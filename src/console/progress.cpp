@@ -75,7 +75,11 @@ void copy(char* to, const char* from, std::uint32_t size) {
 bool read_title(ProgressTitle* title) {
   char* const text = title->console_title;
   text[0] = '\0';
-  if (platform::GetConsoleTitleA(text, kTitleSize) == 0) return false;
+  // The length of an empty title is 0 too.
+  platform::SetLastError(0);
+  if (platform::GetConsoleTitleA(text, kTitleSize) == 0 && platform::GetLastError() != 0) {
+    return false;
+  }
   text[kTitleSize - 1] = '\0';
   std::uint64_t length = strlen(text);
   if (length > kTitleSize - kPercentSize) length = kTitleSize - kPercentSize;

@@ -349,7 +349,12 @@ TARNAPI Status WriteConsoleA(Handle screen, const void* text, std::uint32_t leng
 // right behind it is that character with Alt.
 TARNAPI Status ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
                                  std::uint32_t* count);
-// Length of the title, of which what fits is stored with a NUL; 0 on failure. On
+// Turns what ReadFile delivered of a console into the code page of its cells, in
+// place; what that lacks is '?'. Result: the length that it then has. On Windows,
+// and for other handles, nothing is to be done.
+TARNAPI std::uint32_t ToConsoleText(Handle input, char* text, std::uint32_t length);
+// Length of the title, of which what fits is stored with a NUL. 0 on failure, and
+// for an empty title, which leaves the last error as it was. On
 // the host, what the process set last, at most 1023 characters, at first the
 // program's name; the terminal gets its own title back at the end.
 TARNAPI std::uint32_t GetConsoleTitleA(char* title, std::uint32_t size);

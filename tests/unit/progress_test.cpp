@@ -82,7 +82,9 @@ void expect_end(const QuickJob& job) {
 }
 
 // Jobs of which nothing is shown wait beside the slow one.
+// Behind an empty title.
 TEST_F(Title, TheThreadShowsASlowJobUntilItIsDoneAndNoOther) {
+  ASSERT_TRUE(platform::SetConsoleTitleA(""));
   QuickJob jobs[] = {
       {{50.0F, 100.0F, 0, 0}, nullptr},  // 51 percent, one ahead
       {{0.0F, 0.0F, 0, 0}, nullptr},     // no work
@@ -100,18 +102,18 @@ TEST_F(Title, TheThreadShowsASlowJobUntilItIsDoneAndNoOther) {
   EXPECT_EQ(MakeProgressThread(100), nullptr);  // one at a time
   UpdateProgressValue(10);
   UpdateProgressValue(9);  // never goes back
-  EXPECT_TRUE(title_becomes("job (11%)")) << title();
+  EXPECT_TRUE(title_becomes(" (11%)")) << title();
   EXPECT_GE(now() - start, 490u);  // by another clock
   UpdateProgressValue(49);
-  EXPECT_TRUE(title_becomes("job (50%)")) << title();
+  EXPECT_TRUE(title_becomes(" (50%)")) << title();
   for (const QuickJob& job : jobs) expect_end(job);
-  EXPECT_EQ(title(), "job (50%)");
+  EXPECT_EQ(title(), " (50%)");
   EXPECT_EQ(jobs[0].record.percent, 51);
   EXPECT_EQ(jobs[4].record.percent, INT_MAX);
 
   UpdateProgressValue(-1);  // done
   EXPECT_EQ(platform::WaitForSingleObject(thread, kLongEnough), platform::kWaitObject);
-  EXPECT_EQ(title(), "job");
+  EXPECT_EQ(title(), "");
   CloseProgressThread();
   CloseProgressThread();  // there is none
 }

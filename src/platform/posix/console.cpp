@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::size_t kTitleSize = 1024;
 char title[kTitleSize];
+bool title_is_set;
 
 std::int16_t narrow(int value) { return static_cast<std::int16_t>(value); }
 
@@ -228,10 +229,24 @@ Status WriteConsoleA(Handle handle, const void* text, std::uint32_t length, std:
   return 1;
 }
 
+std::uint32_t ToConsoleText(Handle input, char* text, std::uint32_t length) {
+  const OpenObject* const object = find_handle(input, HandleKind::kFile);
+  if (object == nullptr || terminal_device(object->descriptor) == 0) return length;
+  auto* const bytes = reinterpret_cast<std::uint8_t*>(text);
+  std::uint32_t put = 0;
+  for (std::uint32_t i = 0; i < length; ++put) {
+    std::uint32_t code_point = bytes[i];
+    const int taken = code_point < 0x80 ? 1 : take_utf8(bytes + i, length - i, &code_point);
+    bytes[put] = taken > 0 ? to_code_page(code_point) : '?';
+    i += taken > 0 ? static_cast<std::uint32_t>(taken) : 1;
+  }
+  return put;
+}
+
 std::uint32_t GetConsoleTitleA(char* to, std::uint32_t size) {
   const ScreenLock lock;
   if (size == 0 || select_any_screen() == nullptr) return 0;
-  if (title[0] == '\0') GetModuleFileNameA(nullptr, title, kTitleSize);
+  if (!title_is_set) title_is_set = GetModuleFileNameA(nullptr, title, kTitleSize) > 0;
   const std::size_t stored = strnlen(title, size - 1);
   memcpy(to, title, stored);
   to[stored] = '\0';
@@ -244,6 +259,7 @@ Status SetConsoleTitleA(const char* text) {
   const std::size_t length = strnlen(text, kTitleSize - 1);
   memcpy(title, text, length);
   title[length] = '\0';
+  title_is_set = true;
   if (!use_screen()) return 0;
   char printable[kTitleSize];
   put_printable(title, printable);

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/posix/code_page.h"
 #include "platform/posix/file_claims.h"
 #include "platform/posix/terminal.h"
 
@@ -49,9 +50,9 @@ Handle close_and_refuse(int descriptor, std::uint32_t code) {
   return refuse(code);
 }
 
-Handle keep(int descriptor, const Request& request, bool screen) {
-  const Handle handle =
-      add_handle({HandleKind::kFile, descriptor, request.reads, request.writes, screen, nullptr});
+Handle keep(int descriptor, const Request& request, bool screen, bool code_page = false) {
+  const Handle handle = add_handle(
+      {HandleKind::kFile, descriptor, request.reads, request.writes, screen, nullptr, code_page});
   if (handle != nullptr) return handle;
   close(descriptor);
   return invalid_handle();
@@ -199,7 +200,8 @@ Handle open_device(const Device& device, const Request& request) {
     return refuse(device.host != nullptr ? windows_code(errno) : kErrorFileNotFound);
   return keep(descriptor, request,
               device.side == DeviceSide::kScreen ||
-                  (device.side == DeviceSide::kByAccess && request.writes && !request.reads));
+                  (device.side == DeviceSide::kByAccess && request.writes && !request.reads),
+              device.side == DeviceSide::kScreen);
 }
 
 // ---- Transfer ---------------------------------------------------------------
@@ -208,6 +210,51 @@ Handle open_device(const Device& device, const Request& request) {
 bool wait_for(int descriptor, short events) {
   pollfd wanted{descriptor, events, 0};
   return poll(&wanted, 1, -1) >= 0 || errno == EINTR;
+}
+
+// Some shells make their pipes of sockets.
+bool is_pipe(int descriptor) {
+  struct stat facts;
+  return fstat(descriptor, &facts) == 0 && (S_ISFIFO(facts.st_mode) || S_ISSOCK(facts.st_mode));
+}
+
+// All of the bytes, or false with the count of those that were written.
+bool write_all(int descriptor, const void* buffer, std::uint32_t size, std::uint32_t* done) {
+  *done = 0;
+  do {
+    const ssize_t put = write(descriptor, static_cast<const char*>(buffer) + *done, size - *done);
+    if (put >= 0) {
+      *done += static_cast<std::uint32_t>(put);
+    } else if (errno != EINTR && !(errno == EAGAIN && wait_for(descriptor, POLLOUT))) {
+      return false;
+    }
+  } while (*done < size);
+  return true;
+}
+
+// Characters of the console's code page, as the terminal takes them. A piece of
+// them counts once it is written whole.
+bool write_glyphs(int descriptor, const void* buffer, std::uint32_t size, std::uint32_t* done) {
+  constexpr std::uint32_t kPiece = 512;
+  const auto* const bytes = static_cast<const std::uint8_t*>(buffer);
+  char text[kPiece * 3];
+  for (*done = 0; *done < size;) {
+    std::size_t length = 0;
+    std::uint32_t taken = 0;
+    for (; taken < kPiece && *done + taken < size; ++taken) {
+      const std::uint8_t c = bytes[*done + taken];
+      if (c < 0x80) {
+        text[length++] = static_cast<char>(c);  // a control code acts
+      } else {
+        length += put_glyph(c, text + length);
+      }
+    }
+    std::uint32_t put;
+    if (!write_all(descriptor, text, static_cast<std::uint32_t>(length), &put)) return false;
+    follow_output(descriptor, text, length);
+    *done += taken;
+  }
+  return true;
 }
 
 // The object behind the handle, if the call is one that this back end serves.
@@ -272,8 +319,7 @@ Status close_file(Handle handle) {
   return 1;
 }
 
-// The end of a pipe whose writers are gone is the end of a file: true and no
-// bytes, as it is for a redirected standard handle on the other target.
+// At the end of a pipe, whose writers are gone, a read fails.
 Status ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* delivered,
                 void* overlapped) {
   if (delivered != nullptr) *delivered = 0;
@@ -294,6 +340,9 @@ Status ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* de
     } while (taken < 0 &&
              (errno == EINTR || (errno == EAGAIN && wait_for(object->descriptor, POLLIN))));
     if (taken < 0 && count == 0) return fail_transfer();
+    if (taken == 0 && count == 0 && size > 0 && is_pipe(object->descriptor)) {
+      return fail(kErrorBrokenPipe);
+    }
     if (taken > 0)
       count += drop_late_answer(object->descriptor, bytes + count, static_cast<std::size_t>(taken));
   }
@@ -310,18 +359,12 @@ Status WriteFile(Handle file, const void* buffer, std::uint32_t size, std::uint3
   const OpenObject* const object = find_for_transfer(file, overlapped, &OpenObject::writable);
   if (object == nullptr) return 0;
   survive_refused_writes();
-  std::uint32_t done = 0;
-  do {
-    const ssize_t put =
-        write(object->descriptor, static_cast<const char*>(buffer) + done, size - done);
-    if (put >= 0) {
-      done += static_cast<std::uint32_t>(put);
-      if (written != nullptr) *written = done;
-    } else if (errno != EINTR && !(errno == EAGAIN && wait_for(object->descriptor, POLLOUT))) {
-      return fail_transfer();
-    }
-  } while (done < size);
-  if (object->screen) follow_output(object->descriptor, buffer, done);
+  std::uint32_t done;
+  const bool all = object->code_page ? write_glyphs(object->descriptor, buffer, size, &done)
+                                     : write_all(object->descriptor, buffer, size, &done);
+  if (written != nullptr) *written = done;
+  if (!all) return fail_transfer();
+  if (object->screen && !object->code_page) follow_output(object->descriptor, buffer, done);
   return 1;
 }
 

@@ -79,8 +79,9 @@ Handle add_handle(const OpenObject& object) {
   Handle handle = nullptr;
   if (place < kMaxHandles) {
     OpenObject& taken = objects[place];
-    taken = {HandleKind::kFree, object.descriptor, object.readable,
-             object.writable,   object.screen,     object.record};
+    OpenObject filled = object;
+    filled.kind = HandleKind::kFree;
+    taken = filled;
     set_kind(&taken, object.kind);  // last: from here on it is found
     handle = handle_at(place);
   }

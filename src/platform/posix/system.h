@@ -113,6 +113,7 @@ struct OpenObject {
   bool readable, writable;
   bool screen;  // of a terminal: its output side
   void* record;
+  bool code_page = false;  // opened as the console's screen: its bytes are characters of that
 };
 
 // The first three objects are the standard handles on descriptors 0 to 2.

@@ -70,6 +70,8 @@ Status ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
   return done;
 }
 
+std::uint32_t ToConsoleText(Handle, char*, std::uint32_t length) { return length; }
+
 std::uint32_t GetConsoleTitleA(char* title, std::uint32_t size) {
   return ::GetConsoleTitleA(title, size);
 }

@@ -14,8 +14,17 @@ Status CloseHandle(Handle handle) { return ::CloseHandle(handle); }
 
 Status ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* delivered,
                 void* overlapped) {
-  return ::ReadFile(file, buffer, size, reinterpret_cast<DWORD*>(delivered),
-                    static_cast<OVERLAPPED*>(overlapped));
+  if (!::ReadFile(file, buffer, size, reinterpret_cast<DWORD*>(delivered),
+                  static_cast<OVERLAPPED*>(overlapped))) {
+    return 0;
+  }
+  // Wine's read at the end of a pipe of its host succeeds.
+  if (overlapped == nullptr && size > 0 && *delivered == 0 &&
+      ::GetFileType(file) == FILE_TYPE_PIPE) {
+    ::SetLastError(ERROR_BROKEN_PIPE);
+    return 0;
+  }
+  return 1;
 }
 
 Status WriteFile(Handle file, const void* buffer, std::uint32_t size, std::uint32_t* written,

@@ -16,5 +16,6 @@ int main(void) {
   get_key(&key);
   ConsolePrintf("key %d\n", key);
   FlushConsole();
+  __ConsolePrintf("\xC9\xCD\xBB past the cells\r\n");
   return 0;
 }

@@ -44,11 +44,12 @@ visit() {
   wait_for '^Your name:' && press Ada Enter && wait_for '^STATUS 0' && keep
 
   page=answers
-  wait_for '^line\? *$' && press one Enter && wait_for '^0 3 \[one\]'
+  wait_for '^line\? *$' && press größe Enter && wait_for '^0 5 \[größe\]'
   press Enter && wait_for '^0 0 \[\]'
   press "longer than twenty bytes" Enter && wait_for '^0 20 \[longer than twenty b\]'
   wait_for '^line. 0 4 \[ytes\]'
   wait_for '^key\?' && press a && wait_for '^key 97' && press F5 && wait_for '^key 0'
+  wait_for '^╔═╗ past the cells'
   wait_for '^STATUS 0' && keep
 
   for page in boxes input pause answers; do
