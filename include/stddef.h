@@ -9,10 +9,13 @@ typedef __WCHAR_TYPE__ wchar_t;
 #endif
 
 /* Aligned as any type of C is. */
+#ifndef _GCC_MAX_ALIGN_T
+#define _GCC_MAX_ALIGN_T
 typedef struct {
   long long tarn_integer __attribute__((aligned(__alignof__(long long))));
   long double tarn_real __attribute__((aligned(__alignof__(long double))));
 } max_align_t;
+#endif
 #ifdef __cplusplus
 typedef decltype(nullptr) nullptr_t;
 #endif

@@ -254,7 +254,7 @@ def describe(header, code):
         return None
     if bare.startswith("#define"):
         head = re.match(r"#define (\w+)(\([^)]*\))?", bare)
-        if bare.endswith("_H"):
+        if re.fullmatch(r"#define (\w+_H|_GCC_\w+)", bare):
             return None
         return Declaration("macro", head[1], head[0] if "\\\n" in code else code)
     if re.match(r"(typedef|struct|enum|union)\b[^(]*[{;]", bare) or bare.startswith("typedef"):
