@@ -14,7 +14,6 @@ namespace platform = tarn::platform;
 Dialog* pending;
 
 constexpr char kReportEnding[] = ".txt";
-constexpr char kEscape = 0x1B;
 
 // On a terminal: a line is asked for, of which nothing means the default.
 std::int32_t ask_on_terminal(const char* title, char* buffer, const FileNameRecord* record) {
@@ -30,17 +29,15 @@ std::int32_t ask_on_terminal(const char* title, char* buffer, const FileNameReco
   }
   write_output(": ", 2);
 
-  const bool answered = read_line(buffer, limit + 1);
-  for (std::uint32_t i = 0; answered && buffer[i] != kEscape; ++i) {
-    if (buffer[i] != 0) continue;
-    if (i > 0) return 1;
-    if (!has_default) break;
-    copy_bytes(buffer, record->default_path, length);
-    copy_bytes(buffer + length, kReportEnding, sizeof kReportEnding);
-    return 1;
+  if (!read_line(buffer, limit + 1)) {
+    buffer[0] = 0;
+    return 0;
   }
-  buffer[0] = 0;
-  return 0;
+  if (buffer[0] != 0) return 1;
+  if (!has_default) return 0;
+  copy_bytes(buffer, record->default_path, length);
+  copy_bytes(buffer + length, kReportEnding, sizeof kReportEnding);
+  return 1;
 }
 
 // 1 or 0 as get_filename, -1 if no window can ask.

@@ -132,8 +132,8 @@ bool on_terminal();
 // A single key as it comes, without echo; -1 at the end of input. Ctrl+C is 3.
 std::int32_t read_key();
 
-// A line into `buffer`, cut at its size, without its end; false at the end of
-// input.
+// A line into `buffer`, cut at its size, without its end; false if the user declines:
+// by Escape, which clears the line, and Enter after it, or by the end of input.
 bool read_line(char* buffer, std::uint32_t size);
 
 bool write_output(const char* text, std::uint32_t length);

@@ -107,8 +107,8 @@ struct FileNameRecord {
 // (record->size + 1 bytes), or 0 with an empty text if the user declined or
 // there is nobody to ask. With a desktop in the system's dialog, which offers
 // the default path with ".txt" behind it; `owner` null is the innermost open
-// dialog. On a terminal an empty line takes that path; end of input or ESC in
-// the line declines. `zero` is unused.
+// dialog. On a terminal an empty line takes that path; end of input, or Escape
+// and then Enter, declines. `zero` is unused.
 TARNAPI std::int32_t get_filename(void* owner, const char* title, std::int64_t zero, char* buffer,
                                   const FileNameRecord* record);
 

@@ -15,8 +15,6 @@ using tarn::platform::kStandardOutput;
 inline constexpr std::int32_t kEndOfInput = -1;
 inline constexpr std::int32_t kControlC = 3;
 inline constexpr std::int32_t kEnter = '\r';
-inline constexpr std::int32_t kLineFeed = '\n';
-inline constexpr std::int32_t kEscape = 0x1B;
 
 // ---- Layout ------------------------------------------------------------------
 
@@ -128,28 +126,13 @@ void write_help(const Choices& choices) {
   }
 }
 
-// A key, without the sequences that terminals send for cursor keys and the
-// like: ESC, '[' or 'O', up to a byte from '@' on.
-std::int32_t next_key() {
-  std::int32_t key = read_key();
-  while (key == kEscape) {
-    key = read_key();
-    if (key != '[' && key != 'O') continue;
-    do {
-      key = read_key();
-    } while (key >= ' ' && key < '@');
-    if (key >= '@') key = read_key();
-  }
-  return key;
-}
-
 std::int32_t ask(const Choices& choices) {
   const std::uint32_t last = choices.count - 1;  // unused without buttons
   for (;;) {
     write_choices(choices);
     std::int32_t chosen = -1;
     while (chosen < 0) {
-      const std::int32_t key = next_key();
+      const std::int32_t key = read_key();
       if (key == kEndOfInput || key == kControlC) {
         write_text("\r\n");
         if (choices.count == 0) return 0;
@@ -161,7 +144,7 @@ std::int32_t ask(const Choices& choices) {
         write_help(choices);
         write_choices(choices);
       }
-      const bool enter = key == kEnter || key == kLineFeed;
+      const bool enter = key == kEnter;
       if (choices.count == 0) {
         if (!enter) continue;
         write_text("\r\n");

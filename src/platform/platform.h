@@ -349,6 +349,12 @@ TARNAPI Status WriteConsoleA(Handle screen, const void* text, std::uint32_t leng
 // right behind it is that character with Alt.
 TARNAPI Status ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
                                  std::uint32_t* count);
+// Waits for a key with a character and stores that as file names are spelt, at most
+// kKeyTextSize bytes without a NUL: Enter is 13, the erase key 8, Escape 27. ESC with
+// a character right behind it is two keys. Result: its bytes; 0 at the end of the
+// input.
+inline constexpr std::uint32_t kKeyTextSize = 64;
+TARNAPI std::uint32_t ReadKeyText(Handle input, char* text);
 // Turns what ReadFile delivered of a console into the code page of its cells, in
 // place; what that lacks is '?'. Result: the length that it then has. On Windows,
 // and for other handles, nothing is to be done.

@@ -43,8 +43,10 @@ bool cut_region(const ScreenState& screen, Coord size, Coord* from, SmallRect* r
   return true;
 }
 
-// Text at the kept cursor, as a console prints it.
-void print(const ScreenState& screen, const std::uint8_t* text, std::uint32_t length) {
+// Text at the kept cursor, as a console prints it; control codes act, or have a cell
+// like other characters.
+void print(const ScreenState& screen, const std::uint8_t* text, std::uint32_t length,
+           bool codes_act = true) {
   int x = screen.cursor.x < screen.size.x ? screen.cursor.x : screen.size.x - 1;
   int start = x;  // of what is to be drawn
   const auto draw = [&] {
@@ -59,7 +61,7 @@ void print(const ScreenState& screen, const std::uint8_t* text, std::uint32_t le
     x = start = 0;
   };
   for (std::uint32_t i = 0; i < length; ++i) {
-    switch (text[i]) {
+    switch (codes_act ? text[i] : std::uint8_t{' '}) {
       case '\n':
         draw();
         next_row();
@@ -227,6 +229,54 @@ Status WriteConsoleA(Handle handle, const void* text, std::uint32_t length, std:
   if (!flush_screen()) return 0;
   if (written != nullptr) *written = length;
   return 1;
+}
+
+// Where there are no cells, as the system's own echo.
+int echo_character(int descriptor, std::uint8_t character) {
+  const ScreenLock lock;
+  if (!shows_cells(descriptor)) {
+    char glyph[3] = {'\n'};
+    const bool blank = character == '\t';
+    const std::size_t length =
+        character == '\n' ? 1 : put_glyph(blank ? std::uint8_t{' '} : character, glyph);
+    write_terminal(descriptor, glyph, length, -1);
+    return 1;
+  }
+  const ScreenState* const screen = select_any_screen();
+  if (screen == nullptr || !settle_screen()) return 0;
+  constexpr std::uint8_t kTab[] = {' ', ' ', ' ', ' ', ' ', ' ', ' ', ' '};
+  int cells = 1;
+  if (character == '\t') {
+    const int left = screen->size.x - screen->cursor.x;
+    cells = 8 - (screen->cursor.x & 7);
+    if (left > 0 && left < cells) cells = left;
+    print(*screen, kTab, static_cast<std::uint32_t>(cells));
+  } else {
+    print(*screen, &character, 1, character == '\n');
+  }
+  flush_screen();
+  return cells;
+}
+
+void echo_erasure(int descriptor, int cells) {
+  const ScreenLock lock;
+  if (!shows_cells(descriptor)) {
+    for (; cells > 0; --cells) write_terminal(descriptor, "\b \b", 3, -1);
+    return;
+  }
+  const ScreenState* const screen = select_any_screen();
+  if (screen == nullptr || !settle_screen()) return;
+  int x = screen->cursor.x, y = screen->cursor.y;
+  for (; cells > 0 && (x > 0 || y > 0); --cells) {
+    if (x == 0) {
+      x = screen->size.x;
+      --y;
+    }
+    set_cell(--x, y, {' ', 0, kPlainAttribute});
+    draw_row(y, x, x);
+  }
+  place_cursor(x, y);
+  flush_screen();
 }
 
 std::uint32_t ToConsoleText(Handle input, char* text, std::uint32_t length) {

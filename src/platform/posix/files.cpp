@@ -325,27 +325,22 @@ Status ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* de
   if (delivered != nullptr) *delivered = 0;
   const OpenObject* const object = find_for_transfer(file, overlapped, &OpenObject::readable);
   if (object == nullptr) return 0;
-  bool whole;
+  std::size_t count = 0;
   auto* const bytes = static_cast<char*>(buffer);
-  if (size > 0 && take_line_feed(object->descriptor)) {
-    *bytes = '\n';
-    if (delivered != nullptr) *delivered = 1;
+  const TerminalRead ours = read_terminal(object->descriptor, bytes, size, &count);
+  if (ours == TerminalRead::kFailed) return fail_transfer();
+  if (ours == TerminalRead::kDone) {
+    if (delivered != nullptr) *delivered = static_cast<std::uint32_t>(count);
     return 1;
   }
-  std::size_t count = take_held_input(object->descriptor, bytes, size, &whole);
-  if (!whole) {
-    ssize_t taken;
-    do {
-      taken = read(object->descriptor, bytes + count, size - count);
-    } while (taken < 0 &&
-             (errno == EINTR || (errno == EAGAIN && wait_for(object->descriptor, POLLIN))));
-    if (taken < 0 && count == 0) return fail_transfer();
-    if (taken == 0 && count == 0 && size > 0 && is_pipe(object->descriptor)) {
-      return fail(kErrorBrokenPipe);
-    }
-    if (taken > 0)
-      count += drop_late_answer(object->descriptor, bytes + count, static_cast<std::size_t>(taken));
-  }
+  ssize_t taken;
+  do {
+    taken = read(object->descriptor, bytes, size);
+  } while (taken < 0 &&
+           (errno == EINTR || (errno == EAGAIN && wait_for(object->descriptor, POLLIN))));
+  if (taken < 0) return fail_transfer();
+  if (taken == 0 && size > 0 && is_pipe(object->descriptor)) return fail(kErrorBrokenPipe);
+  count = drop_late_answer(object->descriptor, bytes, static_cast<std::size_t>(taken));
   follow_echo(object->descriptor, bytes, count);
   count = end_terminal_line(object->descriptor, bytes, count, size);
   if (delivered != nullptr) *delivered = static_cast<std::uint32_t>(count);
@@ -359,6 +354,7 @@ Status WriteFile(Handle file, const void* buffer, std::uint32_t size, std::uint3
   const OpenObject* const object = find_for_transfer(file, overlapped, &OpenObject::writable);
   if (object == nullptr) return 0;
   survive_refused_writes();
+  if (object->screen) send_held_output();
   std::uint32_t done;
   const bool all = object->code_page ? write_glyphs(object->descriptor, buffer, size, &done)
                                      : write_all(object->descriptor, buffer, size, &done);

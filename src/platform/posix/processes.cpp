@@ -77,6 +77,7 @@ void* reap_abandoned(void*) {
     if (epoll_wait(abandoned, &event, 1, -1) != 1) continue;
     const auto descriptor = static_cast<int>(event.data.u64 >> 32);
     waitpid(static_cast<pid_t>(event.data.u64 & 0xFFFFFFFF), nullptr, WNOHANG);
+    take_terminal_back();
     epoll_ctl(abandoned, EPOLL_CTL_DEL, descriptor, nullptr);
     close(descriptor);
   }
@@ -146,6 +147,7 @@ void look_at(Process* process) {
   if (poll(&end, 1, 0) != 1) return;
   process->ended = true;
   lose_screen();  // it may have printed
+  if (process->is_child) take_terminal_back();
   int status;
   if (!process->is_child || waitpid(process->id, &status, WNOHANG) != process->id) return;
   if (process->terminated) return;
@@ -245,7 +247,9 @@ bool start(const char* command_line, Process* process) {
   pid_t id;
   int exit_socket = -1;  // without one, 8 bits come
   if (command.runs_image) make_exit_sockets(&process->exit_socket, &exit_socket);
+  lend_terminal();
   const int error = spawn(command, exit_socket, &id);
+  if (error) take_terminal_back();
   if (exit_socket >= 0) close(exit_socket);
   free(command.arguments);
   if (error) {
@@ -256,6 +260,7 @@ bool start(const char* command_line, Process* process) {
     const int reason = errno;
     kill(id, SIGKILL);
     waitpid(id, nullptr, 0);
+    take_terminal_back();
     return fail(windows_code(reason)) != 0;
   }
   process->id = id;
@@ -392,7 +397,7 @@ std::uint32_t WaitForMultipleObjects(std::uint32_t count, const Handle* handles,
   for (std::uint32_t i = known; i-- > 0;) {
     if (ready > 0 && wanted[i].revents) {
       result = kWaitObject + i;
-      if (processes[i]->is_child) lose_screen();  // it may have written there
+      look_at(processes[i]);
     }
     let_go(processes[i]);
   }

@@ -384,6 +384,8 @@ ScreenState* select_any_screen() {
 
 int selected_terminal() { return selected; }
 
+bool shows_cells(int descriptor) { return look(&in_use) && is_this_terminal(descriptor); }
+
 bool use_screen() {
   if (look(&in_use)) return true;
   close_descriptors();
@@ -404,7 +406,10 @@ bool use_screen() {
 bool settle_screen() {
   if (!use_screen()) return false;
   const bool unknown = take(&lost) || !located;
-  if (unknown) size_is_told = hears_of_size(terminal);
+  if (unknown) {
+    quieten_terminal(terminal);
+    size_is_told = hears_of_size(terminal);
+  }
   if (!unknown && size_is_told && !look(&size_changed)) return true;
   __atomic_store_n(&size_changed, false, __ATOMIC_RELEASE);
   Coord now;
@@ -531,6 +536,12 @@ void follow_echo(int descriptor, const void* bytes, std::size_t count) {
   termios flags;
   if (!look(&in_use) || tcgetattr(descriptor, &flags) != 0 || (flags.c_lflag & ECHO) == 0) return;
   follow(descriptor, bytes, count, false);
+}
+
+void send_held_output() {
+  if (!look(&held) || pthread_mutex_trylock(&screen_lock) != 0) return;
+  hold_screen(false);
+  pthread_mutex_unlock(&screen_lock);
 }
 
 void forget_descriptor(int descriptor) {

@@ -9,7 +9,7 @@
 // Between two operations the terminal has its cursor where the kept one is and
 // its plain attributes, so that others can print in between. When they do so by
 // WriteFile, the kept cursor follows plain text and its line ends; after anything
-// else (other sequences, characters beyond ASCII, input with its echo, a stop of
+// else (other sequences, characters beyond ASCII, input with the system's echo, a stop of
 // the process) the terminal is asked for the cursor before the next operation.
 #pragma once
 
@@ -51,6 +51,9 @@ int selected_terminal();
 // The size of the terminal's window, less the rows taken by others; false by errno
 // if it has none.
 bool window_of(int descriptor, Coord* size);
+
+// True if the cells in use are of the terminal behind this descriptor.
+bool shows_cells(int descriptor);
 
 // Readies the selected screen for output; false, with the last error.
 bool use_screen();

@@ -17,6 +17,27 @@ namespace tarn::platform {
 // first change. False if there is no descriptor left to keep them by.
 bool remember_terminal(int terminal, const termios& flags);
 
+// Sets the flags of the terminal that is remembered, now and after each stop of the
+// process.
+bool set_terminal(int terminal, const termios& flags);
+
+// While the cells are in use, what is typed is not echoed until it is read: the
+// terminal is quiet. Not in the background, nor while a child process may use the
+// terminal. Its device number tells which one is meant.
+void quieten_terminal(int terminal);
+bool is_quiet(unsigned device);
+bool is_quiet_anywhere();
+
+// Whether lines are echoed when they are read, by the program's console mode.
+bool echoes_lines(int terminal);
+
+// Around the life of a child process: it finds the echo on.
+void lend_terminal();
+void take_terminal_back();
+
+// How often the process went on after a stop.
+unsigned times_continued();
+
 // From now on restore_terminal is called at every end of the process.
 void restore_at_every_end();
 
@@ -47,15 +68,15 @@ enum class Answer {
 // held for the next read.
 Answer ask_cursor(int terminal, int reader, int* column, int* row);
 
-// Held input that a read of the terminal gets before its own. `whole`: the read
-// gets no more than that. Nothing is held for other descriptors.
-std::size_t take_held_input(int descriptor, void* buffer, std::size_t size, bool* whole);
+// What a read of a descriptor gets that is not the system's to deliver: what is
+// held, and lines typed on a quiet terminal. kFailed by errno.
+enum class TerminalRead { kNotOurs, kDone, kFailed };
+TerminalRead read_terminal(int descriptor, void* buffer, std::size_t size, std::size_t* count);
 
-// A line just read from a terminal that gives lines ends in 13, 10, as those of a
-// console. Result: the count with it. Where `size` has no room for both bytes, the
-// second one is kept for take_line_feed, which the next read asks first.
+// A line just read by the system from a terminal that gives lines ends in 13, 10, as
+// those of a console. Result: the count with it. Where `size` has no room for both
+// bytes, read_terminal has the second one.
 std::size_t end_terminal_line(int descriptor, void* bytes, std::size_t count, std::size_t size);
-bool take_line_feed(int descriptor);
 
 // Input just read of the terminal is freed of an answer that came too late.
 // Result: the count of bytes that are left.
@@ -71,6 +92,15 @@ int screen_terminal();
 // past the operations on cells: the kept cursor follows them.
 void follow_output(int descriptor, const void* bytes, std::size_t count);
 void follow_echo(int descriptor, const void* bytes, std::size_t count);
+
+// The echo of a line's character, or of its end, and of erased cells: at the cursor
+// of the screen, if this is its terminal. Result: the cells that it took.
+int echo_character(int descriptor, std::uint8_t character);
+void echo_erasure(int descriptor, int cells);
+
+// What is drawn and waits goes out now, before others write or a key is waited for.
+// Not if another thread draws.
+void send_held_output();
 
 // The descriptor is closed, or may be another file's from now on.
 void forget_descriptor(int descriptor);

@@ -1,7 +1,7 @@
-// The keys of a terminal, one at a time, and its answer to the question where
-// its cursor is. Both read in a mode without lines and echo that lasts as long
-// as the call; what comes in behind the key or around the answer is held for
-// the next reader.
+// The keys of a terminal, one at a time; lines of them, where the terminal does not
+// echo; and its answer to the question where its cursor is. All read in a mode
+// without lines and echo that lasts as long as the call; what comes in behind the
+// key or the line, or around the answer, is held for the next reader.
 
 #include <errno.h>
 #include <poll.h>
@@ -23,27 +23,35 @@ constexpr int kKeyMilliseconds = 50;
 // is not asked again.
 constexpr int kAnswerMilliseconds = 500;
 constexpr char kAskCursor[] = "\x1B[6n";
-constexpr std::uint8_t kEndOfInput = 4;  // Ctrl-D, taken without lines
+constexpr std::uint8_t kEscape = 27;
+constexpr std::uint8_t kErase = 127;
+constexpr std::uint32_t kAlt = 2;  // a bit of the control key state
+// As long as the system's own lines, with their two bytes of line end.
+constexpr std::size_t kLongestLine = 4096;
 
 pthread_mutex_t input_lock = PTHREAD_MUTEX_INITIALIZER;
 std::uint8_t held[4096];
 std::size_t held_count;
-std::size_t held_echoed;  // at their beginning, echoed as they were typed
 unsigned held_device;
 bool answer_is_late;
-unsigned line_feed_device;  // owes its reader the second byte of a line end
+
+// What is left of a line whose reader took less.
+struct {
+  char text[kLongestLine];
+  std::size_t taken, length;
+  unsigned device;
+} finished;
 
 bool lacks_input_lock() { return pthread_mutex_trylock(&input_lock) != 0; }
 
 void drop_held(std::size_t count) {
   held_count -= count;
-  held_echoed -= count < held_echoed ? count : held_echoed;
   memmove(held, held + count, held_count);
 }
 
 void hold_for(int descriptor) {
   const unsigned device = terminal_device(descriptor);
-  if (device != held_device) held_count = held_echoed = 0;
+  if (device != held_device) held_count = 0;
   held_device = device;
 }
 
@@ -76,7 +84,7 @@ bool find_answer(const std::uint8_t* bytes, std::size_t count, std::size_t* at, 
 }
 
 // Adds what the terminal has, waiting at most so long for it, negative: without
-// end. False if nothing came.
+// end. False if nothing came in time or ever will.
 bool hold_more(int terminal, int milliseconds) {
   if (held_count == sizeof held) return false;
   for (;;) {
@@ -99,38 +107,36 @@ int milliseconds_until(const timespec& end) {
   return left > 0 ? static_cast<int>(left) : 0;
 }
 
-// Within its life the terminal has no lines, no echo and no flow control, and
-// its suspend key is a key. Signals of Ctrl-C and Ctrl-\ stay as they are.
+// Within its life, of which the end needs the input's lock, the terminal has no
+// lines and no echo. For a key it has no flow control either, and its suspend key
+// is a key. Signals of Ctrl-C and Ctrl-\ stay as they are.
 class KeyMode {
  public:
-  explicit KeyMode(int terminal) : terminal_(terminal) {
+  enum Purpose { kKey, kLine };
+  KeyMode(int terminal, Purpose purpose) : terminal_(terminal) {
     if (tcgetattr(terminal, &before_) != 0) return;
     termios flags = before_;
     flags.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO | IEXTEN);
-    flags.c_iflag &= ~static_cast<tcflag_t>(IXON);
     flags.c_cc[VMIN] = 1;
     flags.c_cc[VTIME] = 0;
-    flags.c_cc[VSUSP] = _POSIX_VDISABLE;
-    active_ = remember_terminal(terminal, before_) && tcsetattr(terminal, TCSANOW, &flags) == 0;
-    // What was typed before has been echoed.
-    int typed = 0;
-    if (active_ && (before_.c_lflag & ECHO) != 0 && held_count == held_echoed &&
-        ioctl(terminal, FIONREAD, &typed) == 0 && typed > 0) {
-      held_echoed += static_cast<std::size_t>(typed);
+    if (purpose == kKey) {
+      flags.c_iflag &= ~static_cast<tcflag_t>(IXON);
+      flags.c_cc[VSUSP] = _POSIX_VDISABLE;
     }
+    active_ = remember_terminal(terminal, before_) && set_terminal(terminal, flags);
   }
   ~KeyMode() {
     if (!active_) return;
     // The line mode would take what is left for a finished line.
     int left = 0;
     if (ioctl(terminal_, FIONREAD, &left) == 0 && left > 0) hold_more(terminal_, 0);
-    if (held_echoed > held_count) held_echoed = held_count;
-    tcsetattr(terminal_, TCSANOW, &before_);
+    set_terminal(terminal_, before_);
   }
   KeyMode(const KeyMode&) = delete;
   KeyMode& operator=(const KeyMode&) = delete;
 
   bool active() const { return active_; }
+  const termios& before() const { return before_; }
 
  private:
   int terminal_;
@@ -148,17 +154,30 @@ bool take_answer(int* column, int* row) {
   return true;
 }
 
-bool read_key(int terminal, InputRecord* record) {
-  hold_for(terminal);
-  const KeyMode mode(terminal);
-  if (!mode.active()) return false;
+// A key, and the bytes that the terminal sent for it.
+struct TypedKey {
+  InputRecord record;
+  std::uint8_t bytes[kLongestKey];
+  std::size_t count;
+};
+
+// In the mode of KeyMode. With `plain`, ESC with a character behind it is two keys.
+bool next_key(int terminal, bool plain, TypedKey* key) {
   bool complete = false;
   for (;;) {
     int column, row;
     if (answer_is_late && take_answer(&column, &row)) answer_is_late = false;
     if (held_count > 0) {
       std::size_t used = 0;
-      const KeyResult result = take_key(held, held_count, complete, &used, record);
+      KeyResult result = take_key(held, held_count, complete, &used, &key->record);
+      if (plain && result == KeyResult::kKey && key->record.character != 0 &&
+          (key->record.control_key_state & kAlt) != 0) {
+        result = take_key(held, 1, true, &used, &key->record);
+      }
+      if (result == KeyResult::kKey) {
+        memcpy(key->bytes, held, used);
+        key->count = used;
+      }
       if (result != KeyResult::kMore) drop_held(used);
       if (result == KeyResult::kKey) return true;
       if (result == KeyResult::kSkip) continue;
@@ -168,6 +187,147 @@ bool read_key(int terminal, InputRecord* record) {
   }
 }
 
+bool read_key(int terminal, bool plain, TypedKey* key) {
+  hold_for(terminal);
+  const KeyMode mode(terminal, KeyMode::kKey);
+  return mode.active() && next_key(terminal, plain, key);
+}
+
+// ---- Lines -----------------------------------------------------------------------
+
+// A line while it is typed. Its characters are of one or more bytes each, and
+// take one or more cells.
+struct TypedLine {
+  char text[kLongestLine];
+  std::size_t length;
+  struct {
+    std::uint8_t bytes, shown, cells;
+  } characters[kLongestLine];
+  std::size_t count;
+};
+
+// The echo goes to the cells, whose lock comes first.
+class WithoutInputLock {
+ public:
+  WithoutInputLock() { pthread_mutex_unlock(&input_lock); }
+  ~WithoutInputLock() { pthread_mutex_lock(&input_lock); }
+  WithoutInputLock(const WithoutInputLock&) = delete;
+  WithoutInputLock& operator=(const WithoutInputLock&) = delete;
+};
+
+void type(TypedLine* line, const TypedKey& key, int terminal, bool echo) {
+  constexpr std::size_t kLineEnd = 2;
+  if (line->length + key.count + kLineEnd > kLongestLine) return;
+  memcpy(line->text + line->length, key.bytes, key.count);
+  line->length += key.count;
+  auto& added = line->characters[line->count++];
+  added = {static_cast<std::uint8_t>(key.count), key.record.character, 0};
+  if (echo) added.cells = static_cast<std::uint8_t>(echo_character(terminal, added.shown));
+}
+
+void erase(TypedLine* line, std::size_t count, int terminal) {
+  int cells = 0;
+  for (; count > 0 && line->count > 0; --count) {
+    const auto& last = line->characters[--line->count];
+    line->length -= last.bytes;
+    cells += last.cells;
+  }
+  if (cells > 0) echo_erasure(terminal, cells);
+}
+
+// With the blanks behind it.
+std::size_t last_word(const TypedLine& line) {
+  std::size_t start = line.count;
+  while (start > 0 && line.characters[start - 1].shown == ' ') --start;
+  while (start > 0 && line.characters[start - 1].shown != ' ') --start;
+  return line.count - start;
+}
+
+void show_again(TypedLine* line, int terminal) {
+  for (std::size_t i = 0; i < line->count; ++i) {
+    auto& character = line->characters[i];
+    character.cells = static_cast<std::uint8_t>(echo_character(terminal, character.shown));
+  }
+}
+
+// The terminal's own keys edit the line; Escape clears it, as in a console. False
+// if the terminal is gone before anything was typed.
+bool read_line(int terminal, TypedLine* line) {
+  const KeyMode mode(terminal, KeyMode::kLine);
+  if (!mode.active()) return false;
+  const bool echo = echoes_lines(terminal);
+  const auto is = [&](std::uint8_t c, int key) {
+    return mode.before().c_cc[key] != _POSIX_VDISABLE && c == mode.before().c_cc[key];
+  };
+  unsigned stops = times_continued();
+  line->length = line->count = 0;
+  for (;;) {
+    TypedKey key;
+    if (!next_key(terminal, true, &key)) return line->length > 0;
+    const WithoutInputLock echoing;
+    if (echo && stops != times_continued()) show_again(line, terminal);
+    stops = times_continued();
+    const std::uint8_t c = key.count == 1 ? key.bytes[0] : kEscape;
+    if (key.count == 1 && (is(c, VEOF) || c == 0)) return true;  // 0: taken in the line mode
+    if (key.record.character == '\r') {
+      line->text[line->length++] = '\r';
+      line->text[line->length++] = '\n';
+      if (echo) echo_character(terminal, '\n');
+      return true;
+    }
+    if (is(c, VERASE) || c == kErase || c == '\b') {
+      erase(line, 1, terminal);
+    } else if (is(c, VWERASE)) {
+      erase(line, last_word(*line), terminal);
+    } else if (is(c, VKILL) || (key.count == 1 && c == kEscape)) {
+      erase(line, line->count, terminal);
+    } else if (key.record.character != 0) {
+      type(line, key, terminal, echo);
+    }
+  }
+}
+
+std::size_t take_finished(void* buffer, std::size_t size) {
+  const std::size_t left = finished.length - finished.taken;
+  const std::size_t count = left < size ? left : size;
+  memcpy(buffer, finished.text + finished.taken, count);
+  finished.taken += count;
+  return count;
+}
+
+void finish_line(unsigned device, const char* text, std::size_t length) {
+  memcpy(finished.text, text, length);
+  finished.taken = 0;
+  finished.length = length;
+  finished.device = device;
+}
+
+// With the lock held, as read_terminal.
+TerminalRead read_ours(int descriptor, unsigned device, void* buffer, std::size_t size,
+                       std::size_t* count) {
+  if (finished.taken < finished.length && finished.device == device) {
+    *count = take_finished(buffer, size);
+    return TerminalRead::kDone;
+  }
+  termios flags;
+  const bool holds = held_count > 0 && held_device == device;
+  if (tcgetattr(descriptor, &flags) != 0) return TerminalRead::kNotOurs;
+  if ((flags.c_lflag & ICANON) == 0) {
+    if (!holds) return TerminalRead::kNotOurs;
+    *count = held_count < size ? held_count : size;
+    memcpy(buffer, held, *count);
+    drop_held(*count);
+    return TerminalRead::kDone;
+  }
+  if (!holds && !is_quiet(device)) return TerminalRead::kNotOurs;
+  hold_for(descriptor);
+  TypedLine line;
+  if (!read_line(descriptor, &line)) return TerminalRead::kFailed;
+  finish_line(device, line.text, line.length);
+  *count = take_finished(buffer, size);
+  return TerminalRead::kDone;
+}
+
 }  // namespace
 
 Answer ask_cursor(int terminal, int reader, int* column, int* row) {
@@ -175,7 +335,7 @@ Answer ask_cursor(int terminal, int reader, int* column, int* row) {
   Answer answer = Answer::kNotNow;
   {
     hold_for(reader);
-    const KeyMode mode(reader);
+    const KeyMode mode(reader, KeyMode::kKey);
     if (mode.active()) {
       timespec end;
       clock_gettime(CLOCK_MONOTONIC, &end);
@@ -198,48 +358,17 @@ Answer ask_cursor(int terminal, int reader, int* column, int* row) {
   return answer;
 }
 
-std::size_t take_held_input(int descriptor, void* buffer, std::size_t size, bool* whole) {
-  *whole = false;
-  if (__atomic_load_n(&held_count, __ATOMIC_ACQUIRE) == 0) return 0;
-  termios flags;
-  if (lacks_input_lock()) return 0;
-  std::size_t count = 0;
-  if (held_count > 0 && terminal_device(descriptor) == held_device &&
-      tcgetattr(descriptor, &flags) == 0) {
-    const bool lines = (flags.c_lflag & ICANON) != 0;
-    *whole = !lines;
-    while (count < held_count && count < size) {
-      const std::uint8_t c = held[count];
-      // Ctrl-D ends a line without being part of it.
-      if (lines && (c == kEndOfInput || c == 0)) {
-        *whole = true;
-        break;
-      }
-      static_cast<std::uint8_t*>(buffer)[count++] = c;
-      if (lines && c == '\n') {
-        *whole = true;
-        break;
-      }
-    }
-    if (count == size) *whole = true;
-    if ((flags.c_lflag & ECHO) != 0 && count > held_echoed) {
-      // The reader's descriptor may not be one to write by.
-      const int terminal = screen_terminal();
-      write_terminal(terminal >= 0 ? terminal : descriptor,
-                     reinterpret_cast<const char*>(held) + held_echoed, count - held_echoed, -1);
-    }
-    const bool ended = *whole && count < held_count && lines && count < size &&
-                       (count == 0 || static_cast<std::uint8_t*>(buffer)[count - 1] != '\n');
-    drop_held(ended ? count + 1 : count);
+TerminalRead read_terminal(int descriptor, void* buffer, std::size_t size, std::size_t* count) {
+  if (size == 0 || (!is_quiet_anywhere() && __atomic_load_n(&held_count, __ATOMIC_ACQUIRE) == 0 &&
+                    __atomic_load_n(&finished.taken, __ATOMIC_ACQUIRE) == finished.length)) {
+    return TerminalRead::kNotOurs;
   }
+  const unsigned device = terminal_device(descriptor);
+  if (device == 0) return TerminalRead::kNotOurs;
+  if (lacks_input_lock()) return TerminalRead::kNotOurs;
+  const TerminalRead result = read_ours(descriptor, device, buffer, size, count);
   pthread_mutex_unlock(&input_lock);
-  return count;
-}
-
-bool take_line_feed(int descriptor) {
-  if (line_feed_device == 0 || terminal_device(descriptor) != line_feed_device) return false;
-  line_feed_device = 0;
-  return true;
+  return result;
 }
 
 std::size_t end_terminal_line(int descriptor, void* bytes, std::size_t count, std::size_t size) {
@@ -251,7 +380,9 @@ std::size_t end_terminal_line(int descriptor, void* bytes, std::size_t count, st
   }
   line[count - 1] = '\r';
   if (count == size) {
-    line_feed_device = terminal_device(descriptor);
+    pthread_mutex_lock(&input_lock);
+    finish_line(terminal_device(descriptor), "\n", 1);
+    pthread_mutex_unlock(&input_lock);
     return count;
   }
   line[count] = '\n';
@@ -277,13 +408,36 @@ Status ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
   if (!object->readable) return fail(kErrorAccessDenied);
   if (object->screen || terminal_device(object->descriptor) == 0) return fail(kErrorInvalidHandle);
   if (room == 0) return fail(kErrorInvalidParameter);
-  HoldConsoleOutput(0);
+  send_held_output();
   pthread_mutex_lock(&input_lock);
-  const bool got = read_key(object->descriptor, records);
+  TypedKey key;
+  const bool got = read_key(object->descriptor, false, &key);
   pthread_mutex_unlock(&input_lock);
   if (!got) return fail(kErrorIoDevice);
+  *records = key.record;
   *count = 1;
   return 1;
+}
+
+std::uint32_t ReadKeyText(Handle input, char* text) {
+  const OpenObject* const object = find_handle(input, HandleKind::kFile);
+  if (object == nullptr || terminal_device(object->descriptor) == 0) return 0;
+  send_held_output();
+  pthread_mutex_lock(&input_lock);
+  TypedKey key;
+  bool got;
+  do {
+    got = read_key(object->descriptor, true, &key);
+  } while (got && key.record.character == 0);
+  pthread_mutex_unlock(&input_lock);
+  if (!got) return 0;
+  // Enter and the erase key are sent as the terminal likes.
+  if (key.record.character < ' ') {
+    text[0] = static_cast<char>(key.record.character);
+    return 1;
+  }
+  memcpy(text, key.bytes, key.count);
+  return static_cast<std::uint32_t>(key.count);
 }
 
 }  // namespace tarn::platform

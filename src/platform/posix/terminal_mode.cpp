@@ -34,6 +34,12 @@ constexpr struct {
 // the one it came by.
 int changed_terminal = -1;
 termios original;
+termios current;
+
+unsigned quiet_device;  // 0: no terminal is quiet
+bool echo_wanted;       // by the program's mode, on the quiet terminal
+int children;           // that may use the terminal
+unsigned continued;
 
 // Installed with SA_RESETHAND: the second time the signal has its own effect.
 void restore_and_end(int signal_number) {
@@ -43,12 +49,16 @@ void restore_and_end(int signal_number) {
   errno = kept_errno;
 }
 
-// The shell that takes over gets a cursor; afterwards others have used the
-// terminal.
+// Others in the foreground have the terminal as they want it.
+bool may_set(int terminal) { return terminal >= 0 && !in_background(terminal); }
+
+// The shell that takes over gets its flags and a cursor; afterwards others have used
+// the terminal.
 void on_stop(int number) {
   const int kept_errno = errno;
   give_back_row();
   show_cursor(true);
+  if (may_set(changed_terminal)) tcsetattr(changed_terminal, TCSANOW, &original);
   struct sigaction ours, default_action{};
   default_action.sa_handler = SIG_DFL;
   sigemptyset(&default_action.sa_mask);
@@ -66,6 +76,8 @@ void on_stop(int number) {
 void on_continue(int) {
   const int kept_errno = errno;
   lose_screen();
+  __atomic_add_fetch(&continued, 1, __ATOMIC_RELEASE);
+  if (may_set(changed_terminal)) tcsetattr(changed_terminal, TCSANOW, &current);
   if (changed_terminal < 0 || !in_background(changed_terminal)) show_cursor(false);
   errno = kept_errno;
 }
@@ -109,11 +121,67 @@ bool remember_terminal(int terminal, const termios& flags) {
   if (changed_terminal >= 0) return true;
   const int own = fcntl(terminal, F_DUPFD_CLOEXEC, static_cast<int>(kStandardHandles));
   if (own < 0) return false;
-  original = flags;
+  original = current = flags;
   __atomic_store_n(&changed_terminal, own, __ATOMIC_RELEASE);
   restore_at_every_end();
   return true;
 }
+
+bool set_terminal(int terminal, const termios& flags) {
+  current = flags;
+  int result;
+  do {
+    result = tcsetattr(terminal, TCSANOW, &flags);
+  } while (result != 0 && errno == EINTR);
+  return result == 0;
+}
+
+// The flags may have been set anew by others, the program's wish is older.
+void quieten_terminal(int terminal) {
+  termios flags;
+  const unsigned device = terminal_device(terminal);
+  if (__atomic_load_n(&children, __ATOMIC_ACQUIRE) > 0 || in_background(terminal) ||
+      tcgetattr(terminal, &flags) != 0 || !remember_terminal(terminal, flags) ||
+      terminal_device(changed_terminal) != device) {
+    return;
+  }
+  if (quiet_device != device) echo_wanted = (flags.c_lflag & ECHO) != 0;
+  __atomic_store_n(&quiet_device, device, __ATOMIC_RELEASE);
+  if ((flags.c_lflag & ECHO) == 0) return;
+  flags.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+  set_terminal(terminal, flags);
+}
+
+bool is_quiet_anywhere() { return __atomic_load_n(&quiet_device, __ATOMIC_ACQUIRE) != 0; }
+
+bool is_quiet(unsigned device) {
+  return device != 0 && __atomic_load_n(&quiet_device, __ATOMIC_ACQUIRE) == device;
+}
+
+bool echoes_lines(int terminal) {
+  termios flags;
+  if (is_quiet(terminal_device(terminal))) return echo_wanted;
+  return tcgetattr(terminal, &flags) != 0 || (flags.c_lflag & ECHO) != 0;
+}
+
+void lend_terminal() {
+  __atomic_add_fetch(&children, 1, __ATOMIC_ACQ_REL);
+  termios flags;
+  if (!is_quiet_anywhere() || !echo_wanted || !may_set(changed_terminal) ||
+      tcgetattr(changed_terminal, &flags) != 0) {
+    return;
+  }
+  flags.c_lflag |= ECHO;
+  set_terminal(changed_terminal, flags);
+}
+
+// The next use of the cells makes the terminal quiet again.
+void take_terminal_back() {
+  __atomic_sub_fetch(&children, 1, __ATOMIC_ACQ_REL);
+  lose_screen();
+}
+
+unsigned times_continued() { return __atomic_load_n(&continued, __ATOMIC_ACQUIRE); }
 
 // A terminal refuses a process in the background by stopping it; at the end
 // of the process that must not happen.
@@ -129,6 +197,7 @@ void restore_terminal() {
     tcsetattr(terminal, TCSANOW, &original);
     close(terminal);
   }
+  __atomic_store_n(&quiet_device, 0, __ATOMIC_RELEASE);
   pthread_sigmask(SIG_SETMASK, &kept, nullptr);
 }
 
@@ -173,6 +242,7 @@ Status GetConsoleMode(Handle handle, std::uint32_t* mode) {
     *mode = kWrapAtLineEnd | ((flags.c_oflag & OPOST) != 0 ? kProcessedOutput : 0);
     return 1;
   }
+  if (is_quiet(terminal_device(object->descriptor)) && echo_wanted) flags.c_lflag |= ECHO;
   for (const auto& [windows, host] : kInputModes) {
     if ((flags.c_lflag & host) != 0) *mode |= windows;
   }
@@ -202,11 +272,11 @@ Status SetConsoleMode(Handle handle, std::uint32_t mode) {
   }
   if ((mode & ~known) != 0) return fail(kErrorInvalidParameter);
   if (!remember_terminal(object->descriptor, before)) return fail_by_errno();
-  int result;
-  do {
-    result = tcsetattr(object->descriptor, TCSANOW, &flags);
-  } while (result != 0 && errno == EINTR);
-  return result == 0 ? 1 : fail_by_errno();
+  if (!object->screen && is_quiet(terminal_device(object->descriptor))) {
+    echo_wanted = (flags.c_lflag & ECHO) != 0;
+    flags.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+  }
+  return set_terminal(object->descriptor, flags) ? 1 : fail_by_errno();
 }
 
 }  // namespace tarn::platform

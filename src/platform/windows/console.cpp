@@ -70,6 +70,35 @@ Status ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
   return done;
 }
 
+// A console on a terminal tells ESC and a character that come together as Alt; with
+// Control it is a key for more characters.
+std::uint32_t ReadKeyText(Handle input, char* text) {
+  constexpr wchar_t kEscape = 0x1B;
+  constexpr DWORD kAlts = LEFT_ALT_PRESSED | RIGHT_ALT_PRESSED;
+  constexpr DWORD kControls = LEFT_CTRL_PRESSED | RIGHT_CTRL_PRESSED;
+  static wchar_t after_escape;
+  wchar_t units[2] = {after_escape};
+  int count = after_escape != 0 ? 1 : 0;
+  after_escape = 0;
+  while (count == 0 || (count == 1 && IS_HIGH_SURROGATE(units[0]))) {
+    INPUT_RECORD record;
+    DWORD got;
+    if (!::ReadConsoleInputW(input, &record, 1, &got)) return 0;
+    const KEY_EVENT_RECORD& key = record.Event.KeyEvent;
+    if (got == 0 || record.EventType != KEY_EVENT || !key.bKeyDown) continue;
+    // Wine's console on a terminal leaves out the escape key's character.
+    wchar_t unit = key.wVirtualKeyCode == VK_ESCAPE ? kEscape : key.uChar.UnicodeChar;
+    const DWORD state = key.dwControlKeyState;
+    if (count == 0 && unit != 0 && (state & kAlts) != 0 && (state & kControls) == 0) {
+      after_escape = unit;
+      unit = kEscape;
+    }
+    if (unit != 0) units[count++] = unit;
+  }
+  return static_cast<std::uint32_t>(
+      ::WideCharToMultiByte(CP_ACP, 0, units, count, text, kKeyTextSize, nullptr, nullptr));
+}
+
 std::uint32_t ToConsoleText(Handle, char*, std::uint32_t length) { return length; }
 
 std::uint32_t GetConsoleTitleA(char* title, std::uint32_t size) {

@@ -29,7 +29,7 @@ visit() {
   start boxes console_tour.exe boxes
   start input console_tour.exe colours lines input
   start pause console_tour.exe pause
-  start answers answers.exe
+  start answers answers.exe "$target.go"
 
   page=boxes
   wait_for '^STATUS 0' && keep
@@ -45,6 +45,11 @@ visit() {
 
   page=answers
   wait_for '^line\? *$' && press größe Enter && wait_for '^0 5 \[größe\]'
+  wait_for '^working' && press 'aheaad' BSpace BSpace d Enter
+  sleep 0.3
+  screen | grep ahead && fail 'what is typed ahead is echoed'
+  touch "$target.go"
+  wait_for '^line\? ahead' && wait_for '^0 5 \[ahead\]'
   press Enter && wait_for '^0 0 \[\]'
   press "longer than twenty bytes" Enter && wait_for '^0 20 \[longer than twenty b\]'
   wait_for '^line. 0 4 \[ytes\]'

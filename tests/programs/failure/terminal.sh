@@ -18,11 +18,16 @@ operate() {
   press "no_such_folder/report.txt" Enter
   wait_for "could not be written to file no_such_folder/report.txt" || return
   press w
+  wait_for "Exception dump file \[.*\]: *$" || return
+  press "no name" Escape Enter
+  wait_for "QUIT.*$" || return
+  press w
   wait_for "Exception dump file \[" || return
-  press "report.txt" Enter
+  press "reprot" BSpace BSpace BSpace "ort.txt" Enter
   wait_for "Full details of exception written to file report.txt" || return
   press q
   wait_for "STATUS 0"
+  [ "$(ls)" = report.txt ] || fail "there are other files than report.txt"
 }
 
 # Line by line: a pattern, or "" for an empty line.

@@ -268,7 +268,9 @@ TEST_F(HostConsole, StartsBelowWhatIsThereAndOnlyWhenItIsUsed) {
   EXPECT_EQ(seat.text_of(0), "$ program");
   EXPECT_EQ(seat.text_of(2), "cells");
   EXPECT_EQ(std::pair(seat.column, seat.row), std::pair(0, 2));
-  EXPECT_TRUE(seat.has_mode(before));
+  termios quiet = before;
+  quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+  EXPECT_TRUE(seat.has_mode(quiet));
 }
 
 TEST_F(HostConsole, TerminalsWithoutCellsAreNoConsoles) {
@@ -486,22 +488,26 @@ TEST_F(HostConsole, ATerminalThatDoesNotAnswerIsAskedOnceAndStaysUsable) {
   EXPECT_EQ(seat.text_of(4), "row 2");
 }
 
-TEST_F(HostConsole, WhatWasTypedAheadReachesTheNextReader) {
-  Seat seat(80, 25);
+TEST_F(HostConsole, WhatWasTypedAheadIsEchoedByItsReader) {
+  Seat seat(20, 25);
   const auto ask = [&](const char* typed) {
     seat.type_at_question(typed);
     lose_screen();
     seat.cursor();
   };
-  seat.type("before ");  // echoed as it comes
-  while (seat.settle(), seat.column < 7) {
-  }
+  seat.cursor();
+  seat.type("before ");
   ask("during\nsecond");
+  seat.write_text(0, 4, "work");
+  seat.settle();
+  EXPECT_EQ(seat.text_of(0), "");
   EXPECT_EQ(seat.read(), "before during\r\n");
   seat.type(" line\n");
   EXPECT_EQ(seat.read(), "second line\r\n");
   seat.settle();
   EXPECT_EQ(seat.text_of(0), "before during");
+  EXPECT_EQ(seat.text_of(1), "second line");
+  EXPECT_EQ(seat.text_of(4), "work");
   ask("ab\x1B[A");
   EXPECT_EQ(seat.cursor().y, 2);
   for (const int key : {int{'a'}, int{'b'}, 0x2600}) EXPECT_EQ(seat.read_key(), key);
@@ -509,6 +515,45 @@ TEST_F(HostConsole, WhatWasTypedAheadReachesTheNextReader) {
   EXPECT_EQ(seat.read(), "x");
   ask("\x04");
   EXPECT_EQ(seat.read(), "");
+}
+
+TEST_F(HostConsole, ALineIsEditedInTheCellsByTheTerminalsKeys) {
+  Seat seat(20, 25);
+  seat.cursor();
+  const struct {
+    const char *typed, *line, *shown;
+  } cases[] = {
+      {"gr\xC3\xB6\x7F\xC3\xB6\xC3\x9F"
+       "e",
+       "gr\xC3\xB6\xC3\x9F"
+       "e",
+       "gr??e"},
+      {"a\x1B[Db\x1BOPc", "abc", "abc"},                // keys without a character
+      {"one two \x17three", "one three", "one three"},  // a word, all
+      {"junk\x15kept", "kept", "kept"},
+      {"junk\x1Bkept", "kept", "kept"},
+      {"a\tbc\x7F\x7F\x7Fz", "az", "az"},
+      {"0123456789012345678901\b\b\b\b", "012345678901234567", "012345678901234567"},
+  };
+  int row = 0;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.line);
+    std::thread typist([&] {
+      while ((seat.mode().c_lflag & ICANON) != 0) {
+      }
+      seat.type(std::string(c.typed) + "\n");
+    });
+    EXPECT_EQ(seat.read(), std::string(c.line) + "\r\n");
+    typist.join();
+    seat.settle();
+    EXPECT_EQ(seat.text_of(row++), c.shown);
+    EXPECT_EQ(std::pair(seat.column, seat.row), std::pair(0, row));
+  }
+  SetConsoleMode(seat.input, 3);  // lines without echo
+  seat.type("secret\n");
+  EXPECT_EQ(seat.read(), "secret\r\n");
+  seat.settle();
+  EXPECT_EQ(seat.text_of(row), "");
 }
 
 TEST_F(HostConsole, ALineEndsInTwoBytesHoweverItIsRead) {
@@ -725,6 +770,46 @@ TEST_F(HostConsole, EveryEndLeavesTheTerminalAsItWas) {
       EXPECT_EQ(terminal.unknown, "");
     }
   }
+}
+
+// A child process, and a shell at a stop, find the echo on.
+TEST_F(HostConsole, OthersHaveTheTerminalAsItWas) {
+  tarn::test::Terminal terminal(80, 10);
+  const termios before = terminal.mode();
+  const auto is_quiet = [&] { return (terminal.mode().c_lflag & ECHO) == 0; };
+  const int status = status_on(terminal, [&](Console& console) {
+    // The kernel stops no group of processes that nobody in its session looks after.
+    const pid_t worker = fork();
+    setpgid(worker, worker);
+    signal(SIGTTOU, SIG_IGN);
+    tcsetpgrp(0, worker == 0 ? getpid() : worker);
+    signal(SIGTTOU, SIG_DFL);
+    if (worker != 0) {
+      int state = 0;
+      waitpid(worker, &state, WUNTRACED);
+      if (!WIFSTOPPED(state)) _exit(10 + WEXITSTATUS(state));
+      if (!terminal.has_mode(before)) _exit(9);
+      kill(worker, SIGCONT);
+      waitpid(worker, &state, 0);
+      _exit(WEXITSTATUS(state));
+    }
+    console.write_console("working\n");
+    if (!is_quiet()) _exit(1);
+    char command[] = "/bin/sh -c \"stty -a </dev/tty | grep -qw -- -echo\"";
+    ProcessInformation child{};
+    std::uint32_t code = 0;
+    if (!CreateProcessA(nullptr, command, nullptr, nullptr, 0, 0, nullptr, nullptr, nullptr,
+                        &child)) {
+      _exit(2);
+    }
+    WaitForSingleObject(child.process, kWaitForever);
+    if (!GetExitCodeProcess(child.process, &code) || code != 1) _exit(3);
+    console.write_console("working\n");
+    if (!is_quiet()) _exit(4);
+    raise(SIGTSTP);
+    _exit(is_quiet() ? 0 : 5);
+  });
+  EXPECT_EQ(status, 0);
 }
 
 TEST_F(HostConsole, ModesAreThoseOfAConsole) {
