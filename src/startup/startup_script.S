@@ -24,6 +24,9 @@
 // relocate, allocate or initialise. All state is static to the image, so one
 // image has one walk at a time.
 //
+// Cells to relocate lie also in sections that the compiler made read-only. The
+// first walk makes those writable, and at its end gives them their rights back.
+//
 // Nothing here holds an absolute address but the library's own slots.
 
 #include "platform/assembly.h"
@@ -38,6 +41,7 @@
 #endif
 
 #define PAGE_SIZE 4096
+#define PAGE_READONLY 2
 #define PAGE_READWRITE 4
 #define BLOCK_RECORD_SIZE 40
 #define UNDEFINED_FILL 0x80
@@ -49,6 +53,17 @@
 #define MXCSR_UNMASKED 0x680        // invalid operation, zero divide, overflow
 #define MXCSR_FLUSH 0x8040          // flush to zero, denormals are zero
 #define RUNTIME_CELLS 12
+
+// In the image's headers.
+#define PE_OFFSET 0x3C              // in the DOS header
+#define SECTION_COUNT 6             // in the PE header
+#define OPTIONAL_HEADER_SIZE 20
+#define OPTIONAL_HEADER 24
+#define VIRTUAL_SIZE 8              // in a section header
+#define VIRTUAL_ADDRESS 12
+#define CHARACTERISTICS 36
+#define SECTION_HEADER_SIZE 40
+#define WRITE_OR_EXECUTE 0xA0000000
 
 .intel_syntax noprefix
 
@@ -65,6 +80,8 @@ current_size:     .quad 0
 name_cursor:      .quad 0
 undefined_fill:   .long 0
 avx_required:     .long 0
+sections_open:    .long 0           // 1 during the first walk, then 2
+protection_before: .long 0
 .globl tarn_script_word
 tarn_script_word: .quad 0
 .globl __runtime_slots
@@ -108,6 +125,15 @@ ROUTINE(__BrackenStartup)
   lea rdi, [rip + IMAGE_BASE]
   mov rsi, [rip + tarn_script_word]
   add rsi, rdi
+#ifdef _WIN32
+  cmp dword ptr [rip + sections_open], 0
+  jne .Lnext
+  mov dword ptr [rip + sections_open], 1
+  mov [rip + script_position], rsi
+  mov r13d, PAGE_READWRITE
+  lea r14, [rip + .Lafter_call]
+  jmp .Lprotect_sections
+#endif
 
 .Lnext:
   movzx eax, byte ptr [rsi]
@@ -280,6 +306,19 @@ ROUTINE(__BrackenStartup)
   jmp .Lafter_call
 
 .Lclose:                            // 5
+#ifdef _WIN32
+  cmp dword ptr [rip + sections_open], 1
+  jne .Lset_control
+  mov dword ptr [rip + sections_open], 2
+  mov [rip + script_position], rsi
+  mov r13d, PAGE_READONLY
+  lea r14, [rip + .Lsections_closed]
+  jmp .Lprotect_sections
+.Lsections_closed:
+  mov rsi, [rip + script_position]
+  lea rdi, [rip + IMAGE_BASE]
+.Lset_control:
+#endif
   stmxcsr [rsp + 32]
   mov eax, [rsp + 32]
   and eax, ~MXCSR_UNMASKED
@@ -319,6 +358,35 @@ ROUTINE(__BrackenStartup)
   mov eax, 1
   add rsp, 40
   ret
+
+#ifdef _WIN32
+// r13d: the protection of sections that are neither writable nor executable;
+// r14: where to go on.
+.Lprotect_sections:
+  mov ebx, [rdi + PE_OFFSET]
+  add rbx, rdi
+  movzx r12d, word ptr [rbx + SECTION_COUNT]
+  movzx eax, word ptr [rbx + OPTIONAL_HEADER_SIZE]
+  lea rbx, [rbx + rax + OPTIONAL_HEADER]
+.Lprotect_next:
+  test r12d, r12d
+  jz .Lprotected
+  test dword ptr [rbx + CHARACTERISTICS], WRITE_OR_EXECUTE
+  jnz .Lprotect_skip
+  mov ecx, [rbx + VIRTUAL_ADDRESS]
+  lea rax, [rip + IMAGE_BASE]
+  add rcx, rax
+  mov edx, [rbx + VIRTUAL_SIZE]
+  mov r8d, r13d
+  lea r9, [rip + protection_before]
+  call VirtualProtect
+.Lprotect_skip:
+  add rbx, SECTION_HEADER_SIZE
+  dec r12d
+  jmp .Lprotect_next
+.Lprotected:
+  jmp r14
+#endif
 
 .Lno_storage:
   call __initialise_cpplib          // blocks come first, and who reports must be up

@@ -174,8 +174,10 @@ void take_destructors(Image& image, std::set<std::uint32_t>& cells) {
   }
 }
 
-// The section of a cell that the script will change, made writable.
-Section& open_cell(Image& image, std::uint32_t cell, const char* what) {
+// The section of a cell that the script will change. Its rights stay as they are:
+// the interpreter makes every section writable for the time of its first walk that
+// holds no code.
+Section& home_of_cell(Image& image, std::uint32_t cell, const char* what) {
   Section* section = section_at(image, cell);
   if (section == nullptr || section->end() - cell < kCellSize) {
     refuse("%s at 0x%x lies outside the image", what, cell);
@@ -184,7 +186,6 @@ Section& open_cell(Image& image, std::uint32_t cell, const char* what) {
     refuse("%s %s lies in executable section %s", what, describe(image, cell).c_str(),
            section->name.c_str());
   }
-  section->header.characteristics |= pe::kSectionWrite;
   return *section;
 }
 
@@ -193,7 +194,7 @@ Section& open_cell(Image& image, std::uint32_t cell, const char* what) {
 void take_relocations(Image& image, const std::set<std::uint32_t>& cells, Script& script) {
   const std::uint64_t base = image.headers.optional.image_base;
   for (const std::uint32_t cell : cells) {
-    open_cell(image, cell, "the address in");
+    home_of_cell(image, cell, "the address in");
     write_u64(image, cell, read_u64(image, cell, "a relocation") - base, "a relocation");
     script.relocations.push_back(cell);
   }
@@ -212,7 +213,7 @@ void check_targets(Image& image, const std::set<std::uint32_t>& relocations,
              describe(image, block.pointers.front()).c_str(), block.name.c_str());
     }
     for (const std::uint32_t cell : block.pointers) {
-      open_cell(image, cell, "the block pointer");
+      home_of_cell(image, cell, "the block pointer");
       if (relocations.contains(cell) || !cells.insert(cell).second) {
         refuse("the pointer %s to common block %s holds another address too",
                describe(image, cell).c_str(), block.name.c_str());
@@ -226,7 +227,12 @@ void check_targets(Image& image, const std::set<std::uint32_t>& relocations,
     }
   }
   for (const Binding& binding : script.bindings) {
-    open_cell(image, binding.slot, "the bound routine's pointer");
+    const Section& home = home_of_cell(image, binding.slot, "the bound routine's pointer");
+    // Bound on every walk.
+    if (!home.is(pe::kSectionWrite)) {
+      refuse("the pointer %s to a bound routine lies in read-only section %s",
+             describe(image, binding.slot).c_str(), home.name.c_str());
+    }
     if (binding.slot < interpreter.data_section) {
       refuse("the pointer %s to a bound routine lies before the data section",
              describe(image, binding.slot).c_str());

@@ -23,6 +23,9 @@ grep -Eq "^Entry 5 0+ 0+ Base Relocation" <<<"$headers" ||
 
 grep -q 'relocations stripped' <<<"$headers" && fail "the DLL cannot be loaded at another base"
 
+x86_64-w64-mingw32-objdump -h "$dll" | grep -A1 ' \.rdata ' | grep -q READONLY ||
+  fail "its constants are writable"
+
 [ "$(dd if="$dll" bs=1 skip=16 count=11 2>/dev/null)" = BRACKENMOOR ] || fail "no mark"
 
 relocations=$("$finish_image" --list "$dll" | grep -ci relocate)

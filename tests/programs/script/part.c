@@ -64,6 +64,9 @@ __attribute__((dllexport)) int walk_again(int* changed) {
 __attribute__((dllexport)) int initialiser_runs(void) { return initialised; }
 __attribute__((dllexport)) int constructor_runs(void) { return constructed; }
 __attribute__((dllexport)) const char* relocated_text(void) { return *text_pointer; }
+__attribute__((dllexport)) const char* volatile* texts_of_part(void) {
+  return (const char* volatile*)texts;
+}
 __attribute__((dllexport)) int declared_value(void) { return declared.value; }
 __attribute__((dllexport)) int twice(int value) { return 2 * value; }
 

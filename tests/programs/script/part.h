@@ -13,6 +13,9 @@ int constructor_runs(void);
 /* A text that a relocated pointer leads to. */
 const char* relocated_text(void);
 
+/* The constant pointers of which that is one. */
+const char* volatile* texts_of_part(void);
+
 /* The bytes of the DLL's allocated block that are 0x80; its size. */
 int filled_bytes(int* size);
 

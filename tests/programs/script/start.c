@@ -28,6 +28,9 @@ static unsigned control(void) {
   return value;
 }
 
+/* Relocated, and constant afterwards. */
+static const char* const program_texts[] = {"first", "second"};
+
 static void replace_script(int opcode) {
   static unsigned char script[1];
   script[0] = (unsigned char)opcode;
@@ -41,6 +44,8 @@ int main(int argc, char** argv) {
   *(volatile unsigned long long*)&denormal = 1;
   if (strcmp(what, "routine") == 0) no_routine(1);
   if (strcmp(what, "library") == 0) no_library(1);
+  if (strcmp(what, "constant") == 0) *(const char* volatile*)program_texts = what;
+  if (strcmp(what, "dll_constant") == 0) *texts_of_part() = what;
   if (strcmp(what, "divide") == 0) printf("%g\n", 1 / zero);
   if (what[0] >= '0' && what[0] <= '9') {
     int opcode = 0;
