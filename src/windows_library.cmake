@@ -23,6 +23,8 @@ add_library(tarn_dll_start OBJECT startup/startup_script.S)
 target_compile_definitions(tarn_dll_start PRIVATE
   TARN_LIBRARY_IMAGE TARN_SCRIPT_RESERVE=${TARN_SCRIPT_RESERVE})
 target_include_directories(tarn_dll_start PRIVATE .)
+add_library(tarn_dll_watch OBJECT startup/library_image/watch.cpp)
+target_link_libraries(tarn_dll_watch PRIVATE tarn_library_flags)
 
 add_library(tarn_compiler_support OBJECT platform/windows/compiler_support.cpp)
 target_link_libraries(tarn_compiler_support PRIVATE tarn_library_flags)
@@ -35,15 +37,17 @@ add_custom_command(
   OUTPUT ${CMAKE_BINARY_DIR}/TARNLIBC64.DLL ${CMAKE_BINARY_DIR}/libtarnlibc64.dll.a
   COMMAND ${CMAKE_CXX_COMPILER} -nostdlib -shared -Wl,-e,__BrackenStartup
           -Wl,--out-implib,${CMAKE_BINARY_DIR}/libtarnlibc64.dll.a
-          $<TARGET_OBJECTS:tarn_dll_start> $<TARGET_OBJECTS:tarn_rooms>
+          $<TARGET_OBJECTS:tarn_dll_start> $<TARGET_OBJECTS:tarn_dll_watch>
+          $<TARGET_OBJECTS:tarn_rooms>
           $<TARGET_OBJECTS:tarn_platform> $<TARGET_OBJECTS:tarn_compiler_support>
           ${version_object} ${CMAKE_BINARY_DIR}/TARNLIBC64.def
           ${CMAKE_BINARY_DIR}/libpaneview64_calls.a
           -lkernel32 -o ${unfinished}
   COMMAND ${finish_image} --dll --public-routines ${unfinished} -o ${CMAKE_BINARY_DIR}/TARNLIBC64.DLL
   COMMAND_EXPAND_LISTS VERBATIM
-  DEPENDS tarn_dll_start tarn_rooms tarn_platform tarn_compiler_support
-          $<TARGET_OBJECTS:tarn_dll_start> $<TARGET_OBJECTS:tarn_rooms>
+  DEPENDS tarn_dll_start tarn_dll_watch tarn_rooms tarn_platform tarn_compiler_support
+          $<TARGET_OBJECTS:tarn_dll_start> $<TARGET_OBJECTS:tarn_dll_watch>
+          $<TARGET_OBJECTS:tarn_rooms>
           $<TARGET_OBJECTS:tarn_platform> $<TARGET_OBJECTS:tarn_compiler_support>
           ${version_object} ${CMAKE_BINARY_DIR}/TARNLIBC64.def
           ${CMAKE_BINARY_DIR}/libpaneview64_calls.a ${finish_image})

@@ -19,6 +19,10 @@
 namespace tarn {
 namespace {
 
+bool is_access_violation(const platform::ExceptionRecord& record) {
+  return record.code == platform::kExceptionAccessViolation && record.parameter_count >= 2;
+}
+
 constexpr std::uint16_t kTrapBytes = 0x09CD;  // `int 9`, as a word
 constexpr std::uint8_t kBreakpointByte = 0xCC;
 constexpr std::uint32_t kErrorSeverity = 0x80000000;
@@ -59,13 +63,6 @@ void compose_title() {
     char* to = path;
     for (const char* from = separator + 1; (*to = *from) != '\0'; ++from) ++to;
   }
-}
-
-bool is_raised_number(const platform::ExceptionPointers& exception) {
-  if (exception.record->code != platform::kExceptionAccessViolation) return false;
-  std::uint16_t bytes = 0;
-  safe_memory_read(exception.context->Rip, &bytes, sizeof bytes);
-  return bytes == kTrapBytes;
 }
 
 // Some systems report a denormal operand as an underflow. The MXCSR, whose masks
@@ -109,20 +106,12 @@ void print_line(const char* text) {
   fprintf(stream && stream->magic == kFileMagic ? stream : &own, "%s\n", text);
 }
 
-bool is_access_violation(const platform::ExceptionRecord& record) {
-  return record.code == platform::kExceptionAccessViolation && record.parameter_count >= 2;
-}
-
 void walk_back(const platform::ExceptionPointers& exception) {
   static platform::AMD_CONTEXT copy;
   traceback[0] = '\0';
   if (no_traceback) return;
   copy = *exception.context;
-  // A call that led nowhere: the walk begins at the caller.
-  if (is_access_violation(*exception.record) && exception.record->parameters[1] == copy.Rip) {
-    copy.Rip = safe_core8(copy.Rsp);
-    copy.Rsp += 8;
-  }
+  leave_wild_call(*exception.record, &copy);
   char* end = traceback;
   for (int step = 0; step < kTracebackSteps; ++step) {
     const std::int32_t more = trace_back_once(platform::GetCurrentProcess(), end, &copy);
@@ -215,10 +204,25 @@ bool is_script_engine_conversion(std::uint64_t rip) {
 }  // namespace
 
 std::int32_t report_busy;
+std::int32_t reports_failures;
+
+bool is_raised_number(const platform::ExceptionPointers& exception) {
+  if (exception.record->code != platform::kExceptionAccessViolation) return false;
+  std::uint16_t bytes = 0;
+  safe_memory_read(exception.context->Rip, &bytes, sizeof bytes);
+  return bytes == kTrapBytes;
+}
+
+void leave_wild_call(const platform::ExceptionRecord& record, platform::AMD_CONTEXT* context) {
+  if (!is_access_violation(record) || record.parameters[1] != context->Rip) return;
+  context->Rip = safe_core8(context->Rsp);
+  context->Rsp += 8;
+}
 
 extern "C" void __install_system_exception_handler() {
   std::uint32_t reserve = kHandlerStack;
   platform::AddVectoredExceptionHandler(0, &__system_exception_handler);
+  reports_failures = 1;
   platform::SetThreadStackGuarantee(&reserve);
 }
 

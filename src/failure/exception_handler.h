@@ -26,6 +26,15 @@ inline constexpr std::uint64_t kRegionGrowthPages = 10;
 
 // Set from the decision to report.
 extern std::int32_t report_busy;
+// Set once the handler is installed: failures are reported.
+extern std::int32_t reports_failures;
+
+// Whether the exception is the trap by which a number is raised.
+bool is_raised_number(const platform::ExceptionPointers& exception);
+
+// After a call that led nowhere the context becomes the caller's, where a walk back
+// can begin.
+void leave_wild_call(const platform::ExceptionRecord& record, platform::AMD_CONTEXT* context);
 
 // Opcode bytes to look for at an address, a REX prefix between them allowed.
 struct instruction_head {

@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include "exports/export_table.h"
+#include "failure/start_faults.h"
 #include "paneview/paneview_exports.h"
 #include "platform/platform.h"
 #include "platform/posix/command_line.h"
@@ -85,6 +86,7 @@ int run(char* program, char* command_line, int count, char** arguments) {
   if (!command_line) command_line = platform::build_command_line(path, count, arguments);
   if (command_line) {
     platform::set_command_line(command_line);
+    tarn::watch_start_up(false);
     platform::run_program(&refusal);
   } else {
     platform::refuse(&refusal, "there is not enough memory for its arguments");
