@@ -63,7 +63,7 @@
 #define VIRTUAL_ADDRESS 12
 #define CHARACTERISTICS 36
 #define SECTION_HEADER_SIZE 40
-#define WRITE_OR_EXECUTE 0xA0000000
+#define STAYS_AS_IT_IS 0xA2000000   // writable, executable, or discardable (debug data)
 
 .intel_syntax noprefix
 
@@ -360,8 +360,7 @@ ROUTINE(__BrackenStartup)
   ret
 
 #ifdef _WIN32
-// r13d: the protection of sections that are neither writable nor executable;
-// r14: where to go on.
+// r13d: the protection of the sections that hold constants; r14: where to go on.
 .Lprotect_sections:
   mov ebx, [rdi + PE_OFFSET]
   add rbx, rdi
@@ -371,7 +370,7 @@ ROUTINE(__BrackenStartup)
 .Lprotect_next:
   test r12d, r12d
   jz .Lprotected
-  test dword ptr [rbx + CHARACTERISTICS], WRITE_OR_EXECUTE
+  test dword ptr [rbx + CHARACTERISTICS], STAYS_AS_IT_IS
   jnz .Lprotect_skip
   mov ecx, [rbx + VIRTUAL_ADDRESS]
   lea rax, [rip + IMAGE_BASE]
