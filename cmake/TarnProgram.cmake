@@ -33,7 +33,7 @@ set(TARN_PROGRAMS ${CMAKE_BINARY_DIR}/programs)
 # - Nothing that a C or C++ run-time would have to supply, but what the program
 #   support library has.
 # A source whose inline assembly names rbx, rsi or rdi needs -fcall-saved-rbx and
-# its like, in its COMPILE_OPTIONS; tarncc gives it of itself.
+# its like, in its COMPILE_OPTIONS; tarncc adds it by itself.
 function(tarn_read_flags file result)
   file(READ ${TARN_PROGRAM_FLAGS}/${file} text)
   separate_arguments(flags UNIX_COMMAND "${text}")

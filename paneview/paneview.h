@@ -38,7 +38,7 @@ TARNAPI void __yield_program_control(std::int32_t mode);
 // nothing is left once the last process has ended, however it ended.
 // `name` 1 to 63 bytes without '\', `size` 1 to 2^30 bytes. All zero when new. A name keeps
 // the address in one process; the first caller's size, in whole pages, stands,
-// and asking for more gives null, as any other failure does. After the last page an
+// and asking for more returns null, as any other failure does. After the last page an
 // access faults.
 TARNAPI void* __create_interprocess_shared_memory(const char* name, std::uint64_t size);
 

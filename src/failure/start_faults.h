@@ -1,12 +1,12 @@
 // Failures before the library is up. The first steps of an image's script run before
 // __initialise_cpplib, and a damaged image may fault there, where nothing reports it.
-// That is told in one line on standard error, or in a message box if there is no such
+// That is reported in one line on standard error, or in a message box if there is no such
 // thing, and the process ends with status 1:
 //
 //   part.dll: Access violation (c0000005) at address 1c9fc15d0, in touch in line 12
 //   while its start-up script ran prepare, before the library was up
 //
-// State: what is being told; the process ends with it.
+// State: what is being reported; the process ends with it.
 #pragma once
 
 #include "platform/platform.h"
@@ -14,7 +14,7 @@
 namespace tarn {
 
 // From now on, until the library is up. Where code of others may handle its own
-// faults, only those are told that happen in a start-up script, in what it has
+// faults, only those are reported that happen in a start-up script, in what it has
 // called, or in an image of the suite. Called once, before any other script runs.
 void watch_start_up(bool others_may_handle);
 

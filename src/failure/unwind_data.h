@@ -11,7 +11,7 @@ namespace tarn {
 // Rip, Rsp and the registers that a routine keeps for its caller, the XMM
 // registers excepted. Code without a record is a leaf, which has no frame, if
 // the image has records at all. An Rip at the pops or the return of an epilogue
-// gives the caller to which these lead. The context stays as it was if the image
+// returns the caller to which these lead. The context stays as it was if the image
 // has no records, and if its records, or the stack, lead nowhere.
 //
 // Untrusted data: at most kUnwindChain records and their codes are followed,

@@ -1,7 +1,7 @@
 // What the library and its sibling write for a program, and when such a program
 // ends because nobody reads it any more.
 //
-// A write into a pipe without a reader fails, and the caller is told as of any
+// A write into a pipe without a reader fails, and the caller hears of it as of any
 // failure. A program that looks at results has then all it needs. Many filters
 // look at none, and would write for ever (`yes | head -1`), where their users
 // expect them to end. So a process ends, without a word and with the status that a

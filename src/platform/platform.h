@@ -70,7 +70,7 @@ TARNAPI void* GlobalAlloc(std::uint32_t flags, std::uint64_t size);
 TARNAPI void* GlobalFree(void* block);
 // Usable size of the block in bytes, at least what was asked for; 0 as above.
 TARNAPI std::uint64_t GlobalSize(void* block);
-// Whether the address lies within an allocated block, behind its beginning. Looks
+// Whether the address lies within an allocated block, after its beginning. Looks
 // through the heap: for failures alone.
 TARNAPI bool IsInsideHeapBlock(const void* address);
 
@@ -351,7 +351,7 @@ TARNAPI Status ReadConsoleInputA(Handle input, InputRecord* records, std::uint32
                                  std::uint32_t* count);
 // Waits for a key with a character and stores that as file names are spelt, at most
 // kKeyTextSize bytes without a NUL: Enter is 13, the erase key 8, Escape 27. ESC with
-// a character right behind it is two keys. Result: its bytes; 0 at the end of the
+// a character right after it is two keys. Result: its bytes; 0 at the end of the
 // input.
 inline constexpr std::uint32_t kKeyTextSize = 64;
 TARNAPI std::uint32_t ReadKeyText(Handle input, char* text);
@@ -558,7 +558,7 @@ TARNAPI std::uint32_t GetCurrentThreadId();
 // stack of their own.
 TARNAPI Status SetThreadStackGuarantee(std::uint32_t* size);
 
-// After an overflow of the calling thread's stack: the next one is told again. Does
+// After an overflow of the calling thread's stack: the next one is reported again. Does
 // nothing while the thread still runs in the room kept back, nor where overflows
 // use nothing up, as on the host.
 TARNAPI void RestoreStackGuard();

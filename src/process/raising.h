@@ -56,7 +56,7 @@ extern "C" {
   __builtin_unreachable();
 }
 
-// Raises `number`, and returns if a trap routine goes on behind the trap.
+// Raises `number`, and returns if a trap routine goes on after the trap.
 [[gnu::always_inline]] inline void raise_resumable(std::int64_t number) {
   asm volatile("int $9" : : "a"(number) : "memory");
 }

@@ -25,7 +25,7 @@
 // image has one walk at a time.
 //
 // Cells to relocate lie also in sections that the compiler made read-only. The
-// first walk makes those writable, and at its end gives them their rights back.
+// first walk makes those writable, and at its end restores their rights.
 //
 // Nothing here holds an absolute address but the library's own slots.
 
@@ -432,7 +432,7 @@ ROUTINE(__cxa_pure_virtual)
   jmp __RuntimeError
 ROUTINE_END(__cxa_pure_virtual)
 
-// Takes the manifest from the library behind the program's own objects.
+// Takes the manifest from the library after the program's own objects.
 .section .rdata, "dr"
   .rva tarn_program_manifest
 #endif

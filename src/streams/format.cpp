@@ -508,7 +508,7 @@ inline void convert(Output& out, Directive& directive, Arguments& arguments) {
 }
 
 // The text of the format, without a NUL. Result: its length, or -1 if a trap
-// routine went on behind the raise of 291.
+// routine went on after the raise of 291.
 TARNAPI std::int32_t run(Output& out, const char* format, const Slot* slots) {
   Arguments arguments = {slots, kArgumentBudget};
   for (;;) {

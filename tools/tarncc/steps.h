@@ -22,5 +22,5 @@ int compile(const Job& job, const Input& source, const std::filesystem::path& ob
 // of the sources, in their order. A DLL's import library comes to lie beside it.
 int link(const Job& job, const Words& objects, const std::filesystem::path& unfinished);
 
-// The name of a DLL's import library; empty if the linker was told another.
+// The name of a DLL's import library; empty if the linker was given another.
 std::string import_library(const Request& request);

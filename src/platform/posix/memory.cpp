@@ -1,4 +1,4 @@
-// The heap behind the names of the global memory service. The system's page
+// The heap that the names of the global memory service stand for. The system's page
 // services are in pages.cpp.
 //
 // All blocks lie in one reservation of address space, in units of 64 kB. A unit

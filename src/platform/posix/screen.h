@@ -52,7 +52,7 @@ int selected_terminal();
 // if it has none.
 bool window_of(int descriptor, Coord* size);
 
-// True if the cells in use are of the terminal behind this descriptor.
+// True if the cells in use are those of this descriptor's terminal.
 bool shows_cells(int descriptor);
 
 // Readies the selected screen for output; false, with the last error.

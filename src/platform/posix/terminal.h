@@ -73,7 +73,7 @@ Answer ask_cursor(int terminal, int reader, int* column, int* row);
 enum class TerminalRead { kNotOurs, kDone, kFailed };
 TerminalRead read_terminal(int descriptor, void* buffer, std::size_t size, std::size_t* count);
 
-// A line just read by the system from a terminal that gives lines ends in 13, 10, as
+// A line just read by the system from a terminal that delivers lines ends in 13, 10, as
 // those of a console. Result: the count with it. Where `size` has no room for both
 // bytes, read_terminal has the second one.
 std::size_t end_terminal_line(int descriptor, void* bytes, std::size_t count, std::size_t size);

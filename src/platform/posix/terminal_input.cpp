@@ -1,6 +1,6 @@
 // The keys of a terminal, one at a time; lines of them, where the terminal does not
 // echo; and its answer to the question where its cursor is. All read in a mode
-// without lines and echo that lasts as long as the call; what comes in behind the
+// without lines and echo that lasts as long as the call; what comes in after the
 // key or the line, or around the answer, is held for the next reader.
 
 #include <errno.h>
@@ -161,7 +161,7 @@ struct TypedKey {
   std::size_t count;
 };
 
-// In the mode of KeyMode. With `plain`, ESC with a character behind it is two keys.
+// In the mode of KeyMode. With `plain`, ESC with a character after it is two keys.
 bool next_key(int terminal, bool plain, TypedKey* key) {
   bool complete = false;
   for (;;) {
@@ -235,7 +235,7 @@ void erase(TypedLine* line, std::size_t count, int terminal) {
   if (cells > 0) echo_erasure(terminal, cells);
 }
 
-// With the blanks behind it.
+// With the spaces after it.
 std::size_t last_word(const TypedLine& line) {
   std::size_t start = line.count;
   while (start > 0 && line.characters[start - 1].shown == ' ') --start;

@@ -48,7 +48,7 @@ Status SetThreadStackGuarantee(std::uint32_t* size) {
   return 1;
 }
 
-// The guard page lost its mark when it told of the overflow.
+// The guard page lost its mark when it reported the overflow.
 void RestoreStackGuard() {
   constexpr ULONG kLeast = 2 * 4096;  // what a thread keeps back unasked
   ULONG reserve = 0;                  // asks
