@@ -4,11 +4,13 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <string_view>
 #include <thread>
 
 #include "exports/export_headers.h"
@@ -300,6 +302,20 @@ void children() {
 
 constexpr char kStrayVariable[] = "TARN_NIGHT_STRAY";  // path of kStray
 
+// The master's watch waits on a thread of its own. A night on which nothing fails
+// lasts until that wait is counted.
+void await_watch() {
+  const auto* const end = platform_operations + kPlatformOperations;
+  const auto* const wait = std::find_if(platform_operations, end, [](const auto& operation) {
+    return std::string_view(operation.name) == "WaitForMultipleObjects";
+  });
+  const std::uint32_t* const calls = &night->injection.calls[wait - platform_operations];
+  for (int patience = 5000; patience > 0 && night->injection.operation < 0; --patience) {
+    if (__atomic_load_n(calls, __ATOMIC_RELAXED) > 0) return;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+}
+
 // The master starts this executable again. Where the watch failed nobody tells it
 // of a slave that did not come: it waits until the run is stopped.
 void parallel_tasks() {
@@ -317,6 +333,7 @@ void parallel_tasks() {
     tarn::TerminateParallelProcessing();
   }).detach();
   claim(tarn::GetParallelTaskID(1) == 0, "the master took itself for a slave");
+  await_watch();
 }
 
 // What the executable does when it is a slave.
