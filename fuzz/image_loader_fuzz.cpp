@@ -6,7 +6,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "platform/posix/image_loader.h"
+#include "platform/posix/loader/image_loader.h"
 #include "tests/support/finished_image.h"
 
 namespace {

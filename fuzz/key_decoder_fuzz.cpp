@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "platform/posix/key_decoder.h"
+#include "platform/posix/terminal/key_decoder.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace tarn::platform;

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string>
 
-#include "platform/posix/registry_text.h"
+#include "platform/posix/registry/registry_text.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace tarn::platform;

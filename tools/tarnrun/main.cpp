@@ -6,10 +6,10 @@
 #include "failure/start_faults.h"
 #include "paneview/paneview_exports.h"
 #include "platform/platform.h"
-#include "platform/posix/command_line.h"
-#include "platform/posix/modules.h"
-#include "platform/posix/program_start.h"
-#include "platform/posix/system.h"
+#include "platform/posix/base/base.h"
+#include "platform/posix/loader/loader.h"
+#include "platform/posix/processes/command_line.h"
+#include "platform/posix/processes/program_start.h"
 
 namespace {
 

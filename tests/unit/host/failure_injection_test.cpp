@@ -27,7 +27,7 @@
 #include <vector>
 
 #include "platform/platform.h"
-#include "platform/posix/modules.h"
+#include "platform/posix/loader/loader.h"
 #include "process/process_end.h"
 #include "startup/initialise.h"
 #include "tests/support/terminal_user.h"

@@ -1,7 +1,7 @@
 // Images that are loaded, and all that is refused: files made in memory, whole
 // and damaged, and the module list over files in a folder.
 
-#include "platform/posix/image_loader.h"
+#include "platform/posix/loader/image_loader.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -12,8 +12,8 @@
 #include <fstream>
 
 #include "platform/platform.h"
-#include "platform/posix/command_line.h"
-#include "platform/posix/modules.h"
+#include "platform/posix/loader/loader.h"
+#include "platform/posix/processes/command_line.h"
 #include "tests/support/finished_image.h"
 #include "tests/support/raised.h"
 

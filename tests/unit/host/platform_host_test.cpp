@@ -21,9 +21,9 @@
 #include <vector>
 
 #include "platform/platform.h"
-#include "platform/posix/command_line.h"
-#include "platform/posix/program_start.h"
-#include "platform/posix/registry_text.h"
+#include "platform/posix/processes/command_line.h"
+#include "platform/posix/processes/program_start.h"
+#include "platform/posix/registry/registry_text.h"
 
 namespace {
 

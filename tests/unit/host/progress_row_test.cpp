@@ -1,6 +1,6 @@
 // The row of a terminal that shows progress: how it is divided, and that the
 // program's output and its cells know nothing of it.
-#include "platform/posix/progress_row.h"
+#include "platform/posix/terminal/progress_row.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <string>
 
-#include "platform/posix/terminal.h"
+#include "platform/posix/terminal/terminal.h"
 #include "tests/support/terminal.h"
 
 namespace {

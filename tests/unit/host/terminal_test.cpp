@@ -16,8 +16,8 @@
 #include "console/console_state.h"
 #include "console/formatted_output.h"
 #include "platform/platform.h"
-#include "platform/posix/key_decoder.h"
-#include "platform/posix/terminal.h"
+#include "platform/posix/terminal/key_decoder.h"
+#include "platform/posix/terminal/terminal.h"
 #include "tests/support/terminal.h"
 
 namespace {

@@ -1,0 +1,68 @@
+// The environment: the host's own, so children inherit what is set here. Names
+// are matched without case, as on Windows; where the host has several that
+// differ by case only, the one written exactly as asked comes first. A variable
+// that is set again keeps the spelling it had.
+
+#include <pthread.h>
+#include <stdlib.h>
+#include <string.h>
+#include <strings.h>
+#include <unistd.h>
+
+#include "platform/posix/base/base.h"
+
+namespace tarn::platform {
+namespace {
+
+pthread_mutex_t environment_lock = PTHREAD_MUTEX_INITIALIZER;
+
+struct EnvironmentLock {
+  EnvironmentLock() { pthread_mutex_lock(&environment_lock); }
+  ~EnvironmentLock() { pthread_mutex_unlock(&environment_lock); }
+};
+
+// The entry "NAME=value" of that name, or null.
+const char* find_entry(const char* name, std::size_t length) {
+  const char* by_other_case = nullptr;
+  for (char* const* entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+    if (strncasecmp(*entry, name, length) != 0 || (*entry)[length] != '=') continue;
+    if (memcmp(*entry, name, length) == 0) return *entry;
+    if (by_other_case == nullptr) by_other_case = *entry;
+  }
+  return by_other_case;
+}
+
+bool usable_name(const char* name) {
+  return name != nullptr && *name != '\0' && strchr(name, '=') == nullptr;
+}
+
+}  // namespace
+
+std::uint32_t GetEnvironmentVariableA(const char* name, char* buffer, std::uint32_t size) {
+  const EnvironmentLock lock;
+  const char* const entry = usable_name(name) ? find_entry(name, strlen(name)) : nullptr;
+  if (entry == nullptr) {
+    SetLastError(kErrorEnvironmentVariableNotFound);
+    return 0;
+  }
+  const char* const value = entry + strlen(name) + 1;
+  const std::size_t length = strlen(value);
+  if (length >= size || buffer == nullptr) return static_cast<std::uint32_t>(length + 1);
+  memcpy(buffer, value, length + 1);
+  if (length == 0) SetLastError(0);  // present, but empty
+  return static_cast<std::uint32_t>(length);
+}
+
+Status SetEnvironmentVariableA(const char* name, const char* value) {
+  if (!usable_name(name)) return fail(kErrorInvalidParameter);
+  const EnvironmentLock lock;
+  const std::size_t length = strlen(name);
+  const char* const entry = find_entry(name, length);
+  char* const spelling = strndup(entry != nullptr ? entry : name, length);
+  if (spelling == nullptr) return fail(kErrorNotEnoughMemory);
+  const int failed = value != nullptr ? setenv(spelling, value, 1) : unsetenv(spelling);
+  free(spelling);
+  return failed == 0 ? 1 : fail_by_errno();
+}
+
+}  // namespace tarn::platform

@@ -1,0 +1,125 @@
+// The table of open objects. A handle is four times its place counted from 1,
+// as small and as divisible as Windows makes them. Taking a place is serialised;
+// looking one up takes no lock, so that a fault's report may always write.
+
+#include <errno.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <unistd.h>
+
+#include "platform/posix/base/base.h"
+
+namespace tarn::platform {
+namespace {
+
+constexpr std::uint64_t kHandleStep = 4;
+
+OpenObject objects[kMaxHandles] = {
+    {HandleKind::kFile, 0, true, true, false, nullptr},
+    {HandleKind::kFile, 1, true, true, true, nullptr},
+    {HandleKind::kFile, 2, true, true, true, nullptr},
+};
+pthread_mutex_t objects_lock = PTHREAD_MUTEX_INITIALIZER;
+
+Handle handle_at(std::uint64_t place) {
+  return reinterpret_cast<Handle>((place + 1) * kHandleStep);
+}
+
+OpenObject* object_behind(Handle handle) {
+  const auto value = reinterpret_cast<std::uint64_t>(handle);
+  const std::uint64_t place = value / kHandleStep - 1;
+  return value % kHandleStep == 0 && place < kMaxHandles ? &objects[place] : nullptr;
+}
+
+void set_kind(OpenObject* object, HandleKind kind) {
+  __atomic_store(&object->kind, &kind, __ATOMIC_RELEASE);
+}
+
+HandleKind kind_of(const OpenObject& object) {
+  HandleKind kind;
+  __atomic_load(&object.kind, &kind, __ATOMIC_ACQUIRE);
+  return kind;
+}
+
+// In the order of HandleKind.
+constexpr KindOperations kOperations[] = {
+    {nullptr, nullptr},                   // kFree
+    {&close_file, nullptr},               // kFile
+    {nullptr, nullptr},                   // kFind
+    {nullptr, nullptr},                   // kKey
+    {&close_event, &wait_for_event},      // kEvent
+    {&close_thread, &wait_for_thread},    // kThread
+    {&close_process, &wait_for_process},  // kProcess
+    {&close_snapshot, nullptr},           // kSnapshot
+};
+
+const KindOperations& operations_of(Handle handle) {
+  const OpenObject* const object = object_behind(handle);
+  const HandleKind kind = object == nullptr ? HandleKind::kFree : kind_of(*object);
+  return kOperations[static_cast<std::uint32_t>(kind)];
+}
+
+}  // namespace
+
+Handle standard_handle(std::uint32_t descriptor) { return handle_at(descriptor); }
+
+int keep_off_standard(int descriptor) {
+  if (descriptor < 0 || descriptor >= static_cast<int>(kStandardHandles)) return descriptor;
+  const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, static_cast<int>(kStandardHandles));
+  const int failure = errno;
+  close(descriptor);
+  errno = failure;
+  return moved;
+}
+
+Handle add_handle(const OpenObject& object) {
+  pthread_mutex_lock(&objects_lock);
+  std::uint32_t place = kStandardHandles;
+  while (place < kMaxHandles && kind_of(objects[place]) != HandleKind::kFree) ++place;
+  Handle handle = nullptr;
+  if (place < kMaxHandles) {
+    OpenObject& taken = objects[place];
+    OpenObject filled = object;
+    filled.kind = HandleKind::kFree;
+    taken = filled;
+    set_kind(&taken, object.kind);  // last: from here on it is found
+    handle = handle_at(place);
+  }
+  pthread_mutex_unlock(&objects_lock);
+  if (handle == nullptr) SetLastError(kErrorTooManyOpenFiles);
+  return handle;
+}
+
+const OpenObject* find_handle(Handle handle, HandleKind kind) {
+  const OpenObject* const object = object_behind(handle);
+  if (object != nullptr && kind_of(*object) == kind) return object;
+  SetLastError(kErrorInvalidHandle);
+  return nullptr;
+}
+
+OpenObject remove_handle(Handle handle, HandleKind kind) {
+  OpenObject removed{};
+  OpenObject* const object = object_behind(handle);
+  pthread_mutex_lock(&objects_lock);
+  if (object != nullptr && kind_of(*object) == kind) {
+    removed = *object;
+    set_kind(object, HandleKind::kFree);
+  }
+  pthread_mutex_unlock(&objects_lock);
+  if (removed.kind == HandleKind::kFree) SetLastError(kErrorInvalidHandle);
+  return removed;
+}
+
+Status CloseHandle(Handle handle) {
+  const auto close = operations_of(handle).close;
+  return close == nullptr ? fail(kErrorInvalidHandle) : close(handle);
+}
+
+std::uint32_t WaitForSingleObject(Handle object, std::uint32_t milliseconds) {
+  const auto wait = operations_of(object).wait;
+  if (wait != nullptr) return wait(object, milliseconds);
+  fail(kErrorInvalidHandle);
+  return kWaitFailed;
+}
+
+}  // namespace tarn::platform

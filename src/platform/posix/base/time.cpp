@@ -1,0 +1,177 @@
+// Time: the clock, the calendar, and the local time of the host's zone.
+
+#include <errno.h>
+#include <sched.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "platform/posix/base/base.h"
+
+namespace tarn::platform {
+namespace {
+
+constexpr std::int64_t kSecondsPerDay = 86'400;
+constexpr std::int64_t kDaysFrom0000To1601 = 584'694;  // both counted from a 1st of March
+constexpr std::int64_t kDaysPer400Years = 146'097;
+constexpr std::uint16_t kLastYear = 30'827;  // of a FileTime
+constexpr std::uint16_t kFirstDosYear = 1980;
+constexpr std::uint16_t kLastDosYear = kFirstDosYear + 127;
+
+struct Date {
+  std::int64_t year, month, day;
+};
+
+// Counting years from the 1st of March puts the leap day at their end, and the
+// days before month m are then (153 m + 2) / 5. `days` since 0000-03-01.
+Date date_of(std::int64_t days) {
+  const std::int64_t era = days / kDaysPer400Years;
+  const std::int64_t day_of_era = days % kDaysPer400Years;
+  const std::int64_t year_of_era =
+      (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
+  const std::int64_t day_of_year =
+      day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
+  const std::int64_t month = (5 * day_of_year + 2) / 153;  // 0 is March
+  const bool next_year = month >= 10;
+  return {era * 400 + year_of_era + (next_year ? 1 : 0), next_year ? month - 9 : month + 3,
+          day_of_year - (153 * month + 2) / 5 + 1};
+}
+
+std::int64_t days_of(const Date& date) {
+  const std::int64_t year = date.month <= 2 ? date.year - 1 : date.year;
+  const std::int64_t month = (date.month + 9) % 12;
+  return year * 365 + year / 4 - year / 100 + year / 400 + (153 * month + 2) / 5 + date.day - 1;
+}
+
+// 0 is Sunday; 1601-01-01 was a Monday.
+std::uint16_t day_of_week(std::int64_t days_since_1601) {
+  return static_cast<std::uint16_t>((days_since_1601 + 1) % 7);
+}
+
+std::uint16_t narrow(std::int64_t value) { return static_cast<std::uint16_t>(value); }
+
+// Seconds since 1601; -1 for what is no date and time.
+std::int64_t seconds_of(const SystemTime& time) {
+  if (time.year < 1601 || time.year > kLastYear || time.month < 1 || time.month > 12 ||
+      time.day < 1 || time.hour > 23 || time.minute > 59 || time.second > 59 ||
+      time.milliseconds > 999) {
+    return -1;
+  }
+  const std::int64_t days = days_of({time.year, time.month, time.day});
+  const Date same = date_of(days);
+  if (same.month != time.month || same.day != time.day) return -1;  // the month is shorter
+  return (days - kDaysFrom0000To1601) * kSecondsPerDay + time.hour * 3600 + time.minute * 60 +
+         time.second;
+}
+
+}  // namespace
+
+void GetSystemTimeAsFileTime(FileTime* time) {
+  timespec now;
+  clock_gettime(CLOCK_REALTIME, &now);
+  *time = file_time((now.tv_sec + kSecondsFrom1601To1970) * kUnitsPerSecond + now.tv_nsec / 100);
+}
+
+Status FileTimeToSystemTime(const FileTime* time, SystemTime* broken) {
+  const std::int64_t units = units_of(*time);
+  if (units < 0) return fail(kErrorInvalidParameter);
+  const std::int64_t seconds = units / kUnitsPerSecond;
+  const std::int64_t days = seconds / kSecondsPerDay;
+  const std::int64_t second = seconds % kSecondsPerDay;
+  const Date date = date_of(days + kDaysFrom0000To1601);
+  *broken = {narrow(date.year),   narrow(date.month),           day_of_week(days),
+             narrow(date.day),    narrow(second / 3600),        narrow(second / 60 % 60),
+             narrow(second % 60), narrow(units / 10'000 % 1000)};
+  return 1;
+}
+
+// `zone` other than null, rules of the caller's own, is not served.
+Status SystemTimeToTzSpecificLocalTime(const void* zone, const SystemTime* universal,
+                                       SystemTime* local) {
+  const std::int64_t seconds = seconds_of(*universal);
+  if (zone != nullptr || seconds < 0) return fail(kErrorInvalidParameter);
+  const std::uint16_t milliseconds = universal->milliseconds;
+  const time_t when = seconds - kSecondsFrom1601To1970;
+  tm broken;
+  tzset();
+  if (localtime_r(&when, &broken) == nullptr) return fail(kErrorInvalidParameter);
+  *local = {narrow(broken.tm_year + 1900), narrow(broken.tm_mon + 1),
+            narrow(broken.tm_wday),        narrow(broken.tm_mday),
+            narrow(broken.tm_hour),        narrow(broken.tm_min),
+            narrow(broken.tm_sec),         milliseconds};
+  return 1;
+}
+
+void GetLocalTime(SystemTime* time) {
+  FileTime now;
+  SystemTime universal;
+  GetSystemTimeAsFileTime(&now);
+  FileTimeToSystemTime(&now, &universal);
+  if (!SystemTimeToTzSpecificLocalTime(nullptr, &universal, time)) *time = universal;
+}
+
+timespec deadline_after(std::uint32_t milliseconds) {
+  timespec end;
+  clock_gettime(CLOCK_MONOTONIC, &end);
+  end.tv_sec += milliseconds / 1000;
+  end.tv_nsec += milliseconds % 1000 * 1'000'000L;
+  if (end.tv_nsec >= 1'000'000'000) {
+    ++end.tv_sec;
+    end.tv_nsec -= 1'000'000'000;
+  }
+  return end;
+}
+
+Status FileTimeToLocalFileTime(const FileTime* time, FileTime* local) {
+  const time_t now = ::time(nullptr);
+  tm broken;
+  tzset();
+  if (localtime_r(&now, &broken) == nullptr) return fail(kErrorInvalidParameter);
+  const std::int64_t units = units_of(*time);
+  const std::int64_t shifted = units + broken.tm_gmtoff * kUnitsPerSecond;
+  if (units < 0 || shifted < 0) return fail(kErrorInvalidParameter);
+  *local = file_time(shifted);
+  return 1;
+}
+
+Status FileTimeToDosDateTime(const FileTime* time, std::uint16_t* dos_date,
+                             std::uint16_t* dos_time) {
+  SystemTime broken;
+  if (!FileTimeToSystemTime(time, &broken)) return 0;
+  if (broken.year < kFirstDosYear || broken.year > kLastDosYear) {
+    return fail(kErrorInvalidParameter);
+  }
+  *dos_date = narrow((broken.year - kFirstDosYear) << 9 | broken.month << 5 | broken.day);
+  *dos_time = narrow(broken.hour << 11 | broken.minute << 5 | broken.second / 2);
+  return 1;
+}
+
+Status DosDateTimeToFileTime(std::uint16_t dos_date, std::uint16_t dos_time, FileTime* time) {
+  const SystemTime broken = {narrow(kFirstDosYear + (dos_date >> 9)),
+                             narrow(dos_date >> 5 & 15),
+                             0,
+                             narrow(dos_date & 31),
+                             narrow(dos_time >> 11),
+                             narrow(dos_time >> 5 & 63),
+                             narrow((dos_time & 31) * 2),
+                             0};
+  const std::int64_t seconds = seconds_of(broken);
+  if (seconds < 0) return fail(kErrorInvalidParameter);
+  *time = file_time(seconds * kUnitsPerSecond);
+  return 1;
+}
+
+void Sleep(std::uint32_t milliseconds) {
+  constexpr std::uint32_t kForever = 0xFFFFFFFF;
+  if (milliseconds == 0) {
+    sched_yield();
+    return;
+  }
+  if (milliseconds == kForever) {
+    for (;;) pause();
+  }
+  const timespec end = deadline_after(milliseconds);
+  while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
+  }
+}
+
+}  // namespace tarn::platform

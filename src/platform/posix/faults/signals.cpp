@@ -1,0 +1,171 @@
+// Signals as the platform's exceptions: the vectored handlers are asked in
+// order, with the records that fault_records.h makes of the signal, and a context
+// that one of them changed is put back. If all pass the exception on, the signal
+// has the effect it had before the first handler was added.
+
+#include <errno.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <ucontext.h>
+#include <unistd.h>
+
+#include "platform/posix/base/base.h"
+#include "platform/posix/faults/fault_records.h"
+
+namespace tarn::platform {
+namespace {
+
+// ---- Handlers ---------------------------------------------------------------
+
+// The platform's list, as two tables: handlers called first, newest to oldest,
+// then handlers called last, oldest to newest. They are only added to; readers
+// take no lock.
+constexpr int kMaxHandlers = 32;
+VectoredHandler first_handlers[kMaxHandlers];
+VectoredHandler last_handlers[kMaxHandlers];
+bool table_held;
+
+void hold_table() {
+  while (__atomic_test_and_set(&table_held, __ATOMIC_ACQUIRE)) sched_yield();
+}
+
+void release_table() { __atomic_clear(&table_held, __ATOMIC_RELEASE); }
+
+std::int32_t ask_handlers(ExceptionPointers* exception) {
+  for (int i = 0; i < 2 * kMaxHandlers; ++i) {
+    VectoredHandler* const slot =
+        i < kMaxHandlers ? &first_handlers[kMaxHandlers - 1 - i] : &last_handlers[i - kMaxHandlers];
+    const VectoredHandler handler = __atomic_load_n(slot, __ATOMIC_ACQUIRE);
+    if (handler && handler(exception) == kContinueExecution) return kContinueExecution;
+  }
+  return kContinueSearch;
+}
+
+// ---- A signal ---------------------------------------------------------------
+
+constexpr int kFaultSignalCount = sizeof kFaultSignals / sizeof *kFaultSignals;
+struct sigaction earlier_actions[kFaultSignalCount];
+
+// Lets the signal have its earlier effect. A fault meets it again on return,
+// at the same instruction; what would not happen again is sent.
+void pass_on(int number, bool fault) {
+  restore_terminal();  // most often the process ends here
+  for (int i = 0; i < kFaultSignalCount; ++i) {
+    if (kFaultSignals[i] == number) sigaction(number, &earlier_actions[i], nullptr);
+  }
+  if (!fault || number == SIGTRAP) {
+    syscall(SYS_tgkill, getpid(), syscall(SYS_gettid), number);
+  }
+}
+
+thread_local sigjmp_buf* fault_escape;
+
+// A program that turned alignment checks on loses them at the first fault and
+// goes on, as the system it was compiled for lets it. The flag is still set
+// here, so that it goes before anything else is done.
+bool drop_alignment_checks(ucontext_t* signal) {
+  asm volatile(
+      "lea -128(%%rsp), %%rsp\n\t"  // keeps clear of the red zone
+      "pushfq\n\tandl $0xFFFBFFFF, (%%rsp)\n\tpopfq\n\t"
+      "lea 128(%%rsp), %%rsp"
+      :
+      :
+      : "memory", "cc");
+  greg_t* const registers = signal->uc_mcontext.gregs;
+  if (registers[REG_TRAPNO] != kAlignmentCheck) return false;
+  registers[REG_EFL] &= ~greg_t{0x40000};
+  return true;
+}
+
+void on_signal(int number, siginfo_t* info, void* machine_state) {
+  if (drop_alignment_checks(static_cast<ucontext_t*>(machine_state))) return;
+  if (fault_escape) siglongjmp(*fault_escape, 1);
+  const int kept_errno = errno;
+  auto* const signal = static_cast<ucontext_t*>(machine_state);
+  // The kernel starts a handler with masked floating-point traps.
+  AMD_CONTEXT context{};
+  ExceptionRecord record{};
+  take_context(*signal, &context);
+  const bool fault = describe_fault(number, *info, *signal, &context, &record);
+  record.address = reinterpret_cast<void*>(context.Rip);
+  ExceptionPointers exception{&record, &context};
+  if (fault && ask_handlers(&exception) == kContinueExecution) {
+    put_context(context, signal);
+  } else {
+    pass_on(number, fault);
+  }
+  errno = kept_errno;
+}
+
+// ---- Installation -----------------------------------------------------------
+
+// Room for a handler that composes a report with its buffers.
+constexpr std::size_t kSignalStackSize = 512 * 1024;
+
+// The first thread's handlers run on a stack of their own, so that a fault is
+// reported even when the stack is used up.
+void give_signal_stack() {
+  stack_t current{};
+  if (sigaltstack(nullptr, &current) == 0 && !(current.ss_flags & SS_DISABLE) &&
+      current.ss_size >= kSignalStackSize) {
+    return;
+  }
+  void* const memory = mmap(nullptr, kSignalStackSize, PROT_READ | PROT_WRITE,
+                            MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0);
+  if (memory == MAP_FAILED) return;  // then they run on the thread's stack
+  stack_t stack{};
+  stack.ss_sp = memory;
+  stack.ss_size = kSignalStackSize;
+  sigaltstack(&stack, nullptr);
+}
+
+bool signals_installed;
+
+bool install_signals() {
+  if (signals_installed) return true;
+  give_signal_stack();
+  find_first_stack();
+  struct sigaction action {};
+  action.sa_sigaction = &on_signal;
+  // A handler's own fault must reach the handlers again.
+  action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
+  sigemptyset(&action.sa_mask);
+  for (int i = 0; i < kFaultSignalCount; ++i) {
+    if (sigaction(kFaultSignals[i], &action, &earlier_actions[i]) != 0) return false;
+  }
+  signals_installed = true;
+  return true;
+}
+
+}  // namespace
+
+void set_fault_escape(sigjmp_buf* escape) {
+  if (!signals_installed) {
+    hold_table();
+    install_signals();
+    release_table();
+  }
+  fault_escape = escape;
+}
+
+void* AddVectoredExceptionHandler(std::uint32_t first, VectoredHandler handler) {
+  if (!handler) return nullptr;
+  hold_table();
+  VectoredHandler* place = nullptr;
+  if (install_signals()) {
+    VectoredHandler* const table = first ? first_handlers : last_handlers;
+    int used = 0;
+    while (used < kMaxHandlers && table[used]) ++used;
+    if (used < kMaxHandlers) {
+      place = &table[used];
+      __atomic_store_n(place, handler, __ATOMIC_RELEASE);
+    }
+  }
+  release_table();
+  if (!place) SetLastError(kErrorNotEnoughMemory);
+  return place;
+}
+
+}  // namespace tarn::platform

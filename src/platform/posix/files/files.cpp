@@ -1,0 +1,416 @@
+// Files, pipes and terminals behind handles.
+
+#include <errno.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/posix/files/file_claims.h"
+#include "platform/posix/terminal/code_page.h"
+#include "platform/posix/terminal/terminal.h"
+
+namespace tarn::platform {
+namespace {
+
+// ---- Opening ----------------------------------------------------------------
+
+constexpr std::uint32_t kGenericAll = 0x10000000;
+constexpr std::uint32_t kReadData = 0x0001;
+constexpr std::uint32_t kWriteData = 0x0002;
+constexpr std::uint32_t kAppendData = 0x0004;
+constexpr std::uint32_t kShareDelete = 4;
+constexpr std::uint32_t kFlagOverlapped = 0x40000000;
+constexpr std::uint32_t kFlagDeleteOnClose = 0x04000000;
+
+struct Request {
+  bool reads, writes;
+  std::uint32_t share, creation, attributes;
+};
+
+int open_descriptor(const char* path, int flags) {
+  constexpr mode_t kNewFile = 0666;  // less the umask
+  int descriptor;
+  do {
+    descriptor = open(path, flags | O_CLOEXEC | O_NOCTTY, kNewFile);
+  } while (descriptor < 0 && errno == EINTR);
+  return keep_off_standard(descriptor);
+}
+
+Handle refuse(std::uint32_t code) {
+  SetLastError(code);
+  return invalid_handle();
+}
+
+Handle close_and_refuse(int descriptor, std::uint32_t code) {
+  close(descriptor);
+  return refuse(code);
+}
+
+Handle keep(int descriptor, const Request& request, bool screen, bool code_page = false) {
+  const Handle handle = add_handle(
+      {HandleKind::kFile, descriptor, request.reads, request.writes, screen, nullptr, code_page});
+  if (handle != nullptr) return handle;
+  close(descriptor);
+  return invalid_handle();
+}
+
+bool truncates(std::uint32_t creation) {
+  return creation == kCreateAlways || creation == kTruncateExisting;
+}
+
+bool creates(std::uint32_t creation) {
+  return creation == kCreateNew || creation == kCreateAlways || creation == kOpenAlways;
+}
+
+bool changes(const Request& request) { return request.writes || truncates(request.creation); }
+
+// Access to other than the data claims nothing.
+FileUse use_of(const Request& request) {
+  if (!request.reads && !changes(request)) return {};
+  return {request.reads, request.writes, (request.share & kShareRead) == 0,
+          (request.share & kShareWrite) == 0, (request.share & kShareDelete) == 0};
+}
+
+struct Opened {
+  int descriptor;  // below 0, with errno, if it failed
+  bool existed, claimed;
+};
+
+// Gives a file under a private name its own, unless there is one by that name.
+bool rename_new(const char* from, const char* to) {
+  if (link(from, to) == 0) {
+    unlink(from);
+    return true;
+  }
+  return errno != EEXIST && renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0;
+}
+
+// Makes a file that is claimed when it gets its name, so that nobody can look at
+// it in between: without a name at first, or, where the file system has no such
+// files, under a private one.
+int make_claimed(const char* path, int access, const FileUse& use) {
+  char folder[kPathSize], name[kPathSize + 64];
+  const char* const slash = strrchr(path, '/');
+  const std::size_t length = slash == nullptr ? 0 : static_cast<std::size_t>(slash + 1 - path);
+  memcpy(folder, path, length);
+  strcpy(folder + length, ".");
+  int descriptor = open_descriptor(folder, access | O_TMPFILE);
+  bool named;
+  if (descriptor >= 0) {
+    snprintf(name, sizeof name, "/proc/self/fd/%d", descriptor);
+    claim_file(descriptor, use);
+    named = linkat(AT_FDCWD, name, AT_FDCWD, path, AT_SYMLINK_FOLLOW) == 0;
+  } else {
+    static unsigned count;
+    snprintf(name, sizeof name, "%.*s.new-%d-%u", static_cast<int>(length), path, getpid(),
+             __atomic_fetch_add(&count, 1, __ATOMIC_RELAXED));
+    descriptor = open_descriptor(name, access | O_CREAT | O_EXCL);
+    if (descriptor < 0) return -1;
+    claim_file(descriptor, use);
+    named = rename_new(name, path);
+    const int failure = errno;
+    if (!named) unlink(name);
+    errno = failure;
+  }
+  if (named) return descriptor;
+  const int failure = errno;
+  close(descriptor);
+  errno = failure;
+  return -1;
+}
+
+// Opens the file that is there or makes it, as the creation asks.
+Opened open_or_create(const char* path, const Request& request) {
+  const bool host_writes = changes(request);
+  const int access = !host_writes ? O_RDONLY : request.reads ? O_RDWR : O_WRONLY;
+  constexpr int kAttempts = 16;  // somebody else may make and delete it meanwhile
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    if (request.creation != kCreateNew) {
+      const int descriptor = open_descriptor(path, access);
+      if (descriptor >= 0 || errno != ENOENT || !creates(request.creation)) {
+        return {descriptor, true, false};
+      }
+    }
+    int descriptor = make_claimed(path, host_writes ? access : O_RDWR, use_of(request));
+    if (descriptor >= 0) return {descriptor, false, true};
+    // A file system may have none of the ways.
+    if (errno != EEXIST) descriptor = open_descriptor(path, access | O_CREAT | O_EXCL);
+    if (descriptor >= 0 || errno != EEXIST || request.creation == kCreateNew) {
+      return {descriptor, false, false};
+    }
+  }
+  return {-1, false, false};
+}
+
+// With the file held, what creation still has to do; 0 or a Windows code.
+std::uint32_t settle(int descriptor, const Request& request, bool existed) {
+  if (existed) {
+    return truncates(request.creation) && ftruncate(descriptor, 0) != 0 ? windows_code(errno) : 0;
+  }
+  if ((request.attributes & kAttributeReadOnly) == 0) return 0;
+  struct stat facts;
+  constexpr mode_t kWriters = S_IWUSR | S_IWGRP | S_IWOTH;
+  return fstat(descriptor, &facts) == 0 &&
+                 fchmod(descriptor, facts.st_mode & ~kWriters & 07777) == 0
+             ? 0
+             : windows_code(errno);
+}
+
+Handle open_path(const char* path, const Request& request) {
+  const auto [descriptor, existed, claimed] = open_or_create(path, request);
+  if (descriptor < 0) {
+    if (errno == EEXIST) return refuse(kErrorFileExists);
+    fail_on_path(path);
+    return invalid_handle();
+  }
+  struct stat facts;
+  if (fstat(descriptor, &facts) != 0) return close_and_refuse(descriptor, windows_code(errno));
+  if (S_ISDIR(facts.st_mode)) return close_and_refuse(descriptor, kErrorAccessDenied);
+  if (!S_ISREG(facts.st_mode)) {
+    return keep(descriptor, request, isatty(descriptor) == 1 && !request.reads);
+  }
+  // A user whom permissions don't bind is bound by the attribute all the same.
+  if (existed && changes(request) && (attributes_of(facts.st_mode) & kAttributeReadOnly) != 0) {
+    return close_and_refuse(descriptor, kErrorAccessDenied);
+  }
+  if (!claimed && !claim_file(descriptor, use_of(request))) {
+    return close_and_refuse(descriptor, kErrorSharingViolation);
+  }
+  // Deleted since it was opened: Windows calls that a pending deletion.
+  if (fstat(descriptor, &facts) == 0 && facts.st_nlink == 0) {
+    return close_and_refuse(descriptor, kErrorAccessDenied);
+  }
+  const std::uint32_t failure = settle(descriptor, request, existed);
+  if (failure != 0) return close_and_refuse(descriptor, failure);
+  const Handle handle = keep(descriptor, request, false);
+  const bool tells_existing = request.creation == kCreateAlways || request.creation == kOpenAlways;
+  if (handle != invalid_handle()) {
+    SetLastError(existed && tells_existing ? kErrorAlreadyExists : 0);
+  }
+  return handle;
+}
+
+Handle open_device(const Device& device, const Request& request) {
+  const int descriptor = device.host != nullptr ? open_descriptor(device.host, O_RDWR) : -1;
+  if (descriptor < 0)
+    return refuse(device.host != nullptr ? windows_code(errno) : kErrorFileNotFound);
+  return keep(descriptor, request,
+              device.side == DeviceSide::kScreen ||
+                  (device.side == DeviceSide::kByAccess && request.writes && !request.reads),
+              device.side == DeviceSide::kScreen);
+}
+
+// ---- Transfer ---------------------------------------------------------------
+
+// A descriptor that came with the flag for non-blocking calls is waited for.
+bool wait_for(int descriptor, short events) {
+  pollfd wanted{descriptor, events, 0};
+  return poll(&wanted, 1, -1) >= 0 || errno == EINTR;
+}
+
+// Some shells make their pipes of sockets.
+bool is_pipe(int descriptor) {
+  struct stat facts;
+  return fstat(descriptor, &facts) == 0 && (S_ISFIFO(facts.st_mode) || S_ISSOCK(facts.st_mode));
+}
+
+// All of the bytes, or false with the count of those that were written.
+bool write_all(int descriptor, const void* buffer, std::uint32_t size, std::uint32_t* done) {
+  *done = 0;
+  do {
+    const ssize_t put = write(descriptor, static_cast<const char*>(buffer) + *done, size - *done);
+    if (put >= 0) {
+      *done += static_cast<std::uint32_t>(put);
+    } else if (errno != EINTR && !(errno == EAGAIN && wait_for(descriptor, POLLOUT))) {
+      return false;
+    }
+  } while (*done < size);
+  return true;
+}
+
+// Characters of the console's code page, as the terminal takes them. A piece of
+// them counts once it is written whole.
+bool write_glyphs(int descriptor, const void* buffer, std::uint32_t size, std::uint32_t* done) {
+  constexpr std::uint32_t kPiece = 512;
+  const auto* const bytes = static_cast<const std::uint8_t*>(buffer);
+  char text[kPiece * 3];
+  for (*done = 0; *done < size;) {
+    std::size_t length = 0;
+    std::uint32_t taken = 0;
+    for (; taken < kPiece && *done + taken < size; ++taken) {
+      const std::uint8_t c = bytes[*done + taken];
+      if (c < 0x80) {
+        text[length++] = static_cast<char>(c);  // a control code acts
+      } else {
+        length += put_glyph(c, text + length);
+      }
+    }
+    std::uint32_t put;
+    if (!write_all(descriptor, text, static_cast<std::uint32_t>(length), &put)) return false;
+    follow_output(descriptor, text, length);
+    *done += taken;
+  }
+  return true;
+}
+
+// The object behind the handle, if the call is one that this back end serves.
+const OpenObject* find_for_transfer(Handle file, const void* overlapped, bool OpenObject::*right) {
+  const OpenObject* const object = find_handle(file, HandleKind::kFile);
+  if (object == nullptr) return nullptr;
+  if (overlapped == nullptr && object->*right) return object;
+  SetLastError(overlapped != nullptr ? kErrorNotSupported : kErrorAccessDenied);
+  return nullptr;
+}
+
+// A stamp for futimens, which leaves alone what is null.
+timespec host_time(const FileTime* time) {
+  if (time == nullptr) return {0, UTIME_OMIT};
+  const std::int64_t units = units_of(*time);
+  return {units / kUnitsPerSecond - kSecondsFrom1601To1970, units % kUnitsPerSecond * 100};
+}
+
+// A standard handle's descriptor may lack the right although the object has it.
+Status fail_transfer() { return fail(errno == EBADF ? kErrorAccessDenied : windows_code(errno)); }
+
+}  // namespace
+
+// A handler that does nothing, unlike an ignored signal, is not inherited by the
+// programs it starts.
+void survive_refused_writes() {
+  static bool done;
+  if (__atomic_exchange_n(&done, true, __ATOMIC_RELAXED)) return;
+  constexpr int kOfRefusedWrites[] = {SIGPIPE, SIGXFSZ};
+  for (const int number : kOfRefusedWrites) {
+    struct sigaction present;
+    if (sigaction(number, nullptr, &present) != 0 || present.sa_handler != SIG_DFL) continue;
+    struct sigaction nothing {};
+    nothing.sa_handler = [](int) {};
+    nothing.sa_flags = SA_RESTART;
+    sigemptyset(&nothing.sa_mask);
+    sigaction(number, &nothing, nullptr);
+  }
+}
+
+// Access rights other than to the data open the file without a claim, as the
+// sharing rules have it. Handles are not inherited by children.
+Handle CreateFileA(const char* path, std::uint32_t access, std::uint32_t share, void*,
+                   std::uint32_t creation, std::uint32_t attributes, Handle) {
+  if (creation < kCreateNew || creation > kTruncateExisting) return refuse(kErrorInvalidParameter);
+  if ((attributes & (kFlagOverlapped | kFlagDeleteOnClose)) != 0) {
+    return refuse(kErrorNotSupported);
+  }
+  const Request request{(access & (kGenericRead | kGenericAll | kReadData)) != 0,
+                        (access & (kGenericWrite | kGenericAll | kWriteData | kAppendData)) != 0,
+                        share, creation, attributes};
+  if (const Device* const device = find_device(path)) return open_device(*device, request);
+  char host[kPathSize];
+  return to_host_path(path, host) ? open_path(host, request) : invalid_handle();
+}
+
+Status close_file(Handle handle) {
+  const OpenObject object = remove_handle(handle, HandleKind::kFile);
+  if (object.kind == HandleKind::kFree) return 0;
+  forget_descriptor(object.descriptor);
+  close(object.descriptor);
+  return 1;
+}
+
+// At the end of a pipe, whose writers are gone, a read fails.
+Status ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* delivered,
+                void* overlapped) {
+  if (delivered != nullptr) *delivered = 0;
+  const OpenObject* const object = find_for_transfer(file, overlapped, &OpenObject::readable);
+  if (object == nullptr) return 0;
+  std::size_t count = 0;
+  auto* const bytes = static_cast<char*>(buffer);
+  const TerminalRead ours = read_terminal(object->descriptor, bytes, size, &count);
+  if (ours == TerminalRead::kFailed) return fail_transfer();
+  if (ours == TerminalRead::kDone) {
+    if (delivered != nullptr) *delivered = static_cast<std::uint32_t>(count);
+    return 1;
+  }
+  ssize_t taken;
+  do {
+    taken = read(object->descriptor, bytes, size);
+  } while (taken < 0 &&
+           (errno == EINTR || (errno == EAGAIN && wait_for(object->descriptor, POLLIN))));
+  if (taken < 0) return fail_transfer();
+  if (taken == 0 && size > 0 && is_pipe(object->descriptor)) return fail(kErrorBrokenPipe);
+  count = drop_late_answer(object->descriptor, bytes, static_cast<std::size_t>(taken));
+  follow_echo(object->descriptor, bytes, count);
+  count = end_terminal_line(object->descriptor, bytes, count, size);
+  if (delivered != nullptr) *delivered = static_cast<std::uint32_t>(count);
+  return 1;
+}
+
+// All of the bytes, or a failure with the count of those that were written.
+Status WriteFile(Handle file, const void* buffer, std::uint32_t size, std::uint32_t* written,
+                 void* overlapped) {
+  if (written != nullptr) *written = 0;
+  const OpenObject* const object = find_for_transfer(file, overlapped, &OpenObject::writable);
+  if (object == nullptr) return 0;
+  survive_refused_writes();
+  if (object->screen) send_held_output();
+  std::uint32_t done;
+  const bool all = object->code_page ? write_glyphs(object->descriptor, buffer, size, &done)
+                                     : write_all(object->descriptor, buffer, size, &done);
+  if (written != nullptr) *written = done;
+  if (!all) return fail_transfer();
+  if (object->screen && !object->code_page) follow_output(object->descriptor, buffer, done);
+  return 1;
+}
+
+Status SetFilePointerEx(Handle file, std::int64_t distance, std::int64_t* position,
+                        std::uint32_t origin) {
+  constexpr int kOrigins[] = {SEEK_SET, SEEK_CUR, SEEK_END};
+  const OpenObject* const object = find_handle(file, HandleKind::kFile);
+  if (object == nullptr) return 0;
+  if (origin >= sizeof kOrigins / sizeof kOrigins[0]) return fail(kErrorInvalidParameter);
+  const off_t reached = lseek(object->descriptor, distance, kOrigins[origin]);
+  if (reached < 0) return errno == EINVAL ? fail(kErrorNegativeSeek) : fail_by_errno();
+  if (position != nullptr) *position = reached;
+  return 1;
+}
+
+Status GetFileSizeEx(Handle file, std::int64_t* size) {
+  const OpenObject* const object = find_handle(file, HandleKind::kFile);
+  if (object == nullptr) return 0;
+  struct stat facts;
+  if (fstat(object->descriptor, &facts) != 0) return fail_by_errno();
+  // A device without a size has one of 0.
+  if (!S_ISREG(facts.st_mode) && !S_ISCHR(facts.st_mode)) return fail(kErrorInvalidFunction);
+  *size = facts.st_size;
+  return 1;
+}
+
+// The host keeps no stamp of creation that could be set: `created` is passed over.
+Status SetFileTime(Handle file, const FileTime*, const FileTime* accessed,
+                   const FileTime* written) {
+  const OpenObject* const object = find_handle(file, HandleKind::kFile);
+  if (object == nullptr) return 0;
+  if (!object->writable) return fail(kErrorAccessDenied);
+  const timespec stamps[] = {host_time(accessed), host_time(written)};
+  return futimens(object->descriptor, stamps) == 0 ? 1 : fail_by_errno();
+}
+
+// A terminal refuses it, as a console does. Of a pipe or a device the system
+// holds nothing back, so there is nothing that could fail.
+Status FlushFileBuffers(Handle file) {
+  const OpenObject* const object = find_handle(file, HandleKind::kFile);
+  if (object == nullptr) return 0;
+  if (!object->writable) return fail(kErrorAccessDenied);
+  if (isatty(object->descriptor) == 1) return fail(kErrorInvalidHandle);
+  const int flags = fcntl(object->descriptor, F_GETFL);
+  if (flags < 0 || (flags & O_ACCMODE) == O_RDONLY) return fail(kErrorAccessDenied);
+  int result;
+  do {
+    result = fsync(object->descriptor);
+  } while (result != 0 && errno == EINTR);
+  return result == 0 || errno == EINVAL || errno == EROFS ? 1 : fail_by_errno();
+}
+
+}  // namespace tarn::platform

@@ -1,0 +1,119 @@
+// Files and folders by name.
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+
+#include "platform/posix/base/base.h"
+#include "platform/posix/files/file_claims.h"
+
+namespace tarn::platform {
+namespace {
+
+// As fail_on_path, for what only a folder can be asked.
+Status fail_on_folder(const char* path) {
+  struct stat facts;
+  const int error = errno;
+  if (error == ENOTDIR && stat(path, &facts) == 0) return fail(kErrorDirectory);
+  errno = error;
+  return fail_on_path(path);
+}
+
+// True if an opener in this or another process denies it.
+bool is_held(const char* path) {
+  const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+  if (descriptor < 0) return false;  // nor can anyone hold it by this user's rights
+  const bool held = deletion_is_denied(descriptor);
+  close(descriptor);
+  return held;
+}
+
+// What GetDriveTypeA tells.
+enum DriveType : std::uint32_t { kNoDrive = 1, kFixed = 3, kRemote = 4, kCdRom = 5, kInMemory = 6 };
+
+// File systems by the numbers that statfs gives, from linux/magic.h and statfs(2).
+constexpr struct {
+  std::uint32_t number;
+  DriveType type;
+} kFileSystems[] = {
+    {0x00006969, kRemote},    // NFS
+    {0xFF534D42, kRemote},    // CIFS
+    {0xFE534D42, kRemote},    // SMB2
+    {0x00009660, kCdRom},     // ISO 9660
+    {0x15013346, kCdRom},     // UDF
+    {0x01021994, kInMemory},  // tmpfs
+    {0x858458F6, kInMemory},  // ramfs
+};
+
+}  // namespace
+
+std::uint32_t GetFileAttributesA(const char* path) {
+  char host[kPathSize];
+  struct stat facts;
+  if (find_device(path) != nullptr) return kAttributeArchive;
+  if (!to_host_path(path, host)) return kInvalidAttributes;
+  if (stat(host, &facts) != 0) {
+    fail_on_path(host);
+    return kInvalidAttributes;
+  }
+  return attributes_of(facts.st_mode);
+}
+
+Status DeleteFileA(const char* path) {
+  char host[kPathSize];
+  struct stat facts;
+  if (!to_host_path(path, host)) return 0;
+  if (lstat(host, &facts) != 0) return fail_on_path(host);
+  if (S_ISREG(facts.st_mode)) {
+    if ((attributes_of(facts.st_mode) & kAttributeReadOnly) != 0) return fail(kErrorAccessDenied);
+    if (is_held(host)) return fail(kErrorSharingViolation);
+  }
+  return unlink(host) == 0 ? 1 : fail_on_path(host);
+}
+
+Status CreateDirectoryA(const char* path, void*) {
+  constexpr mode_t kNewFolder = 0777;  // less the umask
+  char host[kPathSize];
+  if (!to_host_path(path, host)) return 0;
+  if (mkdir(host, kNewFolder) == 0) return 1;
+  // The folder to make it in is what is missing.
+  return errno == ENOENT ? fail(kErrorPathNotFound) : fail_on_path(host);
+}
+
+Status SetCurrentDirectoryA(const char* path) {
+  char host[kPathSize];
+  if (path != nullptr && *path == '\0') return fail(kErrorInvalidName);
+  if (!to_host_path(path, host)) return 0;
+  return chdir(host) == 0 ? 1 : fail_on_folder(host);
+}
+
+std::uint32_t GetCurrentDirectoryA(std::uint32_t size, char* buffer) {
+  char host[kPathSize];
+  if (getcwd(host, sizeof host) == nullptr) return static_cast<std::uint32_t>(fail_by_errno());
+  const std::size_t length = from_host_path(host, buffer, size);
+  return static_cast<std::uint32_t>(length < size ? length : length + 1);
+}
+
+std::uint32_t GetDriveTypeA(const char* root) {
+  char host[kPathSize];
+  if (root == nullptr) root = "\\";
+  const std::size_t length = strlen(root);
+  struct statfs facts;
+  // A root ends with a separator.
+  if (length == 0 || (root[length - 1] != '\\' && root[length - 1] != '/') ||
+      !to_host_path(root, host) || statfs(host, &facts) != 0) {
+    return kNoDrive;
+  }
+  for (const auto& system : kFileSystems) {
+    if (system.number == static_cast<std::uint32_t>(facts.f_type)) return system.type;
+  }
+  return kFixed;
+}
+
+std::uint32_t GetLogicalDrives() { return std::uint32_t{1} << ('Z' - 'A'); }
+
+}  // namespace tarn::platform

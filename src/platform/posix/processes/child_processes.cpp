@@ -1,0 +1,436 @@
+// Child processes. A process is a record that its handles share; a process
+// descriptor of the host tells its end. A child that nobody has a handle of any
+// more goes to the reaper, a thread that begins with the first such child and
+// takes up each one's end, so that none stays in the system's table.
+//
+// The host keeps 8 bits of an exit code. A program image sends all 32 to the
+// process that started it, by a socket that it inherits: the variable
+// tarn_exit_code tells its runner the descriptor and the socket's number. The
+// runner takes both out of the program's sight. What the system tells of the
+// child's end stands above what the child sent.
+
+#include <errno.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <poll.h>
+#include <pthread.h>
+#include <signal.h>
+#include <spawn.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/posix/processes/program_start.h"
+#include "platform/posix/terminal/terminal.h"
+
+namespace tarn::platform {
+namespace {
+
+constexpr std::uint32_t kStillActive = 259;
+constexpr std::uint32_t kSignalCode = 128;  // and the signal's number
+constexpr std::size_t kReaperStack = 65'536;
+
+constexpr char kExitVariable[] = "tarn_exit_code";
+
+struct ExitMessage {
+  pid_t id;  // a shell between the two may have a status of its own
+  std::uint32_t code;
+};
+
+struct Process {
+  std::uint32_t references;
+  pid_t id;
+  int descriptor;   // readable once the process has ended
+  int exit_socket;  // of a child that may send its code; else -1
+  bool is_child, ended, terminated;
+  std::uint32_t code;  // of a child that has ended, or was terminated by its handle
+};
+
+pthread_mutex_t processes_lock = PTHREAD_MUTEX_INITIALIZER;
+
+class ProcessesLock {
+ public:
+  ProcessesLock() { pthread_mutex_lock(&processes_lock); }
+  ~ProcessesLock() { pthread_mutex_unlock(&processes_lock); }
+  ProcessesLock(const ProcessesLock&) = delete;
+  ProcessesLock& operator=(const ProcessesLock&) = delete;
+};
+
+// The host's C library has no name for it in every version.
+int open_descriptor(pid_t id) {
+  return keep_off_standard(static_cast<int>(syscall(SYS_pidfd_open, id, 0)));
+}
+
+// ---- The reaper -----------------------------------------------------------------
+
+int abandoned = -1;  // epoll of the descriptors; each carries itself and its process
+
+void* reap_abandoned(void*) {
+  for (;;) {
+    epoll_event event;
+    if (epoll_wait(abandoned, &event, 1, -1) != 1) continue;
+    const auto descriptor = static_cast<int>(event.data.u64 >> 32);
+    waitpid(static_cast<pid_t>(event.data.u64 & 0xFFFFFFFF), nullptr, WNOHANG);
+    take_terminal_back();
+    epoll_ctl(abandoned, EPOLL_CTL_DEL, descriptor, nullptr);
+    close(descriptor);
+  }
+}
+
+bool start_reaper() {
+  const int set = epoll_create1(EPOLL_CLOEXEC);
+  if (set < 0) return false;
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+  pthread_attr_setstacksize(&attributes, kReaperStack);
+  sigset_t all, before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  abandoned = set;
+  pthread_t thread;
+  const bool started = pthread_create(&thread, &attributes, &reap_abandoned, nullptr) == 0;
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  pthread_attr_destroy(&attributes);
+  if (started) return true;
+  close(set);
+  abandoned = -1;
+  return false;
+}
+
+// Closes the descriptor in the end.
+void abandon(pid_t id, int descriptor) {
+  epoll_event event{};
+  event.events = EPOLLIN;
+  event.data.u64 = static_cast<std::uint64_t>(descriptor) << 32 | static_cast<std::uint32_t>(id);
+  if ((abandoned >= 0 || start_reaper()) &&
+      epoll_ctl(abandoned, EPOLL_CTL_ADD, descriptor, &event) == 0) {
+    return;
+  }
+  close(descriptor);
+}
+
+// ---- Exit codes -------------------------------------------------------------------
+
+int own_exit_socket = -1;  // to the process that started this one
+
+// `theirs` is for the child alone, which keeps it across exec.
+void make_exit_sockets(int* ours, int* theirs) {
+  int ends[2];
+  if (socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) != 0) return;
+  *ours = keep_off_standard(ends[0]);
+  *theirs = keep_off_standard(ends[1]);
+}
+
+// What the child sent, if it fits the status that the system tells of it.
+std::uint32_t exit_code(const Process& process, std::uint8_t status) {
+  std::uint32_t code = status;
+  ExitMessage message;
+  while (process.exit_socket >= 0 &&
+         recv(process.exit_socket, &message, sizeof message, 0) == sizeof message) {
+    if (message.id == process.id && host_status(message.code) == status) code = message.code;
+  }
+  return code;
+}
+
+// ---- Records, all with the lock held ----------------------------------------------
+
+void look_at(Process* process) {
+  if (process->ended) return;
+  pollfd end{process->descriptor, POLLIN, 0};
+  if (poll(&end, 1, 0) != 1) return;
+  process->ended = true;
+  lose_screen();  // it may have printed
+  if (process->is_child) take_terminal_back();
+  int status;
+  if (!process->is_child || waitpid(process->id, &status, WNOHANG) != process->id) return;
+  if (process->terminated) return;
+  process->code = WIFSIGNALED(status)
+                      ? kSignalCode + static_cast<std::uint32_t>(WTERMSIG(status))
+                      : exit_code(*process, static_cast<std::uint8_t>(WEXITSTATUS(status)));
+}
+
+void let_go(Process* process) {
+  if (--process->references > 0) return;
+  if (process->id > 0) look_at(process);
+  if (process->descriptor >= 0) {
+    if (process->is_child && !process->ended) {
+      abandon(process->id, process->descriptor);
+    } else {
+      close(process->descriptor);
+    }
+  }
+  if (process->exit_socket >= 0) close(process->exit_socket);
+  free(process);
+}
+
+Process* find_process(Handle handle) {
+  const OpenObject* const object = find_handle(handle, HandleKind::kProcess);
+  return object ? static_cast<Process*>(object->record) : nullptr;
+}
+
+// A handle that shares the record; null, with the last error, if there are too many.
+Handle add_reference(Process* process) {
+  const Handle handle = add_handle({HandleKind::kProcess, -1, false, false, false, process});
+  if (handle) ++process->references;
+  return handle;
+}
+
+Status let_go_of(Handle handle) {
+  const OpenObject object = remove_handle(handle, HandleKind::kProcess);
+  if (object.kind == HandleKind::kFree) return 0;
+  let_go(static_cast<Process*>(object.record));
+  return 1;
+}
+
+// ---- Starting -------------------------------------------------------------------
+
+// Where the signal of a child's end is ignored, as some parents leave it, the
+// system drops the exit status.
+void keep_exit_statuses() {
+  struct sigaction present;
+  if (sigaction(SIGCHLD, nullptr, &present) != 0 || present.sa_handler != SIG_IGN) return;
+  present.sa_handler = SIG_DFL;
+  sigaction(SIGCHLD, &present, nullptr);
+}
+
+// This process's environment and one entry more; null if there is no memory.
+char** environment_with(char* entry) {
+  std::size_t count = 0;
+  while (environ[count]) ++count;
+  auto* const list = static_cast<char**>(malloc((count + 2) * sizeof(char*)));
+  if (!list) return nullptr;
+  list[0] = entry;
+  memcpy(list + 1, environ, (count + 1) * sizeof(char*));
+  return list;
+}
+
+// Any thread may start a child, also one that takes no signals. `exit_socket`
+// is the child's alone, -1 for none.
+int spawn(const HostCommand& command, int exit_socket, pid_t* id) {
+  posix_spawnattr_t attributes;
+  posix_spawn_file_actions_t actions;
+  if (posix_spawnattr_init(&attributes) != 0) return ENOMEM;
+  posix_spawn_file_actions_init(&actions);
+  sigset_t none;
+  sigemptyset(&none);
+  posix_spawnattr_setsigmask(&attributes, &none);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+  char entry[64];
+  char** environment = environ;
+  struct stat facts;
+  if (exit_socket >= 0 && fstat(exit_socket, &facts) == 0) {
+    snprintf(entry, sizeof entry, "%s=%d:%llu", kExitVariable, exit_socket,
+             static_cast<unsigned long long>(facts.st_ino));
+    environment = environment_with(entry);
+    posix_spawn_file_actions_adddup2(&actions, exit_socket, exit_socket);  // it stays open
+  }
+  const int error = environment ? posix_spawn(id, command.path, &actions, &attributes,
+                                              command.arguments, environment)
+                                : ENOMEM;
+  if (environment != environ) free(environment);
+  posix_spawn_file_actions_destroy(&actions);
+  posix_spawnattr_destroy(&attributes);
+  return error;
+}
+
+bool start(const char* command_line, Process* process) {
+  HostCommand command;
+  if (!read_command(command_line, &command)) return false;
+  keep_exit_statuses();
+  pid_t id;
+  int exit_socket = -1;  // without one, 8 bits come
+  if (command.runs_image) make_exit_sockets(&process->exit_socket, &exit_socket);
+  lend_terminal();
+  const int error = spawn(command, exit_socket, &id);
+  if (error) take_terminal_back();
+  if (exit_socket >= 0) close(exit_socket);
+  free(command.arguments);
+  if (error) {
+    return fail(error == ENOEXEC ? kErrorBadExeFormat : windows_code(error)) != 0;
+  }
+  const int descriptor = open_descriptor(id);
+  if (descriptor < 0) {
+    const int reason = errno;
+    kill(id, SIGKILL);
+    waitpid(id, nullptr, 0);
+    take_terminal_back();
+    return fail(windows_code(reason)) != 0;
+  }
+  process->id = id;
+  process->descriptor = descriptor;
+  return true;
+}
+
+Process* new_process() {
+  auto* const process = static_cast<Process*>(calloc(1, sizeof(Process)));
+  if (process) {
+    process->references = 1;
+    process->descriptor = -1;
+    process->exit_socket = -1;
+  } else {
+    fail(kErrorNotEnoughMemory);
+  }
+  return process;
+}
+
+// Milliseconds for poll, rounded up; 0 once the time has come.
+int time_to(const timespec& end) {
+  timespec now;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  const std::int64_t nanoseconds =
+      std::int64_t{end.tv_sec - now.tv_sec} * 1'000'000'000 + (end.tv_nsec - now.tv_nsec);
+  const std::int64_t milliseconds = (nanoseconds + 999'999) / 1'000'000;
+  return static_cast<int>(milliseconds < 0 ? 0 : milliseconds < INT_MAX ? milliseconds : INT_MAX);
+}
+
+}  // namespace
+
+Status CreateProcessA(const char* application, char* command_line, const SecurityAttributes*,
+                      const SecurityAttributes*, Status, std::uint32_t flags, void* environment,
+                      const char* directory, const StartupInfo*, ProcessInformation* information) {
+  if (application || flags || environment || directory) return fail(kErrorNotSupported);
+  if (!command_line || !information) return fail(kErrorInvalidParameter);
+  // The handles come first, so that no child is left without one.
+  const ProcessesLock lock;
+  Process* const process = new_process();
+  if (!process) return 0;
+  const Handle handle = add_reference(process);
+  const Handle thread = handle ? add_reference(process) : nullptr;
+  process->is_child = true;
+  const bool started = thread && start(command_line, process);
+  if (started) {
+    const auto id = static_cast<std::uint32_t>(process->id);
+    *information = {handle, thread, id, id};
+  } else {
+    const std::uint32_t reason = GetLastError();
+    if (handle) let_go_of(handle);
+    if (thread) let_go_of(thread);
+    SetLastError(reason);
+  }
+  let_go(process);
+  return started ? 1 : 0;
+}
+
+Status GetExitCodeProcess(Handle handle, std::uint32_t* code) {
+  const ProcessesLock lock;
+  Process* const process = find_process(handle);
+  if (!process) return 0;
+  if (!process->is_child) return fail(kErrorAccessDenied);
+  look_at(process);
+  *code = process->ended ? process->code : kStillActive;
+  return 1;
+}
+
+Handle OpenProcess(std::uint32_t, Status, std::uint32_t id) {
+  const auto host_id = static_cast<pid_t>(id);
+  if (host_id <= 0) return fail(kErrorInvalidParameter), nullptr;
+  if (kill(host_id, 0) != 0) {
+    return fail(errno == ESRCH ? kErrorInvalidParameter : kErrorAccessDenied), nullptr;
+  }
+  const ProcessesLock lock;
+  Process* const process = new_process();
+  if (!process) return nullptr;
+  process->id = host_id;
+  process->descriptor = open_descriptor(host_id);
+  Handle handle = nullptr;
+  if (process->descriptor >= 0) {
+    handle = add_reference(process);
+  } else {
+    fail(errno == ESRCH ? kErrorInvalidParameter : windows_code(errno));
+  }
+  let_go(process);
+  return handle;
+}
+
+Status TerminateProcess(Handle handle, std::uint32_t code) {
+  if (handle == GetCurrentProcess()) ExitProcess(code);
+  const ProcessesLock lock;
+  Process* const process = find_process(handle);
+  if (!process) return 0;
+  look_at(process);
+  if (process->ended) return fail(kErrorAccessDenied);
+  if (syscall(SYS_pidfd_send_signal, process->descriptor, SIGKILL, nullptr, 0) != 0) {
+    return fail(errno == EPERM ? kErrorAccessDenied : windows_code(errno));
+  }
+  process->terminated = true;
+  process->code = code;
+  return 1;
+}
+
+Status close_process(Handle handle) {
+  const ProcessesLock lock;
+  return let_go_of(handle);
+}
+
+std::uint32_t WaitForMultipleObjects(std::uint32_t count, const Handle* handles, Status all,
+                                     std::uint32_t milliseconds) {
+  if (count == 0 || count > kMostWaits || all) return fail(kErrorInvalidParameter), kWaitFailed;
+  const timespec end = deadline_after(milliseconds);
+  Process* processes[kMostWaits];
+  pollfd wanted[kMostWaits];
+  std::uint32_t known = 0;
+  pthread_mutex_lock(&processes_lock);
+  for (; known < count; ++known) {
+    Process* const process = find_process(handles[known]);
+    if (!process) break;
+    ++process->references;
+    processes[known] = process;
+    wanted[known] = {process->descriptor, POLLIN, 0};
+  }
+  pthread_mutex_unlock(&processes_lock);
+  int ready = -1, left = 0;
+  if (known == count) {
+    do {
+      left = milliseconds == kWaitForever ? -1 : time_to(end);
+      ready = poll(wanted, count, left);
+    } while (ready <= 0 && left != 0 && (ready == 0 || errno == EINTR));
+  }
+  std::uint32_t result = ready == 0 ? kWaitTimeout : kWaitFailed;
+  const ProcessesLock lock;
+  for (std::uint32_t i = known; i-- > 0;) {
+    if (ready > 0 && wanted[i].revents) {
+      result = kWaitObject + i;
+      look_at(processes[i]);
+    }
+    let_go(processes[i]);
+  }
+  return result;
+}
+
+std::uint32_t wait_for_process(Handle handle, std::uint32_t milliseconds) {
+  return WaitForMultipleObjects(1, &handle, 0, milliseconds);
+}
+
+// ---- The exit code of this process ----------------------------------------------
+
+void take_exit_socket() {
+  const char* const value = getenv(kExitVariable);
+  int descriptor;
+  unsigned long long number;
+  struct stat facts;
+  if (value && sscanf(value, "%d:%llu", &descriptor, &number) == 2 &&
+      fstat(descriptor, &facts) == 0 && S_ISSOCK(facts.st_mode) && facts.st_ino == number &&
+      fcntl(descriptor, F_SETFD, FD_CLOEXEC) == 0) {
+    own_exit_socket = descriptor;
+  }
+  unsetenv(kExitVariable);
+}
+
+std::uint8_t host_status(std::uint32_t code) {
+  const auto status = static_cast<std::uint8_t>(code);
+  return code != 0 && status == 0 ? 1 : status;
+}
+
+void send_exit_code(std::uint32_t code) {
+  const ExitMessage message{getpid(), code};
+  if (own_exit_socket >= 0) send(own_exit_socket, &message, sizeof message, MSG_NOSIGNAL);
+}
+
+}  // namespace tarn::platform

@@ -1,0 +1,115 @@
+#include "platform/posix/processes/command_line.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "platform/platform.h"
+#include "platform/posix/base/base.h"
+
+namespace tarn::platform {
+namespace {
+
+constexpr std::size_t kMostArgumentBytes = std::size_t{16} << 20;  // the host takes fewer
+constexpr std::size_t kQuotes = 3;  // around an argument, and the blank before it
+
+char* program_command_line;
+char empty_line[1];
+pthread_once_t once = PTHREAD_ONCE_INIT;
+
+char* put_backslashes(char* to, std::size_t count) {
+  memset(to, '\\', count);
+  return to + count;
+}
+
+char* put_argument(char* to, const char* text, bool enclose) {
+  const bool escape = enclose || strchr(text, '"') != nullptr;
+  if (enclose) *to++ = '"';
+  std::size_t backslashes = 0;  // in a row, just put
+  for (; *text; ++text) {
+    if (*text == '"' && escape) to = put_backslashes(to, backslashes + 1);
+    backslashes = *text == '\\' ? backslashes + 1 : 0;
+    *to++ = *text;
+  }
+  if (enclose) {
+    to = put_backslashes(to, backslashes);
+    *to++ = '"';
+  }
+  return to;
+}
+
+// All of the host's argument block, with a NUL behind it.
+char* read_arguments(std::size_t* size) {
+  const int file = open("/proc/self/cmdline", O_RDONLY | O_CLOEXEC);
+  if (file < 0) return nullptr;
+  std::size_t room = 4096, used = 0;
+  auto* bytes = static_cast<char*>(malloc(room));
+  while (bytes && room <= kMostArgumentBytes) {
+    const ssize_t got = read(file, bytes + used, room - used - 1);
+    if (got <= 0) break;
+    used += static_cast<std::size_t>(got);
+    if (room - used > 1) continue;
+    room *= 2;
+    auto* const larger = static_cast<char*>(realloc(bytes, room));
+    if (!larger) free(bytes);
+    bytes = larger;
+  }
+  close(file);
+  if (bytes) bytes[used] = '\0';
+  *size = used;
+  return bytes;
+}
+
+// For a process without a program image, such as a unit test.
+void make_host_command_line() {
+  program_command_line = empty_line;
+  std::size_t size = 0;
+  char* const bytes = read_arguments(&size);
+  if (!bytes) return;
+  int count = 0;
+  for (std::size_t i = 0; i < size; ++i) count += bytes[i] == '\0';
+  auto** const arguments =
+      static_cast<const char**>(malloc((static_cast<std::size_t>(count) + 1) * sizeof(char*)));
+  char program[kPathSize + 2];
+  if (arguments) {
+    const char* next = bytes;
+    for (int i = 0; i < count; ++i, next += strlen(next) + 1) arguments[i] = next;
+    GetModuleFileNameA(nullptr, program, sizeof program);
+    char* const line = build_command_line(program, count > 0 ? count - 1 : 0, arguments + 1);
+    if (line) program_command_line = line;
+  }
+  free(arguments);
+  free(bytes);
+}
+
+void make_missing_command_line() {
+  if (!program_command_line) make_host_command_line();
+}
+
+}  // namespace
+
+char* build_command_line(const char* program, int count, const char* const* arguments) {
+  std::size_t size = strlen(program) * 2 + kQuotes;
+  for (int i = 0; i < count; ++i) size += strlen(arguments[i]) * 2 + kQuotes;
+  auto* const line = static_cast<char*>(malloc(size + 1));
+  if (!line) return nullptr;
+  char* to = put_argument(line, program, true);
+  for (int i = 0; i < count; ++i) {
+    const char* const text = arguments[i];
+    *to++ = ' ';
+    to = put_argument(to, text, *text == '\0' || strpbrk(text, " \t") != nullptr);
+  }
+  *to = '\0';
+  return line;
+}
+
+void set_command_line(char* command_line) { program_command_line = command_line; }
+
+char* GetCommandLineA() {
+  pthread_once(&once, &make_missing_command_line);
+  return program_command_line;
+}
+
+}  // namespace tarn::platform

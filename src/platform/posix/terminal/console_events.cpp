@@ -1,0 +1,153 @@
+// Console events and messages.
+
+#include <errno.h>
+#include <pthread.h>
+#include <semaphore.h>
+#include <signal.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "platform/platform.h"
+#include "platform/posix/base/base.h"
+#include "platform/posix/faults/fault_records.h"
+
+namespace tarn::platform {
+namespace {
+
+// ---- Console events -----------------------------------------------------------
+
+constexpr int kMaxConsoleHandlers = 64;
+ConsoleHandler console_handlers[kMaxConsoleHandlers];
+int console_handler_count;
+pthread_mutex_t console_lock = PTHREAD_MUTEX_INITIALIZER;
+
+constexpr struct {
+  int signal;
+  std::uint32_t event;
+} kEvents[] = {{SIGINT, kConsoleCtrlC}, {SIGQUIT, kConsoleCtrlBreak}};
+constexpr int kEventCount = sizeof kEvents / sizeof kEvents[0];
+
+// A signal handler may only post; the thread behind it runs the routines.
+sem_t event_posted;
+std::uint32_t pending[kEventCount];
+
+void on_console_signal(int number) {
+  const int kept_errno = errno;
+  for (int i = 0; i < kEventCount; ++i) {
+    if (kEvents[i].signal != number) continue;
+    __atomic_add_fetch(&pending[i], 1, __ATOMIC_RELEASE);
+    sem_post(&event_posted);
+  }
+  errno = kept_errno;
+}
+
+bool take(std::uint32_t* count) {
+  std::uint32_t seen = __atomic_load_n(count, __ATOMIC_ACQUIRE);
+  while (seen > 0) {
+    if (__atomic_compare_exchange_n(count, &seen, seen - 1, false, __ATOMIC_ACQ_REL,
+                                    __ATOMIC_ACQUIRE)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+void dispatch(int index) {
+  for (int i = kMaxConsoleHandlers; i-- > 0;) {
+    pthread_mutex_lock(&console_lock);
+    const ConsoleHandler handler = i < console_handler_count ? console_handlers[i] : nullptr;
+    pthread_mutex_unlock(&console_lock);
+    if (handler && handler(kEvents[index].event)) return;
+  }
+  // Nobody wanted it: the signal has its ordinary effect on the process.
+  restore_terminal();
+  signal(kEvents[index].signal, SIG_DFL);
+  kill(getpid(), kEvents[index].signal);
+}
+
+void* run_events(void*) {
+  set_initial_modes();
+  for (;;) {
+    while (sem_wait(&event_posted) != 0) {
+    }
+    for (int i = 0; i < kEventCount; ++i) {
+      if (take(&pending[i])) dispatch(i);
+    }
+  }
+}
+
+bool start_events() {
+  static bool started;
+  if (started) return true;
+  if (sem_init(&event_posted, 0, 0) != 0) return false;
+  sigset_t before;
+  block_sent_signals(&before);
+  pthread_t thread;
+  const bool made = pthread_create(&thread, nullptr, &run_events, nullptr) == 0;
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  if (!made) return false;
+  pthread_detach(thread);
+  struct sigaction action {};
+  action.sa_handler = &on_console_signal;
+  action.sa_flags = SA_RESTART;
+  sigemptyset(&action.sa_mask);
+  for (const auto& event : kEvents) sigaction(event.signal, &action, nullptr);
+  started = true;
+  return true;
+}
+
+bool remove_handler(ConsoleHandler handler) {
+  for (int i = console_handler_count; i-- > 0;) {
+    if (console_handlers[i] != handler) continue;
+    --console_handler_count;
+    for (; i < console_handler_count; ++i) console_handlers[i] = console_handlers[i + 1];
+    return true;
+  }
+  return false;
+}
+
+void write_error_text(const char* text) {
+  std::uint32_t written = 0;
+  WriteFile(GetStdHandle(kStandardError), text, static_cast<std::uint32_t>(strlen(text)), &written,
+            nullptr);
+}
+
+}  // namespace
+
+Status SetConsoleCtrlHandler(ConsoleHandler handler, std::int32_t add) {
+  if (handler && (!add || start_events())) {
+    pthread_mutex_lock(&console_lock);
+    bool done = false;
+    if (!add) {
+      done = remove_handler(handler);
+    } else if (console_handler_count < kMaxConsoleHandlers) {
+      console_handlers[console_handler_count++] = handler;
+      done = true;
+    }
+    pthread_mutex_unlock(&console_lock);
+    if (done) return 1;
+  }
+  SetLastError(handler && add ? kErrorNotEnoughMemory : kErrorInvalidParameter);
+  return 0;
+}
+
+std::int32_t MessageBoxA(Handle, const char* text, const char* caption, std::uint32_t) {
+  const char* const parts[] = {caption, ": ", text, "\r\n"};
+  for (const char* part : parts) write_error_text(part);
+  return 0;
+}
+
+std::int64_t SendMessageA(Handle, std::uint32_t, std::uint64_t, std::int64_t) { return 0; }
+
+Handle GetFocus() { return nullptr; }
+
+Status IsWindowEnabled(Handle) { return 0; }
+
+Status GetCursorPos(Point* point) {
+  *point = {0, 0};
+  return 0;
+}
+
+Handle WindowFromPoint(Point) { return nullptr; }
+
+}  // namespace tarn::platform

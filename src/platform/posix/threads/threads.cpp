@@ -1,0 +1,265 @@
+// Threads and events. Both are records that can be waited for, under one lock:
+// a handle is found, used and closed under it, and a record lasts until its
+// handle, its thread and its waits have let it go.
+
+#include <errno.h>
+#include <pthread.h>
+#include <setjmp.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include "platform/posix/base/base.h"
+#include "platform/posix/faults/fault_records.h"
+
+namespace tarn::platform {
+namespace {
+
+constexpr std::uint64_t kStackStep = 65536;
+constexpr std::uint64_t kLargestStack = std::uint64_t{1} << 40;
+
+struct Waitable {
+  std::uint32_t references;
+  bool signalled;
+  bool stays_signalled;  // a thread, a manual-reset event
+  pthread_cond_t changed;
+  // Of a thread alone.
+  std::uint32_t suspensions;
+  ThreadRoutine routine;
+  void* argument;
+  jmp_buf end;
+};
+
+pthread_mutex_t waits_lock = PTHREAD_MUTEX_INITIALIZER;
+
+class WaitsLock {
+ public:
+  WaitsLock() { pthread_mutex_lock(&waits_lock); }
+  ~WaitsLock() { pthread_mutex_unlock(&waits_lock); }
+  WaitsLock(const WaitsLock&) = delete;
+  WaitsLock& operator=(const WaitsLock&) = delete;
+};
+
+// The record of the calling thread, if CreateThread made it.
+thread_local Waitable* own_thread;
+
+// Windows' pseudo-handle of the calling thread.
+Handle current_thread() { return reinterpret_cast<Handle>(~std::uintptr_t{1}); }
+
+Handle null_for(std::uint32_t code) {
+  SetLastError(code);
+  return nullptr;
+}
+
+Waitable* new_waitable(bool signalled, bool stays_signalled) {
+  auto* const object = static_cast<Waitable*>(calloc(1, sizeof(Waitable)));
+  if (object == nullptr) return nullptr;
+  object->references = 1;
+  object->signalled = signalled;
+  object->stays_signalled = stays_signalled;
+  pthread_condattr_t attributes;
+  pthread_condattr_init(&attributes);
+  pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
+  pthread_cond_init(&object->changed, &attributes);
+  pthread_condattr_destroy(&attributes);
+  return object;
+}
+
+// The three below: with the lock held.
+
+void let_go(Waitable* object) {
+  if (--object->references > 0) return;
+  pthread_cond_destroy(&object->changed);
+  free(object);
+}
+
+Waitable* find_waitable(Handle handle, HandleKind kind) {
+  const OpenObject* const object = find_handle(handle, kind);
+  return object == nullptr ? nullptr : static_cast<Waitable*>(object->record);
+}
+
+void signal_waitable(Waitable* object) {
+  object->signalled = true;
+  if (object->stays_signalled) {
+    pthread_cond_broadcast(&object->changed);
+  } else {
+    pthread_cond_signal(&object->changed);
+  }
+}
+
+Status close_waitable(Handle handle, HandleKind kind) {
+  const WaitsLock lock;
+  const OpenObject object = remove_handle(handle, kind);
+  if (object.kind == HandleKind::kFree) return 0;
+  let_go(static_cast<Waitable*>(object.record));
+  return 1;
+}
+
+std::uint32_t wait_for(Handle handle, HandleKind kind, std::uint32_t milliseconds) {
+  const timespec end = deadline_after(milliseconds);
+  const WaitsLock lock;
+  Waitable* const object = find_waitable(handle, kind);
+  if (object == nullptr) return kWaitFailed;
+  ++object->references;
+  bool timed_out = milliseconds == 0;
+  while (!object->signalled && !timed_out) {
+    if (milliseconds == kWaitForever) {
+      pthread_cond_wait(&object->changed, &waits_lock);
+    } else {
+      timed_out = pthread_cond_timedwait(&object->changed, &waits_lock, &end) == ETIMEDOUT;
+    }
+  }
+  const bool taken = object->signalled;
+  if (taken && !object->stays_signalled) object->signalled = false;
+  let_go(object);
+  return taken ? kWaitObject : kWaitTimeout;
+}
+
+// ---- A thread's life ----------------------------------------------------------
+
+void* run_thread(void* record) {
+  auto* const thread = static_cast<Waitable*>(record);
+  own_thread = thread;
+  set_initial_modes();
+  pthread_mutex_lock(&waits_lock);
+  while (thread->suspensions > 0) pthread_cond_wait(&thread->changed, &waits_lock);
+  pthread_mutex_unlock(&waits_lock);
+  // TerminateThread comes back here.
+  if (_setjmp(thread->end) == 0) thread->routine(thread->argument);
+  const WaitsLock lock;
+  signal_waitable(thread);
+  let_go(thread);
+  return nullptr;
+}
+
+bool start_thread(Waitable* thread, std::uint64_t stack_size) {
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+  bool made = true;
+  if (stack_size > 0) {
+    const std::uint64_t size = (stack_size + kStackStep - 1) / kStackStep * kStackStep;
+    made = stack_size <= kLargestStack && pthread_attr_setstacksize(&attributes, size) == 0;
+  }
+  if (made) {
+    sigset_t before;
+    block_sent_signals(&before);
+    pthread_t started;
+    made = pthread_create(&started, &attributes, &run_thread, thread) == 0;
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  }
+  pthread_attr_destroy(&attributes);
+  return made;
+}
+
+}  // namespace
+
+void set_initial_modes() {
+  constexpr std::uint32_t kMxcsr = 0x1F80;
+  constexpr std::uint16_t kX87Control = 0x27F;
+  asm volatile("ldmxcsr %0" ::"m"(kMxcsr));
+  asm volatile("fldcw %0" ::"m"(kX87Control));
+}
+
+// ---- Events -------------------------------------------------------------------
+
+Handle CreateEventA(const SecurityAttributes*, Status manual_reset, Status signalled,
+                    const char* name) {
+  if (name != nullptr) return null_for(kErrorNotSupported);
+  Waitable* const event = new_waitable(signalled != 0, manual_reset != 0);
+  if (event == nullptr) return null_for(kErrorNotEnoughMemory);
+  const Handle handle = add_handle({HandleKind::kEvent, -1, false, false, false, event});
+  if (handle == nullptr) let_go(event);  // not known to anybody else yet
+  return handle;
+}
+
+Status SetEvent(Handle event) {
+  const WaitsLock lock;
+  Waitable* const object = find_waitable(event, HandleKind::kEvent);
+  if (object == nullptr) return 0;
+  signal_waitable(object);
+  return 1;
+}
+
+Status close_event(Handle handle) { return close_waitable(handle, HandleKind::kEvent); }
+
+std::uint32_t wait_for_event(Handle handle, std::uint32_t milliseconds) {
+  return wait_for(handle, HandleKind::kEvent, milliseconds);
+}
+
+// ---- Threads ------------------------------------------------------------------
+
+Handle CreateThread(const SecurityAttributes*, std::uint64_t stack_size, ThreadRoutine routine,
+                    void* argument, std::uint32_t flags, std::uint32_t* id) {
+  if (routine == nullptr) return null_for(kErrorInvalidParameter);
+  Waitable* const thread = new_waitable(false, true);
+  if (thread == nullptr) return null_for(kErrorNotEnoughMemory);
+  thread->references = 2;  // the handle's and the thread's own
+  thread->suspensions = (flags & kCreateSuspended) != 0 ? 1 : 0;
+  thread->routine = routine;
+  thread->argument = argument;
+  const Handle handle = add_handle({HandleKind::kThread, -1, false, false, false, thread});
+  if (handle != nullptr && start_thread(thread, stack_size)) {
+    // Like a handle, a small number that no other thread of the process has.
+    if (id != nullptr) *id = static_cast<std::uint32_t>(reinterpret_cast<std::uint64_t>(handle));
+    return handle;
+  }
+  const std::uint32_t failure = handle == nullptr ? kErrorTooManyOpenFiles : kErrorNotEnoughMemory;
+  const WaitsLock lock;
+  if (handle != nullptr) remove_handle(handle, HandleKind::kThread);
+  thread->references = 1;
+  let_go(thread);
+  return null_for(failure);
+}
+
+std::uint32_t ResumeThread(Handle handle) {
+  const WaitsLock lock;
+  Waitable* const thread = find_waitable(handle, HandleKind::kThread);
+  if (thread == nullptr) return kWaitFailed;
+  const std::uint32_t before = thread->suspensions;
+  if (before > 0 && --thread->suspensions == 0) pthread_cond_broadcast(&thread->changed);
+  return before;
+}
+
+Status SetThreadPriority(Handle handle, std::int32_t priority) {
+  const bool known = (priority >= -2 && priority <= 2) || priority == -15 || priority == 15;
+  if (!known) return fail(kErrorInvalidParameter);
+  if (handle == current_thread()) return 1;
+  const WaitsLock lock;
+  return find_waitable(handle, HandleKind::kThread) != nullptr;
+}
+
+Status close_thread(Handle handle) { return close_waitable(handle, HandleKind::kThread); }
+
+std::uint32_t wait_for_thread(Handle handle, std::uint32_t milliseconds) {
+  return wait_for(handle, HandleKind::kThread, milliseconds);
+}
+
+Handle GetCurrentThread() { return current_thread(); }
+
+Status TerminateThread(Handle thread, std::uint32_t code) {
+  if (thread != current_thread()) return fail(kErrorInvalidHandle);
+  if (own_thread != nullptr) _longjmp(own_thread->end, 1);
+  syscall(SYS_exit, code);  // this thread only; the process ends with its last one
+  __builtin_unreachable();
+}
+
+std::uint32_t GetCurrentThreadId() { return static_cast<std::uint32_t>(syscall(SYS_gettid)); }
+
+// The alternate stack of the signal handlers is the guarantee; it has this
+// many bytes or more.
+Status SetThreadStackGuarantee(std::uint32_t* size) {
+  stack_t current{};
+  const std::uint32_t wanted = *size;
+  const bool has = sigaltstack(nullptr, &current) == 0 && !(current.ss_flags & SS_DISABLE);
+  *size = has ? static_cast<std::uint32_t>(current.ss_size) : 0;
+  if (*size >= wanted) return 1;
+  SetLastError(kErrorInvalidParameter);
+  return 0;
+}
+
+// The pages below a stack stay what they are.
+void RestoreStackGuard() {}
+
+}  // namespace tarn::platform
