@@ -387,10 +387,11 @@ int main() {
   for (const auto& row : kDoubles) measure(row);
   for (const auto& row : kTwoArguments) measure(row);
   std::printf(
-      "\nThe sine, cosine and tangent take multiples of pi off with a pi of 66 bits. Close to such "
-      "a multiple, where the result is nearly 0, the error grows as the ranges 3 to 4 and 10 to "
-      "1e6 "
-      "show; of sine and cosine it stays below 2^-67 times the argument, beside the final "
+      "\nThe sine, cosine and tangent reduce the argument by multiples of a pi of 66 bits. Close "
+      "to "
+      "such a multiple, where the result is nearly 0, the error grows as the ranges 3 to 4 and 10 "
+      "to "
+      "1e6 show; for sine and cosine it stays below 2^-67 times the argument, plus the final "
       "rounding.\n");
   heading("Single precision");
   for (const auto& row : kSingles) measure(row);
@@ -400,13 +401,11 @@ int main() {
   heading("Gamma and Bessel functions");
   for (const auto& row : kGammaAndBessel) measure(row);
   std::printf(
-      "\nThe values of these functions are those of the published SLATEC routines, but for the "
-      "gamma "
-      "function below 1, where divisors (x + i) - 1 become x + (i - 1). Their errors are large "
-      "near "
-      "a zero of an oscillating function, since the error is one of the argument's phase, and for "
-      "a "
-      "large gamma function, which is an exponential of a large number.\n");
+      "\nThe values of these functions are those of the published SLATEC routines, except for the "
+      "gamma function below 1, where divisors (x + i) - 1 become x + (i - 1). The errors are large "
+      "near a zero of an oscillating function, since the error is in the phase of the argument, "
+      "and "
+      "for a large gamma function, which is the exponential of a large number.\n");
   heading(
       "Bessel functions of order n, in units of the last place of the amplitude sqrt(2 / pi x)");
   for (const auto& row : kOrders) measure(row);

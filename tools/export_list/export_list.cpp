@@ -91,7 +91,7 @@ int print_markdown() {
       "# Exported names\n\n"
       "Made from `src/exports/export_rows.inc` by `export_list --markdown`; do not edit.\n"
       "%zu names. A name with an argument list is for C++ callers; in it `\xC3\x84` shows the\n"
-      "byte 0xC4, which stands for a blank (rules: `src/exports/cxx_notation.h`).\n",
+      "byte 0xC4, which replaces a space (rules: `src/exports/cxx_notation.h`).\n",
       names);
   for (const Row& row : rows()) {
     if (row.kind == Row::kFamily) {
