@@ -17,8 +17,8 @@
 #include "numerics/elementary.h"
 #include "numerics/intrinsics.h"
 #include "startup/initialise.h"
+#include "streams/conversion/number_parse.h"
 #include "streams/format.h"
-#include "streams/number_parse.h"
 #include "streams/scan.h"
 
 #ifdef TARN_OPENBLAS

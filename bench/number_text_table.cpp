@@ -12,8 +12,8 @@
 #include <string>
 
 #include "startup/initialise.h"
+#include "streams/conversion/number_parse.h"
 #include "streams/format.h"
-#include "streams/number_parse.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "failure/decoder.h"
+#include "failure/decoder/decoder.h"
 #include "platform/platform.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

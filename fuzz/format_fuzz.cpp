@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "streams/float_text.h"
+#include "streams/conversion/float_text.h"
 #include "streams/format.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "process/process_state.h"
-#include "streams/number_parse.h"
+#include "streams/conversion/number_parse.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-# TARNLIBC64.DLL: linked from the rooms without any C run-time, then finished
+# TARNLIBC64.DLL: linked from the modules without any C run-time, then finished
 # like every other image, so that its own script does its relocations.
 set(export_list ${TARN_HOST_BUILD}/tools/export_list/export_list)
 set(finish_image ${TARN_HOST_BUILD}/tools/finish_image/finish_image)
@@ -38,16 +38,16 @@ add_custom_command(
   COMMAND ${CMAKE_CXX_COMPILER} -nostdlib -shared -Wl,-e,__BrackenStartup
           -Wl,--out-implib,${CMAKE_BINARY_DIR}/libtarnlibc64.dll.a
           $<TARGET_OBJECTS:tarn_dll_start> $<TARGET_OBJECTS:tarn_dll_watch>
-          $<TARGET_OBJECTS:tarn_rooms>
+          $<TARGET_OBJECTS:tarn_modules>
           $<TARGET_OBJECTS:tarn_platform> $<TARGET_OBJECTS:tarn_compiler_support>
           ${version_object} ${CMAKE_BINARY_DIR}/TARNLIBC64.def
           ${CMAKE_BINARY_DIR}/libpaneview64_calls.a
           -lkernel32 -o ${unfinished}
   COMMAND ${finish_image} --dll --public-routines ${unfinished} -o ${CMAKE_BINARY_DIR}/TARNLIBC64.DLL
   COMMAND_EXPAND_LISTS VERBATIM
-  DEPENDS tarn_dll_start tarn_dll_watch tarn_rooms tarn_platform tarn_compiler_support
+  DEPENDS tarn_dll_start tarn_dll_watch tarn_modules tarn_platform tarn_compiler_support
           $<TARGET_OBJECTS:tarn_dll_start> $<TARGET_OBJECTS:tarn_dll_watch>
-          $<TARGET_OBJECTS:tarn_rooms>
+          $<TARGET_OBJECTS:tarn_modules>
           $<TARGET_OBJECTS:tarn_platform> $<TARGET_OBJECTS:tarn_compiler_support>
           ${version_object} ${CMAKE_BINARY_DIR}/TARNLIBC64.def
           ${CMAKE_BINARY_DIR}/libpaneview64_calls.a ${finish_image})

@@ -5,7 +5,7 @@
 #include "platform/progress_window.h"
 #include "process/raising.h"
 #include "storage/heap.h"
-#include "streams/number_text.h"
+#include "streams/conversion/number_text.h"
 #include "strings/c_string.h"
 
 namespace tarn {

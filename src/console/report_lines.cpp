@@ -1,6 +1,6 @@
 #include "console/report_lines.h"
 
-#include "streams/number_text.h"
+#include "streams/conversion/number_text.h"
 #include "strings/c_string.h"
 
 namespace tarn {

@@ -2,7 +2,7 @@
 
 #include <xmmintrin.h>
 
-#include "failure/decoder.h"
+#include "failure/decoder/decoder.h"
 #include "failure/safe_memory.h"
 #include "paneview/paneview.h"
 

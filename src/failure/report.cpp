@@ -2,7 +2,7 @@
 
 #include <xmmintrin.h>
 
-#include "failure/decoder.h"
+#include "failure/decoder/decoder.h"
 #include "failure/exception_table.h"
 #include "failure/floating_point_traps.h"
 #include "failure/safe_memory.h"

@@ -1,6 +1,6 @@
 #include "failure/traceback.h"
 
-#include "failure/decoder.h"
+#include "failure/decoder/decoder.h"
 #include "failure/image_tables.h"
 #include "failure/safe_memory.h"
 #include "failure/unwind_data.h"

@@ -3,7 +3,7 @@
 #include "platform/output.h"
 #include "process/raising.h"
 #include "storage/heap.h"
-#include "streams/digits.h"
+#include "streams/conversion/digits.h"
 #include "strings/c_string.h"
 
 namespace tarn {

@@ -1,6 +1,6 @@
-// The streams room's front door: FILE streams. On them sit the formatting
-// engine (streams/format.h) and the text forms of numbers
-// (streams/number_text.h).
+// Overview of the streams module: FILE streams. On them sit the formatting
+// engine (streams/format.h) and the scanning engine (streams/scan.h), which take
+// numbers to and from text by streams/conversion/conversion.h.
 //
 // A stream is a thin record around one platform handle. It has no data
 // buffer: each read and each write reaches the platform at once, in blocks of
@@ -9,7 +9,7 @@
 // input drops every carriage return. Reads and writes may be mixed freely.
 //
 // State: none but the records. The standard streams stand in cells 1 to 3 of
-// __runtime_block, which only this room writes.
+// __runtime_block, which only this module writes.
 //
 // Errors: a stream pointer that is null or not a live stream raises run-time
 // error 296, "Invalid FILE structure", in every routine that does not say

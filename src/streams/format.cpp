@@ -1,9 +1,9 @@
 #include "streams/format.h"
 
 #include "process/raising.h"
-#include "streams/digits.h"
-#include "streams/float_layout.h"
-#include "streams/float_text.h"
+#include "streams/conversion/digits.h"
+#include "streams/conversion/float_layout.h"
+#include "streams/conversion/float_text.h"
 
 namespace tarn {
 namespace {

@@ -16,7 +16,7 @@
 //   - the blank flag gives 0 no blank; the precision of o, x, X and p counts
 //     the prefix; p shows 32 bits, 64 with ll, as X does;
 //   - 0 pads strings and characters too; %c of 0 writes only the padding;
-//   - precision of g counts digits behind the point (streams/float_text.h);
+//   - precision of g counts digits behind the point (streams/conversion/float_text.h);
 //   - %% takes no width; another conversion character writes nothing, and the
 //     format goes on behind it; a format that ends inside a directive ends
 //     there;

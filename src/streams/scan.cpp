@@ -1,9 +1,9 @@
 #include "streams/scan.h"
 
 #include "process/raising.h"
-#include "streams/digits.h"
+#include "streams/conversion/digits.h"
+#include "streams/conversion/number_parse.h"
 #include "streams/format.h"
-#include "streams/number_parse.h"
 #include "strings/character_class.h"
 
 namespace tarn {

@@ -1,5 +1,5 @@
 // The scanner: scanf, fscanf, sscanf. Fields are collected as text and turned
-// into values by streams/number_parse.h.
+// into values by streams/conversion/number_parse.h.
 //
 // A format has white space (skips any amount of it), literals (white space in
 // the input in front of them is skipped) and directives

@@ -1,4 +1,4 @@
-#include "failure/decoder.h"
+#include "failure/decoder/decoder.h"
 
 #include <gtest/gtest.h>
 
@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "failure/encodings.h"
-#include "failure/mnemonics.h"
+#include "failure/decoder/encodings.h"
+#include "failure/decoder/mnemonics.h"
 #include "platform/platform.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "streams/float_text.h"
+#include "streams/conversion/float_text.h"
 
 #include <gtest/gtest.h>
 

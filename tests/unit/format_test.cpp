@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "failure/exception_table.h"
-#include "streams/float_text.h"
+#include "streams/conversion/float_text.h"
 #include "tests/support/raised.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "streams/number_parse.h"
+#include "streams/conversion/number_parse.h"
 
 #include <gtest/gtest.h>
 #include <xmmintrin.h>

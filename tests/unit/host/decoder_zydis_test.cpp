@@ -17,8 +17,8 @@
 #include <string>
 #include <vector>
 
-#include "failure/decoder.h"
-#include "failure/mnemonics.h"
+#include "failure/decoder/decoder.h"
+#include "failure/decoder/mnemonics.h"
 
 namespace {
 

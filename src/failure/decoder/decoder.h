@@ -1,5 +1,9 @@
-// From machine code to one line of text, for the failure report and for the
-// traceback, which knows a routine's frame by its first instructions.
+// Overview of the decoder module: machine code to one line of text. The failure
+// report shows it, and the traceback finds a routine's frame by the routine's
+// first instructions.
+//
+//   encodings.inc, encodings.h  patterns of code bits, first match wins
+//   mnemonics.inc, mnemonics.h  the mnemonics, with the width of their operands
 //
 //   48 89 9c 24 d0 01 00 00    mov_q       [1d0+RSP],RBX
 //   48 8b 85 58 45 06 00       mov_q       RAX,[64558]$

@@ -1,8 +1,8 @@
-#include "streams/number_text.h"
+#include "streams/conversion/number_text.h"
 
 #include "numerics/elementary.h"
 #include "process/process_state.h"
-#include "streams/digits.h"
+#include "streams/conversion/digits.h"
 
 namespace tarn {
 namespace {

@@ -1,7 +1,7 @@
 // The encodings that the instruction decoder recognises. Constant data.
 #pragma once
 
-#include "failure/mnemonics.h"
+#include "failure/decoder/mnemonics.h"
 
 namespace tarn {
 

@@ -1,10 +1,10 @@
 // A floating-point number as text in pieces, of which the exported writers
-// (float_text.h) and the formatting engine put it together. Private to the room.
+// (float_text.h) and the formatting engine put it together. Private to the library.
 //
 //   [-] lead digits [.] gap zeros, tail digits, zeros [exponent]
 #pragma once
 
-#include "streams/digits.h"
+#include "streams/conversion/digits.h"
 
 namespace tarn {
 

@@ -1,5 +1,5 @@
-// Digits of unsigned integers, and the byte moves that the streams room shares:
-// small enough to stand in line at every use.
+// Digits of unsigned integers, and the byte moves that this module and the
+// streams share: small enough to be inline at every use.
 //
 // The writers go backwards from `end`, so the caller counts the digits first
 // and lets them fall into their final place. They write exactly that many
@@ -106,7 +106,7 @@ inline char* write_binary(char* end, std::uint64_t value, int bits, const char* 
   return end;
 }
 
-// The blocks may not overlap. Result: the byte behind the copy.
+// The blocks may not overlap. Result: the byte after the copy.
 inline char* copy_bytes(char* to, const char* from, std::uint64_t size) {
   for (; size >= 16; size -= 16, to += 16, from += 16) __builtin_memcpy(to, from, 16);
   if (size & 8) {

@@ -1,7 +1,7 @@
-#include "failure/decoder.h"
+#include "failure/decoder/decoder.h"
 
-#include "failure/encodings.h"
-#include "failure/mnemonics.h"
+#include "failure/decoder/encodings.h"
+#include "failure/decoder/mnemonics.h"
 #include "streams/format.h"
 #include "strings/c_string.h"
 #include "strings/character.h"

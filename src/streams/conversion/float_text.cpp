@@ -1,8 +1,8 @@
-#include "streams/float_text.h"
+#include "streams/conversion/float_text.h"
 
 #include "numerics/elementary.h"
 #include "process/raising.h"
-#include "streams/float_layout.h"
+#include "streams/conversion/float_layout.h"
 
 namespace tarn {
 namespace {

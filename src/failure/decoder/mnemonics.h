@@ -8,7 +8,7 @@ namespace tarn {
 enum class Mnemonic : std::uint32_t {
   kNone = 0,
 #define TARN_MNEMONIC(name, width) name,
-#include "failure/mnemonics.inc"
+#include "failure/decoder/mnemonics.inc"
 #undef TARN_MNEMONIC
 };
 

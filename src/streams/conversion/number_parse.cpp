@@ -1,10 +1,10 @@
-#include "streams/number_parse.h"
+#include "streams/conversion/number_parse.h"
 
 #include <xmmintrin.h>
 
 #include "numerics/elementary.h"
 #include "process/process_state.h"
-#include "streams/digits.h"
+#include "streams/conversion/digits.h"
 #include "strings/character_class.h"
 
 namespace tarn {

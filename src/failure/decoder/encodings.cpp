@@ -1,10 +1,10 @@
-#include "failure/encodings.h"
+#include "failure/decoder/encodings.h"
 
 namespace tarn {
 
 constexpr EncodingRow encoding_table[] = {
 #define TARN_ENCODING(mnemonic, pattern) {static_cast<std::uint32_t>(Mnemonic::mnemonic), pattern},
-#include "failure/encodings.inc"
+#include "failure/decoder/encodings.inc"
 #undef TARN_ENCODING
     {0, ""},
 };
