@@ -37,9 +37,9 @@ FinishedImage::Bytes changed_file(const std::uint8_t* data, std::size_t size) {
   return file;
 }
 
-const void* open_any(void*, const char* library, platform::Refusal* refusal) {
+const void* open_any(void*, const char* library, platform::LoadError* error) {
   if (*library) return library;
-  platform::refuse(refusal, "needs a library without a name");
+  platform::refuse(error, "needs a library without a name");
   return nullptr;
 }
 
@@ -58,13 +58,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       whole ? FinishedImage::Bytes(data + 1, data + size) : changed_file(data + 1, size - 1);
   const platform::FileBytes file{bytes.data(), bytes.size()};
   const platform::ImportSource source{nullptr, &open_any, &find_most};
-  platform::Refusal refusal{};
+  platform::LoadError error{};
   platform::Image image{};
-  const bool good = platform::check_image(file, &image, &refusal) &&
-                    platform::map_image(file, &image, &refusal) &&
-                    platform::bind_imports(image, source, &refusal) &&
-                    platform::protect_image(image, &refusal);
-  if (good == (refusal.text[0] != '\0')) __builtin_trap();
+  const bool good =
+      platform::check_image(file, &image, &error) && platform::map_image(file, &image, &error) &&
+      platform::bind_imports(image, source, &error) && platform::protect_image(image, &error);
+  if (good == (error.text[0] != '\0')) __builtin_trap();
   if (good) {
     for (const char* const name : {"five", "six", "", "zzz"}) {
       const auto* const found =

@@ -13,7 +13,7 @@ inline constexpr std::int64_t kUnitsPerSecond = 10'000'000;
 inline constexpr std::int64_t kSecondsFrom1601To1970 = 11'644'473'600;
 inline constexpr std::int64_t kSecondsFrom1601To10000 = 265'046'774'400;
 
-std::int32_t answer(platform::Status success) { return success != 0 ? 0 : -1; }
+std::int32_t answer(platform::Bool success) { return success != 0 ? 0 : -1; }
 
 std::uint64_t joined(std::uint32_t high, std::uint32_t low) {
   return std::uint64_t{high} << 32 | low;

@@ -3,9 +3,11 @@
 
 The order is TARN_MODULES in src/CMakeLists.txt, lowest first. A module is a folder of src/
 or, if the list names it, a folder of such a folder. A module includes itself, lower modules,
-platform/ and paneview/paneview.h; paneview/ includes itself and platform/. Of the system's
-headers, outside platform/'s back ends, only those that any compiler brings without a C
-library. Prints each include that breaks this; status 1 if there is one."""
+platform/ and paneview/paneview.h; paneview/ includes itself and platform/. The folders of
+platform/posix have an order of their own, TARN_POSIX_FOLDERS: a source includes the headers
+of its own folder, and of a lower folder the overview header alone, which has the folder's
+name. Of the system's headers, outside platform/'s back ends, only those that any compiler
+brings without a C library. Prints each include that breaks this; status 1 if there is one."""
 
 import re
 import sys
@@ -14,12 +16,26 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 FREESTANDING = {"cstddef", "cstdint", "type_traits", "cpuid.h", "emmintrin.h", "xmmintrin.h"}
 BACK_ENDS = ("src/platform/windows", "src/platform/posix")
+POSIX = "src/platform/posix/"
 INCLUDE = re.compile(r'^\s*#\s*include\s+(?:"([^"]+)"|<([^>]+)>)', re.MULTILINE)
 
 
-def modules():
-    listed = re.search(r"set\(TARN_MODULES ([^)]*)\)", (ROOT / "src/CMakeLists.txt").read_text())
-    return listed.group(1).split()
+def listed(name):
+    lists = (ROOT / "src/CMakeLists.txt").read_text()
+    return re.search(rf"set\({name}\s+([^)]*)\)", lists).group(1).split()
+
+
+def folders(path):
+    return {folder.name for folder in (ROOT / path).iterdir() if folder.is_dir()}
+
+
+def allowed_in_posix(order, name, header):
+    if not name.startswith(POSIX):
+        return False
+    folder = name.removeprefix(POSIX).split("/")[0]
+    target, _, file = f"src/{header}".removeprefix(POSIX).partition("/")
+    return target == folder or (target in order and file == f"{target}.h" and
+                                order.index(target) < order.index(folder))
 
 
 def module_of(order, path):
@@ -40,9 +56,12 @@ def allowed(order, module, header):
 
 
 def main():
-    order = modules()
-    found = {path.name for path in (ROOT / "src").iterdir() if path.is_dir()} - {"platform"}
+    order = listed("TARN_MODULES")
+    posix_order = listed("TARN_POSIX_FOLDERS")
+    found = folders("src") - {"platform"}
     broken = [f"src/{name}: not in TARN_MODULES" for name in sorted(found - set(order))]
+    broken += [f"{POSIX}{name}: not in TARN_POSIX_FOLDERS"
+               for name in sorted(folders(POSIX) ^ set(posix_order))]
     broken += [f"TARN_MODULES: no folder src/{name}" for name in order
                if not (ROOT / "src" / name).is_dir()]
     sources = [path for folder in ("src", "paneview") for path in (ROOT / folder).rglob("*")
@@ -52,7 +71,11 @@ def main():
         module = module_of(order, name.removeprefix("src/"))
         back_end = name.startswith(BACK_ENDS)
         for own, system in INCLUDE.findall(path.read_text(encoding="latin-1")):
-            if own and "/" in own and not allowed(order, module, own):
+            if f"src/{own}".startswith(POSIX):
+                below = allowed_in_posix(posix_order, name, own)
+            else:
+                below = allowed(order, module, own)
+            if own and "/" in own and not below:
                 broken.append(f'{name}: "{own}" is not below {module}')
             if system and not back_end and system not in FREESTANDING:
                 broken.append(f"{name}: <{system}> belongs to a back end of platform/")

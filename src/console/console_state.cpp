@@ -25,7 +25,7 @@ constexpr std::uint32_t kPlatformNt = 2;
 // The cursor that HIDE_CURSOR@ hid; `screen` is kNoHandle if none is hidden.
 struct HiddenCursor {
   std::int64_t screen = kNoHandle;
-  platform::Status visible;
+  platform::Bool visible;
 } hidden_cursor;
 
 // The numbers that a start sets to 0.

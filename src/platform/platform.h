@@ -16,12 +16,13 @@
 #pragma once
 
 #include "platform/abi.h"
+#include "platform/exception_codes.h"
 
 namespace tarn::platform {
 
-using Handle = void*;         // kernel object
-using Module = void*;         // load address of an image
-using Status = std::int32_t;  // truth value: 0 false
+using Handle = void*;       // kernel object
+using Module = void*;       // load address of an image
+using Bool = std::int32_t;  // 0: false
 
 inline Handle invalid_handle() { return reinterpret_cast<Handle>(~std::uintptr_t{0}); }
 
@@ -93,9 +94,9 @@ TARNAPI void* VirtualAlloc(void* address, std::uint64_t size, std::uint32_t type
                            std::uint32_t protection);
 // Decommits pages (their contents are lost) or, with size 0, releases the
 // whole reservation that begins at `address`.
-TARNAPI Status VirtualFree(void* address, std::uint64_t size, std::uint32_t type);
-TARNAPI Status VirtualProtect(void* address, std::uint64_t size, std::uint32_t protection,
-                              std::uint32_t* old_protection);
+TARNAPI Bool VirtualFree(void* address, std::uint64_t size, std::uint32_t type);
+TARNAPI Bool VirtualProtect(void* address, std::uint64_t size, std::uint32_t protection,
+                            std::uint32_t* old_protection);
 
 struct MemoryStatus {
   std::uint32_t length;  // set to 64 by the caller
@@ -105,7 +106,7 @@ struct MemoryStatus {
   std::uint64_t total_virtual, available_virtual, available_extended_virtual;
 };
 static_assert(sizeof(MemoryStatus) == 64);
-TARNAPI Status GlobalMemoryStatusEx(MemoryStatus* status);
+TARNAPI Bool GlobalMemoryStatusEx(MemoryStatus* status);
 
 struct SystemInfo {
   std::uint16_t architecture, reserved;
@@ -121,8 +122,8 @@ TARNAPI void GetSystemInfo(SystemInfo* info);
 
 // Copies `size` bytes of a process's memory; 0 when not all are readable.
 // Never faults. `process` is GetCurrentProcess() or all bits set.
-TARNAPI Status ReadProcessMemory(Handle process, const void* source, void* destination,
-                                 std::uint64_t size, std::uint64_t* copied);
+TARNAPI Bool ReadProcessMemory(Handle process, const void* source, void* destination,
+                               std::uint64_t size, std::uint64_t* copied);
 
 // Memory of at least `size` bytes that all processes of one run see: this
 // process, and those that inherit its environment after the first call. An
@@ -170,7 +171,7 @@ TARNAPI Handle GetStdHandle(std::int32_t which);
 // the buffer is too small (the buffer is then left alone).
 TARNAPI std::uint32_t GetEnvironmentVariableA(const char* name, char* buffer, std::uint32_t size);
 // A null value removes the variable. Children inherit the change.
-TARNAPI Status SetEnvironmentVariableA(const char* name, const char* value);
+TARNAPI Bool SetEnvironmentVariableA(const char* name, const char* value);
 
 struct VersionInfo {
   std::uint32_t length;  // set to 148 by the caller
@@ -179,7 +180,7 @@ struct VersionInfo {
 };
 static_assert(sizeof(VersionInfo) == 148);
 // The host reports the version of Windows whose behaviour it follows.
-TARNAPI Status GetVersionExA(VersionInfo* info);
+TARNAPI Bool GetVersionExA(VersionInfo* info);
 
 // ---- Modules --------------------------------------------------------------
 // Null name: the process's main image. Names are matched without case, by
@@ -187,10 +188,10 @@ TARNAPI Status GetVersionExA(VersionInfo* info);
 TARNAPI Module GetModuleHandleA(const char* name);
 // Flag 4: `name` is an address inside the module wanted.
 inline constexpr std::uint32_t kModuleFromAddress = 4;
-TARNAPI Status GetModuleHandleExW(std::uint32_t flags, const void* name, Module* module);
-TARNAPI Status GetModuleHandleExA(std::uint32_t flags, const void* name, Module* module);
+TARNAPI Bool GetModuleHandleExW(std::uint32_t flags, const void* name, Module* module);
+TARNAPI Bool GetModuleHandleExA(std::uint32_t flags, const void* name, Module* module);
 TARNAPI Module LoadLibraryA(const char* name);
-TARNAPI Status FreeLibrary(Module module);
+TARNAPI Bool FreeLibrary(Module module);
 TARNAPI void* GetProcAddress(Module module, const char* name);
 // Full path; null module: the main image. Characters stored without the NUL;
 // `size` if the path was cut.
@@ -221,26 +222,26 @@ inline constexpr std::uint32_t kShareWrite = 2;
 TARNAPI Handle CreateFileA(const char* path, std::uint32_t access, std::uint32_t share,
                            void* security, std::uint32_t creation, std::uint32_t attributes,
                            Handle template_file);
-TARNAPI Status CloseHandle(Handle handle);
+TARNAPI Bool CloseHandle(Handle handle);
 // Delivers what is there, up to `size`; 0 bytes and true at end of file. A line
 // that a user typed ends in 13, 10.
-TARNAPI Status ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* delivered,
-                        void* overlapped);
-TARNAPI Status WriteFile(Handle file, const void* buffer, std::uint32_t size,
-                         std::uint32_t* written, void* overlapped);
+TARNAPI Bool ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* delivered,
+                      void* overlapped);
+TARNAPI Bool WriteFile(Handle file, const void* buffer, std::uint32_t size, std::uint32_t* written,
+                       void* overlapped);
 // origin: 0 begin, 1 current, 2 end. A position before the start is refused.
-TARNAPI Status SetFilePointerEx(Handle file, std::int64_t distance, std::int64_t* position,
-                                std::uint32_t origin);
-TARNAPI Status GetFileSizeEx(Handle file, std::int64_t* size);
-TARNAPI Status FlushFileBuffers(Handle file);
+TARNAPI Bool SetFilePointerEx(Handle file, std::int64_t distance, std::int64_t* position,
+                              std::uint32_t origin);
+TARNAPI Bool GetFileSizeEx(Handle file, std::int64_t* size);
+TARNAPI Bool FlushFileBuffers(Handle file);
 inline constexpr std::uint32_t kInvalidAttributes = 0xFFFFFFFF;
 inline constexpr std::uint32_t kAttributeReadOnly = 0x01;
 inline constexpr std::uint32_t kAttributeDirectory = 0x10;
 inline constexpr std::uint32_t kAttributeNormal = 0x80;
 TARNAPI std::uint32_t GetFileAttributesA(const char* path);
-TARNAPI Status DeleteFileA(const char* path);
-TARNAPI Status CreateDirectoryA(const char* path, void* security);
-TARNAPI Status SetCurrentDirectoryA(const char* path);
+TARNAPI Bool DeleteFileA(const char* path);
+TARNAPI Bool CreateDirectoryA(const char* path, void* security);
+TARNAPI Bool SetCurrentDirectoryA(const char* path);
 // Characters without the NUL, or the size needed if the buffer is too small.
 TARNAPI std::uint32_t GetCurrentDirectoryA(std::uint32_t size, char* buffer);
 // The drives there are: bit 0 is A. The host has drive Z alone.
@@ -262,13 +263,13 @@ struct FindData {
 static_assert(sizeof(FindData) == 320);
 // The last component may hold '*' and '?'; matched without case.
 TARNAPI Handle FindFirstFileA(const char* pattern, FindData* data);
-TARNAPI Status FindNextFileA(Handle find, FindData* data);
-TARNAPI Status FindClose(Handle find);
+TARNAPI Bool FindNextFileA(Handle find, FindData* data);
+TARNAPI Bool FindClose(Handle find);
 
 // Success tells that `handle` is a console or terminal. The mode bits are
 // those of Windows: input 1 processed, 2 line, 4 echo.
-TARNAPI Status GetConsoleMode(Handle handle, std::uint32_t* mode);
-TARNAPI Status SetConsoleMode(Handle handle, std::uint32_t mode);
+TARNAPI Bool GetConsoleMode(Handle handle, std::uint32_t* mode);
+TARNAPI Bool SetConsoleMode(Handle handle, std::uint32_t mode);
 
 // ---- Console cells ----------------------------------------------------------
 // A screen is a grid of cells. A cell's character is one byte of the console's
@@ -307,12 +308,12 @@ struct CharInfo {
 static_assert(sizeof(CharInfo) == 4);
 struct ConsoleCursorInfo {
   std::uint32_t size;  // of the cell's height, 1 to 100 percent
-  Status visible;
+  Bool visible;
 };
 inline constexpr std::uint16_t kKeyEvent = 1;
 struct InputRecord {
   std::uint16_t event_type, padding;
-  Status key_down;
+  Bool key_down;
   std::uint16_t repeat_count, virtual_key_code, virtual_scan_code;
   std::uint8_t character, character_high;
   std::uint32_t control_key_state;
@@ -322,33 +323,33 @@ static_assert(sizeof(InputRecord) == 20);
 // On the host the first call for a terminal, that of the start-up, leaves it
 // alone and tells the cursor as (0, 0); from the second call on the terminal is
 // asked where the cursor is, if need be.
-TARNAPI Status GetConsoleScreenBufferInfo(Handle screen, ScreenBufferInfo* info);
+TARNAPI Bool GetConsoleScreenBufferInfo(Handle screen, ScreenBufferInfo* info);
 // Columns and rows of the window as it is now; the terminal's cursor is no matter.
-TARNAPI Status GetConsoleWindowSize(Handle screen, Coord* size);
+TARNAPI Bool GetConsoleWindowSize(Handle screen, Coord* size);
 // With 1, what the operations on cells draw may wait; it goes out in one piece with
 // 0, before a key is waited for, or at the end of the process. Windows shows it at
 // once.
-TARNAPI void HoldConsoleOutput(Status hold);
-TARNAPI Status GetConsoleCursorInfo(Handle screen, ConsoleCursorInfo* info);
-TARNAPI Status SetConsoleCursorInfo(Handle screen, const ConsoleCursorInfo* info);
+TARNAPI void HoldConsoleOutput(Bool hold);
+TARNAPI Bool GetConsoleCursorInfo(Handle screen, ConsoleCursorInfo* info);
+TARNAPI Bool SetConsoleCursorInfo(Handle screen, const ConsoleCursorInfo* info);
 // False for a place outside the buffer.
-TARNAPI Status SetConsoleCursorPosition(Handle screen, Coord place);
+TARNAPI Bool SetConsoleCursorPosition(Handle screen, Coord place);
 // Copy between a buffer of cells and the screen: `from` is the place in the
 // buffer of `size` cells that meets the region's top left. The region is cut at
 // the edges of both, and left as what was copied.
-TARNAPI Status ReadConsoleOutputA(Handle screen, CharInfo* cells, Coord size, Coord from,
-                                  SmallRect* region);
-TARNAPI Status WriteConsoleOutputA(Handle screen, const CharInfo* cells, Coord size, Coord from,
-                                   SmallRect* region);
+TARNAPI Bool ReadConsoleOutputA(Handle screen, CharInfo* cells, Coord size, Coord from,
+                                SmallRect* region);
+TARNAPI Bool WriteConsoleOutputA(Handle screen, const CharInfo* cells, Coord size, Coord from,
+                                 SmallRect* region);
 // Text at the console's own cursor; a newline on the last row scrolls.
-TARNAPI Status WriteConsoleA(Handle screen, const void* text, std::uint32_t length,
-                             std::uint32_t* written, void* reserved);
+TARNAPI Bool WriteConsoleA(Handle screen, const void* text, std::uint32_t length,
+                           std::uint32_t* written, void* reserved);
 // Waits for one event of the keyboard. On the host every key gives one record,
 // key down; a key without a character has character 0. Enter gives 13, the
 // erase key 8, a character that code page 437 lacks '?'; ESC with a character
 // right behind it is that character with Alt.
-TARNAPI Status ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
-                                 std::uint32_t* count);
+TARNAPI Bool ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
+                               std::uint32_t* count);
 // Waits for a key with a character and stores that as file names are spelt, at most
 // kKeyTextSize bytes without a NUL: Enter is 13, the erase key 8, Escape 27. ESC with
 // a character right after it is two keys. Result: its bytes; 0 at the end of the
@@ -364,7 +365,7 @@ TARNAPI std::uint32_t ToConsoleText(Handle input, char* text, std::uint32_t leng
 // the host, what the process set last, at most 1023 characters, at first the
 // program's name; the terminal gets its own title back at the end.
 TARNAPI std::uint32_t GetConsoleTitleA(char* title, std::uint32_t size);
-TARNAPI Status SetConsoleTitleA(const char* title);
+TARNAPI Bool SetConsoleTitleA(const char* title);
 // 0 where there are no windows.
 TARNAPI std::int32_t GetSystemMetrics(std::int32_t metric);
 
@@ -377,7 +378,7 @@ inline constexpr std::uint32_t kCreateSuspended = 4;
 struct SecurityAttributes {
   std::uint32_t length;  // 24
   void* descriptor;      // null: the default
-  Status inherit_handle;
+  Bool inherit_handle;
 };
 static_assert(sizeof(SecurityAttributes) == 24);
 using ThreadRoutine = std::uint32_t(TARNAPI*)(void* argument);
@@ -390,11 +391,11 @@ TARNAPI Handle CreateThread(const SecurityAttributes* security, std::uint64_t st
 // The earlier count of suspensions, or all bits set on failure.
 TARNAPI std::uint32_t ResumeThread(Handle thread);
 // -15, -2 to 2 or 15; the host knows one priority alone.
-TARNAPI Status SetThreadPriority(Handle thread, std::int32_t priority);
+TARNAPI Bool SetThreadPriority(Handle thread, std::int32_t priority);
 // Names are not supported on the host: null there. Null on failure.
-TARNAPI Handle CreateEventA(const SecurityAttributes* security, Status manual_reset,
-                            Status signalled, const char* name);
-TARNAPI Status SetEvent(Handle event);
+TARNAPI Handle CreateEventA(const SecurityAttributes* security, Bool manual_reset, Bool signalled,
+                            const char* name);
+TARNAPI Bool SetEvent(Handle event);
 // Waits for an event, a thread or a child process: kWaitObject, kWaitTimeout or
 // kWaitFailed. An auto-reset event is taken by the wait.
 TARNAPI std::uint32_t WaitForSingleObject(Handle object, std::uint32_t milliseconds);
@@ -413,25 +414,25 @@ static_assert(sizeof(ProcessInformation) == 24);
 // the host can execute, or a finished program image, which runs under the runner
 // of this process (kErrorFileNotFound if the process has none) and sees the
 // line unchanged. "cmd /c TEXT" runs TEXT by /bin/sh.
-TARNAPI Status CreateProcessA(const char* application, char* command_line,
-                              const SecurityAttributes* process_security,
-                              const SecurityAttributes* thread_security, Status inherit_handles,
-                              std::uint32_t flags, void* environment, const char* directory,
-                              const StartupInfo* startup, ProcessInformation* information);
+TARNAPI Bool CreateProcessA(const char* application, char* command_line,
+                            const SecurityAttributes* process_security,
+                            const SecurityAttributes* thread_security, Bool inherit_handles,
+                            std::uint32_t flags, void* environment, const char* directory,
+                            const StartupInfo* startup, ProcessInformation* information);
 // 259 while it runs. On the host a program image's exit code comes whole, also
 // by a shell that ran nothing else; of other programs come the low 8 bits, and
 // 128 plus the number of a signal that ended the child. Denied for a process that
 // was opened by its id.
-TARNAPI Status GetExitCodeProcess(Handle process, std::uint32_t* code);
+TARNAPI Bool GetExitCodeProcess(Handle process, std::uint32_t* code);
 // Waits for one of up to 64 processes: kWaitObject plus its place, kWaitTimeout or
 // kWaitFailed. `all` is 0.
 inline constexpr std::uint32_t kMostWaits = 64;
-TARNAPI std::uint32_t WaitForMultipleObjects(std::uint32_t count, const Handle* handles, Status all,
+TARNAPI std::uint32_t WaitForMultipleObjects(std::uint32_t count, const Handle* handles, Bool all,
                                              std::uint32_t milliseconds);
 inline constexpr std::uint32_t kProcessTerminate = 1;
 inline constexpr std::uint32_t kProcessWait = 0x100000;
-TARNAPI Handle OpenProcess(std::uint32_t access, Status inherit, std::uint32_t id);
-TARNAPI Status TerminateProcess(Handle process, std::uint32_t code);
+TARNAPI Handle OpenProcess(std::uint32_t access, Bool inherit, std::uint32_t id);
+TARNAPI Bool TerminateProcess(Handle process, std::uint32_t code);
 
 struct ProcessEntry {
   std::uint32_t length;  // set to 304 by the caller
@@ -445,8 +446,8 @@ struct ProcessEntry {
 static_assert(sizeof(ProcessEntry) == 304);
 // On the host of processes alone, and without those that have ended.
 TARNAPI Handle CreateToolhelp32Snapshot(std::uint32_t flags, std::uint32_t process);
-TARNAPI Status Process32First(Handle snapshot, ProcessEntry* entry);
-TARNAPI Status Process32Next(Handle snapshot, ProcessEntry* entry);
+TARNAPI Bool Process32First(Handle snapshot, ProcessEntry* entry);
+TARNAPI Bool Process32Next(Handle snapshot, ProcessEntry* entry);
 
 struct LogicalProcessorRecord {
   std::uint64_t processor_mask;
@@ -459,8 +460,7 @@ static_assert(sizeof(LogicalProcessorRecord) == 32);
 // `length`: the room in bytes, then what was filled; where the room is too
 // small, what is needed (false, kErrorInsufficientBuffer, nothing filled). The
 // host has records of cores alone, of the processors that the process may use.
-TARNAPI Status GetLogicalProcessorInformation(LogicalProcessorRecord* records,
-                                              std::uint32_t* length);
+TARNAPI Bool GetLogicalProcessorInformation(LogicalProcessorRecord* records, std::uint32_t* length);
 
 // ---- Registry -------------------------------------------------------------
 inline constexpr std::uint64_t kCurrentUserKey = 0x80000001;
@@ -479,28 +479,25 @@ struct SystemTime {
   std::uint16_t year, month, day_of_week, day, hour, minute, second, milliseconds;
 };
 TARNAPI void GetSystemTimeAsFileTime(FileTime* time);
-TARNAPI Status FileTimeToSystemTime(const FileTime* time, SystemTime* broken);
+TARNAPI Bool FileTimeToSystemTime(const FileTime* time, SystemTime* broken);
 // Universal to local time by the rules in force at that date; `zone` null.
-TARNAPI Status SystemTimeToTzSpecificLocalTime(const void* zone, const SystemTime* universal,
-                                               SystemTime* local);
+TARNAPI Bool SystemTimeToTzSpecificLocalTime(const void* zone, const SystemTime* universal,
+                                             SystemTime* local);
 TARNAPI void GetLocalTime(SystemTime* time);
 // By the difference in force now, whatever the date of the time given.
-TARNAPI Status FileTimeToLocalFileTime(const FileTime* time, FileTime* local);
+TARNAPI Bool FileTimeToLocalFileTime(const FileTime* time, FileTime* local);
 // Packed dates of 1980 to 2107, seconds in twos; false outside that range, and
 // for words that are no date. A system may give something else there: callers
 // test both before they ask.
-TARNAPI Status FileTimeToDosDateTime(const FileTime* time, std::uint16_t* dos_date,
-                                     std::uint16_t* dos_time);
-TARNAPI Status DosDateTimeToFileTime(std::uint16_t dos_date, std::uint16_t dos_time,
-                                     FileTime* time);
+TARNAPI Bool FileTimeToDosDateTime(const FileTime* time, std::uint16_t* dos_date,
+                                   std::uint16_t* dos_time);
+TARNAPI Bool DosDateTimeToFileTime(std::uint16_t dos_date, std::uint16_t dos_time, FileTime* time);
 // Null leaves that stamp alone.
-TARNAPI Status SetFileTime(Handle file, const FileTime* created, const FileTime* accessed,
-                           const FileTime* written);
+TARNAPI Bool SetFileTime(Handle file, const FileTime* created, const FileTime* accessed,
+                         const FileTime* written);
 TARNAPI void Sleep(std::uint32_t milliseconds);
 
 // ---- Exceptions -----------------------------------------------------------
-inline constexpr std::uint32_t kExceptionAccessViolation = 0xC0000005;
-
 struct ExceptionRecord {
   std::uint32_t code, flags;
   ExceptionRecord* next;
@@ -548,7 +545,7 @@ TARNAPI void* AddVectoredExceptionHandler(std::uint32_t first, VectoredHandler h
 TARNAPI Handle GetCurrentThread();
 // Ends the calling thread at once, nothing is unwound. Only the calling thread
 // may be named.
-TARNAPI Status TerminateThread(Handle thread, std::uint32_t code);
+TARNAPI Bool TerminateThread(Handle thread, std::uint32_t code);
 
 // A number that no other living thread has; never 0.
 TARNAPI std::uint32_t GetCurrentThreadId();
@@ -556,7 +553,7 @@ TARNAPI std::uint32_t GetCurrentThreadId();
 // Room that a stack keeps back for the handler of its own overflow, for the
 // calling thread, in bytes. On the host the handlers of the first thread have a
 // stack of their own.
-TARNAPI Status SetThreadStackGuarantee(std::uint32_t* size);
+TARNAPI Bool SetThreadStackGuarantee(std::uint32_t* size);
 
 // After an overflow of the calling thread's stack: the next one is reported again. Does
 // nothing while the thread still runs in the room kept back, nor where overflows
@@ -570,7 +567,7 @@ using ConsoleHandler = std::int32_t(TARNAPI*)(std::uint32_t event);
 // thread of the system's own, the newest first, until one gives non-zero; if
 // none does, the process ends as if it had no handler. On the host the events
 // are SIGINT and SIGQUIT.
-TARNAPI Status SetConsoleCtrlHandler(ConsoleHandler handler, std::int32_t add);
+TARNAPI Bool SetConsoleCtrlHandler(ConsoleHandler handler, std::int32_t add);
 
 // Shows a message and waits for the user; `owner` null, `type` 0. Where there
 // is no desktop it goes to standard error as one line, and nobody waits.
@@ -580,11 +577,11 @@ TARNAPI std::int32_t MessageBoxA(Handle owner, const char* text, const char* cap
 TARNAPI std::int64_t SendMessageA(Handle window, std::uint32_t message, std::uint64_t w,
                                   std::int64_t l);
 TARNAPI Handle GetFocus();
-TARNAPI Status IsWindowEnabled(Handle window);
+TARNAPI Bool IsWindowEnabled(Handle window);
 struct Point {
   std::int32_t x, y;
 };
-TARNAPI Status GetCursorPos(Point* point);
+TARNAPI Bool GetCursorPos(Point* point);
 TARNAPI Handle WindowFromPoint(Point point);
 
 // ---- Debug help -------------------------------------------------------------
@@ -616,19 +613,19 @@ inline constexpr std::uint32_t kMachineAmd64 = 0x8664;
 using FunctionTableAccess = void*(TARNAPI*)(Handle process, std::uint64_t address);
 using ModuleBaseAccess = std::uint64_t(TARNAPI*)(Handle process, std::uint64_t address);
 
-TARNAPI Status SymInitialize(Handle process, const char* search_path, Status invade);
+TARNAPI Bool SymInitialize(Handle process, const char* search_path, Bool invade);
 // One step. With a zeroed record whose pc, frame and stack are set, the first
 // step describes that very frame; each further one with the same record
 // describes the caller's, and the context holds the caller's registers. False
 // at the end of the stack. Never faults on a damaged stack.
-TARNAPI Status StackWalk64(std::uint32_t machine, Handle process, Handle thread,
-                           StackFrame64* frame, AMD_CONTEXT* context, void* read_memory,
-                           FunctionTableAccess function_table, ModuleBaseAccess module_base,
-                           void* translate);
+TARNAPI Bool StackWalk64(std::uint32_t machine, Handle process, Handle thread, StackFrame64* frame,
+                         AMD_CONTEXT* context, void* read_memory,
+                         FunctionTableAccess function_table, ModuleBaseAccess module_base,
+                         void* translate);
 // The closest symbol at or before `address` in its module, and how far behind
 // it `address` lies. False if the module has none.
-TARNAPI Status SymGetSymFromAddr64(Handle process, std::uint64_t address,
-                                   std::uint64_t* displacement, Symbol64* symbol);
+TARNAPI Bool SymGetSymFromAddr64(Handle process, std::uint64_t address, std::uint64_t* displacement,
+                                 Symbol64* symbol);
 // Base of the module that holds `address`, or 0.
 TARNAPI std::uint64_t SymGetModuleBase64(Handle process, std::uint64_t address);
 // Unwind entry of the routine at `address`, or null; the host's entries have a

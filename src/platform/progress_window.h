@@ -43,6 +43,6 @@ TARNAPI void CloseProgressWindow(Handle window);
 
 // Text from the OEM to the ANSI code page of the system, byte for byte; `ansi`
 // may be `oem`. On the host they are one.
-TARNAPI Status OemToCharA(const char* oem, char* ansi);
+TARNAPI Bool OemToCharA(const char* oem, char* ansi);
 
 }  // namespace tarn::platform

@@ -20,9 +20,9 @@ struct DialogWindow;
 struct WindowLook {
   const char* title;
   const char* font;  // face name; null: the font of the system's own dialogs
-  Status has_colour;
+  Bool has_colour;
   std::uint32_t colour;  // of the background
-  Status topmost;
+  Bool topmost;
   char icon;     // '#' error, '!' warning, 0 none
   Handle owner;  // stays behind the window and is disabled; null: the innermost open dialog
 };
@@ -86,15 +86,15 @@ struct WindowServices {
   // The control's handle; null on failure or beyond kWindowButtons.
   Handle(TARNAPI* add_control)(DialogWindow* window, const WindowControl* control);
   // False beyond kWindowKeys.
-  Status(TARNAPI* add_key)(DialogWindow* window, const WindowKey* key);
+  Bool(TARNAPI* add_key)(DialogWindow* window, const WindowKey* key);
   // In the middle of its screen, with `width` by `height` for its controls.
   void(TARNAPI* show)(DialogWindow* window, std::int32_t width, std::int32_t height);
   // Waits. Between two calls the window draws itself, but takes no orders.
   WindowEvent(TARNAPI* next_event)(DialogWindow* window);
   // To the clipboard: what the user selected in a box; false if nothing. What
   // was selected before the first wait is not the user's.
-  Status(TARNAPI* copy_selection)(DialogWindow* window);
-  Status(TARNAPI* copy_text)(DialogWindow* window, const char* text, std::uint64_t length);
+  Bool(TARNAPI* copy_selection)(DialogWindow* window);
+  Bool(TARNAPI* copy_text)(DialogWindow* window, const char* text, std::uint64_t length);
   void(TARNAPI* close)(DialogWindow* window);
   // Takes all dialog windows off the screen. Each is still closed by its user.
   void(TARNAPI* close_all)();

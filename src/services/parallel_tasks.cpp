@@ -446,7 +446,7 @@ void KillSlaves(const char* name) {
   if (snapshot == platform::invalid_handle()) return;
   platform::ProcessEntry entry;
   entry.length = sizeof entry;
-  for (platform::Status more = platform::Process32First(snapshot, &entry); more;
+  for (platform::Bool more = platform::Process32First(snapshot, &entry); more;
        more = platform::Process32Next(snapshot, &entry)) {
     if (strcmpl(entry.file_name, name) != 0) continue;
     if (entry.process_id == platform::GetCurrentProcessId()) continue;

@@ -169,7 +169,7 @@ class ParallelRuns : public ::testing::Test {
     platform::ProcessEntry entry;
     entry.length = sizeof entry;
     int count = 0;
-    for (platform::Status more = platform::Process32First(snapshot, &entry); more;
+    for (platform::Bool more = platform::Process32First(snapshot, &entry); more;
          more = platform::Process32Next(snapshot, &entry)) {
       count += name_ == entry.file_name;
     }

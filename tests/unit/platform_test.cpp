@@ -175,7 +175,7 @@ TEST_F(Platform, PathsAndFoldersFollowTheRules) {
   EXPECT_EQ(GetFileAttributesA("folder\\file") & (kAttributeDirectory | kAttributeReadOnly), 0u);
   const struct {
     const char* name;
-    Status done;
+    Bool done;
     std::uint32_t error, expected;
   } cases[] = {
       {"make what is there", CreateDirectoryA("folder", nullptr), GetLastError(),

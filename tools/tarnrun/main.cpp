@@ -8,8 +8,7 @@
 #include "platform/platform.h"
 #include "platform/posix/base/base.h"
 #include "platform/posix/loader/loader.h"
-#include "platform/posix/processes/command_line.h"
-#include "platform/posix/processes/program_start.h"
+#include "platform/posix/processes/processes.h"
 
 namespace {
 
@@ -43,43 +42,41 @@ constexpr platform::NativeLibrary kLibraries[] = {
 };
 
 int usage_error(const char* text, const char* argument) {
-  platform::Refusal line;  // whose control bytes are made harmless
+  platform::LoadError line;  // whose control bytes are made harmless
   platform::refuse(&line, "%s%s", text, argument);
   fprintf(stderr, "tarnrun: %s (try --help)\n", line.text);
   return kWrongUsage;
 }
 
-int refused(const char* program, const platform::Refusal& refusal) {
-  platform::Refusal line;  // whose control bytes are made harmless
-  platform::refuse(&line, "%s: %s", program, refusal.text);
+int refused(const char* program, const platform::LoadError& error) {
+  platform::LoadError line;  // whose control bytes are made harmless
+  platform::refuse(&line, "%s: %s", program, error.text);
   fprintf(stderr, "tarnrun: %s\n", line.text);
-  return refusal.not_found ? kNotFound : kRefused;
+  return error.not_found ? kNotFound : kRefused;
 }
 
-bool has_drive(const char* path) { return path[0] != '\0' && path[1] == ':'; }
-
 // A program may be named without its extension, as on Windows.
-bool load(const char* file, platform::Refusal* refusal) {
-  if (platform::load_program(file, refusal)) return true;
+bool load(const char* file, platform::LoadError* error) {
+  if (platform::load_program(file, error)) return true;
   char with_extension[platform::kPathSize];
   const int length = snprintf(with_extension, sizeof with_extension, "%s.exe", file);
-  const bool is_image = !refusal->not_found && !refusal->is_folder;
+  const bool is_image = !error->not_found && !error->is_folder;
   if (is_image || length >= static_cast<int>(sizeof with_extension)) return false;
-  platform::Refusal reason;
+  platform::LoadError reason;
   if (platform::load_program(with_extension, &reason)) return true;
-  if (!reason.not_found) *refusal = reason;
+  if (!reason.not_found) *error = reason;
   return false;
 }
 
 // Comes back only if the program is refused. Without a command line it is made
 // of the arguments.
 int run(char* program, char* command_line, int count, char** arguments) {
-  platform::Refusal refusal;
+  platform::LoadError error;
   char host_path[platform::kPathSize];
   const char* file = program;
-  if (has_drive(program) && platform::to_host_path(program, host_path)) file = host_path;
+  if (platform::has_drive(program) && platform::to_host_path(program, host_path)) file = host_path;
   platform::offer_native_libraries(kLibraries, sizeof kLibraries / sizeof kLibraries[0]);
-  if (!load(file, &refusal)) return refused(program, refusal);
+  if (!load(file, &error)) return refused(program, error);
 
   char path[platform::kPathSize + 2];
   platform::GetModuleFileNameA(nullptr, path, sizeof path);
@@ -87,11 +84,11 @@ int run(char* program, char* command_line, int count, char** arguments) {
   if (command_line) {
     platform::set_command_line(command_line);
     tarn::watch_start_up(false);
-    platform::run_program(&refusal);
+    platform::run_program(&error);
   } else {
-    platform::refuse(&refusal, "there is not enough memory for its arguments");
+    platform::refuse(&error, "there is not enough memory for its arguments");
   }
-  return refused(program, refusal);
+  return refused(program, error);
 }
 
 }  // namespace

@@ -13,11 +13,11 @@ COORD native(Coord c) { return {c.x, c.y}; }
 
 }  // namespace
 
-Status GetConsoleScreenBufferInfo(Handle screen, ScreenBufferInfo* info) {
+Bool GetConsoleScreenBufferInfo(Handle screen, ScreenBufferInfo* info) {
   return ::GetConsoleScreenBufferInfo(screen, reinterpret_cast<CONSOLE_SCREEN_BUFFER_INFO*>(info));
 }
 
-Status GetConsoleWindowSize(Handle screen, Coord* size) {
+Bool GetConsoleWindowSize(Handle screen, Coord* size) {
   CONSOLE_SCREEN_BUFFER_INFO info;
   if (!::GetConsoleScreenBufferInfo(screen, &info)) return 0;
   *size = {static_cast<std::int16_t>(info.srWindow.Right - info.srWindow.Left + 1),
@@ -25,41 +25,40 @@ Status GetConsoleWindowSize(Handle screen, Coord* size) {
   return 1;
 }
 
-void HoldConsoleOutput(Status) {}
+void HoldConsoleOutput(Bool) {}
 
-Status GetConsoleCursorInfo(Handle screen, ConsoleCursorInfo* info) {
+Bool GetConsoleCursorInfo(Handle screen, ConsoleCursorInfo* info) {
   return ::GetConsoleCursorInfo(screen, reinterpret_cast<CONSOLE_CURSOR_INFO*>(info));
 }
 
-Status SetConsoleCursorInfo(Handle screen, const ConsoleCursorInfo* info) {
+Bool SetConsoleCursorInfo(Handle screen, const ConsoleCursorInfo* info) {
   return ::SetConsoleCursorInfo(screen, reinterpret_cast<const CONSOLE_CURSOR_INFO*>(info));
 }
 
-Status SetConsoleCursorPosition(Handle screen, Coord place) {
+Bool SetConsoleCursorPosition(Handle screen, Coord place) {
   return ::SetConsoleCursorPosition(screen, native(place));
 }
 
-Status ReadConsoleOutputA(Handle screen, CharInfo* cells, Coord size, Coord from,
-                          SmallRect* region) {
+Bool ReadConsoleOutputA(Handle screen, CharInfo* cells, Coord size, Coord from, SmallRect* region) {
   return ::ReadConsoleOutputA(screen, reinterpret_cast<CHAR_INFO*>(cells), native(size),
                               native(from), reinterpret_cast<SMALL_RECT*>(region));
 }
 
-Status WriteConsoleOutputA(Handle screen, const CharInfo* cells, Coord size, Coord from,
-                           SmallRect* region) {
+Bool WriteConsoleOutputA(Handle screen, const CharInfo* cells, Coord size, Coord from,
+                         SmallRect* region) {
   return ::WriteConsoleOutputA(screen, reinterpret_cast<const CHAR_INFO*>(cells), native(size),
                                native(from), reinterpret_cast<SMALL_RECT*>(region));
 }
 
-Status WriteConsoleA(Handle screen, const void* text, std::uint32_t length, std::uint32_t* written,
-                     void* reserved) {
+Bool WriteConsoleA(Handle screen, const void* text, std::uint32_t length, std::uint32_t* written,
+                   void* reserved) {
   return ::WriteConsoleA(screen, text, length, reinterpret_cast<DWORD*>(written), reserved);
 }
 
-Status ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
-                         std::uint32_t* count) {
-  const Status done = ::ReadConsoleInputA(input, reinterpret_cast<INPUT_RECORD*>(records), room,
-                                          reinterpret_cast<DWORD*>(count));
+Bool ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
+                       std::uint32_t* count) {
+  const Bool done = ::ReadConsoleInputA(input, reinterpret_cast<INPUT_RECORD*>(records), room,
+                                        reinterpret_cast<DWORD*>(count));
   // Wine's console on a terminal leaves out the escape key's character.
   for (std::uint32_t i = 0; done && i < *count; ++i) {
     InputRecord& record = records[i];
@@ -105,7 +104,7 @@ std::uint32_t GetConsoleTitleA(char* title, std::uint32_t size) {
   return ::GetConsoleTitleA(title, size);
 }
 
-Status SetConsoleTitleA(const char* title) { return ::SetConsoleTitleA(title); }
+Bool SetConsoleTitleA(const char* title) { return ::SetConsoleTitleA(title); }
 
 // The window library is loaded only when it is asked for something.
 std::int32_t GetSystemMetrics(std::int32_t metric) {

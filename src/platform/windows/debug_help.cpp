@@ -13,14 +13,14 @@ constexpr char kDebugHelp[] = "DBGHELP.DLL";
 
 }  // namespace
 
-Status SymInitialize(Handle process, const char* search_path, Status invade) {
+Bool SymInitialize(Handle process, const char* search_path, Bool invade) {
   const auto service = late_service<decltype(&::SymInitialize)>(kDebugHelp, "SymInitialize");
   return service && service(process, search_path, invade);
 }
 
-Status StackWalk64(std::uint32_t machine, Handle process, Handle thread, StackFrame64* frame,
-                   AMD_CONTEXT* context, void* read_memory, FunctionTableAccess function_table,
-                   ModuleBaseAccess module_base, void* translate) {
+Bool StackWalk64(std::uint32_t machine, Handle process, Handle thread, StackFrame64* frame,
+                 AMD_CONTEXT* context, void* read_memory, FunctionTableAccess function_table,
+                 ModuleBaseAccess module_base, void* translate) {
   const auto service = late_service<decltype(&::StackWalk64)>(kDebugHelp, "StackWalk64");
   return service && service(machine, process, thread, reinterpret_cast<STACKFRAME64*>(frame),
                             context, reinterpret_cast<PREAD_PROCESS_MEMORY_ROUTINE64>(read_memory),
@@ -29,8 +29,8 @@ Status StackWalk64(std::uint32_t machine, Handle process, Handle thread, StackFr
                             reinterpret_cast<PTRANSLATE_ADDRESS_ROUTINE64>(translate));
 }
 
-Status SymGetSymFromAddr64(Handle process, std::uint64_t address, std::uint64_t* displacement,
-                           Symbol64* symbol) {
+Bool SymGetSymFromAddr64(Handle process, std::uint64_t address, std::uint64_t* displacement,
+                         Symbol64* symbol) {
   const auto service =
       late_service<decltype(&::SymGetSymFromAddr64)>(kDebugHelp, "SymGetSymFromAddr64");
   return service && service(process, address, reinterpret_cast<DWORD64*>(displacement),

@@ -368,7 +368,7 @@ TARNAPI Handle add_control(DialogWindow* dialog, const WindowControl* control) {
   return handle;
 }
 
-TARNAPI Status add_key(DialogWindow* dialog, const WindowKey* key) {
+TARNAPI Bool add_key(DialogWindow* dialog, const WindowKey* key) {
   if (dialog->key_count == kWindowKeys) return 0;
   dialog->keys[dialog->key_count++] = *key;
   return 1;
@@ -456,7 +456,7 @@ TARNAPI WindowEvent next_event(DialogWindow* dialog) {
   return dialog->event;
 }
 
-TARNAPI Status copy_selection(DialogWindow* dialog) {
+TARNAPI Bool copy_selection(DialogWindow* dialog) {
   for (std::uint32_t i = 0; i < dialog->box_count; ++i) {
     const Box& box = dialog->boxes[i];
     DWORD start = 0, end = 0;
@@ -469,7 +469,7 @@ TARNAPI Status copy_selection(DialogWindow* dialog) {
 }
 
 // The block belongs to the clipboard once it is taken.
-TARNAPI Status copy_text(DialogWindow* dialog, const char* text, std::uint64_t length) {
+TARNAPI Bool copy_text(DialogWindow* dialog, const char* text, std::uint64_t length) {
   const HGLOBAL block = ::GlobalAlloc(GMEM_MOVEABLE, length + 1);
   auto* copy = block == nullptr ? nullptr : static_cast<char*>(::GlobalLock(block));
   bool taken = false;

@@ -26,8 +26,8 @@ static bool is_readable(const void* source, std::uint64_t size) {
   return true;
 }
 
-Status ReadProcessMemory(Handle process, const void* source, void* destination, std::uint64_t size,
-                         std::uint64_t* copied) {
+Bool ReadProcessMemory(Handle process, const void* source, void* destination, std::uint64_t size,
+                       std::uint64_t* copied) {
   const bool own = process == ::GetCurrentProcess();  // the handle with all bits set
   if (own && !is_readable(source, size)) {
     if (copied) *copied = 0;

@@ -10,10 +10,10 @@ Handle CreateFileA(const char* path, std::uint32_t access, std::uint32_t share, 
                        attributes, template_file);
 }
 
-Status CloseHandle(Handle handle) { return ::CloseHandle(handle); }
+Bool CloseHandle(Handle handle) { return ::CloseHandle(handle); }
 
-Status ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* delivered,
-                void* overlapped) {
+Bool ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* delivered,
+              void* overlapped) {
   if (!::ReadFile(file, buffer, size, reinterpret_cast<DWORD*>(delivered),
                   static_cast<OVERLAPPED*>(overlapped))) {
     return 0;
@@ -27,34 +27,34 @@ Status ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* de
   return 1;
 }
 
-Status WriteFile(Handle file, const void* buffer, std::uint32_t size, std::uint32_t* written,
-                 void* overlapped) {
+Bool WriteFile(Handle file, const void* buffer, std::uint32_t size, std::uint32_t* written,
+               void* overlapped) {
   return ::WriteFile(file, buffer, size, reinterpret_cast<DWORD*>(written),
                      static_cast<OVERLAPPED*>(overlapped));
 }
 
-Status SetFilePointerEx(Handle file, std::int64_t distance, std::int64_t* position,
-                        std::uint32_t origin) {
+Bool SetFilePointerEx(Handle file, std::int64_t distance, std::int64_t* position,
+                      std::uint32_t origin) {
   LARGE_INTEGER by;
   by.QuadPart = distance;
   return ::SetFilePointerEx(file, by, reinterpret_cast<LARGE_INTEGER*>(position), origin);
 }
 
-Status GetFileSizeEx(Handle file, std::int64_t* size) {
+Bool GetFileSizeEx(Handle file, std::int64_t* size) {
   return ::GetFileSizeEx(file, reinterpret_cast<LARGE_INTEGER*>(size));
 }
 
-Status FlushFileBuffers(Handle file) { return ::FlushFileBuffers(file); }
+Bool FlushFileBuffers(Handle file) { return ::FlushFileBuffers(file); }
 
 std::uint32_t GetFileAttributesA(const char* path) { return ::GetFileAttributesA(path); }
 
-Status DeleteFileA(const char* path) { return ::DeleteFileA(path); }
+Bool DeleteFileA(const char* path) { return ::DeleteFileA(path); }
 
-Status CreateDirectoryA(const char* path, void* security) {
+Bool CreateDirectoryA(const char* path, void* security) {
   return ::CreateDirectoryA(path, static_cast<SECURITY_ATTRIBUTES*>(security));
 }
 
-Status SetCurrentDirectoryA(const char* path) { return ::SetCurrentDirectoryA(path); }
+Bool SetCurrentDirectoryA(const char* path) { return ::SetCurrentDirectoryA(path); }
 
 std::uint32_t GetCurrentDirectoryA(std::uint32_t size, char* buffer) {
   return ::GetCurrentDirectoryA(size, buffer);
@@ -68,16 +68,16 @@ Handle FindFirstFileA(const char* pattern, FindData* data) {
   return ::FindFirstFileA(pattern, reinterpret_cast<WIN32_FIND_DATAA*>(data));
 }
 
-Status FindNextFileA(Handle find, FindData* data) {
+Bool FindNextFileA(Handle find, FindData* data) {
   return ::FindNextFileA(find, reinterpret_cast<WIN32_FIND_DATAA*>(data));
 }
 
-Status FindClose(Handle find) { return ::FindClose(find); }
+Bool FindClose(Handle find) { return ::FindClose(find); }
 
-Status GetConsoleMode(Handle handle, std::uint32_t* mode) {
+Bool GetConsoleMode(Handle handle, std::uint32_t* mode) {
   return ::GetConsoleMode(handle, reinterpret_cast<DWORD*>(mode));
 }
 
-Status SetConsoleMode(Handle handle, std::uint32_t mode) { return ::SetConsoleMode(handle, mode); }
+Bool SetConsoleMode(Handle handle, std::uint32_t mode) { return ::SetConsoleMode(handle, mode); }
 
 }  // namespace tarn::platform

@@ -36,19 +36,19 @@ void* VirtualAlloc(void* address, std::uint64_t size, std::uint32_t type,
   return ::VirtualAlloc(address, size, type, protection);
 }
 
-Status VirtualFree(void* address, std::uint64_t size, std::uint32_t type) {
+Bool VirtualFree(void* address, std::uint64_t size, std::uint32_t type) {
   return ::VirtualFree(address, size, type);
 }
 
-Status VirtualProtect(void* address, std::uint64_t size, std::uint32_t protection,
-                      std::uint32_t* old_protection) {
+Bool VirtualProtect(void* address, std::uint64_t size, std::uint32_t protection,
+                    std::uint32_t* old_protection) {
   DWORD old = 0;
-  const Status done = ::VirtualProtect(address, size, protection, &old);
+  const Bool done = ::VirtualProtect(address, size, protection, &old);
   *old_protection = old;
   return done;
 }
 
-Status GlobalMemoryStatusEx(MemoryStatus* status) {
+Bool GlobalMemoryStatusEx(MemoryStatus* status) {
   return ::GlobalMemoryStatusEx(reinterpret_cast<MEMORYSTATUSEX*>(status));
 }
 

@@ -33,15 +33,13 @@ void set_stack_guard(std::uint64_t reserve) {
 
 Handle GetCurrentThread() { return ::GetCurrentThread(); }
 
-Status TerminateThread(Handle thread, std::uint32_t code) {
-  return ::TerminateThread(thread, code);
-}
+Bool TerminateThread(Handle thread, std::uint32_t code) { return ::TerminateThread(thread, code); }
 
 // A system that commits a stack whole has its guard page at the very end, where
 // it leaves no room. There a guard page further up, at the end of the reserve,
 // raises the overflow in time; where the stack grows page by page it cannot be
 // set, and is not needed.
-Status SetThreadStackGuarantee(std::uint32_t* size) {
+Bool SetThreadStackGuarantee(std::uint32_t* size) {
   const std::uint32_t reserve = *size;
   if (!::SetThreadStackGuarantee(reinterpret_cast<ULONG*>(size))) return 0;
   set_stack_guard(reserve);
@@ -58,7 +56,7 @@ void RestoreStackGuard() {
 
 std::uint32_t GetCurrentThreadId() { return ::GetCurrentThreadId(); }
 
-Status SetConsoleCtrlHandler(ConsoleHandler handler, std::int32_t add) {
+Bool SetConsoleCtrlHandler(ConsoleHandler handler, std::int32_t add) {
   return ::SetConsoleCtrlHandler(reinterpret_cast<PHANDLER_ROUTINE>(handler), add);
 }
 
@@ -84,13 +82,13 @@ Handle GetFocus() {
   return service ? service() : nullptr;
 }
 
-Status IsWindowEnabled(Handle window) {
+Bool IsWindowEnabled(Handle window) {
   const auto service =
       late_service<decltype(&::IsWindowEnabled)>(kWindowLibrary, "IsWindowEnabled");
   return service ? service(static_cast<HWND>(window)) : 0;
 }
 
-Status GetCursorPos(Point* point) {
+Bool GetCursorPos(Point* point) {
   const auto service = late_service<decltype(&::GetCursorPos)>(kWindowLibrary, "GetCursorPos");
   return service && service(reinterpret_cast<POINT*>(point));
 }

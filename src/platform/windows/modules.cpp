@@ -7,19 +7,19 @@ namespace tarn::platform {
 
 Module GetModuleHandleA(const char* name) { return ::GetModuleHandleA(name); }
 
-Status GetModuleHandleExW(std::uint32_t flags, const void* name, Module* module) {
+Bool GetModuleHandleExW(std::uint32_t flags, const void* name, Module* module) {
   return ::GetModuleHandleExW(flags, static_cast<const wchar_t*>(name),
                               reinterpret_cast<HMODULE*>(module));
 }
 
-Status GetModuleHandleExA(std::uint32_t flags, const void* name, Module* module) {
+Bool GetModuleHandleExA(std::uint32_t flags, const void* name, Module* module) {
   return ::GetModuleHandleExA(flags, static_cast<const char*>(name),
                               reinterpret_cast<HMODULE*>(module));
 }
 
 Module LoadLibraryA(const char* name) { return ::LoadLibraryA(name); }
 
-Status FreeLibrary(Module module) { return ::FreeLibrary(static_cast<HMODULE>(module)); }
+Bool FreeLibrary(Module module) { return ::FreeLibrary(static_cast<HMODULE>(module)); }
 
 void* GetProcAddress(Module module, const char* name) {
   return reinterpret_cast<void*>(::GetProcAddress(static_cast<HMODULE>(module), name));

@@ -34,11 +34,11 @@ std::uint32_t GetEnvironmentVariableA(const char* name, char* buffer, std::uint3
   return ::GetEnvironmentVariableA(name, buffer, size);
 }
 
-Status SetEnvironmentVariableA(const char* name, const char* value) {
+Bool SetEnvironmentVariableA(const char* name, const char* value) {
   return ::SetEnvironmentVariableA(name, value);
 }
 
-Status GetVersionExA(VersionInfo* info) {
+Bool GetVersionExA(VersionInfo* info) {
   return ::GetVersionExA(reinterpret_cast<OSVERSIONINFOA*>(info));
 }
 

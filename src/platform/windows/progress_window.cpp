@@ -181,7 +181,7 @@ void CloseProgressWindow(Handle window) {
 }
 
 // The window library may be missing: the text then stays as it is.
-Status OemToCharA(const char* oem, char* ansi) {
+Bool OemToCharA(const char* oem, char* ansi) {
   const auto convert = late_service<decltype(&::OemToCharA)>("USER32.DLL", "OemToCharA");
   if (convert != nullptr) return convert(oem, ansi);
   if (ansi != oem) ::lstrcpyA(ansi, oem);

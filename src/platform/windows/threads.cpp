@@ -13,16 +13,16 @@ Handle CreateThread(const SecurityAttributes* security, std::uint64_t stack_size
 
 std::uint32_t ResumeThread(Handle thread) { return ::ResumeThread(thread); }
 
-Status SetThreadPriority(Handle thread, std::int32_t priority) {
+Bool SetThreadPriority(Handle thread, std::int32_t priority) {
   return ::SetThreadPriority(thread, priority);
 }
 
-Handle CreateEventA(const SecurityAttributes* security, Status manual_reset, Status signalled,
+Handle CreateEventA(const SecurityAttributes* security, Bool manual_reset, Bool signalled,
                     const char* name) {
   return ::CreateEventA(native(security), manual_reset, signalled, name);
 }
 
-Status SetEvent(Handle event) { return ::SetEvent(event); }
+Bool SetEvent(Handle event) { return ::SetEvent(event); }
 
 std::uint32_t WaitForSingleObject(Handle object, std::uint32_t milliseconds) {
   return ::WaitForSingleObject(object, milliseconds);

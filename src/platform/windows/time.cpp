@@ -9,13 +9,13 @@ void GetSystemTimeAsFileTime(FileTime* time) {
   ::GetSystemTimeAsFileTime(reinterpret_cast<FILETIME*>(time));
 }
 
-Status FileTimeToSystemTime(const FileTime* time, SystemTime* broken) {
+Bool FileTimeToSystemTime(const FileTime* time, SystemTime* broken) {
   return ::FileTimeToSystemTime(reinterpret_cast<const FILETIME*>(time),
                                 reinterpret_cast<SYSTEMTIME*>(broken));
 }
 
-Status SystemTimeToTzSpecificLocalTime(const void* zone, const SystemTime* universal,
-                                       SystemTime* local) {
+Bool SystemTimeToTzSpecificLocalTime(const void* zone, const SystemTime* universal,
+                                     SystemTime* local) {
   return ::SystemTimeToTzSpecificLocalTime(static_cast<const TIME_ZONE_INFORMATION*>(zone),
                                            reinterpret_cast<const SYSTEMTIME*>(universal),
                                            reinterpret_cast<SYSTEMTIME*>(local));
@@ -23,22 +23,21 @@ Status SystemTimeToTzSpecificLocalTime(const void* zone, const SystemTime* unive
 
 void GetLocalTime(SystemTime* time) { ::GetLocalTime(reinterpret_cast<SYSTEMTIME*>(time)); }
 
-Status FileTimeToLocalFileTime(const FileTime* time, FileTime* local) {
+Bool FileTimeToLocalFileTime(const FileTime* time, FileTime* local) {
   return ::FileTimeToLocalFileTime(reinterpret_cast<const FILETIME*>(time),
                                    reinterpret_cast<FILETIME*>(local));
 }
 
-Status FileTimeToDosDateTime(const FileTime* time, std::uint16_t* dos_date,
-                             std::uint16_t* dos_time) {
+Bool FileTimeToDosDateTime(const FileTime* time, std::uint16_t* dos_date, std::uint16_t* dos_time) {
   return ::FileTimeToDosDateTime(reinterpret_cast<const FILETIME*>(time), dos_date, dos_time);
 }
 
-Status DosDateTimeToFileTime(std::uint16_t dos_date, std::uint16_t dos_time, FileTime* time) {
+Bool DosDateTimeToFileTime(std::uint16_t dos_date, std::uint16_t dos_time, FileTime* time) {
   return ::DosDateTimeToFileTime(dos_date, dos_time, reinterpret_cast<FILETIME*>(time));
 }
 
-Status SetFileTime(Handle file, const FileTime* created, const FileTime* accessed,
-                   const FileTime* written) {
+Bool SetFileTime(Handle file, const FileTime* created, const FileTime* accessed,
+                 const FileTime* written) {
   return ::SetFileTime(file, reinterpret_cast<const FILETIME*>(created),
                        reinterpret_cast<const FILETIME*>(accessed),
                        reinterpret_cast<const FILETIME*>(written));

@@ -13,7 +13,7 @@
 
 #include "platform/platform.h"
 #include "platform/posix/loader/loader.h"
-#include "platform/posix/processes/command_line.h"
+#include "platform/posix/processes/processes.h"
 #include "tests/support/finished_image.h"
 #include "tests/support/raised.h"
 
@@ -22,7 +22,7 @@ namespace {
 namespace pe = tarn::pe;
 namespace platform = tarn::platform;
 using platform::Image;
-using platform::Refusal;
+using platform::LoadError;
 using tarn::test::FinishedImage;
 
 TARNAPI std::int32_t answer() { return 7; }
@@ -31,9 +31,9 @@ TARNAPI std::int32_t other() { return 8; }
 // What "known" has; any other library is missing.
 constexpr char kKnown[] = "KNOWN.DLL";
 
-const void* open_known(void*, const char* library, Refusal* refusal) {
+const void* open_known(void*, const char* library, LoadError* error) {
   if (std::strcmp(library, kKnown) == 0) return kKnown;
-  platform::refuse(refusal, "needs %s", library);
+  platform::refuse(error, "needs %s", library);
   return nullptr;
 }
 
@@ -52,21 +52,20 @@ constexpr platform::ImportSource kSource{nullptr, &open_known, &find_known};
 // All that is done to a file before it runs; the image stays mapped if it is
 // good. "" or why it is refused.
 std::string load(const FinishedImage::Bytes& bytes, Image* image) {
-  Refusal refusal{};
+  LoadError error{};
   // A copy without room behind it, so that the sanitizer sees a wild read.
   const FinishedImage::Bytes exact(bytes.begin(), bytes.end());
   const platform::FileBytes file{exact.data(), exact.size()};
   image->base = nullptr;
-  if (platform::check_image(file, image, &refusal) && platform::map_image(file, image, &refusal) &&
-      platform::bind_imports(*image, kSource, &refusal) &&
-      platform::protect_image(*image, &refusal)) {
+  if (platform::check_image(file, image, &error) && platform::map_image(file, image, &error) &&
+      platform::bind_imports(*image, kSource, &error) && platform::protect_image(*image, &error)) {
     return "";
   }
   platform::unmap_image(image);
-  return *refusal.text ? refusal.text : "(no text)";
+  return *error.text ? error.text : "(no text)";
 }
 
-std::string refusal_of(const FinishedImage::Bytes& bytes) {
+std::string error_of(const FinishedImage::Bytes& bytes) {
   Image image;
   std::string text = load(bytes, &image);
   if (text.empty()) platform::find_image_export(image, "first");
@@ -179,8 +178,8 @@ TEST(ImageLoader, SaysWhatIsWrong) {
        "data directory 2 lies outside"},
   };
   for (const auto& [file, wanted] : cases) {
-    EXPECT_NE(refusal_of(file).find(wanted), std::string::npos)
-        << "wanted: " << wanted << "\ngot: " << refusal_of(file);
+    EXPECT_NE(error_of(file).find(wanted), std::string::npos)
+        << "wanted: " << wanted << "\ngot: " << error_of(file);
   }
 }
 
@@ -198,15 +197,15 @@ TEST(ImageLoader, RefusesSectionsThatOverlapOrLieElsewhere) {
         {offsetof(pe::SectionHeader, raw_size), 0xFFFFFFFFu, "the file ends inside section"}}) {
     FinishedImage::Bytes file = good;
     std::memcpy(file.data() + kTable + sizeof(pe::SectionHeader) + field, &value, sizeof value);
-    EXPECT_NE(refusal_of(file).find(wanted), std::string::npos) << refusal_of(file);
+    EXPECT_NE(error_of(file).find(wanted), std::string::npos) << error_of(file);
   }
 }
 
 TEST(ImageLoader, SurvivesEveryTruncation) {
   const FinishedImage::Bytes good = sample(true).file();
-  ASSERT_EQ(refusal_of(good), "");
+  ASSERT_EQ(error_of(good), "");
   for (std::size_t size = 0; size < good.size(); ++size) {
-    EXPECT_NE(refusal_of({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(size)}), "")
+    EXPECT_NE(error_of({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(size)}), "")
         << size;
   }
 }
@@ -221,7 +220,7 @@ TEST(ImageLoader, SurvivesWildFields) {
          {0u, 1u, 0x2FFCu, 0x4FFFu, 0x5000u, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
       FinishedImage::Bytes file = good;
       std::memcpy(file.data() + at, &value, sizeof value);
-      ASSERT_NE(refusal_of(file), "(no text)") << at << " " << value;
+      ASSERT_NE(error_of(file), "(no text)") << at << " " << value;
     }
   }
 }
@@ -237,7 +236,7 @@ TEST(ImageLoader, SurvivesAnImportTableThatOverwritesItself) {
     FinishedImage::Bytes file = good;
     std::memcpy(file.data() + descriptor + offsetof(pe::ImportDescriptor, address_table), &target,
                 sizeof target);
-    EXPECT_NE(refusal_of(file), "(no text)") << target;
+    EXPECT_NE(error_of(file), "(no text)") << target;
   }
 }
 
@@ -396,10 +395,10 @@ TEST_F(Modules, ProgramsRunOnAStackOfTheSizeThatTheyAskFor) {
   write("needy.exe", needy);
   write("library.exe", FinishedImage(true));
   const auto run = [](const char* path) {
-    Refusal refusal{};
-    if (platform::load_program(path, &refusal)) platform::run_program(&refusal);
-    std::fprintf(stderr, "%s\n", refusal.text);
-    _exit(refusal.not_found ? 127 : 126);
+    LoadError error{};
+    if (platform::load_program(path, &error)) platform::run_program(&error);
+    std::fprintf(stderr, "%s\n", error.text);
+    _exit(error.not_found ? 127 : 126);
   };
   EXPECT_EXIT(run("seven.exe"), testing::ExitedWithCode(7), "");
   EXPECT_EXIT(run((folder + "/deep.exe").c_str()), testing::ExitedWithCode(5), "");

@@ -20,7 +20,7 @@
 #include <vector>
 
 #include "platform/platform.h"
-#include "platform/posix/processes/command_line.h"
+#include "platform/posix/processes/processes.h"
 #include "platform/posix/processes/program_start.h"
 #include "tests/support/host_child.h"
 #include "tests/support/scratch_folder.h"
@@ -301,7 +301,7 @@ TEST_F(HostPlatform, TheLimitOnFileSizeFailsTheWrite) {
     const Handle file = open("file", kGenericWrite, 0, kCreateNew);
     std::uint32_t written = 0;
     const char bytes[2000] = {};
-    const Status done = WriteFile(file, bytes, sizeof bytes, &written, nullptr);
+    const Bool done = WriteFile(file, bytes, sizeof bytes, &written, nullptr);
     _exit(done == 0 && GetLastError() == kErrorDiskFull && written == 1000 ? 0 : 1);
   });
   EXPECT_EQ(status, 0);

@@ -16,8 +16,10 @@
 #include "console/console_state.h"
 #include "console/formatted_output.h"
 #include "platform/platform.h"
+#include "platform/posix/base/base.h"
 #include "platform/posix/terminal/key_decoder.h"
 #include "platform/posix/terminal/terminal.h"
+#include "platform/posix/terminal/terminal_mode.h"
 #include "tests/support/terminal.h"
 
 namespace {
@@ -291,7 +293,7 @@ TEST_F(HostConsole, TerminalsWithoutCellsAreNoConsoles) {
     ConsoleCursorInfo look{10, 0};
     CharInfo cell{'x', 0, 7};
     SmallRect region{0, 0, 0, 0};
-    const Status results[] = {
+    const Bool results[] = {
         GetConsoleScreenBufferInfo(screen, &info),
         GetConsoleCursorInfo(screen, &look),
         WriteConsoleOutputA(screen, &cell, {1, 1}, {0, 0}, &region),
@@ -300,7 +302,7 @@ TEST_F(HostConsole, TerminalsWithoutCellsAreNoConsoles) {
         WriteConsoleA(screen, "x", 1, nullptr, nullptr),
         ReadConsoleOutputA(screen, &cell, {1, 1}, {0, 0}, &region),
     };
-    for (const Status result : results) {
+    for (const Bool result : results) {
       EXPECT_EQ(result != 0, c.console) << &result - results;
     }
     if (!c.console) {
@@ -428,7 +430,7 @@ TEST_F(HostConsole, CursorAndTitleAreSetAndPutBack) {
   Seat seat(80, 25);
   const struct {
     ConsoleCursorInfo look;
-    Status result;
+    Bool result;
     int shape;
   } cases[] = {{{25, 0}, 1, 0}, {{100, 0}, 1, 1}, {{10, 1}, 1, 3},  {{25, 1}, 1, 0},
                {{50, 0}, 1, 1}, {{0, 1}, 0, 1},   {{101, 1}, 0, 1}, {{100, 0}, 1, 1}};

@@ -53,7 +53,7 @@ std::uint32_t GetEnvironmentVariableA(const char* name, char* buffer, std::uint3
   return static_cast<std::uint32_t>(length);
 }
 
-Status SetEnvironmentVariableA(const char* name, const char* value) {
+Bool SetEnvironmentVariableA(const char* name, const char* value) {
   if (!usable_name(name)) return fail(kErrorInvalidParameter);
   const EnvironmentLock lock;
   const std::size_t length = strlen(name);

@@ -25,7 +25,7 @@ Handle handle_at(std::uint64_t place) {
   return reinterpret_cast<Handle>((place + 1) * kHandleStep);
 }
 
-OpenObject* object_behind(Handle handle) {
+OpenObject* object_of(Handle handle) {
   const auto value = reinterpret_cast<std::uint64_t>(handle);
   const std::uint64_t place = value / kHandleStep - 1;
   return value % kHandleStep == 0 && place < kMaxHandles ? &objects[place] : nullptr;
@@ -39,24 +39,6 @@ HandleKind kind_of(const OpenObject& object) {
   HandleKind kind;
   __atomic_load(&object.kind, &kind, __ATOMIC_ACQUIRE);
   return kind;
-}
-
-// In the order of HandleKind.
-constexpr KindOperations kOperations[] = {
-    {nullptr, nullptr},                   // kFree
-    {&close_file, nullptr},               // kFile
-    {nullptr, nullptr},                   // kFind
-    {nullptr, nullptr},                   // kKey
-    {&close_event, &wait_for_event},      // kEvent
-    {&close_thread, &wait_for_thread},    // kThread
-    {&close_process, &wait_for_process},  // kProcess
-    {&close_snapshot, nullptr},           // kSnapshot
-};
-
-const KindOperations& operations_of(Handle handle) {
-  const OpenObject* const object = object_behind(handle);
-  const HandleKind kind = object == nullptr ? HandleKind::kFree : kind_of(*object);
-  return kOperations[static_cast<std::uint32_t>(kind)];
 }
 
 }  // namespace
@@ -90,8 +72,13 @@ Handle add_handle(const OpenObject& object) {
   return handle;
 }
 
+HandleKind kind_of_handle(Handle handle) {
+  const OpenObject* const object = object_of(handle);
+  return object == nullptr ? HandleKind::kFree : kind_of(*object);
+}
+
 const OpenObject* find_handle(Handle handle, HandleKind kind) {
-  const OpenObject* const object = object_behind(handle);
+  const OpenObject* const object = object_of(handle);
   if (object != nullptr && kind_of(*object) == kind) return object;
   SetLastError(kErrorInvalidHandle);
   return nullptr;
@@ -99,7 +86,7 @@ const OpenObject* find_handle(Handle handle, HandleKind kind) {
 
 OpenObject remove_handle(Handle handle, HandleKind kind) {
   OpenObject removed{};
-  OpenObject* const object = object_behind(handle);
+  OpenObject* const object = object_of(handle);
   pthread_mutex_lock(&objects_lock);
   if (object != nullptr && kind_of(*object) == kind) {
     removed = *object;
@@ -108,18 +95,6 @@ OpenObject remove_handle(Handle handle, HandleKind kind) {
   pthread_mutex_unlock(&objects_lock);
   if (removed.kind == HandleKind::kFree) SetLastError(kErrorInvalidHandle);
   return removed;
-}
-
-Status CloseHandle(Handle handle) {
-  const auto close = operations_of(handle).close;
-  return close == nullptr ? fail(kErrorInvalidHandle) : close(handle);
-}
-
-std::uint32_t WaitForSingleObject(Handle object, std::uint32_t milliseconds) {
-  const auto wait = operations_of(object).wait;
-  if (wait != nullptr) return wait(object, milliseconds);
-  fail(kErrorInvalidHandle);
-  return kWaitFailed;
 }
 
 }  // namespace tarn::platform

@@ -57,14 +57,14 @@ std::uint32_t GetLastError() { return last_error; }
 
 void SetLastError(std::uint32_t code) { last_error = code; }
 
-Status fail(std::uint32_t code) {
+Bool fail(std::uint32_t code) {
   last_error = code;
   return 0;
 }
 
-Status fail_by_errno() { return fail(windows_code(errno)); }
+Bool fail_by_errno() { return fail(windows_code(errno)); }
 
-Status fail_on_path(const char* host_path) {
+Bool fail_on_path(const char* host_path) {
   std::size_t length = strnlen(host_path, kPathSize - 1);
   if (errno == ENOTDIR && length > 0 && host_path[length - 1] == '/') {
     return fail(kErrorInvalidName);  // a file, named as a folder

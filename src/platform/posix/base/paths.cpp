@@ -6,16 +6,12 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
-#include <locale.h>
-#include <pthread.h>
 #include <string.h>
 #include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <wctype.h>
 
 #include "platform/posix/base/base.h"
-#include "platform/posix/terminal/code_page.h"
 
 namespace tarn::platform {
 namespace {
@@ -23,10 +19,6 @@ namespace {
 constexpr char kLongPathPrefix[] = "\\\\?\\";
 constexpr char kInNoName[] = "<>|\":";
 constexpr char kWildcards[] = "*?";
-
-bool is_separator(char c) { return c == '\\' || c == '/'; }
-
-bool is_letter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
 
 // A host path as it grows by names.
 struct HostPath {
@@ -92,15 +84,25 @@ std::size_t kept_length(const char* name, std::size_t length, bool last) {
 enum class LastName { kName, kPattern };
 
 bool translate(const char* path, LastName kind, char (&host)[kPathSize]) {
-  if (path == nullptr || path[strspn(path, " ")] == '\0') return fail(kErrorPathNotFound) != 0;
+  if (path == nullptr || path[strspn(path, " ")] == '\0') {
+    fail(kErrorPathNotFound);
+    return false;
+  }
   const bool verbatim = strncmp(path, kLongPathPrefix, sizeof kLongPathPrefix - 1) == 0;
   if (verbatim) path += sizeof kLongPathPrefix - 1;
-  if (!verbatim && find_device(path) != nullptr) return fail(kErrorAccessDenied) != 0;
-  if (is_letter(path[0]) && path[1] == ':') {
-    if ((path[0] | 0x20) != 'z') return fail(kErrorPathNotFound) != 0;
+  if (!verbatim && find_device(path) != nullptr) {
+    fail(kErrorAccessDenied);
+    return false;
+  }
+  if (has_drive(path)) {
+    if ((path[0] | 0x20) != 'z') {
+      fail(kErrorPathNotFound);
+      return false;
+    }
     path += 2;
   } else if (is_separator(path[0]) && is_separator(path[1])) {
-    return fail(kErrorPathNotFound) != 0;  // another machine's
+    fail(kErrorPathNotFound);
+    return false;  // another machine's
   }
 
   HostPath to{host, 0, 0, is_separator(path[0])};
@@ -112,10 +114,14 @@ bool translate(const char* path, LastName kind, char (&host)[kPathSize]) {
     const bool last = path[length] == '\0';
     const bool wild = is_in(kWildcards, path, length);
     if (is_in(kInNoName, path, length) || (wild && !(last && kind == LastName::kPattern))) {
-      return fail(kErrorInvalidName) != 0;
+      fail(kErrorInvalidName);
+      return false;
     }
     const std::size_t kept = verbatim || wild ? length : kept_length(path, length, last);
-    if (kept > 0 && !add_name(&to, path, kept)) return fail(kErrorFileNameTooLong) != 0;
+    if (kept > 0 && !add_name(&to, path, kept)) {
+      fail(kErrorFileNameTooLong);
+      return false;
+    }
     ends_in_separator = !last || kept == 0;
     path += last ? length : length + 1;
   }
@@ -128,10 +134,6 @@ bool translate(const char* path, LastName kind, char (&host)[kPathSize]) {
 }
 
 // ---- Names in another case -----------------------------------------------------
-
-locale_t letters;  // null: only those of ASCII have case
-
-void load_letters() { letters = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr); }
 
 bool exists(const char* host) {
   struct stat facts;
@@ -179,16 +181,12 @@ bool is_named(const Device& device, const char* name, std::size_t length) {
 
 const Device* find_device(const char* path) {
   if (path == nullptr || (is_separator(path[0]) && is_separator(path[1]))) return nullptr;
-  const char* name = is_letter(path[0]) && path[1] == ':' ? path + 2 : path;
-  const char* const after_drive = name;
-  for (const char* at = name; *at != '\0'; ++at) {
-    if (is_separator(*at)) name = at + 1;
-  }
+  const char* const name = base_name(path);
   std::size_t length = strcspn(name, ".:");
   while (length > 0 && name[length - 1] == ' ') --length;
   for (const Device& device : kDevices) {
     if (!is_named(device, name, length)) continue;
-    if (name == after_drive) return &device;
+    if (name == (has_drive(path) ? path + 2 : path)) return &device;
     char folder[kPathSize], host[kPathSize];
     const auto size = static_cast<std::size_t>(name - path);
     if (size >= sizeof folder) return nullptr;
@@ -248,33 +246,6 @@ void match_names(char (&host)[kPathSize]) {
   }
 }
 
-std::uint32_t take_capital(const char** text) {
-  static pthread_once_t once = PTHREAD_ONCE_INIT;
-  const auto first = static_cast<std::uint8_t>(**text);
-  if (first < 0x80) {
-    ++*text;
-    return first >= 'a' && first <= 'z' ? first - 0x20u : first;
-  }
-  std::uint32_t point;
-  const int length =
-      take_utf8(reinterpret_cast<const std::uint8_t*>(*text), strnlen(*text, 4), &point);
-  if (length <= 0) {
-    ++*text;
-    return 0xDC00u + first;  // no character has that
-  }
-  *text += length;
-  pthread_once(&once, &load_letters);
-  return letters == nullptr ? point : static_cast<std::uint32_t>(towupper_l(point, letters));
-}
-
-int compare_in_any_case(const char* a, const char* b) {
-  while (*a != '\0' && *b != '\0') {
-    const std::uint32_t x = take_capital(&a), y = take_capital(&b);
-    if (x != y) return x < y ? -1 : 1;
-  }
-  return *a != '\0' ? 1 : *b != '\0' ? -1 : 0;
-}
-
 std::size_t from_host_path(const char* host, char* buffer, std::size_t size) {
   const std::size_t length = strlen(host) + 2;
   if (length >= size || buffer == nullptr) return length;
@@ -288,12 +259,26 @@ std::size_t from_host_path(const char* host, char* buffer, std::size_t size) {
   return length;
 }
 
-std::uint32_t attributes_of(std::uint32_t mode) {
-  const std::uint32_t kind = S_ISDIR(mode)   ? kAttributeDirectory
-                             : S_ISREG(mode) ? kAttributeArchive
-                                             : kAttributeNormal;
-  const bool read_only = (mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
-  return read_only ? kind | kAttributeReadOnly : kind;
+bool to_program_path(const char* host_path, char* path, std::size_t size) {
+  constexpr char kAsItIs[] = "\\\\?\\";  // keeps dots and spaces at the end
+  char whole[2 * kPathSize + sizeof kAsItIs];
+  char resolved[kPathSize];
+  std::size_t used = sizeof kAsItIs - 1;
+  memcpy(whole, kAsItIs, sizeof kAsItIs);
+  if (host_path[0] != '/') {
+    if (!getcwd(whole + used, kPathSize)) {
+      fail_by_errno();
+      return false;
+    }
+    used = strlen(whole);
+    if (whole[used - 1] != '/') whole[used++] = '/';
+  }
+  // Two at the start would name another machine.
+  while (host_path[0] == '/' && host_path[1] == '/') ++host_path;
+  const std::size_t length = strnlen(host_path, kPathSize);
+  memcpy(whole + used, host_path, length);
+  whole[used + length] = '\0';
+  return to_host_path(whole, resolved) && from_host_path(resolved, path, size) < size;
 }
 
 }  // namespace tarn::platform

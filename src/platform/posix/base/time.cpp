@@ -1,6 +1,7 @@
 // Time: the clock, the calendar, and the local time of the host's zone.
 
 #include <errno.h>
+#include <limits.h>
 #include <sched.h>
 #include <time.h>
 #include <unistd.h>
@@ -71,7 +72,7 @@ void GetSystemTimeAsFileTime(FileTime* time) {
   *time = file_time((now.tv_sec + kSecondsFrom1601To1970) * kUnitsPerSecond + now.tv_nsec / 100);
 }
 
-Status FileTimeToSystemTime(const FileTime* time, SystemTime* broken) {
+Bool FileTimeToSystemTime(const FileTime* time, SystemTime* broken) {
   const std::int64_t units = units_of(*time);
   if (units < 0) return fail(kErrorInvalidParameter);
   const std::int64_t seconds = units / kUnitsPerSecond;
@@ -85,8 +86,8 @@ Status FileTimeToSystemTime(const FileTime* time, SystemTime* broken) {
 }
 
 // `zone` other than null, rules of the caller's own, is not served.
-Status SystemTimeToTzSpecificLocalTime(const void* zone, const SystemTime* universal,
-                                       SystemTime* local) {
+Bool SystemTimeToTzSpecificLocalTime(const void* zone, const SystemTime* universal,
+                                     SystemTime* local) {
   const std::int64_t seconds = seconds_of(*universal);
   if (zone != nullptr || seconds < 0) return fail(kErrorInvalidParameter);
   const std::uint16_t milliseconds = universal->milliseconds;
@@ -121,7 +122,16 @@ timespec deadline_after(std::uint32_t milliseconds) {
   return end;
 }
 
-Status FileTimeToLocalFileTime(const FileTime* time, FileTime* local) {
+int milliseconds_until(const timespec& deadline) {
+  timespec now;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  const std::int64_t nanoseconds =
+      std::int64_t{deadline.tv_sec - now.tv_sec} * 1'000'000'000 + (deadline.tv_nsec - now.tv_nsec);
+  const std::int64_t milliseconds = (nanoseconds + 999'999) / 1'000'000;
+  return static_cast<int>(milliseconds < 0 ? 0 : milliseconds < INT_MAX ? milliseconds : INT_MAX);
+}
+
+Bool FileTimeToLocalFileTime(const FileTime* time, FileTime* local) {
   const time_t now = ::time(nullptr);
   tm broken;
   tzset();
@@ -133,8 +143,7 @@ Status FileTimeToLocalFileTime(const FileTime* time, FileTime* local) {
   return 1;
 }
 
-Status FileTimeToDosDateTime(const FileTime* time, std::uint16_t* dos_date,
-                             std::uint16_t* dos_time) {
+Bool FileTimeToDosDateTime(const FileTime* time, std::uint16_t* dos_date, std::uint16_t* dos_time) {
   SystemTime broken;
   if (!FileTimeToSystemTime(time, &broken)) return 0;
   if (broken.year < kFirstDosYear || broken.year > kLastDosYear) {
@@ -145,7 +154,7 @@ Status FileTimeToDosDateTime(const FileTime* time, std::uint16_t* dos_date,
   return 1;
 }
 
-Status DosDateTimeToFileTime(std::uint16_t dos_date, std::uint16_t dos_time, FileTime* time) {
+Bool DosDateTimeToFileTime(std::uint16_t dos_date, std::uint16_t dos_time, FileTime* time) {
   const SystemTime broken = {narrow(kFirstDosYear + (dos_date >> 9)),
                              narrow(dos_date >> 5 & 15),
                              0,

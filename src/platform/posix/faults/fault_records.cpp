@@ -1,11 +1,11 @@
 #include "platform/posix/faults/fault_records.h"
 
-#include <pthread.h>
 #include <string.h>
 
 #include <initializer_list>
 
-#include "platform/posix/base/base.h"
+#include "platform/exception_codes.h"
+#include "platform/posix/threads/threads.h"
 
 namespace tarn::platform {
 namespace {
@@ -39,33 +39,15 @@ constexpr std::size_t kFxSaveUserSize = 416;
 
 // ---- What a fault was -------------------------------------------------------
 
-enum Code : std::uint32_t {
-  kBreakpointReached = 0x80000003,
-  kSingleStep = 0x80000004,
-  kInPageError = 0xC0000006,
-  kStackOverflow = 0xC00000FD,
-  kIllegalInstruction = 0xC000001D,
-  kArrayBoundsExceeded = 0xC000008C,
-  kDenormalOperand = 0xC000008D,
-  kFloatDivideByZero = 0xC000008E,
-  kInexactResult = 0xC000008F,
-  kInvalidOperation = 0xC0000090,
-  kFloatOverflow = 0xC0000091,
-  kFloatStackCheck = 0xC0000092,
-  kFloatUnderflow = 0xC0000093,
-  kIntegerDivideByZero = 0xC0000094,
-  kIntegerOverflow = 0xC0000095,
-  kPrivilegedInstruction = 0xC0000096,
-};
-
 // In both the MXCSR and the x87 status word, bits 0 to 5, in the order in
 // which the processor looks at them.
 constexpr struct {
   std::uint32_t flag;
-  Code code;
+  std::uint32_t code;
 } kFloatFlags[] = {
-    {0x01, kInvalidOperation}, {0x02, kDenormalOperand}, {0x04, kFloatDivideByZero},
-    {0x08, kFloatOverflow},    {0x10, kFloatUnderflow},  {0x20, kInexactResult},
+    {0x01, kExceptionInvalidOperation},  {0x02, kExceptionDenormalOperand},
+    {0x04, kExceptionFloatDivideByZero}, {0x08, kExceptionFloatOverflow},
+    {0x10, kExceptionFloatUnderflow},    {0x20, kExceptionInexactResult},
 };
 constexpr std::uint32_t kX87StackFault = 0x41;  // invalid operation by the register stack
 constexpr int kMxcsrMaskShift = 7;
@@ -74,7 +56,7 @@ std::uint32_t float_code(std::uint32_t raised) {
   for (const auto& [flag, code] : kFloatFlags) {
     if (raised & flag) return code;
   }
-  return kInvalidOperation;
+  return kExceptionInvalidOperation;
 }
 
 bool byte_at(std::uint64_t address, std::uint8_t* byte) {
@@ -116,9 +98,7 @@ void access_violation(ExceptionRecord* record, std::uint64_t kind, std::uint64_t
   record->parameters[1] = address;
 }
 
-// The pages below the first thread's stack, or the program's: touching them is
-// the stack's overflow.
-std::uint64_t stack_low;
+// The pages below the stack: touching them is its overflow.
 constexpr std::uint64_t kStackGuardSpan = std::uint64_t{1} << 20;  // the kernel's gap
 
 void page_fault(const ucontext_t& signal, int number, ExceptionRecord* record) {
@@ -126,33 +106,22 @@ void page_fault(const ucontext_t& signal, int number, ExceptionRecord* record) {
   const auto address = static_cast<std::uint64_t>(signal.uc_mcontext.gregs[REG_CR2]);
   const std::uint64_t kind = error & 0x10 ? 8 : error & 0x02 ? 1 : 0;  // execute, write, read
   access_violation(record, kind, address);
-  if (number == SIGBUS) record->code = kInPageError;  // a mapped file ended
-  if (address < stack_low && stack_low - address <= kStackGuardSpan) {
-    record->code = kStackOverflow;
+  if (number == SIGBUS) record->code = kExceptionInPageError;  // a mapped file ended
+  if (address < stack_low() && stack_low() - address <= kStackGuardSpan) {
+    record->code = kExceptionStackOverflow;
   }
 }
 
 // The system tells no address of a protection fault: read at all bits set.
 void protection_fault(const AMD_CONTEXT& context, ExceptionRecord* record) {
   if (is_privileged(context.Rip)) {
-    record->code = kPrivilegedInstruction;
+    record->code = kExceptionPrivilegedInstruction;
   } else {
     access_violation(record, 0, ~std::uint64_t{0});
   }
 }
 
 }  // namespace
-
-void set_stack_low(const void* low) { stack_low = reinterpret_cast<std::uint64_t>(low); }
-
-void find_first_stack() {
-  pthread_attr_t attributes;
-  if (stack_low != 0 || pthread_getattr_np(pthread_self(), &attributes) != 0) return;
-  void* low = nullptr;
-  std::size_t size = 0;
-  if (pthread_attr_getstack(&attributes, &low, &size) == 0) set_stack_low(low);
-  pthread_attr_destroy(&attributes);
-}
 
 void take_context(const ucontext_t& from, AMD_CONTEXT* to) {
   const greg_t* const registers = from.uc_mcontext.gregs;
@@ -196,25 +165,25 @@ bool describe_fault(int number, const siginfo_t& info, const ucontext_t& signal,
   if (info.si_code <= 0) return false;  // sent by kill and the like
   switch (signal.uc_mcontext.gregs[REG_TRAPNO]) {
     case kDivideError:
-      record->code = kIntegerDivideByZero;
+      record->code = kExceptionIntegerDivideByZero;
       break;
     case kDebug:
-      record->code = kSingleStep;
+      record->code = kExceptionSingleStep;
       context->EFlags &= ~kTrapFlag;  // one step only, unless a handler asks for more
       break;
     case kBreakpoint:
-      record->code = kBreakpointReached;
+      record->code = kExceptionBreakpoint;
       record->parameter_count = 1;
       context->Rip -= 1;  // on the instruction, as for faults
       break;
     case kOverflow:
-      record->code = kIntegerOverflow;
+      record->code = kExceptionIntegerOverflow;
       break;
     case kBoundRange:
-      record->code = kArrayBoundsExceeded;
+      record->code = kExceptionArrayBounds;
       break;
     case kInvalidOpcode:
-      record->code = kIllegalInstruction;
+      record->code = kExceptionIllegalInstruction;
       break;
     case kStackSegment:
     case kGeneralProtection:
@@ -226,7 +195,7 @@ bool describe_fault(int number, const siginfo_t& info, const ucontext_t& signal,
     case kX87Error: {
       const std::uint32_t control = context->FxSaveArea[0];
       const std::uint32_t status = context->FxSaveArea[2];
-      record->code = (status & kX87StackFault) == kX87StackFault ? kFloatStackCheck
+      record->code = (status & kX87StackFault) == kX87StackFault ? kExceptionFloatStackCheck
                                                                  : float_code(status & ~control);
       break;
     }

@@ -1,24 +1,14 @@
 // A signal's machine state as the platform's records, and back. All may be called
-// in a signal handler but find_first_stack.
+// in a signal handler.
 #pragma once
 
+#include <setjmp.h>
 #include <signal.h>
 #include <ucontext.h>
 
 #include "platform/platform.h"
 
 namespace tarn::platform {
-
-inline constexpr int kFaultSignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP};
-
-// For the start of a thread: signals that are sent to the process stay with the
-// program's threads, while the thread's own faults reach it.
-inline void block_sent_signals(sigset_t* before) {
-  sigset_t sent;
-  sigfillset(&sent);
-  for (const int fault : kFaultSignals) sigdelset(&sent, fault);
-  pthread_sigmask(SIG_SETMASK, &sent, before);
-}
 
 // The processor's vector numbers, as the kernel puts them in REG_TRAPNO.
 enum Vector : std::int64_t {
@@ -46,8 +36,8 @@ void put_context(const AMD_CONTEXT& from, ucontext_t* to);
 bool describe_fault(int number, const siginfo_t& info, const ucontext_t& signal,
                     AMD_CONTEXT* context, ExceptionRecord* record);
 
-// Makes the calling thread's stack the one whose overflow is told, unless
-// set_stack_low has named another.
-void find_first_stack();
+// Until it is set back to null, a fault of this thread leads to this place
+// (sigsetjmp without the mask) and to no handler (signals.cpp).
+void set_recovery_point(sigjmp_buf* point);
 
 }  // namespace tarn::platform

@@ -11,8 +11,9 @@
 #include <ucontext.h>
 #include <unistd.h>
 
-#include "platform/posix/base/base.h"
 #include "platform/posix/faults/fault_records.h"
+#include "platform/posix/terminal/terminal.h"
+#include "platform/posix/threads/threads.h"
 
 namespace tarn::platform {
 namespace {
@@ -60,7 +61,7 @@ void pass_on(int number, bool fault) {
   }
 }
 
-thread_local sigjmp_buf* fault_escape;
+thread_local sigjmp_buf* recovery_point;
 
 // A program that turned alignment checks on loses them at the first fault and
 // goes on, as the system it was compiled for lets it. The flag is still set
@@ -81,7 +82,7 @@ bool drop_alignment_checks(ucontext_t* signal) {
 
 void on_signal(int number, siginfo_t* info, void* machine_state) {
   if (drop_alignment_checks(static_cast<ucontext_t*>(machine_state))) return;
-  if (fault_escape) siglongjmp(*fault_escape, 1);
+  if (recovery_point) siglongjmp(*recovery_point, 1);
   const int kept_errno = errno;
   auto* const signal = static_cast<ucontext_t*>(machine_state);
   // The kernel starts a handler with masked floating-point traps.
@@ -141,13 +142,13 @@ bool install_signals() {
 
 }  // namespace
 
-void set_fault_escape(sigjmp_buf* escape) {
+void set_recovery_point(sigjmp_buf* point) {
   if (!signals_installed) {
     hold_table();
     install_signals();
     release_table();
   }
-  fault_escape = escape;
+  recovery_point = point;
 }
 
 void* AddVectoredExceptionHandler(std::uint32_t first, VectoredHandler handler) {

@@ -7,8 +7,7 @@
 #include <setjmp.h>
 #include <unwind.h>
 
-#include "platform/platform.h"
-#include "platform/posix/base/base.h"
+#include "platform/posix/faults/fault_records.h"
 #include "platform/posix/loader/loader.h"
 
 extern "C" {
@@ -99,15 +98,15 @@ bool step(AMD_CONTEXT* context) {
   before = *context;
   static Walk walk;
   walk = {context, 0};
-  sigjmp_buf escape;
-  if (sigsetjmp(escape, 0) != 0) {
-    set_fault_escape(nullptr);
+  sigjmp_buf point;
+  if (sigsetjmp(point, 0) != 0) {
+    set_recovery_point(nullptr);
     return false;
   }
-  set_fault_escape(&escape);
+  set_recovery_point(&point);
   (routine.after_call ? tarn_unwind_from_return : tarn_unwind_from_instruction)(&before,
                                                                                 &take_frame, &walk);
-  set_fault_escape(nullptr);
+  set_recovery_point(nullptr);
   constexpr int kWholeWalk = 3;
   return walk.frame >= kWholeWalk && context->Rip != 0;
 }
@@ -143,14 +142,14 @@ int find_index(dl_phdr_info* module, std::size_t, void* argument) {
 
 }  // namespace
 
-Status SymInitialize(Handle process, const char*, Status) {
+Bool SymInitialize(Handle process, const char*, Bool) {
   if (process == GetCurrentProcess()) return 1;
   SetLastError(kErrorInvalidHandle);
   return 0;
 }
 
-Status StackWalk64(std::uint32_t machine, Handle, Handle, StackFrame64* frame, AMD_CONTEXT* context,
-                   void*, FunctionTableAccess, ModuleBaseAccess, void*) {
+Bool StackWalk64(std::uint32_t machine, Handle, Handle, StackFrame64* frame, AMD_CONTEXT* context,
+                 void*, FunctionTableAccess, ModuleBaseAccess, void*) {
   if (machine != kMachineAmd64) return 0;
   if (!frame->is_virtual) {
     frame->is_virtual = 1;
@@ -164,8 +163,8 @@ Status StackWalk64(std::uint32_t machine, Handle, Handle, StackFrame64* frame, A
 
 // The library's own routines have the names under which programs call them;
 // what it does not export has none.
-Status SymGetSymFromAddr64(Handle, std::uint64_t address, std::uint64_t* displacement,
-                           Symbol64* symbol) {
+Bool SymGetSymFromAddr64(Handle, std::uint64_t address, std::uint64_t* displacement,
+                         Symbol64* symbol) {
   const char* name = nullptr;
   HostRoutine routine;
   if (find_host_routine(address, &routine)) {

@@ -3,14 +3,14 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
-#include <signal.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/posix/base/base.h"
 #include "platform/posix/files/file_claims.h"
-#include "platform/posix/terminal/code_page.h"
+#include "platform/posix/files/files.h"
 #include "platform/posix/terminal/terminal.h"
 
 namespace tarn::platform {
@@ -237,18 +237,10 @@ bool write_all(int descriptor, const void* buffer, std::uint32_t size, std::uint
 bool write_glyphs(int descriptor, const void* buffer, std::uint32_t size, std::uint32_t* done) {
   constexpr std::uint32_t kPiece = 512;
   const auto* const bytes = static_cast<const std::uint8_t*>(buffer);
-  char text[kPiece * 3];
+  char text[kPiece * kGlyphBytes];
   for (*done = 0; *done < size;) {
-    std::size_t length = 0;
-    std::uint32_t taken = 0;
-    for (; taken < kPiece && *done + taken < size; ++taken) {
-      const std::uint8_t c = bytes[*done + taken];
-      if (c < 0x80) {
-        text[length++] = static_cast<char>(c);  // a control code acts
-      } else {
-        length += put_glyph(c, text + length);
-      }
-    }
+    const std::uint32_t taken = size - *done < kPiece ? size - *done : kPiece;
+    const std::size_t length = to_terminal_text(bytes + *done, taken, text);
     std::uint32_t put;
     if (!write_all(descriptor, text, static_cast<std::uint32_t>(length), &put)) return false;
     follow_output(descriptor, text, length);
@@ -274,26 +266,9 @@ timespec host_time(const FileTime* time) {
 }
 
 // A standard handle's descriptor may lack the right although the object has it.
-Status fail_transfer() { return fail(errno == EBADF ? kErrorAccessDenied : windows_code(errno)); }
+Bool fail_transfer() { return fail(errno == EBADF ? kErrorAccessDenied : windows_code(errno)); }
 
 }  // namespace
-
-// A handler that does nothing, unlike an ignored signal, is not inherited by the
-// programs it starts.
-void survive_refused_writes() {
-  static bool done;
-  if (__atomic_exchange_n(&done, true, __ATOMIC_RELAXED)) return;
-  constexpr int kOfRefusedWrites[] = {SIGPIPE, SIGXFSZ};
-  for (const int number : kOfRefusedWrites) {
-    struct sigaction present;
-    if (sigaction(number, nullptr, &present) != 0 || present.sa_handler != SIG_DFL) continue;
-    struct sigaction nothing {};
-    nothing.sa_handler = [](int) {};
-    nothing.sa_flags = SA_RESTART;
-    sigemptyset(&nothing.sa_mask);
-    sigaction(number, &nothing, nullptr);
-  }
-}
 
 // Access rights other than to the data open the file without a claim, as the
 // sharing rules have it. Handles are not inherited by children.
@@ -311,7 +286,7 @@ Handle CreateFileA(const char* path, std::uint32_t access, std::uint32_t share, 
   return to_host_path(path, host) ? open_path(host, request) : invalid_handle();
 }
 
-Status close_file(Handle handle) {
+Bool close_file(Handle handle) {
   const OpenObject object = remove_handle(handle, HandleKind::kFile);
   if (object.kind == HandleKind::kFree) return 0;
   forget_descriptor(object.descriptor);
@@ -320,8 +295,8 @@ Status close_file(Handle handle) {
 }
 
 // At the end of a pipe, whose writers are gone, a read fails.
-Status ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* delivered,
-                void* overlapped) {
+Bool ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* delivered,
+              void* overlapped) {
   if (delivered != nullptr) *delivered = 0;
   const OpenObject* const object = find_for_transfer(file, overlapped, &OpenObject::readable);
   if (object == nullptr) return 0;
@@ -340,16 +315,14 @@ Status ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* de
            (errno == EINTR || (errno == EAGAIN && wait_for(object->descriptor, POLLIN))));
   if (taken < 0) return fail_transfer();
   if (taken == 0 && size > 0 && is_pipe(object->descriptor)) return fail(kErrorBrokenPipe);
-  count = drop_late_answer(object->descriptor, bytes, static_cast<std::size_t>(taken));
-  follow_echo(object->descriptor, bytes, count);
-  count = end_terminal_line(object->descriptor, bytes, count, size);
+  count = take_terminal_bytes(object->descriptor, bytes, static_cast<std::size_t>(taken), size);
   if (delivered != nullptr) *delivered = static_cast<std::uint32_t>(count);
   return 1;
 }
 
 // All of the bytes, or a failure with the count of those that were written.
-Status WriteFile(Handle file, const void* buffer, std::uint32_t size, std::uint32_t* written,
-                 void* overlapped) {
+Bool WriteFile(Handle file, const void* buffer, std::uint32_t size, std::uint32_t* written,
+               void* overlapped) {
   if (written != nullptr) *written = 0;
   const OpenObject* const object = find_for_transfer(file, overlapped, &OpenObject::writable);
   if (object == nullptr) return 0;
@@ -364,8 +337,8 @@ Status WriteFile(Handle file, const void* buffer, std::uint32_t size, std::uint3
   return 1;
 }
 
-Status SetFilePointerEx(Handle file, std::int64_t distance, std::int64_t* position,
-                        std::uint32_t origin) {
+Bool SetFilePointerEx(Handle file, std::int64_t distance, std::int64_t* position,
+                      std::uint32_t origin) {
   constexpr int kOrigins[] = {SEEK_SET, SEEK_CUR, SEEK_END};
   const OpenObject* const object = find_handle(file, HandleKind::kFile);
   if (object == nullptr) return 0;
@@ -376,7 +349,7 @@ Status SetFilePointerEx(Handle file, std::int64_t distance, std::int64_t* positi
   return 1;
 }
 
-Status GetFileSizeEx(Handle file, std::int64_t* size) {
+Bool GetFileSizeEx(Handle file, std::int64_t* size) {
   const OpenObject* const object = find_handle(file, HandleKind::kFile);
   if (object == nullptr) return 0;
   struct stat facts;
@@ -388,8 +361,7 @@ Status GetFileSizeEx(Handle file, std::int64_t* size) {
 }
 
 // The host keeps no stamp of creation that could be set: `created` is passed over.
-Status SetFileTime(Handle file, const FileTime*, const FileTime* accessed,
-                   const FileTime* written) {
+Bool SetFileTime(Handle file, const FileTime*, const FileTime* accessed, const FileTime* written) {
   const OpenObject* const object = find_handle(file, HandleKind::kFile);
   if (object == nullptr) return 0;
   if (!object->writable) return fail(kErrorAccessDenied);
@@ -399,7 +371,7 @@ Status SetFileTime(Handle file, const FileTime*, const FileTime* accessed,
 
 // A terminal refuses it, as a console does. Of a pipe or a device the system
 // holds nothing back, so there is nothing that could fail.
-Status FlushFileBuffers(Handle file) {
+Bool FlushFileBuffers(Handle file) {
   const OpenObject* const object = find_handle(file, HandleKind::kFile);
   if (object == nullptr) return 0;
   if (!object->writable) return fail(kErrorAccessDenied);

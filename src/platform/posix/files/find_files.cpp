@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "platform/posix/base/base.h"
+#include "platform/posix/files/files.h"
 
 namespace tarn::platform {
 namespace {
@@ -195,7 +196,7 @@ Handle FindFirstFileA(const char* pattern, FindData* data) {
   return failure != 0 ? fail_search(failure) : invalid_handle();
 }
 
-Status FindNextFileA(Handle find, FindData* data) {
+Bool FindNextFileA(Handle find, FindData* data) {
   const OpenObject* const object = find_handle(find, HandleKind::kFind);
   if (object == nullptr) return 0;
   return fill_next(static_cast<Search*>(object->record), object->descriptor, data)
@@ -203,7 +204,7 @@ Status FindNextFileA(Handle find, FindData* data) {
              : fail(kErrorNoMoreFiles);
 }
 
-Status FindClose(Handle find) {
+Bool FindClose(Handle find) {
   const OpenObject object = remove_handle(find, HandleKind::kFind);
   if (object.kind == HandleKind::kFree) return 0;
   free_search(static_cast<Search*>(object.record));

@@ -10,12 +10,13 @@
 
 #include "platform/posix/base/base.h"
 #include "platform/posix/files/file_claims.h"
+#include "platform/posix/files/files.h"
 
 namespace tarn::platform {
 namespace {
 
 // As fail_on_path, for what only a folder can be asked.
-Status fail_on_folder(const char* path) {
+Bool fail_on_folder(const char* path) {
   struct stat facts;
   const int error = errno;
   if (error == ENOTDIR && stat(path, &facts) == 0) return fail(kErrorDirectory);
@@ -51,6 +52,14 @@ constexpr struct {
 
 }  // namespace
 
+std::uint32_t attributes_of(std::uint32_t mode) {
+  const std::uint32_t kind = S_ISDIR(mode)   ? kAttributeDirectory
+                             : S_ISREG(mode) ? kAttributeArchive
+                                             : kAttributeNormal;
+  const bool read_only = (mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
+  return read_only ? kind | kAttributeReadOnly : kind;
+}
+
 std::uint32_t GetFileAttributesA(const char* path) {
   char host[kPathSize];
   struct stat facts;
@@ -63,7 +72,7 @@ std::uint32_t GetFileAttributesA(const char* path) {
   return attributes_of(facts.st_mode);
 }
 
-Status DeleteFileA(const char* path) {
+Bool DeleteFileA(const char* path) {
   char host[kPathSize];
   struct stat facts;
   if (!to_host_path(path, host)) return 0;
@@ -75,7 +84,7 @@ Status DeleteFileA(const char* path) {
   return unlink(host) == 0 ? 1 : fail_on_path(host);
 }
 
-Status CreateDirectoryA(const char* path, void*) {
+Bool CreateDirectoryA(const char* path, void*) {
   constexpr mode_t kNewFolder = 0777;  // less the umask
   char host[kPathSize];
   if (!to_host_path(path, host)) return 0;
@@ -84,7 +93,7 @@ Status CreateDirectoryA(const char* path, void*) {
   return errno == ENOENT ? fail(kErrorPathNotFound) : fail_on_path(host);
 }
 
-Status SetCurrentDirectoryA(const char* path) {
+Bool SetCurrentDirectoryA(const char* path) {
   char host[kPathSize];
   if (path != nullptr && *path == '\0') return fail(kErrorInvalidName);
   if (!to_host_path(path, host)) return 0;

@@ -53,40 +53,39 @@ std::uint64_t whole_pages(std::uint64_t size) {
 
 // ---- Headers ------------------------------------------------------------------
 
-bool check_headers(const pe::NtHeaders& headers, Refusal* refusal) {
+bool check_headers(const pe::NtHeaders& headers, LoadError* error) {
   if (headers.file.machine != pe::kMachineAmd64) {
-    return refuse(refusal, "is for another processor (machine 0x%x), not for x86-64",
+    return refuse(error, "is for another processor (machine 0x%x), not for x86-64",
                   headers.file.machine);
   }
   if (headers.optional.magic != pe::kOptionalMagic64 ||
       headers.file.optional_header_size != sizeof headers.optional ||
       headers.optional.directory_count != pe::kDirectoryCount) {
-    return refuse(refusal, "is not a 64-bit image");
+    return refuse(error, "is not a 64-bit image");
   }
   if (!(headers.file.characteristics & pe::kFileExecutable)) {
-    return refuse(refusal, "was not linked to the end");
+    return refuse(error, "was not linked to the end");
   }
   if (headers.optional.section_alignment != kPageSize) {
-    return refuse(refusal, "aligns its sections to %u bytes, not to %u",
+    return refuse(error, "aligns its sections to %u bytes, not to %u",
                   headers.optional.section_alignment, kPageSize);
   }
   if (headers.file.section_count == 0 || headers.file.section_count > kMostSections) {
-    return refuse(refusal, "has %u sections, not 1 to %u", headers.file.section_count,
-                  kMostSections);
+    return refuse(error, "has %u sections, not 1 to %u", headers.file.section_count, kMostSections);
   }
   if (headers.optional.image_size > kLargestImage) {
-    return refuse(refusal, "has an image of %u bytes, more than %llu", headers.optional.image_size,
+    return refuse(error, "has an image of %u bytes, more than %llu", headers.optional.image_size,
                   static_cast<unsigned long long>(kLargestImage));
   }
   if (headers.optional.stack_reserve > kLargestStack) {
-    return refuse(refusal, "asks for a stack of %llu bytes, more than %llu",
+    return refuse(error, "asks for a stack of %llu bytes, more than %llu",
                   static_cast<unsigned long long>(headers.optional.stack_reserve),
                   static_cast<unsigned long long>(kLargestStack));
   }
   return true;
 }
 
-bool check_directories(const pe::OptionalHeader& header, Refusal* refusal) {
+bool check_directories(const pe::OptionalHeader& header, LoadError* error) {
   static constexpr struct {
     std::size_t directory;
     const char* what;
@@ -98,7 +97,7 @@ bool check_directories(const pe::OptionalHeader& header, Refusal* refusal) {
   };
   for (const auto& [directory, what] : kUnsupported) {
     if (header.directories[directory].size != 0) {
-      return refuse(refusal, "has %s, which a finished image cannot have", what);
+      return refuse(error, "has %s, which a finished image cannot have", what);
     }
   }
   for (std::size_t i = 0; i < pe::kDirectoryCount; ++i) {
@@ -106,7 +105,7 @@ bool check_directories(const pe::OptionalHeader& header, Refusal* refusal) {
     // Signatures alone stand in the file only.
     if (i != pe::kSecurityDirectory &&
         !lies_within(directory.offset, directory.size, header.image_size)) {
-      return refuse(refusal, "is damaged: data directory %u lies outside the image",
+      return refuse(error, "is damaged: data directory %u lies outside the image",
                     static_cast<unsigned>(i));
     }
   }
@@ -114,27 +113,26 @@ bool check_directories(const pe::OptionalHeader& header, Refusal* refusal) {
 }
 
 bool check_section(const FileBytes& file, const pe::SectionHeader& header, std::uint64_t start,
-                   std::uint32_t image_size, ImageSection* section, Refusal* refusal) {
+                   std::uint32_t image_size, ImageSection* section, LoadError* error) {
   const std::uint32_t size = header.virtual_size ? header.virtual_size : header.raw_size;
   const std::uint64_t end = whole_pages(std::uint64_t{header.virtual_address} + size);
   const int name_size = sizeof header.name;
   if (header.virtual_address != start) {
-    return refuse(refusal, "is damaged: section %.*s does not follow the one before it", name_size,
+    return refuse(error, "is damaged: section %.*s does not follow the one before it", name_size,
                   header.name);
   }
   if (size == 0 || end > image_size) {
-    return refuse(refusal, "is damaged: section %.*s does not fit the image", name_size,
-                  header.name);
+    return refuse(error, "is damaged: section %.*s does not fit the image", name_size, header.name);
   }
   const bool has_bytes = header.raw_offset != 0 && header.raw_size != 0;
   if (has_bytes && header.raw_offset % kSectorSize != 0) {
-    return refuse(refusal,
+    return refuse(error,
                   "is damaged: section %.*s stands at byte %u of the file, "
                   "no multiple of %u",
                   name_size, header.name, header.raw_offset, kSectorSize);
   }
   if (has_bytes && !lies_within(header.raw_offset, header.raw_size, file.size)) {
-    return refuse(refusal, "is cut off: the file ends inside section %.*s", name_size, header.name);
+    return refuse(error, "is cut off: the file ends inside section %.*s", name_size, header.name);
   }
   section->start = header.virtual_address;
   section->end = static_cast<std::uint32_t>(end);
@@ -148,13 +146,13 @@ bool check_section(const FileBytes& file, const pe::SectionHeader& header, std::
 }
 
 // Sections follow each other without a gap, as Windows wants them.
-bool check_sections(const FileBytes& file, std::uint64_t at, Image* image, Refusal* refusal) {
+bool check_sections(const FileBytes& file, std::uint64_t at, Image* image, LoadError* error) {
   const std::uint64_t headers_end = at + image->section_count * sizeof(pe::SectionHeader);
   if (image->headers_size > file.size || headers_end > file.size) {
-    return refuse(refusal, "is cut off: the file ends inside its headers");
+    return refuse(error, "is cut off: the file ends inside its headers");
   }
   if (image->headers_size < headers_end || image->headers_size > image->size) {
-    return refuse(refusal, "is damaged: its headers do not end where they say");
+    return refuse(error, "is damaged: its headers do not end where they say");
   }
   std::uint64_t start = whole_pages(image->headers_size);
   for (std::uint32_t i = 0; i < image->section_count; ++i) {
@@ -164,14 +162,14 @@ bool check_sections(const FileBytes& file, std::uint64_t at, Image* image, Refus
       start = header.virtual_address;  // room for more headers
     }
     ImageSection* const section = &image->sections[i];
-    if (!check_section(file, header, start, image->size, section, refusal)) return false;
+    if (!check_section(file, header, start, image->size, section, error)) return false;
     start = section->end;
   }
   return true;
 }
 
-bool check_entry(const Image& image, Refusal* refusal) {
-  if (image.entry == 0) return refuse(refusal, "has no entry point");
+bool check_entry(const Image& image, LoadError* error) {
+  if (image.entry == 0) return refuse(error, "has no entry point");
   for (std::uint32_t i = 0; i < image.section_count; ++i) {
     const ImageSection& section = image.sections[i];
     if (image.entry >= section.start && image.entry < section.end &&
@@ -179,7 +177,7 @@ bool check_entry(const Image& image, Refusal* refusal) {
       return true;
     }
   }
-  return refuse(refusal, "is damaged: its entry point lies in no executable section");
+  return refuse(error, "is damaged: its entry point lies in no executable section");
 }
 
 // ---- Imports and exports ------------------------------------------------------
@@ -191,47 +189,46 @@ bool write_address(const Image& image, std::uint64_t at, const void* address) {
   return true;
 }
 
-bool damaged_imports(Refusal* refusal) {
-  return refuse(refusal, "is damaged: its import table leads outside the image");
+bool damaged_imports(LoadError* error) {
+  return refuse(error, "is damaged: its import table leads outside the image");
 }
 
 bool bind_import(const Image& image, const ImportSource& source, const void* library,
-                 const char* library_name, std::uint64_t lookup, void** address, Refusal* refusal) {
+                 const char* library_name, std::uint64_t lookup, void** address, LoadError* error) {
   if (lookup & pe::kImportByOrdinal) {
     const auto ordinal = static_cast<std::uint32_t>(lookup & 0xFFFF);
     *address = source.find(library, nullptr, ordinal);
     if (*address) return true;
-    return refuse(refusal, "imports number %u of %s, which it does not have", ordinal,
-                  library_name);
+    return refuse(error, "imports number %u of %s, which it does not have", ordinal, library_name);
   }
-  if (lookup & ~kNameOffsetBits) return damaged_imports(refusal);
+  if (lookup & ~kNameOffsetBits) return damaged_imports(error);
   const char* const name = mapped_text(image, lookup + sizeof(std::uint16_t));
-  if (!name) return damaged_imports(refusal);
+  if (!name) return damaged_imports(error);
   *address = source.find(library, name, 0);
   if (*address) return true;
-  return refuse(refusal, "imports %s, which %s does not have", name, library_name);
+  return refuse(error, "imports %s, which %s does not have", name, library_name);
 }
 
 bool bind_library(const Image& image, const ImportSource& source,
-                  const pe::ImportDescriptor& descriptor, std::uint32_t* bound, Refusal* refusal) {
+                  const pe::ImportDescriptor& descriptor, std::uint32_t* bound, LoadError* error) {
   // A copy: what is written below may lie over the image's own text.
   char name[kLongestName + 1];
   const char* const text = mapped_text(image, descriptor.name);
-  if (!text) return damaged_imports(refusal);
+  if (!text) return damaged_imports(error);
   strcpy(name, text);
-  const void* const library = source.open(source.context, name, refusal);
+  const void* const library = source.open(source.context, name, error);
   if (!library) return false;
   const std::uint64_t lookups =
       descriptor.lookup_table ? descriptor.lookup_table : descriptor.address_table;
   for (std::uint64_t i = 0;; i += sizeof(std::uint64_t)) {
     std::uint64_t lookup = 0;
-    if (!read_mapped(image, lookups + i, &lookup)) return damaged_imports(refusal);
+    if (!read_mapped(image, lookups + i, &lookup)) return damaged_imports(error);
     if (lookup == 0) return true;
-    if (++*bound > kMostImports) return refuse(refusal, "has more than %u imports", kMostImports);
+    if (++*bound > kMostImports) return refuse(error, "has more than %u imports", kMostImports);
     void* address = nullptr;
-    if (!bind_import(image, source, library, name, lookup, &address, refusal)) return false;
+    if (!bind_import(image, source, library, name, lookup, &address, error)) return false;
     if (!write_address(image, descriptor.address_table + i, address)) {
-      return damaged_imports(refusal);
+      return damaged_imports(error);
     }
   }
 }
@@ -282,41 +279,41 @@ std::uint8_t* reserve_pages(std::uint64_t preferred, std::uint64_t size) {
 
 }  // namespace
 
-bool refuse(Refusal* refusal, const char* format, ...) {
+bool refuse(LoadError* error, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  vsnprintf(refusal->text, sizeof refusal->text, format, arguments);
+  vsnprintf(error->text, sizeof error->text, format, arguments);
   va_end(arguments);
-  for (char* p = refusal->text; *p; ++p) {
+  for (char* p = error->text; *p; ++p) {
     if (static_cast<unsigned char>(*p) < ' ' || *p == '\x7F') *p = '?';
   }
-  refusal->not_found = false;
-  refusal->is_folder = false;
+  error->not_found = false;
+  error->is_folder = false;
   return false;
 }
 
-bool read_image_file(const char* host_path, FileBytes* file, Refusal* refusal) {
+bool read_image_file(const char* host_path, FileBytes* file, LoadError* error) {
   *file = {nullptr, 0};
   // Without waiting for the other end of a pipe.
   const int descriptor = open(host_path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (descriptor < 0) {
-    const int error = errno;
-    refuse(refusal, "%s", error == ENOENT ? "there is no such file" : strerror(error));
-    refusal->not_found = error == ENOENT || error == ENOTDIR;
+    const int reason = errno;
+    refuse(error, "%s", reason == ENOENT ? "there is no such file" : strerror(reason));
+    error->not_found = reason == ENOENT || reason == ENOTDIR;
     return false;
   }
   struct stat facts;
   bool good = false;
   if (fstat(descriptor, &facts) != 0) {
-    refuse(refusal, "%s", strerror(errno));
+    refuse(error, "%s", strerror(errno));
   } else if (!S_ISREG(facts.st_mode)) {
     const bool is_folder = S_ISDIR(facts.st_mode);
-    refuse(refusal, is_folder ? "is a directory" : "is not a regular file");
-    refusal->is_folder = is_folder;
+    refuse(error, is_folder ? "is a directory" : "is not a regular file");
+    error->is_folder = is_folder;
   } else if (facts.st_size == 0) {
-    refuse(refusal, "is empty");
+    refuse(error, "is empty");
   } else if (static_cast<std::uint64_t>(facts.st_size) > kLargestImage) {
-    refuse(refusal, "is too large");
+    refuse(error, "is too large");
   } else {
     good = true;
   }
@@ -325,13 +322,13 @@ bool read_image_file(const char* host_path, FileBytes* file, Refusal* refusal) {
   void* memory = MAP_FAILED;
   if (good) {
     memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (memory == MAP_FAILED) good = refuse(refusal, "there is not enough memory to read it");
+    if (memory == MAP_FAILED) good = refuse(error, "there is not enough memory to read it");
   }
   for (std::uint64_t done = 0; good && done < size;) {
     const ssize_t got = read(descriptor, static_cast<char*>(memory) + done, size - done);
     if (got < 0 && errno == EINTR) continue;
-    if (got < 0) good = refuse(refusal, "%s", strerror(errno));
-    if (got == 0) good = refuse(refusal, "changes while it is read");
+    if (got < 0) good = refuse(error, "%s", strerror(errno));
+    if (got == 0) good = refuse(error, "changes while it is read");
     if (got > 0) done += static_cast<std::uint64_t>(got);
   }
   close(descriptor);
@@ -348,27 +345,27 @@ void release_image_file(FileBytes* file) {
   *file = {nullptr, 0};
 }
 
-bool check_image(const FileBytes& file, Image* image, Refusal* refusal) {
+bool check_image(const FileBytes& file, Image* image, LoadError* error) {
   pe::DosHeader dos{};
   if (!read_record(file.bytes, file.size, 0, &dos) || dos.magic != pe::kDosMagic) {
-    return refuse(refusal, "is not a program image");
+    return refuse(error, "is not a program image");
   }
   pe::NtHeaders headers{};
   if (dos.pe_offset < sizeof dos || dos.pe_offset % 4 != 0) {
-    return refuse(refusal, "is not a Windows program image");
+    return refuse(error, "is not a Windows program image");
   }
   if (!read_record(file.bytes, file.size, dos.pe_offset, &headers)) {
-    return refuse(refusal, "is cut off: the file ends inside its headers");
+    return refuse(error, "is cut off: the file ends inside its headers");
   }
-  if (headers.magic != pe::kPeMagic) return refuse(refusal, "is not a Windows program image");
-  if (!check_headers(headers, refusal)) return false;
+  if (headers.magic != pe::kPeMagic) return refuse(error, "is not a Windows program image");
+  if (!check_headers(headers, error)) return false;
   if (memcmp(file.bytes + pe::kImageMarkOffset, pe::kImageMark, pe::kImageMarkLength) != 0) {
     // Whatever was linked for the library imports from it.
-    return refuse(refusal, memmem(file.bytes, file.size, kLibraryName, sizeof kLibraryName)
-                               ? "was linked but not finished; run finish_image on it"
-                               : "is an ordinary Windows image; compile it by tarncc");
+    return refuse(error, memmem(file.bytes, file.size, kLibraryName, sizeof kLibraryName)
+                             ? "was linked but not finished; run finish_image on it"
+                             : "is an ordinary Windows image; compile it by tarncc");
   }
-  if (!check_directories(headers.optional, refusal)) return false;
+  if (!check_directories(headers.optional, error)) return false;
 
   image->base = nullptr;
   image->preferred_base = headers.optional.image_base;
@@ -380,13 +377,13 @@ bool check_image(const FileBytes& file, Image* image, Refusal* refusal) {
   image->exports = headers.optional.directories[pe::kExportDirectory];
   image->imports = headers.optional.directories[pe::kImportDirectory];
   image->section_count = headers.file.section_count;
-  return check_sections(file, dos.pe_offset + sizeof headers, image, refusal) &&
-         check_entry(*image, refusal);
+  return check_sections(file, dos.pe_offset + sizeof headers, image, error) &&
+         check_entry(*image, error);
 }
 
-bool map_image(const FileBytes& file, Image* image, Refusal* refusal) {
+bool map_image(const FileBytes& file, Image* image, LoadError* error) {
   image->base = reserve_pages(image->preferred_base, whole_pages(image->size));
-  if (!image->base) return refuse(refusal, "there is not enough memory to load it");
+  if (!image->base) return refuse(error, "there is not enough memory to load it");
   memcpy(image->base, file.bytes, image->headers_size);
   for (std::uint32_t i = 0; i < image->section_count; ++i) {
     const ImageSection& section = image->sections[i];
@@ -400,21 +397,21 @@ void unmap_image(Image* image) {
   image->base = nullptr;
 }
 
-bool bind_imports(const Image& image, const ImportSource& source, Refusal* refusal) {
+bool bind_imports(const Image& image, const ImportSource& source, LoadError* error) {
   if (image.imports.size == 0) return true;
   std::uint32_t bound = 0;
   for (std::uint32_t i = 0; i < kMostLibraries; ++i) {
     pe::ImportDescriptor descriptor{};
     if (!read_mapped(image, image.imports.offset + i * sizeof descriptor, &descriptor)) {
-      return damaged_imports(refusal);
+      return damaged_imports(error);
     }
     if (descriptor.name == 0 || descriptor.address_table == 0) return true;
-    if (!bind_library(image, source, descriptor, &bound, refusal)) return false;
+    if (!bind_library(image, source, descriptor, &bound, error)) return false;
   }
-  return refuse(refusal, "imports from more than %u libraries", kMostLibraries);
+  return refuse(error, "imports from more than %u libraries", kMostLibraries);
 }
 
-bool protect_image(const Image& image, Refusal* refusal) {
+bool protect_image(const Image& image, LoadError* error) {
   std::uint32_t start = 0;
   int protection = PROT_READ;  // of the headers
   for (std::uint32_t i = 0; i <= image.section_count; ++i) {
@@ -423,7 +420,7 @@ bool protect_image(const Image& image, Refusal* refusal) {
     if (next == protection) continue;
     const std::uint32_t end = last ? image.sections[i - 1].end : image.sections[i].start;
     if (mprotect(image.base + start, end - start, protection) != 0) {
-      return refuse(refusal, "cannot be protected in memory: %s", strerror(errno));
+      return refuse(error, "cannot be protected in memory: %s", strerror(errno));
     }
     start = end;
     protection = next;

@@ -17,28 +17,17 @@
 // 65,536 imports; names of 2,047 bytes; 1 TB of stack.
 #pragma once
 
-#include "platform/abi.h"
 #include "platform/pe_format.h"
+#include "platform/posix/loader/loader.h"
 
 namespace tarn::platform {
-
-// Why a file is refused: a line to stand behind the file's name.
-struct Refusal {
-  char text[1024];
-  bool not_found;  // there is no such file
-  bool is_folder;  // the name is a folder's
-};
-
-// Fills `refusal`; false, for the caller to return. Control characters, which
-// may stand in a hostile file's names, become '?'.
-[[gnu::format(printf, 2, 3)]] bool refuse(Refusal* refusal, const char* format, ...);
 
 struct FileBytes {
   const std::uint8_t* bytes;
   std::uint64_t size;
 };
 
-bool read_image_file(const char* host_path, FileBytes* file, Refusal* refusal);
+bool read_image_file(const char* host_path, FileBytes* file, LoadError* error);
 void release_image_file(FileBytes* file);
 
 inline constexpr std::uint32_t kMostSections = 96;  // Windows takes no more
@@ -64,8 +53,8 @@ struct Image {
   ImageSection sections[kMostSections];
 };
 
-bool check_image(const FileBytes& file, Image* image, Refusal* refusal);
-bool map_image(const FileBytes& file, Image* image, Refusal* refusal);
+bool check_image(const FileBytes& file, Image* image, LoadError* error);
+bool map_image(const FileBytes& file, Image* image, LoadError* error);
 void unmap_image(Image* image);
 
 // Who knows the libraries that an image imports from. `open` gives a token for
@@ -73,12 +62,12 @@ void unmap_image(Image* image);
 // `name`, or, if that is null, of its `ordinal`; null if there is none.
 struct ImportSource {
   void* context;
-  const void* (*open)(void* context, const char* library, Refusal* refusal);
+  const void* (*open)(void* context, const char* library, LoadError* error);
   void* (*find)(const void* library, const char* name, std::uint32_t ordinal);
 };
 
-bool bind_imports(const Image& image, const ImportSource& source, Refusal* refusal);
-bool protect_image(const Image& image, Refusal* refusal);
+bool bind_imports(const Image& image, const ImportSource& source, LoadError* error);
+bool protect_image(const Image& image, LoadError* error);
 
 // The address that a mapped image exports under exactly `name`, or as
 // `ordinal`. Null if there is none or if it is forwarded to another library.

@@ -1,20 +1,37 @@
-// The module list, as tarnrun fills it. The module operations of
-// platform/platform.h read it.
+// Program images and libraries: the list of modules as tarnrun fills it, loading,
+// and the entry into a program. The operations on modules stand in
+// platform/platform.h. State: the list of modules, under one lock.
 //
-// In it stand the main image (this executable until a program is loaded), the
+//   image_loader    an image file in memory, checked, bound and protected
+//   module_list     the list and the look-ups in it
+//   search          where files are looked for
+//   load            a file and what it needs
+//   entry           the entries of DLLs, the program's stack and its entry
+//
+// In the list stand the main image (this executable until a program is loaded), the
 // native libraries whose routines this executable holds, and each DLL that was
 // loaded from a file. At most 64; their handles lead to image headers in
 // memory, also those of native ones.
 //
-// A DLL that is loaded at run time is given back when FreeLibrary was called
+// A DLL that is loaded at run time is unloaded when FreeLibrary was called
 // as often as LoadLibraryA and no other image imports from it; DLLs that
 // import from each other stay.
 #pragma once
 
 #include "platform/posix/base/base.h"
-#include "platform/posix/loader/image_loader.h"
 
 namespace tarn::platform {
+
+// Why a file is not loaded: a line to put after the file's name.
+struct LoadError {
+  char text[1024];
+  bool not_found;  // there is no such file
+  bool is_folder;  // the name is a folder's
+};
+
+// Fills `error` as printf does; false, for the caller to return. Control
+// characters, which may stand in a hostile file's names, become '?'.
+[[gnu::format(printf, 2, 3)]] bool refuse(LoadError* error, const char* format, ...);
 
 struct NativeLibrary {
   const char* name;  // with its extension
@@ -32,15 +49,19 @@ const char* native_routine_name(const void* address);
 
 // Loads a program and every DLL that it needs. Nothing of them has run, and
 // none stays if one is refused.
-bool load_program(const char* host_path, Refusal* refusal);
+bool load_program(const char* host_path, LoadError* error);
 
 // Calls the entries of the program's DLLs, then its own, on a stack of the
 // size that the image asks for. Comes back only if there is no such stack or
 // a DLL fails to start.
-void run_program(Refusal* refusal);
+void run_program(LoadError* error);
 
 // A program is loaded, so that this executable can run others.
 bool has_program();
+
+// True for the file of a program that load_program would take, as far as its
+// headers tell.
+bool is_finished_program(const char* host_path);
 
 // Looks for a file that `wanted` takes where programs are looked for: in the
 // program's folder, the current one, those on PATH. `name` is one of the host.

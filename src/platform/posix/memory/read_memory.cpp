@@ -9,8 +9,6 @@
 namespace tarn::platform {
 namespace {
 
-constexpr std::uint32_t kErrorPartialCopy = 299;
-
 // Where the kernel does not grant process_vm_readv, even to the process
 // itself: a pipe takes what is readable and reports the rest.
 std::uint64_t copy_through_pipe(const void* source, void* destination, std::uint64_t size) {
@@ -37,8 +35,8 @@ std::uint64_t copy_through_pipe(const void* source, void* destination, std::uint
 
 }  // namespace
 
-Status ReadProcessMemory(Handle process, const void* source, void* destination, std::uint64_t size,
-                         std::uint64_t* copied) {
+Bool ReadProcessMemory(Handle process, const void* source, void* destination, std::uint64_t size,
+                       std::uint64_t* copied) {
   if (copied) *copied = 0;
   if (process != invalid_handle() && process != GetCurrentProcess()) {
     SetLastError(kErrorInvalidHandle);

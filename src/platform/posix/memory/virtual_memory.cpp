@@ -226,7 +226,7 @@ bool commit(Reservation* r, const PageRange& range, int protection) {
 
 // A fresh mapping in place of the old one: the memory is given back, and no
 // longer counted.
-Status decommit(Reservation* r, const PageRange& range) {
+Bool decommit(Reservation* r, const PageRange& range) {
   if (mmap(address_of(range.begin), range.end - range.begin, PROT_NONE,
            MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) == MAP_FAILED) {
     return fail(kErrorNotEnoughMemory);
@@ -268,7 +268,7 @@ void* VirtualAlloc(void* address, std::uint64_t size, std::uint32_t type,
   return commit(r, range, host) ? address_of(range.begin) : nullptr;
 }
 
-Status VirtualFree(void* address, std::uint64_t size, std::uint32_t type) {
+Bool VirtualFree(void* address, std::uint64_t size, std::uint32_t type) {
   PageRange range;
   if ((type != kMemDecommit && type != kMemRelease) || (type == kMemRelease && size != 0) ||
       !pages_of(address, size, &range)) {
@@ -287,8 +287,8 @@ Status VirtualFree(void* address, std::uint64_t size, std::uint32_t type) {
   return 1;
 }
 
-Status VirtualProtect(void* address, std::uint64_t size, std::uint32_t protection,
-                      std::uint32_t* old_protection) {
+Bool VirtualProtect(void* address, std::uint64_t size, std::uint32_t protection,
+                    std::uint32_t* old_protection) {
   const int host = host_protection(protection);
   PageRange range;
   if (host == kNoProtection) return fail(kErrorInvalidParameter);

@@ -9,9 +9,10 @@
 // runner takes both out of the program's sight. What the system tells of the
 // child's end stands above what the child sent.
 
+#include "platform/posix/processes/child_processes.h"
+
 #include <errno.h>
 #include <fcntl.h>
-#include <limits.h>
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
@@ -26,6 +27,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/posix/processes/processes.h"
 #include "platform/posix/processes/program_start.h"
 #include "platform/posix/terminal/terminal.h"
 
@@ -182,7 +184,7 @@ Handle add_reference(Process* process) {
   return handle;
 }
 
-Status let_go_of(Handle handle) {
+Bool let_go_of(Handle handle) {
   const OpenObject object = remove_handle(handle, HandleKind::kProcess);
   if (object.kind == HandleKind::kFree) return 0;
   let_go(static_cast<Process*>(object.record));
@@ -253,7 +255,8 @@ bool start(const char* command_line, Process* process) {
   if (exit_socket >= 0) close(exit_socket);
   free(command.arguments);
   if (error) {
-    return fail(error == ENOEXEC ? kErrorBadExeFormat : windows_code(error)) != 0;
+    fail(error == ENOEXEC ? kErrorBadExeFormat : windows_code(error));
+    return false;
   }
   const int descriptor = open_descriptor(id);
   if (descriptor < 0) {
@@ -261,7 +264,8 @@ bool start(const char* command_line, Process* process) {
     kill(id, SIGKILL);
     waitpid(id, nullptr, 0);
     take_terminal_back();
-    return fail(windows_code(reason)) != 0;
+    fail(windows_code(reason));
+    return false;
   }
   process->id = id;
   process->descriptor = descriptor;
@@ -280,21 +284,11 @@ Process* new_process() {
   return process;
 }
 
-// Milliseconds for poll, rounded up; 0 once the time has come.
-int time_to(const timespec& end) {
-  timespec now;
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  const std::int64_t nanoseconds =
-      std::int64_t{end.tv_sec - now.tv_sec} * 1'000'000'000 + (end.tv_nsec - now.tv_nsec);
-  const std::int64_t milliseconds = (nanoseconds + 999'999) / 1'000'000;
-  return static_cast<int>(milliseconds < 0 ? 0 : milliseconds < INT_MAX ? milliseconds : INT_MAX);
-}
-
 }  // namespace
 
-Status CreateProcessA(const char* application, char* command_line, const SecurityAttributes*,
-                      const SecurityAttributes*, Status, std::uint32_t flags, void* environment,
-                      const char* directory, const StartupInfo*, ProcessInformation* information) {
+Bool CreateProcessA(const char* application, char* command_line, const SecurityAttributes*,
+                    const SecurityAttributes*, Bool, std::uint32_t flags, void* environment,
+                    const char* directory, const StartupInfo*, ProcessInformation* information) {
   if (application || flags || environment || directory) return fail(kErrorNotSupported);
   if (!command_line || !information) return fail(kErrorInvalidParameter);
   // The handles come first, so that no child is left without one.
@@ -318,7 +312,7 @@ Status CreateProcessA(const char* application, char* command_line, const Securit
   return started ? 1 : 0;
 }
 
-Status GetExitCodeProcess(Handle handle, std::uint32_t* code) {
+Bool GetExitCodeProcess(Handle handle, std::uint32_t* code) {
   const ProcessesLock lock;
   Process* const process = find_process(handle);
   if (!process) return 0;
@@ -328,7 +322,7 @@ Status GetExitCodeProcess(Handle handle, std::uint32_t* code) {
   return 1;
 }
 
-Handle OpenProcess(std::uint32_t, Status, std::uint32_t id) {
+Handle OpenProcess(std::uint32_t, Bool, std::uint32_t id) {
   const auto host_id = static_cast<pid_t>(id);
   if (host_id <= 0) return fail(kErrorInvalidParameter), nullptr;
   if (kill(host_id, 0) != 0) {
@@ -349,7 +343,7 @@ Handle OpenProcess(std::uint32_t, Status, std::uint32_t id) {
   return handle;
 }
 
-Status TerminateProcess(Handle handle, std::uint32_t code) {
+Bool TerminateProcess(Handle handle, std::uint32_t code) {
   if (handle == GetCurrentProcess()) ExitProcess(code);
   const ProcessesLock lock;
   Process* const process = find_process(handle);
@@ -364,12 +358,12 @@ Status TerminateProcess(Handle handle, std::uint32_t code) {
   return 1;
 }
 
-Status close_process(Handle handle) {
+Bool close_process(Handle handle) {
   const ProcessesLock lock;
   return let_go_of(handle);
 }
 
-std::uint32_t WaitForMultipleObjects(std::uint32_t count, const Handle* handles, Status all,
+std::uint32_t WaitForMultipleObjects(std::uint32_t count, const Handle* handles, Bool all,
                                      std::uint32_t milliseconds) {
   if (count == 0 || count > kMostWaits || all) return fail(kErrorInvalidParameter), kWaitFailed;
   const timespec end = deadline_after(milliseconds);
@@ -388,7 +382,7 @@ std::uint32_t WaitForMultipleObjects(std::uint32_t count, const Handle* handles,
   int ready = -1, left = 0;
   if (known == count) {
     do {
-      left = milliseconds == kWaitForever ? -1 : time_to(end);
+      left = milliseconds == kWaitForever ? -1 : milliseconds_until(end);
       ready = poll(wanted, count, left);
     } while (ready <= 0 && left != 0 && (ready == 0 || errno == EINTR));
   }

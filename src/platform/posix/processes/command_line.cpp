@@ -1,4 +1,4 @@
-#include "platform/posix/processes/command_line.h"
+// The command line that a program sees.
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -6,8 +6,8 @@
 #include <string.h>
 #include <unistd.h>
 
-#include "platform/platform.h"
 #include "platform/posix/base/base.h"
+#include "platform/posix/processes/processes.h"
 
 namespace tarn::platform {
 namespace {

@@ -10,6 +10,8 @@
 #include <unistd.h>
 
 #include "platform/posix/loader/loader.h"
+#include "platform/posix/processes/child_processes.h"
+#include "platform/posix/processes/processes.h"
 #include "platform/posix/processes/program_start.h"
 
 namespace tarn::platform {
@@ -47,11 +49,7 @@ std::size_t read_whole(const char* path, char* buffer, std::size_t size) {
 }
 
 void set_name(ProcessEntry* entry, const char* path) {
-  const char* base = path;
-  for (const char* p = path; *p; ++p) {
-    if (*p == '/' || *p == '\\') base = p + 1;
-  }
-  snprintf(entry->file_name, sizeof entry->file_name, "%s", base);
+  snprintf(entry->file_name, sizeof entry->file_name, "%s", base_name(path));
 }
 
 // The program that a runner was given, among its arguments; null without one.
@@ -71,8 +69,7 @@ bool is_runner(const Snapshot& snapshot, const char* link, const char* target) {
       facts.st_ino == snapshot.runner.st_ino) {
     return has_program();
   }
-  const char* const slash = strrchr(target, '/');
-  return strcmp(slash ? slash + 1 : target, "tarnrun") == 0;
+  return strcmp(base_name(target), "tarnrun") == 0;
 }
 
 // False for a process that is gone or has ended.
@@ -125,19 +122,26 @@ ProcessEntry* room_for_entry(Snapshot* snapshot) {
 
 bool list_processes(Snapshot* snapshot) {
   DIR* const processes = opendir("/proc");
-  if (!processes) return fail_by_errno() != 0;
+  if (!processes) {
+    fail_by_errno();
+    return false;
+  }
   bool good = true;
   for (const dirent* item; good && (item = readdir(processes)) != nullptr;) {
     if (!isdigit(static_cast<unsigned char>(item->d_name[0]))) continue;
     ProcessEntry* const entry = room_for_entry(snapshot);
-    if (!entry) good = fail(kErrorNotEnoughMemory) != 0;
-    if (entry && describe(snapshot, item->d_name, entry)) ++snapshot->count;
+    if (!entry) {
+      fail(kErrorNotEnoughMemory);
+      good = false;
+    } else if (describe(snapshot, item->d_name, entry)) {
+      ++snapshot->count;
+    }
   }
   closedir(processes);
   return good;
 }
 
-Status give_next(Handle handle, ProcessEntry* entry, bool from_start) {
+Bool give_next(Handle handle, ProcessEntry* entry, bool from_start) {
   const OpenObject* const object = find_handle(handle, HandleKind::kSnapshot);
   if (!object) return 0;
   if (entry->length < sizeof *entry) return fail(kErrorInsufficientBuffer);
@@ -156,7 +160,8 @@ Handle CreateToolhelp32Snapshot(std::uint32_t, std::uint32_t) {
   if (!snapshot) return fail(kErrorNotEnoughMemory), invalid_handle();
   snapshot->arguments = static_cast<char*>(malloc(kArgumentsSize));
   if (stat("/proc/self/exe", &snapshot->runner) != 0) snapshot->runner = {};
-  const bool good = snapshot->arguments ? list_processes(snapshot) : fail(kErrorNotEnoughMemory);
+  if (!snapshot->arguments) fail(kErrorNotEnoughMemory);
+  const bool good = snapshot->arguments && list_processes(snapshot);
   const Handle handle =
       good ? add_handle({HandleKind::kSnapshot, -1, false, false, false, snapshot}) : nullptr;
   if (handle) return handle;
@@ -164,15 +169,15 @@ Handle CreateToolhelp32Snapshot(std::uint32_t, std::uint32_t) {
   return invalid_handle();
 }
 
-Status Process32First(Handle snapshot, ProcessEntry* entry) {
+Bool Process32First(Handle snapshot, ProcessEntry* entry) {
   return give_next(snapshot, entry, true);
 }
 
-Status Process32Next(Handle snapshot, ProcessEntry* entry) {
+Bool Process32Next(Handle snapshot, ProcessEntry* entry) {
   return give_next(snapshot, entry, false);
 }
 
-Status close_snapshot(Handle handle) {
+Bool close_snapshot(Handle handle) {
   const OpenObject object = remove_handle(handle, HandleKind::kSnapshot);
   if (object.kind == HandleKind::kFree) return 0;
   free_snapshot(static_cast<Snapshot*>(object.record));

@@ -8,8 +8,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "platform/posix/loader/image_loader.h"
 #include "platform/posix/loader/loader.h"
+#include "platform/posix/processes/processes.h"
 
 namespace tarn::platform {
 namespace {
@@ -43,26 +43,41 @@ bool find_in_folder(const char* name, char (&found)[kPathSize]) {
   if (!to_host_path(name, host)) return false;
   // Nothing that begins a path is an option.
   const int length = snprintf(found, kPathSize, "%s%s", host[0] == '/' ? "" : "./", host);
-  if (length >= static_cast<int>(kPathSize)) return fail(kErrorFileNameTooLong) != 0;
+  if (length >= static_cast<int>(kPathSize)) {
+    fail(kErrorFileNameTooLong);
+    return false;
+  }
   struct stat facts;
-  if (stat(found, &facts) != 0) return fail_on_path(found) != 0;
-  return can_start(found) || fail(kErrorAccessDenied) != 0;
+  if (stat(found, &facts) != 0) {
+    fail_on_path(found);
+    return false;
+  }
+  if (can_start(found)) return true;
+  fail(kErrorAccessDenied);
+  return false;
 }
 
 bool find_by_name(const char* name, char (&found)[kPathSize]) {
   char host[kPathSize];
   if (!translate_path(name, host)) return false;
-  return find_to_start(host, &can_start, found) || fail(kErrorFileNotFound) != 0;
+  if (find_to_start(host, &can_start, found)) return true;
+  fail(kErrorFileNotFound);
+  return false;
 }
 
 bool find_program(const char* name, std::size_t length, char (&found)[kPathSize]) {
   char full[kPathSize];
-  if (length == 0) return fail(kErrorFileNotFound) != 0;
-  if (length + sizeof kExtension > sizeof full) return fail(kErrorFileNameTooLong) != 0;
+  if (length == 0) {
+    fail(kErrorFileNotFound);
+    return false;
+  }
+  if (length + sizeof kExtension > sizeof full) {
+    fail(kErrorFileNameTooLong);
+    return false;
+  }
   memcpy(full, name, length);
   full[length] = '\0';
-  const char* base = full + length;
-  while (base > full && !strchr("\\/:", base[-1])) --base;
+  const char* const base = base_name(full);
   const auto find = base > full ? &find_in_folder : &find_by_name;
   if (!strchr(base, '.')) {
     memcpy(full + length, kExtension, sizeof kExtension);
@@ -162,17 +177,6 @@ bool put_shell_command(char* to, const char* text) {
   return image;
 }
 
-// Refuses what the runner would refuse, before anything is started.
-bool is_finished_program(const char* host_path) {
-  FileBytes file;
-  Image image;
-  Refusal refusal;
-  if (!read_image_file(host_path, &file, &refusal)) return false;
-  const bool good = check_image(file, &image, &refusal) && !image.is_dll;
-  release_image_file(&file);
-  return good;
-}
-
 char* put(char* to, const char* text) { return stpcpy(to, text) + 1; }
 
 // The texts lie behind the pointers, one by one.
@@ -215,7 +219,10 @@ std::size_t split_arguments(const char* text, char* to) {
 bool read_command(const char* command_line, HostCommand* command) {
   const char* const line = command_line + strspn(command_line, kBlanks);
   const std::size_t length = strlen(command_line);
-  if (length >= kCommandLineSize) return fail(kErrorFileNameTooLong) != 0;
+  if (length >= kCommandLineSize) {
+    fail(kErrorFileNameTooLong);
+    return false;
+  }
   const char* const text = shell_text(line);
   Name name{};
   bool image = false;
@@ -224,14 +231,24 @@ bool read_command(const char* command_line, HostCommand* command) {
   } else {
     if (!find_named(line, &name, command->path)) return false;
     image = is_image(command->path);
-    if (image && !is_finished_program(command->path)) return fail(kErrorBadExeFormat) != 0;
-    if (image && !has_program()) return fail(kErrorFileNotFound) != 0;
+    // Refuses what the runner would refuse, before anything is started.
+    if (image && !is_finished_program(command->path)) {
+      fail(kErrorBadExeFormat);
+      return false;
+    }
+    if (image && !has_program()) {
+      fail(kErrorFileNotFound);
+      return false;
+    }
   }
 
   const std::size_t pointers = (length / 2 + kMostAdded + 1) * sizeof(char*);
   const std::size_t most_text = length + kMostPathText + sizeof kCommandLineOption;
   command->arguments = static_cast<char**>(malloc(pointers + most_text));
-  if (!command->arguments) return fail(kErrorNotEnoughMemory) != 0;
+  if (!command->arguments) {
+    fail(kErrorNotEnoughMemory);
+    return false;
+  }
   char* const texts = reinterpret_cast<char*>(command->arguments) + pointers;
   if (text) {
     // The blank keeps a text that begins with '-' from being an option.

@@ -1,5 +1,7 @@
 #include "platform/posix/terminal/code_page.h"
 
+#include "platform/posix/terminal/terminal.h"
+
 namespace tarn::platform {
 
 // clang-format off
@@ -64,19 +66,16 @@ std::size_t put_glyph(std::uint8_t character, char* to) {
   return count;
 }
 
-int take_utf8(const std::uint8_t* bytes, std::size_t count, std::uint32_t* code_point) {
-  const unsigned lead = bytes[0];
-  const int length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-  if (lead < 0xC2 || lead > 0xF4) return 0;
-  std::uint32_t value = lead & (0x7Fu >> length);
-  for (int i = 1; i < length; ++i) {
-    if (static_cast<std::size_t>(i) == count) return -1;
-    if ((bytes[i] & 0xC0) != 0x80) return 0;
-    value = value << 6 | (bytes[i] & 0x3F);
+std::size_t to_terminal_text(const std::uint8_t* characters, std::size_t count, char* to) {
+  std::size_t length = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::uint8_t c = characters[i];
+    if (c < 0x80) {
+      to[length++] = static_cast<char>(c);
+    } else {
+      length += put_glyph(c, to + length);
+    }
   }
-  constexpr std::uint32_t kLowest[] = {0, 0, 0x80, 0x800, 0x10000};
-  if (value < kLowest[length] || value > 0x10FFFF || (value >= 0xD800 && value < 0xE000)) return 0;
-  *code_point = value;
   return length;
 }
 

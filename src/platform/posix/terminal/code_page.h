@@ -17,9 +17,4 @@ std::uint8_t to_code_page(std::uint32_t code_point);
 // Stores the glyph's UTF-8 bytes, at most 3. Result: how many.
 std::size_t put_glyph(std::uint8_t character, char* to);
 
-// Length of the well-formed UTF-8 sequence of two or more bytes at `bytes`,
-// whose code point is stored; 0 if it is ill-formed, -1 if the bytes end
-// within a sequence that is well-formed so far.
-int take_utf8(const std::uint8_t* bytes, std::size_t count, std::uint32_t* code_point);
-
 }  // namespace tarn::platform

@@ -2,9 +2,12 @@
 
 #include <string.h>
 
+#include "platform/posix/base/base.h"
 #include "platform/posix/terminal/code_page.h"
+#include "platform/posix/terminal/console.h"
 #include "platform/posix/terminal/screen.h"
 #include "platform/posix/terminal/terminal.h"
+#include "platform/posix/terminal/terminal_mode.h"
 
 namespace tarn::platform {
 namespace {
@@ -129,7 +132,7 @@ SmallRect visible(const ScreenState& screen) {
 // Start-up asks this of every program, and most of them never use the cells:
 // the first call leaves the terminal alone and tells the cursor as (0, 0). Every
 // later one asks the terminal if need be.
-Status GetConsoleScreenBufferInfo(Handle handle, ScreenBufferInfo* info) {
+Bool GetConsoleScreenBufferInfo(Handle handle, ScreenBufferInfo* info) {
   const ScreenLock lock;
   ScreenState* const screen = select_screen(handle);
   if (screen == nullptr) return 0;
@@ -144,7 +147,7 @@ Status GetConsoleScreenBufferInfo(Handle handle, ScreenBufferInfo* info) {
   return 1;
 }
 
-Status GetConsoleWindowSize(Handle handle, Coord* size) {
+Bool GetConsoleWindowSize(Handle handle, Coord* size) {
   const ScreenLock lock;
   const ScreenState* const screen = select_screen(handle);
   if (screen == nullptr) return 0;
@@ -155,12 +158,12 @@ Status GetConsoleWindowSize(Handle handle, Coord* size) {
   return 1;
 }
 
-void HoldConsoleOutput(Status hold) {
+void HoldConsoleOutput(Bool hold) {
   const ScreenLock lock;
   hold_screen(hold != 0);
 }
 
-Status GetConsoleCursorInfo(Handle handle, ConsoleCursorInfo* info) {
+Bool GetConsoleCursorInfo(Handle handle, ConsoleCursorInfo* info) {
   const ScreenLock lock;
   const ScreenState* const screen = select_screen(handle);
   if (screen == nullptr) return 0;
@@ -168,7 +171,7 @@ Status GetConsoleCursorInfo(Handle handle, ConsoleCursorInfo* info) {
   return 1;
 }
 
-Status SetConsoleCursorInfo(Handle handle, const ConsoleCursorInfo* info) {
+Bool SetConsoleCursorInfo(Handle handle, const ConsoleCursorInfo* info) {
   const ScreenLock lock;
   const ScreenState* const screen = select_screen(handle);
   if (screen == nullptr) return 0;
@@ -181,7 +184,7 @@ Status SetConsoleCursorInfo(Handle handle, const ConsoleCursorInfo* info) {
   return flush_screen() ? 1 : 0;
 }
 
-Status SetConsoleCursorPosition(Handle handle, Coord place) {
+Bool SetConsoleCursorPosition(Handle handle, Coord place) {
   const ScreenLock lock;
   const ScreenState* const screen = select_screen(handle);
   if (screen == nullptr) return 0;
@@ -193,7 +196,7 @@ Status SetConsoleCursorPosition(Handle handle, Coord place) {
   return flush_screen() ? 1 : 0;
 }
 
-Status ReadConsoleOutputA(Handle handle, CharInfo* to, Coord size, Coord from, SmallRect* region) {
+Bool ReadConsoleOutputA(Handle handle, CharInfo* to, Coord size, Coord from, SmallRect* region) {
   const ScreenLock lock;
   const ScreenState* const screen = select_screen(handle);
   if (screen == nullptr || !settle_screen()) return 0;
@@ -205,8 +208,8 @@ Status ReadConsoleOutputA(Handle handle, CharInfo* to, Coord size, Coord from, S
   return 1;
 }
 
-Status WriteConsoleOutputA(Handle handle, const CharInfo* from_cells, Coord size, Coord from,
-                           SmallRect* region) {
+Bool WriteConsoleOutputA(Handle handle, const CharInfo* from_cells, Coord size, Coord from,
+                         SmallRect* region) {
   const ScreenLock lock;
   const ScreenState* const screen = select_screen(handle);
   if (screen == nullptr || !settle_screen()) return 0;
@@ -219,8 +222,8 @@ Status WriteConsoleOutputA(Handle handle, const CharInfo* from_cells, Coord size
   return return_cursor() ? 1 : 0;
 }
 
-Status WriteConsoleA(Handle handle, const void* text, std::uint32_t length, std::uint32_t* written,
-                     void*) {
+Bool WriteConsoleA(Handle handle, const void* text, std::uint32_t length, std::uint32_t* written,
+                   void*) {
   if (written != nullptr) *written = 0;
   const ScreenLock lock;
   const ScreenState* const screen = select_screen(handle);
@@ -303,7 +306,7 @@ std::uint32_t GetConsoleTitleA(char* to, std::uint32_t size) {
   return static_cast<std::uint32_t>(strlen(title));
 }
 
-Status SetConsoleTitleA(const char* text) {
+Bool SetConsoleTitleA(const char* text) {
   const ScreenLock lock;
   if (select_any_screen() == nullptr) return 0;
   const std::size_t length = strnlen(text, kTitleSize - 1);
@@ -316,7 +319,5 @@ Status SetConsoleTitleA(const char* text) {
   set_terminal_title(printable);
   return flush_screen() ? 1 : 0;
 }
-
-std::int32_t GetSystemMetrics(std::int32_t) { return 0; }
 
 }  // namespace tarn::platform

@@ -1,15 +1,13 @@
-// Console events and messages.
+// Console events, from signals.
 
 #include <errno.h>
 #include <pthread.h>
 #include <semaphore.h>
 #include <signal.h>
-#include <string.h>
 #include <unistd.h>
 
-#include "platform/platform.h"
-#include "platform/posix/base/base.h"
-#include "platform/posix/faults/fault_records.h"
+#include "platform/posix/terminal/terminal.h"
+#include "platform/posix/threads/threads.h"
 
 namespace tarn::platform {
 namespace {
@@ -106,15 +104,9 @@ bool remove_handler(ConsoleHandler handler) {
   return false;
 }
 
-void write_error_text(const char* text) {
-  std::uint32_t written = 0;
-  WriteFile(GetStdHandle(kStandardError), text, static_cast<std::uint32_t>(strlen(text)), &written,
-            nullptr);
-}
-
 }  // namespace
 
-Status SetConsoleCtrlHandler(ConsoleHandler handler, std::int32_t add) {
+Bool SetConsoleCtrlHandler(ConsoleHandler handler, std::int32_t add) {
   if (handler && (!add || start_events())) {
     pthread_mutex_lock(&console_lock);
     bool done = false;
@@ -130,24 +122,5 @@ Status SetConsoleCtrlHandler(ConsoleHandler handler, std::int32_t add) {
   SetLastError(handler && add ? kErrorNotEnoughMemory : kErrorInvalidParameter);
   return 0;
 }
-
-std::int32_t MessageBoxA(Handle, const char* text, const char* caption, std::uint32_t) {
-  const char* const parts[] = {caption, ": ", text, "\r\n"};
-  for (const char* part : parts) write_error_text(part);
-  return 0;
-}
-
-std::int64_t SendMessageA(Handle, std::uint32_t, std::uint64_t, std::int64_t) { return 0; }
-
-Handle GetFocus() { return nullptr; }
-
-Status IsWindowEnabled(Handle) { return 0; }
-
-Status GetCursorPos(Point* point) {
-  *point = {0, 0};
-  return 0;
-}
-
-Handle WindowFromPoint(Point) { return nullptr; }
 
 }  // namespace tarn::platform

@@ -1,5 +1,6 @@
 #include "platform/posix/terminal/key_decoder.h"
 
+#include "platform/posix/base/base.h"
 #include "platform/posix/terminal/code_page.h"
 
 namespace tarn::platform {

@@ -10,9 +10,10 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "platform/posix/base/base.h"
 #include "platform/posix/terminal/progress_row.h"
 #include "platform/posix/terminal/screen.h"
-#include "platform/posix/terminal/terminal.h"
+#include "platform/posix/terminal/terminal_mode.h"
 
 namespace tarn::platform {
 namespace {
@@ -203,7 +204,7 @@ void CloseProgressWindow(Handle) {
   SetEvent(closing);
 }
 
-Status OemToCharA(const char* oem, char* ansi) {
+Bool OemToCharA(const char* oem, char* ansi) {
   if (ansi != oem) strcpy(ansi, oem);
   return 1;
 }

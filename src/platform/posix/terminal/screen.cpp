@@ -10,8 +10,11 @@
 
 #include <initializer_list>
 
+#include "platform/posix/base/base.h"
 #include "platform/posix/terminal/progress_row.h"
 #include "platform/posix/terminal/terminal.h"
+#include "platform/posix/terminal/terminal_input.h"
+#include "platform/posix/terminal/terminal_mode.h"
 
 namespace tarn::platform {
 namespace {
@@ -390,10 +393,16 @@ bool use_screen() {
   if (look(&in_use)) return true;
   close_descriptors();
   const std::size_t wanted = cell_count(state.size);
-  if (!make_room(wanted)) return fail(kErrorNotEnoughMemory) != 0;
+  if (!make_room(wanted)) {
+    fail(kErrorNotEnoughMemory);
+    return false;
+  }
   for (std::size_t i = 0; i < wanted; ++i) cells[i] = kBlank;
   terminal = fcntl(selected, F_DUPFD_CLOEXEC, static_cast<int>(kStandardHandles));
-  if (terminal < 0) return fail_by_errno() != 0;
+  if (terminal < 0) {
+    fail_by_errno();
+    return false;
+  }
   reader = open_reader();
   out.begin(terminal, state.kind.colours, -1);
   state.cursor_look = kFirstLook;
@@ -508,7 +517,9 @@ void set_terminal_title(const char* title) {
 
 bool flush_screen() {
   out.plain();
-  return held || out.flush() || fail_by_errno() != 0;
+  if (held || out.flush()) return true;
+  fail_by_errno();
+  return false;
 }
 
 bool return_cursor() {

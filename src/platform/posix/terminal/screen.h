@@ -82,4 +82,24 @@ bool flush_screen();
 // The same after drawing: the terminal's cursor goes back to its place first.
 bool return_cursor();
 
+// A descriptor by which the screen's terminal is written, from the first use of
+// its cells to the end; else -1.
+int screen_terminal();
+
+// Bytes that came from the screen's terminal, with its echo: the kept cursor
+// follows them.
+void follow_echo(int descriptor, const void* bytes, std::size_t count);
+
+// The three below may be called in a signal handler.
+
+// The size of the terminal's window may have changed.
+void note_size();
+// While the screen hides the terminal's cursor: shows it to others, or hides it
+// again.
+void show_cursor(bool shown);
+// Puts attributes, cursor and title back, and the cursor on a fresh line below
+// the output. May be called more than once; the next use of the cells begins
+// afresh.
+void finish_screen();
+
 }  // namespace tarn::platform

@@ -8,11 +8,15 @@
 #include <pthread.h>
 #include <string.h>
 #include <sys/ioctl.h>
-#include <time.h>
 #include <unistd.h>
 
+#include "platform/posix/base/base.h"
+#include "platform/posix/terminal/console.h"
 #include "platform/posix/terminal/key_decoder.h"
+#include "platform/posix/terminal/screen.h"
 #include "platform/posix/terminal/terminal.h"
+#include "platform/posix/terminal/terminal_input.h"
+#include "platform/posix/terminal/terminal_mode.h"
 
 namespace tarn::platform {
 namespace {
@@ -98,13 +102,6 @@ bool hold_more(int terminal, int milliseconds) {
     held_count += static_cast<std::size_t>(taken);
     return true;
   }
-}
-
-int milliseconds_until(const timespec& end) {
-  timespec now;
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  const auto left = (end.tv_sec - now.tv_sec) * 1000 + (end.tv_nsec - now.tv_nsec) / 1000000;
-  return left > 0 ? static_cast<int>(left) : 0;
 }
 
 // Within its life, of which the end needs the input's lock, the terminal has no
@@ -328,6 +325,39 @@ TerminalRead read_ours(int descriptor, unsigned device, void* buffer, std::size_
   return TerminalRead::kDone;
 }
 
+// ---- Bytes that the system has read ------------------------------------------------
+
+// Result: the count of bytes that are left.
+std::size_t drop_late_answer(int descriptor, void* bytes, std::size_t count) {
+  if (!answer_is_late || terminal_device(descriptor) != held_device) return count;
+  auto* const from = static_cast<std::uint8_t*>(bytes);
+  std::size_t at, length;
+  int row, column;
+  if (!find_answer(from, count, &at, &length, &row, &column)) return count;
+  answer_is_late = false;
+  memmove(from + at, from + at + length, count - at - length);
+  return count - length;
+}
+
+// Of a terminal that delivers lines. Result: the count with both bytes.
+std::size_t end_line(int descriptor, void* bytes, std::size_t count, std::size_t size) {
+  auto* const line = static_cast<char*>(bytes);
+  termios flags;
+  if (count == 0 || line[count - 1] != '\n' || tcgetattr(descriptor, &flags) != 0 ||
+      (flags.c_lflag & ICANON) == 0) {
+    return count;
+  }
+  line[count - 1] = '\r';
+  if (count == size) {
+    pthread_mutex_lock(&input_lock);
+    finish_line(terminal_device(descriptor), "\n", 1);
+    pthread_mutex_unlock(&input_lock);
+    return count;
+  }
+  line[count] = '\n';
+  return count + 1;
+}
+
 }  // namespace
 
 Answer ask_cursor(int terminal, int reader, int* column, int* row) {
@@ -337,13 +367,7 @@ Answer ask_cursor(int terminal, int reader, int* column, int* row) {
     hold_for(reader);
     const KeyMode mode(reader, KeyMode::kKey);
     if (mode.active()) {
-      timespec end;
-      clock_gettime(CLOCK_MONOTONIC, &end);
-      end.tv_nsec += kAnswerMilliseconds * 1000000L;
-      if (end.tv_nsec >= 1000000000) {
-        end.tv_nsec -= 1000000000;
-        ++end.tv_sec;
-      }
+      const timespec end = deadline_after(kAnswerMilliseconds);
       answer = Answer::kNone;
       write_terminal(terminal, kAskCursor, sizeof kAskCursor - 1, kAnswerMilliseconds);
       while (hold_more(reader, milliseconds_until(end))) {
@@ -371,37 +395,14 @@ TerminalRead read_terminal(int descriptor, void* buffer, std::size_t size, std::
   return result;
 }
 
-std::size_t end_terminal_line(int descriptor, void* bytes, std::size_t count, std::size_t size) {
-  auto* const line = static_cast<char*>(bytes);
-  termios flags;
-  if (count == 0 || line[count - 1] != '\n' || tcgetattr(descriptor, &flags) != 0 ||
-      (flags.c_lflag & ICANON) == 0) {
-    return count;
-  }
-  line[count - 1] = '\r';
-  if (count == size) {
-    pthread_mutex_lock(&input_lock);
-    finish_line(terminal_device(descriptor), "\n", 1);
-    pthread_mutex_unlock(&input_lock);
-    return count;
-  }
-  line[count] = '\n';
-  return count + 1;
+std::size_t take_terminal_bytes(int descriptor, void* bytes, std::size_t count, std::size_t size) {
+  count = drop_late_answer(descriptor, bytes, count);
+  follow_echo(descriptor, bytes, count);
+  return end_line(descriptor, bytes, count, size);
 }
 
-std::size_t drop_late_answer(int descriptor, void* bytes, std::size_t count) {
-  if (!answer_is_late || terminal_device(descriptor) != held_device) return count;
-  auto* const from = static_cast<std::uint8_t*>(bytes);
-  std::size_t at, length;
-  int row, column;
-  if (!find_answer(from, count, &at, &length, &row, &column)) return count;
-  answer_is_late = false;
-  memmove(from + at, from + at + length, count - at - length);
-  return count - length;
-}
-
-Status ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
-                         std::uint32_t* count) {
+Bool ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
+                       std::uint32_t* count) {
   *count = 0;
   const OpenObject* const object = find_handle(input, HandleKind::kFile);
   if (object == nullptr) return 0;

@@ -11,8 +11,11 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "platform/posix/base/base.h"
 #include "platform/posix/terminal/progress_row.h"
+#include "platform/posix/terminal/screen.h"
 #include "platform/posix/terminal/terminal.h"
+#include "platform/posix/terminal/terminal_mode.h"
 
 namespace tarn::platform {
 namespace {
@@ -233,7 +236,7 @@ bool write_terminal(int terminal, const char* bytes, std::size_t count, int mill
   return true;
 }
 
-Status GetConsoleMode(Handle handle, std::uint32_t* mode) {
+Bool GetConsoleMode(Handle handle, std::uint32_t* mode) {
   termios flags;
   const OpenObject* const object = find_terminal(handle, &flags);
   if (object == nullptr) return 0;
@@ -251,7 +254,7 @@ Status GetConsoleMode(Handle handle, std::uint32_t* mode) {
 
 // A terminal always wraps and always understands its own sequences. Modes that
 // no terminal has are refused.
-Status SetConsoleMode(Handle handle, std::uint32_t mode) {
+Bool SetConsoleMode(Handle handle, std::uint32_t mode) {
   termios flags;
   const OpenObject* const object = find_terminal(handle, &flags);
   if (object == nullptr) return 0;

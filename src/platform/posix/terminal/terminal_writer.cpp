@@ -4,7 +4,7 @@
 #include <string.h>
 
 #include "platform/posix/terminal/code_page.h"
-#include "platform/posix/terminal/terminal.h"
+#include "platform/posix/terminal/terminal_mode.h"
 
 namespace tarn::platform {
 namespace {

@@ -11,7 +11,7 @@
 #include <unistd.h>
 
 #include "platform/posix/base/base.h"
-#include "platform/posix/faults/fault_records.h"
+#include "platform/posix/threads/threads.h"
 
 namespace tarn::platform {
 namespace {
@@ -88,7 +88,7 @@ void signal_waitable(Waitable* object) {
   }
 }
 
-Status close_waitable(Handle handle, HandleKind kind) {
+Bool close_waitable(Handle handle, HandleKind kind) {
   const WaitsLock lock;
   const OpenObject object = remove_handle(handle, kind);
   if (object.kind == HandleKind::kFree) return 0;
@@ -155,16 +155,9 @@ bool start_thread(Waitable* thread, std::uint64_t stack_size) {
 
 }  // namespace
 
-void set_initial_modes() {
-  constexpr std::uint32_t kMxcsr = 0x1F80;
-  constexpr std::uint16_t kX87Control = 0x27F;
-  asm volatile("ldmxcsr %0" ::"m"(kMxcsr));
-  asm volatile("fldcw %0" ::"m"(kX87Control));
-}
-
 // ---- Events -------------------------------------------------------------------
 
-Handle CreateEventA(const SecurityAttributes*, Status manual_reset, Status signalled,
+Handle CreateEventA(const SecurityAttributes*, Bool manual_reset, Bool signalled,
                     const char* name) {
   if (name != nullptr) return null_for(kErrorNotSupported);
   Waitable* const event = new_waitable(signalled != 0, manual_reset != 0);
@@ -174,7 +167,7 @@ Handle CreateEventA(const SecurityAttributes*, Status manual_reset, Status signa
   return handle;
 }
 
-Status SetEvent(Handle event) {
+Bool SetEvent(Handle event) {
   const WaitsLock lock;
   Waitable* const object = find_waitable(event, HandleKind::kEvent);
   if (object == nullptr) return 0;
@@ -182,7 +175,7 @@ Status SetEvent(Handle event) {
   return 1;
 }
 
-Status close_event(Handle handle) { return close_waitable(handle, HandleKind::kEvent); }
+Bool close_event(Handle handle) { return close_waitable(handle, HandleKind::kEvent); }
 
 std::uint32_t wait_for_event(Handle handle, std::uint32_t milliseconds) {
   return wait_for(handle, HandleKind::kEvent, milliseconds);
@@ -222,7 +215,7 @@ std::uint32_t ResumeThread(Handle handle) {
   return before;
 }
 
-Status SetThreadPriority(Handle handle, std::int32_t priority) {
+Bool SetThreadPriority(Handle handle, std::int32_t priority) {
   const bool known = (priority >= -2 && priority <= 2) || priority == -15 || priority == 15;
   if (!known) return fail(kErrorInvalidParameter);
   if (handle == current_thread()) return 1;
@@ -230,7 +223,7 @@ Status SetThreadPriority(Handle handle, std::int32_t priority) {
   return find_waitable(handle, HandleKind::kThread) != nullptr;
 }
 
-Status close_thread(Handle handle) { return close_waitable(handle, HandleKind::kThread); }
+Bool close_thread(Handle handle) { return close_waitable(handle, HandleKind::kThread); }
 
 std::uint32_t wait_for_thread(Handle handle, std::uint32_t milliseconds) {
   return wait_for(handle, HandleKind::kThread, milliseconds);
@@ -238,7 +231,7 @@ std::uint32_t wait_for_thread(Handle handle, std::uint32_t milliseconds) {
 
 Handle GetCurrentThread() { return current_thread(); }
 
-Status TerminateThread(Handle thread, std::uint32_t code) {
+Bool TerminateThread(Handle thread, std::uint32_t code) {
   if (thread != current_thread()) return fail(kErrorInvalidHandle);
   if (own_thread != nullptr) _longjmp(own_thread->end, 1);
   syscall(SYS_exit, code);  // this thread only; the process ends with its last one
@@ -249,7 +242,7 @@ std::uint32_t GetCurrentThreadId() { return static_cast<std::uint32_t>(syscall(S
 
 // The alternate stack of the signal handlers is the guarantee; it has this
 // many bytes or more.
-Status SetThreadStackGuarantee(std::uint32_t* size) {
+Bool SetThreadStackGuarantee(std::uint32_t* size) {
   stack_t current{};
   const std::uint32_t wanted = *size;
   const bool has = sigaltstack(nullptr, &current) == 0 && !(current.ss_flags & SS_DISABLE);

@@ -1,0 +1,24 @@
+#include <signal.h>
+
+#include "platform/posix/base/base.h"
+
+namespace tarn::platform {
+
+// A handler that does nothing, unlike an ignored signal, is not inherited by the
+// programs it starts.
+void survive_refused_writes() {
+  static bool done;
+  if (__atomic_exchange_n(&done, true, __ATOMIC_RELAXED)) return;
+  constexpr int kOfRefusedWrites[] = {SIGPIPE, SIGXFSZ};
+  for (const int number : kOfRefusedWrites) {
+    struct sigaction present;
+    if (sigaction(number, nullptr, &present) != 0 || present.sa_handler != SIG_DFL) continue;
+    struct sigaction nothing {};
+    nothing.sa_handler = [](int) {};
+    nothing.sa_flags = SA_RESTART;
+    sigemptyset(&nothing.sa_mask);
+    sigaction(number, &nothing, nullptr);
+  }
+}
+
+}  // namespace tarn::platform

@@ -1,0 +1,18 @@
+// Files, folders and searches by name, and the share modes of open files. The
+// operations themselves stand in platform/platform.h. State: none but the
+// handles; a share mode is a set of the system's file locks.
+#pragma once
+
+#include "platform/platform.h"
+
+namespace tarn::platform {
+
+inline constexpr std::uint32_t kAttributeArchive = 0x20;  // of a plain file, and of a device
+
+// The attributes of a file with this st_mode: read-only if nobody may write it.
+std::uint32_t attributes_of(std::uint32_t mode);
+
+// What CloseHandle does for a file.
+Bool close_file(Handle handle);
+
+}  // namespace tarn::platform

@@ -1,0 +1,191 @@
+// Loading: a file and every library that it needs are mapped and bound before
+// anything of them runs.
+
+#include "platform/posix/loader/entry.h"
+#include "platform/posix/loader/search.h"
+
+namespace tarn::platform {
+namespace {
+
+std::uint32_t last_load;
+
+void drop_reference(int index) {
+  ModuleRecord* const record = &modules[index];
+  if (index == kMainImage || record->state == ModuleState::kNative ||
+      record->state == ModuleState::kFree)
+    return;
+  if (record->references > 0) --record->references;
+  if (record->references > 0) return;
+  if (record->state == ModuleState::kStarted) stop_module(*record);
+  record->state = ModuleState::kFree;
+  unmap_image(&record->image);
+  for (int i = 0; i < kMostModules; ++i) {
+    if (record->needs >> i & 1) drop_reference(i);
+  }
+}
+
+// One load: a file and what it needs. Nothing of it runs before all is bound.
+struct Load {
+  std::uint32_t number;
+  StartOrder order;
+};
+
+bool belongs_to(const ModuleRecord& record, const Load& load) {
+  return record.state == ModuleState::kLoading && record.load == load.number;
+}
+
+// Takes back what a refused load has brought in.
+void drop_load(const Load& load) {
+  for (ModuleRecord& record : modules) {
+    if (!belongs_to(record, load)) continue;
+    for (int i = 0; i < kMostModules; ++i) {
+      if ((record.needs >> i & 1) && !belongs_to(modules[i], load)) drop_reference(i);
+    }
+  }
+  for (ModuleRecord& record : modules) {
+    if (!belongs_to(record, load)) continue;
+    record.state = ModuleState::kFree;
+    unmap_image(&record.image);
+  }
+}
+
+int load_file(const char* host_path, int index, Load* load, LoadError* error);
+
+// The module of that name, which is loaded if need be.
+int open_library(const char* name, Load* load, LoadError* error) {
+  char full[kPathSize];
+  if (!library_name(name, full)) {
+    refuse(error, "the name of the library has no length or too much of it");
+    return kNoModule;
+  }
+  const int loaded = module_named(full);
+  if (loaded != kNoModule) return loaded;
+  char host_path[kPathSize];
+  if (!find_library_file(full, host_path)) {
+    refuse(error, "it is neither beside the program nor in the current folder nor on PATH");
+    error->not_found = true;
+    return kNoModule;
+  }
+  const int index = free_module();
+  if (index == kNoModule) {
+    refuse(error, "there are more than %d modules", kMostModules);
+    return kNoModule;
+  }
+  return load_file(host_path, index, load, error);
+}
+
+struct Importer {
+  Load* load;
+  ModuleRecord* record;
+};
+
+const void* open_needed(void* context, const char* library, LoadError* error) {
+  auto* const importer = static_cast<Importer*>(context);
+  LoadError reason;
+  const int index = open_library(library, importer->load, &reason);
+  if (index == kNoModule) {
+    refuse(error, "needs %.200s: %s", library, reason.text);
+    return nullptr;
+  }
+  const std::uint64_t bit = std::uint64_t{1} << index;
+  if (!(importer->record->needs & bit)) ++modules[index].references;
+  importer->record->needs |= bit;
+  return &modules[index];
+}
+
+void* find_needed(const void* library, const char* name, std::uint32_t ordinal) {
+  return find_export(*static_cast<const ModuleRecord*>(library), name, ordinal);
+}
+
+bool bind_record(ModuleRecord* record, Load* load, LoadError* error) {
+  Importer importer{load, record};
+  const ImportSource source{&importer, &open_needed, &find_needed};
+  return bind_imports(record->image, source, error) && protect_image(record->image, error);
+}
+
+bool map_record(const char* host_path, bool is_program, ModuleRecord* record, LoadError* error) {
+  FileBytes file;
+  Image* const image = &record->image;
+  if (!read_image_file(host_path, &file, error)) return false;
+  bool good = check_image(file, image, error);
+  if (good && image->is_dll == is_program) {
+    good = refuse(error, is_program ? "is a DLL, not a program" : "is a program, not a DLL");
+  }
+  if (good && !to_program_path(host_path, record->path, sizeof record->path)) {
+    good = refuse(error, "has a path that a program cannot name");
+  }
+  good = good && map_image(file, image, error);
+  release_image_file(&file);
+  return good;
+}
+
+// Into modules[index]; index, or kNoModule.
+int load_file(const char* host_path, int index, Load* load, LoadError* error) {
+  ModuleRecord* const record = &modules[index];
+  if (!map_record(host_path, index == kMainImage, record, error)) return kNoModule;
+  record->needs = 0;
+  record->references = 0;
+  record->load = load->number;
+  record->state = ModuleState::kLoading;
+  if (!bind_record(record, load, error)) return kNoModule;
+  load->order.modules[load->order.count++] = index;
+  return index;
+}
+
+}  // namespace
+
+bool load_program(const char* host_path, LoadError* error) {
+  const ModuleLock lock;
+  name_main_image();
+  ModuleRecord* const record = &modules[kMainImage];
+  if (record->state != ModuleState::kNative) return refuse(error, "another program is loaded");
+  Load load{++last_load, {}};
+  if (load_file(host_path, kMainImage, &load, error) == kNoModule) {
+    drop_load(load);
+    record->state = ModuleState::kFree;
+    name_main_image();
+    return false;
+  }
+  set_program_order(load.order);
+  return true;
+}
+
+bool is_finished_program(const char* host_path) {
+  FileBytes file;
+  Image image;
+  LoadError error;
+  if (!read_image_file(host_path, &file, &error)) return false;
+  const bool good = check_image(file, &image, &error) && !image.is_dll;
+  release_image_file(&file);
+  return good;
+}
+
+Module LoadLibraryA(const char* name) {
+  const ModuleLock lock;
+  name_main_image();
+  LoadError error;
+  Load load{++last_load, {}};
+  const int index = name ? open_library(name, &load, &error) : kNoModule;
+  if (index == kNoModule) {
+    drop_load(load);
+    SetLastError(!name || error.not_found ? kErrorModuleNotFound : kErrorBadExeFormat);
+    return nullptr;
+  }
+  ++modules[index].references;
+  if (!start_modules(load.order, &error)) {
+    drop_reference(index);
+    SetLastError(kErrorDllInitFailed);
+    return nullptr;
+  }
+  return handle_of(&modules[index]);
+}
+
+Bool FreeLibrary(Module module) {
+  const ModuleLock lock;
+  const int index = module ? module_of(module) : kNoModule;
+  if (index == kNoModule) return fail(kErrorModuleNotFound);
+  drop_reference(index);
+  return 1;
+}
+
+}  // namespace tarn::platform

@@ -1,0 +1,49 @@
+// What CloseHandle and WaitForSingleObject do for each kind of object. They stand
+// here, in the highest folder that has objects. A routine finds its object by the
+// handle, which may have been closed since the kind was looked at.
+
+#include "platform/posix/base/base.h"
+#include "platform/posix/files/files.h"
+#include "platform/posix/processes/child_processes.h"
+#include "platform/posix/threads/threads.h"
+
+namespace tarn::platform {
+namespace {
+
+// Null where the kind has no such operation: the handle is then no valid one for it.
+struct KindOperations {
+  Bool (*close)(Handle handle);
+  std::uint32_t (*wait)(Handle handle, std::uint32_t milliseconds);
+};
+
+// In the order of HandleKind.
+constexpr KindOperations kOperations[] = {
+    {nullptr, nullptr},                   // kFree
+    {&close_file, nullptr},               // kFile
+    {nullptr, nullptr},                   // kFind
+    {nullptr, nullptr},                   // kKey
+    {&close_event, &wait_for_event},      // kEvent
+    {&close_thread, &wait_for_thread},    // kThread
+    {&close_process, &wait_for_process},  // kProcess
+    {&close_snapshot, nullptr},           // kSnapshot
+};
+
+const KindOperations& operations_of(Handle handle) {
+  return kOperations[static_cast<std::uint32_t>(kind_of_handle(handle))];
+}
+
+}  // namespace
+
+Bool CloseHandle(Handle handle) {
+  const auto close = operations_of(handle).close;
+  return close == nullptr ? fail(kErrorInvalidHandle) : close(handle);
+}
+
+std::uint32_t WaitForSingleObject(Handle object, std::uint32_t milliseconds) {
+  const auto wait = operations_of(object).wait;
+  if (wait != nullptr) return wait(object, milliseconds);
+  fail(kErrorInvalidHandle);
+  return kWaitFailed;
+}
+
+}  // namespace tarn::platform
