@@ -1,0 +1,57 @@
+#include "tests/cases/own_routines.h"
+
+#include <cstdint>
+#include <cstdio>
+
+#include "platform/abi.h"
+
+namespace tarn::cases {
+namespace {
+
+TARNAPI std::int32_t rising(const std::int32_t* left, const std::int32_t* right) {
+  return (*left > *right) - (*left < *right);
+}
+
+// The bytes become the whole file; 1, or 0 on failure.
+TARNAPI std::int32_t write_file(const char* path, const char* bytes, std::uint64_t size) {
+  std::FILE* const file = std::fopen(path, "wb");
+  if (!file) return 0;
+  const bool whole = std::fwrite(bytes, 1, size, file) == size;
+  return std::fclose(file) == 0 && whole;
+}
+
+// What of the file has room; how long it is, or -1.
+TARNAPI std::int64_t file_bytes(const char* path, char* bytes, std::uint64_t room) {
+  std::FILE* const file = std::fopen(path, "rb");
+  if (!file) return -1;
+  auto size = static_cast<std::int64_t>(std::fread(bytes, 1, room, file));
+  while (std::fgetc(file) != EOF) ++size;
+  std::fclose(file);
+  return size;
+}
+
+TARNAPI std::int32_t remove_file(const char* path) { return std::remove(path) == 0; }
+
+// For what a callback or a variable holds: the argument itself.
+TARNAPI std::uint64_t same(std::uint64_t value) { return value; }
+
+}  // namespace
+
+void* find_own_routine(const std::string& name) {
+  static const struct {
+    const char* name;
+    void* routine;
+  } routines[] = {
+      {"rising", reinterpret_cast<void*>(&rising)},
+      {"write_file", reinterpret_cast<void*>(&write_file)},
+      {"file_bytes", reinterpret_cast<void*>(&file_bytes)},
+      {"remove_file", reinterpret_cast<void*>(&remove_file)},
+      {"same", reinterpret_cast<void*>(&same)},
+  };
+  for (const auto& each : routines) {
+    if (name == each.name) return each.routine;
+  }
+  return nullptr;
+}
+
+}  // namespace tarn::cases
