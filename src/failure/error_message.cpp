@@ -1,14 +1,17 @@
 #include "failure/error_message.h"
 
 #include "failure/catalogue.h"
+#include "failure/image_tables.h"
+#include "streams/format.h"
 #include "strings/c_string.h"
 
 namespace tarn {
 namespace {
 
 constexpr char kUnreadable[] = "???";
-// The start of an image names the block that it could not allocate: its name in
-// r8, and the mark in r9, since whoever else raises the number sets neither.
+// The start of an image names the block that it could not allocate: its name, which
+// lies in the image, in r8, its size in r10, and the mark in r9, since whoever else
+// raises the number sets none of them.
 constexpr std::uint64_t kErrorCommonBlock = 365;
 constexpr std::uint64_t kBlockNameMark = 0x4B4C4231;
 
@@ -55,8 +58,10 @@ void append_argument(Message* message, std::uint64_t address) {
   }
 }
 
+using Arguments = std::uint64_t[kArgumentCount];
+
 // Writes the expanded text after what the message has.
-void expand_into(const char* text, const platform::AMD_CONTEXT& context, Message out) {
+void expand_into(const char* text, const Arguments& arguments, Message out) {
   for (; *text; ++text) {
     if (*text != '%') {
       append(&out, *text);
@@ -66,7 +71,7 @@ void expand_into(const char* text, const platform::AMD_CONTEXT& context, Message
     if (!*text) break;
     const int place = *text - '1';
     if (place >= 0 && place < kArgumentCount) {
-      append_argument(&out, context.*kArguments[place]);
+      append_argument(&out, arguments[place]);
     } else if (out.length > 0 && out.text[out.length - 1] == ' ') {
       --out.length;
     }
@@ -74,17 +79,31 @@ void expand_into(const char* text, const platform::AMD_CONTEXT& context, Message
   out.text[out.length] = '\0';
 }
 
+std::uint64_t address_of(const char* text) { return reinterpret_cast<std::uint64_t>(text); }
+
+// Which block of which image it was.
+void tell_block(const platform::AMD_CONTEXT& context, char* message) {
+  char image[kImageNameSize];
+  char size[24];
+  const bool known = image_name(image_at(context.R8), image);
+  sprintf(size, "%llu", context.R10);
+  expand_into(": %1 of %2, %3 bytes", {context.R8, known ? address_of(image) : 0, address_of(size)},
+              Message{message, strlen(message)});
+}
+
 }  // namespace
 
 void expand_error_text(const char* text, const platform::AMD_CONTEXT& context, char* message) {
-  expand_into(text, context, Message{message, 0});
+  Arguments arguments;
+  for (int i = 0; i < kArgumentCount; ++i) arguments[i] = context.*kArguments[i];
+  expand_into(text, arguments, Message{message, 0});
 }
 
 void compose_error_message(const platform::AMD_CONTEXT& context, char* message) {
   expand_error_text(error_text(static_cast<std::int64_t>(context.Rax)), context, message);
-  if (context.Rax != kErrorCommonBlock || context.R9 != kBlockNameMark) return;
-  const std::uint64_t length = strlen(message);
-  expand_into(" %1", context, Message{message, length});
+  if (context.Rax == kErrorCommonBlock && context.R9 == kBlockNameMark) {
+    tell_block(context, message);
+  }
 }
 
 }  // namespace tarn

@@ -126,7 +126,7 @@ void tell_unseen_report() {
   FILE own{kFileMagic, platform::GetStdHandle(platform::kStandardError), 0, 0};
   fprintf(&own, "\n%s\n%s at address %llx\n\n", title, exception_name, reported.context->Rip);
   if (!traceback_text) {
-    begin_traceback_without_heap();
+    begin_traceback(true);
     hide_library_frames = is_raised_number(reported);
     walk_back(reported);
   }

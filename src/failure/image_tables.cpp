@@ -1,12 +1,15 @@
 #include "failure/image_tables.h"
 
 #include "failure/page_reader.h"
+#include "failure/safe_memory.h"
 #include "platform/pe_format.h"
+#include "platform/platform.h"
 #include "strings/c_string.h"
 
 namespace tarn {
 namespace {
 
+constexpr std::uint32_t kModulePathSize = 3000;
 constexpr std::uint64_t kEntrySize = 40;            // of a routine table, behind the name
 constexpr std::uint32_t kDebugMagic = 0x42554852;   // "RHUB"
 constexpr std::uint64_t kStartRoutineSize = 0x28B;  // where the table does not tell
@@ -57,6 +60,33 @@ bool read_name(PageReader* reader, std::uint64_t* at, std::uint64_t limit, char*
 }
 
 }  // namespace
+
+std::uint64_t image_at(std::uint64_t address) {
+  platform::Module module = nullptr;
+  if (!platform::GetModuleHandleExA(platform::kModuleFromAddress,
+                                    reinterpret_cast<const void*>(address), &module)) {
+    return 0;
+  }
+  return reinterpret_cast<std::uint64_t>(module);
+}
+
+bool image_name(std::uint64_t base, char* name) {
+  char path[kModulePathSize];
+  const std::uint32_t length =
+      platform::GetModuleFileNameA(reinterpret_cast<platform::Module>(base), path, kModulePathSize);
+  if (length == 0) return false;
+  path[length < kModulePathSize ? length : kModulePathSize - 1] = '\0';
+  const char* const separator = strrchr(path, '\\');
+  strncpy(name, separator ? separator + 1 : path, kImageNameSize - 1);
+  name[kImageNameSize - 1] = '\0';
+  return true;
+}
+
+bool is_marked_image(std::uint64_t base) {
+  char mark[pe::kImageMarkLength];
+  safe_memory_read(base + pe::kImageMarkOffset, mark, sizeof mark);
+  return memcmp(mark, pe::kImageMark, sizeof mark) == 0;
+}
 
 bool find_routine(std::uint64_t base, std::uint64_t rip, RoutinePlace* routine) {
   static PageReader reader;  // a table's pages; the report has one thread

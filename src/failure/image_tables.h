@@ -1,5 +1,6 @@
-// The routine table and the line tables that finish_image writes into an image
-// (docs/image-format.md): which routine an address lies in, and at which line.
+// Which image an address lies in, and from the routine table and the line tables
+// that finish_image writes into an image (docs/image-format.md) which routine, and at
+// which line.
 //
 // Untrusted data: nothing here faults, at most kTableBytes of a table and
 // kLineEntries lines are read, and a damaged table gives no routine or no line.
@@ -13,6 +14,7 @@ namespace tarn {
 inline constexpr std::uint64_t kTableBytes = std::uint64_t{64} << 20;
 inline constexpr std::uint32_t kLineEntries = 4'000'000;
 inline constexpr std::uint32_t kLongestRoutineName = 1000;  // longer ones are cut
+inline constexpr std::uint64_t kImageNameSize = 260;
 
 // The start-up interpreter's name, in any case: no program's frame lies behind it.
 inline constexpr char kStartRoutine[] = "__brackenstartup";
@@ -23,6 +25,16 @@ struct RoutinePlace {
   std::uint32_t offset;  // of the address in it
   std::uint32_t line;    // 0: unknown
 };
+
+// The base of the image that holds `address`; 0 if none does.
+std::uint64_t image_at(std::uint64_t address);
+
+// Writes the base file name of the image at `base`, cut to kImageNameSize. False, and
+// nothing is written, where the system has no name for it.
+bool image_name(std::uint64_t base, char* name);
+
+// Whether finish_image has marked the image.
+bool is_marked_image(std::uint64_t base);
 
 // The routine of the marked image at `base` in which `address` lies.
 bool find_routine(std::uint64_t base, std::uint64_t address, RoutinePlace* routine);

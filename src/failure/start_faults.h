@@ -3,8 +3,11 @@
 // That is reported in one line on standard error, or in a message box if there is no such
 // thing, and the process ends with status 1:
 //
-//   part.dll: Access violation (c0000005) at address 1c9fc15d0, in touch in line 12
-//   while its start-up script ran prepare, before the library was up
+//   part.dll: Access violation (c0000005) at address 1c9fc15d0 in its start-up script,
+//   before the library was up: Within file part.dll in touch in line 12, at address 8
+//   in prepare in line 31, at address 1c
+//
+// A static object of a DLL that prints fails so, with an error of the library.
 //
 // State: what is being reported; the process ends with it.
 #pragma once

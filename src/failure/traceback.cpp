@@ -13,13 +13,11 @@ namespace {
 
 constexpr std::uint64_t kImageStep = 0x1000;
 constexpr std::uint64_t kImageAlignment = 0xFFFFFFFF0000;  // a 64 kB boundary, user half
-constexpr std::uint32_t kModulePathSize = 3000;
-constexpr std::uint32_t kModuleNameSize = 260;
 constexpr std::uint32_t kSymbolRecordSize = 0x420;
 constexpr std::uint32_t kSymbolNameSize = 0x400;
 
-char last_module[kModuleNameSize] = "-";
-bool without_heap;
+char last_module[kImageNameSize] = "-";
+bool no_heap;
 
 // ---- Images -------------------------------------------------------------------
 
@@ -28,19 +26,11 @@ struct ImageOfFrame {
   bool is_pe;
   bool has_table;
   bool is_library;  // the run-time library or its sibling
-  char name[kModuleNameSize];
+  char name[kImageNameSize];
 };
 
-bool read_module_name(std::uint64_t base, ImageOfFrame* image) {
-  char path[kModulePathSize];
-  const std::uint32_t length =
-      platform::GetModuleFileNameA(reinterpret_cast<platform::Module>(base), path, kModulePathSize);
-  if (length == 0) return false;
-  path[length < kModulePathSize ? length : kModulePathSize - 1] = '\0';
-  const char* const separator = strrchr(path, '\\');
-  const char* const name = separator ? separator + 1 : path;
-  strncpy(image->name, name, kModuleNameSize - 1);
-  image->name[kModuleNameSize - 1] = '\0';
+bool name_image(std::uint64_t base, ImageOfFrame* image) {
+  if (!image_name(base, image->name)) return false;
   image->is_library =
       strcmpl(image->name, "TARNLIBC64.DLL") == 0 || strcmpl(image->name, "PANEVIEW64.DLL") == 0;
   image->base = base;
@@ -53,40 +43,25 @@ bool begins_with_mz(std::uint64_t address) {
   return magic == pe::kDosMagic;
 }
 
-bool has_mark(std::uint64_t base) {
-  char mark[pe::kImageMarkLength];
-  safe_memory_read(base + pe::kImageMarkOffset, mark, sizeof mark);
-  for (std::size_t i = 0; i < sizeof mark; ++i) {
-    if (mark[i] != pe::kImageMark[i]) return false;
-  }
-  return true;
-}
-
 // The module list tells which image holds Rip; an address of none ends the walk
 // at once. An image that took its mark away is not looked at: the next one below
 // that begins with "MZ" stands for it.
 bool find_image(std::uint64_t rip, ImageOfFrame* image) {
-  platform::Module module = nullptr;
-  if (rip == 0 ||
-      !platform::GetModuleHandleExA(platform::kModuleFromAddress,
-                                    reinterpret_cast<const void*>(rip), &module) ||
-      !module) {
-    return false;
-  }
-  const auto module_base = reinterpret_cast<std::uint64_t>(module);
+  const std::uint64_t base = rip == 0 ? 0 : image_at(rip);
+  if (base == 0) return false;
   std::uint32_t first_word = 0;
-  safe_memory_read(module_base, &first_word, sizeof first_word);
+  safe_memory_read(base, &first_word, sizeof first_word);
   constexpr std::uint32_t kNoteMark = 0x45544F4E;  // "NOTE"
   if (first_word != kNoteMark) {
-    image->is_pe = begins_with_mz(module_base);
-    image->has_table = image->is_pe && has_mark(module_base);
-    return read_module_name(module_base, image);
+    image->is_pe = begins_with_mz(base);
+    image->has_table = image->is_pe && is_marked_image(base);
+    return name_image(base, image);
   }
   std::uint64_t at = rip & kImageAlignment;
   for (int page = 0; page < kImageSearchPages; ++page, at -= kImageStep) {
-    if (!begins_with_mz(at) || !read_module_name(at, image)) continue;
+    if (!begins_with_mz(at) || !name_image(at, image)) continue;
     image->is_pe = true;
-    image->has_table = has_mark(at);
+    image->has_table = is_marked_image(at);
     return true;
   }
   return false;
@@ -196,11 +171,13 @@ bool step_by_walker(platform::Handle process, platform::AMD_CONTEXT* context, bo
 bool pass_library_frame(const ImageOfFrame& image, RoutinePlace* routine,
                         platform::AMD_CONTEXT* context, char* text) {
   bool named = image.has_table && find_routine(image.base, context->Rip, routine);
-  if (!image.is_pe || unwind_by_image_data(image.base, context) != UnwindStep::kStepped) {
-    if (image.is_pe && without_heap) {
-      context->Rip = 0;  // the walk ends
-      return false;
-    }
+  const UnwindStep step =
+      image.is_pe ? unwind_by_image_data(image.base, context) : UnwindStep::kNoRecords;
+  if (step == UnwindStep::kLost && no_heap) {
+    context->Rip = 0;  // the walk ends
+    return false;
+  }
+  if (step != UnwindStep::kStepped) {
     static RoutinePlace by_walker;
     const bool walker_names = step_by_walker(current_process_handle, context, false, &by_walker);
     if (!named && walker_names) *routine = by_walker;
@@ -227,8 +204,8 @@ bool step_to_caller(const ImageOfFrame& image, const RoutinePlace& routine,
 
 std::int32_t hide_library_frames;
 
-void begin_traceback_without_heap() {
-  without_heap = true;
+void begin_traceback(bool without_heap) {
+  no_heap = without_heap;
   strcpy(last_module, "-");
 }
 
@@ -251,7 +228,7 @@ TARN_MACHINERY std::int32_t trace_back_once(platform::Handle, char* text,
       if (pass_library_frame(image, &routine, context, text)) return 1;
       continue;
     }
-    if (!image.has_table && image.is_pe && without_heap) {
+    if (!image.has_table && image.is_pe && no_heap) {
       if (unwind_by_image_data(image.base, context) != UnwindStep::kStepped) return 0;
       continue;
     }

@@ -33,9 +33,9 @@ inline constexpr int kUnnamedFrames = 64;
 // first frame outside them.
 extern std::int32_t hide_library_frames;
 
-// The steps from here on are those of a new walk, and on Windows they use no
-// heap: frames of other code are passed without a name.
-void begin_traceback_without_heap();
+// The steps from here on are those of a new walk. Without the heap, which matters
+// on Windows, frames of other code are passed without a name.
+void begin_traceback(bool without_heap);
 
 // Describes the frame of `context` behind `text`, and makes `context` that of
 // the caller: its Rip and Rsp. 1: there may be more; 0: the walk is over.

@@ -234,11 +234,6 @@ ROUTINE(__BrackenStartup)
   jz .Lnext
   mov [rip + script_position], rsi
   add rax, rdi
-#ifndef TARN_LIBRARY_IMAGE
-  mov [rsp + 32], rax
-  call __initialise_cpplib          // a DLL's initialiser may print, and fail, too
-  mov rax, [rsp + 32]
-#endif
   call rax
   jmp .Lafter_call
 
@@ -391,6 +386,7 @@ ROUTINE(__BrackenStartup)
   call __initialise_cpplib          // blocks come first, and who reports must be up
   mov r8, [rip + name_cursor]
   mov r9d, BLOCK_NAME_MARK
+  mov r10, [rip + current_size]
   mov ecx, ERROR_COMMON_BLOCK
   call __RuntimeError
 

@@ -24,7 +24,7 @@ for runner in "$tarnrun" "$wine"; do
   status=$?
   said=$(tr -d '\r' <err | sed 's/at address [0-9a-f]\{5,\}/at address ADDRESS/')
   if [ $status != 1 ] || [ -s out ] || [ "$said" != "$dll: Attempt to execute privileged \
-instruction (c0000096) at address ADDRESS in its start-up script, before the library was up" ]; then
+instruction (c0000096) at address ADDRESS in its start-up script, before the library was up: Within file $dll" ]; then
     echo "FAILED: $runner: status $status, says: $said $(cat out)"
     failed=1
   fi
