@@ -105,6 +105,22 @@ TEST_F(Handler, GrowsARegionFromTheFaultUp) {
   EXPECT_NE(tarn::remove_virtual_region(region, 0x8000), 0);
 }
 
+TEST_F(Handler, ThreadsGrowARegionAtOnce) {
+  constexpr int kThreads = 4, kPages = 4000;
+  char* const region = static_cast<char*>(tarn::setup_expanding_region("r", kPages * 4096));
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([=] {
+      for (int page = 0; page < kPages; ++page) region[4096 * page + t] = 'r';
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (int page = 0; page < kPages; ++page) {
+    ASSERT_EQ(std::string(region + 4096 * page, kThreads + 1), std::string("rrrr\0", 5)) << page;
+  }
+  EXPECT_NE(tarn::remove_virtual_region(region, 0x8000), 0);
+}
+
 TEST_F(Handler, TellsADivisionWithoutRoomFromOneByZero) {
   static const std::uint32_t divisors[] = {0, 7, 0, 0};
   const struct {

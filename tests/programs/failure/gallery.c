@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <tarn/errors.h>
+#include <tarn/runtime.h>
 #include <tarn/traps.h>
 
 #define DEEP __attribute__((noinline))
@@ -92,6 +93,30 @@ static DEEP void bad_jump(void) {
   static jmp_buf never_set = {1};
   longjmp(never_set, 1);
 }
+/* The system's routine refuses all storage, until the report wants some. */
+int VirtualProtect(void* address, unsigned long long size, unsigned rights, unsigned* before);
+static unsigned char* allocator;
+static unsigned char allocator_code[3] = {0x31, 0xC0, 0xC3}; /* xor eax, eax; ret */
+static int exchange_code(struct tarn_context* context, struct tarn_exception* exception, int zero) {
+  (void)context, (void)exception, (void)zero;
+  for (int i = 0; i < 3; ++i) {
+    unsigned char before = allocator[i];
+    ((volatile unsigned char*)allocator)[i] = allocator_code[i];
+    allocator_code[i] = before;
+  }
+  return TARN_REPORT;
+}
+static DEEP void no_label(void) {
+  const int access = TARN_TRAP_ACCESS;
+  const unsigned all_rights = 0x40;
+  unsigned before;
+  void* label;
+  allocator = ProcessDynt("GlobalAlloc", "KERNEL32.DLL");
+  VirtualProtect(allocator, sizeof allocator_code, all_rights, &before);
+  TRAP_EXCEPTION(&access, exchange_code);
+  exchange_code(0, 0, 0);
+  LABEL(&label);
+}
 static DEEP int trap_again(struct tarn_context* context, struct tarn_exception* exception,
                            int zero) {
   (void)context, (void)exception, (void)zero;
@@ -171,6 +196,7 @@ static const struct failure {
     {"text", text},
     {"pure_virtual", pure_virtual},
     {"bad_jump", bad_jump},
+    {"no_label", no_label},
     {"trap_faults", trap_faults},
     {"smashed", smashed},
     {"region_over", region_over},

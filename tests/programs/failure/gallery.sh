@@ -41,6 +41,7 @@ missing         Call to missing routine - SOLVE_QUICKLY at address LIBRARY
 closed_stream   Invalid FILE structure at address LIBRARY
 pure_virtual    Attempt to call a pure virtual function implicitly at address LIBRARY
 bad_jump        Invalid long jump at address LIBRARY
+no_label        Run out of heap space at address LIBRARY
 trap_faults     Access violation (c0000005) at address 140
 smashed         Access violation (c0000005) at address 140
 double_free     Attempt to free unallocated storage at address LIBRARY

@@ -3,6 +3,7 @@
 #include "part.h"
 
 #include <tarn/image.h>
+#include <tarn/traps.h>
 
 struct allocated {
   unsigned char bytes[24];
@@ -17,7 +18,12 @@ static const char* const* volatile text_pointer = texts + 1;
 
 static int constructed, initialised;
 
-__attribute__((constructor)) static void construct(void) { ++constructed; }
+static char* region;
+
+__attribute__((constructor)) static void construct(void) {
+  ++constructed;
+  region = setup_expanding_region("EARLY", 1);
+}
 
 static void initialise(void) {
   if (constructed == 1) ++initialised;
@@ -68,6 +74,7 @@ __attribute__((dllexport)) const char* volatile* texts_of_part(void) {
   return (const char* volatile*)texts;
 }
 __attribute__((dllexport)) int declared_value(void) { return declared.value; }
+__attribute__((dllexport)) char* early_region(void) { return region; }
 __attribute__((dllexport)) int twice(int value) { return 2 * value; }
 
 __attribute__((dllexport)) int filled_bytes(int* size) {

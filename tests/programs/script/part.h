@@ -22,4 +22,7 @@ int filled_bytes(int* size);
 /* The first value of the DLL's declared block, 77 at the start. */
 int declared_value(void);
 
+/* An expanding region of one page, set up before the library was up. */
+char* early_region(void);
+
 int twice(int value);

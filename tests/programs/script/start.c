@@ -57,6 +57,8 @@ int main(int argc, char** argv) {
   printf("initialiser ran %d time\n", runs);
   printf("a bound routine: %d\n", bound(21));
   printf("the others are bound too: %d\n", no_routine && no_library && no_routine == no_library);
+  early_region()[0] = 1; /* it grows once the library is up */
+  printf("an early region of %d page\n", early_region()[4095] + 1);
   printf("the image begins with %.4s\n", (const char*)__ImageBase);
   printf("unmasked, flushing: %x\n", control() & 0xFFC0);
   printf("underflow gives %d, a denormal reads as %d\n", tiny * tiny == 0, denormal * 2 == 0);
