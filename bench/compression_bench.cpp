@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "bench/rows.h"
+#include "process/processor.h"
 #include "services/compression_parts.h"
 #include "services/compression_search.h"
 #include "startup/initialise.h"
@@ -159,7 +160,7 @@ int main(int argc, char** argv) {
       {"compression of text, SSE2", "plain scan, -O2", compress<encode_sse2>,
        compress<encode_by_plain_search>, 1 / 10.0, text_size()},
   };
-  if (has_avx2()) {
+  if (tarn::has_avx2()) {
     rows.push_back({"compression of text, AVX2", "plain scan, -O2", compress<encode_avx2>,
                     compress<encode_by_plain_search>, 1 / 20.0, text_size()});
   }

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "process/processor.h"
 #include "services/compression_parts.h"
 #include "storage/heap.h"
 
@@ -33,7 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto count = static_cast<std::int32_t>(plain.size());
   std::vector<std::uint8_t> first;
   for (const Encode encode : {encode_sse2, encode_avx2}) {
-    if (encode == encode_avx2 && !has_avx2()) continue;
+    if (encode == encode_avx2 && !tarn::has_avx2()) continue;
     std::vector<std::uint8_t> block(kWindow + plain.size());
     std::copy(plain.begin(), plain.end(), block.begin() + kWindow);
     std::int32_t length = 0;

@@ -1,6 +1,7 @@
 #include "console/console_state.h"
 
 #include "process/process_state.h"
+#include "process/system_facts.h"
 #include "services/configuration.h"
 #include "storage/byte_block.h"
 #include "storage/heap.h"
@@ -64,7 +65,7 @@ void open_handles() {
 // Also settles nt_platform. The first system of the family 1, and what came
 // before it, had a console that could not be written by cells reliably.
 bool system_has_cells() {
-  const platform::VersionInfo& version = console.version;
+  const platform::VersionInfo& version = system_facts.version;
   console.nt_platform = version.platform_id == kPlatformNt;
   return version.platform_id != kPlatformPlain &&
          !(version.platform_id == kPlatformWindows && version.major == 4 && version.minor == 0);
@@ -165,17 +166,13 @@ extern "C" void __InitialiseConsole() {
   if (console.console_initialised) return;
   console.console_initialised = 1;
   reset_state();
-  console.version.length = sizeof console.version;
-  platform::GetVersionExA(&console.version);
+  note_system_facts();
   open_handles();
   if (!find_screen()) {
     console.redirected = 1;
     console.screen_width = kRedirectedWidth;
   }
   console.clear_cell = {' ', 0, static_cast<std::uint16_t>(console.text_attribute)};
-  platform::MemoryStatus memory{};
-  memory.length = sizeof memory;
-  if (platform::GlobalMemoryStatusEx(&memory)) console.physical_memory = memory.total_physical;
 }
 
 std::int32_t ConsoleRedirected() { return console.redirected; }

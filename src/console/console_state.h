@@ -104,11 +104,9 @@ struct ConsoleState {
   std::int32_t read_end;    // 0 not met; -1 a read gave no bytes, not told yet; 1 for good
   std::int32_t read_error;  // 1 after a failed read
 
-  // ---- What the screen and the system said ---------------------------------------
+  // ---- What the screen reported --------------------------------------------------
   platform::ScreenBufferInfo screen;
   platform::ConsoleCursorInfo cursor;
-  platform::VersionInfo version;
-  std::uint64_t physical_memory;  // bytes
 };
 
 extern ConsoleState console;
@@ -129,7 +127,7 @@ extern "C" {
 // Finds out whether standard output is a screen and takes its size, cursor and
 // colour, or else sets the console up as redirected, 80 columns wide; a value
 // of TARNLEY_CONSOLE_ENABLED that begins with "0" redirects it in any case.
-// Also notes the facts of the system that the record holds. Once per process,
+// Also notes the system's version and memory (process/system_facts.h). Once per process,
 // as part of initialisation, after the C streams; later calls return at once.
 TARNAPI void __InitialiseConsole();
 }

@@ -8,7 +8,7 @@
 #include "failure/safe_memory.h"
 #include "failure/traceback.h"
 #include "paneview/paneview.h"
-#include "process/raising.h"
+#include "process/missing_routines.h"
 #include "services/parallel_tasks.h"
 #include "streams/file_stream.h"
 #include "streams/format.h"

@@ -1,11 +1,10 @@
-// The entries that raise a number, and the stubs of routines that nothing
-// supplies. The trap's contract stands in process/raising.h.
+// The entries that raise a number. process/raising.h has the contract of the trap.
 
 #include "platform/assembly.h"
 
 #define TRAP     \
   int 9;         \
-  ud2                               // not reached: no handler goes on behind the trap
+  ud2                               // not reached: no handler goes on after the trap
 
 #define ERROR_CALLERS_TEXT 345
 #define ERROR_MISSING_ROUTINE 29
@@ -46,21 +45,6 @@ ROUTINE(__MissingRoutine)
   mov eax, ERROR_MISSING_ROUTINE
   TRAP
 ROUTINE_END(__MissingRoutine)
-
-// A stub: the stack aligned for a call, the call, and behind it the name.
-#define MISSING(symbol, name) \
-  ROUTINE(symbol)             \
-  FRAME(8);                   \
-  lea rcx, [rip + 1f];        \
-  call __MissingRoutine;      \
-  1: .asciz name;             \
-  ROUTINE_END(symbol)
-
-MISSING(tarn_missing_lseek, "lseek")
-MISSING(tarn_missing_write, "__write")
-MISSING(tarn_missing_read, "__read")
-MISSING(tarn_missing_C_FAIL, "C_FAIL@")
-MISSING(tarn_missing_printfx, "printfx")
 
 #ifdef _WIN32
 .section .rdata, "dr"

@@ -61,15 +61,4 @@ extern "C" {
   asm volatile("int $9" : : "a"(number) : "memory");
 }
 
-// `result`, whatever the others are: what a scan that assigned nothing gives.
-TARNAPI std::int32_t check_exception(std::int32_t first, std::int32_t result, std::int32_t third);
-
-// Routines that programs may name and nothing supplies. Calling one raises 29
-// with its name. Their link names keep clear of the C library's. Assembly.
-[[noreturn]] TARNAPI void lseek() __asm__("tarn_missing_lseek");
-[[noreturn]] TARNAPI void __write() __asm__("tarn_missing_write");
-[[noreturn]] TARNAPI void __read() __asm__("tarn_missing_read");
-[[noreturn]] TARNAPI void C_FAIL_at() __asm__("tarn_missing_C_FAIL");
-[[noreturn]] TARNAPI void printfx() __asm__("tarn_missing_printfx");
-
 }  // namespace tarn

@@ -1,7 +1,6 @@
 #include "services/compression.h"
 
-#include <cpuid.h>
-
+#include "process/processor.h"
 #include "services/compression_parts.h"
 #include "services/compression_search.h"
 #include "storage/byte_block.h"
@@ -74,13 +73,6 @@ std::uint8_t* read_behind_window(FILE* file, std::int32_t* size) {
 }
 
 }  // namespace
-
-bool has_avx2() {
-  constexpr std::uint32_t kFeatureLeaf = 7;
-  constexpr std::uint32_t kAvx2 = 1 << 5;  // of ebx
-  std::uint32_t a = 0, b = 0, c = 0, d = 0;
-  return isAVXSupported() && __get_cpuid_count(kFeatureLeaf, 0, &a, &b, &c, &d) && (b & kAvx2);
-}
 
 std::uint8_t* encode_sse2(Index* index, const std::uint8_t* data, const std::uint8_t* end,
                           std::uint8_t* output) {

@@ -19,12 +19,9 @@ using Encode = std::uint8_t*(TARNAPI*)(Index* index, const std::uint8_t* data,
                                        const std::uint8_t* end, std::uint8_t* output);
 TARNAPI std::uint8_t* encode_sse2(Index* index, const std::uint8_t* data, const std::uint8_t* end,
                                   std::uint8_t* output);
-// Only where has_avx2 gives true.
+// Only where has_avx2 returns true.
 TARNAPI std::uint8_t* encode_avx2(Index* index, const std::uint8_t* data, const std::uint8_t* end,
                                   std::uint8_t* output);
-
-// Whether the processor and the system support AVX2.
-bool has_avx2();
 
 // __tarn_compress2 by one of the two.
 TARNAPI void* compress_by(Encode encode, void* block, std::int32_t size, std::int32_t* length);

@@ -3,7 +3,6 @@
 
 #include "platform/platform.h"
 #include "startup/start_up.h"
-#include "storage/heap.h"
 #include "strings/c_string.h"
 
 namespace tarn {

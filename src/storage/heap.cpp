@@ -79,14 +79,6 @@ void* realloc(void* block, std::uint64_t size) {
   return larger;
 }
 
-char* strdup(const char* text) {
-  std::uint64_t size = 1;
-  while (text[size - 1]) ++size;
-  void* const copy = malloc(size);
-  if (copy) copy_bytes(copy, text, size);
-  return static_cast<char*>(copy);
-}
-
 void* vmalloc(std::int32_t size) {
   void* const block = malloc(static_cast<std::uint64_t>(std::int64_t{size}));
   if (!block) __RuntimeError(kErrorHeapExhausted);

@@ -39,9 +39,6 @@ TARNAPI void* calloc(std::uint64_t count, std::uint64_t size);
 // no storage. A null block: malloc. A size of 0: free, and null.
 TARNAPI void* realloc(void* block, std::uint64_t size);
 
-// A copy of the text, or null if there is no storage for it.
-TARNAPI char* strdup(const char* text);
-
 // malloc for this library's own tables. Raises 199, "Run out of heap space",
 // instead of returning null; so does a negative size.
 TARNAPI void* vmalloc(std::int32_t size);

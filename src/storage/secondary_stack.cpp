@@ -1,10 +1,10 @@
 #include "storage/secondary_stack.h"
 
-#include <cpuid.h>
-
 #include "paneview/paneview.h"
 #include "platform/platform.h"
+#include "process/processor.h"
 #include "process/raising.h"
+#include "process/system_facts.h"
 #include "storage/byte_block.h"
 
 namespace tarn {
@@ -51,20 +51,12 @@ std::uint64_t reserve() {
 
 std::int64_t default_size() {
   std::uint64_t size = secondary_stack.reservation;
-  platform::MemoryStatus memory{};
-  memory.length = sizeof memory;
-  if (platform::GlobalMemoryStatusEx(&memory) && memory.total_physical / 2 < size) {
-    size = memory.total_physical / 2;
-  }
+  const std::uint64_t memory = ask_physical_memory();
+  if (memory > 0 && memory / 2 < size) size = memory / 2;
   const std::int64_t storage = program_storage;
   return static_cast<std::int64_t>(size) -
          (storage < kLeastProgramStorage ? kLeastProgramStorage : storage);
 }
-
-// A DLL whose script demands AVX is entered by the loader before any program's
-// script brings the library up. The library's own script runs before either
-// and calls this, so that __test_avx has its answer by then.
-[[gnu::constructor]] void find_out_avx() { tarn_avx_supported = isAVXSupported(); }
 
 [[noreturn]] TARNAPI void stack_exhausted() { __RuntimeError(kErrorVirtualStack); }
 
@@ -85,8 +77,6 @@ std::int64_t default_size() {
 SecondaryStack secondary_stack = {kFirstReservation, 0, 0, 0, 0, 0, 0, 0};
 
 extern "C" {
-
-std::int32_t tarn_avx_supported;
 
 void __init_pseudo_stack() {
   secondary_stack.base = round_up(reserve(), kStackPage);
@@ -142,15 +132,5 @@ void* __alloc_quasi_stack_str(std::int64_t size) {
 void __free_quasi_stack() { secondary_stack.quasi_pointer = secondary_stack.base; }
 
 }  // extern "C"
-
-std::int32_t isAVXSupported() {
-  constexpr std::uint32_t kAvxAndEnabledXsave = 0x18000000;  // leaf 1, ecx
-  constexpr std::uint32_t kXmmAndYmmState = 6;               // XCR0
-  std::uint32_t a = 0, b = 0, c = 0, d = 0;
-  if (__get_cpuid(1, &a, &b, &c, &d) == 0) return 0;
-  if ((c & kAvxAndEnabledXsave) != kAvxAndEnabledXsave) return 0;
-  asm volatile("xgetbv" : "=a"(a), "=d"(d) : "c"(0));
-  return (a & kXmmAndYmmState) == kXmmAndYmmState;
-}
 
 }  // namespace tarn

@@ -107,9 +107,4 @@ TARNAPI void* __alloc_quasi_stack_str(std::int64_t size);
 TARNAPI void __free_quasi_stack();
 }
 
-// 1 if the processor and the system support AVX, else 0.
-TARNAPI std::int32_t isAVXSupported();
-// Its answer, found out when the library is loaded; __test_avx compares it.
-extern "C" std::int32_t tarn_avx_supported;
-
 }  // namespace tarn

@@ -3,8 +3,8 @@
 #include "numerics/elementary.h"
 #include "paneview/paneview.h"
 #include "platform/platform.h"
+#include "process/missing_routines.h"
 #include "process/process_state.h"
-#include "process/raising.h"
 #include "streams/file_stream.h"
 
 namespace tarn {

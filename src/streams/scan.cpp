@@ -557,4 +557,6 @@ void _set(const char* text, std::int32_t short_flag, std::int32_t suppress, void
   }
 }
 
+std::int32_t check_exception(std::int32_t, std::int32_t result, std::int32_t) { return result; }
+
 }  // namespace tarn

@@ -93,6 +93,13 @@ char* strcat(char* destination, const char* source) {
   return destination;
 }
 
+char* strdup(const char* text) {
+  const std::uint64_t size = strlen(text) + 1;
+  void* const copy = malloc(size);
+  if (copy) copy_bytes(copy, text, size);
+  return static_cast<char*>(copy);
+}
+
 char* strncpy(char* destination, const char* source, std::uint64_t count) {
   std::uint64_t i = 0;
   for (; i < count && source[i]; ++i) destination[i] = source[i];

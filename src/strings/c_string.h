@@ -1,14 +1,14 @@
 // The C string family: what compiled C code calls by name on byte strings.
 //
-// A string is a row of bytes ended by a NUL. Lengths are 64-bit. Only ASCII
+// A string is a sequence of bytes ended by a NUL. Lengths are 64-bit. Only ASCII
 // letters have case. No argument is tested: a null pointer or a string without
 // its end faults at the first byte that cannot be read. Every string routine
-// works byte by byte and reads nothing behind a terminator. errno is left alone.
+// works byte by byte and reads nothing after a terminator. errno is left alone.
 //
-// There is no strchr, memcpy, memset or memchr: compilers expand those in line.
+// There is no strchr, memcpy, memset or memchr: compilers expand those inline.
 //
 // State: the saved pointer of strtok, shared by all threads. Everything else
-// may be called on any thread. Storage: memmove alone, from malloc.
+// may be called on any thread. Storage: strdup and memmove, from malloc.
 #pragma once
 
 #include "platform/abi.h"
@@ -28,6 +28,9 @@ TARNAPI char* strcat(char* destination, const char* source);
 
 // strcpy whose result is the NUL written at the end of the destination.
 TARNAPI char* stpcpy(char* destination, const char* source);
+
+// A copy in a block from malloc, or null if there is no storage for it.
+TARNAPI char* strdup(const char* text);
 
 // Writes exactly `count` bytes: the source's, then NULs. A source of `count`
 // bytes or more leaves no NUL.
@@ -82,7 +85,7 @@ TARNAPI char* strpbrk(const char* text, const char* set);
 TARNAPI char* strstr(const char* text, const char* pattern);
 
 // Next token of `text`, or with null of the text of the call before; null when
-// none is left. The delimiter behind a token is overwritten by a NUL.
+// none is left. The delimiter after a token is overwritten by a NUL.
 TARNAPI char* strtok(char* text, const char* delimiters);
 
 }  // namespace tarn

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "process/processor.h"
 #include "services/compression_parts.h"
 #include "storage/heap.h"
 #include "tests/support/raised.h"
@@ -209,7 +210,7 @@ using Encode = tarn::compression::Encode;
 
 std::vector<Encode> encoders() {
   std::vector<Encode> all{tarn::compression::encode_sse2};
-  if (tarn::compression::has_avx2()) all.push_back(tarn::compression::encode_avx2);
+  if (tarn::has_avx2()) all.push_back(tarn::compression::encode_avx2);
   return all;
 }
 

@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "strings/c_string.h"
 #include "tests/support/raised.h"
 
 namespace {

@@ -249,4 +249,8 @@ TEST(Scan, WhatIsPrintedIsReadBack) {
   }
 }
 
+TEST(Scan, CheckExceptionReturnsItsSecondArgument) {
+  EXPECT_EQ(tarn::check_exception(1, -2, 3), -2);
+}
+
 }  // namespace

@@ -252,16 +252,4 @@ TEST_F(SecondaryStackTest, TheReportShowsWhatWasEverCommitted) {
                "Maximum            = 0x10000\r\n");
 }
 
-TEST(Avx, IsFoundAsTheCompilerFindsIt) {
-  tarn::test::initialise();
-  const bool supported = __builtin_cpu_supports("avx");
-  EXPECT_EQ(tarn::isAVXSupported(), supported);
-  bool equal = false;
-  asm volatile("sub $256, %%rsp; call *%[routine]; sete %[equal]; lea 256(%%rsp), %%rsp"
-               : [equal] "=r"(equal)
-               : [routine] "r"(&tarn::__test_avx)
-               : "memory", "cc");
-  EXPECT_EQ(equal, supported);
-}
-
 }  // namespace

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "process/process_state.h"
+#include "process/processor.h"
 #include "startup/start_up.h"
 #include "storage/secondary_stack.h"
 #include "tests/support/raised.h"

@@ -9,6 +9,8 @@
 #include "platform/platform.h"
 #include "process/process_end.h"
 #include "process/process_state.h"
+#include "process/processor.h"
+#include "process/system_facts.h"
 #include "services/configuration.h"
 #include "startup/command_line.h"
 #include "startup/initialise.h"
@@ -165,6 +167,18 @@ TEST(Initialisation, FillsTheCellsAndTheFacts) {
   EXPECT_GE(major, 6u);
   EXPECT_EQ(tarn::_ncx_lib_version(), 17934);
   EXPECT_EQ(tarn::__GetNtWindowsMode(), 0);
+}
+
+TEST(Avx, IsFoundAsTheCompilerFindsIt) {
+  tarn::test::initialise();
+  const bool supported = __builtin_cpu_supports("avx");
+  EXPECT_EQ(tarn::isAVXSupported(), supported);
+  bool equal = false;
+  asm volatile("sub $256, %%rsp; call *%[routine]; sete %[equal]; lea 256(%%rsp), %%rsp"
+               : [equal] "=r"(equal)
+               : [routine] "r"(&tarn::__test_avx)
+               : "memory", "cc");
+  EXPECT_EQ(equal, supported);
 }
 
 TEST(SwitchesDeathTest, WordsCountWholeAndInAnyCaseAndNoneIsCutToOne) {

@@ -1,19 +1,29 @@
-// What the system says about itself and about the program. The console's start
-// asks the system; this only tells.
+#include "process/system_facts.h"
 
-#include "console/console_state.h"
 #include "platform/pe_format.h"
-#include "platform/platform.h"
-#include "startup/initialise.h"
 
 namespace tarn {
 
-std::uint64_t GetPhysicalMemorySize() { return console.physical_memory; }
+SystemFacts system_facts;
+
+void note_system_facts() {
+  system_facts.version.length = sizeof system_facts.version;
+  platform::GetVersionExA(&system_facts.version);
+  system_facts.physical_memory = ask_physical_memory();
+}
+
+std::uint64_t ask_physical_memory() {
+  platform::MemoryStatus memory{};
+  memory.length = sizeof memory;
+  return platform::GlobalMemoryStatusEx(&memory) ? memory.total_physical : 0;
+}
+
+std::uint64_t GetPhysicalMemorySize() { return system_facts.physical_memory; }
 
 void GetWinVer(std::uint32_t* platform_id, std::uint32_t* major, std::uint32_t* minor) {
-  *platform_id = console.version.platform_id;
-  *major = console.version.major;
-  *minor = console.version.minor;
+  *platform_id = system_facts.version.platform_id;
+  *major = system_facts.version.major;
+  *minor = system_facts.version.minor;
 }
 
 extern "C" std::int32_t __GetNtWindowsMode() {
