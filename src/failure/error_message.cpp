@@ -106,4 +106,12 @@ void compose_error_message(const platform::AMD_CONTEXT& context, char* message) 
   }
 }
 
+void hide_control_characters(char* text) {
+  for (; *text; ++text) {
+    const bool stays = *text == '\t' || *text == '\n';
+    const bool control = static_cast<unsigned char>(*text) < ' ' || *text == '\x7F';
+    if (control && !stays) *text = '?';
+  }
+}
+
 }  // namespace tarn

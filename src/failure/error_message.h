@@ -21,4 +21,8 @@ void expand_error_text(const char* text, const platform::AMD_CONTEXT& context, c
 // The same for the catalogue's text of the number in rax.
 void compose_error_message(const platform::AMD_CONTEXT& context, char* message);
 
+// Replaces control characters by '?', for texts and names of a program may hold
+// anything and a terminal must not act on it. Tabs and line ends stay.
+void hide_control_characters(char* text);
+
 }  // namespace tarn

@@ -124,13 +124,16 @@ void walk_back(const platform::ExceptionPointers& exception) {
 // and windows, for these need the heap, which may be what the program has hurt.
 void tell_unseen_report() {
   FILE own{kFileMagic, platform::GetStdHandle(platform::kStandardError), 0, 0};
+  hide_control_characters(title);
+  hide_control_characters(second_message);
   fprintf(&own, "\n%s\n%s at address %llx\n\n", title, exception_name, reported.context->Rip);
   if (!traceback_text) {
     begin_traceback(true);
     hide_library_frames = is_raised_number(reported);
     walk_back(reported);
   }
-  if (traceback[0]) fputs(traceback, &own);
+  hide_control_characters(traceback);
+  fputs(traceback, &own);
 }
 
 // A failure inside the report: whatever it was, the process ends.

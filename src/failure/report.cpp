@@ -7,6 +7,7 @@
 #include "failure/floating_point_traps.h"
 #include "failure/safe_memory.h"
 #include "failure/traceback.h"
+#include "failure/trap_routines.h"
 #include "paneview/paneview.h"
 #include "process/missing_routines.h"
 #include "services/parallel_tasks.h"
@@ -210,6 +211,9 @@ void AmdDumpRegisters() {
   reinterpret_cast<Printer>(reinterpret_cast<void*>(&printfx))("fr0 = %f   fr1 = %f\n", top, next);
 }
 
-void __close_thread() { platform::TerminateThread(platform::GetCurrentThread(), 0); }
+void __close_thread() {
+  end_trap_routines();
+  platform::TerminateThread(platform::GetCurrentThread(), 0);
+}
 
 }  // namespace tarn

@@ -49,8 +49,8 @@ void make_line(char* end) {
   *end = '\0';
   for (char* c = text; c < end; ++c) {
     if (*c == '\n') *c = ' ';
-    if (static_cast<unsigned char>(*c) < ' ' || *c == '\x7F') *c = '?';
   }
+  hide_control_characters(text);
   strcpy(end, "\n");
 }
 

@@ -61,10 +61,14 @@ RunningRoutine* enter(const RunningRoutine& entry) {
   return nullptr;
 }
 
-void leave(RunningRoutine* place) {
-  const std::uint32_t code = place->code;
+void give_back(RunningRoutine* place) {
   __atomic_store_n(&place->thread, 0, __ATOMIC_RELEASE);
   __atomic_sub_fetch(&running_count, 1, __ATOMIC_RELAXED);
+}
+
+void leave(RunningRoutine* place) {
+  const std::uint32_t code = place->code;
+  give_back(place);
   if (code == kStackOverflow) platform::RestoreStackGuard();
 }
 
@@ -103,6 +107,13 @@ void leave_trap_routines(std::uint64_t from, std::uint64_t to) {
     // Frames that live and lie between the two are the routine's.
     const bool stays = from <= to && to < place.caller;
     if (place.thread == thread && !stays) leave(&place);
+  }
+}
+
+void end_trap_routines() {
+  const std::uint32_t thread = platform::GetCurrentThreadId();
+  for (RunningRoutine& place : running) {
+    if (place.thread == thread) give_back(&place);
   }
 }
 

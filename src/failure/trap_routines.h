@@ -35,4 +35,7 @@ std::int32_t call_trap_routine(TrapRoutine routine, platform::ExceptionPointers*
 extern "C" void leave_trap_routines(std::uint64_t from,
                                     std::uint64_t to) __asm__("tarn_leave_trap_routines");
 
+// The calling thread ends: no routine runs on it any more.
+void end_trap_routines();
+
 }  // namespace tarn

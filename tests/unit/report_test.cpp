@@ -16,6 +16,7 @@
 #include "failure/exception_handler.h"
 #include "failure/exception_table.h"
 #include "failure/runtime_error.h"
+#include "failure/trap_routines.h"
 #include "process/process_state.h"
 #include "process/raising.h"
 #include "storage/expanding_region.h"
@@ -268,6 +269,42 @@ TEST_F(FatalFailure, InASecondThreadIsReported) {
         std::thread(read_null).join();
       },
       ::testing::ExitedWithCode(1), "Access violation \\(c0000005\\)");
+}
+
+std::int32_t call_by_handler(tarn::TrapRoutine routine) {
+  platform::AMD_CONTEXT context{};
+  context.Rsp = address_of(&context);  // the fault's frame is the caller's
+  platform::ExceptionRecord record{};
+  platform::ExceptionPointers exception{&record, &context};
+  return tarn::call_trap_routine(routine, &exception);
+}
+
+TARNAPI std::int32_t end_thread(platform::AMD_CONTEXT*, platform::ExceptionRecord*, std::int32_t) {
+  tarn::__close_thread();
+  return 0;
+}
+
+TARNAPI std::int32_t fail_again(platform::AMD_CONTEXT*, platform::ExceptionRecord*, std::int32_t) {
+  static int depth;
+  return ++depth > 1 ? depth : call_by_handler(&fail_again);
+}
+
+// In a child, for such a thread tells nobody that it ends.
+TEST_F(FatalFailure, InARoutineIsReportedAfterManyThreadsEndedInOne) {
+  EXPECT_EXIT(
+      {
+        for (int more_than_the_table_has = 65; more_than_the_table_has > 0;
+             --more_than_the_table_has) {
+          const platform::Handle thread = platform::CreateThread(
+              nullptr, 0,
+              [](void*) TARNAPI -> std::uint32_t { return call_by_handler(&end_thread) == 0; },
+              nullptr, 0, nullptr);
+          platform::WaitForSingleObject(thread, platform::kWaitForever);
+          platform::CloseHandle(thread);
+        }
+        platform::ExitProcess(static_cast<std::uint32_t>(call_by_handler(&fail_again)));
+      },
+      ::testing::ExitedWithCode(tarn::kTrapReport), "");
 }
 
 TEST_F(FatalFailure, InsideTheReportEndsTheProcess) {

@@ -150,7 +150,7 @@ static DEEP void hurt_heap(void) {
   for (int i = 0; i < 20; ++i) blocks[i] = malloc(4000);
   for (int i = 0; i < 20; ++i) free(blocks[i]);
   for (int i = 0; i < 20; ++i) memset(blocks[i] - 16, 'A', 4016);
-  sink = *(volatile char*)8;
+  text_error("the heap is \033[31mhurt");
 }
 static DEEP void text(void) { text_error("the %s has %d legs", "spider", 8); }
 static DEEP void region_over(void) {
