@@ -20,8 +20,8 @@
 // Arguments: 5, 1.5, f32 1.5, i32 -1 (in a filled register), c"x", null, @routine, p+1;
 // and pointers to new blocks: "ends in NUL", 'bytes', "x"*80 + "y", &i32 5,
 // &f64[1 -2.5 inf nan x7FF0000000000001], &&'bytes', and named ones: out:8 (filled with
-// '#'), out:i32, out:"initial". Expected: the same, nonnull, or a string that rax
-// points to. A line that begins with a space continues its row.
+// '#'), out:i32, out:"initial". Expected: the same; any (of a block, errno), nonnull, or a
+// string that rax points to. A line that begins with a space continues its row.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -382,16 +382,10 @@ class Table {
     cursor.go_to(start);
     if (cursor.quote_comes())
       return {make_block("", data(cursor, nullptr).bytes, nullptr, false), false};
-    const bool typed = find_type(cursor.word()) != nullptr;
-    cursor.go_to(start);
-    Data number = data(cursor, nullptr);
+    if (cursor.number_comes() && !cursor.real_comes()) return {cursor.integer(), false};
+    const Data number = data(cursor, nullptr);
     bits = kGarbage;
-    if (!typed && !number.notation.type->is_real) {
-      cursor.go_to(start);
-      bits = cursor.integer();
-    } else {
-      std::memcpy(&bits, number.bytes.data(), number.bytes.size());
-    }
+    std::memcpy(&bits, number.bytes.data(), number.bytes.size());
     return {bits, number.notation.type->is_real};
   }
 
@@ -647,6 +641,7 @@ class Table {
     const std::size_t begin = cursor.position();
     if (Block* const block = find_block(name)) {
       block->stated = true;
+      if (cursor.accept_word("any")) return;
       const Data wanted = data(cursor, block->type);
       const std::string after = block->bytes();
       if (wanted.bytes.size() > block->size) {
@@ -671,6 +666,7 @@ class Table {
     };
     if (name == "errno") {
       errno_stated_ = true;
+      if (cursor.accept_word("any")) return;
       take(&errno_, sizeof errno_);
     } else if (name == "control") {
       control_stated_ = true;

@@ -19,6 +19,11 @@ bool is_word(char c) {
          c == '$' || c == '@';
 }
 
+bool looks_real(const std::string& digits) {
+  const bool hexadecimal = digits.find("0x") != std::string::npos;
+  return digits.find_first_of(hexadecimal ? "p" : ".epn") != std::string::npos;
+}
+
 double real_at(const std::string& bytes, std::size_t offset, std::size_t size) {
   if (size == 4) {
     float value;
@@ -191,6 +196,13 @@ bool Cursor::number_comes() {
           next.substr(digit) == "inf" || next.substr(digit) == "nan");
 }
 
+bool Cursor::real_comes() {
+  const std::size_t before = position();
+  const std::string next = token();
+  i_ = before;
+  return looks_real(next);
+}
+
 std::uint64_t Cursor::integer() {
   const std::string digits = token();
   char* end = nullptr;
@@ -233,8 +245,7 @@ void Cursor::number(const Type* type, Data* data) {
   const std::string digits = token();
   const bool hex = digits.find("0x") != std::string::npos && digits.find('p') == std::string::npos;
   const bool bits = type && type->is_real && !digits.empty() && digits[0] == 'x';
-  const bool looks_real = !hex && digits.find_first_of(".epn") != std::string::npos;
-  if (!type) type = find_type(looks_real ? "f64" : "i32");
+  if (!type) type = find_type(looks_real(digits) ? "f64" : "i32");
   char* end = nullptr;
   char bytes[8] = {};
   if (bits || !type->is_real) {

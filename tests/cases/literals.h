@@ -66,6 +66,7 @@ class Cursor {
   std::string word();
   std::string routine_name();
   bool number_comes();
+  bool real_comes();
   bool quote_comes() { return peek() == '"' || peek() == '\''; }
   std::uint64_t integer();
   // The characters of a quoted literal.

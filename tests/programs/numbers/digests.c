@@ -1,5 +1,6 @@
 /* Text of numbers and its reading: digests of what many values give, which are
  * the same on every target. */
+#include <io.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -48,6 +49,45 @@ static void print_values(const char* format) {
   printf("%s %llX\n", format, digest);
 }
 
+/* Flags, widths, precisions and conversions of one directive together. */
+static void print_fields(const char* conversions) {
+  static const char flags[] = "-+ #0";
+  static const int precisions[] = {-1, 0, 1, 7, 24};
+  begin();
+  state = 5;
+  for (int set = 0; set < 32; ++set) {
+    for (int width = 0; width < 30; width += 6) {
+      for (int p = 0; p < 5; ++p) {
+        for (const char* conversion = conversions; *conversion; ++conversion) {
+          char format[40] = "%", text[400];
+          int length = 1;
+          for (int i = 0; i < 5; ++i) {
+            if (set >> i & 1) format[length++] = flags[i];
+          }
+          if (width > 0) length += sprintf(format + length, "%d", width);
+          if (precisions[p] >= 0) length += sprintf(format + length, ".%d", precisions[p]);
+          sprintf(format + length, strchr("diuxXo", *conversion) ? "ll%c|" : "%c|", *conversion);
+          for (int i = 0; i < 4; ++i) {
+            const double real = random_value(i) / 1024;
+            const int64_t whole = i == 0 ? 0 : (int64_t)random_bits() >> random_bits() % 64;
+            add(text, strchr("diuxXo", *conversion) ? sprintf(text, format, whole)
+                                                    : sprintf(text, format, i == 1 ? 0.0 : real));
+          }
+        }
+      }
+    }
+  }
+  printf("fields of %s %llX\n", conversions, digest);
+}
+
+static void print_precisions(const char* format) {
+  char text[500];
+  begin();
+  state = 6;
+  for (int i = 0; i < kValues; ++i) add(text, sprintf(text, format, i % 61, random_value(i)));
+  printf("%s %llX\n", format, digest);
+}
+
 static void read_values(const char* name, const char* format, int by_scanner, int step) {
   char text[400];
   begin();
@@ -65,10 +105,13 @@ static void read_values(const char* name, const char* format, int by_scanner, in
   printf("%s of %s %llX\n", name, format, digest);
 }
 
+/* Each text is read from the string and from a stream. */
 static void read_integers(void) {
   static const char letters[] = "0123456789abcxXz+- ,";
   begin();
   state = 3;
+  FILE* stream = fopen("digests.tmp", "w+b");
+  int unequal = 0;
   for (int i = 0; i < kValues; ++i) {
     char text[13];
     uint64_t bits = random_bits();
@@ -77,6 +120,15 @@ static void read_integers(void) {
     int fields[3] = {7, 7, 7};
     char* end;
     const int found = sscanf(text, "%i %x %d", &fields[0], &fields[1], &fields[2]);
+    if (i % 40 == 0) {
+      int again[3] = {7, 7, 7};
+      rewind(stream);
+      fprintf(stream, "%s;;", text);
+      rewind(stream);
+      ungetc(0, stream); /* none from the text before */
+      fscanf(stream, "%i %x %d", &again[0], &again[1], &again[2]);
+      unequal += memcmp(fields, again, sizeof fields) != 0;
+    }
     const int64_t whole = strtol64(text, &end, (int)(bits % 4) * 12);
     const int taken = (int)(end - text);
     add(&found, sizeof found);
@@ -84,7 +136,9 @@ static void read_integers(void) {
     add(&whole, sizeof whole);
     add(&taken, sizeof taken);
   }
-  printf("integers %llX\n", digest);
+  fclose(stream);
+  _unlink("digests.tmp");
+  printf("integers %llX, %d unequal\n", digest, unequal);
 }
 
 static void multiply_vectors(void) {
@@ -110,6 +164,11 @@ static void multiply_vectors(void) {
 int main(void) {
   static const char* const formats[] = {"%.6f", "%.0f", "%g", "%#.12g", "%.15e", "%.17E", "%+.40e"};
   for (int i = 0; i < 7; ++i) print_values(formats[i]);
+  print_precisions("%.*f");
+  print_precisions("%.*e");
+  print_precisions("%#.*G");
+  print_fields("diuxXo");
+  print_fields("feEgG");
   read_values("strtod", "%.16e", 0, 1);
   read_values("strtod", "%.9f", 0, 3);
   read_values("sscanf", "%.12g", 1, 1);
