@@ -1,5 +1,6 @@
 #include "tests/support/captured.h"
 
+#include "console/console_state.h"
 #include "process/process_state.h"
 #include "streams/file_stream.h"
 #include "streams/low_level_files.h"
@@ -13,8 +14,13 @@ std::string output_of(void (*call)(void* argument), void* argument) {
   FILE* const file = fopen(path.c_str(), "w");
   if (!file) return "(no file)";
   const Slot before = runtime_cell(kCellStdout);
+  const std::int64_t console_before = console.output_handle;
   runtime_cell(kCellStdout) = reinterpret_cast<Slot>(file);
+  RedirectConsoleOutput(reinterpret_cast<std::int64_t>(file->handle));
+  console.pending_count = 0;
+  console.buffered = 1;
   call(argument);
+  RedirectConsoleOutput(console_before);
   runtime_cell(kCellStdout) = before;
   fclose(file);
   std::string output = contents(path.c_str());

@@ -1,12 +1,12 @@
-// What a routine writes to standard output through the library's streams, and
-// whole files, for tests of what prints and writes.
+// What a routine writes to standard output through the library's streams and
+// console, and whole files, for tests of what prints and writes.
 #pragma once
 
 #include <string>
 
 namespace tarn::test {
 
-// Puts a file in place of standard output while `f` runs. Line ends as they
+// Puts a file in place of standard output and the console while `f` runs. Line ends as they
 // stand, CR LF.
 std::string output_of(void (*call)(void* argument), void* argument);
 

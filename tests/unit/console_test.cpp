@@ -18,7 +18,7 @@
 namespace {
 
 namespace platform = tarn::platform;
-using tarn::test::contents;
+using tarn::test::output_of;
 using tarn::test::with_crlf;
 
 constexpr char kPath[] = "console_test.tmp";
@@ -29,23 +29,6 @@ std::int64_t open_file(std::uint32_t access, std::uint32_t creation) {
 }
 
 void close_file(std::int64_t handle) { platform::CloseHandle(tarn::system_handle(handle)); }
-
-// Sends the console's output to a file for a while, and gives what came there.
-template <class F>
-std::string output_of(F&& write) {
-  tarn::test::initialise();
-  const std::int64_t before = tarn::console.output_handle;
-  const std::int64_t file = open_file(platform::kGenericWrite, platform::kCreateAlways);
-  tarn::RedirectConsoleOutput(file);
-  tarn::console.pending_count = 0;
-  tarn::console.buffered = 1;
-  write();
-  tarn::RedirectConsoleOutput(before);
-  close_file(file);
-  std::string text = contents(kPath);
-  platform::DeleteFileA(kPath);
-  return text;
-}
 
 // Gives the console's input a file with these bytes for a while.
 template <class F>
@@ -85,16 +68,6 @@ TEST(ConsoleStart, OutputThatIsNoScreenIsRedirected) {
     EXPECT_EQ(tarn::_get_console_handle(which),
               static_cast<std::int32_t>(reinterpret_cast<std::int64_t>(standard)));
   }
-}
-
-TEST(ConsoleStart, NodesComeBackInTheOrderInWhichTheyWereLeft) {
-  tarn::discard_int_stack(nullptr);
-  tarn::int_stack* const first = tarn::new_int_stack();
-  tarn::int_stack* const second = tarn::new_int_stack();
-  tarn::discard_int_stack(first);
-  tarn::discard_int_stack(second);
-  EXPECT_EQ(tarn::new_int_stack(), second);
-  EXPECT_EQ(tarn::new_int_stack(), first);
 }
 
 // What a file must hold, byte by byte.

@@ -21,11 +21,13 @@
 #include "process/raising.h"
 #include "storage/expanding_region.h"
 #include "streams/file_stream.h"
+#include "tests/support/captured.h"
 #include "tests/support/raised.h"
 
 namespace {
 
 namespace platform = tarn::platform;
+using tarn::test::output_of;
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -81,29 +83,6 @@ TEST_F(Handler, HasTheContextReadyForATrapRoutine) {
   EXPECT_EQ(handle(0xC0000094, &context_), tarn::kTrapPassOn);
   EXPECT_EQ(std::string(text, 22), "RAX = 0000000000004711");
   tarn::TRAP_EXCEPTION_at(&integer_divide, before);
-}
-
-TEST_F(Handler, GrowsARegionFromTheFaultUp) {
-  char* const region = static_cast<char*>(tarn::setup_expanding_region("r", 12 * 4096));
-  platform::ExceptionRecord record{};
-  record.code = platform::kExceptionAccessViolation;
-  record.parameter_count = 2;
-  record.parameters[1] = reinterpret_cast<std::uint64_t>(region) + 4096 * 5 + 17;
-  platform::ExceptionPointers exception{&record, &context_};
-  tarn::report_busy = 1;  // another thread is at its own
-  EXPECT_EQ(tarn::__system_exception_handler(&exception), tarn::kTrapResume);
-  EXPECT_EQ(tarn::report_busy, 1);
-  tarn::report_busy = 0;
-  const auto readable = [&](int page) {
-    char byte;
-    std::uint64_t copied = 0;
-    return platform::ReadProcessMemory(platform::GetCurrentProcess(), region + 4096 * page, &byte,
-                                       1, &copied) != 0;
-  };
-  EXPECT_FALSE(readable(4));
-  for (const int page : {5, 8, 11}) EXPECT_TRUE(readable(page)) << page;
-  EXPECT_FALSE(readable(12));
-  EXPECT_NE(tarn::remove_virtual_region(region, 0x8000), 0);
 }
 
 TEST_F(Handler, ThreadsGrowARegionAtOnce) {
@@ -193,58 +172,23 @@ TEST_F(Handler, MatchesInstructionsWithARexPrefix) {
   EXPECT_EQ(tarn::match_instruction(&sqrtsd, 16), 0);
 }
 
-TEST_F(Handler, ShowsRegistersAndTheInstruction) {
-  Bytes code = {0xF2, 0x0F, 0x2C, 0xC9};
-  code.resize(32, 0x90);
-  context_.Rax = 0x1234;
-  context_.R15 = ~0ull;
-  context_.Rip = address_of(code.data());
-  tarn::exception_context = &context_;
-  char text[tarn::kRegisterDetailsSize];
-  tarn::prepare_register_details(text);
-  const std::string details = text;
-  EXPECT_EQ(details.rfind("RAX = 0000000000001234   RBX = 0000000000000000   ", 0), 0u) << details;
-  EXPECT_NE(details.find("   R15 = ffffffffffffffff\n\n"), std::string::npos) << details;
-  EXPECT_NE(details.find(") cvttsd2si       RCX,XMM1"), std::string::npos) << details;
-  context_.Rip = 8;
-  tarn::prepare_register_details(text);
-  EXPECT_NE(std::string(text).find("8) db     "), std::string::npos) << text;
-  tarn::exception_context = nullptr;
-}
-
-// What a routine prints on standard output.
-template <class Routine>
-std::string printed(Routine routine) {
-  const tarn::Slot before = tarn::runtime_cell(tarn::kCellStdout);
-  tarn::FILE* const file = tarn::fopen("report_test.tmp", "w+b");
-  tarn::runtime_cell(tarn::kCellStdout) = reinterpret_cast<tarn::Slot>(file);
-  routine();
-  tarn::runtime_cell(tarn::kCellStdout) = before;
-  char text[2000] = "";
-  tarn::rewind(file);
-  tarn::fread(text, 1, sizeof text - 1, file);
-  tarn::fclose(file);
-  platform::DeleteFileA("report_test.tmp");
-  return text;
-}
-
 TEST_F(Handler, DumpsMemoryInRowsAndInWords) {
   alignas(16) static const char bytes[] = "ABCDEFGHIJKLMNOP\x01\xE9 tail of it.";
-  const std::string rows = printed([] { tarn::dump_local_memory(bytes + 3, 14, 1); });
+  const std::string rows = output_of([] { tarn::dump_local_memory(bytes + 3, 14, 1); });
   EXPECT_NE(rows.find(") " + std::string(9, ' ') +
-                      "44 45 46 47 48 - 49 4A 4B 4C 4D 4E 4F 50      DEFGHIJKLMNOP\n"),
+                      "44 45 46 47 48 - 49 4A 4B 4C 4D 4E 4F 50      DEFGHIJKLMNOP\r\n"),
             std::string::npos)
       << rows;
   // The second row is completed, past the count.
   EXPECT_NE(rows.find(") 01 E9 20 74 61 69 6C 20 - 6F 66 20 69 74 2E 00 "), std::string::npos)
       << rows;
   EXPECT_NE(rows.find("  ?\xE9 tail of it.?"), std::string::npos) << rows;
-  const std::string words = printed([] { tarn::dump_local_memory(bytes, 2, 4); });
-  EXPECT_NE(words.find(")   0x44434241\n"), std::string::npos) << words;
-  EXPECT_NE(words.find(")   0x48474645\n"), std::string::npos) << words;
-  EXPECT_EQ(printed([] { tarn::dump_local_memory(bytes, 4, 2); }), "");
-  EXPECT_EQ(printed([] { tarn::dump_local_memory(reinterpret_cast<void*>(64), 1, 4); }),
-            "0:00000040)   0xf0f0f0f0\n");
+  const std::string words = output_of([] { tarn::dump_local_memory(bytes, 2, 4); });
+  EXPECT_NE(words.find(")   0x44434241\r\n"), std::string::npos) << words;
+  EXPECT_NE(words.find(")   0x48474645\r\n"), std::string::npos) << words;
+  EXPECT_EQ(output_of([] { tarn::dump_local_memory(bytes, 4, 2); }), "");
+  EXPECT_EQ(output_of([] { tarn::dump_local_memory(reinterpret_cast<void*>(64), 1, 4); }),
+            "0:00000040)   0xf0f0f0f0\r\n");
 }
 
 TEST_F(Handler, TheRegisterDumpEndsInAMissingRoutine) {
@@ -338,16 +282,6 @@ TEST_F(FatalFailure, IsToldWithoutAStreamToo) {
         read_null();
       },
       ::testing::ExitedWithCode(1), "Access violation \\(c0000005\\)");
-}
-
-TEST_F(FatalFailure, ShowsTheWholeReportWhereNobodyAnswers) {
-  EXPECT_EXIT(
-      {
-        prepare(true);
-        tarn::text_error("%d of %s", 3, "four");
-      },
-      ::testing::ExitedWithCode(1),
-      "\\s+Brackenmoor exception report on \\S+\\s+3 of four at address ");
 }
 
 }  // namespace

@@ -9,6 +9,9 @@
 #include <random>
 #include <string>
 
+#include "console/console_state.h"
+#include "console/formatted_output.h"
+#include "console/line_output.h"
 #include "console/progress.h"
 #include "services/child_processes.h"
 #include "services/file_utilities.h"
@@ -20,6 +23,10 @@
 #include "streams/low_level_files.h"
 #include "tests/support/possessions.h"
 #include "tests/support/raised.h"
+#ifndef _WIN32
+#include "platform/posix/terminal/terminal.h"
+#include "tests/support/pseudo_terminal.h"
+#endif
 
 namespace {
 
@@ -99,6 +106,25 @@ void start_thread(int) {
 
 void start_child(int) { ASSERT_EQ(tarn::system("exit 3"), 3); }
 
+#ifndef _WIN32
+// On a terminal, which stays the console, and answered by a key.
+void pause_for_a_key(int turn) {
+  static const tarn::test::BlindTerminal terminal(80, 24);
+  static const std::int64_t handle = reinterpret_cast<std::int64_t>(tarn::platform::CreateFileA(
+      terminal.path().c_str(), tarn::platform::kGenericRead | tarn::platform::kGenericWrite, 3,
+      nullptr, tarn::platform::kOpenExisting, 0, nullptr));
+  const termios mode = terminal.mode();
+  tarn::console.output_handle = tarn::console.input_handle = handle;
+  tarn::console.redirected = 0;
+  tarn::console.buffer_height = 24;
+  terminal.type("k");
+  tarn::ConsolePrintf("pause %d\n", turn);
+  tarn::OutputPauseMessage();
+  tarn::platform::restore_terminal();
+  ASSERT_TRUE(terminal.has_mode(mode));
+}
+#endif
+
 constexpr struct {
   const char* name;
   void (*run)(int turn);
@@ -112,6 +138,9 @@ constexpr struct {
     {"secondary stack", use_secondary_stack, 1},
     {"threads", start_thread, 20},
     {"children", start_child, 250},
+#ifndef _WIN32
+    {"pauses", pause_for_a_key, 5},  // the last
+#endif
 };
 
 TEST(Soak, LeavesNothingBehind) {

@@ -34,7 +34,7 @@ int main(int argc, char** argv) {
   tarn::test::initialise();
   const std::string found = tarn::ConsoleRedirected()
                                 ? "no screen"
-                                : tarn::test::compare_with_model(1, std::atoi(argv[1]), type_keys);
+                                : tarn::test::compare_random_streams(1, std::atoi(argv[1]), type_keys);
   std::FILE* const result = std::fopen(argv[2], "w");
   if (!result) return 2;
   std::fprintf(result, "%d by %d: %s\n", tarn::ScreenWidth(), tarn::ScreenHeight(),

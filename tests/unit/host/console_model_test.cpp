@@ -2,9 +2,8 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
+#include <cstdio>
 #include <optional>
 #include <string>
 
@@ -13,51 +12,45 @@
 #include "console/formatted_output.h"
 #include "console/line_output.h"
 #include "tests/support/console_model.h"
-#include "tests/support/pseudo_terminal.h"
+#include "tests/support/host_child.h"
 #include "tests/support/raised.h"
 
 namespace {
 
 using tarn::test::BlindTerminal;
+using tarn::test::compare_random_streams;
 using tarn::test::PseudoTerminal;
+using tarn::test::start_child;
+using tarn::test::status_of;
 
 const PseudoTerminal* keyboard;
 
 void type_keys(int count) { keyboard->type(std::string(static_cast<std::size_t>(count), 'k')); }
 
-// In a child whose standard input and output are a terminal of this size.
-std::string compare_on_terminal(int columns, int rows, unsigned seed, int streams) {
+// In a child whose standard input and output are a terminal of this size. The
+// difference is told on standard error.
+int compare_on_terminal(int columns, int rows, unsigned seed, int streams) {
   const BlindTerminal terminal(columns, rows);
   keyboard = &terminal;
-  int report[2];
-  if (pipe(report)) return "no pipe";
-  const pid_t child = fork();
-  if (child == 0) {
-    setenv("TERM", "xterm", 1);
-    alarm(60);
-    terminal.lead_session();
-    tarn::test::initialise();
-    std::string found = tarn::ConsoleRedirected()
-                            ? "redirected"
-                            : tarn::test::compare_with_model(seed, streams, type_keys);
-    if (write(report[1], found.data(), found.size()) < 0) abort();
-    tarn::platform::ExitProcess(found.empty() ? 0 : 1);
-  }
-  close(report[1]);
-  std::string found;
-  char block[4096];
-  ssize_t got;
-  while ((got = read(report[0], block, sizeof block)) > 0) {
-    found.append(block, static_cast<std::size_t>(got));
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  close(report[0]);
-  if (found.empty() && status != 0) found = "ended with " + std::to_string(status);
-  return found;
+  const int output = dup(2);
+  const int status = status_of(
+      [&] {
+        dup2(output, 2);
+        alarm(60);
+        tarn::test::initialise();
+        const std::string found = tarn::ConsoleRedirected()
+                                      ? "redirected"
+                                      : compare_random_streams(seed, streams, type_keys);
+        std::fprintf(stderr, "%s", found.c_str());
+        tarn::platform::ExitProcess(found.empty() ? 0 : 1);
+      },
+      &terminal);
+  close(output);
+  return status;
 }
 
 TEST(ConsoleModel, EveryCellIsThatOfTheModel) {
+  setenv("TERM", "xterm", 1);
   const struct {
     int columns, rows, streams;
   } sizes[] = {
@@ -67,7 +60,7 @@ TEST(ConsoleModel, EveryCellIsThatOfTheModel) {
   };
   unsigned seed = 1;
   for (const auto& size : sizes) {
-    EXPECT_EQ(compare_on_terminal(size.columns, size.rows, seed, size.streams), "")
+    EXPECT_EQ(compare_on_terminal(size.columns, size.rows, seed, size.streams), 0)
         << size.columns << " by " << size.rows;
     seed += 10'000;
   }
@@ -76,9 +69,7 @@ TEST(ConsoleModel, EveryCellIsThatOfTheModel) {
 // A child that goes on when its terminal is gone.
 TEST(ConsoleModel, ATerminalThatGoesAwayTakesNothingAndHoldsNobodyUp) {
   std::optional<PseudoTerminal> terminal(std::in_place, 80, 5);
-  const pid_t child = fork();
-  if (child == 0) {
-    setenv("TERM", "xterm", 1);
+  const pid_t child = start_child([&] {
     alarm(20);
     signal(SIGHUP, SIG_IGN);
     terminal->lead_session();
@@ -93,11 +84,9 @@ TEST(ConsoleModel, ATerminalThatGoesAwayTakesNothingAndHoldsNobodyUp) {
     tarn::ConsoleRead(line, sizeof line, &count);
     tarn::get_key(&key);
     tarn::platform::ExitProcess(was_screen && count == -1 && key == 0 ? 0 : 1);
-  }
+  });
   terminal.reset();
-  int status = -1;
-  waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
+  EXPECT_EQ(status_of(child), 0);
 }
 
 }  // namespace

@@ -3,13 +3,10 @@
 #include <gtest/gtest.h>
 #include <iconv.h>
 #include <signal.h>
-#include <sys/resource.h>
 #include <sys/time.h>
-#include <sys/wait.h>
 
 #include <chrono>
 #include <cstring>
-#include <filesystem>
 #include <functional>
 #include <random>
 
@@ -20,6 +17,7 @@
 #include "platform/posix/terminal/key_decoder.h"
 #include "platform/posix/terminal/terminal.h"
 #include "platform/posix/terminal/terminal_mode.h"
+#include "tests/support/host_child.h"
 #include "tests/support/terminal.h"
 
 namespace {
@@ -146,96 +144,62 @@ class HostConsole : public ::testing::Test {
 
 // ---- Cells ------------------------------------------------------------------------
 
-// What the cells of a screen must be.
-struct Model {
-  int columns, rows;
-  int x = 0, y = 0;
-  std::vector<CharInfo> cells = blank(columns * rows);
-
-  static std::vector<CharInfo> blank(int count) {
-    return std::vector<CharInfo>(static_cast<std::size_t>(count), CharInfo{' ', 0, 7});
-  }
-  void put(int at_x, int at_y, CharInfo cell) {
-    if (at_x < 0 || at_x >= columns || at_y < 0 || at_y >= rows) return;
-    cells[static_cast<std::size_t>(at_y * columns + at_x)] = cell;
-  }
-  void feed() {
-    x = 0;
-    if (++y < rows) return;
-    y = rows - 1;
-    cells.erase(cells.begin(), cells.begin() + columns);
-    cells.resize(static_cast<std::size_t>(columns * rows), {' ', 0, 7});
-  }
-  void print(const std::string& text) {
-    for (const char c : text) {
-      if (c == '\n') {
-        feed();
-      } else if (c == '\r') {
-        x = 0;
-      } else if (c == '\b') {
-        x = std::max(0, x - 1);
+// What the cells must be is for the console's model: here they are what is seen.
+TEST_F(HostConsole, TheTerminalShowsTheCellsThatAreReadBack) {
+  for (const auto& [columns, rows] : {std::pair(61, 11), {2, 3}, {300, 4}, {1000, 3}}) {
+    SCOPED_TRACE(columns);
+    Seat seat(columns, rows);
+    std::mt19937 random(20);
+    const auto below = [&](int limit) { return static_cast<int>(random() % unsigned(limit)); };
+    for (int step = 0; step < 1000; ++step) {
+      const int kind = below(8);
+      if (kind < 3) {  // a few rows of cells, partly as they are, and partly outside
+        const int width = 1 + below(columns), height = 1 + below(3);
+        std::vector<CharInfo> cells(static_cast<std::size_t>(width * height), CharInfo{' ', 0, 7});
+        for (auto& cell : cells) {
+          if (below(3) != 0) continue;
+          cell = {static_cast<std::uint8_t>(random()), 0, 7};
+          if (below(4) == 0) cell.attributes = static_cast<std::uint16_t>(below(256));
+        }
+        seat.write_cells(below(columns + 4) - 2, below(rows + 2) - 1, width, cells);
+      } else if (kind == 3) {
+        seat.set_cursor(below(columns), below(rows));
+      } else if (kind == 4) {  // of any characters
+        std::string text(static_cast<std::size_t>(below(90)), '\0');
+        for (char& c : text) {
+          c = static_cast<char>(below(9) == 0 ? "\r\n\b\n"[below(4)] : 14 + below(242));
+        }
+        seat.write_console(text);
       } else {
-        put(x, y, {static_cast<std::uint8_t>(c), 0, 7});
-        if (++x == columns) feed();
+        seat.write_past(
+            std::string(static_cast<std::size_t>(below(columns - seat.cursor().x)), 'p') +
+            (below(2) ? "\n" : ""));
+      }
+      if (step % 20 != 0) continue;
+      SCOPED_TRACE("step " + std::to_string(step));
+      const Coord cursor = seat.cursor();
+      std::vector<CharInfo> read(unsigned(rows * columns));
+      SmallRect region{0, 0, std::int16_t(columns - 1), std::int16_t(rows - 1)};
+      ASSERT_NE(ReadConsoleOutputA(seat.screen, read.data(),
+                                   {std::int16_t(columns), std::int16_t(rows)}, {0, 0}, &region),
+                0);
+      seat.settle();
+      ASSERT_EQ(seat.unknown, "");
+      ASSERT_EQ(seat.pen, SeenCell{});
+      ASSERT_EQ(std::pair(seat.column, seat.row), std::pair(int{cursor.x}, int{cursor.y}));
+      for (unsigned i = 0; i < read.size(); ++i) {
+        ASSERT_EQ(seat.cells[i / unsigned(columns)][i % unsigned(columns)], seen(read[i]))
+            << "cell " << i;
       }
     }
+    EXPECT_EQ(seat.questions, 1);  // all of that is plain enough to be followed
   }
-};
-
-TEST_F(HostConsole, TheTerminalShowsTheCellsThatWereWritten) {
-  constexpr int kColumns = 61, kRows = 11;
-  Seat seat(kColumns, kRows);
-  Model model{kColumns, kRows};
-  std::mt19937 random(20);
-  const auto below = [&](int limit) { return static_cast<int>(random() % unsigned(limit)); };
-  for (int step = 0; step < 3000; ++step) {
-    const int kind = below(8);
-    if (kind < 3) {  // a few rows of cells, partly as they are, and partly outside
-      const int width = 1 + below(kColumns), height = 1 + below(3);
-      const int left = below(kColumns + 4) - 2, top = below(kRows + 2) - 1;
-      std::vector<CharInfo> cells = Model::blank(width * height);
-      for (auto& cell : cells) {
-        if (below(3) != 0) continue;
-        cell = {static_cast<std::uint8_t>(random()), 0, 7};
-        if (below(4) == 0) cell.attributes = static_cast<std::uint16_t>(below(256));
-      }
-      seat.write_cells(left, top, width, cells);
-      for (int i = 0; i < width * height; ++i) {
-        model.put(left + i % width, top + i / width, cells[unsigned(i)]);
-      }
-    } else if (kind == 3) {
-      model.x = below(kColumns);
-      model.y = below(kRows);
-      seat.set_cursor(model.x, model.y);
-    } else if (kind == 4) {  // of any characters
-      std::string text(static_cast<std::size_t>(below(90)), '\0');
-      for (char& c : text) {
-        c = static_cast<char>(below(9) == 0 ? "\r\n\b\n"[below(4)] : 14 + below(242));
-      }
-      seat.write_console(text);
-      model.print(text);
-    } else {
-      const std::string text =
-          std::string(static_cast<std::size_t>(below(kColumns - model.x)), 'p') +
-          (below(2) ? "\n" : "");
-      seat.write_past(text);
-      model.print(text);
-    }
-    if (step % 20 != 0) continue;
-    SCOPED_TRACE("step " + std::to_string(step));
-    seat.settle();
-    ASSERT_EQ(seat.unknown, "");
-    ASSERT_EQ(seat.pen, SeenCell{});
-    ASSERT_EQ(std::pair(seat.column, seat.row), std::pair(model.x, model.y));
-    std::vector<CharInfo> read(kRows * kColumns);
-    SmallRect region{0, 0, kColumns - 1, kRows - 1};
-    ASSERT_NE(ReadConsoleOutputA(seat.screen, read.data(), {kColumns, kRows}, {0, 0}, &region), 0);
-    for (unsigned i = 0; i < kRows * kColumns; ++i) {
-      ASSERT_EQ(seat.cells[i / kColumns][i % kColumns], seen(model.cells[i])) << "cell " << i;
-      ASSERT_EQ(std::memcmp(&read[i], &model.cells[i], sizeof(CharInfo)), 0) << "cell " << i;
-    }
-  }
-  EXPECT_EQ(seat.questions, 1);  // all of that is plain enough to be followed
+  // What the console prints and what is printed past it, in the cells.
+  Seat seat(10, 5);
+  seat.write_console("\n\n\n\nab\bc\rd");
+  seat.write_past("past\n");
+  seat.settle();
+  EXPECT_EQ(seat.text_of(3), "dpast");
 }
 
 TEST_F(HostConsole, OnlyWhatChangedIsSentAndInOnePiece) {
@@ -330,25 +294,6 @@ TEST_F(HostConsole, WithoutColoursAttributesStayReadable) {
   seat.settle();
   row = 0;
   for (const auto& c : cases) EXPECT_EQ(seat.cells[unsigned(row++)][0], c.first) << c.text;
-}
-
-TEST_F(HostConsole, NarrowAndWideWindowsAreWhollyUsed) {
-  for (const int columns : {2, 40, 300, 1000}) {
-    SCOPED_TRACE(columns);
-    Seat seat(columns, 4);
-    EXPECT_EQ(seat.info.size.x, columns);
-    EXPECT_EQ(seat.info.window.right, columns - 1);
-    const std::string cells(static_cast<std::size_t>(columns), 'w'), text(cells.size(), 'c');
-    seat.write_text(0, 2, cells);
-    EXPECT_EQ(SetConsoleCursorPosition(seat.screen, {seat.info.size.x, 0}), 0);
-    seat.write_console(text);
-    const Coord place = seat.cursor();
-    EXPECT_EQ(std::pair(int{place.x}, int{place.y}), std::pair(0, 1));
-    seat.settle();
-    EXPECT_EQ(seat.text_of(0), text);
-    EXPECT_EQ(seat.text_of(2), cells);
-    EXPECT_EQ(seat.row, 1);
-  }
 }
 
 TEST_F(HostConsole, WhatOthersPrintIsAskedFor) {
@@ -684,22 +629,13 @@ TEST(KeyDecoder, EveryKeyHasItsRecord) {
 
 // ---- The end --------------------------------------------------------------------------
 
-// Runs `work` in a child whose terminal this is; gives its status.
 int status_on(const tarn::test::Terminal& terminal, const std::function<void(Console&)>& work) {
-  const pid_t child = fork();
-  if (child == 0) {
-    terminal.lead_session();
-    const rlimit no_core{0, 0};
-    setrlimit(RLIMIT_CORE, &no_core);
-    for (const int number : {SIGSEGV, SIGABRT, SIGILL})
-      signal(number, SIG_DFL);  // not a sanitizer's
-    Console console{GetStdHandle(-11), GetStdHandle(-10)};
-    work(console);
-    _exit(99);
-  }
-  int status = -1;
-  waitpid(child, &status, 0);
-  return status;
+  return tarn::test::status_of(
+      [&] {
+        Console console{GetStdHandle(-11), GetStdHandle(-10)};
+        work(console);
+      },
+      &terminal);
 }
 
 constexpr struct {
@@ -908,81 +844,6 @@ TEST_F(HostConsole, ALineIsOneWriteAndTheSizeIsAskedForWhenItHasChanged) {
     _exit(0);
   });
   EXPECT_EQ(status, 0);
-}
-
-// ---- A terminal of other people's making ------------------------------------------------
-
-// All characters and all attributes: four rows of 64 each.
-std::vector<CharInfo> gallery() {
-  std::vector<CharInfo> cells;
-  for (int i = 0; i < 256; ++i) cells.push_back({static_cast<std::uint8_t>(i), 0, 7});
-  for (int i = 0; i < 256; ++i) cells.push_back({'A', 0, static_cast<std::uint16_t>(i)});
-  return cells;
-}
-
-// Runs inside the terminal until a key is pressed.
-TEST_F(HostConsole, DISABLED_Gallery) {
-  SetEnvironmentVariableA("TERM", getenv("TERM"));
-  Console console{GetStdHandle(-11), GetStdHandle(-10)};
-  console.cursor();
-  ASSERT_NE(SetConsoleTitleA("gallery"), 0);
-  console.set_cursor(0, 23);
-  for (int i = 0; i < 23 - 3; ++i) console.write_console("\n");  // what the test framework printed
-  console.write_cells(8, 3, 64, gallery());
-  console.set_cursor(5, 11);
-  console.write_console("ready");
-  ExitProcess(console.read_key() == 0x7900 ? 0 : 1);
-}
-
-std::string output_of(const std::string& command) {
-  std::string text;
-  FILE* const pipe = popen(command.c_str(), "r");
-  char bytes[4096];
-  while (const std::size_t count = fread(bytes, 1, sizeof bytes, pipe)) text.append(bytes, count);
-  pclose(pipe);
-  return text;
-}
-
-TEST_F(HostConsole, TmuxShowsTheSame) {
-  if (system("command -v tmux >/dev/null") != 0) GTEST_SKIP() << "no tmux";
-  char folder[] = "/tmp/tarn_terminal_test_XXXXXX";
-  ASSERT_NE(mkdtemp(folder), nullptr);
-  const std::string tmux = std::string("tmux -u -S ") + folder + "/socket ";
-  char self[4096] = "";
-  ASSERT_GT(readlink("/proc/self/exe", self, sizeof self - 1), 0);
-  ASSERT_EQ(system((tmux + "-f /dev/null new-session -d -x 80 -y 24 \"'" + self +
-                    "' --gtest_also_run_disabled_tests --gtest_filter='*Gallery'; "
-                    "echo STATUS $?; sleep 60\"")
-                       .c_str()),
-            0);
-  const auto capture = [&](const std::string& awaited) {
-    std::string text;
-    for (int i = 0; i < 200; ++i) {
-      text = output_of(tmux + "capture-pane -p -e");
-      if (text.find(awaited) != std::string::npos) return text;
-      std::this_thread::sleep_for(std::chrono::milliseconds(25));
-    }
-    return text;
-  };
-  const std::string where = "display -p '#{cursor_x} #{cursor_y} #{pane_title}'";
-  tarn::test::Terminal copy(80, 25);
-  std::string shown = capture("ready");
-  std::string lines;
-  for (const char c : shown) lines += c == '\n' ? "\r\n" : std::string(1, c);
-  copy.print(lines);
-  copy.settle();
-  EXPECT_EQ(output_of(tmux + where), "10 11 gallery\n");
-  EXPECT_EQ(system((tmux + "send-keys F10").c_str()), 0);
-  shown = capture("STATUS");
-  EXPECT_NE(shown.find("     ready\nSTATUS 0\n"), std::string::npos) << shown;
-  EXPECT_EQ(output_of(tmux + where).substr(0, 5), "0 13 ");
-  EXPECT_EQ(output_of(tmux + where).find("gallery"), std::string::npos);
-  EXPECT_EQ(system((tmux + "kill-server").c_str()), 0);
-  std::filesystem::remove_all(folder);
-  const std::vector<CharInfo> cells = gallery();
-  for (unsigned i = 0; i < cells.size(); ++i) {
-    EXPECT_EQ(copy.cells[3 + i / 64][8 + i % 64], seen(cells[i])) << "cell " << i;
-  }
 }
 
 }  // namespace
