@@ -14,11 +14,16 @@ if(TARN_FUZZ)
   target_link_options(tarn_warnings INTERFACE -fsanitize=address)
 endif()
 
+# tarn_headers: for whatever includes headers of src/. The headers of include/ are then
+# read as the library's own: include/tarn/api.h.
+add_library(tarn_headers INTERFACE)
+target_include_directories(tarn_headers INTERFACE ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR})
+target_compile_definitions(tarn_headers INTERFACE TARN_LIBRARY)
+
 # tarn_library_flags: for the library and its sibling. No C++ run-time, no
 # calls that the compiler invents, the same double arithmetic on both targets.
 add_library(tarn_library_flags INTERFACE)
-target_link_libraries(tarn_library_flags INTERFACE tarn_warnings)
-target_include_directories(tarn_library_flags INTERFACE ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR})
+target_link_libraries(tarn_library_flags INTERFACE tarn_headers tarn_warnings)
 target_compile_options(tarn_library_flags INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics -ffp-contract=off
   -fno-builtin -fno-strict-aliasing -fno-stack-protector>)

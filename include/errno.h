@@ -11,19 +11,17 @@
 #ifndef TARN_ERRNO_H
 #define TARN_ERRNO_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "tarn/api.h"
+
+TARN_API_BEGIN
 
 extern void* __runtime_slots[12]; /* this image's pointers to the cells */
 
 /* The cell, read and set: for a program and a DLL alike. */
-int get_errno(void);
-void set_errno(int value);
+TARNAPI int get_errno(void);
+TARNAPI void set_errno(int value);
 
-#ifdef __cplusplus
-}
-#endif
+TARN_API_END
 
 #define errno (*(int*)__runtime_slots[0])
 

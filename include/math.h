@@ -15,50 +15,50 @@
 #ifndef TARN_MATH_H
 #define TARN_MATH_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include <stdint.h>
+
+#include "tarn/api.h"
+
+TARN_API_BEGIN
 
 /* e to the power x. Above 708.25: range error, also where the true result is
  * finite. Below about -708.25: 0.0. */
-double exp(double x);
+TARNAPI double exp(double x);
 
 /* Logarithms. x < 0: 1e308, domain error. x = 0 of either sign: -1e308, range
  * error. Infinity gives infinity. */
-double log(double x);
-double log10(double x);
+TARNAPI double log(double x);
+TARNAPI double log10(double x);
 
 /* x to the power y. Domain error for x = 0 with y <= 0 (pow(0, 0) too) and for
  * x < 0 with y not integral; range error where x > 0 and the result overflows.
  * x < 0 with an integral y of 32 bits multiplies as __xxjj does. errno becomes
  * 0 where x > 0, or x = 0 with y > 0, and nothing went wrong. */
-double pow(double x, double y);
+TARNAPI double pow(double x, double y);
 
 /* x = result * 2^*exponent with 0.5 <= |result| < 1. Zero, infinity and NaN
  * give themselves and exponent 0. */
-double frexp(double x, int* exponent);
+TARNAPI double frexp(double x, int* exponent);
 
 /* x * 2^exponent. No errno; an overflow gives infinity, or the processor's
  * trap where the x87 control word unmasks it. */
-double ldexp(double x, int exponent);
+TARNAPI double ldexp(double x, int exponent);
 
 /* *integral becomes x rounded toward zero; the result is x - *integral. */
-double modf(double x, double* integral);
+TARNAPI double modf(double x, double* integral);
 
 /* Absolute values; the most negative integer stays as it is. */
-int abs(int x);
-long labs(long x);
+TARNAPI int abs(int x);
+TARNAPI TARN_LONG labs(TARN_LONG x);
 
 /* x to the integer power n by repeated squaring, also once behind n's last
  * bit: that may trap though the result fits. x = 0 with n <= 0: domain error. */
-double __xxjj(double x, long long n);
+TARNAPI double __xxjj(double x, int64_t n);
 
 /* x to the real power y for x >= 0. errno becomes 1 where there is no such
  * number, 2 on overflow, and the result is then 1e308. */
-double __xxdd(double x, double y);
+TARNAPI double __xxdd(double x, double y);
 
-#ifdef __cplusplus
-}
-#endif
+TARN_API_END
 
 #endif

@@ -11,19 +11,19 @@
 #ifndef TARN_SETJMP_H
 #define TARN_SETJMP_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include <stdint.h>
 
-typedef unsigned long long jmp_buf[5];
+#include "tarn/api.h"
+
+TARN_API_BEGIN
+
+typedef uint64_t jmp_buf[5];
 
 /* Records this place. 0; or, when longjmp comes back to it, its `value`. */
-int setjmp(jmp_buf buffer) __attribute__((returns_twice));
+TARNAPI int setjmp(jmp_buf buffer) __attribute__((returns_twice));
 /* Goes back to the place in the buffer, where setjmp then gives `value`. */
-__attribute__((noreturn)) void longjmp(jmp_buf buffer, int value);
+TARNAPI TARN_NO_RETURN void longjmp(jmp_buf buffer, int value);
 
-#ifdef __cplusplus
-}
-#endif
+TARN_API_END
 
 #endif

@@ -16,13 +16,14 @@
 
 #include <stdarg.h>
 #include <stddef.h>
+#include <stdint.h>
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "tarn/api.h"
+
+TARN_API_BEGIN
 
 typedef struct FILE FILE;
-typedef unsigned long long fpos_t;
+typedef uint64_t fpos_t;
 
 extern void* __runtime_slots[12]; /* this image's pointers to the process's cells */
 
@@ -47,17 +48,17 @@ extern void* __runtime_slots[12]; /* this image's pointers to the process's cell
  * binary, "br" is text. Other letters are skipped; a mode without r, w or a is
  * refused. The file is held: until fclose nobody else can open it, the same
  * program included. With "a" the position moves to the end once. */
-FILE* fopen(const char* path, const char* mode);
+TARNAPI FILE* fopen(const char* path, const char* mode);
 
 /* 0. A standard stream's file stays open. */
-int fclose(FILE* stream);
+TARNAPI int fclose(FILE* stream);
 
 /* Asks the system to put the file on its medium: 0, or -1 with the system's
  * code in errno (a console refuses). The stream is not checked. */
-int fflush(FILE* stream);
+TARNAPI int fflush(FILE* stream);
 
 /* 1 if `path` names something that is not a folder, else 0. */
-int FileExists(const char* path);
+TARNAPI int FileExists(const char* path);
 
 /* ---- Blocks ------------------------------------------------------------ */
 
@@ -65,52 +66,52 @@ int FileExists(const char* path);
  * the end of the file: a pipe or a console gives what it has, and a further call
  * goes on behind it. What ungetc gave back is not seen. 2 GiB or more are
  * refused: 0, and the error indicator. */
-size_t fread(void* buffer, size_t size, size_t count, FILE* stream);
+TARNAPI size_t fread(void* buffer, size_t size, size_t count, FILE* stream);
 
 /* `count`, or 0 if there was nothing to write or any part failed: then the
  * error indicator is set, and errno is 307. 2 GiB or more are refused. */
-size_t fwrite(const void* buffer, size_t size, size_t count, FILE* stream);
+TARNAPI size_t fwrite(const void* buffer, size_t size, size_t count, FILE* stream);
 
 /* ---- Characters and lines ---------------------------------------------- */
 
 /* 0, or -1 if it failed, the text is empty, or the error indicator is set. */
-int fputs(const char* text, FILE* stream);
+TARNAPI int fputs(const char* text, FILE* stream);
 /* fputs on stdout. No line feed is added. */
-int puts(const char* text);
+TARNAPI int puts(const char* text);
 
 /* The character, whatever happens: ferror tells. */
-int fputc(int character, FILE* stream);
-int putc(int character, FILE* stream);
-int putchar(int character);
+TARNAPI int fputc(int character, FILE* stream);
+TARNAPI int putc(int character, FILE* stream);
+TARNAPI int putchar(int character);
 
 /* The character as a signed byte (0xE9 is -23), or EOF. A byte 0xFF gives -1
  * too: feof tells them apart. */
-int fgetc(FILE* stream);
-int getc(FILE* stream);
-int getchar(void);
+TARNAPI int fgetc(FILE* stream);
+TARNAPI int getc(FILE* stream);
+TARNAPI int getchar(void);
 
 /* Gives one character back to fgetc; 0 is none. The stream is not checked. */
-int ungetc(int character, FILE* stream);
+TARNAPI int ungetc(int character, FILE* stream);
 
 /* A line with its line feed, in `size` bytes with the NUL. Bytes 0xFF are left
  * out. Null at the end of the file, the buffer left alone; a further call sets
  * the error indicator too (stdin tries again instead). A size of 0 or less:
  * null. */
-char* fgets(char* buffer, int size, FILE* stream);
+TARNAPI char* fgets(char* buffer, int size, FILE* stream);
 
 /* A line of stdin without its line feed, in 256 bytes; a longer one comes in
  * pieces of 255. Null as fgets. */
-char* gets(char* buffer);
+TARNAPI char* gets(char* buffer);
 
 /* ---- Indicators -------------------------------------------------------- */
 
 /* 1 once a write failed, a block of 2 GiB was refused, or fgets was called behind
  * the end of the file; else 0. */
-int ferror(FILE* stream);
+TARNAPI int ferror(FILE* stream);
 /* 1 once a read met the end of the file or failed, else 0. */
-int feof(FILE* stream);
+TARNAPI int feof(FILE* stream);
 /* Sets both indicators back to 0. */
-void clearerr(FILE* stream);
+TARNAPI void clearerr(FILE* stream);
 
 /* ---- Position ----------------------------------------------------------
  * Bytes of the file, in text mode too. A null stream raises 343, "Invalid
@@ -118,15 +119,15 @@ void clearerr(FILE* stream);
  * back is touched. */
 
 /* 0, 1 on failure, -1 for another whence. */
-int fseek(FILE* stream, long offset, int whence);
+TARNAPI int fseek(FILE* stream, TARN_LONG offset, int whence);
 /* The low 32 bits. */
-long ftell(FILE* stream);
+TARNAPI TARN_LONG ftell(FILE* stream);
 /* To the start; clears both indicators. */
-void rewind(FILE* stream);
+TARNAPI void rewind(FILE* stream);
 /* Always 0; a failure leaves 0xF0F0F0F0F0F0F0F0 in the position. */
-int fgetpos(FILE* stream, fpos_t* position);
+TARNAPI int fgetpos(FILE* stream, fpos_t* position);
 /* 0, or 1 on failure. The stream is not checked. */
-int fsetpos(FILE* stream, const fpos_t* position);
+TARNAPI int fsetpos(FILE* stream, const fpos_t* position);
 
 /* ---- Formatted output ----------------------------------------------------
  * % [- + blank # 0] [width or *] [.precision or *] [h l ll L] conversion, with
@@ -145,13 +146,13 @@ int fsetpos(FILE* stream, const fpos_t* position);
  * against the format, and warns of %Ld and %llp, which work here alone. */
 
 /* The result does not tell whether the text was written: ferror does. */
-int printf(const char* format, ...) __attribute__((format(ms_printf, 1, 2)));
-int fprintf(FILE* stream, const char* format, ...) __attribute__((format(ms_printf, 2, 3)));
+TARNAPI int printf(const char* format, ...) TARN_FORMAT(ms_printf, 1, 2);
+TARNAPI int fprintf(FILE* stream, const char* format, ...) TARN_FORMAT(ms_printf, 2, 3);
 
 /* The destination has room for the text and a NUL. */
-int sprintf(char* destination, const char* format, ...) __attribute__((format(ms_printf, 2, 3)));
-int vsprintf(char* destination, const char* format, va_list arguments)
-    __attribute__((format(ms_printf, 2, 0)));
+TARNAPI int sprintf(char* destination, const char* format, ...) TARN_FORMAT(ms_printf, 2, 3);
+TARNAPI int vsprintf(char* destination, const char* format, va_list arguments)
+    TARN_FORMAT(ms_printf, 2, 0);
 
 /* ---- Formatted input -----------------------------------------------------
  * % [*] [width] [h l L] conversion, with d i u o x X p e f g s [set] c n %.
@@ -165,13 +166,11 @@ int vsprintf(char* destination, const char* format, va_list arguments)
  * nothing but blanks. More than 25,000 directives raise 291. One thread at a
  * time for the whole process. */
 
-int scanf(const char* format, ...) __attribute__((format(gnu_scanf, 1, 2)));
+TARNAPI int scanf(const char* format, ...) TARN_FORMAT(gnu_scanf, 1, 2);
 /* A null stream: 0. */
-int fscanf(FILE* stream, const char* format, ...) __attribute__((format(gnu_scanf, 2, 3)));
-int sscanf(const char* text, const char* format, ...) __attribute__((format(gnu_scanf, 2, 3)));
+TARNAPI int fscanf(FILE* stream, const char* format, ...) TARN_FORMAT(gnu_scanf, 2, 3);
+TARNAPI int sscanf(const char* text, const char* format, ...) TARN_FORMAT(gnu_scanf, 2, 3);
 
-#ifdef __cplusplus
-}
-#endif
+TARN_API_END
 
 #endif

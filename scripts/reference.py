@@ -6,18 +6,18 @@ headers in include/, docs/errors.md from the tables of src/failure.
   scripts/reference.py --check   writes nothing; status 1 if a page is not what the sources give
 
 Both fail on a routine without a comment, a header or section that is on no page, and a
-declaration that the library does not keep: each link name stands in
-src/exports/export_rows.inc, and its routine in src/ has the same result and arguments. Both
-fail if the catalogue of errors has a gap, or if it says that the library raises others than
-tarn/errors.h and the sources name. The check also compares with the routines that the C
-compiler finds, and follows the links of all Markdown files.
+routine that the library does not export. Both fail if the catalogue of errors has a gap, or
+if it says that the library raises others than tarn/errors.h and the sources name. The check
+also compares with the routines that the C compiler finds, and follows the links of all
+Markdown files. That the library and its headers agree the compiler sees, as the library is
+compiled against them.
 
 The headers' rules, on which this parser rests. A comment that begins in column 0 directly
 above declarations is theirs, up to the next blank line or such comment. "/* ---- Title ----"
 begins a section; what follows in that comment is the section's text, and holds for its
 routines without a comment. The first comment of a header is about the whole of it. Lines
 indented in a comment stand as they are. A macro that the header undefines at its end is
-written out.
+written out, and those of tarn/api.h are as a program in C sees them.
 
 Doxygen was tried on paper and left: it knows neither one comment for a run of declarations
 nor asm labels, so its input filter would be this parser."""
@@ -75,8 +75,8 @@ PAGES = [
 # Every image has these of its own; the library does not export them.
 OF_THE_IMAGE = {"memcpy", "memset"}
 
-# Called through forms of the header that load their registers.
-OWN_REGISTERS = {"__dotp8", "__dotp8x", "__dotp4", "__dotp4x"}
+# How the declarations are spelled; declares nothing.
+API = "tarn/api.h"
 
 # Routines whose names are English words too: a comment means one only before "()".
 WORDS = {"gets", "puts", "system", "free", "exit", "log", "exists", "compare", "rewind", "abs", "exp"}
@@ -97,8 +97,6 @@ class Declaration:
     link: str = ""
     inline: bool = False
     remark: bool = False  # has a comment on its line
-    result: str = ""
-    arguments: list = field(default_factory=list)
 
 
 @dataclass
@@ -119,13 +117,13 @@ def without_comments(code):
 
 
 def c_lines(text):
-    """The lines that a C compiler sees, by GCC, without includes."""
+    """The lines that GCC sees in a C program, without includes."""
     kept, conditions = [], []
     for line in text.split("\n"):
         words = line.split()
         directive = words[0] if words else ""
         if directive in ("#ifdef", "#ifndef"):
-            other_compiler = words[1] in ("__cplusplus", "__clang__")
+            other_compiler = words[1] in ("__cplusplus", "__clang__", "TARN_LIBRARY")
             conditions.append(other_compiler == (directive == "#ifndef"))
             if not other_compiler:  # the header's guard
                 conditions[-1] = True
@@ -138,8 +136,8 @@ def c_lines(text):
     return kept
 
 
-def take_macros(lines):
-    """Takes the macros out that the header undefines behind their use."""
+def take_macros(lines, every=False):
+    """Takes the macros out that the header undefines after their use, or all of them."""
     undefined = {}
     for number, line in enumerate(lines):
         if match := re.match(r"#undef (\w+)", line):
@@ -147,7 +145,7 @@ def take_macros(lines):
     macros, kept, number = {}, [], 0
     while number < len(lines):
         match = re.match(r"#define (\w+)(?:\(([^)]*)\))?(.*)", lines[number])
-        if match and undefined.get(match[1], -1) > number:
+        if match and (every or undefined.get(match[1], -1) > number):
             body = match[3]
             while body.rstrip().endswith("\\"):
                 number += 1
@@ -163,7 +161,7 @@ def take_macros(lines):
 def expand(code, macros):
     for macro, (names, body) in macros.items():
         if names is None:
-            code = re.sub(rf"\b{macro}\b", lambda _: body, code)
+            code = re.sub(rf"\b{macro}\b" + ("" if body else " ?"), lambda _: body, code)
             continue
 
         def written_out(match):
@@ -171,12 +169,17 @@ def expand(code, macros):
             return re.sub(r"\w+", lambda word: dict(zip(names, values)).get(word[0], word[0]), body)
 
         code = re.sub(rf"\b{macro}\(([^()]*)\)", written_out, code)
-    return code
+    return re.sub(r" ?\(\* ", " (*", code)
 
 
-def read_header(name):
-    path = INCLUDE / name
-    macros, lines = take_macros(c_lines(path.read_text()))
+def api_macros():
+    code = without_comments((INCLUDE / API).read_text())
+    return take_macros(c_lines(code), every=True)[0]
+
+
+def read_header(name, api):
+    macros, lines = take_macros(c_lines((INCLUDE / name).read_text()))
+    macros |= api
     if not lines or not lines[0].startswith("/*"):
         raise Fault(f"include/{name}: does not begin with a comment")
     sections = []
@@ -260,7 +263,8 @@ def describe(header, code):
     if re.match(r"(typedef|struct|enum|union)\b[^(]*[{;]", bare) or bare.startswith("typedef"):
         name = re.search(r"(\w+)(\[\d*\])?( ?\([^()]*\))?;$", bare) if bare.startswith("typedef") else \
             re.match(r"\w+ (\w+)", bare)
-        return Declaration("other", name[1] if name else "", code)
+        return Declaration("other", name[1] if name else "",
+                           wrap(bare) if re.fullmatch(r"typedef [^{]*\);", code, re.S) else code)
     if re.match(r"extern [^()]*;$", bare):
         return Declaration("other", re.search(r"(\w+)(\[\d*\])?;$", bare)[1], code)
 
@@ -285,8 +289,7 @@ def describe(header, code):
         shown = notes.strip() + "\n" + shown
     else:
         shown = wrap(shown) + notes
-    return Declaration("routine", name, shown, link, inline, bool(remark), match[1].strip(),
-                       arguments_of(match[3]))
+    return Declaration("routine", name, shown, link, inline, bool(remark))
 
 
 def wrap(code):
@@ -301,91 +304,19 @@ def wrap(code):
     return "\n".join(lines)
 
 
-def arguments_of(text):
-    parts, depth = [""], 0
-    for letter in text:
-        depth += {"(": 1, ")": -1}.get(letter, 0)
-        if letter == "," and depth == 0:
-            parts.append("")
-        else:
-            parts[-1] += letter
-    parts = [part.strip() for part in parts]
-    return [] if parts in (["void"], [""]) else parts
-
-
 # ---- What the library keeps -------------------------------------------------
-
-BASIC = {
-    "void": "void", "char": "i8", "bool": "i8", "float": "f4", "double": "f8",
-    "signed char": "i8", "unsigned char": "i8", "short": "i16", "unsigned short": "i16",
-    "int": "i32", "unsigned int": "i32", "long": "i32", "unsigned long": "i32",
-    "long long": "i64", "unsigned long long": "i64", "size_t": "i64", "fpos_t": "i64",
-    "std::size_t": "i64", "Slot": "i64", "tarn_handle": "i64",
-    "va_list": "*i64", "FILE": "record",
-}
-for width in ("8", "16", "32", "64"):
-    BASIC[f"std::int{width}_t"] = BASIC[f"std::uint{width}_t"] = f"i{width}"
-
-
-def width_of(type_text, named):
-    """A type as the calling convention sees it: pointers and widths, without const."""
-    if type_text == "...":
-        return "..."
-    if "(*" in type_text or re.search(r"\*\)\(", type_text):
-        return "*code"
-    text = re.sub(r"\b(const|struct|enum|tarn|platform|static)\b(::)?", " ", type_text)
-    stars = text.count("*") + text.count("&") + len(re.findall(r"\[", text))
-    text = " ".join(re.sub(r"\[.*?\]|[*&]", " ", text).split())
-    if named and text not in BASIC:
-        text = re.sub(r" \w+$", "", text)
-    base = BASIC.get(text, "record")
-    return "*" * stars + base
-
 
 def exported():
     rows = (ROOT / "src/exports/export_rows.inc").read_text()
     return dict(re.findall(r'TARN_EXPORT(?:_C)?\("([^"]+)", ([\w$]+)\)', rows))
 
 
-def library_declarations():
-    """The declarations of exported routines in src: name to result and arguments."""
-    found = {}
-    rows = (ROOT / "src/exports/export_rows.inc").read_text()
-    for header in re.findall(r'TARN_FAMILY\("[^"]*", "([^"]*)"\)', rows):
-        text = re.sub(r"//[^\n]*", "", (ROOT / "src" / header).read_text())
-        for match in re.finditer(r"TARNAPI ([\w:*&<> ]*?[ *])([\w$]+)\(([^;{}]*)\)(?: asm\([^)]*\))?;",
-                                 text):
-            found[match[2]] = (match[1].strip(), arguments_of(" ".join(match[3].split())))
-    return found
-
-
-def alike(public, library):
-    """Unknown types are the records and routine pointers of either side: any pointer or word."""
-    if "record" in public or "record" in library or "code" in public or "code" in library:
-        return True
-    return public == library or {public, library} == {"*void", "*i8"}
-
-
-def keep_faults(declaration, rows, library):
+def export_fault(declaration, rows):
     if declaration.inline or declaration.link in OF_THE_IMAGE:
-        return
+        return None
     if declaration.link not in rows:
-        yield f"{declaration.link} is declared but not exported"
-        return
-    routine = rows[declaration.link]
-    if routine not in library or routine in OWN_REGISTERS:
-        return
-    result, arguments = library[routine]
-    if len(arguments) != len(declaration.arguments):
-        yield (f"{declaration.name} has {len(declaration.arguments)} arguments, the library's "
-               f"{routine} {len(arguments)}")
-        return
-    pairs = [(width_of(declaration.result, False), width_of(result, False))]
-    pairs += [(width_of(a, True), width_of(b, True)) for a, b in zip(declaration.arguments, arguments)]
-    for place, (ours, theirs) in enumerate(pairs):
-        if not alike(ours, theirs):
-            what = f"argument {place}" if place else "result"
-            yield f"{declaration.name}: its {what} is {ours}, the library's {theirs}"
+        return f"{declaration.link} is declared but not exported"
+    return None
 
 
 # ---- Writing a page ---------------------------------------------------------
@@ -682,10 +613,10 @@ def broken_links():
 
 
 def make():
-    headers = {str(path.relative_to(INCLUDE)): None for path in sorted(INCLUDE.rglob("*.h"))}
-    for name in headers:
-        headers[name] = read_header(name)
-    rows, library, places, seen = exported(), library_declarations(), {}, {}
+    names = [str(path.relative_to(INCLUDE)) for path in sorted(INCLUDE.rglob("*.h"))]
+    api = api_macros()
+    headers = {name: read_header(name, api) for name in names if name != API}
+    rows, places, seen = exported(), {}, {}
     catalogue = read_catalogue()
     faults = list(error_faults(catalogue))
     for page in PAGES:
@@ -712,7 +643,8 @@ def make():
                         continue
                     if not (entry.text or section.text and section.title or d.remark):
                         faults.append(f"include/{header}: {d.name} has no comment")
-                    faults += [f"include/{header}: {fault}" for fault in keep_faults(d, rows, library)]
+                    if fault := export_fault(d, rows):
+                        faults.append(f"include/{header}: {fault}")
     if faults:
         raise Fault("\n".join(faults))
     pages = {f"reference/{page[0]}.md": write_page(page, headers, places) for page in PAGES}

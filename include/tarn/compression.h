@@ -8,9 +8,9 @@
 #ifndef TARN_COMPRESSION_H
 #define TARN_COMPRESSION_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "api.h"
+
+TARN_API_BEGIN
 
 #define TARN_COMPRESSION_WINDOW 3968
 
@@ -20,11 +20,11 @@ extern "C" {
 
 /* The file at `path`. Null if it cannot be opened or read to its end, or has
  * 2 GiB or more. */
-void* __tarn_compress(const char* path, int* length);
+TARNAPI void* __tarn_compress(const char* path, int* length);
 /* A block of malloc, of `size` bytes. It is freed, whatever the result. */
-void* __tarn_compress1(void* block, int size, int* length);
+TARNAPI void* __tarn_compress1(void* block, int size, int* length);
 /* The `size` bytes behind the first 3,968 of `block`. Those are overwritten. */
-void* __tarn_compress2(void* block, int size, int* length);
+TARNAPI void* __tarn_compress2(void* block, int size, int* length);
 
 /* ---- Reading --------------------------------------------------------------
  * The data of a compressed block of `size` bytes; a block, even if there are
@@ -33,25 +33,23 @@ void* __tarn_compress2(void* block, int size, int* length);
  * any other bytes give some data, and a stream that was cut gives what its whole
  * elements hold. For want of the first 50,000,000 bytes of storage: the run-time
  * error "Run out of heap space" (199). */
-void* __tarn_decompress(const void* block, int size, int* length);
+TARNAPI void* __tarn_decompress(const void* block, int size, int* length);
 
 /* ---- The pieces ----------------------------------------------------------- */
 
 /* Writes the low `count` bits (at most 24) of `value` at bit `*bit` (0 to 7) of
  * **output and moves both on. The rest of that byte and the three bytes behind
  * are overwritten. */
-void send_info(unsigned int value, unsigned char** output, int* bit, int count);
+TARNAPI void send_info(unsigned int value, unsigned char** output, int* bit, int count);
 /* Reads `count` bits (at most 24) from bit `*bit` of **input and moves both on. */
-unsigned int get_bits(const unsigned char** input, int* bit, int count);
+TARNAPI unsigned int get_bits(const unsigned char** input, int* bit, int count);
 /* The longest match of what stands at `position` with what stands at `start` + 1
  * to `position` - 2, of equal ones the oldest, the first of more than 20 bytes
  * at once. Result: its distance from `start`, and its length in the cell; -1 if
  * no two bytes match. As many bytes as from `start` to `position` must be
  * readable from `position` on. */
-int seek_char(const unsigned char* position, const unsigned char* start, int* length);
+TARNAPI int seek_char(const unsigned char* position, const unsigned char* start, int* length);
 
-#ifdef __cplusplus
-}
-#endif
+TARN_API_END
 
 #endif

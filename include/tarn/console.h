@@ -26,12 +26,14 @@
 #ifndef TARN_CONSOLE_H
 #define TARN_CONSOLE_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include <stdint.h>
+
+#include "api.h"
+
+TARN_API_BEGIN
 
 /* A handle of the system as a number; -1 is none. */
-typedef long long tarn_handle;
+typedef int64_t tarn_handle;
 
 enum tarn_colour {
   TARN_BLACK = 0,
@@ -57,33 +59,34 @@ enum tarn_colour {
  * buffer scrolls. */
 
 /* `length` bytes, or below 0 up to the NUL. */
-void output_win32_line(const char* text, int length);
-void output_win32_char(char character);
+TARNAPI void output_win32_line(const char* text, int length);
+TARNAPI void output_win32_char(char character);
 
 /* The same for a NUL-terminated text and a character. CONSOLE_WRITE@ has the
  * length by value; CONSOLE_WRITE_CHAR@. */
-void ConsoleWrite(const char* text);
-void ConsoleWriteChar(char character);
-void tarn_console_write(const char* text, long long length) __asm__("CONSOLE_WRITE@");
-void tarn_console_write_char(const char* character) __asm__("CONSOLE_WRITE_CHAR@");
+TARNAPI void ConsoleWrite(const char* text);
+TARNAPI void ConsoleWriteChar(char character);
+TARNAPI void tarn_console_write(const char* text, int64_t length) TARN_LINK_NAME("CONSOLE_WRITE@");
+TARNAPI void tarn_console_write_char(const char* character) TARN_LINK_NAME("CONSOLE_WRITE_CHAR@");
 
 /* Writes at once. What was collected before stays collected. */
-void output_unbuffered_win32_line(const char* text, int length);
+TARNAPI void output_unbuffered_win32_line(const char* text, int length);
 
 /* Writes what was collected. FLUSH_CONSOLE@. */
-void FlushConsole(void);
-void tarn_flush_console(void) __asm__("FLUSH_CONSOLE@");
+TARNAPI void FlushConsole(void);
+TARNAPI void tarn_flush_console(void) TARN_LINK_NAME("FLUSH_CONSOLE@");
 
 /* 0: nothing is collected any more, after a flush. Not 0, as at the start: it is.
  * SET_CONSOLE_BUFFER_MODE@. */
-void ConsoleBufferMode(int mode);
-void tarn_set_console_buffer_mode(const int* mode) __asm__("SET_CONSOLE_BUFFER_MODE@");
+TARNAPI void ConsoleBufferMode(int mode);
+TARNAPI void tarn_set_console_buffer_mode(const int* mode)
+    TARN_LINK_NAME("SET_CONSOLE_BUFFER_MODE@");
 
 /* At the right edge: not 0, as at the start on a screen, begins a new row; 0
  * shows the byte 0xAF in the last column, begins a new row, and drops the rest of
  * what is written together: a line, or 255 bytes. SET_CONSOLE_WRAP_MODE@. */
-void CursorWrapMode(int mode);
-void tarn_set_console_wrap_mode(const int* mode) __asm__("SET_CONSOLE_WRAP_MODE@");
+TARNAPI void CursorWrapMode(int mode);
+TARNAPI void tarn_set_console_wrap_mode(const int* mode) TARN_LINK_NAME("SET_CONSOLE_WRAP_MODE@");
 
 /* ---- Formatted text ------------------------------------------------------
  * Formats are those of printf. Text of up to 1,048,576 bytes is shown whole; what
@@ -91,17 +94,17 @@ void tarn_set_console_wrap_mode(const int* mode) __asm__("SET_CONSOLE_WRAP_MODE@
  * and nothing of theirs is collected. */
 
 /* Result: the length of the text. */
-int ConsolePrintf(const char* format, ...);
+TARNAPI int ConsolePrintf(const char* format, ...);
 
 /* The text in the middle of the cursor's row, cut at the right edge as without
  * wrapping. Line ends behind it are written, and do not count. Result: the length
  * that counts; 1 for a text that is a line end alone. */
-int ConsolePrintfC(const char* format, ...);
+TARNAPI int ConsolePrintfC(const char* format, ...);
 
 /* Not 0: ConsolePrintfC clears its row first, and a text that ends in "\r" leaves
  * the cursor at the start of the same row, so that the next text rewrites it.
  * 0 at the start. */
-void ClearPrintfCLine(int on);
+TARNAPI void ClearPrintfCLine(int on);
 
 /* A box in the middle of the screen with the text in it, a line for each "\n",
  * each in the middle. The box is as wide as the longest line, up to ScreenWidth
@@ -111,24 +114,24 @@ void ClearPrintfCLine(int on);
  * middle and full block; another number counts as 1. A colour of 16 or more keeps
  * the one that is set; both are afterwards what they were. Result: the width of
  * the text in the box. */
-int ConsoleBoxPrint(int style, int background, int foreground, const char* format, ...);
+TARNAPI int ConsoleBoxPrint(int style, int background, int foreground, const char* format, ...);
 
 /* Colour of the box's shadow, 0 to 15, -1 for none; others are ignored. Black at
  * the start. Result: the one before. */
-int SetBoxShadow(int colour);
+TARNAPI int SetBoxShadow(int colour);
 /* The shadow's character; 0xDB, the full block, at the start. Result: the one
  * before. */
-char SetBoxChar(char character);
+TARNAPI char SetBoxChar(char character);
 
 /* Blanks that put `length` characters into the middle of `width` columns, then the
  * text up to its NUL, into a destination that has room for them. */
-void centre_line(const char* source, char* destination, int length, int width);
+TARNAPI void centre_line(const char* source, char* destination, int length, int width);
 
 /* Formatted text to a handle, or to the screen whatever is redirected, past the
  * console: bytes as they are, nothing collected. Result: the bytes written; 0
  * where there is no handle or no screen. */
-int __HandlePrintf(tarn_handle handle, const char* format, ...);
-int __ConsolePrintf(const char* format, ...);
+TARNAPI int __HandlePrintf(tarn_handle handle, const char* format, ...);
+TARNAPI int __ConsolePrintf(const char* format, ...);
 
 /* ---- Colours -------------------------------------------------------------
  * Of the text written from now on; all but SetTextAttribute flush. Redirected,
@@ -136,43 +139,44 @@ int __ConsolePrintf(const char* format, ...);
 
 /* Foreground. Nothing happens if it is set already. Result: the one before.
  * SET_CONSOLE_COLOUR@. */
-int SetConsoleColour(int colour);
-int tarn_set_console_colour(const int* colour) __asm__("SET_CONSOLE_COLOUR@");
+TARNAPI int SetConsoleColour(int colour);
+TARNAPI int tarn_set_console_colour(const int* colour) TARN_LINK_NAME("SET_CONSOLE_COLOUR@");
 
 /* Background. Result: the one before. SET_CONSOLE_BACKGROUND@. */
-int SetConsoleBackground(int colour);
-int tarn_set_console_background(const int* colour) __asm__("SET_CONSOLE_BACKGROUND@");
+TARNAPI int SetConsoleBackground(int colour);
+TARNAPI int tarn_set_console_background(const int* colour)
+    TARN_LINK_NAME("SET_CONSOLE_BACKGROUND@");
 
 /* Foreground, by its four bits; text that is still collected has it too. */
-void SetTextAttribute(int colour);
+TARNAPI void SetTextAttribute(int colour);
 
 /* Remembers both colours and sets the foreground; goes back to the colours
  * remembered last, if any. As many as there is storage for. PUSH_CONSOLE_COLOUR@,
  * POP_CONSOLE_COLOUR@. */
-void PushConsoleColour(int colour);
-void PopConsoleColour(void);
-void tarn_push_console_colour(const int* colour) __asm__("PUSH_CONSOLE_COLOUR@");
-void tarn_pop_console_colour(void) __asm__("POP_CONSOLE_COLOUR@");
+TARNAPI void PushConsoleColour(int colour);
+TARNAPI void PopConsoleColour(void);
+TARNAPI void tarn_push_console_colour(const int* colour) TARN_LINK_NAME("PUSH_CONSOLE_COLOUR@");
+TARNAPI void tarn_pop_console_colour(void) TARN_LINK_NAME("POP_CONSOLE_COLOUR@");
 
 /* K black, B blue, G green, C cyan, R red, M magenta, Y yellow, W white, in
  * either case; -1 for another letter. */
-int colour_from_code(char code);
+TARNAPI int colour_from_code(char code);
 
 /* Reads such a letter with a '-' in front for bright and a ';' behind, both
  * optional, and moves *text behind them. *colour stays for another letter. */
-void ProcessColourOption(const char** text, unsigned int* colour);
+TARNAPI void ProcessColourOption(const char** text, unsigned int* colour);
 
 /* ---- Clearing ------------------------------------------------------------
  * Blanks in the row of the console's cursor, in the colours of the first clearing.
  * What was collected is dropped; the screen's cursor does not move. Redirected,
  * nothing happens. */
-void ClearCurrentLine(void);
-void ClearToCursorPos(void); /* left of the cursor */
-void ClearToEOL(void);       /* at the cursor and right of it */
+TARNAPI void ClearCurrentLine(void);
+TARNAPI void ClearToCursorPos(void); /* left of the cursor */
+TARNAPI void ClearToEOL(void);       /* at the cursor and right of it */
 
 /* Flushes; the rows of blanks and of the pause are made anew when next wanted, in
  * the colours of then. */
-void FreeConsoleInstance(void);
+TARNAPI void FreeConsoleInstance(void);
 
 /* ---- Pause ---------------------------------------------------------------
  * Not 0: when the screen has scrolled by as many rows as it has, less 2 (from the
@@ -181,19 +185,19 @@ void FreeConsoleInstance(void);
  * further negative mode. 0, as at the start: never. A screen narrower than the
  * message shows its beginning; if there are no keys to read, the output goes on.
  * SET_PAUSE_MODE@. */
-void ConsolePauseMode(int mode);
-void tarn_set_pause_mode(const int* mode) __asm__("SET_PAUSE_MODE@");
+TARNAPI void ConsolePauseMode(int mode);
+TARNAPI void tarn_set_pause_mode(const int* mode) TARN_LINK_NAME("SET_PAUSE_MODE@");
 /* Not 0 while it asks. */
-int ConsolePaused(void);
+TARNAPI int ConsolePaused(void);
 /* Takes the question away. CLEAR_PAUSE_LINE@. */
-void ClearPauseLine(void);
-void tarn_clear_pause_line(void) __asm__("CLEAR_PAUSE_LINE@");
+TARNAPI void ClearPauseLine(void);
+TARNAPI void tarn_clear_pause_line(void) TARN_LINK_NAME("CLEAR_PAUSE_LINE@");
 
 /* ---- Input ---------------------------------------------------------------*/
 
 /* Waits for a key. *key is its character as a signed byte, 0 for a key without
  * one, -1 at once if there is no input handle; it stays if no key can be read. */
-void get_key(int* key);
+TARNAPI void get_key(int* key);
 
 /* Flushes, and reads a line of at most `size` bytes without its line end; no NUL is
  * added. The rest of a longer line comes with the next calls. *count is the
@@ -202,69 +206,72 @@ void get_key(int* key);
  * one more of them behind it, so an empty line behind a single "\n" is not seen.
  * Text without a line end before the end is lost. Result: 1 if a read failed while
  * the line was read, which ends the input for good; else 0. */
-int ConsoleRead(char* buffer, int size, int* count);
+TARNAPI int ConsoleRead(char* buffer, int size, int* count);
 
 /* ---- Size and cursor -----------------------------------------------------*/
 
 /* The window's columns and rows, as the user has it now; 80 and 0 where redirected.
  * Wrapping, centred lines and boxes go by the columns. */
-int ScreenWidth(void);
-int ScreenHeight(void);
+TARNAPI int ScreenWidth(void);
+TARNAPI int ScreenHeight(void);
 
 /* Stored, and moves the cursor of the screen; 16 bits of each count.
  * SET_CONSOLE_CURSOR_POS@, GET_CONSOLE_CURSOR_POS@. */
-void SetConsoleCursorPos(int x, int y);
-void tarn_set_console_cursor_pos(const int* x, const int* y) __asm__("SET_CONSOLE_CURSOR_POS@");
+TARNAPI void SetConsoleCursorPos(int x, int y);
+TARNAPI void tarn_set_console_cursor_pos(const int* x, const int* y)
+    TARN_LINK_NAME("SET_CONSOLE_CURSOR_POS@");
 /* 0, 0 where redirected. */
-void GetCursorPos(int* x, int* y);
-void tarn_get_console_cursor_pos(int* x, int* y) __asm__("GET_CONSOLE_CURSOR_POS@");
+TARNAPI void GetCursorPos(int* x, int* y);
+TARNAPI void tarn_get_console_cursor_pos(int* x, int* y) TARN_LINK_NAME("GET_CONSOLE_CURSOR_POS@");
 
 /* Height of the cursor in percent of its cell, 1 to 100; what else the system
  * refuses. Result: the one before, 0 where there is none. SET_CURSOR_SIZE@. */
-int SetConsoleCursorSize(int size);
-int tarn_set_cursor_size(const int* size) __asm__("SET_CURSOR_SIZE@");
+TARNAPI int SetConsoleCursorSize(int size);
+TARNAPI int tarn_set_cursor_size(const int* size) TARN_LINK_NAME("SET_CURSOR_SIZE@");
 
 /* 0 hides the cursor, not 0 shows it again as it was; the same twice does nothing.
  * CURSOR_CONTROL@; and the two halves of it, HIDE_CURSOR@ and RESTORE_CURSOR@,
  * neither of which does anything twice in a row. */
-void CursorControl(int on);
-void tarn_cursor_control(const int* on) __asm__("CURSOR_CONTROL@");
-void tarn_hide_cursor(void) __asm__("HIDE_CURSOR@");
-void tarn_restore_cursor(void) __asm__("RESTORE_CURSOR@");
+TARNAPI void CursorControl(int on);
+TARNAPI void tarn_cursor_control(const int* on) TARN_LINK_NAME("CURSOR_CONTROL@");
+TARNAPI void tarn_hide_cursor(void) TARN_LINK_NAME("HIDE_CURSOR@");
+TARNAPI void tarn_restore_cursor(void) TARN_LINK_NAME("RESTORE_CURSOR@");
 
 /* ---- Redirection ---------------------------------------------------------*/
 
 /* 1 if output goes to a handle as bytes. CONSOLE_REDIRECTED@. */
-int ConsoleRedirected(void);
-int tarn_console_redirected(void) __asm__("CONSOLE_REDIRECTED@");
+TARNAPI int ConsoleRedirected(void);
+TARNAPI int tarn_console_redirected(void) TARN_LINK_NAME("CONSOLE_REDIRECTED@");
 
 /* From now on output goes to the handle, what is still collected included; there
  * is no way back to the screen. Input comes from the handle, but for what was read
  * before. On a closed handle output is lost and input ends.
  * REDIRECT_CONSOLE_OUTPUT@, REDIRECT_CONSOLE_INPUT@. */
-void RedirectConsoleOutput(tarn_handle handle);
-void RedirectConsoleInput(tarn_handle handle);
-void tarn_redirect_console_output(const tarn_handle* handle) __asm__("REDIRECT_CONSOLE_OUTPUT@");
-void tarn_redirect_console_input(const tarn_handle* handle) __asm__("REDIRECT_CONSOLE_INPUT@");
+TARNAPI void RedirectConsoleOutput(tarn_handle handle);
+TARNAPI void RedirectConsoleInput(tarn_handle handle);
+TARNAPI void tarn_redirect_console_output(const tarn_handle* handle)
+    TARN_LINK_NAME("REDIRECT_CONSOLE_OUTPUT@");
+TARNAPI void tarn_redirect_console_input(const tarn_handle* handle)
+    TARN_LINK_NAME("REDIRECT_CONSOLE_INPUT@");
 
 /* Low 32 bits of the standard input (0), output (1) or error (2) handle; -1 for
  * another number. */
-int _get_console_handle(int which);
+TARNAPI int _get_console_handle(int which);
 
 /* ---- Plain text ----------------------------------------------------------
  * To standard output, or with "err" to standard error, at once and past the
  * console: a text or `length` bytes, with "\r\n" behind it, or without it where the
  * name has "coua". Result: the bytes of the last write, or -1. Any thread. */
-int __newline(void);
-int __errnewline(void);
-int __cou(const char* text);
-int __cou1(const char* text, int length);
-int __errcou(const char* text);
-int __errcou1(const char* text, int length);
-int __coua(const char* text);
-int _coua1(const char* text, int length);
-int __errcoua(const char* text);
-int __errcoua1(const char* text, int length);
+TARNAPI int __newline(void);
+TARNAPI int __errnewline(void);
+TARNAPI int __cou(const char* text);
+TARNAPI int __cou1(const char* text, int length);
+TARNAPI int __errcou(const char* text);
+TARNAPI int __errcou1(const char* text, int length);
+TARNAPI int __coua(const char* text);
+TARNAPI int _coua1(const char* text, int length);
+TARNAPI int __errcoua(const char* text);
+TARNAPI int __errcoua1(const char* text, int length);
 
 /* ---- Parts of the above --------------------------------------------------
  * For code that puts rows together by itself. */
@@ -276,29 +283,27 @@ typedef struct tarn_cell {
 
 /* Writes cells at the console's cursor, which stays; null: of the row being put
  * together, at most 256. */
-void write_linebuff(int count, const tarn_cell* cells);
+TARNAPI void write_linebuff(int count, const tarn_cell* cells);
 /* Writes the first *columns cells of that row and goes to the next; *columns = 0. */
-void PrintNewLine(int* columns);
+TARNAPI void PrintNewLine(int* columns);
 /* A newline at the screen's cursor, and a pause if it is time for one. */
-void ScrollScreen(void);
+TARNAPI void ScrollScreen(void);
 /* The pause itself; nothing where redirected. */
-void OutputPauseMessage(void);
+TARNAPI void OutputPauseMessage(void);
 /* Makes the row of blanks, if there is none. */
-void setup_clear_buff(void);
+TARNAPI void setup_clear_buff(void);
 
 /* A node, one given back before or a new one; gives a node back, or null. */
 typedef struct tarn_int_stack {
   int value;
   struct tarn_int_stack* next;
 } tarn_int_stack;
-tarn_int_stack* new_int_stack(void);
-void discard_int_stack(tarn_int_stack* node);
+TARNAPI tarn_int_stack* new_int_stack(void);
+TARNAPI void discard_int_stack(tarn_int_stack* node);
 
 /* Brings the console up. Initialisation does it; again it does nothing. */
-void __InitialiseConsole(void);
+TARNAPI void __InitialiseConsole(void);
 
-#ifdef __cplusplus
-}
-#endif
+TARN_API_END
 
 #endif

@@ -12,12 +12,11 @@
 #ifndef TARN_ERRORS_H
 #define TARN_ERRORS_H
 
-#ifdef __cplusplus
-extern "C" {
-#define TARN_NO_RETURN [[noreturn]]
-#else
-#define TARN_NO_RETURN _Noreturn
-#endif
+#include <stdint.h>
+
+#include "api.h"
+
+TARN_API_BEGIN
 
 /* Numbers that the library itself raises, of the 449 of docs/errors.md, 0 to
  * 448; a number outside is shown as 0, "Undefined error". */
@@ -71,42 +70,38 @@ enum tarn_error {
 /* ---- Raising ------------------------------------------------------------ */
 
 /* Raises `number`. */
-TARN_NO_RETURN void __RuntimeError(int number);
+TARNAPI TARN_NO_RETURN void __RuntimeError(int number);
 
 /* Fortran's form: the number by reference. */
-TARN_NO_RETURN void FAIL(const int* number) __asm__("FAIL@");
+TARNAPI TARN_NO_RETURN void FAIL(const int* number) TARN_LINK_NAME("FAIL@");
 
 /* As __RuntimeError. Neither sets a text for the message's placeholders: what
  * the registers r8 to r13 hold is taken, and what cannot be read there is
  * shown as "???". */
-TARN_NO_RETURN void ReportErrorNumber(int number) __asm__("ReportErrorNumber@");
+TARNAPI TARN_NO_RETURN void ReportErrorNumber(int number) TARN_LINK_NAME("ReportErrorNumber@");
 
 /* Makes any text a run-time error: 345, whose message is `text` as it stands.
  * A '%' in it means nothing. Shown to at most 1,023 bytes. `length` is the
  * hidden length of Fortran's form and not looked at: `text` ends at its NUL. */
-TARN_NO_RETURN void ReportErrorString(const char* text,
-                                      long long length) __asm__("ReportErrorString@");
+TARNAPI TARN_NO_RETURN void ReportErrorString(const char* text, int64_t length)
+    TARN_LINK_NAME("ReportErrorString@");
 
 /* The same with a text formatted by printf's rules, cut at 527 bytes. */
-TARN_NO_RETURN void text_error(const char* format, ...);
+TARNAPI TARN_NO_RETURN void text_error(const char* format, ...);
 
 /* Raises 29 for the routine called `name`. */
-TARN_NO_RETURN void __MissingRoutine(const char* name);
+TARNAPI TARN_NO_RETURN void __MissingRoutine(const char* name);
 
 /* ---- Beside them -------------------------------------------------------- */
 
 /* Gives `result`. */
-int check_exception(int first, int result, int third);
+TARNAPI int check_exception(int first, int result, int third);
 
 /* The system's text for its error code, at most 255 bytes, in the system's own
  * wording; "Unknown error" if there is none. Lies in one buffer: valid until
  * the next call, by any thread. */
-char* nt_error_message(unsigned int code);
+TARNAPI char* nt_error_message(unsigned int code);
 
-#undef TARN_NO_RETURN
-
-#ifdef __cplusplus
-}
-#endif
+TARN_API_END
 
 #endif

@@ -9,9 +9,11 @@
 #ifndef TARN_FORTRAN_MATH_H
 #define TARN_FORTRAN_MATH_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include <stdint.h>
+
+#include "api.h"
+
+TARN_API_BEGIN
 
 #define TARN_AT(name) __asm__(name "@")
 
@@ -24,91 +26,91 @@ typedef double tarn_complex16 __attribute__((vector_size(16))); /* {re, im} */
 
 /* Logarithms, natural, base 10 and base 2 (34 for x <= 0); e to the power x
  * (25 on overflow). */
-float ALOG(const float* x) TARN_AT("ALOG");
-float ALOG1(const float* x) TARN_AT("ALOG1");
-float ALOG2(const float* x) TARN_AT("ALOG2");
-double DLOG(const double* x) TARN_AT("DLOG");
-double DLOG1(const double* x) TARN_AT("DLOG1");
-double DLOG2(const double* x) TARN_AT("DLOG2");
-float EXP(const float* x) TARN_AT("EXP");
-double DEXP(const double* x) TARN_AT("DEXP");
+TARNAPI float ALOG(const float* x) TARN_AT("ALOG");
+TARNAPI float ALOG1(const float* x) TARN_AT("ALOG1");
+TARNAPI float ALOG2(const float* x) TARN_AT("ALOG2");
+TARNAPI double DLOG(const double* x) TARN_AT("DLOG");
+TARNAPI double DLOG1(const double* x) TARN_AT("DLOG1");
+TARNAPI double DLOG2(const double* x) TARN_AT("DLOG2");
+TARNAPI float EXP(const float* x) TARN_AT("EXP");
+TARNAPI double DEXP(const double* x) TARN_AT("DEXP");
 
 /* Radians. At and beyond 2^63 the sine, cosine and tangent are the argument
  * itself; of an infinity they are a NaN. */
-float SIN(const float* x) TARN_AT("SIN");
-float COS(const float* x) TARN_AT("COS");
-float TAN(const float* x) TARN_AT("TAN");
-float ATAN(const float* x) TARN_AT("ATAN");
-double DSIN(const double* x) TARN_AT("DSIN");
-double DCOS(const double* x) TARN_AT("DCOS");
-double DTAN(const double* x) TARN_AT("DTAN");
-double DATAN(const double* x) TARN_AT("DATAN");
+TARNAPI float SIN(const float* x) TARN_AT("SIN");
+TARNAPI float COS(const float* x) TARN_AT("COS");
+TARNAPI float TAN(const float* x) TARN_AT("TAN");
+TARNAPI float ATAN(const float* x) TARN_AT("ATAN");
+TARNAPI double DSIN(const double* x) TARN_AT("DSIN");
+TARNAPI double DCOS(const double* x) TARN_AT("DCOS");
+TARNAPI double DTAN(const double* x) TARN_AT("DTAN");
+TARNAPI double DATAN(const double* x) TARN_AT("DATAN");
 
 /* Arc sine and cosine (26 for |x| > 1), angle of the point (x, y) (33 for both
  * 0), hyperbolic functions (20 where sine or cosine overflow). */
-float ASIN(const float* x) TARN_AT("ASIN");
-float ACOS(const float* x) TARN_AT("ACOS");
-double DASIN(const double* x) TARN_AT("DASIN");
-double DACOS(const double* x) TARN_AT("DACOS");
-float ATAN2(const float* y, const float* x) TARN_AT("ATAN2");
-double DATN2(const double* y, const double* x) TARN_AT("DATN2");
-float SINH(const float* x) TARN_AT("SINH");
-float COSH(const float* x) TARN_AT("COSH");
-float TANH(const float* x) TARN_AT("TANH");
-double DSINH(const double* x) TARN_AT("DSINH");
-double DCOSH(const double* x) TARN_AT("DCOSH");
-double DTANH(const double* x) TARN_AT("DTANH");
+TARNAPI float ASIN(const float* x) TARN_AT("ASIN");
+TARNAPI float ACOS(const float* x) TARN_AT("ACOS");
+TARNAPI double DASIN(const double* x) TARN_AT("DASIN");
+TARNAPI double DACOS(const double* x) TARN_AT("DACOS");
+TARNAPI float ATAN2(const float* y, const float* x) TARN_AT("ATAN2");
+TARNAPI double DATN2(const double* y, const double* x) TARN_AT("DATN2");
+TARNAPI float SINH(const float* x) TARN_AT("SINH");
+TARNAPI float COSH(const float* x) TARN_AT("COSH");
+TARNAPI float TANH(const float* x) TARN_AT("TANH");
+TARNAPI double DSINH(const double* x) TARN_AT("DSINH");
+TARNAPI double DCOSH(const double* x) TARN_AT("DCOSH");
+TARNAPI double DTANH(const double* x) TARN_AT("DTANH");
 
 /* Square root: a negative argument is the processor's invalid operation. */
-float SQRT(const float* x) TARN_AT("SQRT");
-double DSQRT(const double* x) TARN_AT("DSQRT");
+TARNAPI float SQRT(const float* x) TARN_AT("SQRT");
+TARNAPI double DSQRT(const double* x) TARN_AT("DSQRT");
 
 /* Remainder with the sign of x (32 for y = 0); truncation; the truncation of x
  * with 0.5 added away from zero. */
-float AMOD(const float* x, const float* y) TARN_AT("AMOD");
-double DMOD(const double* x, const double* y) TARN_AT("DMOD");
-float AINT(const float* x) TARN_AT("AINT");
-double DINT(const double* x) TARN_AT("DINT");
-float ANINT(const float* x) TARN_AT("ANINT");
-double DNINT(const double* x) TARN_AT("DNINT");
+TARNAPI float AMOD(const float* x, const float* y) TARN_AT("AMOD");
+TARNAPI double DMOD(const double* x, const double* y) TARN_AT("DMOD");
+TARNAPI float AINT(const float* x) TARN_AT("AINT");
+TARNAPI double DINT(const double* x) TARN_AT("DINT");
+TARNAPI float ANINT(const float* x) TARN_AT("ANINT");
+TARNAPI double DNINT(const double* x) TARN_AT("DNINT");
 
 /* The nearest integer, halves away from zero: the low 16 or 32 bits of 64.
  * Beyond 64 bits and for a NaN: the processor's invalid operation. */
-short ININT(const float* x) TARN_AT("ININT");
-short IDNIN(const double* x) TARN_AT("IDNIN");
-int JNINT(const float* x) TARN_AT("JNINT");
-int JDNIN(const double* x) TARN_AT("JDNIN");
+TARNAPI short ININT(const float* x) TARN_AT("ININT");
+TARNAPI short IDNIN(const double* x) TARN_AT("IDNIN");
+TARNAPI int JNINT(const float* x) TARN_AT("JNINT");
+TARNAPI int JDNIN(const double* x) TARN_AT("JDNIN");
 
 /* Absolute values; the most negative integer stays as it is. CABS and CDABS
  * take {real, imaginary} (171 if finite parts overflow). */
-signed char HABS(const signed char* x) TARN_AT("HABS");
-short IABS(const short* x) TARN_AT("IABS");
-int JABS(const int* x) TARN_AT("JABS");
-float ABS(const float* x) TARN_AT("ABS");
-double DABS(const double* x) TARN_AT("DABS");
-float CABS(const float* z) TARN_AT("CABS");
-double CDABS(const double* z) TARN_AT("CDABS");
+TARNAPI signed char HABS(const signed char* x) TARN_AT("HABS");
+TARNAPI short IABS(const short* x) TARN_AT("IABS");
+TARNAPI int JABS(const int* x) TARN_AT("JABS");
+TARNAPI float ABS(const float* x) TARN_AT("ABS");
+TARNAPI double DABS(const double* x) TARN_AT("DABS");
+TARNAPI float CABS(const float* z) TARN_AT("CABS");
+TARNAPI double CDABS(const double* z) TARN_AT("CDABS");
 
 /* Conjugate and imaginary part. */
-tarn_complex8 CONJ(const float* z) TARN_AT("CONJ");
-tarn_complex16 DCONJ(const double* z) TARN_AT("DCONJ");
-float AIMAG(const float* z) TARN_AT("AIMAG");
-double DIMAG(const double* z) TARN_AT("DIMAG");
+TARNAPI tarn_complex8 CONJ(const float* z) TARN_AT("CONJ");
+TARNAPI tarn_complex16 DCONJ(const double* z) TARN_AT("DCONJ");
+TARNAPI float AIMAG(const float* z) TARN_AT("AIMAG");
+TARNAPI double DIMAG(const double* z) TARN_AT("DIMAG");
 
 /* ---- Kinds ----------------------------------------------------------------
  * The kind for a decimal range p of integers, or -1. The kinds of 1, 2, 4 and 8
  * bytes are numbered 1, 2, 3 and none; 1, 2, 3, 4; or by their bytes. */
-int SELECTED_INT_KIND(const int* p) TARN_AT("SELECTED_INT_KIND");
-int SELECTED_INT_KIND1(const int* p) TARN_AT("SELECTED_INT_KIND1");
-int SELECTED_INT_KINDA(const int* p) TARN_AT("SELECTED_INT_KINDA");
+TARNAPI int SELECTED_INT_KIND(const int* p) TARN_AT("SELECTED_INT_KIND");
+TARNAPI int SELECTED_INT_KIND1(const int* p) TARN_AT("SELECTED_INT_KIND1");
+TARNAPI int SELECTED_INT_KINDA(const int* p) TARN_AT("SELECTED_INT_KINDA");
 
 /* The kind for p decimal digits and exponent range r, or -1 (no such digits),
  * -2 (no such range), -3 (neither). Singles and doubles are 1 and 2, with
  * KIND2 extended precision 4; with KINDA 4 and 8. */
-int SELECTED_REAL_KIND(const int* p, const int* r) TARN_AT("SELECTED_REAL_KIND");
-int SELECTED_REAL_KIND2(const int* p, const int* r) TARN_AT("SELECTED_REAL_KIND2");
-int SELECTED_REAL_KINDA(const int* p, const int* r) TARN_AT("SELECTED_REAL_KINDA");
-int CLR_SELECTED_REAL_KIND(const int* p, const int* r) TARN_AT("CLR_SELECTED_REAL_KIND");
+TARNAPI int SELECTED_REAL_KIND(const int* p, const int* r) TARN_AT("SELECTED_REAL_KIND");
+TARNAPI int SELECTED_REAL_KIND2(const int* p, const int* r) TARN_AT("SELECTED_REAL_KIND2");
+TARNAPI int SELECTED_REAL_KINDA(const int* p, const int* r) TARN_AT("SELECTED_REAL_KINDA");
+TARNAPI int CLR_SELECTED_REAL_KIND(const int* p, const int* r) TARN_AT("CLR_SELECTED_REAL_KIND");
 
 /* ---- Special functions ----------------------------------------------------
  * Whatever has no result raises 357: bad arguments, NaNs, overflow, and results
@@ -116,28 +118,28 @@ int CLR_SELECTED_REAL_KIND(const int* p, const int* r) TARN_AT("CLR_SELECTED_REA
  * all but the error functions. */
 
 /* Error function, its complement, exp(x * x) times the complement. */
-double DERF(const double* x) TARN_AT("DERF");
-double DERFC(const double* x) TARN_AT("DERFC");
-double DERFC_SCALED(const double* x) TARN_AT("DERFC_SCALED");
+TARNAPI double DERF(const double* x) TARN_AT("DERF");
+TARNAPI double DERFC(const double* x) TARN_AT("DERFC");
+TARNAPI double DERFC_SCALED(const double* x) TARN_AT("DERFC_SCALED");
 /* Gamma function and the logarithm of its absolute value. */
-double DGAMMA(const double* x) TARN_AT("DGAMMA");
-double DLOG_GAMMA(const double* x) TARN_AT("DLOG_GAMMA");
+TARNAPI double DGAMMA(const double* x) TARN_AT("DGAMMA");
+TARNAPI double DLOG_GAMMA(const double* x) TARN_AT("DLOG_GAMMA");
 /* Bessel functions; the second kind needs x > 0, JN and YN need n >= 0 and JN
  * x >= 0. */
-double DBESSEL_J0(const double* x) TARN_AT("DBESSEL_J0");
-double DBESSEL_J1(const double* x) TARN_AT("DBESSEL_J1");
-double DBESSEL_JN(const int* n, const double* x) TARN_AT("DBESSEL_JN");
-double DBESSEL_Y0(const double* x) TARN_AT("DBESSEL_Y0");
-double DBESSEL_Y1(const double* x) TARN_AT("DBESSEL_Y1");
-double DBESSEL_YN(const int* n, const double* x) TARN_AT("DBESSEL_YN");
+TARNAPI double DBESSEL_J0(const double* x) TARN_AT("DBESSEL_J0");
+TARNAPI double DBESSEL_J1(const double* x) TARN_AT("DBESSEL_J1");
+TARNAPI double DBESSEL_JN(const int* n, const double* x) TARN_AT("DBESSEL_JN");
+TARNAPI double DBESSEL_Y0(const double* x) TARN_AT("DBESSEL_Y0");
+TARNAPI double DBESSEL_Y1(const double* x) TARN_AT("DBESSEL_Y1");
+TARNAPI double DBESSEL_YN(const int* n, const double* x) TARN_AT("DBESSEL_YN");
 
 /* Machine constants of the routines behind them, under these very names:
  * D1MACH gives 0.0 for i outside 1 to 5, I1MACH stops the program for i outside
  * 1 to 16. */
-double D1MACH(const int* i);
-int I1MACH(const int* i);
+TARNAPI double D1MACH(const int* i);
+TARNAPI int I1MACH(const int* i);
 /* *result := one of the error functions, by *selector 0, 1 or 2 (else 357). */
-void CALERF(const double* x, double* result, const int* selector);
+TARNAPI void CALERF(const double* x, double* result, const int* selector);
 
 #undef TARN_AT
 
@@ -147,26 +149,26 @@ void CALERF(const double* x, double* result, const int* selector);
  * the convention asks for, so C calls them through these forms. n <= 0 gives 0.
  * The sums are in the elements' precision; the contiguous ones are not in
  * element order. */
-#define TARN_DOT_PRODUCT(name, type, routine)                                                    \
-  static __inline__ __attribute__((unused)) type name(const type* a, const type* b, long long n, \
-                                                      long long a_stride, long long b_stride) {  \
-    register const type* first __asm__("rcx") = a;                                               \
-    register const type* second __asm__("rdx") = b;                                              \
-    register long long count __asm__("r8") = n;                                                  \
-    register long long first_stride __asm__("rsi") = a_stride;                                   \
-    register long long second_stride __asm__("rdi") = b_stride;                                  \
-    register type sum __asm__("xmm0");                                                           \
-    __asm__ __volatile__("call *%[entry]"                                                        \
-                         : "=x"(sum), "+r"(first), "+r"(second), "+r"(count)                     \
-                         : "r"(first_stride), "r"(second_stride), [entry] "r"(routine)           \
-                         : "r9", "xmm8", "xmm9", "cc", "memory");                                \
-    return sum;                                                                                  \
+#define TARN_DOT_PRODUCT(name, type, routine)                                                  \
+  static __inline__ __attribute__((unused)) type name(const type* a, const type* b, int64_t n, \
+                                                      int64_t a_stride, int64_t b_stride) {    \
+    register const type* first __asm__("rcx") = a;                                             \
+    register const type* second __asm__("rdx") = b;                                            \
+    register int64_t count __asm__("r8") = n;                                                  \
+    register int64_t first_stride __asm__("rsi") = a_stride;                                   \
+    register int64_t second_stride __asm__("rdi") = b_stride;                                  \
+    register type sum __asm__("xmm0");                                                         \
+    __asm__ __volatile__("call *%[entry]"                                                      \
+                         : "=x"(sum), "+r"(first), "+r"(second), "+r"(count)                   \
+                         : "r"(first_stride), "r"(second_stride), [entry] "r"(routine)         \
+                         : "r9", "xmm8", "xmm9", "cc", "memory");                              \
+    return sum;                                                                                \
   }
 
-double __dotp8(void);
-double __dotp8x(void);
-float __dotp4(void);
-float __dotp4x(void);
+TARNAPI double __dotp8(void);
+TARNAPI double __dotp8x(void);
+TARNAPI float __dotp4(void);
+TARNAPI float __dotp4x(void);
 TARN_DOT_PRODUCT(tarn_dot_product8_strided, double, &__dotp8x)
 TARN_DOT_PRODUCT(tarn_dot_product4_strided, float, &__dotp4x)
 TARN_DOT_PRODUCT(tarn_dot_product8_any, double, &__dotp8)
@@ -175,8 +177,6 @@ TARN_DOT_PRODUCT(tarn_dot_product4_any, float, &__dotp4)
 #define tarn_dot_product8(a, b, n) tarn_dot_product8_any(a, b, n, 0, 0)
 #define tarn_dot_product4(a, b, n) tarn_dot_product4_any(a, b, n, 0, 0)
 
-#ifdef __cplusplus
-}
-#endif
+TARN_API_END
 
 #endif

@@ -28,13 +28,17 @@
 #ifndef TARN_IMAGE_H
 #define TARN_IMAGE_H
 
+#include <stdint.h>
+
+#include "api.h"
+
 /* One note. The kind is the script's opcode and a mark in the upper half. */
 struct tarn_image_note {
-  unsigned long long kind;
+  uint64_t kind;
   const void* target;
   const char* name;
   const char* routine;
-  unsigned long long size;
+  uint64_t size;
 };
 
 /* Keeps the notes of a source in the order in which they are written. */

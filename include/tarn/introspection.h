@@ -4,9 +4,11 @@
 #ifndef TARN_INTROSPECTION_H
 #define TARN_INTROSPECTION_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include <stdint.h>
+
+#include "api.h"
+
+TARN_API_BEGIN
 
 /* A common block that an image registered at its start. The list belongs to
  * the library. */
@@ -14,8 +16,8 @@ struct tarn_block_record {
   struct tarn_block_record* next;
   const char* name;
   void* address;
-  unsigned long long size; /* bytes */
-  const char* module;      /* file name of the image, without its folder */
+  uint64_t size;      /* bytes */
+  const char* module; /* file name of the image, without its folder */
 };
 
 /* The newest of the blocks, from which `next` leads to the others; null if
@@ -26,27 +28,25 @@ struct tarn_block_record* __dbgget_common_info(void);
 
 /* Prints the blocks, sorted by name without regard to case: name, address and
  * size in hexadecimal, image. */
-void __display_common_info(void);
+TARNAPI void __display_common_info(void);
 
 /* Writes the resource section of the program's image to the file
  * "bracken_resource_block_N" in the current folder, N being the section's place
  * in the image in hexadecimal. A program without resources makes none. Raises
  * 296 if the file cannot be made. */
-void __dump_resource_section(void);
+TARNAPI void __dump_resource_section(void);
 
 /* Prints the tree of the section: directories, entries, and for each resource
  * its place in the section and its length. A damaged tree is printed as far as
  * it lies in the section, to 16 directories within each other. */
-void __display_resource_data(void);
+TARNAPI void __display_resource_data(void);
 
 /* Shows a message box "Window HANDLE Enabled (text)", or Disabled; of the text,
  * which has `length` bytes, the first 127. Without a desktop it is a line on
  * standard error. */
-void DESCRIBE_WINDOW(void* const* window, const char* text,
-                     long long length) __asm__("DESCRIBE_WINDOW@");
+TARNAPI void DESCRIBE_WINDOW(void* const* window, const char* text, int64_t length)
+    TARN_LINK_NAME("DESCRIBE_WINDOW@");
 
-#ifdef __cplusplus
-}
-#endif
+TARN_API_END
 
 #endif

@@ -6,9 +6,9 @@
 
 #include <stdarg.h>
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "api.h"
+
+TARN_API_BEGIN
 
 /* ---- Floating point to text ----------------------------------------------
  * By multiplication in double arithmetic, not correctly rounded. NaN and
@@ -17,57 +17,55 @@ extern "C" {
 /* 0.d1d2d3... times 10 to *exponent, each digit a 16-bit character; *sign is 1
  * or -1. `count` digits, or -count behind the number's point: room for `count`
  * or 310 - count, and one more. */
-void __cvt(double value, unsigned short* digits, short* exponent, short* sign, int count);
+TARNAPI void __cvt(double value, unsigned short* digits, short* exponent, short* sign, int count);
 
 /* d.ddde+xx, room for precision + 9 bytes. `alt` keeps a bare point, `upper`
  * writes E. */
-void __ecvt(double value, char* text, int precision, int alt, int upper);
+TARNAPI void __ecvt(double value, char* text, int precision, int alt, int upper);
 /* ddd.ddd, room for precision + 313 bytes. The last two have no effect. */
-void __fcvt(double value, char* text, int precision, int alt, int unused1, int unused2);
+TARNAPI void __fcvt(double value, char* text, int precision, int alt, int unused1, int unused2);
 /* One of both, by magnitude, zeros kept. The last one has no effect. */
-void __gcvt(double value, char* text, int precision, int upper, int unused);
+TARNAPI void __gcvt(double value, char* text, int precision, int upper, int unused);
 
 /* 1 for NaN, infinities and subnormal values, else 0. The 80-bit form takes
  * the address of the ten bytes. */
-int invalid_float(float value);
-int invalid_double(double value);
-int invalid_long_double(const void* value);
+TARNAPI int invalid_float(float value);
+TARNAPI int invalid_double(double value);
+TARNAPI int invalid_long_double(const void* value);
 
 /* ---- Parts of printf ----------------------------------------------------- */
 
 /* vsprintf. */
-int _sprintf(char* destination, const char* format, va_list arguments);
+TARNAPI int _sprintf(char* destination, const char* format, va_list arguments);
 /* The decimal number at *text, which moves behind it. Wraps at 32 bits. */
-int _getnum(const char** text);
+TARNAPI int _getnum(const char** text);
 /* `text` as a field of `width`, at least `precision` characters of it digits.
  * Result: the byte behind; a NUL stands there unless blanks were written. */
-char* _form(const char* text, char* out, int width, int left, int zero, int signed_text,
-            int precision);
+TARNAPI char* _form(const char* text, char* out, int width, int left, int zero, int signed_text,
+                    int precision);
 /* At most `precision` characters of a text, without a NUL. */
-char* _formfixl(const char* text, char* out, int width, int left, int zero, int precision);
+TARNAPI char* _formfixl(const char* text, char* out, int width, int left, int zero, int precision);
 /* The value 0 at precision 0: blanks, and a "+" if `signed_text`. */
-char* __form_zero_precandvalue(char* out, int width, int left, int signed_text);
+TARNAPI char* __form_zero_precandvalue(char* out, int width, int left, int signed_text);
 
 /* ---- Parts of scanf ------------------------------------------------------
  * They read from the source of the call of scanf, fscanf or sscanf before. */
 
-int _scanf(const char* format, va_list arguments);
-int _next(void);      /* the next character */
-int _peek_next(void); /* the same, and it stays */
-int _skipwhite(void); /* the next that is not white space */
+TARNAPI int _scanf(const char* format, va_list arguments);
+TARNAPI int _next(void);      /* the next character */
+TARNAPI int _peek_next(void); /* the same, and it stays */
+TARNAPI int _skipwhite(void); /* the next that is not white space */
 /* Copies a set; `format` stands behind its "[" or "[^". Room for 431 bytes.
  * Result: behind the "]", or null. */
-const char* _getdels(char* set, const char* format);
+TARNAPI const char* _getdels(char* set, const char* format);
 /* 0 if any character was read, else -1. */
-int _getstr(int suppress, char* buffer, const char* set, int stop_in_set, int width);
+TARNAPI int _getstr(int suppress, char* buffer, const char* set, int stop_in_set, int width);
 /* An integer's text. Result: the character behind it, which stays. */
-int _getn(char* buffer, int radix, int no_sign, int width);
+TARNAPI int _getn(char* buffer, int radix, int no_sign, int width);
 /* Stores an integer's text as 16 or 32 bits. The last one has no effect. */
-void _set(const char* text, int short_flag, int suppress, void* destination, int radix,
-          int unsigned_flag, int unused);
+TARNAPI void _set(const char* text, int short_flag, int suppress, void* destination, int radix,
+                  int unsigned_flag, int unused);
 
-#ifdef __cplusplus
-}
-#endif
+TARN_API_END
 
 #endif

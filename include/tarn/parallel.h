@@ -20,16 +20,18 @@
 #ifndef TARN_PARALLEL_H
 #define TARN_PARALLEL_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include <stdint.h>
+
+#include "api.h"
+
+TARN_API_BEGIN
 
 /* ---- A run ---------------------------------------------------------------- */
 
 /* Bytes of memory that the next GetParallelTaskID shares, 1 to 2^30, in whole
  * pages; 4,096 without this call. All tasks must agree. After the last page an
  * access is reported as a fault. */
-void SetParallelTaskMemorySize(long long size);
+TARNAPI void SetParallelTaskMemorySize(int64_t size);
 
 /* Begins a run, or joins it as a slave, and waits until all tasks have come up.
  * Result: the task's number, 0 for the master. `slaves` is looked at in the
@@ -40,53 +42,51 @@ void SetParallelTaskMemorySize(long long size);
  * tells why, for more than 63 slaves, memory that cannot be had, an environment
  * that takes no more and a slave that cannot be started; no further slave is
  * started then. */
-int GetParallelTaskID(int slaves);
+TARNAPI int GetParallelTaskID(int slaves);
 
 /* The task's number (-1: no run), and in the master the number of slaves, in a
  * slave 0. */
-void GetParallelTaskStatus(int* task, int* count);
+TARNAPI void GetParallelTaskStatus(int* task, int* count);
 
 /* 1 in a slave, else 0. Ask before GetParallelTaskID: a master that has started
  * slaves gives 1 too, and so does a program that a task has started. */
-int IsSlaveProcess(void);
+TARNAPI int IsSlaveProcess(void);
 
 /* Every task leaves at its next barrier, with exit code 0, at once. */
-void TerminateParallelProcessing(void);
+TARNAPI void TerminateParallelProcessing(void);
 
 /* The next `size` bytes of the shared memory, or null outside a run. Not
  * aligned, and not tested against its end: all sizes together must stay below
  * its size less 128. Tasks that make the same calls get the same places. A
  * broadcast of more than 56 bytes writes over the first 968 bytes handed out: a
  * program that uses both gives those up by a first call with 968. */
-void* allocate_auto_shared_memory(long long size);
+TARNAPI void* allocate_auto_shared_memory(int64_t size);
 
 /* ---- Meeting --------------------------------------------------------------- */
 
 /* The barrier: comes back once all tasks of the run have called it. */
-void TASKSYNCHRONISE(void) __asm__("TASKSYNCHRONISE@");
+TARNAPI void TASKSYNCHRONISE(void) TARN_LINK_NAME("TASKSYNCHRONISE@");
 
 /* Each task makes the same call; all have the master's value afterwards. */
-void BROADCASTINTEGER(int* value) __asm__("BROADCASTINTEGER@");
-void BROADCASTDOUBLE(double* value) __asm__("BROADCASTDOUBLE@");
+TARNAPI void BROADCASTINTEGER(int* value) TARN_LINK_NAME("BROADCASTINTEGER@");
+TARNAPI void BROADCASTDOUBLE(double* value) TARN_LINK_NAME("BROADCASTDOUBLE@");
 /* The count is 0 afterwards; one of 0 or below does nothing. */
-void BROADCASTBYTES(void* buffer, int* count) __asm__("BROADCASTBYTES@");
+TARNAPI void BROADCASTBYTES(void* buffer, int* count) TARN_LINK_NAME("BROADCASTBYTES@");
 
 /* ---- Processors and processes ------------------------------------------------ */
 
 /* Cores, and the logical processors on them, that the program may use. */
-void GETPROCESSORCOUNTS(int* cores, int* logical) __asm__("GETPROCESSORCOUNTS@");
+TARNAPI void GETPROCESSORCOUNTS(int* cores, int* logical) TARN_LINK_NAME("GETPROCESSORCOUNTS@");
 
 /* The logical processors; unless `power_of_two` is 0, cut to a power of two, at
  * least 1. */
-int RecommendedProcessorCount(int power_of_two);
+TARNAPI int RecommendedProcessorCount(int power_of_two);
 
 /* Ends, with code 9, every process but this one whose program file has this
  * name, without its folder; capitals count as small letters. One that may not
  * be ended is passed over. */
-void KillSlaves(const char* name);
+TARNAPI void KillSlaves(const char* name);
 
-#ifdef __cplusplus
-}
-#endif
+TARN_API_END
 
 #endif

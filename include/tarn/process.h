@@ -13,30 +13,28 @@
 #ifndef TARN_PROCESS_H
 #define TARN_PROCESS_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "api.h"
+
+TARN_API_BEGIN
 
 /* Wait for the program's end, or leave it running; other modes give -1. */
 enum { TARN_SPAWN_WAIT = 0, TARN_SPAWN_NO_WAIT = 2 };
 
 /* The exit code of the program that was waited for, or 0. Arguments without a
  * program give -1, as does a command line of more than 1,023 bytes. */
-int _spawns(int mode, const char* program, const char* arguments);
+TARNAPI int _spawns(int mode, const char* program, const char* arguments);
 
 /* The arguments one by one, to a null, each with a blank behind it. argv[0]
  * names the program again and is left out, unless `program` is null or empty.
  * 0 whether it waits or not: the exit code is not told. -1 as above. */
-int _spawnv(int mode, const char* program, const char* const* argv);
+TARNAPI int _spawnv(int mode, const char* program, const char* const* argv);
 
 /* Waits in slices of so many milliseconds, and serves the program's windows in
  * between. 0 once the program has ended. A slice of 0 looks once, and gives 258
  * if it still runs; -1 waits without serving windows. Raises 199 if there is no
  * storage for the command line, which may have 32,766 bytes. */
-int __start_process_and_wait(const char* program, const char* arguments, int slice);
+TARNAPI int __start_process_and_wait(const char* program, const char* arguments, int slice);
 
-#ifdef __cplusplus
-}
-#endif
+TARN_API_END
 
 #endif

@@ -20,19 +20,20 @@
 #ifndef TARN_PROFILE_H
 #define TARN_PROFILE_H
 
+#include <stdint.h>
 #include <tarn/image.h>
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "api.h"
+
+TARN_API_BEGIN
 
 /* The block of this source, at file scope: n, n counters, the path, which ends in
  * a dot and three letters. finish_image marks the lines that have no TARN_COUNT
  * with -1, those that have one with 0. */
 #define TARN_PROFILE_SOURCE(source_path, lines)                                               \
   static struct {                                                                             \
-    long long n;                                                                              \
-    long long counters[lines];                                                                \
+    int64_t n;                                                                                \
+    int64_t counters[lines];                                                                  \
     char path[sizeof(source_path)];                                                           \
   } tarn_profile = {lines, {0}, source_path};                                                 \
   TARN_PROFILE_REFUSED_UNLESS(                                                                \
@@ -69,20 +70,18 @@ extern "C" {
  * in the block itself. Does nothing without a block, or with a path of fewer
  * than four characters. A summary that cannot be opened is told in its line;
  * a listing that cannot be read or rewritten is left out without a word. */
-void __use_profile_data(void);
+TARNAPI void __use_profile_data(void);
 
 /* The summary alone: rows for those of the `n` counters that are not negative. */
-void generate_profile_summary(const long long* counters, int n, const char* file_name);
+TARNAPI void generate_profile_summary(const int64_t* counters, int n, const char* file_name);
 
 /* The value with commas, 1234567 as "1,234,567", and at least three characters
  * wide. Valid until the next call, by any thread. */
-char* num_layout(long long value);
+TARNAPI char* num_layout(int64_t value);
 
 /* The first character of the text that is not white space. */
-char* skip_blanks(const char* text);
+TARNAPI char* skip_blanks(const char* text);
 
-#ifdef __cplusplus
-}
-#endif
+TARN_API_END
 
 #endif

@@ -14,9 +14,9 @@
 #ifndef TARN_PROGRESS_H
 #define TARN_PROGRESS_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "api.h"
+
+TARN_API_BEGIN
 
 /* ---- In the console's title ----------------------------------------------
  * " (NN%)" stands behind the title. Of a title of more than 248 bytes the end
@@ -26,22 +26,22 @@ extern "C" {
 /* Shows `percent`, 100 for any greater value. A negative one puts the title
  * back as the first call found it; as the first call, -1 does nothing. Does
  * nothing where the console has no title. */
-void DisplayProgress(int percent);
+TARNAPI void DisplayProgress(int percent);
 
 /* Starts a thread that shows how far a job of `total` steps has come, always
  * one percent ahead. It shows nothing of a job of 0 steps or less. Result: its
  * handle, which CloseProgressThread closes; null if there is such a thread
  * already, if the system counts the machine as slow, or if there is no storage
  * for it. */
-void* MakeProgressThread(int total);
+TARNAPI void* MakeProgressThread(int total);
 
 /* The steps done. A smaller value than an earlier one is ignored; a negative one
  * tells that the job is done. */
-void UpdateProgressValue(int value);
+TARNAPI void UpdateProgressValue(int value);
 
 /* Ends the thread, if there is one, and puts the title back. Raises the run-time
  * error 199 if the system refuses. */
-void CloseProgressThread(void);
+TARNAPI void CloseProgressThread(void);
 
 /* ---- In a window ----------------------------------------------------------
  * The window stays above all others. It shows one line, a percentage and a bar;
@@ -55,38 +55,36 @@ void CloseProgressThread(void);
  * Starting a dialog closes an earlier one. The steps done are not set back: a
  * second dialog of the same run begins with the value of the first and takes
  * only greater ones. */
-void StartProgressDialog(int total, const char* title, const char* text);
+TARNAPI void StartProgressDialog(int total, const char* title, const char* text);
 
 /* The steps done: `value` if it is the greatest so far, and the total if it is
  * above that. A negative value is ignored. */
-void UpdateProgressDialog(int value);
+TARNAPI void UpdateProgressDialog(int value);
 
 /* Ends the dialog, if there is one, and sets the counts back to -1. */
-void CloseProgressDialog(void);
+TARNAPI void CloseProgressDialog(void);
 
 /* Running counts, which the window shows from its next turn on when one of them
  * is above 0. A count of 0 is left out; set all three together, as one that is
  * still -1 is shown as -1. */
-void SetErrorCounters(int errors, int warnings, int comments);
+TARNAPI void SetErrorCounters(int errors, int warnings, int comments);
 
 /* ---- Parts ---------------------------------------------------------------- */
 
 /* Writes the counts as the window does, such as "2 errors, 1 warning", with a
  * NUL; if all are 0 nothing is written, no NUL either. `destination` has room
  * for 63 bytes. Result: characters without the NUL. */
-int MakeErrorReportLine(char* destination, int errors, int warnings, int comments);
+TARNAPI int MakeErrorReportLine(char* destination, int errors, int warnings, int comments);
 
 /* Writes "VALUE WORD", with an 's' behind it unless the value is 1, and a NUL:
  * at most 13 bytes beside the word's own. Result: where the NUL is. */
-char* add_int_and_string(char* destination, int value, const char* word);
+TARNAPI char* add_int_and_string(char* destination, int value, const char* word);
 
 /* A new event, not signalled, that one wait takes, and that child processes may
  * inherit; `name` null for one without a name. -1 on failure, and on Linux for
  * every name. */
-void* CreateNamedEvent(const char* name);
+TARNAPI void* CreateNamedEvent(const char* name);
 
-#ifdef __cplusplus
-}
-#endif
+TARN_API_END
 
 #endif

@@ -6,9 +6,11 @@
 #ifndef TARN_RUNTIME_H
 #define TARN_RUNTIME_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include <stdint.h>
+
+#include "api.h"
+
+TARN_API_BEGIN
 
 /* ---- Process-wide cells --------------------------------------------------
  * This image's pointers to the twelve cells that all images of a process
@@ -24,53 +26,51 @@ extern void* __runtime_slots[12];
  * text is getenv's: each is valid until the next call of its kind, by any
  * thread. On Linux the registry is the file registry in the user's
  * configuration folder tarnley: "[Key\Path]" lines, then "name=value". */
-char* ReadRegAndEnv(const char* key, const char* value);
+TARNAPI char* ReadRegAndEnv(const char* key, const char* value);
 
 /* ReadRegAndEnv under the key "Software\Tarnley\Common". */
-char* read_config_key(const char* value);
+TARNAPI char* read_config_key(const char* value);
 
 /* ---- The system ------------------------------------------------------- */
 
 /* Version of a library that has an entry "DllGetVersion": major in the high
  * 16 bits, minor in the low 16; 0 if it cannot be loaded or told. */
-unsigned int GetDllVersion(const char* library);
+TARNAPI unsigned int GetDllVersion(const char* library);
 
 /* Physical memory in bytes. */
-unsigned long long GetPhysicalMemorySize(void);
+TARNAPI uint64_t GetPhysicalMemorySize(void);
 
 /* The system's platform identifier (2) and version numbers. */
-void GetWinVer(unsigned int* platform_id, unsigned int* major, unsigned int* minor);
+TARNAPI void GetWinVer(unsigned int* platform_id, unsigned int* major, unsigned int* minor);
 
 /* 1 if the program's image is marked for the graphical subsystem, else 0. */
-int __GetNtWindowsMode(void);
+TARNAPI int __GetNtWindowsMode(void);
 
 /* The library's version as compiled code tests it: 0x460E. */
-int _ncx_lib_version(void);
+TARNAPI int _ncx_lib_version(void);
 
 /* ---- The program ------------------------------------------------------ */
 
 /* Fills `name` with the full path of the program, padded with blanks or cut
  * at `length` bytes; no NUL is written. */
-void GET_PROGRAM_NAME(char* name, long long length) __asm__("GET_PROGRAM_NAME@");
+TARNAPI void GET_PROGRAM_NAME(char* name, int64_t length) TARN_LINK_NAME("GET_PROGRAM_NAME@");
 
 /* Copies the base file name of this library's image, with its NUL, to `name`,
  * which has room for 1,024 bytes. Uses a static buffer: one thread at a time. */
-void THIS_MODULE_NAME(char* name);
+TARNAPI void THIS_MODULE_NAME(char* name);
 
 /* Address of a routine in a library, which is loaded if need be; null if
  * either cannot be found. */
-void* ProcessDynt(const char* routine, const char* library);
+TARNAPI void* ProcessDynt(const char* routine, const char* library);
 
 /* Walks the calling image's start-up script. The system calls it; a second
  * walk does nothing but set the thread's floating-point control. Every image
  * has its own. */
-int __BrackenStartup(void);
+TARNAPI int __BrackenStartup(void);
 
 /* 1 if the processor and the system support AVX, else 0. */
-int isAVXSupported(void);
+TARNAPI int isAVXSupported(void);
 
-#ifdef __cplusplus
-}
-#endif
+TARN_API_END
 
 #endif

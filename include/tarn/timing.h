@@ -3,29 +3,27 @@
 #ifndef TARN_TIMING_H
 #define TARN_TIMING_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "api.h"
+
+TARN_API_BEGIN
 
 /* Milliseconds since local midnight. */
-unsigned int __milliseconds_after_midnight(void);
+TARNAPI unsigned int __milliseconds_after_midnight(void);
 
 /* The same in seconds. */
-void current_time(double* seconds);
+TARNAPI void current_time(double* seconds);
 
 /* Nanoseconds for one call of `routine`, by the clock of milliseconds: the
  * calls are made in tens, and repeated until one pass of them lasts more than 8
  * seconds; so it takes 9 seconds and more. The result is saved too. */
-double PERFORM_TIMING(void (*routine)(void));
+TARNAPI double PERFORM_TIMING(void(TARNAPI* routine)(void));
 
 /* Writes the value, 8 bytes, to the file \Timing\Timing_data in the folder that
  * the environment variable appdata names, and prints the path. Where appdata is
  * missing, empty or longer than 79 bytes, one line on standard error says so
  * and nothing is written. Raises 296 if the file cannot be created. */
-void save_timing(double nanoseconds);
+TARNAPI void save_timing(double nanoseconds);
 
-#ifdef __cplusplus
-}
-#endif
+TARN_API_END
 
 #endif

@@ -7,22 +7,24 @@
 #ifndef TARN_TRAPS_H
 #define TARN_TRAPS_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include <stdint.h>
+
+#include "api.h"
+
+TARN_API_BEGIN
 
 /* ---- Routines in front of the report -------------------------------------- */
 
 /* The system's records; a routine that repairs a fault changes the context, and
  * the change takes effect, in the XMM registers too. */
 struct tarn_context {
-  unsigned long long home[6];
+  uint64_t home[6];
   unsigned int flags, mxcsr; /* mxcsr stands in fxsave + 24 too: change both */
   unsigned short cs, ds, es, fs, gs, ss;
   unsigned int eflags;
-  unsigned long long dr[6];
-  unsigned long long rax, rcx, rdx, rbx, rsp, rbp, rsi, rdi, r8, r9, r10, r11, r12, r13, r14, r15;
-  unsigned long long rip;
+  uint64_t dr[6];
+  uint64_t rax, rcx, rdx, rbx, rsp, rbp, rsi, rdi, r8, r9, r10, r11, r12, r13, r14, r15;
+  uint64_t rip;
   unsigned char fxsave[512]; /* XMM0 at 160, 16 bytes each */
   unsigned char rest[464];
 };
@@ -32,7 +34,7 @@ struct tarn_exception {
   struct tarn_exception* next;
   void* address;
   unsigned int parameter_count, padding;
-  unsigned long long parameters[15]; /* access violation: kind, address */
+  uint64_t parameters[15]; /* access violation: kind, address */
 };
 
 /* Answers: go on at rip (a breakpoint instruction there is stepped over, any
@@ -44,8 +46,8 @@ enum { TARN_RESUME = -1, TARN_PASS_ON = 0, TARN_NOT_AN_ERROR = 0x10002, TARN_REP
  * control, on an empty x87 stack; longjmp and JUMP@ may leave it, after a stack
  * overflow too. One that makes its own exception again is not entered a second
  * time: that one is reported. */
-typedef int tarn_trap_routine(struct tarn_context* context, struct tarn_exception* exception,
-                              int zero);
+typedef int TARNAPI tarn_trap_routine(struct tarn_context* context,
+                                      struct tarn_exception* exception, int zero);
 
 enum tarn_trap_type {
   TARN_TRAP_ACCESS = 0,
@@ -66,52 +68,53 @@ enum tarn_trap_type {
 
 /* Installs a routine (null: none) for a type; gives back the one before. A type
  * not listed changes nothing and gives null. */
-tarn_trap_routine* TRAP_EXCEPTION(const int* type,
-                                  tarn_trap_routine* routine) __asm__("TRAP_EXCEPTION@");
+TARNAPI tarn_trap_routine* TRAP_EXCEPTION(const int* type, tarn_trap_routine* routine)
+    TARN_LINK_NAME("TRAP_EXCEPTION@");
 
 /* Takes all routines out but those of the types 12 and 13, and puts the
  * library's own underflow handling back. The argument is not read. */
-void RESTORE_DEFAULT_HANDLER(const void* unused) __asm__("RESTORE_DEFAULT_HANDLER@");
+TARNAPI void RESTORE_DEFAULT_HANDLER(const void* unused) TARN_LINK_NAME("RESTORE_DEFAULT_HANDLER@");
 
 /* ---- Floating point --------------------------------------------------------- */
 
 /* 0: underflows give zero and are not counted (at start). 1: each is counted and
  * gives zero. 2: each is counted and ends in the report. For the calling thread;
  * another mode changes nothing. Mode 1 costs two system calls an underflow. */
-void __set_software_underflows(int mode);
-void SET_SOFTWARE_UNDERFLOWS(const int* mode) __asm__("SET_SOFTWARE_UNDERFLOWS$");
+TARNAPI void __set_software_underflows(int mode);
+TARNAPI void SET_SOFTWARE_UNDERFLOWS(const int* mode) TARN_LINK_NAME("SET_SOFTWARE_UNDERFLOWS$");
 
 /* True: mode 0; false: mode 2. */
-void PERMIT_UNDERFLOW(const short* permitted) __asm__("PERMIT_UNDERFLOW$");
+TARNAPI void PERMIT_UNDERFLOW(const short* permitted) TARN_LINK_NAME("PERMIT_UNDERFLOW$");
 
 /* Stores the number of underflows counted. In mode 0 a notice is shown, once. */
-void UNDERFLOW_COUNT(int* count) __asm__("UNDERFLOW_COUNT$");
+TARNAPI void UNDERFLOW_COUNT(int* count) TARN_LINK_NAME("UNDERFLOW_COUNT$");
 
 /* Nothing; always 0. */
-void CLEAR_FLT_UNDERFLOW(void) __asm__("CLEAR_FLT_UNDERFLOW$");
-long long EXCEPTION_ADDRESS(void) __asm__("EXCEPTION_ADDRESS$");
+TARNAPI void CLEAR_FLT_UNDERFLOW(void) TARN_LINK_NAME("CLEAR_FLT_UNDERFLOW$");
+TARNAPI int64_t EXCEPTION_ADDRESS(void) TARN_LINK_NAME("EXCEPTION_ADDRESS$");
 
 /* Non-zero: no floating-point operation of the calling thread traps any more,
  * and subnormal values count as zero. Zero: back to how the first call found it. */
-void mask_all_fp_errors(int on);
+TARNAPI void mask_all_fp_errors(int on);
 
 /* ---- Console break ------------------------------------------------------------ */
 
 /* Type 0: `routine` is called at Ctrl+C and Ctrl+Break, on a thread that the
  * system starts; non-zero means that it dealt with it, else the program ends.
  * Gives back the routine before. Another type does nothing and gives null. */
-typedef int tarn_break_routine(void);
-tarn_break_routine* SET_TRAP(tarn_break_routine* routine, const int* type) __asm__("SET_TRAP@");
+typedef int TARNAPI tarn_break_routine(void);
+TARNAPI tarn_break_routine* SET_TRAP(tarn_break_routine* routine, const int* type)
+    TARN_LINK_NAME("SET_TRAP@");
 
 /* ---- Labels -------------------------------------------------------------------- */
 
 /* Records the place behind the call in `cell`; 256 bytes of the heap, never
  * freed; without room it raises 199. The result is not 1; after a jump to the
  * label it is 1. All registers that a routine keeps for its caller are kept. */
-long long LABEL(void** cell) __asm__("LABEL@") __attribute__((returns_twice));
+TARNAPI int64_t LABEL(void** cell) TARN_LINK_NAME("LABEL@") __attribute__((returns_twice));
 
 /* Goes to the place, any number of times while its routine has not returned. */
-__attribute__((noreturn)) void JUMP(void** cell) __asm__("JUMP@");
+TARNAPI TARN_NO_RETURN void JUMP(void** cell) TARN_LINK_NAME("JUMP@");
 
 /* ---- Regions that grow on fault --------------------------------------------------- */
 
@@ -120,15 +123,13 @@ __attribute__((noreturn)) void JUMP(void** cell) __asm__("JUMP@");
  * `name` (null: "No name") is not copied; reports show it. What cannot be
  * reserved raises "Insufficient virtual memory available to create expanding
  * region", memory that runs out on a touch the same with "physical". */
-void* setup_expanding_region(const char* name, long long size);
+TARNAPI void* setup_expanding_region(const char* name, int64_t size);
 
 /* mode 0x4000 gives the memory back, 0x8000 the address space too; the region no
  * longer grows in either case. Non-zero on success, 0 if no region begins at
  * `region` or the mode is another. */
-int remove_virtual_region(void* region, int mode);
+TARNAPI int remove_virtual_region(void* region, int mode);
 
-#ifdef __cplusplus
-}
-#endif
+TARN_API_END
 
 #endif

@@ -10,7 +10,14 @@
 #include <cstddef>
 #include <cstdint>
 
-#define TARNAPI __attribute__((ms_abi))
+#ifndef TARN_LIBRARY
+#error "the library's sources are compiled with TARN_LIBRARY defined"
+#endif
+#include "include/tarn/api.h"
+
+// A routine that is declared in include/ and that assembly defines or calls has
+// this name there.
+#define TARN_SYMBOL(routine, symbol) extern decltype(routine) routine asm(symbol)
 
 namespace tarn {
 

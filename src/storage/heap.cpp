@@ -26,7 +26,7 @@ struct ArrayDestructRecord {
   std::int32_t count;
 };
 
-NewHandler new_handler;
+tarn_new_handler new_handler;
 ArrayDestructRecord* array_list;
 
 // The link that leads to the record of `address`, or to null.
@@ -99,8 +99,8 @@ void operator_delete(void* block) {
   if (block) give_back(block, kErrorUnallocatedDeleted);
 }
 
-NewHandler set_new_handler(NewHandler handler) {
-  const NewHandler previous = new_handler;
+tarn_new_handler set_new_handler(tarn_new_handler handler) {
+  const tarn_new_handler previous = new_handler;
   new_handler = handler;
   return previous;
 }
@@ -111,15 +111,13 @@ void* LockStorageChar(std::uint64_t size) { return malloc(size); }
 
 void UnlockStorage(void* block) { give_back(block, kErrorUnallocatedFreed); }
 
-void* ALLOCATE$(std::int64_t size, std::int32_t* status, std::int64_t already) {
+void* ALLOCATE(std::int64_t size, std::int32_t* status, std::int64_t already) {
   if (already) return refused(status, kStatusAlreadyAllocated, kErrorAlreadyAllocated);
   const std::uint64_t bytes = static_cast<std::uint64_t>(size < 0 ? 0 : size) + kAllocateExtra;
   void* const block =
       platform::HeapAlloc(platform::GetProcessHeap(), platform::kHeapZeroMemory, bytes);
   return block ? block : refused(status, kStatusNoStorage, kErrorAllocateStorage);
 }
-
-extern "C" {
 
 void __add_array_destruct_info(std::int32_t element_size, std::int32_t total_bytes, void* address) {
   if (element_size == 0) __RuntimeError(kErrorArrayLengthUnknown);
@@ -137,7 +135,8 @@ void __add_array_destruct_info(std::int32_t element_size, std::int32_t total_byt
 
 // Behind __get_destruct_array_info: the end address, the two others by
 // reference.
-TARNAPI void* tarn_take_array(void* address, std::int64_t* count, std::int64_t* element_size) {
+extern "C" TARNAPI void* tarn_take_array(void* address, std::int64_t* count,
+                                         std::int64_t* element_size) {
   ArrayDestructRecord** const link = find_array(address);
   ArrayDestructRecord* const record = *link;
   if (!record) __RuntimeError(kErrorArrayLengthUnknown);
@@ -148,7 +147,5 @@ TARNAPI void* tarn_take_array(void* address, std::int64_t* count, std::int64_t* 
   // The product has 32 bits.
   return static_cast<char*>(address) + static_cast<std::int32_t>(*count * *element_size);
 }
-
-}  // extern "C"
 
 }  // namespace tarn

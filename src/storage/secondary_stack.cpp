@@ -76,7 +76,6 @@ std::int64_t default_size() {
 
 SecondaryStack secondary_stack = {kFirstReservation, 0, 0, 0, 0, 0, 0, 0};
 
-extern "C" {
 
 void __init_pseudo_stack() {
   secondary_stack.base = round_up(reserve(), kStackPage);
@@ -95,7 +94,7 @@ void __set_stack_size(std::int64_t bytes) {
   pseudo_pointer() = secondary_stack.top;
 }
 
-void* tarn_extend_pseudo_stack(std::uint64_t bytes) {
+void* extend_pseudo_stack(std::uint64_t bytes) {
   const std::uint64_t pointer = pseudo_pointer();
   const std::uint64_t floor = secondary_stack.quasi_committed;
   if (secondary_stack.pseudo_failure || pointer < floor || bytes > pointer - floor) {
@@ -131,6 +130,5 @@ void* __alloc_quasi_stack_str(std::int64_t size) {
 
 void __free_quasi_stack() { secondary_stack.quasi_pointer = secondary_stack.base; }
 
-}  // extern "C"
 
 }  // namespace tarn

@@ -1,28 +1,19 @@
-// The storage room's front door for the secondary stack: temporary storage of
-// sizes known only at run time.
+// The overview header of the secondary stack: temporary storage of sizes known
+// only at run time. The contract is include/tarn/storage.h.
 //
 // One reservation of address space holds two stacks that grow towards each
 // other. The pseudo stack grows down from the top, last in first out, and is
-// released by putting its pointer back. The quasi stack grows up from the
+// released by setting its pointer back. The quasi stack grows up from the
 // base, and is released all at once. Pages are committed when first needed
-// and never given back, so a program pays for what it touches. Reused space
+// and never released, so a program pays for what it touches. Reused space
 // holds what was left in it.
 //
-// Sizes are bytes, rounded up to a multiple of 16, so every block is aligned
-// to 16 bytes.
-//
-// Errors: 444, "Insufficient virtual stack (MERLE /VSTACK <MB-value>)", when
-// the two stacks would meet, or when the pseudo stack was last given a pointer
-// that it refused. The stacks are then as they were before. A page that the
-// system cannot supply faults at its first use.
-//
-// Threads: one at a time; nothing is locked.
-//
-// The routines of the pseudo stack stand in line here: they are a few
+// The routines of the pseudo stack are defined in line here: they are a few
 // instructions, less than calls of them. They are "used", so that the forms for
-// compiled code and assembly exist too.
+// compiled code exist too.
 #pragma once
 
+#include "include/tarn/storage.h"
 #include "process/process_state.h"
 
 namespace tarn {
@@ -44,43 +35,29 @@ struct SecondaryStack {
 };
 extern SecondaryStack secondary_stack;
 
-extern "C" {
-// Reserves 8 GiB, or half of that and so on down to 64 MiB, and sizes the stack
-// at half of the physical memory at most, less the program's own storage. Tells
-// the sibling library whether there is AVX. Part of initialisation. If there is no
-// address space at all the process ends in an access violation with the
-// system's error code in rax.
-TARNAPI void __init_pseudo_stack();
-
-// Makes `bytes`, rounded down to 4,096, the size. At most what was reserved;
-// a negative size counts as 0. What the pseudo stack holds is discarded.
-TARNAPI void __set_stack_size(std::int64_t bytes);
+// Reserves 8 GiB, or half of that and so on down to 64 MiB, and sets the size that
+// the stack has at the start. Tells the sibling library whether there is AVX. Part
+// of initialisation. If there is no address space at all the process ends in an
+// access violation with the system's error code in rax.
+extern "C" TARNAPI void __init_pseudo_stack();
 
 // ---- Pseudo stack -------------------------------------------------------
 
 // The rare paths of __alloc_pseudo_stack: a new span of pages, or 444.
-TARNAPI void* tarn_extend_pseudo_stack(std::uint64_t bytes);
+TARNAPI void* extend_pseudo_stack(std::uint64_t bytes);
 
-// A block below the last one. A size of 0 or less gives the pointer as it is.
 [[gnu::used]] TARNAPI inline void* __alloc_pseudo_stack(std::int64_t size) {
   Slot& pointer = runtime_cell(kCellPseudoStack);
   const std::uint64_t bytes =
       size <= 0 ? 0 : (static_cast<std::uint64_t>(size) + 15) & ~std::uint64_t{15};
   if (secondary_stack.pseudo_failure || bytes > pointer - secondary_stack.pseudo_committed)
       [[unlikely]] {
-    return tarn_extend_pseudo_stack(bytes);
+    return extend_pseudo_stack(bytes);
   }
   pointer -= bytes;
   return reinterpret_cast<void*>(pointer);
 }
 
-// The same with its first `size` bytes set to 0x80, the mark of undefined data.
-TARNAPI void* __alloc_pseudo_stack1(std::int64_t size);
-
-// A routine takes the pointer when it begins and gives it back when it ends,
-// which releases all that was allocated in between. Only an address from the
-// present pointer up to the top is accepted; another one changes nothing, and
-// the next allocation raises 444 unless a good one comes first.
 [[gnu::used]] TARNAPI inline void* __return_pseudo_stack_ptr() {
   return reinterpret_cast<void*>(runtime_cell(kCellPseudoStack));
 }
@@ -96,15 +73,5 @@ TARNAPI void* __alloc_pseudo_stack1(std::int64_t size);
   }
 }
 
-// ---- Quasi stack --------------------------------------------------------
-
-// A block above the last one. A size of 0 or less counts as 16.
-TARNAPI void* __alloc_quasi_stack(std::int64_t size);
-// The same with its first `size` bytes set to blanks; a negative size fills
-// nothing.
-TARNAPI void* __alloc_quasi_stack_str(std::int64_t size);
-// Releases the whole quasi stack.
-TARNAPI void __free_quasi_stack();
-}
 
 }  // namespace tarn

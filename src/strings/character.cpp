@@ -5,7 +5,7 @@
 
 namespace tarn {
 
-void ADJUSTL_at(char* result, std::int64_t result_length, const char* source, std::int64_t length) {
+void ADJUSTL(char* result, std::int64_t result_length, const char* source, std::int64_t length) {
   std::int64_t from = 0;
   while (from < length && source[from] == ' ') ++from;
   std::int64_t to = 0;
@@ -13,19 +13,19 @@ void ADJUSTL_at(char* result, std::int64_t result_length, const char* source, st
   while (to < result_length) result[to++] = ' ';
 }
 
-void ADJUSTR_at(char* result, std::int64_t result_length, const char* source, std::int64_t length) {
+void ADJUSTR(char* result, std::int64_t result_length, const char* source, std::int64_t length) {
   while (length > 0 && source[length - 1] == ' ') --length;
   while (result_length > 0 && length > 0) result[--result_length] = source[--length];
   while (result_length > 0) result[--result_length] = ' ';
 }
 
-void TRIM_at(char* text, std::int64_t length) {
-  if (length > 0 && *text == ' ') ADJUSTL_at(text, length, text, length);
+void TRIM(char* text, std::int64_t length) {
+  if (length > 0 && *text == ' ') ADJUSTL(text, length, text, length);
 }
 
-void TRIMR_at(char* text, std::int64_t length) { ADJUSTR_at(text, length, text, length); }
+void TRIMR(char* text, std::int64_t length) { ADJUSTR(text, length, text, length); }
 
-void LCASE_at(char* text, std::int64_t length) {
+void LCASE(char* text, std::int64_t length) {
   const auto count = static_cast<std::int32_t>(length);
   for (std::int32_t i = 0; i < count; ++i) {
     if (text[i] >= 'A' && text[i] <= 'Z') {
@@ -34,7 +34,7 @@ void LCASE_at(char* text, std::int64_t length) {
   }
 }
 
-// Behind CENTRE_at. The arithmetic of the width has 16 bits.
+// Behind CENTRE. The arithmetic of the width has 16 bits.
 extern "C" TARNAPI void tarn_centre(char* result, std::int64_t result_length, const char* source,
                                     const std::int16_t* width, std::int64_t length) {
   paneview::CCOPY$(" ", result, 1, result_length);
@@ -45,7 +45,7 @@ extern "C" TARNAPI void tarn_centre(char* result, std::int64_t result_length, co
   paneview::CCOPY$(source, result + offset, length, result_length - offset);
 }
 
-void MAKE_CSTRING_at(const char* source, char* destination, const std::int32_t* length) {
+void MAKE_CSTRING(const char* source, char* destination, const std::int32_t* length) {
   std::int32_t count = *length > 0 ? *length : 0;
   while (count > 1 && source[count - 1] == ' ') --count;
   for (std::int32_t i = 0; i < count; ++i) destination[i] = source[i];
@@ -53,10 +53,10 @@ void MAKE_CSTRING_at(const char* source, char* destination, const std::int32_t* 
 }
 
 void MAKE_CSTRING$(const char* source, char* destination, const std::int32_t* length) {
-  MAKE_CSTRING_at(source, destination, length);
+  MAKE_CSTRING(source, destination, length);
 }
 
-void GET_CSTRING_at(char* destination, const char* source, const std::int32_t* length) {
+void GET_CSTRING(char* destination, const char* source, const std::int32_t* length) {
   const std::int32_t count = *length;
   std::int32_t i = 0;
   for (; i < count && source[i]; ++i) destination[i] = source[i];

@@ -8,7 +8,7 @@
 
 // rcx: result, rdx: its length, r8: source, r9: width, on the stack: the
 // source's length. rcx = result, rax = its length.
-ROUTINE(CENTRE_at)
+ROUTINE(tarn_CENTRE)
   FRAME(56)
   mov [rsp + 40], rcx
   mov [rsp + 48], rdx
@@ -19,6 +19,6 @@ ROUTINE(CENTRE_at)
   mov rax, [rsp + 48]
   add rsp, 56
   ret
-ROUTINE_END(CENTRE_at)
+ROUTINE_END(tarn_CENTRE)
 
 END_OF_SOURCE

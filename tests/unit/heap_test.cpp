@@ -204,7 +204,7 @@ TEST(Heap, TheNewHandlerIsCalledOnceWhenStorageIsShort) {
 TEST(Allocate, GivesZeroedBlocksAndTellsFailuresByStatusOrNumber) {
   std::int32_t status = 77;
   for (const std::int64_t size : {std::int64_t{-9}, std::int64_t{0}, std::int64_t{5000}}) {
-    auto* const block = static_cast<unsigned char*>(tarn::ALLOCATE$(size, &status, 0));
+    auto* const block = static_cast<unsigned char*>(tarn::ALLOCATE(size, &status, 0));
     ASSERT_NE(block, nullptr);
     EXPECT_EQ(status, 77);
     EXPECT_TRUE(
@@ -212,12 +212,12 @@ TEST(Allocate, GivesZeroedBlocksAndTellsFailuresByStatusOrNumber) {
     std::memset(block, 0xFF, 4);
     tarn::UnlockStorage(block);
   }
-  EXPECT_EQ(tarn::ALLOCATE$(8, &status, 1), nullptr);
+  EXPECT_EQ(tarn::ALLOCATE(8, &status, 1), nullptr);
   EXPECT_EQ(status, 2);
-  EXPECT_EQ(tarn::ALLOCATE$(static_cast<std::int64_t>(kImpossible), &status, 0), nullptr);
+  EXPECT_EQ(tarn::ALLOCATE(static_cast<std::int64_t>(kImpossible), &status, 0), nullptr);
   EXPECT_EQ(status, 1);
-  EXPECT_EQ(raised_by([] { tarn::ALLOCATE$(8, nullptr, 1); }).number, 432);
-  EXPECT_EQ(raised_by([] { tarn::ALLOCATE$(INT64_MAX, nullptr, 0); }).number, 408);
+  EXPECT_EQ(raised_by([] { tarn::ALLOCATE(8, nullptr, 1); }).number, 432);
+  EXPECT_EQ(raised_by([] { tarn::ALLOCATE(INT64_MAX, nullptr, 0); }).number, 408);
 }
 
 struct ArrayInfo {

@@ -153,7 +153,7 @@ void heap() {
     tarn::free(cleared);
   }
   std::int32_t status = 0;
-  void* const array = tarn::ALLOCATE$(1 << 20, &status, 0);
+  void* const array = tarn::ALLOCATE(1 << 20, &status, 0);
   claim((array == nullptr) == (status != 0), "ALLOCATE's status");
   tarn::UnlockStorage(array);
   tarn::operator_delete(tarn::operator_new(50));

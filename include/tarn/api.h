@@ -1,0 +1,36 @@
+/* How the declarations of these headers read in a program and in the library
+ * itself, which is compiled against the same headers. */
+#ifndef TARN_API_H
+#define TARN_API_H
+
+#define TARN_NO_RETURN __attribute__((__noreturn__))
+
+#ifdef TARN_LIBRARY
+/* C++, in a namespace beside the host's own C library. The host's convention is
+ * another one, and its long has 64 bits. src/exports/export_rows.inc has the
+ * names under which the routines are exported. */
+#define TARN_API_BEGIN namespace tarn {
+#define TARN_API_END }
+#define TARNAPI __attribute__((ms_abi))
+#define TARN_LINK_NAME(name)
+#define TARN_FORMAT(kind, text, first)
+#define TARN_LONG int
+
+#else
+#ifdef __cplusplus
+#define TARN_API_BEGIN extern "C" {
+#define TARN_API_END }
+#else
+#define TARN_API_BEGIN
+#define TARN_API_END
+#endif
+#define TARNAPI /* the compiler's own convention */
+/* The name that a routine is exported under, where C cannot spell it. */
+#define TARN_LINK_NAME(name) __asm__(name)
+/* The compiler checks the arguments from number `first` on against the format, the
+ * argument of number `text`. */
+#define TARN_FORMAT(kind, text, first) __attribute__((__format__(kind, text, first)))
+#define TARN_LONG long /* 32 bits */
+#endif
+
+#endif
