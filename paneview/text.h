@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "platform/byte_block.h"
+
 namespace paneview {
 
 static inline std::uint32_t text_length(const char* text, std::uint32_t limit) {
@@ -19,9 +21,7 @@ static inline bool same_text(const char* a, const char* b) {
   return *a == *b;
 }
 
-static inline void copy_bytes(char* to, const char* from, std::uint64_t count) {
-  for (std::uint64_t i = 0; i < count; ++i) to[i] = from[i];
-}
+using tarn::copy_bytes;
 
 // Of an ASCII letter; anything else stays.
 static inline std::int32_t capital(std::int32_t c) {

@@ -4,7 +4,7 @@
 #include "console/console_state.h"
 #include "console/formatted_output.h"
 #include "console/formatted_text.h"
-#include "storage/byte_block.h"
+#include "platform/byte_block.h"
 #include "storage/heap.h"
 
 namespace tarn {

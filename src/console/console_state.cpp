@@ -1,9 +1,9 @@
 #include "console/console_state.h"
 
+#include "platform/byte_block.h"
 #include "process/process_state.h"
 #include "process/system_facts.h"
 #include "services/configuration.h"
-#include "storage/byte_block.h"
 #include "storage/heap.h"
 
 namespace tarn {

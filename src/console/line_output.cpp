@@ -3,8 +3,8 @@
 #include "console/console_input.h"
 #include "console/console_state.h"
 #include "console/redirected_output.h"
+#include "platform/byte_block.h"
 #include "process/process_end.h"
-#include "storage/byte_block.h"
 #include "storage/heap.h"
 #include "strings/c_string.h"
 

@@ -9,6 +9,7 @@
 #include "failure/traceback.h"
 #include "failure/trap_routines.h"
 #include "paneview/paneview.h"
+#include "platform/paths.h"
 #include "process/process_state.h"
 #include "process/raising.h"
 #include "storage/expanding_region.h"
@@ -59,19 +60,8 @@ void compose_title() {
   char* const path = stpcpy(title, kHeading);
   const std::uint32_t length = platform::GetModuleFileNameA(nullptr, path, kPathSize);
   path[length < kPathSize ? length : kPathSize - 1] = '\0';
-  if (const char* const separator = strrchr(path, '\\')) {
-    char* to = path;
-    for (const char* from = separator + 1; (*to = *from) != '\0'; ++from) ++to;
-  }
-}
-
-// Some systems report a denormal operand as an underflow. The MXCSR, whose masks
-// stand 7 bits above the flags, tells which of the two it was.
-bool is_denormal_operand(std::uint32_t code, std::uint32_t mxcsr) {
-  constexpr std::uint32_t kDenormalFlag = 0x02;
-  constexpr std::uint32_t kUnderflowFlag = 0x10;
-  const std::uint32_t raised = mxcsr & ~(mxcsr >> 7);
-  return code == kUnderflow && (raised & kDenormalFlag) && !(raised & kUnderflowFlag);
+  const char* const name = platform::base_name(path);
+  memmove(path, name, strlen(name) + 1);
 }
 
 // The MXCSR keeps a flag for each exception that it has seen. The flag of one
@@ -235,8 +225,9 @@ extern "C" TARN_MACHINERY std::int32_t __system_exception_handler(
   const MaskedTraps own;  // the context keeps the program's control
   platform::AMD_CONTEXT* const context = exception->context;
   std::uint32_t& code = exception->record->code;
-  if (is_denormal_operand(code, context->MxCsr)) code = kDenormalOperand;
-  if (code == kIntegerDivide && is_divide_overflow(*context)) code = kIntegerOverflow;
+  if (code == platform::kExceptionIntegerDivideByZero && is_divide_overflow(*context)) {
+    code = platform::kExceptionIntegerOverflow;
+  }
   if (!report_busy) exception_context = context;  // what a trap routine may show
   const char* name = "Unknown exception";
   if (const exception_row* const row = find_exception(code)) {
@@ -261,7 +252,7 @@ extern "C" TARN_MACHINERY std::int32_t __system_exception_handler(
     strcpy(second_message, message);
   }
   if (is_access) name_region(page_of_fault(*exception->record));
-  if (code == kInvalidOperation) {
+  if (code == platform::kExceptionInvalidOperation) {
     if (is_script_engine_conversion(context->Rip)) {
       context->Rip += sizeof kConvertToEcx;
       return leave(kTrapResume);

@@ -11,8 +11,22 @@ enum TrapType : std::int32_t { kCatchAll = 12, kFloatAll = 13, kTrapTypes = 16 }
 
 // The exception of each type; 0: none.
 constexpr std::uint32_t kTypeCodes[kTrapTypes] = {
-    0xC0000005, 0xC0000090, 0xC000008D, 0xC000008E, 0xC0000091, 0xC0000093, 0xC000008F, 0xC0000092,
-    0,          0x80000003, 0x80000004, 0xC0000096, 0,          0,          0xC0000094, 0,
+    platform::kExceptionAccessViolation,
+    platform::kExceptionInvalidOperation,
+    platform::kExceptionDenormalOperand,
+    platform::kExceptionFloatDivideByZero,
+    platform::kExceptionFloatOverflow,
+    platform::kExceptionFloatUnderflow,
+    platform::kExceptionInexactResult,
+    platform::kExceptionFloatStackCheck,
+    0,
+    platform::kExceptionBreakpoint,
+    platform::kExceptionSingleStep,
+    platform::kExceptionPrivilegedInstruction,
+    0,
+    0,
+    platform::kExceptionIntegerDivideByZero,
+    0,
 };
 
 TrapRoutine exchange(TrapRoutine* cell, TrapRoutine routine) {
@@ -25,26 +39,26 @@ TrapRoutine exchange(TrapRoutine* cell, TrapRoutine routine) {
 
 // clang-format off
 exception_row exception_table[kExceptionRows + 1] = {
-    {0xC0000005, "Access violation", 0, nullptr},
-    {0x80000002, "Data alignment", 0, nullptr},
-    {0x80000003, "Breakpoint", 0, nullptr},
-    {0x80000004, "Single step", 0, nullptr},
-    {0xC000008C, "Array bounds violation", 0, nullptr},
-    {0xC000008D, "Denormalised operand", kFloat, nullptr},
-    {0xC000008E, "Floating point divide by zero", kFloat, nullptr},
-    {0xC000008F, "Loss of precision", kFloat, nullptr},
-    {0xC0000090, "Invalid floating point operation", kFloat, nullptr},
-    {0xC0000091, "Floating point overflow", kFloat, nullptr},
-    {0xC0000092, "Floating point stack fault", kFloat, nullptr},
-    {0xC0000093, "Floating point underflow", kFloat, &underflow_handler},
-    {0xC0000094, "Integer divide by zero", 0, nullptr},
-    {0xC0000095, "Integer overflow", 0, nullptr},
-    {0xC0000096, "Attempt to execute privileged instruction", 0, nullptr},
-    {0xC0000006, "Exception in page error", 0, nullptr},
-    {0xC000013A, "Control-C exit", 0, nullptr},
-    {0xC000001D, "Attempt to execute illegal instruction", 0, nullptr},
-    {0xC00000FD, "Stack overflow", 0, nullptr},
-    {0xC0000026, "Invalid disposition exception", 0, nullptr},
+    {platform::kExceptionAccessViolation, "Access violation", 0, nullptr},
+    {platform::kExceptionDataAlignment, "Data alignment", 0, nullptr},
+    {platform::kExceptionBreakpoint, "Breakpoint", 0, nullptr},
+    {platform::kExceptionSingleStep, "Single step", 0, nullptr},
+    {platform::kExceptionArrayBounds, "Array bounds violation", 0, nullptr},
+    {platform::kExceptionDenormalOperand, "Denormalised operand", kFloat, nullptr},
+    {platform::kExceptionFloatDivideByZero, "Floating point divide by zero", kFloat, nullptr},
+    {platform::kExceptionInexactResult, "Loss of precision", kFloat, nullptr},
+    {platform::kExceptionInvalidOperation, "Invalid floating point operation", kFloat, nullptr},
+    {platform::kExceptionFloatOverflow, "Floating point overflow", kFloat, nullptr},
+    {platform::kExceptionFloatStackCheck, "Floating point stack fault", kFloat, nullptr},
+    {platform::kExceptionFloatUnderflow, "Floating point underflow", kFloat, &underflow_handler},
+    {platform::kExceptionIntegerDivideByZero, "Integer divide by zero", 0, nullptr},
+    {platform::kExceptionIntegerOverflow, "Integer overflow", 0, nullptr},
+    {platform::kExceptionPrivilegedInstruction, "Attempt to execute privileged instruction", 0, nullptr},
+    {platform::kExceptionInPageError, "Exception in page error", 0, nullptr},
+    {platform::kExceptionControlC, "Control-C exit", 0, nullptr},
+    {platform::kExceptionIllegalInstruction, "Attempt to execute illegal instruction", 0, nullptr},
+    {platform::kExceptionStackOverflow, "Stack overflow", 0, nullptr},
+    {platform::kExceptionInvalidDisposition, "Invalid disposition exception", 0, nullptr},
     {0xE06D7363, "IME Kludge", 0, &ime_kludge_handler},
     {0, nullptr, 0, nullptr},
 };
@@ -71,7 +85,7 @@ TrapRoutine TRAP_EXCEPTION_at(const std::int32_t* type, TrapRoutine routine) {
 
 void RESTORE_DEFAULT_HANDLER_at(const void*) {
   for (exception_row* row = exception_table; row->code; ++row) row->handler = nullptr;
-  find_exception(kUnderflow)->handler = &underflow_handler;
+  find_exception(platform::kExceptionFloatUnderflow)->handler = &underflow_handler;
 }
 
 }  // namespace tarn

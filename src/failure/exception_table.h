@@ -20,14 +20,6 @@ inline constexpr std::int32_t kTrapReport = 1;            // go on to the report
 using TrapRoutine = std::int32_t(TARNAPI*)(platform::AMD_CONTEXT* context,
                                            platform::ExceptionRecord* record, std::int32_t zero);
 
-// Codes that the handler looks at, beside the platform's kExceptionAccessViolation.
-inline constexpr std::uint32_t kDenormalOperand = 0xC000008D;
-inline constexpr std::uint32_t kInvalidOperation = 0xC0000090;
-inline constexpr std::uint32_t kUnderflow = 0xC0000093;
-inline constexpr std::uint32_t kIntegerDivide = 0xC0000094;
-inline constexpr std::uint32_t kIntegerOverflow = 0xC0000095;
-inline constexpr std::uint32_t kStackOverflow = 0xC00000FD;
-
 inline constexpr std::uint64_t kFloatingPointException = 1;  // in exception_row::flags
 
 struct exception_row {

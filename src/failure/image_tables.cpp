@@ -2,6 +2,7 @@
 
 #include "failure/page_reader.h"
 #include "failure/safe_memory.h"
+#include "platform/paths.h"
 #include "platform/pe_format.h"
 #include "platform/platform.h"
 #include "strings/c_string.h"
@@ -76,8 +77,7 @@ bool image_name(std::uint64_t base, char* name) {
       platform::GetModuleFileNameA(reinterpret_cast<platform::Module>(base), path, kModulePathSize);
   if (length == 0) return false;
   path[length < kModulePathSize ? length : kModulePathSize - 1] = '\0';
-  const char* const separator = strrchr(path, '\\');
-  strncpy(name, separator ? separator + 1 : path, kImageNameSize - 1);
+  strncpy(name, platform::base_name(path), kImageNameSize - 1);
   name[kImageNameSize - 1] = '\0';
   return true;
 }

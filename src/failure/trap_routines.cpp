@@ -69,7 +69,7 @@ void give_back(RunningRoutine* place) {
 void leave(RunningRoutine* place) {
   const std::uint32_t code = place->code;
   give_back(place);
-  if (code == kStackOverflow) platform::RestoreStackGuard();
+  if (code == platform::kExceptionStackOverflow) platform::RestoreStackGuard();
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
 #include "services/compression.h"
 
+#include "platform/byte_block.h"
 #include "process/processor.h"
 #include "services/compression_parts.h"
 #include "services/compression_search.h"
-#include "storage/byte_block.h"
 #include "storage/heap.h"
 #include "storage/secondary_stack.h"
 #include "streams/file_stream.h"

@@ -1,6 +1,6 @@
+#include "platform/byte_block.h"
 #include "process/raising.h"
 #include "services/compression_parts.h"
-#include "storage/byte_block.h"
 #include "storage/heap.h"
 
 namespace tarn {

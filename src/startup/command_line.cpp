@@ -1,7 +1,7 @@
 #include "startup/command_line.h"
 
+#include "platform/byte_block.h"
 #include "platform/platform.h"
-#include "storage/byte_block.h"
 #include "storage/heap.h"
 #include "strings/c_string.h"
 

@@ -1,6 +1,7 @@
 // What the start-up scripts of all images tell the library about themselves:
 // common blocks, the size of program storage, and the profile block.
 
+#include "platform/paths.h"
 #include "platform/platform.h"
 #include "startup/start_up.h"
 #include "strings/c_string.h"
@@ -28,8 +29,7 @@ void append_common_spec(BlockRecord* record) {
     platform::GetModuleFileNameA(module, path, kModulePathSize);
     path[kModulePathSize - 1] = '\0';
   }
-  const char* const separator = strrchr(path, '\\');
-  record->module = strdup(separator ? separator + 1 : path);
+  record->module = strdup(platform::base_name(path));
   record->next = common_block_list;
   common_block_list = record;
   ++common_block_count;

@@ -1,8 +1,8 @@
 #include "storage/heap.h"
 
+#include "platform/byte_block.h"
 #include "platform/platform.h"
 #include "process/raising.h"
-#include "storage/byte_block.h"
 
 namespace tarn {
 namespace {

@@ -1,11 +1,11 @@
 #include "storage/secondary_stack.h"
 
 #include "paneview/paneview.h"
+#include "platform/byte_block.h"
 #include "platform/platform.h"
 #include "process/processor.h"
 #include "process/raising.h"
 #include "process/system_facts.h"
-#include "storage/byte_block.h"
 
 namespace tarn {
 namespace {

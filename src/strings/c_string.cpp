@@ -1,6 +1,6 @@
 #include "strings/c_string.h"
 
-#include "storage/byte_block.h"
+#include "platform/byte_block.h"
 #include "storage/heap.h"
 
 namespace tarn {

@@ -3,20 +3,19 @@
 // are other routines under other link names.
 
 #include <cstddef>
-#include <cstdint>
+
+#include "platform/byte_block.h"
 
 extern "C" {
 
 void* memcpy(void* destination, const void* source, std::size_t size) {
-  void* const result = destination;
-  asm volatile("rep movsb" : "+D"(destination), "+S"(source), "+c"(size) : : "memory");
-  return result;
+  tarn::copy_bytes(destination, source, size);
+  return destination;
 }
 
 void* memset(void* destination, int byte, std::size_t size) {
-  void* const result = destination;
-  asm volatile("rep stosb" : "+D"(destination), "+c"(size) : "a"(byte) : "memory");
-  return result;
+  tarn::fill_bytes(destination, static_cast<std::uint8_t>(byte), size);
+  return destination;
 }
 
 void* memmove(void* destination, const void* source, std::size_t size) {

@@ -6,9 +6,28 @@ static_assert(sizeof(ExceptionRecord) == sizeof(EXCEPTION_RECORD));
 static_assert(sizeof(AMD_CONTEXT) == sizeof(CONTEXT));
 static_assert(sizeof(ExceptionPointers) == sizeof(EXCEPTION_POINTERS));
 
+// Some systems report a denormal operand as an underflow. The MXCSR, whose masks
+// stand 7 bits above the flags, tells which of the two it was.
+static LONG CALLBACK correct_code(EXCEPTION_POINTERS* exception) {
+  constexpr std::uint32_t kDenormalFlag = 0x02;
+  constexpr std::uint32_t kUnderflowFlag = 0x10;
+  DWORD& code = exception->ExceptionRecord->ExceptionCode;
+  const std::uint32_t mxcsr = exception->ContextRecord->MxCsr;
+  const std::uint32_t raised = mxcsr & ~(mxcsr >> 7);
+  if (code == kExceptionFloatUnderflow && (raised & kDenormalFlag) != 0 &&
+      (raised & kUnderflowFlag) == 0) {
+    code = kExceptionDenormalOperand;
+  }
+  return kContinueSearch;
+}
+
+// The correction is made directly before the handler is called.
 void* AddVectoredExceptionHandler(std::uint32_t first, VectoredHandler handler) {
-  return ::AddVectoredExceptionHandler(first,
-                                       reinterpret_cast<PVECTORED_EXCEPTION_HANDLER>(handler));
+  if (first == 0) ::AddVectoredExceptionHandler(first, &correct_code);
+  void* const added =
+      ::AddVectoredExceptionHandler(first, reinterpret_cast<PVECTORED_EXCEPTION_HANDLER>(handler));
+  if (first != 0) ::AddVectoredExceptionHandler(first, &correct_code);
+  return added;
 }
 
 // Some systems deliver zeros for pages that are reserved or closed.

@@ -1,6 +1,7 @@
 // The question for a file's name. COMDLG32 is large, and loaded by the first
 // question.
 
+#include "platform/paths.h"
 #include "platform/windows/window_libraries.h"
 #include "platform/windows_ui.h"
 
@@ -9,23 +10,21 @@ namespace {
 
 constexpr char kFilter[] = "Text files (*.txt)\0*.txt\0All files (*.*)\0*.*\0";
 
-bool is_separator(char c) { return c == '\\' || c == '/' || c == ':'; }
-
 // Puts the folder of `path` in `folder` and its name in `name`; what doesn't
 // fit is left out.
 void split_path(const char* path, char* folder, std::uint32_t folder_size, char* name,
                 std::uint32_t name_size) {
-  std::uint32_t length = 0, name_start = 0;
-  for (; path[length] != 0; ++length) {
-    if (is_separator(path[length])) name_start = length + 1;
-  }
+  const char* const base = base_name(path);
+  const auto name_start = static_cast<std::uint32_t>(base - path);
   folder[0] = name[0] = 0;
   if (name_start < folder_size) {
     for (std::uint32_t i = 0; i < name_start; ++i) folder[i] = path[i];
     folder[name_start] = 0;
   }
-  if (length - name_start < name_size) {
-    for (std::uint32_t i = name_start; i <= length; ++i) name[i - name_start] = path[i];
+  std::uint32_t length = 0;
+  while (base[length] != 0) ++length;
+  if (length < name_size) {
+    for (std::uint32_t i = 0; i <= length; ++i) name[i] = base[i];
   }
 }
 

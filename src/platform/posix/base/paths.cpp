@@ -251,11 +251,9 @@ std::size_t from_host_path(const char* host, char* buffer, std::size_t size) {
   if (length >= size || buffer == nullptr) return length;
   buffer[0] = 'Z';
   buffer[1] = ':';
-  for (std::size_t i = 2; i <= length; ++i) {
-    const char c = host[i - 2];
-    buffer[i] = c;
-    if (c == '/') buffer[i] = '\\';
-  }
+  char* to = buffer + 2;
+  for (const char* from = host; *from != '\0'; ++from) *to++ = *from == '/' ? '\\' : *from;
+  *to = '\0';
   return length;
 }
 
