@@ -2,6 +2,7 @@
 
 #include "console/console_state.h"
 #include "console/report_lines.h"
+#include "platform/byte_block.h"
 #include "platform/progress_window.h"
 #include "process/raising.h"
 #include "storage/heap.h"
@@ -68,10 +69,6 @@ struct ProgressTitle {
   char* title_tail;  // where a percentage goes; null until the title is read
 };
 
-void copy(char* to, const char* from, std::uint32_t size) {
-  for (std::uint32_t i = 0; i < size; ++i) to[i] = from[i];
-}
-
 bool read_title(ProgressTitle* title) {
   char* const text = title->console_title;
   text[0] = '\0';
@@ -84,7 +81,7 @@ bool read_title(ProgressTitle* title) {
   std::uint64_t length = strlen(text);
   if (length > kTitleSize - kPercentSize) length = kTitleSize - kPercentSize;
   title->title_tail = text + length;
-  copy(title->covered, title->title_tail, kPercentSize);
+  copy_bytes(title->covered, title->title_tail, kPercentSize);
   return true;
 }
 
@@ -99,7 +96,7 @@ void show_in_title(ProgressTitle* title, std::int32_t percent) {
 }
 
 void restore_title(ProgressTitle* title) {
-  copy(title->title_tail, title->covered, kPercentSize);
+  copy_bytes(title->title_tail, title->covered, kPercentSize);
   platform::SetConsoleTitleA(title->console_title);
 }
 
@@ -167,8 +164,8 @@ TARNAPI void fill_picture(platform::ProgressPicture* picture) {
   }
   const std::int32_t room = static_cast<std::int32_t>(sizeof picture->text) - 1 - report_length;
   const std::int32_t kept = dialog_text_length < room ? dialog_text_length : room;
-  copy(picture->text, dialog_text, static_cast<std::uint32_t>(kept));
-  copy(picture->text + kept, report, static_cast<std::uint32_t>(report_length));
+  copy_bytes(picture->text, dialog_text, static_cast<std::uint32_t>(kept));
+  copy_bytes(picture->text + kept, report, static_cast<std::uint32_t>(report_length));
   picture->text[kept + report_length] = '\0';
 
   picture->percent = percentage(static_cast<float>(look(dialog_current)), dialog_total, 0.0);

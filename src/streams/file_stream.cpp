@@ -1,9 +1,9 @@
 #include "streams/file_stream.h"
 
+#include "platform/byte_block.h"
 #include "platform/output.h"
 #include "process/raising.h"
 #include "storage/heap.h"
-#include "streams/conversion/digits.h"
 #include "strings/c_string.h"
 
 namespace tarn {
@@ -221,7 +221,7 @@ std::uint64_t fread(void* buffer, std::uint64_t size, std::uint64_t count, FILE*
         if (block[i] != kCarriageReturn) *next++ = block[i];
       }
     } else {
-      next = digits::copy_bytes(next, block, delivered);
+      next = append_bytes(next, block, delivered);
     }
     if (delivered < wanted) {
       set(stream, kFileEndOfFile);
@@ -242,7 +242,7 @@ std::uint64_t fwrite(const void* buffer, std::uint64_t size, std::uint64_t count
   if (stream->flags & kFileBinary) {
     while (next < end) {
       const std::uint32_t part = block_of(end - next, kTransferSize);
-      digits::copy_bytes(block, next, part);
+      append_bytes(block, next, part);
       next += part;
       good &= write_block(stream, block, part);
     }

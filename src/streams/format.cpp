@@ -1,5 +1,6 @@
 #include "streams/format.h"
 
+#include "platform/byte_block.h"
 #include "process/raising.h"
 #include "streams/conversion/digits.h"
 #include "streams/conversion/float_layout.h"
@@ -51,8 +52,7 @@ TARNAPI __attribute__((noinline)) void put_through(Output& out, const char* text
                                                    std::uint64_t size) {
   for (;;) {
     const std::uint64_t part = size < room(out) ? size : room(out);
-    out.next =
-        text ? digits::copy_bytes(out.next, text, part) : digits::fill_bytes(out.next, byte, part);
+    out.next = text ? append_bytes(out.next, text, part) : append_fill(out.next, byte, part);
     size -= part;
     if (size == 0) return;
     if (text) text += part;
@@ -64,7 +64,7 @@ TARNAPI __attribute__((noinline)) void put_through(Output& out, const char* text
 
 inline void put_bytes(Output& out, const char* text, std::uint64_t size) {
   if (size <= room(out)) {
-    out.next = digits::copy_bytes(out.next, text, size);
+    out.next = append_bytes(out.next, text, size);
   } else {
     put_through(out, text, 0, size);
   }
@@ -74,7 +74,7 @@ inline void put_fill(Output& out, char byte, std::int64_t count) {
   if (count <= 0) return;
   const auto size = static_cast<std::uint64_t>(count);
   if (size <= room(out)) {
-    out.next = digits::fill_bytes(out.next, byte, size);
+    out.next = append_fill(out.next, byte, size);
   } else {
     put_through(out, nullptr, byte, size);
   }

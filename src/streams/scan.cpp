@@ -1,7 +1,7 @@
 #include "streams/scan.h"
 
+#include "platform/byte_block.h"
 #include "process/raising.h"
-#include "streams/conversion/digits.h"
 #include "streams/conversion/number_parse.h"
 #include "streams/format.h"
 #include "strings/character_class.h"
@@ -347,8 +347,7 @@ TARNAPI Outcome scan_text(char* buffer, const Directive& directive, const Charac
       read_word(directive.suppress, buffer, set, stop_in_set, directive.width);
   if (size == 0 && !may_be_empty) return Outcome::kNoMatch;
   if (!directive.suppress) {
-    digits::copy_bytes(reinterpret_cast<char*>(*slots++), buffer,
-                       static_cast<std::uint64_t>(size) + 1);
+    append_bytes(reinterpret_cast<char*>(*slots++), buffer, static_cast<std::uint64_t>(size) + 1);
   }
   return Outcome::kStored;
 }

@@ -1,6 +1,7 @@
 // Dialog windows: the system's own dialog class without a template's controls,
 // filled by create calls, so that the keyboard works as in every dialog.
 
+#include "platform/byte_block.h"
 #include "platform/windows/window_libraries.h"
 #include "platform/windows_ui.h"
 
@@ -474,7 +475,7 @@ TARNAPI Bool copy_text(DialogWindow* dialog, const char* text, std::uint64_t len
   auto* copy = block == nullptr ? nullptr : static_cast<char*>(::GlobalLock(block));
   bool taken = false;
   if (copy != nullptr) {
-    for (std::uint64_t i = 0; i < length; ++i) copy[i] = text[i];
+    copy_bytes(copy, text, length);
     copy[length] = 0;
     ::GlobalUnlock(block);
     if (ui->OpenClipboard(dialog->window)) {

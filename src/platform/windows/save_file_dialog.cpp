@@ -1,6 +1,7 @@
 // The question for a file's name. COMDLG32 is large, and loaded by the first
 // question.
 
+#include "platform/byte_block.h"
 #include "platform/paths.h"
 #include "platform/windows/window_libraries.h"
 #include "platform/windows_ui.h"
@@ -18,14 +19,12 @@ void split_path(const char* path, char* folder, std::uint32_t folder_size, char*
   const auto name_start = static_cast<std::uint32_t>(base - path);
   folder[0] = name[0] = 0;
   if (name_start < folder_size) {
-    for (std::uint32_t i = 0; i < name_start; ++i) folder[i] = path[i];
+    copy_bytes(folder, path, name_start);
     folder[name_start] = 0;
   }
   std::uint32_t length = 0;
   while (base[length] != 0) ++length;
-  if (length < name_size) {
-    for (std::uint32_t i = 0; i <= length; ++i) name[i] = base[i];
-  }
+  if (length < name_size) copy_bytes(name, base, length + 1);
 }
 
 }  // namespace

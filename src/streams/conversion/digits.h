@@ -1,5 +1,4 @@
-// Digits of unsigned integers, and the byte moves that this module and the
-// streams share: small enough to be inline at every use.
+// Digits of unsigned integers, small enough to be inline at every use.
 //
 // The writers go backwards from `end`, so the caller counts the digits first
 // and lets them fall into their final place. They write exactly that many
@@ -104,30 +103,6 @@ inline char* write_binary(char* end, std::uint64_t value, int bits, const char* 
     value >>= bits;
   } while (value != 0);
   return end;
-}
-
-// The blocks may not overlap. Result: the byte after the copy.
-inline char* copy_bytes(char* to, const char* from, std::uint64_t size) {
-  for (; size >= 16; size -= 16, to += 16, from += 16) __builtin_memcpy(to, from, 16);
-  if (size & 8) {
-    __builtin_memcpy(to, from, 8);
-    to += 8;
-    from += 8;
-  }
-  if (size & 4) {
-    __builtin_memcpy(to, from, 4);
-    to += 4;
-    from += 4;
-  }
-  for (size &= 3; size > 0; --size) *to++ = *from++;
-  return to;
-}
-
-inline char* fill_bytes(char* to, char byte, std::uint64_t size) {
-  const std::uint64_t eight = static_cast<std::uint8_t>(byte) * 0x0101010101010101u;
-  for (; size >= 8; size -= 8, to += 8) __builtin_memcpy(to, &eight, 8);
-  for (; size > 0; --size) *to++ = byte;
-  return to;
 }
 
 }  // namespace tarn::digits

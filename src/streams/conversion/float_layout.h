@@ -4,7 +4,7 @@
 //   [-] lead digits [.] gap zeros, tail digits, zeros [exponent]
 #pragma once
 
-#include "streams/conversion/digits.h"
+#include "platform/byte_block.h"
 
 namespace tarn {
 
@@ -58,7 +58,7 @@ inline std::int64_t layout_size(const FloatLayout& layout) {
 
 // Exactly `size` bytes; 16 can be read at `from`.
 inline char* copy_digits(char* to, const char* from, std::int32_t size) {
-  if (size > 16) return digits::copy_bytes(to, from, static_cast<std::uint64_t>(size));
+  if (size > 16) return append_bytes(to, from, static_cast<std::uint64_t>(size));
   // Two moves that overlap in the middle.
   if (size >= 8) {
     __builtin_memcpy(to, from, 8);
@@ -79,17 +79,17 @@ TARNAPI inline char* write_head(char* to, const FloatLayout& layout) {
     to = copy_digits(to, from, layout.lead);
   } else {
     to = copy_digits(to, from, layout.kept);
-    to = digits::fill_bytes(to, '0', static_cast<std::uint64_t>(layout.lead - layout.kept));
+    to = append_fill(to, '0', static_cast<std::uint64_t>(layout.lead - layout.kept));
   }
   if (layout.point) *to++ = '.';
-  if (layout.gap > 0) to = digits::fill_bytes(to, '0', static_cast<std::uint64_t>(layout.gap));
+  if (layout.gap > 0) to = append_fill(to, '0', static_cast<std::uint64_t>(layout.gap));
   return copy_digits(to, from + layout.lead, layout.tail);
 }
 
 // Writes all but the sign. Result: the byte behind it.
 TARNAPI inline char* write_layout(char* to, const FloatLayout& layout) {
   to = write_head(to, layout);
-  if (layout.zeros > 0) to = digits::fill_bytes(to, '0', static_cast<std::uint64_t>(layout.zeros));
+  if (layout.zeros > 0) to = append_fill(to, '0', static_cast<std::uint64_t>(layout.zeros));
   for (std::int32_t i = 0; i < layout.exponent_size; ++i) *to++ = layout.exponent[i];
   return to;
 }

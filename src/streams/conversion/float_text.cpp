@@ -2,6 +2,7 @@
 
 #include "numerics/elementary.h"
 #include "process/raising.h"
+#include "streams/conversion/digits.h"
 #include "streams/conversion/float_layout.h"
 
 namespace tarn {

@@ -1,6 +1,7 @@
 #include "streams/conversion/number_text.h"
 
 #include "numerics/elementary.h"
+#include "platform/byte_block.h"
 #include "process/process_state.h"
 #include "streams/conversion/digits.h"
 
@@ -33,7 +34,7 @@ char* write_unsigned(std::uint64_t value, char* buffer, std::int32_t radix) {
     *--first = digits::kUpper[value % base];
     value /= base;
   } while (value != 0);
-  *digits::copy_bytes(buffer, first, static_cast<std::uint64_t>(end - first)) = '\0';
+  *append_bytes(buffer, first, static_cast<std::uint64_t>(end - first)) = '\0';
   return buffer;
 }
 

@@ -36,7 +36,10 @@ void* GlobalAlloc(std::uint32_t flags, std::uint64_t size) {
 }
 
 void* GlobalFree(void* block) {
-  if (block != nullptr && !is_block(block)) return fail(kErrorInvalidHandle), block;
+  if (block != nullptr && !is_block(block)) {
+    fail(kErrorInvalidHandle);
+    return block;
+  }
   free(block);
   return nullptr;
 }

@@ -170,26 +170,40 @@ bool usable_name(const char* name) {
 
 void* OpenRunSharedMemory(const char* name, std::uint64_t size) {
   if (!usable_name(name) || size == 0 || size > kRunMemoryLimit) {
-    return fail(kErrorInvalidParameter), nullptr;
+    fail(kErrorInvalidParameter);
+    return nullptr;
   }
   size = (size + kPageSize - 1) & ~(kPageSize - 1);
   survive_refused_writes();
-  if (!enter_run()) return fail(kErrorNotEnoughMemory), nullptr;
-  if (!set_lock(F_WRLCK)) return fail(kErrorAccessDenied), nullptr;
+  if (!enter_run()) {
+    fail(kErrorNotEnoughMemory);
+    return nullptr;
+  }
+  if (!set_lock(F_WRLCK)) {
+    fail(kErrorAccessDenied);
+    return nullptr;
+  }
   const int index = find_entry(name, size);
   set_lock(F_UNLCK);
-  if (index < 0) return fail(kErrorNotEnoughMemory), nullptr;
+  if (index < 0) {
+    fail(kErrorNotEnoughMemory);
+    return nullptr;
+  }
 
   void*& address = mapped[index];
   if (address == nullptr) {
     const Entry& entry = directory->entries[index];
     const std::uint64_t reserved = entry.size + kGuardSize;
     void* const view = mmap(nullptr, reserved, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (view == MAP_FAILED) return fail(kErrorNotEnoughMemory), nullptr;
+    if (view == MAP_FAILED) {
+      fail(kErrorNotEnoughMemory);
+      return nullptr;
+    }
     if (mmap(view, entry.size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, run_file,
              static_cast<off_t>(entry.offset)) == MAP_FAILED) {
       munmap(view, reserved);
-      return fail(kErrorNotEnoughMemory), nullptr;
+      fail(kErrorNotEnoughMemory);
+      return nullptr;
     }
     address = view;
   }

@@ -324,9 +324,13 @@ Bool GetExitCodeProcess(Handle handle, std::uint32_t* code) {
 
 Handle OpenProcess(std::uint32_t, Bool, std::uint32_t id) {
   const auto host_id = static_cast<pid_t>(id);
-  if (host_id <= 0) return fail(kErrorInvalidParameter), nullptr;
+  if (host_id <= 0) {
+    fail(kErrorInvalidParameter);
+    return nullptr;
+  }
   if (kill(host_id, 0) != 0) {
-    return fail(errno == ESRCH ? kErrorInvalidParameter : kErrorAccessDenied), nullptr;
+    fail(errno == ESRCH ? kErrorInvalidParameter : kErrorAccessDenied);
+    return nullptr;
   }
   const ProcessesLock lock;
   Process* const process = new_process();
@@ -365,7 +369,10 @@ Bool close_process(Handle handle) {
 
 std::uint32_t WaitForMultipleObjects(std::uint32_t count, const Handle* handles, Bool all,
                                      std::uint32_t milliseconds) {
-  if (count == 0 || count > kMostWaits || all) return fail(kErrorInvalidParameter), kWaitFailed;
+  if (count == 0 || count > kMostWaits || all) {
+    fail(kErrorInvalidParameter);
+    return kWaitFailed;
+  }
   const timespec end = deadline_after(milliseconds);
   Process* processes[kMostWaits];
   pollfd wanted[kMostWaits];

@@ -157,7 +157,10 @@ Bool give_next(Handle handle, ProcessEntry* entry, bool from_start) {
 // Of the processes alone, whatever the flags ask for.
 Handle CreateToolhelp32Snapshot(std::uint32_t, std::uint32_t) {
   auto* const snapshot = static_cast<Snapshot*>(calloc(1, sizeof(Snapshot)));
-  if (!snapshot) return fail(kErrorNotEnoughMemory), invalid_handle();
+  if (!snapshot) {
+    fail(kErrorNotEnoughMemory);
+    return invalid_handle();
+  }
   snapshot->arguments = static_cast<char*>(malloc(kArgumentsSize));
   if (stat("/proc/self/exe", &snapshot->runner) != 0) snapshot->runner = {};
   if (!snapshot->arguments) fail(kErrorNotEnoughMemory);
