@@ -20,8 +20,6 @@ constexpr double kLargestStepped = 10.0;
 // Below it the published Bessel functions take the logarithm of x / 2, which may
 // have been flushed to zero. There the first term of the series is the value.
 constexpr double kSmallestHalved = 0x1p-1021;
-// The published limit of Y1.
-constexpr double kSmallestY1 = 3.6e-308;
 constexpr double kTwoByPi = 0.63661977236758134308;
 constexpr double kGammaLessLog2 = -0.11593151565841244881;  // Euler's constant less log 2
 constexpr std::int32_t kOneOrder = 1;
@@ -88,7 +86,7 @@ double DBESSEL_Y0_at(const double* x) {
   return number_through(DBESY0, x);
 }
 double DBESSEL_Y1_at(const double* x) {
-  if (is_tiny(*x) && *x >= kSmallestY1) return -kTwoByPi / *x;
+  if (is_tiny(*x)) bad_argument();  // as J1, from which the published routine makes it
   return number_through(DBESY1, x);
 }
 

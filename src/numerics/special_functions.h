@@ -38,9 +38,9 @@ TARNAPI double DLOG_GAMMA_at(const double* x);
 
 // Bessel functions of the first kind take any sign of x, of the second kind
 // x > 0. From about 4.5e15 on there is no precision left: 357. So do the small
-// numbers that the published routines refuse: J1 a non-zero |x| below 4.5e-308,
-// Y1 below 3.6e-308, Yn below 2.3e-305. The others return their value down to the
-// smallest normal number; subnormals count as zero.
+// numbers that the published routines, or those that they call, report: J1 and
+// Y1 a non-zero |x| up to 4.4501478e-308, Yn x below 2.2250739e-305. The others
+// return their value down to the smallest normal number; subnormals count as zero.
 TARNAPI double DBESSEL_J0_at(const double* x);
 TARNAPI double DBESSEL_J1_at(const double* x);
 TARNAPI double DBESSEL_Y0_at(const double* x);
