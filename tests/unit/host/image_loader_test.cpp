@@ -124,7 +124,15 @@ TEST(ImageLoader, MapsBindsAndProtectsAFinishedImage) {
   for (const std::uint32_t fixed : {0u, FinishedImage::kText, FinishedImage::kImports}) {
     EXPECT_FALSE(can_write(fixed)) << fixed;
   }
+  // Noted, then asked for where the image is gone.
+  std::uint32_t old = 0;
+  std::uint8_t* const code = image.base + FinishedImage::kText;
+  ASSERT_TRUE(platform::VirtualProtect(code, 1, platform::kPageReadWrite, &old));
+  EXPECT_EQ(old, platform::kPageExecuteRead);
+  ASSERT_TRUE(platform::VirtualProtect(code, 1, platform::kPageExecuteRead, &old));
+  EXPECT_EQ(old, platform::kPageReadWrite);
   platform::unmap_image(&image);
+  EXPECT_FALSE(platform::VirtualProtect(code, 1, platform::kPageReadWrite, &old));
 }
 
 TEST(ImageLoader, SaysWhatIsWrong) {

@@ -68,20 +68,6 @@ std::uint64_t core_of(unsigned processor) {
   return mask;
 }
 
-// "MemAvailable" of the kernel, which counts what caches give back; 0 if it
-// is not told.
-std::uint64_t available_memory() {
-  FILE* const facts = fopen("/proc/meminfo", "re");
-  if (facts == nullptr) return 0;
-  char line[128];
-  unsigned long long kilobytes = 0;
-  while (fgets(line, sizeof line, facts) != nullptr) {
-    if (sscanf(line, "MemAvailable: %llu kB", &kilobytes) == 1) break;
-  }
-  fclose(facts);
-  return std::uint64_t{kilobytes} * 1024;
-}
-
 }  // namespace
 
 Bool GetVersionExA(VersionInfo* info) {
@@ -102,9 +88,8 @@ Bool GlobalMemoryStatusEx(MemoryStatus* status) {
   const std::uint64_t unit = facts.mem_unit;
   const std::uint64_t swap = facts.totalswap * unit;
   const std::uint64_t free_swap = facts.freeswap * unit;
-  const std::uint64_t available = available_memory();
   status->total_physical = facts.totalram * unit;
-  status->available_physical = available != 0 ? available : facts.freeram * unit;
+  status->available_physical = facts.freeram * unit;  // without what caches would give back
   status->total_page_file = status->total_physical + swap;
   status->available_page_file = status->available_physical + free_swap;
   status->total_virtual = kHighestAddress - kLowestAddress + 1;

@@ -22,22 +22,8 @@ std::int32_t call_entry(const Image& image, std::uint32_t reason) {
   return reinterpret_cast<DllEntry>(image.base + image.entry)(image.base, reason, nullptr);
 }
 
-// A stack between guards that fault; its upper end, or null.
-void* make_stack(std::uint64_t wanted) {
-  const std::uint64_t least = wanted > kSmallestStack ? wanted : kSmallestStack;
-  const std::uint64_t size = ((least + kStackGuard - 1) & ~(kStackGuard - 1)) + 2 * kStackGuard;
-  void* const all =
-      mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-  if (all == MAP_FAILED) return nullptr;
-  auto* const stack = static_cast<char*>(all) + kStackGuard;
-  const std::uint64_t usable = size - 2 * kStackGuard;
-  if (mprotect(stack, usable, PROT_READ | PROT_WRITE) != 0) {
-    munmap(all, size);
-    return nullptr;
-  }
-  set_stack_low(stack);
-  return stack + usable;
-}
+// The upper end of the program's stack, which lies between guards that fault.
+void* stack_end;
 
 }  // namespace
 
@@ -57,18 +43,29 @@ void stop_module(const ModuleRecord& record) { call_entry(record.image, kProcess
 
 void set_program_order(const StartOrder& order) { program_order = order; }
 
-void run_program(LoadError* error) {
-  const Image& image = modules[kMainImage].image;
-  void* const stack_end = make_stack(image.stack_reserve);
-  if (!stack_end) {
-    refuse(error, "there is not enough memory for its stack of %llu bytes",
-           static_cast<unsigned long long>(image.stack_reserve));
-    return;
+bool make_stack(std::uint64_t wanted, LoadError* error) {
+  const std::uint64_t least = wanted > kSmallestStack ? wanted : kSmallestStack;
+  const std::uint64_t usable = (least + kStackGuard - 1) & ~(kStackGuard - 1);
+  const std::uint64_t size = usable + 2 * kStackGuard;
+  void* const all =
+      mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  auto* const stack = static_cast<char*>(all) + kStackGuard;
+  if (all == MAP_FAILED || mprotect(stack, usable, PROT_READ | PROT_WRITE) != 0) {
+    if (all != MAP_FAILED) munmap(all, size);
+    return refuse(error, "there is not enough memory for its stack of %llu bytes",
+                  static_cast<unsigned long long>(wanted));
   }
+  set_stack_low(stack);
+  stack_end = stack + usable;
+  return true;
+}
+
+void run_program(LoadError* error) {
   {
     const ModuleLock lock;
     if (!start_modules(program_order, error)) return;
   }
+  const Image& image = modules[kMainImage].image;
   tarn_enter_program(stack_end, image.base + image.entry);
 }
 

@@ -19,6 +19,9 @@ bool start_modules(const StartOrder& order, LoadError* error);
 // Tells a started DLL that it goes.
 void stop_module(const ModuleRecord& record);
 
+// The stack that run_program enters the program on.
+bool make_stack(std::uint64_t wanted, LoadError* error);
+
 // What run_program starts.
 void set_program_order(const StartOrder& order);
 

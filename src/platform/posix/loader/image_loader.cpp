@@ -9,6 +9,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/posix/memory/memory.h"
+
 namespace tarn::platform {
 namespace {
 
@@ -277,6 +279,21 @@ std::uint8_t* reserve_pages(std::uint64_t preferred, std::uint64_t size) {
   return start + before;
 }
 
+// Takes the pages that the file's bytes go to, which is faster than one by one.
+// Where the system cannot, it does so when they are touched.
+void take_filled_pages(const Image& image) {
+  std::uint64_t begin = 0, end = whole_pages(image.headers_size);
+  for (std::uint32_t i = 0; i <= image.section_count; ++i) {
+    const bool last = i == image.section_count;
+    if (last || image.sections[i].start != end) {
+      if (begin < end) madvise(image.base + begin, end - begin, MADV_POPULATE_WRITE);
+      if (last) return;
+      begin = image.sections[i].start;
+    }
+    end = image.sections[i].start + whole_pages(image.sections[i].raw_size);
+  }
+}
+
 }  // namespace
 
 bool refuse(LoadError* error, const char* format, ...) {
@@ -321,7 +338,8 @@ bool read_image_file(const char* host_path, FileBytes* file, LoadError* error) {
   const auto size = static_cast<std::uint64_t>(facts.st_size);
   void* memory = MAP_FAILED;
   if (good) {
-    memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE,
+                  -1, 0);
     if (memory == MAP_FAILED) good = refuse(error, "there is not enough memory to read it");
   }
   for (std::uint64_t done = 0; good && done < size;) {
@@ -384,6 +402,8 @@ bool check_image(const FileBytes& file, Image* image, LoadError* error) {
 bool map_image(const FileBytes& file, Image* image, LoadError* error) {
   image->base = reserve_pages(image->preferred_base, whole_pages(image->size));
   if (!image->base) return refuse(error, "there is not enough memory to load it");
+  note_image(image->base, image->size);
+  take_filled_pages(*image);
   memcpy(image->base, file.bytes, image->headers_size);
   for (std::uint32_t i = 0; i < image->section_count; ++i) {
     const ImageSection& section = image->sections[i];
@@ -393,7 +413,10 @@ bool map_image(const FileBytes& file, Image* image, LoadError* error) {
 }
 
 void unmap_image(Image* image) {
-  if (image->base) munmap(image->base, whole_pages(image->size));
+  if (image->base) {
+    forget_image(image->base);
+    munmap(image->base, whole_pages(image->size));
+  }
   image->base = nullptr;
 }
 
@@ -419,7 +442,7 @@ bool protect_image(const Image& image, LoadError* error) {
     const int next = last ? kNoProtection : protection_of(image.sections[i].characteristics);
     if (next == protection) continue;
     const std::uint32_t end = last ? image.sections[i - 1].end : image.sections[i].start;
-    if (mprotect(image.base + start, end - start, protection) != 0) {
+    if (!protect_image_pages(image.base + start, end - start, protection)) {
       return refuse(error, "cannot be protected in memory: %s", strerror(errno));
     }
     start = end;

@@ -140,7 +140,8 @@ bool load_program(const char* host_path, LoadError* error) {
   ModuleRecord* const record = &modules[kMainImage];
   if (record->state != ModuleState::kNative) return refuse(error, "another program is loaded");
   Load load{++last_load, {}};
-  if (load_file(host_path, kMainImage, &load, error) == kNoModule) {
+  if (load_file(host_path, kMainImage, &load, error) == kNoModule ||
+      !make_stack(record->image.stack_reserve, error)) {
     drop_load(load);
     record->state = ModuleState::kFree;
     name_main_image();

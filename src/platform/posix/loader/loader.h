@@ -47,13 +47,12 @@ void offer_native_libraries(const NativeLibrary* libraries, int count);
 // null. Takes no lock.
 const char* native_routine_name(const void* address);
 
-// Loads a program and every DLL that it needs. Nothing of them has run, and
-// none stays if one is refused.
+// Loads a program and every DLL that it needs, and makes a stack of the size that
+// it asks for. Nothing of them has run, and none stays if one is refused.
 bool load_program(const char* host_path, LoadError* error);
 
-// Calls the entries of the program's DLLs, then its own, on a stack of the
-// size that the image asks for. Comes back only if there is no such stack or
-// a DLL fails to start.
+// Calls the entries of the program's DLLs, then its own on its stack. Comes back
+// only if a DLL fails to start.
 void run_program(LoadError* error);
 
 // A program is loaded, so that this executable can run others.

@@ -8,9 +8,13 @@
 #include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/mman.h>
 
+#include <algorithm>
+
 #include "platform/posix/base/base.h"
+#include "platform/posix/memory/memory.h"
 
 namespace tarn::platform {
 namespace {
@@ -86,7 +90,7 @@ std::uint32_t windows_protection(int host) {
 }
 
 // What the host tells of the mapping at `address`; kPageNoAccess if there is none.
-std::uint32_t protection_at(std::uint64_t address) {
+std::uint32_t told_protection(std::uint64_t address) {
   FILE* const maps = fopen("/proc/self/maps", "re");
   if (maps == nullptr) return kPageNoAccess;
   char* line = nullptr;
@@ -106,6 +110,41 @@ std::uint32_t protection_at(std::uint64_t address) {
   free(line);
   fclose(maps);
   return protection;
+}
+
+// The rights of an image's pages, a byte each. The start of a program changes
+// them several times, and the host would be asked for longer than all else takes.
+struct ImageRights {
+  ImageRights* next;
+  PageRange range;
+
+  std::uint8_t* of(std::uint64_t address) {
+    return reinterpret_cast<std::uint8_t*>(this + 1) + (address - range.begin) / kPage;
+  }
+};
+
+constexpr std::uint8_t kUnknownRights = 0xFF;
+
+ImageRights* image_rights;
+
+std::uint32_t protection_at(std::uint64_t address) {
+  for (ImageRights* image = image_rights; image != nullptr; image = image->next) {
+    if (address < image->range.begin || address >= image->range.end) continue;
+    if (*image->of(address) != kUnknownRights) return windows_protection(*image->of(address));
+  }
+  return told_protection(address);
+}
+
+// mprotect, noted for images. With the lock held.
+bool set_rights(const PageRange& range, int host) {
+  const bool done = mprotect(address_of(range.begin), range.end - range.begin, host) == 0;
+  const auto noted = done ? static_cast<std::uint8_t>(host) : kUnknownRights;
+  for (ImageRights* image = image_rights; image != nullptr; image = image->next) {
+    const std::uint64_t begin = std::max(range.begin, image->range.begin);
+    const std::uint64_t end = std::min(range.end, image->range.end);
+    if (begin < end) memset(image->of(begin), noted, (end - begin) / kPage);
+  }
+  return done;
 }
 
 // ---- Reservations -----------------------------------------------------------
@@ -216,7 +255,7 @@ void release(Reservation* r) {
 }
 
 bool commit(Reservation* r, const PageRange& range, int protection) {
-  if (mprotect(address_of(range.begin), range.end - range.begin, protection) != 0) {
+  if (!set_rights(range, protection)) {
     SetLastError(kErrorNotEnoughMemory);
     return false;
   }
@@ -287,6 +326,36 @@ Bool VirtualFree(void* address, std::uint64_t size, std::uint32_t type) {
   return 1;
 }
 
+void note_image(const void* base, std::uint64_t size) {
+  PageRange range;
+  if (!pages_of(base, size, &range)) return;
+  const std::uint64_t pages = (range.end - range.begin) / kPage;
+  auto* const image = static_cast<ImageRights*>(malloc(sizeof(ImageRights) + pages));
+  if (image == nullptr) return;
+  const ReservationsLock lock;
+  *image = {image_rights, range};
+  memset(image->of(range.begin), kUnknownRights, pages);
+  image_rights = image;
+}
+
+void forget_image(const void* base) {
+  const ReservationsLock lock;
+  for (ImageRights** link = &image_rights; *link != nullptr; link = &(*link)->next) {
+    ImageRights* const image = *link;
+    if (address_of(image->range.begin) != base) continue;
+    *link = image->next;
+    free(image);
+    return;
+  }
+}
+
+bool protect_image_pages(const void* address, std::uint64_t size, int host) {
+  PageRange range;
+  if (!pages_of(address, size, &range)) return false;
+  const ReservationsLock lock;
+  return set_rights(range, host);
+}
+
 Bool VirtualProtect(void* address, std::uint64_t size, std::uint32_t protection,
                     std::uint32_t* old_protection) {
   const int host = host_protection(protection);
@@ -301,7 +370,7 @@ Bool VirtualProtect(void* address, std::uint64_t size, std::uint32_t protection,
     return fail(kErrorInvalidAddress);
   }
   const std::uint32_t old = protection_at(range.begin);
-  if (mprotect(address_of(range.begin), range.end - range.begin, host) != 0) {
+  if (!set_rights(range, host)) {
     return fail(errno == ENOMEM ? kErrorInvalidAddress : windows_code(errno));
   }
   *old_protection = old;
