@@ -17,6 +17,9 @@ host=build/host programs=build/windows/programs
 if [ -d "$programs" ]; then
   "$host/bench/start_time" "tarnrun, empty program" 3.0 200 \
     "$host/tools/tarnrun/tarnrun" "$programs/empty_program.exe" -- "$host/bench/empty_native" || status=1
+  "$host/bench/start_time" "memcpy, memset of 8 to 32 bytes" 1.2 9 \
+    "$host/tools/tarnrun/tarnrun" "$programs/small_blocks.exe" 30000000 -- \
+    "$host/bench/small_blocks_native" 30000000 || status=1
   # The text of a report of ten frames, by the difference of 1 and 201 of them.
   nanoseconds() {
     local start

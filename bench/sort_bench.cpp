@@ -1,4 +1,6 @@
-// qsort against glibc's, with comparators that differ in their convention only.
+// qsort against glibc's, with comparators that differ in their convention only; of
+// equal elements, whose comparisons are promised to the last one, against these
+// comparisons alone.
 
 #include <algorithm>
 #include <cstdint>
@@ -66,11 +68,40 @@ void sort_elements(benchmark::State& state) {
   }
 }
 
+constexpr std::size_t kEqual = 2'000;
+constexpr std::size_t kLeastPartition = 7;  // fewer elements are sorted by insertion
+
+void sort_equal(benchmark::State& state) {
+  std::vector<double> elements(kEqual, 1.0);
+  for (auto _ : state) {
+    tarn::qsort(elements.data(), kEqual, sizeof(double), compare_ours<double>);
+    benchmark::ClobberMemory();
+  }
+}
+
+// The pivot is the greatest: each partition passes over all others.
+void compare_equal(benchmark::State& state) {
+  const std::vector<double> elements(kEqual, 1.0);
+  const auto compare = bench::opaque(&compare_ours<double>);
+  for (auto _ : state) {
+    const double* const pivot = elements.data();
+    for (std::size_t left = kEqual; left > 1; --left) {
+      const double* const last = pivot + left - 1;
+      for (const double* each = pivot + 1; each <= last; ++each) {
+        if (compare(each, pivot) > 0) break;
+      }
+      if (left < kLeastPartition) break;
+      benchmark::DoNotOptimize(compare(last, pivot));
+    }
+  }
+}
+
 constexpr bench::Row kRows[] = {
     {"qsort, 1,000,000 doubles", "qsort, glibc", sort_elements<double, true>,
      sort_elements<double, false>, 1.0},
     {"qsort, 1,000,000 64-byte records", "qsort, glibc", sort_elements<Record, true>,
      sort_elements<Record, false>, 1.0},
+    {"qsort, 2,000 equal doubles", "its comparisons alone", sort_equal, compare_equal, 1.2},
 };
 
 }  // namespace
