@@ -36,6 +36,7 @@ INCLUDE = ROOT / "include"
 DOCS = ROOT / "docs"
 CATALOGUE = "src/failure/catalogue.cpp"
 FAULTS = "src/failure/exception_table.cpp"
+FAULT_CODES = "src/platform/exception_codes.h"
 
 # Page, title, what it is for, and its headers: whole, or the sections named behind colons.
 PAGES = [
@@ -530,7 +531,9 @@ def error_faults(rows):
 
 
 def write_errors(rows, places):
-    faults = re.findall(r'\{0x(\w+), "([^"]*)", \w+, [&\w]+\},', (ROOT / FAULTS).read_text())
+    codes = dict(re.findall(r"(k\w+) = 0x(\w+);", (ROOT / FAULT_CODES).read_text()))
+    faults = [(codes.get(code, code.removeprefix("0x")), text) for code, text in re.findall(
+        r'\{(?:platform::)?(\w+), "([^"]*)", \w+, [&\w]+\},', (ROOT / FAULTS).read_text())]
     if f"kExceptionRows = {len(faults)};" not in (ROOT / FAULTS).with_suffix(".h").read_text():
         raise Fault(f"{FAULTS}: {len(faults)} lines were read, which is not kExceptionRows")
     from_here = {name: f"reference/{place}" for name, place in places.items()}
