@@ -1,4 +1,4 @@
-// What the room's assembly calls.
+// What the module's assembly calls.
 
 #include "platform/platform.h"
 #include "storage/heap.h"

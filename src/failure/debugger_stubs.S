@@ -1,4 +1,4 @@
-// The stubs' register contract stands in failure/debugger_stubs.h.
+// The stubs' register contract is in failure/debugger_stubs.h.
 
 #include "platform/assembly.h"
 

@@ -1,5 +1,5 @@
 // Entry points that a debugger makes a stopped thread run. Each asks one thing,
-// leaves the answer in rax and stops at a breakpoint instruction for the
+// leaves the result in rax and stops at a breakpoint instruction for the
 // debugger to read it. Called otherwise, each ends in a breakpoint exception.
 #pragma once
 

@@ -35,7 +35,7 @@ std::uint64_t general(const platform::AMD_CONTEXT& context, int number) {
 
 std::uint64_t memory_operand(const platform::AMD_CONTEXT& context, Code* code, int mode, int base,
                              std::uint8_t rex) {
-  constexpr int kSib = 4;     // as the base: one more byte tells
+  constexpr int kSib = 4;     // as the base: a scale byte follows
   constexpr int kNoBase = 5;  // with mode 0: a displacement alone
   constexpr int kNoIndex = 4;
   std::uint64_t address = 0;

@@ -9,9 +9,9 @@ namespace tarn {
 namespace {
 
 constexpr char kUnreadable[] = "???";
-// The start of an image names the block that it could not allocate: its name, which
-// lies in the image, in r8, its size in r10, and the mark in r9, since whoever else
-// raises the number sets none of them.
+// The start of an image names the block that it could not allocate: its name,
+// which lies in the image, in r8, its size in r10, and the mark in r9, since
+// others that raise the number set none of them.
 constexpr std::uint64_t kErrorCommonBlock = 365;
 constexpr std::uint64_t kBlockNameMark = 0x4B4C4231;
 
@@ -34,7 +34,7 @@ void append(Message* message, char c) {
   if (message->room() > 0) message->text[message->length++] = c;
 }
 
-// Copies by pieces that end with a page, straight into the message.
+// Copies in pieces that end with a page, straight into the message.
 void append_argument(Message* message, std::uint64_t address) {
   bool any_read = false;
   while (message->room() > 0) {

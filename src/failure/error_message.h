@@ -9,11 +9,11 @@ namespace tarn {
 inline constexpr std::uint64_t kErrorMessageSize = 1024;
 
 // Writes `text` to `message`, which has room for kErrorMessageSize bytes, with
-// %1 to %6 replaced by the texts that r8 to r13 lead to. An argument is copied
-// as it stands, so a '%' in it is safe; one that cannot be read shows as
+// %1 to %6 replaced by the strings that r8 to r13 point to. An argument is
+// copied as it is, so a '%' in it is safe; one that cannot be read shows as
 // "???", and one that runs into unreadable memory ends there. Any other
-// placeholder shows nothing, and takes the blank before it along. A longer
-// message is cut.
+// placeholder is dropped, together with the space before it. A longer message
+// is cut.
 //
 // Never faults, whatever the registers hold. Keeps no state; any thread.
 void expand_error_text(const char* text, const platform::AMD_CONTEXT& context, char* message);
@@ -21,8 +21,8 @@ void expand_error_text(const char* text, const platform::AMD_CONTEXT& context, c
 // The same for the catalogue's text of the number in rax.
 void compose_error_message(const platform::AMD_CONTEXT& context, char* message);
 
-// Replaces control characters by '?', for texts and names of a program may hold
-// anything and a terminal must not act on it. Tabs and line ends stay.
+// Replaces control characters by '?', for strings and names of a program may
+// hold anything and a terminal must not act on it. Tabs and line ends stay.
 void hide_control_characters(char* text);
 
 }  // namespace tarn

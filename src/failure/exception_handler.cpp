@@ -65,7 +65,7 @@ void compose_title() {
 }
 
 // The MXCSR keeps a flag for each exception that it has seen. The flag of one
-// that was dealt with is cleared, or the next trap would be taken for it.
+// that was handled is cleared, or the next trap would be taken for it.
 void clear_trapped_flags(platform::AMD_CONTEXT* context) {
   constexpr std::size_t kFxSaveMxcsr = 24;
   constexpr std::uint32_t kFlags = 0x3F;
@@ -73,7 +73,7 @@ void clear_trapped_flags(platform::AMD_CONTEXT* context) {
   __builtin_memcpy(context->FxSaveArea + kFxSaveMxcsr, &context->MxCsr, sizeof context->MxCsr);
 }
 
-// The answer of the routine for the row; kTrapReport if there is none.
+// The result of the row's trap routine; kTrapReport if there is none.
 std::int32_t ask_trap_routine(const exception_row& row, platform::ExceptionPointers* exception) {
   TrapRoutine routine = row.handler;
   if (!routine && (row.flags & kFloatingPointException)) routine = float_trap;
@@ -88,8 +88,8 @@ std::int32_t ask_trap_routine(const exception_row& row, platform::ExceptionPoint
   return answer;
 }
 
-// One line on standard output; on the process's own where the program has closed
-// the stream, of which printf would raise an error.
+// Prints one line on standard output; by the process's own handle if the
+// program has closed the stream, as printf would then raise an error.
 void print_line(const char* text) {
   FILE own{kFileMagic, reinterpret_cast<platform::Handle>(runtime_cell(kCellOutputHandle)), 0, 0};
   FILE* const stream = standard_stream(kCellStdout);
@@ -110,8 +110,9 @@ void walk_back(const platform::ExceptionPointers& exception) {
   }
 }
 
-// The report that failed, on standard error: without the system's walker, names
-// and windows, for these need the heap, which may be what the program has hurt.
+// Prints the report that failed on standard error: without the system's walker,
+// names and windows, for these need the heap, which may be what the program has
+// damaged.
 void tell_unseen_report() {
   FILE own{kFileMagic, platform::GetStdHandle(platform::kStandardError), 0, 0};
   hide_control_characters(title);
@@ -151,8 +152,9 @@ std::uint64_t page_of_fault(const platform::ExceptionRecord& record) {
   return record.parameters[1] / page_size * page_size;
 }
 
-// Grows the region in which the address lies. It uses nothing of the report's,
-// for several threads may be here at once, and another one may be reporting.
+// Grows the region in which the address lies. It uses none of the report's
+// state, as several threads may be here at once, and another one may be
+// reporting.
 bool grow_region(std::uint64_t address) {
   const std::uint64_t page = page_size;
   for (const RegionRecord* region = expanding_regions; region; region = region->next) {
@@ -168,7 +170,7 @@ bool grow_region(std::uint64_t address) {
   return false;
 }
 
-// Describes the failure by the region off which it ran, if there is one.
+// Describes the failure by the region that the access ran off, if there is one.
 void name_region(std::uint64_t address) {
   const std::uint64_t page = page_size;
   for (const RegionRecord* region = expanding_regions; region; region = region->next) {

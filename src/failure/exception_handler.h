@@ -1,6 +1,6 @@
-// The process's one exception handler. Run-time errors and real faults enter
-// it by the same door, and it tells them apart by the bytes of the trap at the
-// instruction pointer.
+// The process's one exception handler. Run-time errors and real faults both
+// arrive here; the bytes of the trap at the instruction pointer distinguish
+// them.
 //
 // It decides in a fixed order: a routine of exception_table, growth of an
 // expanding region, the report. The process never goes on after a report.
@@ -8,7 +8,7 @@
 // State: report_busy, and what failure/report.h holds. Nothing is locked:
 // report_busy is the whole protection, so a second failure during a report, in
 // it or on another thread, ends the process with status 1. Growth uses none of
-// it: several threads may be at it at once.
+// it: several threads may grow regions at once.
 //
 // Stack: about 8 kB before the dialog opens (the large buffers are static),
 // kHandlerStack with it. Initialisation asks the system to keep that back on the
@@ -32,8 +32,8 @@ extern std::int32_t reports_failures;
 // Whether the exception is the trap by which a number is raised.
 bool is_raised_number(const platform::ExceptionPointers& exception);
 
-// After a call that led nowhere the context becomes the caller's, where a walk back
-// can begin.
+// After a call to an address without code, makes the context the caller's, from
+// which a walk back can begin.
 void leave_wild_call(const platform::ExceptionRecord& record, platform::AMD_CONTEXT* context);
 
 // Opcode bytes to look for at an address, a REX prefix between them allowed.
@@ -53,8 +53,8 @@ TARNAPI void __install_system_exception_handler();
 TARNAPI std::int32_t __system_exception_handler(platform::ExceptionPointers* exception);
 }
 
-// 1 if the code at `address` begins with the pattern. A REX prefix is passed
-// over in front of the pattern, and between F2 and the rest; not behind F3.
+// 1 if the code at `address` begins with the pattern. A REX prefix is skipped
+// before the pattern, and between F2 and the rest; not after F3.
 TARNAPI std::int32_t match_instruction(const instruction_head* pattern, std::uint64_t address);
 
 }  // namespace tarn

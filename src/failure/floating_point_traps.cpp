@@ -52,8 +52,8 @@ bool read_sse_instruction(std::uint64_t address, SseInstruction* instruction) {
   return true;
 }
 
-// Addition, multiplication, subtraction and division take the destination as
-// an operand; with zero in it they give zero when run again.
+// Addition, multiplication, subtraction and division take the destination as an
+// operand; with zero in it their result is zero when they run again.
 bool depends_on_destination(std::uint8_t opcode) {
   return opcode == 0x58 || opcode == 0x59 || opcode == 0x5C || opcode == 0x5E;
 }
@@ -70,7 +70,7 @@ bool clear_register(platform::AMD_CONTEXT* context, int number) {
   return was_zero;
 }
 
-// Moves Rip behind its instruction; false if the decoder does not know it.
+// Moves Rip past its instruction; false if the decoder does not know it.
 bool step_over(platform::AMD_CONTEXT* context) {
   char text[kInstructionTextSize];
   std::uint64_t next = context->Rip;

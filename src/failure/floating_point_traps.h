@@ -12,8 +12,8 @@ namespace tarn {
 // The MXCSR with no exception unmasked, as the system starts a thread.
 inline constexpr std::uint32_t kTrapsMasked = 0x1F80;
 
-// 0: the processor gives zero and nothing is counted. 1: each underflow traps,
-// is counted and gives zero. 2: each traps, is counted and ends in the report.
+// 0: an underflow yields zero and is not counted. 1: each underflow traps, is
+// counted and yields zero. 2: each traps, is counted and ends in the report.
 // Sets the calling thread's control register. Another mode changes nothing.
 TARNAPI void __set_software_underflows(std::int32_t mode);
 TARNAPI void SET_SOFTWARE_UNDERFLOWS$(const std::int32_t* mode);
@@ -39,8 +39,8 @@ TARNAPI void mask_all_fp_errors(std::int32_t on);
 // The routine of the underflow row. Counts, clears the destination register of
 // the scalar instruction at Rip and lets it run again. An instruction whose
 // result does not depend on that register, or that traps although it is zero,
-// would trap for ever: it is stepped over, with zero as its result. One that
-// cannot be read goes to the report.
+// would trap for ever: it is skipped, with zero as its result. One that cannot
+// be read goes to the report.
 TARNAPI std::int32_t underflow_handler(platform::AMD_CONTEXT* context,
                                        platform::ExceptionRecord* record, std::int32_t zero);
 
@@ -50,12 +50,12 @@ TARNAPI std::int32_t ime_kludge_handler(platform::AMD_CONTEXT* context,
 
 // ---- Console break ----------------------------------------------------------
 
-// Gives non-zero if it dealt with the break.
+// Returns non-zero if it dealt with the break.
 using BreakRoutine = std::int32_t(TARNAPI*)();
 
 // Type 0: `routine` is called at Ctrl+C and Ctrl+Break, on a thread that the
-// system starts. Gives back the routine before. Another type does nothing and
-// gives null.
+// system starts. Returns the previous routine. Another type does nothing and
+// returns null.
 TARNAPI BreakRoutine SET_TRAP_at(BreakRoutine routine, const std::int32_t* type);
 
 // What the system calls: the event's number; non-zero if it was handled.

@@ -11,11 +11,11 @@ namespace tarn {
 namespace {
 
 constexpr std::uint32_t kModulePathSize = 3000;
-constexpr std::uint64_t kEntrySize = 40;            // of a routine table, behind the name
+constexpr std::uint64_t kEntrySize = 40;            // of a routine table, after the name
 constexpr std::uint32_t kDebugMagic = 0x42554852;   // "RHUB"
-constexpr std::uint64_t kStartRoutineSize = 0x28B;  // where the table does not tell
+constexpr std::uint64_t kStartRoutineSize = 0x28B;  // where the table does not say
 
-// An offset that a table gives as the low 32 bits, signed.
+// An offset that a table holds as the low 32 bits, signed.
 std::uint64_t offset_at(const std::uint8_t* bytes) {
   std::int32_t value;
   __builtin_memcpy(&value, bytes, sizeof value);
@@ -42,8 +42,8 @@ std::uint32_t find_line(PageReader* reader, std::uint64_t debug, std::uint32_t o
   return line;
 }
 
-// Reads a name up to its NUL; what does not fit is passed over. False at the
-// end of readable memory or of `limit`.
+// Reads a name up to its NUL; what does not fit is skipped. False at the end of
+// readable memory or of `limit`.
 bool read_name(PageReader* reader, std::uint64_t* at, std::uint64_t limit, char* name) {
   std::uint32_t length = 0;
   for (; *at < limit; ++*at) {

@@ -1,10 +1,10 @@
-// Which image an address lies in, and from the routine table and the line tables
-// that finish_image writes into an image (docs/image-format.md) which routine, and at
-// which line.
+// Which image an address lies in, and which routine and line, from the routine
+// table and the line tables that finish_image writes into an image
+// (docs/image-format.md).
 //
 // Untrusted data: nothing here faults, at most kTableBytes of a table and
-// kLineEntries lines are read, and a damaged table gives no routine or no line.
-// State: a reader's buffer; for one thread at a time, inside the report.
+// kLineEntries lines are read, and a damaged table yields no routine or no
+// line. State: a reader's buffer; for one thread at a time, inside the report.
 #pragma once
 
 #include "platform/abi.h"
@@ -16,7 +16,8 @@ inline constexpr std::uint32_t kLineEntries = 4'000'000;
 inline constexpr std::uint32_t kLongestRoutineName = 1000;  // longer ones are cut
 inline constexpr std::uint64_t kImageNameSize = 260;
 
-// The start-up interpreter's name, in any case: no program's frame lies behind it.
+// The start-up interpreter's name, in any case: no program's frame comes after
+// it.
 inline constexpr char kStartRoutine[] = "__brackenstartup";
 
 struct RoutinePlace {

@@ -1,4 +1,4 @@
-// Jumps across frames. The records' fields stand in failure/non_local_jumps.h.
+// Jumps across frames. The records' fields are in failure/non_local_jumps.h.
 
 #include "platform/assembly.h"
 
@@ -74,8 +74,9 @@ ROUTINE(tarn_JUMP)
   jmp .Lland
 ROUTINE_END(tarn_JUMP)
 
-// rdx: the place's stack pointer, r8: its address, eax: the result. The leaving is
-// done from there: where a stack overflowed, nothing may stand near its end.
+// rdx: the place's stack pointer, r8: its address, eax: the result. The trap
+// routines are left on the new stack: where a stack overflowed, nothing may run
+// near its end.
 .Lland:
   mov rcx, rsp
   lea rsp, [rdx - 48]

@@ -24,8 +24,8 @@ struct JumpBuffer {
 static_assert(sizeof(JumpBuffer) == 40);
 
 extern "C" {
-// Records the place behind the call, stores the record's address in `cell` and
-// gives it back. Raises 199 if the heap is exhausted. A jump comes back here
+// Records the place after the call, stores the record's address in `cell` and
+// returns it. Raises 199 if the heap is exhausted. A jump returns from here
 // with the result 1.
 TARNAPI LabelRecord* LABEL_at(LabelRecord** cell) __asm__("tarn_LABEL");
 
@@ -33,7 +33,7 @@ TARNAPI LabelRecord* LABEL_at(LabelRecord** cell) __asm__("tarn_LABEL");
 // record is not tested.
 [[noreturn]] TARNAPI void JUMP_at(LabelRecord* const* cell) __asm__("tarn_JUMP");
 
-// 0, or the value of the longjmp that comes back, which may be 0 too. Of the
+// 0, or the value of the longjmp that returns here, which may be 0 too. Of the
 // registers only rbp and the stack pointer are kept, and the pseudo stack's.
 TARNAPI std::int32_t tarn_setjmp(JumpBuffer* buffer);
 

@@ -1,6 +1,6 @@
 // Reads memory that may not be there, piece by piece, each ending with a page,
-// so that the bytes before an unreadable page are still had and a table read
-// from front to back costs one call of the system a page. Never faults.
+// so that the bytes before an unreadable page are still read and a table read
+// from front to back costs one system call per page. Never faults.
 #pragma once
 
 #include "failure/exception_table.h"

@@ -38,7 +38,7 @@ bool show_report(const char* title, const char* address, char* traceback);
 
 // Asks for a file name and writes the whole report there: heading, description,
 // traceback, registers, instruction. A file that cannot be written whole is
-// taken away again, with a message, and the dialog stays.
+// deleted, with a message, and the dialog stays.
 TARNAPI std::int32_t write_exception();
 TARNAPI std::int32_t details_box();
 // Also stops the other processes of a parallel task.

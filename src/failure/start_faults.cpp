@@ -20,15 +20,15 @@ constexpr std::uint32_t kStatusFailed = 1;
 bool others_handle;
 std::int32_t telling;
 
-// Static, for the faulting stack may have little room; the process tells one fault.
+// Static, for the faulting stack may have little room; the process reports one fault.
 platform::AMD_CONTEXT context;
 char frames[kMostSteps * kTraceStepSize + 1];
 char description[kErrorMessageSize];
 char name[kImageNameSize];
 char text[kLongestLine];
 
-// Walks back as far as there are frames. True if that is to the interpreter of an
-// image's script, where `context` is then.
+// Walks back as far as there are frames. True if the walk ends in the
+// interpreter of an image's script; `context` is there then.
 bool walk_to_script() {
   static RoutinePlace routine;
   begin_traceback(true);
@@ -43,7 +43,7 @@ bool walk_to_script() {
          strcmpl(routine.name, kStartRoutine) == 0;
 }
 
-// One line of it, whatever names in an image hold.
+// Makes one line of it, whatever names in an image hold.
 void make_line(char* end) {
   while (end > text && end[-1] == '\n') --end;
   *end = '\0';

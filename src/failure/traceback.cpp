@@ -43,9 +43,9 @@ bool begins_with_mz(std::uint64_t address) {
   return magic == pe::kDosMagic;
 }
 
-// The module list tells which image holds Rip; an address of none ends the walk
-// at once. An image that took its mark away is not looked at: the next one below
-// that begins with "MZ" stands for it.
+// The module list says which image holds Rip; an address of none ends the walk
+// at once. An image that removed its mark is skipped: the next one below that
+// begins with "MZ" is used in its place.
 bool find_image(std::uint64_t rip, ImageOfFrame* image) {
   const std::uint64_t base = rip == 0 ? 0 : image_at(rip);
   if (base == 0) return false;
@@ -89,7 +89,7 @@ void return_to_caller(platform::AMD_CONTEXT* context) {
   context->Rsp += 8;
 }
 
-// The size of a large frame, set in rax at `*at`, which moves behind it. The
+// The size of a large frame, set in rax at `*at`, which moves past it. The
 // five-byte form of the move is the ordinary compilers'; the decoder, which
 // knows the suite's code, has no row for it.
 bool read_large_frame(std::uint64_t* at, const char* text, std::uint64_t behind,
@@ -114,8 +114,8 @@ char* end_of(char* text) {
 }
 
 // One step of the walker: the name of the frame of `context` if it has one, and
-// its place in the routine; `context` becomes the caller's. A frame behind which
-// the walker finds nothing leaves a Rip of 0.
+// its place in the routine; `context` becomes the caller's. A frame whose
+// caller the walker does not find leaves a Rip of 0.
 bool step_by_walker(platform::Handle process, platform::AMD_CONTEXT* context, bool continue_walk,
                     RoutinePlace* routine) {
   static bool initialised;
@@ -189,8 +189,8 @@ bool pass_library_frame(const ImageOfFrame& image, RoutinePlace* routine,
 }
 
 // The caller of a routine of the program: by its prologue if that is one of the
-// suite's forms, else by the image's unwind data. False if these lead nowhere: the
-// stack is smashed. The context of an image without such data stays.
+// suite's forms, else by the image's unwind data. False if these lead nowhere:
+// the stack is damaged. The context of an image without such data stays.
 bool step_to_caller(const ImageOfFrame& image, const RoutinePlace& routine,
                     platform::AMD_CONTEXT* context) {
   const std::uint64_t rip = context->Rip;

@@ -11,8 +11,8 @@
 // State: the module of the last frame, the walker's record, and
 // hide_library_frames. For one thread at a time, inside the report.
 //
-// Nothing here faults or runs for ever, whatever stands in the context, on the
-// stack or in an image's tables:
+// Nothing here faults or runs for ever, whatever the context, the stack or an
+// image's tables hold:
 //   an image is looked for through at most kImageSearchPages pages below Rip;
 //   an image's tables are read within the bounds of failure/image_tables.h and
 //   failure/unwind_data.h;
@@ -33,12 +33,13 @@ inline constexpr int kUnnamedFrames = 64;
 // first frame outside them.
 extern std::int32_t hide_library_frames;
 
-// The steps from here on are those of a new walk. Without the heap, which matters
-// on Windows, frames of other code are passed without a name.
+// The steps from here on are those of a new walk. Without the heap, which
+// matters on Windows, frames of other code are skipped without a name.
 void begin_traceback(bool without_heap);
 
-// Describes the frame of `context` behind `text`, and makes `context` that of
-// the caller: its Rip and Rsp. 1: there may be more; 0: the walk is over.
+// Appends a description of the frame of `context` to `text`, and makes
+// `context` that of the caller: its Rip and Rsp. 1: there may be more; 0: the
+// walk is over.
 TARNAPI std::int32_t trace_back_once(platform::Handle process, char* text,
                                      platform::AMD_CONTEXT* context);
 
@@ -50,8 +51,8 @@ TARNAPI void find_previous_frame(platform::AMD_CONTEXT* context, std::uint64_t f
 // The same by the system's walker, which also names the frame. With
 // `continue_walk` the walker's record goes on from its last frame. 1 if the
 // frame was described; 0 if it has no name: `text` is then left alone, while
-// the context has moved on all the same. A frame behind which the walker finds
-// nothing leaves a Rip of 0.
+// the context has moved on all the same. A frame whose caller the walker does
+// not find leaves a Rip of 0.
 TARNAPI std::int32_t FetchMicrosoftStack(platform::Handle process, platform::AMD_CONTEXT* context,
                                          std::int32_t continue_walk, char* text);
 
@@ -59,11 +60,11 @@ TARNAPI std::int32_t FetchMicrosoftStack(platform::Handle process, platform::AMD
 TARNAPI std::uint64_t local_SymGetModuleBase64(platform::Handle process, std::uint64_t address);
 TARNAPI void* local_SymFunctionTableAccess64(platform::Handle process, std::uint64_t address);
 
-// Makes each run of blanks one blank, in place.
+// Replaces each run of spaces by one space, in place.
 TARNAPI void squash_buffer(char* text);
 
 // The bounds of the exception machinery's code, and whether an address lies in
-// it: 1 or 0. The machinery's routines stand in code sections that the linker
+// it: 1 or 0. The machinery's routines are in code sections that the linker
 // sorts between these two.
 TARNAPI std::uint64_t first_address();
 TARNAPI std::uint64_t last_address();

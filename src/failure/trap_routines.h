@@ -1,4 +1,4 @@
-// Calls of the routines that programs put in front of the report.
+// Calls of the routines that programs install to be called before the report.
 //
 // A routine runs with the floating-point control of the program, on an empty x87
 // stack. One that makes its own fault again is not entered a second time: that
@@ -11,8 +11,9 @@
 
 namespace tarn {
 
-// While it lives the calling thread has floating-point traps masked and an empty
-// x87 stack, for the handler's own arithmetic; then it has the control from before.
+// While it lives the calling thread has floating-point traps masked and an
+// empty x87 stack, for the handler's own arithmetic; afterwards it has its
+// earlier control.
 class MaskedTraps {
  public:
   MaskedTraps();
@@ -25,8 +26,8 @@ class MaskedTraps {
   std::uint16_t x87_control_;
 };
 
-// The routine's answer. kTrapReport, without a call, if the exception happened in
-// this very routine on this thread.
+// The routine's result. kTrapReport, without a call, if the exception happened
+// in this very routine on this thread.
 std::int32_t call_trap_routine(TrapRoutine routine, platform::ExceptionPointers* exception);
 
 // A jump of the calling thread, whose stack pointer is `from`, to the frame at

@@ -39,7 +39,7 @@ enum Operation : std::uint8_t {
 struct Machine {
   platform::AMD_CONTEXT context;
   PageReader* reader;
-  bool has_rip;  // a machine frame told it
+  bool has_rip;  // from a machine frame
 
   // Numbered as the processor does: rax rcx rdx rbx rsp rbp rsi rdi r8 to r15.
   std::uint64_t& general(int number) { return (&context.Rax)[number]; }
@@ -154,7 +154,7 @@ bool undo(Machine* machine, const UnwindRecord& record, const std::uint16_t* cod
     case kSaveFar:
       return machine->load(frame + wide, &machine->general(info));
     case kMachineFrame: {
-      const std::uint64_t at = rsp + (info != 0 ? 8 : 0);  // behind an error code
+      const std::uint64_t at = rsp + (info != 0 ? 8 : 0);  // past an error code
       machine->has_rip = true;
       return machine->load(at, &machine->context.Rip) && machine->load(at + 24, &rsp);
     }

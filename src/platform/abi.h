@@ -1,4 +1,4 @@
-// The calling convention and the basic types every room shares.
+// The calling convention and the basic types that every module shares.
 //
 // All exported routines, and all routine pointers they take, use the Microsoft
 // x64 convention on both targets, so that one program image runs on either.
@@ -26,8 +26,8 @@ using Slot = std::uint64_t;
 // A routine known only by its address.
 using Routine = void(TARNAPI*)();
 
-// The variable arguments of a routine are an array of 8-byte slots, one slot
-// an argument, directly behind the last named argument.
+// The variable arguments of a routine are an array of 8-byte slots, one per
+// argument, directly after the last named argument.
 #define TARN_SLOTS_BEHIND(slots, last_named)       \
   __builtin_ms_va_list slots##_list;               \
   __builtin_ms_va_start(slots##_list, last_named); \

@@ -1,5 +1,5 @@
-// Shared by the assembly sources: one text for both object formats. All of
-// them use Intel syntax and the Microsoft x64 convention.
+// Macros of the assembly sources, which are the same for both object formats.
+// All of them use Intel syntax and the Microsoft x64 convention.
 //
 //   ROUTINE(name) ... ROUTINE_END(name)   a global routine
 //   FRAME(bytes)                          its stack frame, described to both

@@ -1,12 +1,12 @@
-// What the library and its sibling write for a program, and when such a program
-// ends because nobody reads it any more.
+// How the library and its sibling write a program's output, and when a program
+// ends because nobody reads that output any more.
 //
-// A write into a pipe without a reader fails, and the caller hears of it as of any
-// failure. A program that looks at results has then all it needs. Many filters
-// look at none, and would write for ever (`yes | head -1`), where their users
-// expect them to end. So a process ends, without a word and with the status that a
+// A write into a pipe without a reader fails, and the caller sees that as it
+// sees any failure. A program that checks results needs no more. Many filters
+// check none and would write for ever (`yes | head -1`), where their users
+// expect them to end. So the process ends silently, with the status that a
 // shell shows for a filter, when kUnheededWrites writes in a row have failed in
-// this way and nothing asked for the state of a stream in between.
+// this way and the program has not asked for the state of a stream in between.
 #pragma once
 
 #include "platform/platform.h"
@@ -14,7 +14,7 @@
 namespace tarn::platform {
 
 inline constexpr std::uint32_t kUnheededWrites = 100;
-inline constexpr std::uint32_t kFilterStatus = 141;  // 128 and the number of SIGPIPE
+inline constexpr std::uint32_t kFilterStatus = 141;  // 128 plus the number of SIGPIPE
 
 inline std::uint32_t unheeded_writes;  // each of the two libraries counts its own
 

@@ -1,4 +1,4 @@
-// The names in a path, for both back ends and the modules above them.
+// The names in a path, for both back ends and for the modules above them.
 #pragma once
 
 namespace tarn::platform {

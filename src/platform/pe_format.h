@@ -1,5 +1,5 @@
 // The records of a PE32+ image file, as published by Microsoft in the "PE
-// Format" reference. Plain data: readers bound every offset themselves.
+// Format" reference. Plain data: readers check every offset themselves.
 #pragma once
 
 #include <cstddef>

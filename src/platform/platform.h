@@ -2,17 +2,18 @@
 //
 // Each has the name, the arguments and the meaning of the Windows service of
 // that name; the comments state what the callers here rely on. There are two
-// back ends: platform/windows forwards to the system, platform/posix gives the
-// same meaning on Linux. Nothing outside platform/ asks which system it is on.
+// back ends: platform/windows forwards to the system, platform/posix does the
+// same on Linux. Nothing outside platform/ asks which system it is on.
 //
 // Rules for both back ends: records have the Windows layout; a failure leaves
-// its Windows code for GetLastError of the calling thread; texts are bytes and
-// NUL-terminated; every operation may be called on any thread unless its
+// its Windows code for GetLastError of the calling thread; strings are bytes
+// and NUL-terminated; every operation may be called on any thread unless its
 // comment says otherwise.
 //
 // Paths: a path may use '\' or '/', and begin with a drive. On the host the
-// drive "Z:" is the root of the file system (as Wine maps it), paths handed
-// out have the form "Z:\dir\file", and names are matched exactly as written.
+// drive "Z:" is the root of the file system (as Wine maps it), paths are
+// returned in the form "Z:\dir\file", and a name that does not exist as written
+// is looked for in any case.
 #pragma once
 
 #include "platform/abi.h"
@@ -54,25 +55,25 @@ inline constexpr std::uint32_t kErrorNoAccess = 998;
 TARNAPI std::uint32_t GetLastError();
 TARNAPI void SetLastError(std::uint32_t code);
 
-// System message text for `code`; `flags` 0x1200 (from the system, ignore
-// inserts). Result: characters stored without the NUL, 0 on failure. The
-// wording is the system's own.
+// Stores the system's message for `code`; `flags` 0x1200 (from the system,
+// ignore inserts). Result: the number of characters without the NUL, 0 on
+// failure. The wording is the system's own.
 TARNAPI std::uint32_t FormatMessageA(std::uint32_t flags, const void* source, std::uint32_t code,
                                      std::uint32_t language, char* buffer, std::uint32_t size,
                                      void* arguments);
 
 // ---- Memory ---------------------------------------------------------------
 // Fixed memory, aligned to 16 bytes; flags 0, or 0x40 for zero fill. Null on
-// failure. A size of 0 gives a valid block.
+// failure. A size of 0 returns a valid block.
 TARNAPI void* GlobalAlloc(std::uint32_t flags, std::uint64_t size);
-// Null on success. What is not a block, or no longer one, comes back with
-// kErrorInvalidHandle: on the host for certain, on Windows as far as its heap
-// notices.
+// Null on success. What is not a block, or no longer one, is returned, with
+// kErrorInvalidHandle: always on the host, on Windows where its heap notices.
 TARNAPI void* GlobalFree(void* block);
-// Usable size of the block in bytes, at least what was asked for; 0 as above.
+// Usable size of the block in bytes, at least what was asked for; 0 on the same
+// failure.
 TARNAPI std::uint64_t GlobalSize(void* block);
-// Whether the address lies within an allocated block, after its beginning. Looks
-// through the heap: for failures alone.
+// Whether the address lies within an allocated block, after its beginning.
+// Searches the heap: only for use after a failure.
 TARNAPI bool IsInsideHeapBlock(const void* address);
 
 TARNAPI Handle GetProcessHeap();
@@ -92,8 +93,8 @@ inline constexpr std::uint32_t kPageExecuteReadWrite = 0x40;
 // begin on 64 kB. Reserved pages fault, committed ones are zero at first.
 TARNAPI void* VirtualAlloc(void* address, std::uint64_t size, std::uint32_t type,
                            std::uint32_t protection);
-// Decommits pages (their contents are lost) or, with size 0, releases the
-// whole reservation that begins at `address`.
+// Decommits pages (their contents are lost) or, with size 0, releases the whole
+// reservation that begins at `address`.
 TARNAPI Bool VirtualFree(void* address, std::uint64_t size, std::uint32_t type);
 TARNAPI Bool VirtualProtect(void* address, std::uint64_t size, std::uint32_t protection,
                             std::uint32_t* old_protection);
@@ -125,15 +126,16 @@ TARNAPI void GetSystemInfo(SystemInfo* info);
 TARNAPI Bool ReadProcessMemory(Handle process, const void* source, void* destination,
                                std::uint64_t size, std::uint64_t* copied);
 
-// Memory of at least `size` bytes that all processes of one run see: this
+// Memory of at least `size` bytes that all processes of one run share: this
 // process, and those that inherit its environment after the first call. An
-// environment variable names the run: where it is taken away, the next call begins
-// another, and memory of the earlier one stays where it is. Zero when new; given back by the system
-// when the last of them ends, however it ends. One name, one address in a
-// process; the first size, in whole pages, stands. Null on failure: a name not
-// of 1 to 63 bytes or with a '\', a size not of 1 to 2^30, more than 32 names,
-// or more than the memory had when it was made. For one thread at a time.
-// After the last page an access faults.
+// environment variable names the run; once it is removed, the next call begins
+// another run, and memory of the earlier one stays where it is. The memory is
+// zero when new, and the system frees it when the last process of the run ends,
+// however it ends. A name has one address in a process, and keeps the size of
+// its first call, in whole pages. Null on failure: a name that does not have 1
+// to 63 bytes or has a '\', a size outside 1 to 2^30, more than 32 names, or a
+// size beyond that of the first call. For one thread at a time. An access after
+// the last page faults.
 inline constexpr char kRunMemoryVariable[] = "tarn_run_memory";
 inline constexpr std::uint32_t kRunMemoryNames = 32;
 inline constexpr std::uint32_t kRunMemoryNameSize = 64;
@@ -198,8 +200,8 @@ TARNAPI void* GetProcAddress(Module module, const char* name);
 TARNAPI std::uint32_t GetModuleFileNameA(Module module, char* buffer, std::uint32_t size);
 TARNAPI std::uint32_t GetModuleBaseNameA(Handle process, Module module, char* buffer,
                                          std::uint32_t size);
-// Looks a file up as the system does for programs: the program's folder, the
-// current folder, the system's folders, PATH. Result: characters stored
+// Searches for a file as the system does for programs: in the program's folder,
+// the current folder, the system's folders, PATH. Result: characters stored
 // without the NUL; 0 if not found; the size needed if the buffer is too small.
 TARNAPI std::uint32_t SearchPathA(const char* path, const char* name, const char* extension,
                                   std::uint32_t size, char* buffer, char** file_part);
@@ -216,15 +218,15 @@ inline constexpr std::uint32_t kShareRead = 1;
 inline constexpr std::uint32_t kShareWrite = 2;
 // invalid_handle() on failure. Share mode 0 holds the file for this opener
 // alone: a second opener fails with kErrorSharingViolation, in this process or
-// another. On the host a reader holds it from programs of its own user alone. A
-// refused open changes nothing: create-always truncates only after the file is
-// held.
+// another. On the host a reader can hold it only against programs of the same
+// user. A refused open changes nothing: create-always truncates only after the
+// file is held.
 TARNAPI Handle CreateFileA(const char* path, std::uint32_t access, std::uint32_t share,
                            void* security, std::uint32_t creation, std::uint32_t attributes,
                            Handle template_file);
 TARNAPI Bool CloseHandle(Handle handle);
-// Delivers what is there, up to `size`; 0 bytes and true at end of file. A line
-// that a user typed ends in 13, 10.
+// Reads what is there, up to `size`; 0 bytes and true at the end of a file. A
+// line that a user typed ends in 13, 10.
 TARNAPI Bool ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* delivered,
                       void* overlapped);
 TARNAPI Bool WriteFile(Handle file, const void* buffer, std::uint32_t size, std::uint32_t* written,
@@ -244,9 +246,9 @@ TARNAPI Bool CreateDirectoryA(const char* path, void* security);
 TARNAPI Bool SetCurrentDirectoryA(const char* path);
 // Characters without the NUL, or the size needed if the buffer is too small.
 TARNAPI std::uint32_t GetCurrentDirectoryA(std::uint32_t size, char* buffer);
-// The drives there are: bit 0 is A. The host has drive Z alone.
+// The drives that exist: bit 0 is A. The host has drive Z alone.
 TARNAPI std::uint32_t GetLogicalDrives();
-// 1 no such root, 2 removable, 3 fixed, 4 of another machine, 5 CD, 6 in memory.
+// 1 no such root, 2 removable, 3 fixed, 4 remote, 5 CD, 6 in memory.
 TARNAPI std::uint32_t GetDriveTypeA(const char* root);
 
 struct FileTime {  // units of 100 ns since 1601-01-01 UTC
@@ -266,8 +268,8 @@ TARNAPI Handle FindFirstFileA(const char* pattern, FindData* data);
 TARNAPI Bool FindNextFileA(Handle find, FindData* data);
 TARNAPI Bool FindClose(Handle find);
 
-// Success tells that `handle` is a console or terminal. The mode bits are
-// those of Windows: input 1 processed, 2 line, 4 echo.
+// Succeeds only if `handle` is a console or terminal. The mode bits are those
+// of Windows: input 1 processed, 2 line, 4 echo.
 TARNAPI Bool GetConsoleMode(Handle handle, std::uint32_t* mode);
 TARNAPI Bool SetConsoleMode(Handle handle, std::uint32_t mode);
 
@@ -285,9 +287,9 @@ TARNAPI Bool SetConsoleMode(Handle handle, std::uint32_t mode);
 // drawn without colours. At the end of the process the terminal is as it was,
 // with the cursor on a fresh line below the output.
 //
-// The cells are those of one terminal at a time. Text written past them, by
-// WriteFile, moves the kept cursor as it moves the terminal's. All operations
-// give false where the handle is no console.
+// There are cells for one terminal at a time. Text that WriteFile writes to it
+// moves the kept cursor as it moves the terminal's. All operations return false
+// if the handle is no console.
 struct Coord {
   std::int16_t x, y;
 };
@@ -320,50 +322,51 @@ struct InputRecord {
 };
 static_assert(sizeof(InputRecord) == 20);
 
-// On the host the first call for a terminal, that of the start-up, leaves it
-// alone and tells the cursor as (0, 0); from the second call on the terminal is
-// asked where the cursor is, if need be.
+// On the host the first call for a terminal, which is that of start-up, leaves
+// it alone and reports the cursor as (0, 0); from the second call on the
+// terminal is asked where the cursor is, if necessary.
 TARNAPI Bool GetConsoleScreenBufferInfo(Handle screen, ScreenBufferInfo* info);
-// Columns and rows of the window as it is now; the terminal's cursor is no matter.
+// Columns and rows of the window as it is now; where the cursor is does not
+// matter.
 TARNAPI Bool GetConsoleWindowSize(Handle screen, Coord* size);
-// With 1, what the operations on cells draw may wait; it goes out in one piece with
-// 0, before a key is waited for, or at the end of the process. Windows shows it at
-// once.
+// With 1, drawing by the operations on cells may be put off; it is sent in one
+// piece by a call with 0, before a wait for a key, or at the end of the
+// process. Windows shows everything at once.
 TARNAPI void HoldConsoleOutput(Bool hold);
 TARNAPI Bool GetConsoleCursorInfo(Handle screen, ConsoleCursorInfo* info);
 TARNAPI Bool SetConsoleCursorInfo(Handle screen, const ConsoleCursorInfo* info);
 // False for a place outside the buffer.
 TARNAPI Bool SetConsoleCursorPosition(Handle screen, Coord place);
-// Copy between a buffer of cells and the screen: `from` is the place in the
-// buffer of `size` cells that meets the region's top left. The region is cut at
-// the edges of both, and left as what was copied.
+// Copy between a buffer of `size` cells and the screen. `from` is the cell of
+// the buffer that corresponds to the region's top left. The region is clipped
+// at the edges of both; afterwards it is the part that was copied.
 TARNAPI Bool ReadConsoleOutputA(Handle screen, CharInfo* cells, Coord size, Coord from,
                                 SmallRect* region);
 TARNAPI Bool WriteConsoleOutputA(Handle screen, const CharInfo* cells, Coord size, Coord from,
                                  SmallRect* region);
-// Text at the console's own cursor; a newline on the last row scrolls.
+// Writes at the console's own cursor; a newline on the last row scrolls.
 TARNAPI Bool WriteConsoleA(Handle screen, const void* text, std::uint32_t length,
                            std::uint32_t* written, void* reserved);
-// Waits for one event of the keyboard. On the host every key gives one record,
-// key down; a key without a character has character 0. Enter gives 13, the
-// erase key 8, a character that code page 437 lacks '?'; ESC with a character
-// right behind it is that character with Alt.
+// Waits for one event of the keyboard. On the host every key yields one record,
+// key down; a key without a character has character 0. Enter has character 13,
+// the erase key 8, a character that code page 437 lacks '?'; ESC with a
+// character directly after it is that character with Alt.
 TARNAPI Bool ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
                                std::uint32_t* count);
-// Waits for a key with a character and stores that as file names are spelt, at most
-// kKeyTextSize bytes without a NUL: Enter is 13, the erase key 8, Escape 27. ESC with
-// a character right after it is two keys. Result: its bytes; 0 at the end of the
-// input.
+// Waits for a key with a character and stores the character in the encoding of
+// file names, at most kKeyTextSize bytes without a NUL: Enter is 13, the erase
+// key 8, Escape 27. ESC with a character right after it is two keys. Result:
+// the number of bytes; 0 at the end of the input.
 inline constexpr std::uint32_t kKeyTextSize = 64;
 TARNAPI std::uint32_t ReadKeyText(Handle input, char* text);
-// Turns what ReadFile delivered of a console into the code page of its cells, in
-// place; what that lacks is '?'. Result: the length that it then has. On Windows,
-// and for other handles, nothing is to be done.
+// Converts what ReadFile read from a console to the code page of its cells, in
+// place; a character that it lacks becomes '?'. Result: the new length. On
+// Windows, and for other handles, there is nothing to do.
 TARNAPI std::uint32_t ToConsoleText(Handle input, char* text, std::uint32_t length);
-// Length of the title, of which what fits is stored with a NUL. 0 on failure, and
-// for an empty title, which leaves the last error as it was. On
-// the host, what the process set last, at most 1023 characters, at first the
-// program's name; the terminal gets its own title back at the end.
+// Stores what fits of the title, with a NUL, and returns the title's length; 0
+// on failure, and for an empty title, which leaves the last error as it was. On
+// the host the title is what the process set last, at most 1023 characters, and
+// at first the program's name; the terminal gets its own title back at the end.
 TARNAPI std::uint32_t GetConsoleTitleA(char* title, std::uint32_t size);
 TARNAPI Bool SetConsoleTitleA(const char* title);
 // 0 where there are no windows.
@@ -388,9 +391,9 @@ using ThreadRoutine = std::uint32_t(TARNAPI*)(void* argument);
 TARNAPI Handle CreateThread(const SecurityAttributes* security, std::uint64_t stack_size,
                             ThreadRoutine routine, void* argument, std::uint32_t flags,
                             std::uint32_t* id);
-// The earlier count of suspensions, or all bits set on failure.
+// The previous suspend count, or all bits set on failure.
 TARNAPI std::uint32_t ResumeThread(Handle thread);
-// -15, -2 to 2 or 15; the host knows one priority alone.
+// -15, -2 to 2 or 15; the host has only one priority.
 TARNAPI Bool SetThreadPriority(Handle thread, std::int32_t priority);
 // Names are not supported on the host: null there. Null on failure.
 TARNAPI Handle CreateEventA(const SecurityAttributes* security, Bool manual_reset, Bool signalled,
@@ -419,13 +422,13 @@ TARNAPI Bool CreateProcessA(const char* application, char* command_line,
                             const SecurityAttributes* thread_security, Bool inherit_handles,
                             std::uint32_t flags, void* environment, const char* directory,
                             const StartupInfo* startup, ProcessInformation* information);
-// 259 while it runs. On the host a program image's exit code comes whole, also
-// by a shell that ran nothing else; of other programs come the low 8 bits, and
-// 128 plus the number of a signal that ended the child. Denied for a process that
-// was opened by its id.
+// 259 while it runs. On the host the exit code of a program image is whole,
+// also if it comes from a shell that ran nothing else; that of another program
+// has the low 8 bits only, and is 128 plus the signal's number for a child that
+// a signal ended. Denied for a process that was opened by its id.
 TARNAPI Bool GetExitCodeProcess(Handle process, std::uint32_t* code);
-// Waits for one of up to 64 processes: kWaitObject plus its place, kWaitTimeout or
-// kWaitFailed. `all` is 0.
+// Waits for one of up to 64 processes: kWaitObject plus its index, kWaitTimeout
+// or kWaitFailed. `all` is 0.
 inline constexpr std::uint32_t kMostWaits = 64;
 TARNAPI std::uint32_t WaitForMultipleObjects(std::uint32_t count, const Handle* handles, Bool all,
                                              std::uint32_t milliseconds);
@@ -444,7 +447,7 @@ struct ProcessEntry {
   char file_name[260];  // without its folder; on the host a program image's own name
 };
 static_assert(sizeof(ProcessEntry) == 304);
-// On the host of processes alone, and without those that have ended.
+// The host lists processes only, without those that have ended.
 TARNAPI Handle CreateToolhelp32Snapshot(std::uint32_t flags, std::uint32_t process);
 TARNAPI Bool Process32First(Handle snapshot, ProcessEntry* entry);
 TARNAPI Bool Process32Next(Handle snapshot, ProcessEntry* entry);
@@ -457,15 +460,16 @@ struct LogicalProcessorRecord {
   std::uint8_t reserved[15];
 };
 static_assert(sizeof(LogicalProcessorRecord) == 32);
-// `length`: the room in bytes, then what was filled; where the room is too
-// small, what is needed (false, kErrorInsufficientBuffer, nothing filled). The
-// host has records of cores alone, of the processors that the process may use.
+// `length`: the size of the buffer in bytes, then what was filled; if the
+// buffer is too small, what is needed (false, kErrorInsufficientBuffer, nothing
+// filled). The host has records of cores only, for the processors that the
+// process may use.
 TARNAPI Bool GetLogicalProcessorInformation(LogicalProcessorRecord* records, std::uint32_t* length);
 
 // ---- Registry -------------------------------------------------------------
 inline constexpr std::uint64_t kCurrentUserKey = 0x80000001;
 inline constexpr std::uint32_t kKeyRead = 0x20019;
-// Each gives 0 or an error code. On the host the keys are a plain file of the
+// Each returns 0 or an error code. On the host the keys are a plain file of the
 // user's: "[Key\Path]" lines, then "name=value" lines; read only.
 TARNAPI std::uint32_t RegOpenKeyExA(Handle root, const char* path, std::uint32_t options,
                                     std::uint32_t access, Handle* key);
@@ -484,11 +488,11 @@ TARNAPI Bool FileTimeToSystemTime(const FileTime* time, SystemTime* broken);
 TARNAPI Bool SystemTimeToTzSpecificLocalTime(const void* zone, const SystemTime* universal,
                                              SystemTime* local);
 TARNAPI void GetLocalTime(SystemTime* time);
-// By the difference in force now, whatever the date of the time given.
+// Uses the difference that is in force now, whatever the date.
 TARNAPI Bool FileTimeToLocalFileTime(const FileTime* time, FileTime* local);
-// Packed dates of 1980 to 2107, seconds in twos; false outside that range, and
-// for words that are no date. A system may give something else there: callers
-// test both before they ask.
+// Packed dates of 1980 to 2107, seconds in steps of two; false outside that
+// range, and for words that are no date. A system may return something else
+// there: callers check both before they call.
 TARNAPI Bool FileTimeToDosDateTime(const FileTime* time, std::uint16_t* dos_date,
                                    std::uint16_t* dos_time);
 TARNAPI Bool DosDateTimeToFileTime(std::uint16_t dos_date, std::uint16_t dos_time, FileTime* time);
@@ -511,9 +515,9 @@ struct alignas(16) Xmm {
   std::uint64_t low, high;
 };
 
-// The platform's x86-64 CONTEXT record. The MXCSR stands in it twice, in MxCsr
-// and at offset 24 of FxSaveArea: a handler changes both, as systems differ in
-// which of them takes effect.
+// The platform's x86-64 CONTEXT record. It has the MXCSR twice, in MxCsr and at
+// offset 24 of FxSaveArea: a handler changes both, as systems differ in which
+// of them takes effect.
 struct alignas(16) AMD_CONTEXT {
   std::uint64_t P1Home, P2Home, P3Home, P4Home, P5Home, P6Home;
   std::uint32_t ContextFlags, MxCsr;
@@ -522,7 +526,7 @@ struct alignas(16) AMD_CONTEXT {
   std::uint64_t Dr0, Dr1, Dr2, Dr3, Dr6, Dr7;
   std::uint64_t Rax, Rcx, Rdx, Rbx, Rsp, Rbp, Rsi, Rdi, R8, R9, R10, R11, R12, R13, R14, R15;
   std::uint64_t Rip;
-  std::uint8_t FxSaveArea[512];  // the FXSAVE image; its Xmm0 stands at offset 160
+  std::uint8_t FxSaveArea[512];  // the FXSAVE image; its Xmm0 is at offset 160
   Xmm VectorRegister[26];
   std::uint64_t VectorControl, DebugControl, LastBranchToRip, LastBranchFromRip, LastExceptionToRip,
       LastExceptionFromRip;
@@ -543,30 +547,30 @@ TARNAPI void* AddVectoredExceptionHandler(std::uint32_t first, VectoredHandler h
 
 // ---- Threads, console events, messages ------------------------------------
 TARNAPI Handle GetCurrentThread();
-// Ends the calling thread at once, nothing is unwound. Only the calling thread
+// Ends the calling thread at once; nothing is unwound. Only the calling thread
 // may be named.
 TARNAPI Bool TerminateThread(Handle thread, std::uint32_t code);
 
 // A number that no other living thread has; never 0.
 TARNAPI std::uint32_t GetCurrentThreadId();
 
-// Room that a stack keeps back for the handler of its own overflow, for the
-// calling thread, in bytes. On the host the handlers of the first thread have a
-// stack of their own.
+// Bytes that the calling thread's stack keeps back for the handler of its own
+// overflow. On the host the handlers of the first thread have a stack of their
+// own.
 TARNAPI Bool SetThreadStackGuarantee(std::uint32_t* size);
 
-// After an overflow of the calling thread's stack: the next one is reported again. Does
-// nothing while the thread still runs in the room kept back, nor where overflows
-// use nothing up, as on the host.
+// After an overflow of the calling thread's stack: makes the next one be
+// reported again. Does nothing while the thread still runs in the space kept
+// back, nor where an overflow uses nothing up, as on the host.
 TARNAPI void RestoreStackGuard();
 
 inline constexpr std::uint32_t kConsoleCtrlC = 0;
 inline constexpr std::uint32_t kConsoleCtrlBreak = 1;
 using ConsoleHandler = std::int32_t(TARNAPI*)(std::uint32_t event);
-// `add` non-zero adds, else removes one earlier registration. Handlers run on a
-// thread of the system's own, the newest first, until one gives non-zero; if
-// none does, the process ends as if it had no handler. On the host the events
-// are SIGINT and SIGQUIT.
+// Non-zero `add` adds a handler, 0 removes one earlier registration. Handlers
+// run on a thread of the system's own, the newest first, until one returns
+// non-zero; if none does, the process ends as if it had no handler. On the host
+// the events are SIGINT and SIGQUIT.
 TARNAPI Bool SetConsoleCtrlHandler(ConsoleHandler handler, std::int32_t add);
 
 // Shows a message and waits for the user; `owner` null, `type` 0. Where there
@@ -606,7 +610,7 @@ struct Symbol64 {
   std::uint32_t size_of_struct;
   std::uint64_t address;
   std::uint32_t size, flags, longest_name;
-  char name[4];  // as long as the storage behind it
+  char name[4];  // as long as the storage after it
 };
 static_assert(sizeof(Symbol64) == 32);
 inline constexpr std::uint32_t kMachineAmd64 = 0x8664;
@@ -622,14 +626,14 @@ TARNAPI Bool StackWalk64(std::uint32_t machine, Handle process, Handle thread, S
                          AMD_CONTEXT* context, void* read_memory,
                          FunctionTableAccess function_table, ModuleBaseAccess module_base,
                          void* translate);
-// The closest symbol at or before `address` in its module, and how far behind
-// it `address` lies. False if the module has none.
+// The closest symbol at or before `address` in its module, and how far after it
+// `address` lies. False if the module has none.
 TARNAPI Bool SymGetSymFromAddr64(Handle process, std::uint64_t address, std::uint64_t* displacement,
                                  Symbol64* symbol);
 // Base of the module that holds `address`, or 0.
 TARNAPI std::uint64_t SymGetModuleBase64(Handle process, std::uint64_t address);
 // Unwind entry of the routine at `address`, or null; the host's entries have a
-// form of their own, and it gives the address of their index.
+// format of their own, and the address of their index is returned.
 TARNAPI void* SymFunctionTableAccess64(Handle process, std::uint64_t address);
 
 }  // namespace tarn::platform

@@ -23,26 +23,26 @@ struct ProgressPicture {
 struct ProgressWindowLook {
   const char* title;
   std::int32_t screen_width, screen_height;  // pixels; it comes up in their middle
-  // Of the controls library, major in the high 16 bits. 0: there is none, and no
-  // bar on Windows.
+  // Version of the controls library, major in the high 16 bits. 0: there is
+  // none, and on Windows no bar.
   std::uint32_t controls_version;
   // Called by the window's thread, or by the one that asks for a repaint.
   void(TARNAPI* fill_picture)(ProgressPicture* picture);
-  // Called by the window's thread: the window is about to go.
+  // Called by the window's thread: the window is about to close.
   void(TARNAPI* closed_by_user)();
 };
 
-// Shows it. invalid_handle() where it can't be shown; nothing is left of it.
-// The look's title is read during the call alone.
+// Shows the window. invalid_handle() if it can't be shown; nothing is left of
+// it then. The look's title is read during the call alone.
 TARNAPI Handle OpenProgressWindow(const ProgressWindowLook* look);
-// Returns when the window has gone.
+// Returns when the window has closed.
 TARNAPI void ServeProgressWindow(Handle window);
-// Both do nothing for a window that has gone.
+// Both do nothing once the window has closed.
 TARNAPI void RedrawProgressWindow(Handle window);
 TARNAPI void CloseProgressWindow(Handle window);
 
-// Text from the OEM to the ANSI code page of the system, byte for byte; `ansi`
-// may be `oem`. On the host they are one.
+// Converts text from the OEM to the ANSI code page of the system, byte for
+// byte; `ansi` may be `oem`. On the host the two are the same.
 TARNAPI Bool OemToCharA(const char* oem, char* ansi);
 
 }  // namespace tarn::platform

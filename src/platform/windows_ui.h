@@ -4,11 +4,11 @@
 // desktop.
 //
 // A dialog window is filled by its user, who also places the controls: open it,
-// measure texts, add controls and keys, show it, then take its events one by
+// measure strings, add controls and keys, show it, then take its events one by
 // one until it has to be closed. All of it is for one thread; windows may be
 // opened one inside the other, from what an event leads to, and are closed in
-// the opposite order. Lengths are pixels, texts are bytes of the system's code
-// page, colours are 0xBBGGRR.
+// the opposite order. Lengths are pixels, strings are bytes of the system's
+// code page, colours are 0xBBGGRR.
 #pragma once
 
 #include "platform/platform.h"
@@ -42,8 +42,8 @@ struct WindowControl {
   bool framed, scrolled;  // box
   bool is_default;        // button: the Enter key presses it
   std::int32_t x, y, width, height;
-  const char* text;      // button: '&' stands before its letter
-  std::uint64_t length;  // of the text at most; it also ends at a NUL
+  const char* text;      // button: '&' comes before its letter
+  std::uint64_t length;  // at most; the text also ends at a NUL
   const char* help;      // button: shown while the mouse rests on it; null without
 };
 
@@ -89,10 +89,10 @@ struct WindowServices {
   Bool(TARNAPI* add_key)(DialogWindow* window, const WindowKey* key);
   // In the middle of its screen, with `width` by `height` for its controls.
   void(TARNAPI* show)(DialogWindow* window, std::int32_t width, std::int32_t height);
-  // Waits. Between two calls the window draws itself, but takes no orders.
+  // Waits. Between two calls the window draws itself but handles no input.
   WindowEvent(TARNAPI* next_event)(DialogWindow* window);
-  // To the clipboard: what the user selected in a box; false if nothing. What
-  // was selected before the first wait is not the user's.
+  // Copies to the clipboard what the user selected in a box; false if nothing.
+  // What was selected before the first wait is not the user's.
   Bool(TARNAPI* copy_selection)(DialogWindow* window);
   Bool(TARNAPI* copy_text)(DialogWindow* window, const char* text, std::uint64_t length);
   void(TARNAPI* close)(DialogWindow* window);
@@ -108,8 +108,8 @@ struct WindowServices {
 // (Wine without a display). Looked at once for the process.
 TARNAPI const WindowServices* DesktopWindows();
 
-// Gives the messages that wait for the thread's windows to them. A message to
-// quit stays for the program's own loop.
+// Dispatches the messages that wait for the thread's windows. A message to quit
+// stays for the program's own loop.
 TARNAPI void HandleWindowMessages();
 
 }  // namespace tarn::platform

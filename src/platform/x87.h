@@ -1,7 +1,7 @@
-// Steps of the x87 unit in 80-bit precision, of which the elementary functions
-// of the library and of its sibling are made. Results are the same on both
-// targets since the instructions are the same; how the unit is controlled is the
-// including room's affair.
+// Steps of the x87 unit in 80-bit precision, from which the elementary
+// functions of the library and of its sibling are built. Results are the same
+// on both targets since the instructions are the same; the including module
+// controls the unit.
 //
 // Loads are volatile and so keep their order with changes of the control word;
 // arithmetic on a loaded value therefore runs under the word that was set before
@@ -74,7 +74,7 @@ TARN_X87 Extended x87_atan2(Extended y, Extended x) {
   return result;
 }
 
-// To an integer, as the control word says.
+// Rounds to an integer as the control word says.
 TARN_X87 Extended x87_integer(Extended x) {
   Extended result;
   asm volatile("frndint" : "=t"(result) : "0"(x));

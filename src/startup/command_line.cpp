@@ -14,8 +14,8 @@ constexpr std::uint32_t kProgramPathSize = 32'768;  // the longest path of the s
 
 char module_name[kModuleNameSize];
 
-// A heap copy of the path that the program's name leads to. A name that is
-// not found, or whose path is too long, gives the main image's own path.
+// A heap copy of the path that the program's name leads to, or of the main
+// image's own path if the name is not found or its path is too long.
 char* program_path(const char* name) {
   char found[kFoundPathSize];
   const std::uint32_t length =
@@ -98,7 +98,7 @@ char** tarn_split_command_line(const char* command_line, std::int32_t* count) {
   return argv;
 }
 
-// Behind __get_main_arguments: argv, and argc by reference.
+// For __get_main_arguments: argv, and argc by reference.
 TARNAPI char** tarn_build_main_arguments(std::int32_t* count) {
   return tarn_split_command_line(platform::GetCommandLineA(), count);
 }

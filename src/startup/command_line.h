@@ -1,11 +1,11 @@
 // From the process's one command line to argc and argv, and the program's
 // identity.
 //
-// Splitting rules: blanks and tabs separate; a slash begins a new argument;
-// double and single quotes protect blanks and slashes, and stay in the text;
-// only the program's name loses an enclosing pair of double quotes, and is
-// replaced by the full path found by searching, or by the main image's own path
-// if nothing is found.
+// Splitting rules: spaces and tabs separate; a slash begins a new argument;
+// double and single quotes protect spaces and slashes, and stay in the
+// argument; only the program's name loses an enclosing pair of double quotes,
+// and is replaced by the full path found by searching, or by the main image's
+// own path if nothing is found.
 //
 // There is no limit but the system's own: every argument is passed whole.
 #pragma once
@@ -16,16 +16,16 @@ namespace tarn {
 
 extern "C" {
 // Assembly: rcx = argc, rdx = argv, a heap array of argc + 1 pointers to heap
-// texts, the last null. Nothing frees them.
+// strings, the last null. Nothing frees them.
 TARNAPI void __get_main_arguments();
 
-// The routine behind it: splits `command_line` and stores argc. Null, with an
-// argc of 0, if the heap is exhausted.
+// What it calls: splits `command_line` and stores argc. Null, with an argc of
+// 0, if the heap is exhausted.
 TARNAPI char** tarn_split_command_line(const char* command_line, std::int32_t* count);
 }
 
-// Fills `name` with the full path of the main image, padded with blanks or
-// cut at `length` characters.
+// Fills `name` with the full path of the main image, padded with spaces or cut
+// at `length` characters.
 TARNAPI void GET_PROGRAM_NAME_at(char* name, std::int64_t length);
 
 // Copies the base file name of the image that holds this library, with its

@@ -20,8 +20,8 @@ void __record_program_storage(std::int64_t bytes) { program_storage += bytes; }
 void __record_profile_address(void* address) { profile_block = address; }
 
 void append_common_spec(BlockRecord* record) {
-  // A module that cannot be found, or a path that does not fit, leaves what
-  // there is of the text: the record is listed all the same.
+  // If the module cannot be found, or its path does not fit, the record is
+  // listed all the same, with what there is of the path.
   char path[kModulePathSize];
   path[0] = '\0';
   platform::Module module = nullptr;

@@ -16,7 +16,7 @@ namespace {
 std::int32_t not_initialised = 1;
 
 // The longest TARNENVAR that is read. A longer value is cut at the last
-// separator that fits, so that no half word is taken for a switch.
+// separator that fits, so that no part of a word is taken for a switch.
 constexpr std::uint64_t kSwitchTextSize = 10'000;
 constexpr char kSwitchSeparators[] = " ;,";
 

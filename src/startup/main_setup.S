@@ -1,5 +1,5 @@
-// Routines of the start-up room that answer in several registers, in the
-// flags, or that replace the stack.
+// Routines of the start-up module that return several registers, or the flags,
+// or that move the stack.
 
 #include "platform/assembly.h"
 

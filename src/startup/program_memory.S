@@ -1,5 +1,5 @@
 // memcpy and memset for program images. The library exports neither, and a
-// cross compiler calls them of itself for large objects. Linked as a static
+// cross compiler calls them on its own for large objects. Linked as a static
 // library, so that an image has them only if something in it asks.
 
 #include "platform/assembly.h"

@@ -1,7 +1,7 @@
-// The start-up room's front door: how an image starts. Each image, program or
-// DLL, begins in the interpreter of its own start-up script
-// (startup_script.S, which also tells the script's form); this header has the
-// interpreter and what scripts and compiled code call.
+// Overview of the start-up module: how an image starts. Each image, program or
+// DLL, begins in the interpreter of its own start-up script (startup_script.S,
+// which also describes the script's form); this header has the interpreter and
+// what scripts and compiled code call.
 //
 //   initialise.h    bringing the library up, once per process
 //   command_line.h  argc and argv, the program's identity
@@ -36,22 +36,22 @@ TARNAPI void append_common_spec(BlockRecord* record);
 TARNAPI void __record_profile_address(void* address);
 
 // Binds `slot` to a routine of a library. `texts`: the library's name and the
-// routine's name, each NUL-terminated. A routine that cannot be bound gives
-// the slot rlo_error, which fails only when called. Result: the address behind
-// the second text.
+// routine's name, each NUL-terminated. If the routine cannot be bound the slot
+// gets rlo_error, which fails only when called. Result: the address after the
+// second name.
 TARNAPI const char* __attempt_rlo_load(Routine* slot, const char* texts);
 
 // Compares the processor's AVX support with 1 and leaves the outcome in the
 // flags: equal if supported. Valid once the library is loaded.
 TARNAPI void __test_avx();
 
-// Stack probe. In rax the size of the frame that the caller is about to take;
+// Stack probe. rax has the size of the frame that the caller is about to take;
 // reads the stack in steps of 4,000 bytes, so that a growing stack meets its
 // guard page in order. Changes no register but the flags.
 TARNAPI void __stack_adjust();
 }
 
-// Address of a routine in a library, loading the library if need be; null if
+// Address of a routine in a library, loading the library if necessary; null if
 // either cannot be found.
 TARNAPI Routine ProcessDynt(const char* routine, const char* library);
 

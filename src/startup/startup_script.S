@@ -1,7 +1,7 @@
 // The start-up script interpreter: the entry point of every image.
 //
 // This object is linked first into each image, program or DLL, so that its
-// cells open the image's data section. The script word gives the image offset
+// cells open the image's data section. The script word has the image offset
 // of a byte-coded script; finish_image writes both. Each instruction is an
 // opcode byte and its operands, packed, little-endian:
 //
@@ -16,7 +16,7 @@
 //   13                       fill later blocks with 0x80
 //   14                       require AVX
 //   15  u64 address          record the profile block
-//   16  u32 slot, two texts  bind a routine: library name, routine name
+//   16  u32 slot, 2 strings  bind a routine: library name, routine name
 //   17                       overwrite the image's first bytes with "NOTE"
 //
 // A cleared operand is zeroed as it is read, and zero means "do nothing": the
@@ -24,7 +24,7 @@
 // relocate, allocate or initialise. All state is static to the image, so one
 // image has one walk at a time.
 //
-// Cells to relocate lie also in sections that the compiler made read-only. The
+// Cells to relocate are also in sections that the compiler made read-only. The
 // first walk makes those writable, and at its end restores their rights.
 //
 // Nothing here holds an absolute address but the library's own slots.
@@ -323,7 +323,7 @@ ROUTINE(__BrackenStartup)
   cmp dword ptr [rip + avx_required], 0
   je .Lavx_settled
   mov [rip + script_position], rsi
-  call __test_avx                   // answers in the flags
+  call __test_avx                   // result in the flags
   je .Lavx_settled_after_call
   mov ecx, ERROR_NEEDS_AVX
   call __RuntimeError
@@ -383,7 +383,7 @@ ROUTINE(__BrackenStartup)
 #endif
 
 .Lno_storage:
-  call __initialise_cpplib          // blocks come first, and who reports must be up
+  call __initialise_cpplib          // blocks come first, and the report must be up
   mov r8, [rip + name_cursor]
   mov r9d, BLOCK_NAME_MARK
   mov r10, [rip + current_size]
@@ -417,10 +417,10 @@ ROUTINE(___chkstk_ms)
   jmp __stack_adjust
 ROUTINE_END(___chkstk_ms)
 
-// In the slots of pure virtual functions. The compiler refers to it only weakly,
-// which takes nothing from a library: without this the slots would be null. Weak
-// too, so that a program may have one of its own. Reached by a jump, the raiser
-// leaves the caller as the report's first frame.
+// For the slots of pure virtual functions. The compiler refers to it only
+// weakly, which takes nothing from a library: without this the slots would be
+// null. Weak too, so that a program may have one of its own. Reached by a jump,
+// the raiser leaves the caller as the report's first frame.
 .weak __cxa_pure_virtual
 ROUTINE(__cxa_pure_virtual)
   NO_FRAME

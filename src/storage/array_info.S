@@ -1,4 +1,4 @@
-// The routine of the array list that answers in three registers.
+// The routine of the array list that returns three registers.
 
 #include "platform/assembly.h"
 

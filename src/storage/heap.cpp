@@ -14,10 +14,10 @@ constexpr std::int32_t kErrorUnallocatedFreed = 377;
 constexpr std::int32_t kErrorAllocateStorage = 408;
 constexpr std::int32_t kErrorAlreadyAllocated = 432;
 
-// What ALLOCATE tells its caller.
+// What ALLOCATE returns.
 constexpr std::int32_t kStatusNoStorage = 1;
 constexpr std::int32_t kStatusAlreadyAllocated = 2;
-constexpr std::uint64_t kAllocateExtra = 4;  // so that 0 bytes give a block too
+constexpr std::uint64_t kAllocateExtra = 4;  // so that 0 bytes are a block too
 
 struct ArrayDestructRecord {
   ArrayDestructRecord* next;
@@ -42,8 +42,8 @@ void* refused(std::int32_t* status, std::int32_t value, std::int32_t error) {
   return nullptr;
 }
 
-// Raises if the memory service refused the block because it is none. Of the
-// callers' convention, so that they save no registers for it.
+// Raises an error if the memory service refused the block because it is none.
+// Has the callers' convention, so that they save no registers for it.
 [[gnu::noinline]] TARNAPI void give_back_refused(const void* block, std::int32_t error) {
   if (platform::GetLastError() != platform::kErrorInvalidHandle) return;
   __RuntimeError(platform::IsInsideHeapBlock(block) ? kErrorPartFreed : error);
@@ -133,8 +133,7 @@ void __add_array_destruct_info(std::int32_t element_size, std::int32_t total_byt
   record->count = static_cast<std::int32_t>(std::int64_t{total_bytes} / element_size);
 }
 
-// Behind __get_destruct_array_info: the end address, the two others by
-// reference.
+// For __get_destruct_array_info: the end address, the two others by reference.
 extern "C" TARNAPI void* tarn_take_array(void* address, std::int64_t* count,
                                          std::int64_t* element_size) {
   ArrayDestructRecord** const link = find_array(address);

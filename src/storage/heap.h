@@ -9,8 +9,8 @@
 //
 // No pointer is checked here, but the memory service examines what is freed:
 // what it refuses raises 375 for the inside of a block, else 377, or 376 from
-// operator delete. The host's service knows for certain, Windows' as far as it
-// notices.
+// operator delete. The host's service detects every such pointer, that of
+// Windows not all.
 //
 // State: the new handler and the array list, unlocked.
 #pragma once

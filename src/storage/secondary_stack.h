@@ -18,8 +18,8 @@
 
 namespace tarn {
 
-// The state, for reports; only this room writes it. The pseudo stack's pointer,
-// the lowest address in use, is the cell kCellPseudoStack.
+// The state, for reports; only this module writes it. The pseudo stack's
+// pointer, the lowest address in use, is the cell kCellPseudoStack.
 //
 //   base <= quasi_pointer <= quasi_committed <= pseudo_committed
 //        <= the pseudo stack's pointer <= top
@@ -72,6 +72,5 @@ TARNAPI void* extend_pseudo_stack(std::uint64_t bytes);
     secondary_stack.pseudo_failure = 1;
   }
 }
-
 
 }  // namespace tarn

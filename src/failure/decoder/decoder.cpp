@@ -126,7 +126,7 @@ bool append_scaled(const Attempt& attempt, std::uint8_t scaled, int mode, char* 
 }
 
 // The operand whose mode byte was just consumed, with what follows that byte.
-// Mode 3 is a register, which no row of a memory operand speaks of.
+// Mode 3 is a register, which no row with a memory operand matches.
 bool decode_memory_operand(Attempt& attempt) {
   const std::uint8_t mode_byte = attempt.code->bytes[attempt.position / 8 - 1];
   const int mode = mode_byte >> 6;
@@ -189,8 +189,8 @@ void check_for_rex(Attempt& attempt) {
   }
 }
 
-// The X and B bits of the REX byte belong to a memory operand if the row gives
-// them to nothing else.
+// The X and B bits of the REX byte belong to a memory operand if the row
+// assigns them to nothing else.
 bool is_free_rex_bit(const Attempt& attempt) {
   const int bit = attempt.position - attempt.rex;
   return attempt.rex != kNoRex && (bit == 6 || bit == 7);

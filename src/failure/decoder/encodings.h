@@ -7,7 +7,7 @@ namespace tarn {
 
 struct EncodingRow {
   std::uint32_t id;     // of the instruction's descriptor
-  const char* pattern;  // encodings.inc tells the language
+  const char* pattern;  // in the language that encodings.inc describes
 };
 
 // In ascending order of the identifiers, and of the attempts; ends with a row

@@ -21,7 +21,7 @@ struct InstructionDescriptor {
 inline constexpr std::uint32_t kInstructionCount = 548;
 inline constexpr std::uint32_t kLongestMnemonic = 12;
 
-// Descriptor n stands at n - 1.
+// Descriptor n is at index n - 1.
 extern const InstructionDescriptor instruction_table[kInstructionCount];
 
 }  // namespace tarn

@@ -1,6 +1,6 @@
-// The four routines that the compiler calls of itself. Linked into a DLL that
-// brings no C run-time, and not exported: the library's own memmove and memcmp
-// are other routines under other link names.
+// The four routines that the compiler calls on its own. Linked into a DLL that
+// has no C run-time, and not exported: the library's own memmove and memcmp are
+// other routines under other link names.
 
 #include <cstddef>
 

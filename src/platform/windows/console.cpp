@@ -69,8 +69,8 @@ Bool ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
   return done;
 }
 
-// A console on a terminal tells ESC and a character that come together as Alt; with
-// Control it is a key for more characters.
+// A console on a terminal reports an ESC and a character that arrive together
+// as Alt; with Control, Alt selects further characters.
 std::uint32_t ReadKeyText(Handle input, char* text) {
   constexpr wchar_t kEscape = 0x1B;
   constexpr DWORD kAlts = LEFT_ALT_PRESSED | RIGHT_ALT_PRESSED;
@@ -106,7 +106,7 @@ std::uint32_t GetConsoleTitleA(char* title, std::uint32_t size) {
 
 Bool SetConsoleTitleA(const char* title) { return ::SetConsoleTitleA(title); }
 
-// The window library is loaded only when it is asked for something.
+// The window library is loaded only when it is needed.
 std::int32_t GetSystemMetrics(std::int32_t metric) {
   using Service = int(WINAPI*)(int);
   static const auto service = late_service<Service>("user32.dll", "GetSystemMetrics");

@@ -138,9 +138,9 @@ INT_PTR CALLBACK dialog_procedure(HWND window, UINT message, WPARAM w, LPARAM l)
   }
 }
 
-// A box leaves all keys but the arrows and Ctrl+A to the dialog: it is only
-// read. It isn't selected when it gets the focus, which would scroll it to its
-// end. Its menu is the dialog's.
+// A box leaves all keys but the arrows and Ctrl+A to the dialog: it is
+// read-only. It isn't selected when it gets the focus, which would scroll it to
+// its end. Its menu is the dialog's.
 LRESULT CALLBACK read_box_procedure(HWND box, UINT message, WPARAM w, LPARAM l) {
   constexpr WPARAM kControlA = 1;
   switch (message) {

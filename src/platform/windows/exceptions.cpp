@@ -6,8 +6,8 @@ static_assert(sizeof(ExceptionRecord) == sizeof(EXCEPTION_RECORD));
 static_assert(sizeof(AMD_CONTEXT) == sizeof(CONTEXT));
 static_assert(sizeof(ExceptionPointers) == sizeof(EXCEPTION_POINTERS));
 
-// Some systems report a denormal operand as an underflow. The MXCSR, whose masks
-// stand 7 bits above the flags, tells which of the two it was.
+// Some systems report a denormal operand as an underflow. The MXCSR, whose
+// masks are 7 bits above the flags, shows which of the two it was.
 static LONG CALLBACK correct_code(EXCEPTION_POINTERS* exception) {
   constexpr std::uint32_t kDenormalFlag = 0x02;
   constexpr std::uint32_t kUnderflowFlag = 0x10;
@@ -21,7 +21,7 @@ static LONG CALLBACK correct_code(EXCEPTION_POINTERS* exception) {
   return kContinueSearch;
 }
 
-// The correction is made directly before the handler is called.
+// The correction runs directly before the handler.
 void* AddVectoredExceptionHandler(std::uint32_t first, VectoredHandler handler) {
   if (first == 0) ::AddVectoredExceptionHandler(first, &correct_code);
   void* const added =
@@ -30,7 +30,7 @@ void* AddVectoredExceptionHandler(std::uint32_t first, VectoredHandler handler) 
   return added;
 }
 
-// Some systems deliver zeros for pages that are reserved or closed.
+// Some systems return zeros for pages that are reserved or closed.
 static bool is_readable(const void* source, std::uint64_t size) {
   const auto begin = reinterpret_cast<std::uint64_t>(source);
   std::uint64_t done = 0;

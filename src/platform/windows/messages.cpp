@@ -1,6 +1,6 @@
-// Threads, console events, and the few services of USER32 that a failure
-// report needs. USER32 brings the drawing libraries into the process, so it is
-// loaded when first asked.
+// Threads, console events, and the few services of USER32 that a failure report
+// needs. USER32 brings the drawing libraries into the process, so it is loaded
+// when first needed.
 
 #include "platform/windows/system.h"
 #include "platform/windows_ui.h"
@@ -16,8 +16,9 @@ void write_error_text(const char* text) {
               &written, nullptr);
 }
 
-// A guard page at the end of what the calling thread's stack keeps back. Not set
-// where the stack has not come so far, nor under frames that are there.
+// Sets a guard page at the end of what the calling thread's stack keeps back,
+// unless there are frames that far down. Has no effect where the stack has not
+// grown so far.
 void set_stack_guard(std::uint64_t reserve) {
   constexpr std::uint64_t kPage = 4096;
   ULONG_PTR low = 0;
@@ -48,8 +49,8 @@ Bool SetThreadStackGuarantee(std::uint32_t* size) {
 
 // The guard page lost its mark when it reported the overflow.
 void RestoreStackGuard() {
-  constexpr ULONG kLeast = 2 * 4096;  // what a thread keeps back unasked
-  ULONG reserve = 0;                  // asks
+  constexpr ULONG kLeast = 2 * 4096;  // what a thread keeps back by default
+  ULONG reserve = 0;                  // 0 asks for the present value
   ::SetThreadStackGuarantee(&reserve);
   set_stack_guard(reserve < kLeast ? kLeast : reserve);
 }

@@ -27,8 +27,8 @@ void* GetProcAddress(Module module, const char* name) {
 
 std::uint32_t GetModuleFileNameA(Module module, char* buffer, std::uint32_t size) {
   constexpr DWORD kLongestPathOnStack = 1024;
-  // By way of the wide form, which takes nothing of the heap: the caller may be
-  // the report of a heap that the program has hurt.
+  // By way of the wide form, which needs no heap: the caller may be the report
+  // of a heap that the program has damaged.
   WCHAR path[kLongestPathOnStack];
   const DWORD length =
       ::GetModuleFileNameW(static_cast<HMODULE>(module), path, kLongestPathOnStack);

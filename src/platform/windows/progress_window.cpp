@@ -2,7 +2,7 @@
 // own procedure, with the controls library's bar below the text.
 
 #include "platform/windows/window_libraries.h"
-// Behind the system's header.
+// Needs the system's header before it.
 #include "platform/progress_window.h"
 
 namespace tarn::platform {
@@ -118,7 +118,7 @@ void initialise_window() {
   window_class.style = CS_OWNDC | CS_SAVEBITS;
   window_class.lpfnWndProc = &TheWindowProc;
   window_class.hInstance = GetCurrentInstance();
-  // IDC_ARROW's value is no address of a text.
+  // IDC_ARROW's value is no address of a string.
   window_class.hCursor = ui->LoadCursorA(nullptr, MAKEINTRESOURCEA(0x7F00));
   window_class.hbrBackground = reinterpret_cast<HBRUSH>(std::uintptr_t{COLOR_3DFACE + 1});
   window_class.lpszClassName = kWindowClass;

@@ -1,5 +1,5 @@
-// The question for a file's name. COMDLG32 is large, and loaded by the first
-// question.
+// The dialog that asks for a file's name. COMDLG32 is large, and loaded when
+// first needed.
 
 #include "platform/byte_block.h"
 #include "platform/paths.h"

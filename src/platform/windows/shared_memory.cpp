@@ -85,8 +85,8 @@ bool same(const char* a, const char* b) {
   return false;
 }
 
-// The run that the environment names, or a new one. An environment that cannot be
-// read is no reason to leave a run.
+// The run that the environment names, or a new one. The process stays in its
+// run if the environment cannot be read.
 bool enter_run() {
   char value[kRunIdSize];
   const std::uint32_t length = GetEnvironmentVariableA(kRunMemoryVariable, value, kRunIdSize);
@@ -99,9 +99,9 @@ bool enter_run() {
   return join_run(value) || begin_run();
 }
 
-// All of the section, and after it no other memory within a step of the address
-// space: where the view ends on such a step, the next one is reserved. Between the
-// two calls another thread may take the place.
+// Maps all of the section, with no other memory within a step of the address
+// space after it: where the view ends on such a step, the next one is reserved.
+// Between the two calls another thread may take the place.
 void* map_guarded(HANDLE section, std::uint64_t* size) {
   void* place = nullptr;
   for (int i = 0; i < kMappingTries; ++i) {
@@ -150,7 +150,7 @@ void* OpenRunSharedMemory(const char* name, std::uint64_t size) {
   const HANDLE section = ::CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0,
                                               static_cast<DWORD>(size), object);
   if (section == nullptr) return nullptr;
-  // An existing section keeps its size: map all of it, and see.
+  // An existing section keeps its size: map all of it and compare.
   std::uint64_t mapped_size = 0;
   void* const address = map_guarded(section, &mapped_size);
   if (address == nullptr || mapped_size < size) {

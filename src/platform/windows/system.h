@@ -12,8 +12,8 @@
 
 namespace tarn::platform {
 
-// A service of a library that is not there from the start: it is loaded by the
-// first call. Null if the library or the service is missing.
+// A service of a library that is not loaded from the start: the first call
+// loads it. Null if the library or the service is missing.
 template <class Service>
 Service late_service(const char* library, const char* name) {
   const HMODULE module = ::LoadLibraryA(library);

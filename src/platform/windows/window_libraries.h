@@ -1,4 +1,4 @@
-// The window and drawing libraries, loaded when first asked for.
+// The window and drawing libraries, loaded when first needed.
 #pragma once
 
 #include "platform/windows/system.h"

@@ -1,5 +1,5 @@
-// What the C++ compiler calls of itself, under its own names: storage of the
-// library, and its failures. Linked into an image that asks for it.
+// What the C++ compiler calls on its own, under its own names, by way of the
+// library's storage and failures. Linked into an image that needs it.
 
 extern "C" [[noreturn]] void __RuntimeError(int number);
 
@@ -31,7 +31,7 @@ SAME_AS("_ZdaPvy", LIBRARY_DELETE);  // delete[], sized
 extern "C" [[noreturn]] void __cxa_throw_bad_array_new_length() { __RuntimeError(kErrorNoStorage); }
 
 // Storage for types that want more than the 16 bytes to which every block is
-// aligned: the block's own address stands before it.
+// aligned: the block's own address is stored before it.
 namespace std {
 enum class align_val_t : Size {};
 }
@@ -65,7 +65,7 @@ void operator delete[](void* storage, Size, std::align_val_t alignment) noexcept
 }
 
 // Local statics of code that was compiled with -fthreadsafe-statics. The first
-// byte is the compiler's: the object is there. The second: somebody makes it.
+// byte is the compiler's: the object exists. The second: a thread is making it.
 extern "C" {
 
 int __cxa_guard_acquire(unsigned char* guard) {

@@ -56,8 +56,8 @@ unsigned word_at(unsigned long long offset) {
   return *reinterpret_cast<const unsigned*>(image_base + offset);
 }
 
-// Its import directory, a record a DLL with the DLL's name in the fourth word,
-// is as the linker made it.
+// Its import directory, one record per DLL with the DLL's name in the fourth
+// word, is as the linker made it.
 void end_libraries() {
   constexpr unsigned kNewHeader = 0x3C, kImportDirectory = 0x90, kRecordSize = 20, kName = 12;
   unsigned record = word_at(word_at(kNewHeader) + kImportDirectory);

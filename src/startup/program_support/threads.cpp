@@ -1,5 +1,5 @@
 // _Thread_local and thread_local: the compiler asks here for the address of
-// each such object. An image has one slot of the system, in which each thread
+// each such object. An image uses one slot of the system, in which each thread
 // keeps a table of its objects, made when first used. They stay when the thread
 // ends.
 
@@ -44,7 +44,7 @@ void* take(Size size) {
   return block;
 }
 
-// The object's number; with it, there is a slot.
+// The object's number. Once it has one, there is a slot.
 Size number_of(ThreadObject* object) {
   Size number = __atomic_load_n(&object->number, __ATOMIC_ACQUIRE);
   if (number != 0) return number;

@@ -1,11 +1,11 @@
 // What every other folder of this back end is built on: failures as Windows
 // error codes, paths, the table of handles, and time.
 //
-// The folders stand one on another in the order that scripts/check_modules.py
-// holds; a file includes headers of its own folder, and of a lower folder only
-// the overview header, which has the folder's name. What a folder does for
-// programs stands in platform/platform.h. State: the last error of each thread,
-// the table of handles. Every routine may be called on any thread.
+// The folders are layered in the order that scripts/check_modules.py checks; a
+// file includes headers of its own folder, and of a lower folder only the
+// overview header, which has the folder's name. What a folder does for programs
+// is declared in platform/platform.h. State: the last error of each thread, the
+// table of handles. Every routine may be called on any thread.
 #pragma once
 
 #include <time.h>
@@ -81,7 +81,7 @@ bool to_program_path(const char* host_path, char* path, std::size_t size);
 // belongs to no character counts as one by itself.
 std::uint32_t take_capital(const char** name);
 
-// Below, at or above 0, by capitals.
+// Less than, equal to or greater than 0, compared as capitals.
 int compare_in_any_case(const char* a, const char* b);
 
 // Length of the well-formed UTF-8 sequence of two or more bytes at `bytes`,
@@ -128,7 +128,7 @@ struct OpenObject {
   bool readable, writable;
   bool screen;  // of a terminal: its output side
   void* record;
-  bool code_page = false;  // opened as the console's screen: its bytes are characters of that
+  bool code_page = false;  // opened as the console's screen: its bytes are in that code page
 };
 
 // The first three objects are the standard handles on descriptors 0 to 2.
@@ -137,9 +137,9 @@ inline constexpr std::uint32_t kMaxHandles = 8192;
 
 Handle standard_handle(std::uint32_t descriptor);
 
-// The descriptor, moved if it has the number of a standard handle: those numbers
-// stay the standard handles', even while they are closed. -1, with errno, on
-// failure.
+// Returns the descriptor, moved if it has the number of a standard handle:
+// those numbers stay the standard handles', even while they are closed. -1,
+// with errno, on failure.
 int keep_off_standard(int descriptor);
 
 // Null, with the last error, if there are too many.
@@ -158,7 +158,7 @@ OpenObject remove_handle(Handle handle, HandleKind kind);
 
 // ---- Time -------------------------------------------------------------------
 
-// So many milliseconds from now, by CLOCK_MONOTONIC.
+// The time that many milliseconds from now, by CLOCK_MONOTONIC.
 timespec deadline_after(std::uint32_t milliseconds);
 
 // Milliseconds until then for poll, rounded up; 0 once the time has come.

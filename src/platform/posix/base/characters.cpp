@@ -44,7 +44,7 @@ std::uint32_t take_capital(const char** name) {
       take_utf8(reinterpret_cast<const std::uint8_t*>(*name), strnlen(*name, 4), &point);
   if (length <= 0) {
     ++*name;
-    return 0xDC00u + first;  // no character has that
+    return 0xDC00u + first;  // no character has this code
   }
   *name += length;
   pthread_once(&once, &load_letters);

@@ -1,6 +1,6 @@
-// The table of open objects. A handle is four times its place counted from 1,
-// as small and as divisible as Windows makes them. Taking a place is serialised;
-// looking one up takes no lock, so that a fault's report may always write.
+// The table of open objects. A handle is four times its place counted from 1:
+// small, and a multiple of four, as on Windows. Taking a place is serialised;
+// looking one up takes no lock, so that a fault's report can always write.
 
 #include <errno.h>
 #include <fcntl.h>

@@ -1,6 +1,6 @@
-// The machine and the system, as programs are told of them: version, memory,
-// processors. The processors are those that this process may use; like one group
-// of processors on Windows they are 64 at most.
+// The machine and the system as programs see them: version, memory, processors.
+// The processors are those that this process may use, at most 64, like one
+// group of processors on Windows.
 
 #include <cpuid.h>
 #include <sched.h>
@@ -14,7 +14,7 @@ namespace tarn::platform {
 namespace {
 
 // The version of Windows whose behaviour this back end follows: what Wine
-// tells a 64-bit program by default, and so what the other target reports.
+// reports to a 64-bit program by default, and so what the other target reports.
 constexpr std::uint32_t kMajorVersion = 6;
 constexpr std::uint32_t kMinorVersion = 1;
 constexpr std::uint32_t kBuild = 7601;
@@ -44,8 +44,8 @@ std::uint64_t usable_processors() {
   return mask;
 }
 
-// The processors of the core that `processor` belongs to: "0,4" or "0-1".
-// Itself alone where the system doesn't tell.
+// The processors of the core that `processor` belongs to: "0,4" or "0-1". Only
+// itself if the system doesn't say.
 std::uint64_t core_of(unsigned processor) {
   char path[96];
   snprintf(path, sizeof path, "/sys/devices/system/cpu/cpu%u/topology/thread_siblings_list",

@@ -1,6 +1,6 @@
-// Paths of the caller's and paths of the host. A path is first turned into text
-// of the host's by the rules of the other target, which drop blanks and dots at
-// its end; then each name that is not there is looked for in another case.
+// Program paths and host paths. A path is first translated by the rules of the
+// other target, which drop spaces and dots at its end; then each name that does
+// not exist is looked for in another case.
 
 #include <dirent.h>
 #include <errno.h>
@@ -20,11 +20,11 @@ constexpr char kLongPathPrefix[] = "\\\\?\\";
 constexpr char kInNoName[] = "<>|\":";
 constexpr char kWildcards[] = "*?";
 
-// A host path as it grows by names.
+// A host path, built name by name.
 struct HostPath {
   char* text;
   std::size_t length;
-  std::size_t names;  // at the end that ".." takes away again
+  std::size_t names;  // at the end that ".." can remove
   bool absolute;
 };
 
@@ -69,8 +69,8 @@ bool is_dots(const char* name, std::size_t length) {
   return (length == 1 && name[0] == '.') || (length == 2 && name[0] == '.' && name[1] == '.');
 }
 
-// Length of the name without what a path drops of it: all dots and blanks at
-// its own end, one dot before a separator.
+// Length of the name without what a path drops of it: all dots and spaces at
+// the path's end, one dot before a separator.
 std::size_t kept_length(const char* name, std::size_t length, bool last) {
   if (is_dots(name, length)) return length;
   if (!last) {
@@ -217,7 +217,7 @@ bool to_host_pattern(const char* pattern, char (&host)[kPathSize]) {
   return true;
 }
 
-// Most paths are there as they are written, or lack the last name alone.
+// Most paths exist as they are written, or lack the last name alone.
 void match_names(char (&host)[kPathSize]) {
   if (exists(host) || (errno != ENOENT && errno != ENOTDIR)) return;
   std::size_t length = strlen(host);
@@ -225,10 +225,10 @@ void match_names(char (&host)[kPathSize]) {
   char folder[kPathSize];
   memcpy(folder, host, length);
   const std::size_t root = host[0] == '/' ? 1 : 0;
-  std::size_t known = length;  // up to the end of what is there
+  std::size_t known = length;  // of the part that exists
   do {
     while (known > 0 && host[known - 1] != '/') --known;     // the name
-    while (known > root && host[known - 1] == '/') --known;  // what separates it
+    while (known > root && host[known - 1] == '/') --known;  // the separators before it
     folder[known] = '\0';
   } while (known > root && !exists(folder));
   while (known < length) {

@@ -4,8 +4,8 @@
 
 namespace tarn::platform {
 
-// A handler that does nothing, unlike an ignored signal, is not inherited by the
-// programs it starts.
+// Unlike an ignored signal, a handler that does nothing is not inherited by the
+// programs that the process starts.
 void survive_refused_writes() {
   static bool done;
   if (__atomic_exchange_n(&done, true, __ATOMIC_RELAXED)) return;

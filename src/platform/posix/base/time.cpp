@@ -50,7 +50,7 @@ std::uint16_t day_of_week(std::int64_t days_since_1601) {
 
 std::uint16_t narrow(std::int64_t value) { return static_cast<std::uint16_t>(value); }
 
-// Seconds since 1601; -1 for what is no date and time.
+// Seconds since 1601; -1 for an invalid date or time.
 std::int64_t seconds_of(const SystemTime& time) {
   if (time.year < 1601 || time.year > kLastYear || time.month < 1 || time.month > 12 ||
       time.day < 1 || time.hour > 23 || time.minute > 59 || time.second > 59 ||
@@ -85,7 +85,7 @@ Bool FileTimeToSystemTime(const FileTime* time, SystemTime* broken) {
   return 1;
 }
 
-// `zone` other than null, rules of the caller's own, is not served.
+// A `zone` other than null, with the caller's own rules, is not supported.
 Bool SystemTimeToTzSpecificLocalTime(const void* zone, const SystemTime* universal,
                                      SystemTime* local) {
   const std::int64_t seconds = seconds_of(*universal);

@@ -72,15 +72,15 @@ bool is_one_of(std::uint8_t byte, std::initializer_list<std::uint8_t> bytes) {
   return false;
 }
 
-// Instructions that user mode may not execute: hlt, cli, sti, in and out in
-// their forms, and of the two-byte ones lgdt..lmsw/invlpg, clts, wbinvd, mov
-// to and from control and debug registers, wrmsr, rdmsr.
+// Instructions that user mode may not execute: hlt, cli, sti, in and out in all
+// their forms, and of the two-byte ones lgdt..lmsw/invlpg, clts, wbinvd, mov to
+// and from control and debug registers, wrmsr, rdmsr.
 bool is_privileged(std::uint64_t address) {
   constexpr int kLongestInstruction = 15;
   std::uint8_t code = 0;
   for (int i = 0; i < kLongestInstruction && byte_at(address, &code); ++i, ++address) {
     const bool is_rex = (code & 0xF0) == 0x40;
-    if (is_rex || is_one_of(code, {0x66, 0x67, 0xF2, 0xF3})) continue;  // of size and repetition
+    if (is_rex || is_one_of(code, {0x66, 0x67, 0xF2, 0xF3})) continue;  // size, repetition
     if (code == 0x0F) {
       return byte_at(address + 1, &code) &&
              is_one_of(code, {0x01, 0x06, 0x08, 0x09, 0x20, 0x21, 0x22, 0x23, 0x30, 0x32});
@@ -112,7 +112,8 @@ void page_fault(const ucontext_t& signal, int number, ExceptionRecord* record) {
   }
 }
 
-// The system tells no address of a protection fault: read at all bits set.
+// The system reports no address for a protection fault: recorded as a read at
+// all bits set.
 void protection_fault(const AMD_CONTEXT& context, ExceptionRecord* record) {
   if (is_privileged(context.Rip)) {
     record->code = kExceptionPrivilegedInstruction;
@@ -154,7 +155,7 @@ void put_context(const AMD_CONTEXT& from, ucontext_t* to) {
   if (to->uc_mcontext.fpregs) {
     auto* const image = reinterpret_cast<std::uint8_t*>(to->uc_mcontext.fpregs);
     memcpy(image, from.FxSaveArea, kFxSaveUserSize);
-    // MxCsr stands twice in the record; the system takes the first.
+    // The record has MxCsr twice; the system takes the first.
     const std::uint32_t mxcsr = from.MxCsr & kSettableMxcsr;
     memcpy(image + kFxSaveMxcsr, &mxcsr, sizeof mxcsr);
   }

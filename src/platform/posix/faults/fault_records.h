@@ -31,13 +31,13 @@ void take_context(const ucontext_t& from, AMD_CONTEXT* to);
 // Of the flags, the MXCSR and the floating-point image only what a program may set.
 void put_context(const AMD_CONTEXT& from, ucontext_t* to);
 
-// Fills the record's code and parameters, and puts the context on the instruction;
-// false for what is no fault of this thread's.
+// Fills the record's code and parameters, and puts the context on the
+// instruction; false if the signal is not a fault of this thread.
 bool describe_fault(int number, const siginfo_t& info, const ucontext_t& signal,
                     AMD_CONTEXT* context, ExceptionRecord* record);
 
-// Until it is set back to null, a fault of this thread leads to this place
-// (sigsetjmp without the mask) and to no handler (signals.cpp).
+// While this is not null, a fault of this thread jumps to this place (set by
+// sigsetjmp without the mask) and reaches no handler (signals.cpp).
 void set_recovery_point(sigjmp_buf* point);
 
 }  // namespace tarn::platform

@@ -1,7 +1,7 @@
-// Signals as the platform's exceptions: the vectored handlers are asked in
-// order, with the records that fault_records.h makes of the signal, and a context
-// that one of them changed is put back. If all pass the exception on, the signal
-// has the effect it had before the first handler was added.
+// Signals as the platform's exceptions: the vectored handlers are called in
+// order, with the records that fault_records.h makes of the signal, and a
+// context that one of them changed takes effect. If all pass the exception on,
+// the signal has the effect it had before the first handler was added.
 
 #include <errno.h>
 #include <sched.h>
@@ -49,8 +49,8 @@ std::int32_t ask_handlers(ExceptionPointers* exception) {
 constexpr int kFaultSignalCount = sizeof kFaultSignals / sizeof *kFaultSignals;
 struct sigaction earlier_actions[kFaultSignalCount];
 
-// Lets the signal have its earlier effect. A fault meets it again on return,
-// at the same instruction; what would not happen again is sent.
+// Lets the signal have its earlier effect. A fault happens again on return, at
+// the same instruction; a signal that would not is sent again.
 void pass_on(int number, bool fault) {
   restore_terminal();  // most often the process ends here
   for (int i = 0; i < kFaultSignalCount; ++i) {
@@ -64,8 +64,8 @@ void pass_on(int number, bool fault) {
 thread_local sigjmp_buf* recovery_point;
 
 // A program that turned alignment checks on loses them at the first fault and
-// goes on, as the system it was compiled for lets it. The flag is still set
-// here, so that it goes before anything else is done.
+// goes on, as on the system it was compiled for. The flag is still set here, so
+// it is cleared before anything else is done.
 bool drop_alignment_checks(ucontext_t* signal) {
   asm volatile(
       "lea -128(%%rsp), %%rsp\n\t"  // keeps clear of the red zone

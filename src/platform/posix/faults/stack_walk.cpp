@@ -55,7 +55,7 @@ bool follows_call(std::uint64_t address) {
 
 struct HostRoutine {
   std::uint64_t start;
-  bool after_call;  // the address is behind the routine's last call
+  bool after_call;  // the address may lie after the routine's last call
 };
 
 // The host routine that `address` belongs to, by the unwind data.
@@ -89,8 +89,7 @@ _Unwind_Reason_Code take_frame(_Unwind_Context* frame, void* argument) {
   return _URC_END_OF_STACK;
 }
 
-// The unwinder reads the stack as it finds it; on a damaged one its fault leads
-// back here.
+// The unwinder trusts the stack; its fault on a damaged one jumps back here.
 bool step(AMD_CONTEXT* context) {
   HostRoutine routine;
   if (!find_host_routine(context->Rip, &routine)) return false;
@@ -162,7 +161,7 @@ Bool StackWalk64(std::uint32_t machine, Handle, Handle, StackFrame64* frame, AMD
 }
 
 // The library's own routines have the names under which programs call them;
-// what it does not export has none.
+// those that it does not export have none.
 Bool SymGetSymFromAddr64(Handle, std::uint64_t address, std::uint64_t* displacement,
                          Symbol64* symbol) {
   const char* name = nullptr;

@@ -1,5 +1,5 @@
-// A frame whose caller, as its unwind data tells it, is the frame of a context
-// record: the unwinder that starts inside it walks on from there.
+// A frame whose unwind data names the frame of a context record as its caller:
+// an unwinder that starts inside it goes on from there.
 
 #include "platform/assembly.h"
 
@@ -22,7 +22,7 @@
 #define R15 0xF0
 #define RIP 0xF8
 
-// Of DWARF: the record's address is in r12, register 12.
+// DWARF: the record's address is in r12, register 12.
 #define CFA_DEF_EXPRESSION 0x0F
 #define CFA_EXPRESSION 0x10
 #define OP_BREG12 0x7C
@@ -48,7 +48,7 @@
 
 // rdi: the record; rsi: what is called for each frame; rdx: its argument.
 // System V convention. In the first form Rip is a return address, in the second
-// it stands on an instruction.
+// the address of an instruction.
 #define WALK               \
   push r12;                \
   .cfi_adjust_cfa_offset 8; \

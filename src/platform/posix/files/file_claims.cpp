@@ -1,15 +1,15 @@
 // A claim is a set of locks on bytes far beyond the end of any file, one range
 // of bytes for each thing an opener does or denies. The locks belong to the
-// open file description, so they tell two openers in one process apart, and end
-// with it, however the process ends. They never exclude each other: an opener
-// first sets its own and then looks whether someone else has a lock in a range
-// that contradicts. A file system without locks has no share modes.
+// open file description, so they distinguish two openers in one process, and
+// end with it, however the process ends. They never exclude each other: an
+// opener first sets its own and then checks whether someone else has a lock in
+// a range that contradicts. A file system without locks has no share modes.
 //
-// An exclusive lock takes the right to write the file, and counts whoever set
-// it: other programs' locks on the whole file as well. A shared lock is all that
-// a reader can have, but anybody who may read the file can set one, and could bar
-// it from everybody. So a shared lock counts only if a process of this user holds
-// it, and on the very byte where claims have theirs.
+// An exclusive lock needs the right to write the file, and counts whoever set
+// it, even another program that locks the whole file. A reader can only have a
+// shared lock, but anybody who may read the file can set one, and could keep
+// everybody else out. So a shared lock counts only if a process of this user
+// holds it, and on exactly the byte that claims use.
 
 #include "platform/posix/files/file_claims.h"
 
@@ -26,7 +26,8 @@
 namespace tarn::platform {
 namespace {
 
-// In an order that puts what an opener of its own looks for side by side.
+// Ordered so that the ranges that an opener without sharing checks are
+// adjacent.
 enum Range : int { kDeniesReading, kReads, kWrites, kDeniesWriting, kDeniesDeletion, kRanges };
 
 constexpr off_t kFirstRange = off_t{1} << 62;
@@ -35,7 +36,7 @@ constexpr off_t kRangeSize = off_t{1} << 32;
 constexpr struct {
   bool FileUse::*member;
   Range range;
-  unsigned contradicts;  // one bit a range
+  unsigned contradicts;  // one bit per range
 } kRules[] = {
     {&FileUse::reads, kReads, 1u << kDeniesReading},
     {&FileUse::writes, kWrites, 1u << kDeniesWriting},
@@ -55,14 +56,14 @@ struct flock lock_on(short type, off_t begin, off_t size) {
 
 off_t shared_byte(int range) { return kFirstRange + range * kRangeSize; }
 
-// A lock that would keep this opener from one of that type.
+// A lock that keeps this opener from setting one of that type.
 bool held_against(int descriptor, short type, off_t begin, off_t size) {
   struct flock lock = lock_on(type, begin, size);
   return fcntl(descriptor, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
 
-// The ranges, one bit each, in which the lines about an open file have a shared
-// lock of a claim's.
+// The ranges, one bit each, in which an open file, by its entry in /proc, has a
+// claim's shared lock.
 unsigned shared_locks(const char* facts_path) {
   FILE* const facts = fopen(facts_path, "re");
   if (facts == nullptr) return 0;
@@ -79,7 +80,8 @@ unsigned shared_locks(const char* facts_path) {
   return ranges;
 }
 
-// Whether the process has such a lock on the file; not by `except`, a descriptor.
+// Whether the process has such a lock on the file by a descriptor other than
+// `except`.
 bool process_holds(const char* process, const struct stat& file, unsigned wanted, int except) {
   char path[64];
   snprintf(path, sizeof path, "/proc/%.20s/fd", process);
@@ -100,7 +102,8 @@ bool process_holds(const char* process, const struct stat& file, unsigned wanted
   return held;
 }
 
-// By what the process runs as; its entry's owner may be root all the same.
+// By the user that the process runs as: its entry in /proc may belong to root
+// all the same.
 bool is_same_users(const char* process) {
   char path[64], line[256];
   snprintf(path, sizeof path, "/proc/%.20s/status", process);
@@ -114,7 +117,7 @@ bool is_same_users(const char* process) {
   return real == geteuid() && effective == real;
 }
 
-// Where the system tells nothing of processes, none holds any.
+// Where the system shows no processes, none holds a lock.
 bool held_by_same_user(int descriptor, unsigned wanted) {
   struct stat file;
   if (fstat(descriptor, &file) != 0) return false;
@@ -135,7 +138,7 @@ bool held_by_same_user(int descriptor, unsigned wanted) {
 bool held_by_other(int descriptor, unsigned wanted) {
   bool shared = false;
   for (int range = 0; range < kRanges;) {
-    int count = 0;  // of wanted ranges side by side, asked for at once
+    int count = 0;  // of adjacent wanted ranges, queried together
     while ((wanted >> (range + count) & 1) != 0) ++count;
     const off_t begin = shared_byte(range), size = count * kRangeSize;
     if (count > 0 && held_against(descriptor, F_RDLCK, begin, size)) return true;
@@ -159,10 +162,11 @@ bool set_lock(int descriptor, short type, off_t byte) {
   return fcntl(descriptor, F_OFD_SETLK, &lock) == 0 || (errno != EAGAIN && errno != EACCES);
 }
 
-// A byte of the range for this opener: an exclusive one that nobody else has, if
-// it may write the file, or the shared one. False if an exclusive lock of
-// another program's is in the way. A shared one that is in the way of a writer
-// leaves it without a lock, as it must not be able to bar it.
+// Locks a byte of the range for this opener: exclusively, a byte that nobody
+// else has, if it may write the file; else the shared one. False if an
+// exclusive lock of another program is in the way. A writer in whose way a
+// shared lock is goes without a lock, as a shared lock must not be able to keep
+// it out.
 bool lock_in(int descriptor, int range, unsigned* seed) {
   const int access = fcntl(descriptor, F_GETFL) & O_ACCMODE;
   const off_t shared = shared_byte(range);
@@ -196,8 +200,8 @@ bool claim_file(int descriptor, const FileUse& use) {
     }
     if (locked && !contradicted(descriptor, use)) return true;
     unlock_all(descriptor);
-    // Of two at the same moment both give way, but only one can find the
-    // other's locks still there: the other one comes back.
+    // Of two openers at the same moment both give way, but only one can still
+    // find the other's locks: the other one succeeds when it tries again.
     if (!locked || contradicted(descriptor, use)) return false;
     const timespec wait{0, static_cast<long>(static_cast<unsigned>(rand_r(&seed)) % kLongestWait)};
     nanosleep(&wait, nullptr);

@@ -1,4 +1,4 @@
-// Files, pipes and terminals behind handles.
+// Operations on the handles of files, pipes and terminals.
 
 #include <errno.h>
 #include <fcntl.h>
@@ -68,7 +68,7 @@ bool creates(std::uint32_t creation) {
 
 bool changes(const Request& request) { return request.writes || truncates(request.creation); }
 
-// Access to other than the data claims nothing.
+// Access to anything but the data claims nothing.
 FileUse use_of(const Request& request) {
   if (!request.reads && !changes(request)) return {};
   return {request.reads, request.writes, (request.share & kShareRead) == 0,
@@ -80,7 +80,7 @@ struct Opened {
   bool existed, claimed;
 };
 
-// Gives a file under a private name its own, unless there is one by that name.
+// Renames a file with a private name, unless the new name exists.
 bool rename_new(const char* from, const char* to) {
   if (link(from, to) == 0) {
     unlink(from);
@@ -89,8 +89,8 @@ bool rename_new(const char* from, const char* to) {
   return errno != EEXIST && renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0;
 }
 
-// Makes a file that is claimed when it gets its name, so that nobody can look at
-// it in between: without a name at first, or, where the file system has no such
+// Makes a file that is claimed before it gets its name, so that nobody can open
+// it in between: without a name at first or, where the file system has no such
 // files, under a private one.
 int make_claimed(const char* path, int access, const FileUse& use) {
   char folder[kPathSize], name[kPathSize + 64];
@@ -123,7 +123,7 @@ int make_claimed(const char* path, int access, const FileUse& use) {
   return -1;
 }
 
-// Opens the file that is there or makes it, as the creation asks.
+// Opens the existing file or makes it, as `creation` asks.
 Opened open_or_create(const char* path, const Request& request) {
   const bool host_writes = changes(request);
   const int access = !host_writes ? O_RDONLY : request.reads ? O_RDWR : O_WRONLY;
@@ -137,7 +137,7 @@ Opened open_or_create(const char* path, const Request& request) {
     }
     int descriptor = make_claimed(path, host_writes ? access : O_RDWR, use_of(request));
     if (descriptor >= 0) return {descriptor, false, true};
-    // A file system may have none of the ways.
+    // A file system may support none of the ways.
     if (errno != EEXIST) descriptor = open_descriptor(path, access | O_CREAT | O_EXCL);
     if (descriptor >= 0 || errno != EEXIST || request.creation == kCreateNew) {
       return {descriptor, false, false};
@@ -146,7 +146,7 @@ Opened open_or_create(const char* path, const Request& request) {
   return {-1, false, false};
 }
 
-// With the file held, what creation still has to do; 0 or a Windows code.
+// With the file held, does what creation still requires; 0 or a Windows code.
 std::uint32_t settle(int descriptor, const Request& request, bool existed) {
   if (existed) {
     return truncates(request.creation) && ftruncate(descriptor, 0) != 0 ? windows_code(errno) : 0;
@@ -173,7 +173,7 @@ Handle open_path(const char* path, const Request& request) {
   if (!S_ISREG(facts.st_mode)) {
     return keep(descriptor, request, isatty(descriptor) == 1 && !request.reads);
   }
-  // A user whom permissions don't bind is bound by the attribute all the same.
+  // The attribute also applies to a user to whom permissions don't.
   if (existed && changes(request) && (attributes_of(facts.st_mode) & kAttributeReadOnly) != 0) {
     return close_and_refuse(descriptor, kErrorAccessDenied);
   }
@@ -206,19 +206,20 @@ Handle open_device(const Device& device, const Request& request) {
 
 // ---- Transfer ---------------------------------------------------------------
 
-// A descriptor that came with the flag for non-blocking calls is waited for.
+// Waits for a descriptor that was inherited as non-blocking.
 bool wait_for(int descriptor, short events) {
   pollfd wanted{descriptor, events, 0};
   return poll(&wanted, 1, -1) >= 0 || errno == EINTR;
 }
 
-// Some shells make their pipes of sockets.
+// Some shells use sockets as pipes.
 bool is_pipe(int descriptor) {
   struct stat facts;
   return fstat(descriptor, &facts) == 0 && (S_ISFIFO(facts.st_mode) || S_ISSOCK(facts.st_mode));
 }
 
-// All of the bytes, or false with the count of those that were written.
+// Writes all of the bytes, or returns false with the count of those that were
+// written.
 bool write_all(int descriptor, const void* buffer, std::uint32_t size, std::uint32_t* done) {
   *done = 0;
   do {
@@ -232,8 +233,8 @@ bool write_all(int descriptor, const void* buffer, std::uint32_t size, std::uint
   return true;
 }
 
-// Characters of the console's code page, as the terminal takes them. A piece of
-// them counts once it is written whole.
+// Writes characters of the console's code page in the terminal's encoding. A
+// piece of them counts once it is written whole.
 bool write_glyphs(int descriptor, const void* buffer, std::uint32_t size, std::uint32_t* done) {
   constexpr std::uint32_t kPiece = 512;
   const auto* const bytes = static_cast<const std::uint8_t*>(buffer);
@@ -249,7 +250,7 @@ bool write_glyphs(int descriptor, const void* buffer, std::uint32_t size, std::u
   return true;
 }
 
-// The object behind the handle, if the call is one that this back end serves.
+// The object of the handle, if the call is one that this back end supports.
 const OpenObject* find_for_transfer(Handle file, const void* overlapped, bool OpenObject::*right) {
   const OpenObject* const object = find_handle(file, HandleKind::kFile);
   if (object == nullptr) return nullptr;
@@ -258,7 +259,7 @@ const OpenObject* find_for_transfer(Handle file, const void* overlapped, bool Op
   return nullptr;
 }
 
-// A stamp for futimens, which leaves alone what is null.
+// A stamp for futimens; null leaves the file's stamp as it is.
 timespec host_time(const FileTime* time) {
   if (time == nullptr) return {0, UTIME_OMIT};
   const std::int64_t units = units_of(*time);
@@ -270,8 +271,8 @@ Bool fail_transfer() { return fail(errno == EBADF ? kErrorAccessDenied : windows
 
 }  // namespace
 
-// Access rights other than to the data open the file without a claim, as the
-// sharing rules have it. Handles are not inherited by children.
+// An open for access to anything but the data makes no claim, as the sharing
+// rules say. Handles are not inherited by children.
 Handle CreateFileA(const char* path, std::uint32_t access, std::uint32_t share, void*,
                    std::uint32_t creation, std::uint32_t attributes, Handle) {
   if (creation < kCreateNew || creation > kTruncateExisting) return refuse(kErrorInvalidParameter);
@@ -320,7 +321,7 @@ Bool ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* deli
   return 1;
 }
 
-// All of the bytes, or a failure with the count of those that were written.
+// Writes all of the bytes, or fails with the count of those that were written.
 Bool WriteFile(Handle file, const void* buffer, std::uint32_t size, std::uint32_t* written,
                void* overlapped) {
   if (written != nullptr) *written = 0;
@@ -354,13 +355,13 @@ Bool GetFileSizeEx(Handle file, std::int64_t* size) {
   if (object == nullptr) return 0;
   struct stat facts;
   if (fstat(object->descriptor, &facts) != 0) return fail_by_errno();
-  // A device without a size has one of 0.
+  // A device without a size reports 0.
   if (!S_ISREG(facts.st_mode) && !S_ISCHR(facts.st_mode)) return fail(kErrorInvalidFunction);
   *size = facts.st_size;
   return 1;
 }
 
-// The host keeps no stamp of creation that could be set: `created` is passed over.
+// The host has no stamp of creation that could be set: `created` is ignored.
 Bool SetFileTime(Handle file, const FileTime*, const FileTime* accessed, const FileTime* written) {
   const OpenObject* const object = find_handle(file, HandleKind::kFile);
   if (object == nullptr) return 0;
@@ -369,8 +370,8 @@ Bool SetFileTime(Handle file, const FileTime*, const FileTime* accessed, const F
   return futimens(object->descriptor, stamps) == 0 ? 1 : fail_by_errno();
 }
 
-// A terminal refuses it, as a console does. Of a pipe or a device the system
-// holds nothing back, so there is nothing that could fail.
+// A terminal refuses it, as a console does. The system buffers nothing for a
+// pipe or a device, so nothing can fail there.
 Bool FlushFileBuffers(Handle file) {
   const OpenObject* const object = find_handle(file, HandleKind::kFile);
   if (object == nullptr) return 0;

@@ -1,6 +1,6 @@
 // Files, folders and searches by name, and the share modes of open files. The
-// operations themselves stand in platform/platform.h. State: none but the
-// handles; a share mode is a set of the system's file locks.
+// operations themselves are declared in platform/platform.h. State: none but
+// the handles; a share mode is a set of the system's file locks.
 #pragma once
 
 #include "platform/platform.h"

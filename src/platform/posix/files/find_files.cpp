@@ -1,5 +1,5 @@
 // Searches in one folder. The names are read, matched and sorted when a search
-// begins, "." and ".." first and then by capitals, as the other target gives
+// begins, "." and ".." first and then by capitals, as the other target returns
 // them; a file that is gone when its turn comes is left out.
 
 #include <dirent.h>
@@ -23,8 +23,8 @@ struct Search {
 
 // ---- Names ------------------------------------------------------------------
 
-// '*' stands for any characters, '?' for one. After a mismatch the latest '*'
-// takes one character more; earlier ones need not be tried again.
+// '*' matches any characters, '?' one. After a mismatch the latest '*' takes
+// one character more; earlier ones need not be tried again.
 bool matches(const char* pattern, const char* name) {
   const char* after_star = nullptr;
   const char* star_end = nullptr;
@@ -123,14 +123,14 @@ bool fill_next(Search* search, int folder, FindData* data) {
   for (; search->next < search->count; ++search->next) {
     const char* const name = search->names[search->next];
     struct stat facts;
-    // A link to nothing is told as the link that it is.
+    // A dangling symbolic link is reported as a link.
     if (fstatat(folder, name, &facts, 0) != 0 &&
         fstatat(folder, name, &facts, AT_SYMLINK_NOFOLLOW) != 0) {
       continue;
     }
     *data = FindData{};
     data->attributes = attributes_of(facts.st_mode);
-    data->created = stamp(facts.st_ctim);  // the nearest that the host tells
+    data->created = stamp(facts.st_ctim);  // the closest that the host has
     data->accessed = stamp(facts.st_atim);
     data->written = stamp(facts.st_mtim);
     if (S_ISREG(facts.st_mode)) {

@@ -15,7 +15,7 @@
 namespace tarn::platform {
 namespace {
 
-// As fail_on_path, for what only a folder can be asked.
+// As fail_on_path, for an operation that only a folder supports.
 Bool fail_on_folder(const char* path) {
   struct stat facts;
   const int error = errno;
@@ -24,19 +24,20 @@ Bool fail_on_folder(const char* path) {
   return fail_on_path(path);
 }
 
-// True if an opener in this or another process denies it.
+// True if an opener in this or another process denies deletion.
 bool is_held(const char* path) {
   const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-  if (descriptor < 0) return false;  // nor can anyone hold it by this user's rights
+  if (descriptor < 0) return false;  // then nobody can hold it with this user's rights either
   const bool held = deletion_is_denied(descriptor);
   close(descriptor);
   return held;
 }
 
-// What GetDriveTypeA tells.
+// What GetDriveTypeA returns.
 enum DriveType : std::uint32_t { kNoDrive = 1, kFixed = 3, kRemote = 4, kCdRom = 5, kInMemory = 6 };
 
-// File systems by the numbers that statfs gives, from linux/magic.h and statfs(2).
+// File systems by the numbers that statfs returns, from linux/magic.h and
+// statfs(2).
 constexpr struct {
   std::uint32_t number;
   DriveType type;

@@ -1,4 +1,4 @@
-// The entries of modules, by which they run.
+// The entry points of modules.
 #pragma once
 
 #include "platform/posix/loader/loader.h"
@@ -16,7 +16,7 @@ struct StartOrder {
 // Calls the entries of the DLLs. False, with the reason, at the first that fails.
 bool start_modules(const StartOrder& order, LoadError* error);
 
-// Tells a started DLL that it goes.
+// Tells a started DLL that it is being unloaded.
 void stop_module(const ModuleRecord& record);
 
 // The stack that run_program enters the program on.

@@ -40,7 +40,8 @@ bool read_mapped(const Image& image, std::uint64_t at, Record* record) {
   return read_record(image.base, image.size, at, record);
 }
 
-// The text at an image offset, or null if it does not end in time.
+// The string at an image offset, or null if it is too long or runs off the
+// image.
 const char* mapped_text(const Image& image, std::uint64_t at) {
   if (at >= image.size) return nullptr;
   const std::uint64_t left = image.size - at;
@@ -104,7 +105,7 @@ bool check_directories(const pe::OptionalHeader& header, LoadError* error) {
   }
   for (std::size_t i = 0; i < pe::kDirectoryCount; ++i) {
     const pe::DataDirectory& directory = header.directories[i];
-    // Signatures alone stand in the file only.
+    // Only signatures are not part of the image in memory.
     if (i != pe::kSecurityDirectory &&
         !lies_within(directory.offset, directory.size, header.image_size)) {
       return refuse(error, "is damaged: data directory %u lies outside the image",
@@ -184,7 +185,7 @@ bool check_entry(const Image& image, LoadError* error) {
 
 // ---- Imports and exports ------------------------------------------------------
 
-// Into a section: the headers stay as they are.
+// Only into a section: the headers stay as they are.
 bool write_address(const Image& image, std::uint64_t at, const void* address) {
   if (at < image.sections[0].start || !lies_within(at, sizeof address, image.size)) return false;
   memcpy(image.base + at, &address, sizeof address);
@@ -213,7 +214,7 @@ bool bind_import(const Image& image, const ImportSource& source, const void* lib
 
 bool bind_library(const Image& image, const ImportSource& source,
                   const pe::ImportDescriptor& descriptor, std::uint32_t* bound, LoadError* error) {
-  // A copy: what is written below may lie over the image's own text.
+  // A copy: the writes below may overwrite the image's own string.
   char name[kLongestName + 1];
   const char* const text = mapped_text(image, descriptor.name);
   if (!text) return damaged_imports(error);
@@ -260,7 +261,7 @@ int protection_of(std::uint32_t characteristics) {
   return protection;
 }
 
-// Address space of that size on a multiple of kBaseUnit; null if there is none.
+// Address space of that size at a multiple of kBaseUnit; null if there is none.
 std::uint8_t* reserve_pages(std::uint64_t preferred, std::uint64_t size) {
   constexpr int kProtection = PROT_READ | PROT_WRITE;
   constexpr int kFlags = MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE;
@@ -334,7 +335,7 @@ bool read_image_file(const char* host_path, FileBytes* file, LoadError* error) {
   } else {
     good = true;
   }
-  // Read, not mapped: the file may be cut off while it is in use.
+  // Read, not mapped: the file may be truncated while it is in use.
   const auto size = static_cast<std::uint64_t>(facts.st_size);
   void* memory = MAP_FAILED;
   if (good) {

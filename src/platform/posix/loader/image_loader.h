@@ -57,8 +57,8 @@ bool check_image(const FileBytes& file, Image* image, LoadError* error);
 bool map_image(const FileBytes& file, Image* image, LoadError* error);
 void unmap_image(Image* image);
 
-// Who knows the libraries that an image imports from. `open` gives a token for
-// a library, or null and the reason. `find` gives the address of its routine
+// Finds the libraries that an image imports from. `open` returns a token for a
+// library, or null and the reason. `find` returns the address of its routine
 // `name`, or, if that is null, of its `ordinal`; null if there is none.
 struct ImportSource {
   void* context;

@@ -34,7 +34,7 @@ bool belongs_to(const ModuleRecord& record, const Load& load) {
   return record.state == ModuleState::kLoading && record.load == load.number;
 }
 
-// Takes back what a refused load has brought in.
+// Unloads what a refused load has brought in.
 void drop_load(const Load& load) {
   for (ModuleRecord& record : modules) {
     if (!belongs_to(record, load)) continue;
@@ -51,7 +51,7 @@ void drop_load(const Load& load) {
 
 int load_file(const char* host_path, int index, Load* load, LoadError* error);
 
-// The module of that name, which is loaded if need be.
+// The module of that name, which is loaded if necessary.
 int open_library(const char* name, Load* load, LoadError* error) {
   char full[kPathSize];
   if (!library_name(name, full)) {

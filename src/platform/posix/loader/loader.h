@@ -1,6 +1,6 @@
-// Program images and libraries: the list of modules as tarnrun fills it, loading,
-// and the entry into a program. The operations on modules stand in
-// platform/platform.h. State: the list of modules, under one lock.
+// Program images and libraries: the list of modules as tarnrun fills it,
+// loading, and the entry into a program. The operations on modules are declared
+// in platform/platform.h. State: the list of modules, under one lock.
 //
 //   image_loader    an image file in memory, checked, bound and protected
 //   module_list     the list and the look-ups in it
@@ -8,10 +8,10 @@
 //   load            a file and what it needs
 //   entry           the entries of DLLs, the program's stack and its entry
 //
-// In the list stand the main image (this executable until a program is loaded), the
+// The list has the main image (this executable until a program is loaded), the
 // native libraries whose routines this executable holds, and each DLL that was
-// loaded from a file. At most 64; their handles lead to image headers in
-// memory, also those of native ones.
+// loaded from a file: at most 64. A handle is the address of image headers in
+// memory, also for a native library.
 //
 // A DLL that is loaded at run time is unloaded when FreeLibrary was called
 // as often as LoadLibraryA and no other image imports from it; DLLs that
@@ -30,7 +30,7 @@ struct LoadError {
 };
 
 // Fills `error` as printf does; false, for the caller to return. Control
-// characters, which may stand in a hostile file's names, become '?'.
+// characters, which may occur in a hostile file's names, become '?'.
 [[gnu::format(printf, 2, 3)]] bool refuse(LoadError* error, const char* format, ...);
 
 struct NativeLibrary {
@@ -48,10 +48,11 @@ void offer_native_libraries(const NativeLibrary* libraries, int count);
 const char* native_routine_name(const void* address);
 
 // Loads a program and every DLL that it needs, and makes a stack of the size that
-// it asks for. Nothing of them has run, and none stays if one is refused.
+// it asks for. None of their code has run, and none stays loaded if one is
+// refused.
 bool load_program(const char* host_path, LoadError* error);
 
-// Calls the entries of the program's DLLs, then its own on its stack. Comes back
+// Calls the entries of the program's DLLs, then its own on its stack. Returns
 // only if a DLL fails to start.
 void run_program(LoadError* error);
 
@@ -59,11 +60,11 @@ void run_program(LoadError* error);
 bool has_program();
 
 // True for the file of a program that load_program would take, as far as its
-// headers tell.
+// headers show.
 bool is_finished_program(const char* host_path);
 
-// Looks for a file that `wanted` takes where programs are looked for: in the
-// program's folder, the current one, those on PATH. `name` is one of the host.
+// Searches for a file that `wanted` accepts where programs are looked for: in
+// the program's folder, the current one, those on PATH. `name` is a host name.
 bool find_to_start(const char* name, bool (*wanted)(const char* host_path),
                    char (&found)[kPathSize]);
 

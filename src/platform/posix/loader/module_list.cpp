@@ -42,8 +42,8 @@ void set_native(ModuleRecord* record, void* (*find)(const char* name)) {
 
 void* find_nothing(const char*) { return nullptr; }
 
-// What the script interpreter and the program support in each image call of the
-// system.
+// The system services that the script interpreter and the program support in
+// each image call.
 void* find_system_routine(const char* name) {
   if (strcmp(name, "ExitProcess") == 0) return reinterpret_cast<void*>(&ExitProcess);
   if (strcmp(name, "GlobalAlloc") == 0) return reinterpret_cast<void*>(&GlobalAlloc);
@@ -258,7 +258,7 @@ std::uint32_t GetModuleFileNameA(Module module, char* buffer, std::uint32_t size
   if (index == kNoModule) return no_length(kErrorModuleNotFound);
   const char* const path = modules[index].path;
   const char* const main_path = modules[kMainImage].path;
-  // A native library stands where Windows finds it: beside the program.
+  // A native library appears where Windows finds it: next to the program.
   if (index == kMainImage || modules[index].state != ModuleState::kNative)
     return copy_name(path, buffer, size);
   char beside[2 * kModulePathSize];

@@ -51,7 +51,7 @@ class ModuleLock {
 // list is used.
 void name_main_image();
 
-// The place of a module in the list, or kNoModule.
+// The index of a module in the list, or kNoModule.
 int free_module();
 int module_of(Module handle);  // null: the main image
 int module_at(const void* address);

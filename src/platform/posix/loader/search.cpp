@@ -66,8 +66,8 @@ bool find_in_any_case(char (&host_path)[kPathSize]) {
   return is_file(host_path);
 }
 
-// Looks for `name`, to which the extension is added if it has no dot. A folder
-// of a list that a caller gave is a path of the caller's.
+// Looks for `name`, to which the extension is added if it has no dot. The
+// folders of a list that a caller gave are program paths.
 bool find_file(const char* name, const char* extension, Places places, char (&found)[kPathSize]) {
   char relative[kPathSize];
   const bool add = extension && !strchr(base_name(name), '.');

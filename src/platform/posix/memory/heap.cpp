@@ -1,16 +1,16 @@
-// The heap that the names of the global memory service stand for. The system's page
-// services are in virtual_memory.cpp.
+// The heap of the global memory service. The system's page services are in
+// virtual_memory.cpp.
 //
 // All blocks lie in one reservation of address space, in units of 64 kB. A unit
 // holds small blocks of one size, or the beginning of a large block, which has
-// whole units. What is known about blocks lies apart from them, so that a
-// program that writes where it should not hurts no more than its own data:
+// whole units. The records of blocks are kept apart from them, so that a
+// program that writes outside a block damages no more than its own data:
 //   marks   a byte for every 16 bytes of the reservation. Not 0: a block that is
 //           allocated begins here, and of which size. So one look tells for
 //           certain whether an address is that of a block: the same block freed
 //           twice, its inside, and any foreign address are refused.
 //   units   a record for each unit: its free blocks, or its run of units.
-// A thread takes and frees small blocks of its own stores, without a lock; the
+// A thread takes and frees small blocks in its own stores, without a lock; the
 // stores are filled from the units and emptied into them by halves.
 //
 // With the address sanitizer the heap is the sanitizer's (heap_checked.cpp).
@@ -31,7 +31,7 @@ using Address = std::uintptr_t;
 
 // ---- Sizes --------------------------------------------------------------------
 
-// Sizes of small blocks: steps of 16 bytes up to 128, then four a doubling.
+// Sizes of small blocks: steps of 16 bytes up to 128, then four per doubling.
 constexpr std::uint64_t kGrain = 16;
 constexpr std::uint32_t kEvenSizes = 8;
 constexpr std::uint32_t kSizes = kEvenSizes + 4 * 8;
@@ -66,7 +66,7 @@ constexpr SizeTable kSizeTable = [] {
   return table;
 }();
 
-using Mark = std::uint8_t;  // of a small block its size's index and 1
+using Mark = std::uint8_t;  // small block: the index of its size, plus 1
 constexpr Mark kLargeMark = 0xFF;
 
 // ---- Units ----------------------------------------------------------------------
@@ -121,7 +121,8 @@ void* map(std::uint64_t size, int rights, int flags) {
 }
 
 // Only what is touched costs memory. Four times the machine's memory is never
-// used up, whatever is lost between blocks; where the system grants less, so be it.
+// used up, whatever is lost between blocks; less is accepted where the system
+// grants no more.
 bool reserve() {
   const std::uint64_t memory = static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)) *
                                static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
@@ -192,8 +193,8 @@ void remove_free_run(std::uint32_t first) {
   heap.units[first].use = heap.units[first + length - 1].use = Use::kNone;
 }
 
-// A free run of at least `length` units, or 0: the first that fits of its own
-// kind, of which not all are tried, else the first of a longer kind.
+// A free run of at least `length` units, or 0: the first that fits in its own
+// class, of which not all are tried, else the first of a longer class.
 std::uint32_t find_free_run(std::uint32_t length) {
   std::uint32_t* const end = heap.free_runs + 32;
   std::uint32_t* kind = runs_of(length);
@@ -276,7 +277,7 @@ std::uint32_t unit_with_free(std::uint32_t index) {
   return unit;
 }
 
-// Up to `wanted` blocks of a size; how many there were.
+// Takes up to `wanted` blocks of a size. Result: how many there were.
 std::uint32_t take_small(std::uint32_t index, void** blocks, std::uint32_t wanted) {
   std::uint32_t taken = 0;
   while (taken < wanted) {
@@ -314,9 +315,9 @@ void give_small(std::uint32_t index, void** blocks, std::uint32_t count) {
 
 // ---- A thread's stores ---------------------------------------------------------------
 
-constexpr std::uint32_t kStore = 64;              // blocks of a size at most
-constexpr std::uint32_t kStoreBytes = 32 * 1024;  // and of bytes, but
-constexpr std::uint32_t kSmallestStore = 4;       // so many blocks at least
+constexpr std::uint32_t kStore = 64;              // most blocks of one size
+constexpr std::uint32_t kStoreBytes = 32 * 1024;  // most bytes of one size, but
+constexpr std::uint32_t kSmallestStore = 4;       // at least this many blocks
 
 struct Store {
   std::uint32_t count, limit;
@@ -328,7 +329,8 @@ struct Stores {
   Stores* next;  // of those without a thread
 };
 
-// What a thread has until its first block: nothing comes out and nothing fits in.
+// A thread's stores until its first block: nothing comes out and nothing fits
+// in.
 Stores no_stores;
 __thread Stores* own_stores = &no_stores;
 
@@ -348,7 +350,8 @@ void leave_stores(void* of_thread) {
   unowned_stores = stores;
 }
 
-// With the lock held. Without memory for them the thread goes on without.
+// With the lock held. If there is no memory for stores, the thread goes on
+// without.
 void find_stores() {
   if (!key_made && pthread_key_create(&stores_key, &leave_stores) != 0) return;
   key_made = true;
@@ -393,7 +396,7 @@ void* take_large(std::uint64_t size, bool* clean) {
   return start_of(unit);
 }
 
-// These three are functions of their own, so that the quick way saves no registers.
+// Separate functions, so that the fast path saves no registers.
 [[gnu::noinline]] TARNAPI void* cleared(void* block, std::uint64_t size) {
   return memset(block, 0, size);
 }
@@ -425,7 +428,8 @@ void* take_large(std::uint64_t size, bool* clean) {
   return block;
 }
 
-// When the thread's store is full, the block is large, or it is none.
+// When the thread's store is full, the block is large, or the address is no
+// block.
 [[gnu::noinline]] TARNAPI void* free_slowly(void* block) {
   const HeapLock lock;
   const Mark mark = find_mark(block);

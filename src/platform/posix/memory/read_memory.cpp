@@ -9,15 +9,16 @@
 namespace tarn::platform {
 namespace {
 
-// Where the kernel does not grant process_vm_readv, even to the process
-// itself: a pipe takes what is readable and reports the rest.
+// For a kernel that refuses process_vm_readv even to the process itself: a
+// write to a pipe takes what is readable and reports the rest.
 std::uint64_t copy_through_pipe(const void* source, void* destination, std::uint64_t size) {
-  constexpr std::uint64_t kPipePiece = 4096;  // a pipe takes at least this whole
+  constexpr std::uint64_t kPipePiece = 4096;  // a pipe takes at least this much in one piece
   int ends[2];
   if (pipe(ends) != 0) return 0;
   std::uint64_t done = 0;
   while (done < size) {
-    // To the end of the page at most, so that a piece is readable or not.
+    // To the end of the page at most, so that a piece is either readable or
+    // not.
     const std::uint64_t from = reinterpret_cast<std::uint64_t>(source) + done;
     std::uint64_t piece = kPipePiece - from % kPipePiece;
     if (piece > size - done) piece = size - done;

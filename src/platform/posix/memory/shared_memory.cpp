@@ -1,10 +1,10 @@
 // Memory of one run: one anonymous memory file, with a directory of names in
-// its first page and the blocks behind it. It has no path; the system drops it
+// its first page and the blocks after it. It has no path; the system frees it
 // with its last descriptor. The environment variable that children inherit
-// holds "pid:descriptor:token" of a process that has it open. A child takes
-// the descriptor it inherited itself, or opens that of the announced process;
+// holds "pid:descriptor:token" of a process that has it open. A child uses the
+// descriptor that it inherited itself, or opens that of the announced process;
 // in both cases the token in the directory proves that it is the run's file,
-// and not what came to have the same number later. Then it announces itself,
+// and not something that got the same number later. Then it announces itself,
 // so that its own children don't depend on a process that may end first.
 
 #include <errno.h>
@@ -38,12 +38,13 @@ struct Directory {
 };
 static_assert(sizeof(Directory) <= kPageSize);
 
-// No other mapping follows the memory within a step of Windows' address space.
+// No other mapping comes this close after the memory, as on Windows, whose
+// address space has steps of this size.
 constexpr std::uint64_t kGuardSize = 65536;
 
 Directory* directory;
 int run_file = -1;
-char announced[64];             // what the environment holds of this run
+char announced[64];             // the environment variable's value for this run
 void* mapped[kRunMemoryNames];  // this process's view of each entry
 
 void announce(int file, std::uint64_t token) {
@@ -120,7 +121,7 @@ bool set_lock(short type) {
   return result == 0;
 }
 
-// Index of the name's entry, which is made if need be; -1 if it can't be.
+// Index of the name's entry, which is made if necessary; -1 if it can't be.
 int find_entry(const char* name, std::uint64_t size) {
   if (directory->count > kRunMemoryNames) return -1;
   std::uint32_t i = 0;
@@ -148,8 +149,8 @@ void forget_run() {
   memset(mapped, 0, sizeof mapped);
 }
 
-// The run that the environment names, or a new one. An environment that cannot be
-// read is no reason to leave a run.
+// The run that the environment names, or a new one. The process stays in its
+// run if the environment cannot be read.
 bool enter_run() {
   char value[sizeof announced] = "";
   const std::uint32_t length = GetEnvironmentVariableA(kRunMemoryVariable, value, sizeof value);

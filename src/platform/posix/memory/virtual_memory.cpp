@@ -1,8 +1,9 @@
 // Address space by pages. A reservation is an inaccessible private mapping,
 // which the host does not count as memory; committing makes pages accessible,
 // and the host then counts them, so that an impossible commit fails at once and
-// not at the first touch. One bit a page tells what is committed; the bits lie
-// in memory of their own, of which only the touched part costs anything.
+// not at the first touch. One bit per page says whether it is committed; the
+// bits lie in memory of their own, of which only the touched part costs
+// anything.
 
 #include <errno.h>
 #include <pthread.h>
@@ -26,7 +27,7 @@ constexpr std::uint64_t kAddressLimit = 0x7FFFFFFF0000;
 struct Reservation {
   Reservation* next;
   std::uint64_t base, size;  // whole pages
-  std::uint64_t* committed;  // one bit a page
+  std::uint64_t* committed;  // one bit per page
 };
 
 Reservation* reservations;
@@ -89,7 +90,8 @@ std::uint32_t windows_protection(int host) {
   return kPageReadWrite;  // written, but not read: the processor allows both
 }
 
-// What the host tells of the mapping at `address`; kPageNoAccess if there is none.
+// The protection that the host reports at `address`; kPageNoAccess if nothing
+// is mapped.
 std::uint32_t told_protection(std::uint64_t address) {
   FILE* const maps = fopen("/proc/self/maps", "re");
   if (maps == nullptr) return kPageNoAccess;
@@ -171,7 +173,7 @@ void mark_committed(Reservation* r, const PageRange& range, bool committed) {
   const std::uint64_t end = (range.end - r->base) / kPage;
   for (std::uint64_t page = (range.begin - r->base) / kPage; page < end;) {
     if (!committed && page % kPagesPerPageOfBits == 0 && end - page >= kPagesPerPageOfBits) {
-      // Whole pages of bits are given back: even to read them costs memory.
+      // Whole pages of bits are released: even reading them costs memory.
       const std::uint64_t whole = (end - page) / kPagesPerPageOfBits * kPagesPerPageOfBits;
       madvise(&r->committed[page / 64], whole / 8, MADV_DONTNEED);
       page += whole;
@@ -180,7 +182,7 @@ void mark_committed(Reservation* r, const PageRange& range, bool committed) {
     const bool whole_word = page % 64 == 0 && end - page >= 64;
     std::uint64_t& word = r->committed[page / 64];
     const std::uint64_t mask = whole_word ? ~std::uint64_t{0} : std::uint64_t{1} << page % 64;
-    // Compared first: clearing what is clear would cost memory.
+    // Compared first: clearing what is already clear would cost memory.
     const std::uint64_t marked = committed ? word | mask : word & ~mask;
     if (marked != word) word = marked;
     page += whole_word ? 64 : 1;
@@ -263,7 +265,7 @@ bool commit(Reservation* r, const PageRange& range, int protection) {
   return true;
 }
 
-// A fresh mapping in place of the old one: the memory is given back, and no
+// A fresh mapping in place of the old one: the memory is released, and no
 // longer counted.
 Bool decommit(Reservation* r, const PageRange& range) {
   if (mmap(address_of(range.begin), range.end - range.begin, PROT_NONE,
@@ -316,7 +318,7 @@ Bool VirtualFree(void* address, std::uint64_t size, std::uint32_t type) {
   if (size == 0) range.end = range.begin + kPage;
   const ReservationsLock lock;
   Reservation* const r = reservation_around(range);
-  // Windows says so for an address that it never reserved.
+  // Windows reports this for an address that it never reserved.
   if (r == nullptr) return fail(size == 0 ? kErrorInvalidParameter : kErrorInvalidAddress);
   if (size == 0 && r->base != range.begin) return fail(kErrorInvalidAddress);
   if (type == kMemDecommit) {

@@ -1,13 +1,14 @@
 // Child processes. A process is a record that its handles share; a process
-// descriptor of the host tells its end. A child that nobody has a handle of any
-// more goes to the reaper, a thread that begins with the first such child and
-// takes up each one's end, so that none stays in the system's table.
+// descriptor of the host reports its end. A child that nobody has a handle of
+// any more goes to the reaper, a thread that starts with the first such child
+// and collects the exit status of each, so that none stays in the system's
+// table.
 //
 // The host keeps 8 bits of an exit code. A program image sends all 32 to the
-// process that started it, by a socket that it inherits: the variable
+// process that started it, through a socket that it inherits: the variable
 // tarn_exit_code tells its runner the descriptor and the socket's number. The
-// runner takes both out of the program's sight. What the system tells of the
-// child's end stands above what the child sent.
+// runner hides both from the program. What the system reports of the child's
+// end overrides what the child sent.
 
 #include "platform/posix/processes/child_processes.h"
 
@@ -130,7 +131,7 @@ void make_exit_sockets(int* ours, int* theirs) {
   *theirs = keep_off_standard(ends[1]);
 }
 
-// What the child sent, if it fits the status that the system tells of it.
+// What the child sent, if it agrees with the status that the system reports.
 std::uint32_t exit_code(const Process& process, std::uint8_t status) {
   std::uint32_t code = status;
   ExitMessage message;
@@ -202,7 +203,7 @@ void keep_exit_statuses() {
   sigaction(SIGCHLD, &present, nullptr);
 }
 
-// This process's environment and one entry more; null if there is no memory.
+// This process's environment plus one entry; null if there is no memory.
 char** environment_with(char* entry) {
   std::size_t count = 0;
   while (environ[count]) ++count;
@@ -213,7 +214,7 @@ char** environment_with(char* entry) {
   return list;
 }
 
-// Any thread may start a child, also one that takes no signals. `exit_socket`
+// Any thread may start a child, even one that takes no signals. `exit_socket`
 // is the child's alone, -1 for none.
 int spawn(const HostCommand& command, int exit_socket, pid_t* id) {
   posix_spawnattr_t attributes;
@@ -247,7 +248,7 @@ bool start(const char* command_line, Process* process) {
   if (!read_command(command_line, &command)) return false;
   keep_exit_statuses();
   pid_t id;
-  int exit_socket = -1;  // without one, 8 bits come
+  int exit_socket = -1;  // without one, only 8 bits arrive
   if (command.runs_image) make_exit_sockets(&process->exit_socket, &exit_socket);
   lend_terminal();
   const int error = spawn(command, exit_socket, &id);
@@ -291,7 +292,7 @@ Bool CreateProcessA(const char* application, char* command_line, const SecurityA
                     const char* directory, const StartupInfo*, ProcessInformation* information) {
   if (application || flags || environment || directory) return fail(kErrorNotSupported);
   if (!command_line || !information) return fail(kErrorInvalidParameter);
-  // The handles come first, so that no child is left without one.
+  // The handles are made first, so that no child is left without one.
   const ProcessesLock lock;
   Process* const process = new_process();
   if (!process) return 0;

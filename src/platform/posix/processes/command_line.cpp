@@ -13,7 +13,7 @@ namespace tarn::platform {
 namespace {
 
 constexpr std::size_t kMostArgumentBytes = std::size_t{16} << 20;  // the host takes fewer
-constexpr std::size_t kQuotes = 3;  // around an argument, and the blank before it
+constexpr std::size_t kQuotes = 3;  // around an argument, and the space before it
 
 char* program_command_line;
 char empty_line[1];
@@ -27,7 +27,7 @@ char* put_backslashes(char* to, std::size_t count) {
 char* put_argument(char* to, const char* text, bool enclose) {
   const bool escape = enclose || strchr(text, '"') != nullptr;
   if (enclose) *to++ = '"';
-  std::size_t backslashes = 0;  // in a row, just put
+  std::size_t backslashes = 0;  // in a row, just written
   for (; *text; ++text) {
     if (*text == '"' && escape) to = put_backslashes(to, backslashes + 1);
     backslashes = *text == '\\' ? backslashes + 1 : 0;
@@ -40,7 +40,7 @@ char* put_argument(char* to, const char* text, bool enclose) {
   return to;
 }
 
-// All of the host's argument block, with a NUL behind it.
+// All of the host's argument block, with a NUL after it.
 char* read_arguments(std::size_t* size) {
   const int file = open("/proc/self/cmdline", O_RDONLY | O_CLOEXEC);
   if (file < 0) return nullptr;

@@ -1,6 +1,7 @@
-// What CloseHandle and WaitForSingleObject do for each kind of object. They stand
-// here, in the highest folder that has objects. A routine finds its object by the
-// handle, which may have been closed since the kind was looked at.
+// What CloseHandle and WaitForSingleObject do for each kind of object. This is
+// here because it is the highest folder that has objects. A routine finds its
+// object by the handle, which may have been closed since the kind was looked
+// at.
 
 #include "platform/posix/base/base.h"
 #include "platform/posix/files/files.h"
@@ -10,7 +11,8 @@
 namespace tarn::platform {
 namespace {
 
-// Null where the kind has no such operation: the handle is then no valid one for it.
+// Null if the kind has no such operation, which then refuses the handle as
+// invalid.
 struct KindOperations {
   Bool (*close)(Handle handle);
   std::uint32_t (*wait)(Handle handle, std::uint32_t milliseconds);

@@ -1,4 +1,4 @@
-// The processes of the system, by /proc.
+// The processes of the system, from /proc.
 
 #include <ctype.h>
 #include <dirent.h>
@@ -33,7 +33,7 @@ void free_snapshot(Snapshot* snapshot) {
   free(snapshot);
 }
 
-// Bytes read, 0 if there are none, with a NUL behind them.
+// Bytes read, 0 if there are none, with a NUL after them.
 std::size_t read_whole(const char* path, char* buffer, std::size_t size) {
   buffer[0] = '\0';
   const int file = open(path, O_RDONLY | O_CLOEXEC);
@@ -93,7 +93,7 @@ bool describe(Snapshot* snapshot, const char* id, ProcessEntry* entry) {
   entry->process_id = static_cast<std::uint32_t>(strtoul(id, nullptr, 10));
   entry->parent_id = static_cast<std::uint32_t>(parent);
   entry->thread_count = static_cast<std::uint32_t>(threads);
-  set_name(entry, name + 1);  // cut at 15 bytes; all that others' processes tell
+  set_name(entry, name + 1);  // cut at 15 bytes; another user's process shows no more
 
   snprintf(path, sizeof path, "/proc/%s/exe", id);
   const ssize_t length = readlink(path, target, sizeof target - 1);
@@ -154,7 +154,7 @@ Bool give_next(Handle handle, ProcessEntry* entry, bool from_start) {
 
 }  // namespace
 
-// Of the processes alone, whatever the flags ask for.
+// Only the processes, whatever the flags ask for.
 Handle CreateToolhelp32Snapshot(std::uint32_t, std::uint32_t) {
   auto* const snapshot = static_cast<Snapshot*>(calloc(1, sizeof(Snapshot)));
   if (!snapshot) {

@@ -1,7 +1,7 @@
 // The process, its children and those of others: the end of a process and the
 // exit code that it sends, command lines, the programs that they name. The
-// operations themselves stand in platform/platform.h. State: the command line,
-// the records of children, the socket for the exit code.
+// operations themselves are declared in platform/platform.h. State: the command
+// line, the records of children, the socket for the exit code.
 //
 //   current_process   the end of the process, its standard handles
 //   command_line      what GetCommandLineA returns
@@ -16,23 +16,23 @@
 namespace tarn::platform {
 
 // The command line that a program sees: its path in double quotes, then each
-// argument after a space, in double quotes if it is empty or holds a space or a
-// tab. Within an argument that holds a double quote, or stands in them, a double
-// quote gets a backslash, and backslashes before a double quote are doubled. Wine
-// makes the same of them. Null if there is no memory; nobody frees it.
+// argument after a space, in double quotes if it is empty or has a space or a
+// tab. Within an argument that has a double quote, or is in double quotes, a
+// double quote gets a backslash, and backslashes before a double quote are
+// doubled. Wine does the same. Null if there is no memory; nobody frees it.
 char* build_command_line(const char* program, int count, const char* const* arguments);
 
-// What GetCommandLineA returns from now on; not copied. Until then it is made of
-// the arguments of the host's process.
+// What GetCommandLineA returns from now on; not copied. Until then it is made
+// from the arguments of the host's process.
 void set_command_line(char* command_line);
 
 // The option by which tarnrun is given what the program sees as its command
 // line; its value is the next argument, and the program comes after it.
 inline constexpr char kCommandLineOption[] = "--command-line";
 
-// For a runner, once, before anything of the program has run: takes what the
-// process that started it has left for it to send its exit code by. The program
-// and its children do not see it.
+// For a runner, once, before any code of the program has run: takes over the
+// means by which it sends its exit code to the process that started it. The
+// program and its children do not see them.
 void take_exit_socket();
 
 }  // namespace tarn::platform

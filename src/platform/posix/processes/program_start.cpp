@@ -125,7 +125,7 @@ Name first_word(const char* line, const char* end) {
   return {line, length, line + length};
 }
 
-// The text behind "cmd /c", or null.
+// What comes after "cmd /c", or null.
 const char* shell_text(const char* line) {
   const Name name = first_word(line, kBlanks);
   const bool is_cmd = (name.length == 3 && strncasecmp(name.text, "cmd", 3) == 0) ||
@@ -144,11 +144,12 @@ char* put_quoted(char* to, const char* text) {
   return to;
 }
 
-// What the shell is to run. The command processor of Windows takes off double
-// quotes around a text that begins with a quoted name. A program image at the beginning, or a path
-// as Windows writes it, is one that the shell doesn't know: it is put as the host would name it.
-// A shell that has an image as its only command becomes it, and so has its whole
-// exit code. Result: the text runs an image, as far as it is known.
+// Writes what the shell is to run. The command processor of Windows removes
+// double quotes around a command that begins with a quoted name. The shell does
+// not know a program image, or a path in Windows form, at the beginning: it is
+// replaced by what the host calls it. A shell whose only command is an image
+// becomes that image, and so has its whole exit code. Result: whether the
+// command runs an image, as far as is known.
 bool put_shell_command(char* to, const char* text) {
   constexpr char kEndOfWord[] = " \t<>|&;";
   constexpr char kBetweenCommands[] = "|&;()`\n";
@@ -179,7 +180,7 @@ bool put_shell_command(char* to, const char* text) {
 
 char* put(char* to, const char* text) { return stpcpy(to, text) + 1; }
 
-// The texts lie behind the pointers, one by one.
+// The strings come after the pointers, one by one.
 bool set_arguments(HostCommand* command, char* texts, std::size_t count) {
   for (std::size_t i = 0; i < count; ++i, texts += strlen(texts) + 1) command->arguments[i] = texts;
   command->arguments[count] = nullptr;
@@ -251,7 +252,8 @@ bool read_command(const char* command_line, HostCommand* command) {
   }
   char* const texts = reinterpret_cast<char*>(command->arguments) + pointers;
   if (text) {
-    // The blank keeps a text that begins with '-' from being an option.
+    // The space keeps a command that begins with '-' from being taken for an
+    // option.
     char* const to = put(put(texts, command->path), "-c");
     *to = ' ';
     command->runs_image = put_shell_command(to + 1, text);

@@ -16,12 +16,12 @@ struct HostCommand {
   bool runs_image;   // itself, or by the shell
 };
 
-// The name is what stands between double quotes; without them, what stands
-// before the first space or tab where that names a program. ".exe" is added, if
-// the name has no dot, and the name as written is tried after that. A name
-// without a folder is looked for in the program's folder, the current one and
-// those on PATH. False, with the last error, if there is no such program, the
-// host may not execute it, or its image is not a finished one.
+// The name is what is between double quotes; without them, what comes before
+// the first space or tab where that names a program. ".exe" is added if the
+// name has no dot, and the name as written is tried after that. A name without
+// a folder is looked for in the program's folder, the current one and those on
+// PATH. False, with the last error, if there is no such program, the host may
+// not execute it, or its image is not a finished one.
 bool read_command(const char* command_line, HostCommand* command);
 
 // Splits by the published rules: spaces and tabs separate, double quotes

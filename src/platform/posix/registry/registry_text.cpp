@@ -35,7 +35,7 @@ bool same(RegistryText text, const char* name) {
   return strlen(name) == text.size && strncasecmp(text.begin, name, text.size) == 0;
 }
 
-// True if the line begins a key, whose path it then gives.
+// True if the line begins a key, whose path is then stored.
 bool is_key(RegistryText line, RegistryText* path) {
   if (line.size < 2 || line.begin[0] != '[' || line.begin[line.size - 1] != ']') return false;
   *path = {line.begin + 1, line.size - 2};

@@ -1,9 +1,9 @@
 // The text of the registry file. A line "[Key\Path]" begins a key, and the
-// lines "name=value" behind it are its values: text from the '=' to the end of
-// the line, blanks at both ends left out. A value without a name ("=value") is
-// the key's default value. Keys and names are matched without case. Other
-// lines count as comments, and the first of two equal names stands. Nothing is
-// read outside the text, whatever it holds.
+// lines "name=value" after it are its values: what comes after the '=', up to
+// the end of the line, without spaces at both ends. A value without a name
+// ("=value") is the key's default value. Keys and names are matched without
+// case. Other lines count as comments, and the first of two equal names counts.
+// Nothing is read outside the text, whatever it holds.
 #pragma once
 
 #include <cstddef>

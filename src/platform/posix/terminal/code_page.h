@@ -7,7 +7,7 @@
 namespace tarn::platform {
 
 // The glyph that a console draws for each byte; 1 to 31 and 127 have one too,
-// 0 is a blank.
+// that of 0 is a space.
 extern const std::uint16_t kCodePage437[256];
 
 // The byte with this glyph or control code; '?' if there is none. Code points

@@ -46,8 +46,8 @@ bool cut_region(const ScreenState& screen, Coord size, Coord* from, SmallRect* r
   return true;
 }
 
-// Text at the kept cursor, as a console prints it; control codes act, or have a cell
-// like other characters.
+// Writes text at the kept cursor, as a console prints it; control codes act, or
+// take a cell like other characters.
 void print(const ScreenState& screen, const std::uint8_t* text, std::uint32_t length,
            bool codes_act = true) {
   int x = screen.cursor.x < screen.size.x ? screen.cursor.x : screen.size.x - 1;
@@ -96,7 +96,7 @@ void print(const ScreenState& screen, const std::uint8_t* text, std::uint32_t le
   place_cursor(x, screen.cursor.y);
 }
 
-// The title in UTF-8 without controls, which would end its sequence.
+// The title in UTF-8 without control characters, which would end its sequence.
 void put_printable(const char* from, char (&to)[kTitleSize]) {
   std::size_t length = strnlen(from, kTitleSize - 1), put = 0;
   const auto* const bytes = reinterpret_cast<const std::uint8_t*>(from);
@@ -129,9 +129,9 @@ SmallRect visible(const ScreenState& screen) {
 
 }  // namespace
 
-// Start-up asks this of every program, and most of them never use the cells:
-// the first call leaves the terminal alone and tells the cursor as (0, 0). Every
-// later one asks the terminal if need be.
+// Start-up calls this in every program, and most of them never use the cells:
+// the first call leaves the terminal alone and reports the cursor as (0, 0).
+// Every later one asks the terminal if necessary.
 Bool GetConsoleScreenBufferInfo(Handle handle, ScreenBufferInfo* info) {
   const ScreenLock lock;
   ScreenState* const screen = select_screen(handle);

@@ -5,8 +5,8 @@
 
 namespace tarn::platform {
 
-// The echo of a line's character, or of its end, and of erased cells: at the cursor
-// of the screen, if this is its terminal. Result: the cells that it took.
+// Echo a character of a line, or its end, and erase cells: at the cursor of the
+// screen, if this is its terminal. Result: the number of cells that it took.
 int echo_character(int descriptor, std::uint8_t character);
 void echo_erasure(int descriptor, int cells);
 

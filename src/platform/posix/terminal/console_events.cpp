@@ -25,7 +25,7 @@ constexpr struct {
 } kEvents[] = {{SIGINT, kConsoleCtrlC}, {SIGQUIT, kConsoleCtrlBreak}};
 constexpr int kEventCount = sizeof kEvents / sizeof kEvents[0];
 
-// A signal handler may only post; the thread behind it runs the routines.
+// A signal handler may only post; a thread that waits runs the routines.
 sem_t event_posted;
 std::uint32_t pending[kEventCount];
 
@@ -57,7 +57,7 @@ void dispatch(int index) {
     pthread_mutex_unlock(&console_lock);
     if (handler && handler(kEvents[index].event)) return;
   }
-  // Nobody wanted it: the signal has its ordinary effect on the process.
+  // Nobody handled it: the signal has its ordinary effect on the process.
   restore_terminal();
   signal(kEvents[index].signal, SIG_DFL);
   kill(getpid(), kEvents[index].signal);

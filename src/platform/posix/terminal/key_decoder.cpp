@@ -22,7 +22,7 @@ constexpr std::uint16_t kReturn = 0x0D;
 constexpr std::uint16_t kEscapeKey = 0x1B;
 constexpr std::uint16_t kSpace = 0x20;
 
-// Keys whose sequence ends in a letter, behind "ESC [" or "ESC O".
+// Keys whose sequence ends in a letter, after "ESC [" or "ESC O".
 constexpr struct {
   char final;
   std::uint16_t code;
@@ -97,7 +97,7 @@ KeyResult take_character(const std::uint8_t* bytes, std::size_t count, bool comp
   return give(record, 0, length > 0 ? to_code_page(code_point) : '?', state);
 }
 
-// A terminal tells the modifiers as 1 plus: 1 shift, 2 alt, 4 control.
+// A terminal sends the modifiers as 1 plus: 1 shift, 2 alt, 4 control.
 std::uint32_t state_of(unsigned modifiers) {
   if (modifiers < 2 || modifiers > 16) return 0;
   const unsigned bits = modifiers - 1;
@@ -112,7 +112,7 @@ KeyResult give_letter_key(std::uint8_t final, std::uint32_t state, InputRecord* 
   return KeyResult::kSkip;
 }
 
-// Behind "ESC [": parameter and intermediate bytes, then a final one.
+// After "ESC [": parameter and intermediate bytes, then a final one.
 KeyResult take_control_sequence(const std::uint8_t* bytes, std::size_t count, std::uint32_t state,
                                 std::size_t* used, InputRecord* record) {
   if (count >= 3 && bytes[2] == '[') {  // F1 to F5 of the system's own console
@@ -199,7 +199,7 @@ KeyResult take_key(const std::uint8_t* bytes, std::size_t count, bool complete, 
     return give_character(kEscape, 0, record);
   }
   if (bytes[1] == kEscape) {
-    // Some terminals put one more ESC before a key's sequence for Alt.
+    // Some terminals put one more ESC before a key's sequence to mean Alt.
     const bool sequence = count > 2 && (bytes[2] == '[' || bytes[2] == 'O');
     if (count == 2 && !complete) return KeyResult::kMore;
     if (!sequence) {

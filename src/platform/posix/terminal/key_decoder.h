@@ -14,13 +14,13 @@ enum class KeyResult {
   kKey,   // `used` bytes mean the key in the record
 };
 
-// Takes the first key of `count` bytes, `count` above 0. With `complete` nothing
-// follows in time, and what is there stands for itself: a lone ESC is that key,
-// ESC with one byte behind it is that byte with Alt.
+// Takes the first key of `count` bytes, `count` above 0. With `complete`
+// nothing more comes in time, and what is there stands for itself: a lone ESC
+// is that key, ESC with one byte after it is that byte with Alt.
 //
 // A character is its byte in code page 437, '?' if it has none there. Arrows
-// and function keys have character 0 and their virtual key code. Enter gives
-// 13, also where the terminal's line mode has made it 10; the erase key gives 8.
+// and function keys have character 0 and their virtual key code. Enter is 13,
+// also where the terminal's line mode has made it 10; the erase key is 8.
 KeyResult take_key(const std::uint8_t* bytes, std::size_t count, bool complete, std::size_t* used,
                    InputRecord* record);
 

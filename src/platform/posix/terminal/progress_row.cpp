@@ -10,7 +10,7 @@ constexpr int kFewestBarColumns = 5;
 constexpr char kBarDone = static_cast<char>(0xDB);
 constexpr char kBarToDo = static_cast<char>(0xB0);
 
-// At `at`, as much as stays below `limit`. Result: where it ends.
+// Appends at `at` what fits below `limit`. Result: where it ends.
 int add(char* row, int at, int limit, const char* text) {
   while (*text != '\0' && at < limit) row[at++] = *text++;
   return at;
@@ -29,7 +29,7 @@ void compose_progress_row(const char* title, const ProgressPicture& picture, int
   if (*title != '\0' && *picture.text != '\0') at = add(row, at, percent_at, ": ");
   at = add(row, at, percent_at, picture.text);
 
-  // With a blank in front of it.
+  // With a space in front of it.
   const int room = percent_at - at - 1;
   const int bar = room < kMostBarColumns ? room : kMostBarColumns;
   if (bar < kFewestBarColumns) return;

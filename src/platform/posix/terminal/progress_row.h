@@ -16,7 +16,7 @@ void compose_progress_row(const char* title, const ProgressPicture& picture, int
 // The rows of the terminal with this device number that are taken: 1 or 0.
 int taken_rows(unsigned device);
 
-// Gives the row back. May be called in a signal handler, and more than once.
+// Releases the row. May be called in a signal handler, and more than once.
 void give_back_row();
 
 }  // namespace tarn::platform

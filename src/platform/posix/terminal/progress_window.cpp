@@ -31,7 +31,7 @@ constexpr char kRestoreCursor[] =
     "\x1B"
     "8";
 constexpr char kScrollAllRows[] = "\x1B[r";
-// Down by one, which scrolls if it has to, and up: off the last row.
+// Down by one row, scrolling if necessary, and up again: off the last row.
 constexpr char kLeaveLastRow[] =
     "\x1B"
     "D\x1B[A";
@@ -44,10 +44,10 @@ bool close_asked;
 int terminal = -1;  // a descriptor of our own; -1: there is no window
 unsigned device;    // its number
 TerminalWriter out;
-TerminalWriter last_out;  // by the end of the process, whoever writes just then
+TerminalWriter last_out;  // for the end of the process, as another thread may be writing
 
-// As the row was taken; no rows: it is not. Aligned, or clang would call a
-// library to exchange it.
+// The size when the row was taken; no rows: it is not taken. Aligned, or clang
+// would call a library routine to exchange it.
 struct alignas(4) Size {
   std::int16_t rows, columns;
 } taken;

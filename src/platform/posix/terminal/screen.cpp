@@ -19,7 +19,7 @@
 namespace tarn::platform {
 namespace {
 
-// How a kept cell, in its byte `unused`, stands to the terminal's.
+// How a kept cell compares with the terminal's, in its byte `unused`.
 enum Shown : std::uint8_t {
   kUnknown,  // drawn when it is next written
   kPending,  // to be drawn
@@ -28,10 +28,12 @@ enum Shown : std::uint8_t {
 constexpr CharInfo kBlank{' ', kUnknown, kPlainAttribute};
 
 constexpr std::size_t kMaxCells = 1 << 22;
-// Half a cell and up is a block, less an underline. A console starts with 25.
+// A cursor of half a cell or more is shown as a block, a smaller one as an
+// underline. A console starts with 25.
 constexpr ConsoleCursorInfo kFirstLook{25, 1};
 constexpr std::uint32_t kBlockSize = 50;
-// Up to so many cells that are shown are drawn again instead of a move.
+// Up to this many cells that are already shown are drawn again instead of a
+// move.
 constexpr int kBridge = 5;
 constexpr int kFinishMilliseconds = 200;
 constexpr char kShowCursor[] = "\x1B[?25h";
@@ -44,20 +46,20 @@ unsigned device;  // of the selected terminal; 0: none
 CharInfo* cells;
 std::size_t cell_room;
 TerminalWriter out;
-TerminalWriter closing;  // by the end of the process, whoever writes just then
+TerminalWriter closing;  // for the end of the process, as another thread may be writing
 
 bool in_use;
 int selected = -1;        // the caller's descriptor of the terminal
 int our_descriptor = -1;  // one of the terminal's, while there is a terminal
 int terminal = -1;        // descriptors of our own
 int reader = -1;          // that reads; may be the same
-bool located;             // the cursor is known, and with it all else
-bool lost;                // no longer, by what others did
-bool answers;             // the terminal tells where its cursor is
-bool touched;             // cells or cursor of the terminal
+bool located;             // the cursor is known, and so is everything else
+bool lost;                // no longer, because of what others did
+bool answers;             // the terminal reports where its cursor is
+bool touched;             // cells or cursor of the terminal were changed
 bool cursor_away;         // the terminal's is not at its place
 bool title_kept;
-bool held;          // what is drawn waits
+bool held;          // drawing is put off
 bool size_is_told;  // the window's size need be asked for only after size_changed
 bool size_changed;
 int floor_row;  // the last row that has text from before
@@ -142,14 +144,15 @@ bool make_room(std::size_t wanted) {
   return true;
 }
 
-// Each row keeps its beginning. Without room the buffer stays as it is.
+// Each row keeps its beginning. If there is no memory the buffer stays as it
+// is.
 void set_columns(std::int16_t columns) {
   const Coord before = state.size, after = {columns, before.y};
   if (columns == before.x || cell_count(after) > kMaxCells || !make_room(cell_count(after))) return;
   const int kept = before.x < columns ? before.x : columns;
   const bool wider = columns > before.x;
   for (int i = 0; i < before.y; ++i) {
-    const int y = wider ? before.y - 1 - i : i;  // so that no row meets another
+    const int y = wider ? before.y - 1 - i : i;  // so that no row overwrites another
     memmove(cells + y * columns, cells + y * before.x,
             sizeof(CharInfo) * static_cast<std::size_t>(kept));
     for (int x = kept; x < columns; ++x) cells[y * columns + x] = kBlank;
@@ -164,7 +167,7 @@ void close_descriptors() {
   reader = terminal = -1;
 }
 
-// What was drawn may be gone; what is still to be drawn stays so.
+// What was drawn may be gone; what is still to be drawn stays pending.
 void forget_shown() {
   const std::size_t count = cell_count(state.size);
   for (std::size_t i = 0; i < count; ++i) {
@@ -201,7 +204,7 @@ bool step_down() {
 
 void draw_whole_row(int row) { draw_row(row, 0, state.size.x - 1); }
 
-// Moves the window so that it has the row.
+// Moves the window so that it shows the row.
 void show_row(int row) {
   if (window_row(row) < 0) {
     // No terminal scrolls back what it has scrolled out.
@@ -244,7 +247,7 @@ void locate(int column, int row, bool resized) {
   if (!located) floor_row = column > 0 ? y : y - 1;
 }
 
-// The terminal does not tell. At first the last row is cleared for us; later
+// The terminal does not answer. At first the last row is cleared for us; later
 // the cursor is where it was last known to be.
 void locate_blindly(bool resized) {
   const int last = state.window_size.y - 1;
@@ -257,7 +260,7 @@ void locate_blindly(bool resized) {
   }
 }
 
-// The terminal's modes that the cursor's shape takes: 0 its own.
+// The terminal's mode for the cursor's shape; 0 is its own.
 void put_shape(TerminalWriter& to, std::uint32_t size) {
   const bool own = size == kFirstLook.size;
   const bool block = size >= kBlockSize;
@@ -301,8 +304,8 @@ bool follow_text(const std::uint8_t* text, std::size_t count) {
     }
     state.cursor.x = static_cast<std::int16_t>(x);
   }
-  // Behind a full row a terminal waits with the next one; the buffer may be
-  // narrower than the window.
+  // After a full row a terminal waits before it moves to the next one; the
+  // buffer may be narrower than the window.
   return known && state.cursor.x < columns && state.cursor.x <= state.size.x;
 }
 
@@ -316,7 +319,7 @@ bool ends_lines(int descriptor) {
 void follow(int descriptor, const void* bytes, std::size_t count, bool sure) {
   if (!look(&in_use) || count == 0) return;
   if (!is_this_terminal(descriptor)) return;
-  // Not waited for: a fault's report must get through, whoever has the lock.
+  // Does not wait: a fault's report must get through, whoever has the lock.
   if (pthread_mutex_trylock(&screen_lock) != 0) {
     lose_screen();
     return;
@@ -508,7 +511,7 @@ void set_cursor_look(ConsoleCursorInfo look) {
 
 void set_terminal_title(const char* title) {
   if (!state.kind.titles) return;
-  if (!title_kept) out.put("\x1B[22;2t");  // its own, for the end
+  if (!title_kept) out.put("\x1B[22;2t");  // saves its own, for the end
   title_kept = true;
   out.put("\x1B]2;");
   out.put(title);

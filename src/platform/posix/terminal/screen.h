@@ -30,15 +30,15 @@ struct ScreenState {
   TerminalKind kind;
   Coord size;         // of the buffer, in cells
   Coord window_size;  // of the terminal
-  Coord cursor;       // x may be size.x: behind a row that is full
+  Coord cursor;       // x may be size.x: after a full row
   int top;            // row of the buffer at the window's top; negative if rows
-                      // that are no longer in the buffer stand above it
+                      // that are no longer in the buffer are above it
   ConsoleCursorInfo cursor_look;
   bool looked_at;  // by the start-up
 };
 
-// Makes the terminal behind the handle the screen without touching it. Null,
-// with the last error, if it is no terminal that can show cells.
+// Makes the terminal of the handle the screen without touching it. Null, with
+// the last error, if it is no terminal that can show cells.
 ScreenState* select_screen(Handle handle);
 
 // The same for any terminal that the process has: standard output or error, or
@@ -48,8 +48,8 @@ ScreenState* select_any_screen();
 // The descriptor by which the screen was selected last.
 int selected_terminal();
 
-// The size of the terminal's window, less the rows taken by others; false by errno
-// if it has none.
+// The size of the terminal's window, less the rows taken by others; false, with
+// errno, if it has none.
 bool window_of(int descriptor, Coord* size);
 
 // True if the cells in use are those of this descriptor's terminal.
@@ -67,15 +67,15 @@ CharInfo get_cell(int column, int row);
 // Draws what the terminal does not show yet of the row's cells from `left` to
 // `right`. The terminal's cursor is moved.
 void draw_row(int row, int left, int right);
-// Moves the kept cursor, the window if need be, and the terminal's cursor.
+// Moves the kept cursor, the window if necessary, and the terminal's cursor.
 void place_cursor(int column, int row);
 // To the start of the next row; on the last one the buffer scrolls.
 void next_row();
 void set_cursor_look(ConsoleCursorInfo look);
 void set_terminal_title(const char* title);
 void ring_terminal();
-// While held, the two below send nothing, and what is drawn goes out at the end
-// of that.
+// While held, the two routines below send nothing; what is drawn is sent when
+// the hold ends.
 void hold_screen(bool hold);
 // Sends everything; false, with the last error, if it did not arrive.
 bool flush_screen();

@@ -21,10 +21,10 @@
 namespace tarn::platform {
 namespace {
 
-// A terminal sends the bytes of a key together; a slow line may part them.
+// A terminal sends the bytes of a key together; a slow line may split them.
 constexpr int kKeyMilliseconds = 50;
-// Longer than a round trip to the other side of the world. Who does not answer
-// is not asked again.
+// Longer than a round trip to the other side of the world. A terminal that does
+// not answer is not asked again.
 constexpr int kAnswerMilliseconds = 500;
 constexpr char kAskCursor[] = "\x1B[6n";
 constexpr std::uint8_t kEscape = 27;
@@ -39,7 +39,7 @@ std::size_t held_count;
 unsigned held_device;
 bool answer_is_late;
 
-// What is left of a line whose reader took less.
+// The rest of a line that was not read whole.
 struct {
   char text[kLongestLine];
   std::size_t taken, length;
@@ -87,8 +87,8 @@ bool find_answer(const std::uint8_t* bytes, std::size_t count, std::size_t* at, 
   return false;
 }
 
-// Adds what the terminal has, waiting at most so long for it, negative: without
-// end. False if nothing came in time or ever will.
+// Adds what the terminal has, waiting at most this long for it; negative:
+// without end. False if nothing came in time or ever will.
 bool hold_more(int terminal, int milliseconds) {
   if (held_count == sizeof held) return false;
   for (;;) {
@@ -104,9 +104,9 @@ bool hold_more(int terminal, int milliseconds) {
   }
 }
 
-// Within its life, of which the end needs the input's lock, the terminal has no
-// lines and no echo. For a key it has no flow control either, and its suspend key
-// is a key. Signals of Ctrl-C and Ctrl-\ stay as they are.
+// While one lives, the terminal has no line mode and no echo; its end needs the
+// input's lock. For a key there is no flow control either, and the suspend key
+// is an ordinary key. Ctrl-C and Ctrl-\ still send signals.
 class KeyMode {
  public:
   enum Purpose { kKey, kLine };

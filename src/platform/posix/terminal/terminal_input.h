@@ -1,10 +1,10 @@
-// The question where the terminal's cursor is.
+// Asks the terminal where its cursor is.
 #pragma once
 
 namespace tarn::platform {
 
 enum class Answer {
-  kPlace,   // it was told
+  kPlace,   // it answered
   kNone,    // the terminal does not answer
   kNotNow,  // the process may not read from it now, or waits for its keys
 };

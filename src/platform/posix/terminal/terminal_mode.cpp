@@ -1,7 +1,7 @@
 // The console mode of a terminal, as its termios flags. Whatever way the
 // process ends, short of SIGKILL, the terminal gets back the flags it had
 // before the first change, and the screen is finished: ExitProcess, a return
-// from main, and the signals that end a process all come to restore_terminal.
+// from main, and the signals that end a process all call restore_terminal.
 
 #include <errno.h>
 #include <fcntl.h>
@@ -139,7 +139,7 @@ bool set_terminal(int terminal, const termios& flags) {
   return result == 0;
 }
 
-// The flags may have been set anew by others, the program's wish is older.
+// Others may have set the flags since; the program's wish is older.
 void quieten_terminal(int terminal) {
   termios flags;
   const unsigned device = terminal_device(terminal);

@@ -1,4 +1,4 @@
-// The flags of the terminal, and facts about it that the system tells.
+// The flags of the terminal, and facts about it that the system reports.
 #pragma once
 
 #include <termios.h>
@@ -7,8 +7,8 @@
 
 namespace tarn::platform {
 
-// Keeps the flags that the end of the process must put back, those before the
-// first change. False if there is no descriptor left to keep them by.
+// Saves the flags that the end of the process must restore, those before the
+// first change. False if there is no descriptor left to do it with.
 bool remember_terminal(int terminal, const termios& flags);
 
 // Sets the flags of the terminal that is remembered, now and after each stop of the
@@ -38,12 +38,12 @@ unsigned terminal_device(int descriptor);
 // True if the terminal would stop this process for reading from it.
 bool in_background(int terminal);
 
-// True if the system tells this process of each change of the terminal's size, as
+// True if the system notifies this process of each change of the terminal's size, as
 // it does those in the foreground of their own terminal; note_size is then called.
 bool hears_of_size(int terminal);
 
-// Writes all of the bytes, waiting at most this long for a terminal that takes
-// none; negative: without end. May be called in a signal handler.
+// Writes all of the bytes, waiting at most this long for a terminal that
+// accepts none; negative: without end. May be called in a signal handler.
 bool write_terminal(int terminal, const char* bytes, std::size_t count, int milliseconds);
 
 }  // namespace tarn::platform

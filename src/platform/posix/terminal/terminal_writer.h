@@ -1,5 +1,5 @@
 // Composes the bytes that make a terminal show cells. They are collected and
-// go out in one piece; where the room ends, between two cells.
+// sent in one piece; if the buffer fills up, they are split between two cells.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +8,7 @@
 
 namespace tarn::platform {
 
-// What a terminal understands, by the name that TERM gives it.
+// What a terminal understands, by the name in TERM.
 enum class CursorShapes { kNone, kSequence, kLinux };
 struct TerminalKind {
   bool cells;  // it moves its cursor on request
@@ -18,14 +18,14 @@ struct TerminalKind {
 };
 
 // `term` is the value of TERM; null, empty, "dumb" and "unknown" name a
-// terminal that has nothing.
+// terminal that can do nothing.
 TerminalKind terminal_kind(const char* term, bool no_colour);
 
 inline constexpr std::uint16_t kPlainAttribute = 7;
 
 class TerminalWriter {
  public:
-  // `milliseconds`: how long a terminal that takes nothing is waited for;
+  // `milliseconds`: how long to wait for a terminal that accepts nothing;
   // negative: without end.
   void begin(int terminal, bool colours, int milliseconds);
   void put(const char* text);
@@ -38,9 +38,9 @@ class TerminalWriter {
   void put_cell(CharInfo cell);
   // What another writer has collected.
   void put_waiting(const TerminalWriter& other) { put(other.bytes_, other.count_); }
-  // Back to the attributes in which others print.
+  // Returns to the attributes in which others print.
   void plain();
-  // False, by errno, if bytes did not arrive since the last call.
+  // False, with errno, if bytes did not arrive since the last call.
   bool flush();
 
  private:

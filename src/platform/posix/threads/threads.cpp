@@ -125,7 +125,7 @@ void* run_thread(void* record) {
   pthread_mutex_lock(&waits_lock);
   while (thread->suspensions > 0) pthread_cond_wait(&thread->changed, &waits_lock);
   pthread_mutex_unlock(&waits_lock);
-  // TerminateThread comes back here.
+  // TerminateThread jumps back here.
   if (_setjmp(thread->end) == 0) thread->routine(thread->argument);
   const WaitsLock lock;
   signal_waitable(thread);

@@ -1,7 +1,7 @@
 // Threads, events, and what a thread starts with: its floating-point modes, the
 // signals that it takes, the stack whose overflow is reported. The operations
-// themselves stand in platform/platform.h. State: the records of threads and
-// events, the lowest address of the program's stack.
+// themselves are declared in platform/platform.h. State: the records of threads
+// and events, the lowest address of the program's stack.
 #pragma once
 
 #include <signal.h>
@@ -29,7 +29,7 @@ void block_sent_signals(sigset_t* before);
 void set_initial_modes();
 
 // The lowest address of the stack on which the program runs: a fault in the
-// guard below it is its overflow. 0 until one of the two is called, of which the
+// guard below it is its overflow. It is 0 until one of these two is called; the
 // second makes it that of the calling thread unless it is known already. Only
 // find_first_stack may not be called in a signal handler.
 void set_stack_low(const void* low);
