@@ -1,6 +1,6 @@
-// The texts of the run-time errors, shared by the library and by compiled
-// code. Constant data. The comments among the texts, of what kind they are and
-// what in the library raises them, go with the texts to docs/errors.md.
+// The messages of the run-time errors, shared by the library and by compiled
+// code. Constant data. The comments among the messages, of what kind they are
+// and what in the library raises them, go with them to docs/errors.md.
 #pragma once
 
 #include "platform/abi.h"
@@ -10,9 +10,9 @@ namespace tarn {
 inline constexpr std::int64_t kErrorCount = 449;
 inline constexpr std::int64_t kErrorUndefined = 0;
 
-// The text of `number` with its placeholders: %1 to %6 stand for the texts of
-// the caller, %F for a place that only compiled code can name. A number
-// without an entry gives the text of kErrorUndefined. Never null.
+// The message of `number` with its placeholders: %1 to %6 stand for strings of
+// the caller, %F for a place that only compiled code can name. A number without
+// an entry returns the message of kErrorUndefined. Never null.
 const char* error_text(std::int64_t number);
 
 }  // namespace tarn
