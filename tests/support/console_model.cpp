@@ -418,7 +418,12 @@ class Stream {
               m.flush();
               m.clear_attribute = -1;
             },
-            [] { FreeConsoleInstance(); });
+            [] {
+              FlushConsole();  // may make a row
+              platform::CharInfo* const rows[] = {console.clear_buffer, console.pause_buffer};
+              FreeConsoleInstance();
+              for (platform::CharInfo* const row : rows) free(row);  // it keeps them
+            });
       case 17:
         return both(
             "ClearPrintfCLine", [&] { m.clear_before = number; },
