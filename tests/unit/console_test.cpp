@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <random>
 #include <string>
 
 #include "console/colour.h"
@@ -93,88 +92,6 @@ struct FileModel {
     }
   }
 };
-
-std::string random_text(std::mt19937& random) {
-  constexpr std::size_t kLengths[] = {0, 1, 20, 300, 5000};
-  const bool long_lines = random() % 2;
-  std::string text(random() % (kLengths[random() % 5] + 1), '\0');
-  for (char& c : text) {
-    c = static_cast<char>(long_lines ? 'a' + random() % 26 : random() % 40);
-  }
-  return text;
-}
-
-TEST(ConsoleRedirected, AFileHasTheBytesOfAModel) {
-  for (unsigned round = 0; round < 200; ++round) {
-    std::mt19937 random(round);
-    FileModel model;
-    const std::string text = output_of([&] {
-      for (int i = 0; i < 20; ++i) {
-        std::string piece = random_text(random);
-        auto length = static_cast<std::int32_t>(piece.size());
-        const bool terminated = random() % 3 == 0;
-        if (terminated) {
-          length = -1;
-          piece = piece.c_str();
-        }
-        switch (random() % 8) {
-          default:
-            model.front(piece);
-            tarn::output_win32_line(piece.c_str(), length);
-            break;
-          case 0:
-            model.front(std::string(1, piece[0]));
-            tarn::output_win32_char(piece[0]);
-            break;
-          case 1:
-            model.back(piece);
-            tarn::output_unbuffered_win32_line(piece.c_str(), length);
-            break;
-          case 2:
-            model.flush();
-            tarn::FlushConsole();
-            break;
-          case 3:
-            if (random() % 3 == 0) {
-              if (model.buffered) model.flush();
-              model.buffered = !model.buffered;
-              tarn::ConsoleBufferMode(model.buffered);
-            }
-            break;
-        }
-        ASSERT_EQ(std::string(tarn::console.pending_text,
-                              static_cast<std::size_t>(tarn::console.pending_count)),
-                  model.pending)
-            << "round " << round << " step " << i;
-      }
-    });
-    ASSERT_EQ(text, model.file) << "round " << round;
-  }
-}
-
-TEST(ConsoleRedirected, ColoursClearingAndPauseDoNothing) {
-  const std::string text = output_of([] {
-    tarn::output_win32_line("a", 1);
-    EXPECT_EQ(tarn::SetConsoleColour(12), 0);
-    EXPECT_EQ(tarn::SetConsoleBackground(3), 0);
-    tarn::PushConsoleColour(5);
-    tarn::PopConsoleColour();
-    tarn::SetTextAttribute(9);
-    EXPECT_EQ(tarn::console.text_attribute, 0);
-    tarn::ClearCurrentLine();
-    tarn::ClearToCursorPos();
-    tarn::ClearToEOL();
-    tarn::ConsolePauseMode(-1);
-    EXPECT_EQ(tarn::console.pause_enabled, 0);
-    tarn::OutputPauseMessage();
-    EXPECT_EQ(tarn::ConsolePaused(), 0);
-    tarn::CursorControl(0);
-    tarn::CursorControl(1);
-    EXPECT_EQ(tarn::console.pending_count, 1);
-    tarn::FreeConsoleInstance();
-  });
-  EXPECT_EQ(text, "a");
-}
 
 TEST(ConsoleRedirected, HandlesThatTakeNothing) {
   tarn::test::initialise();
@@ -328,22 +245,6 @@ TEST(ConsoleColours, OptionsAreALetterWithItsMarks) {
     if (colour >= 0) known += static_cast<char>(c) + std::to_string(colour);
   }
   EXPECT_EQ(known, "B1C3G2K0M5R4W7Y6b1c3g2k0m5r4w7y6");
-}
-
-TEST(ConsoleFormatted, LinesAreCentred) {
-  const struct {
-    const char* text;
-    std::int32_t length, width;
-    const char* centred;
-  } cases[] = {
-      {"abc", 3, 3, "abc"}, {"abc", 3, 4, " abc"}, {"abc", 3, 5, " abc"}, {"abc", 3, 6, "  abc"},
-      {"abc", 3, 2, "abc"}, {"abc", 3, -9, "abc"}, {"", 0, 3, "  "},      {"abc", 1, 4, "  abc"},
-  };
-  for (const auto& c : cases) {
-    char centred[16];
-    tarn::centre_line(c.text, centred, c.length, c.width);
-    EXPECT_STREQ(centred, c.centred) << c.text << " in " << c.width;
-  }
 }
 
 TEST(ConsoleFormatted, LongTextsAreShownWhole) {

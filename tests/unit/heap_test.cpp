@@ -96,54 +96,6 @@ TEST(Heap, BlocksOfTheWholeFamilyAreInterchangeableAndKeepTheirContents) {
   for (const Block& block : blocks) tarn::free(block.address);
 }
 
-// Each thread fills its blocks with its own byte and hands some to the next one.
-TEST(Heap, ThreadsShareItsBlocks) {
-  constexpr int kThreads = 4;
-  static std::atomic<Block*> mailbox[kThreads];
-  std::vector<std::thread> threads;
-  std::atomic<int> damaged{0};
-  for (int self = 0; self < kThreads; ++self) {
-    threads.emplace_back([self, &damaged] {
-      std::mt19937 random(static_cast<unsigned>(self));
-      std::vector<Block*> own;
-      const auto give_back = [&](Block* block) {
-        damaged += !intact(*block, block->size);
-        tarn::free(block->address);
-        tarn::free(block);
-      };
-      for (int round = 0; round < 20'000; ++round) {
-        const std::uint64_t size = random() % (round % 100 ? 400 : 200'000);
-        auto* const block = static_cast<Block*>(tarn::malloc(sizeof(Block)));
-        *block = {static_cast<unsigned char*>(tarn::malloc(size)), size,
-                  static_cast<unsigned char>(random())};
-        if (size) std::memset(block->address, block->fill, size);
-        own.push_back(block);
-        if (random() % 4 == 0) {
-          std::swap(own[random() % own.size()], own.back());
-          if (Block* const left = mailbox[(self + 1) % kThreads].exchange(own.back())) {
-            give_back(left);
-          }
-          own.pop_back();
-        }
-        while (own.size() > 200) {
-          std::swap(own[random() % own.size()], own.back());
-          give_back(own.back());
-          own.pop_back();
-        }
-      }
-      for (Block* block : own) give_back(block);
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(damaged, 0);
-  for (std::atomic<Block*>& box : mailbox) {
-    if (Block* const left = box.exchange(nullptr)) {
-      tarn::free(left->address);
-      tarn::free(left);
-    }
-  }
-}
-
 TEST(Heap, WhatIsNoBlockIsRefused) {
   static int fixed[40];
   for (const std::uint64_t size : {40u, 3000u, 32'768u, 32'769u, 4'000'000u}) {
@@ -178,15 +130,6 @@ TEST(Heap, ExhaustionIsNullOrNumber199) {
   EXPECT_EQ(tarn::operator_new(kImpossible), nullptr);
   EXPECT_EQ(tarn::LockStorage(kImpossible), nullptr);
   EXPECT_EQ(raised_by([] { tarn::vmalloc(-1); }).number, 199);
-}
-
-TEST(Heap, StrdupCopiesTextsOfEveryLength) {
-  for (const std::size_t length : {0u, 1u, 15u, 16u, 70'000u}) {
-    const std::string text(length, 'd');
-    char* const copy = tarn::strdup(text.c_str());
-    EXPECT_EQ(copy, text);
-    tarn::free(copy);
-  }
 }
 
 int handler_calls;

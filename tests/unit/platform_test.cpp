@@ -1,12 +1,10 @@
 // What the modules rely on of a platform and their own tests do not meet, with the
-// same expectations of both back ends: pages, files and their share modes,
+// same expectations of both back ends: files and their share modes,
 // searches, threads, faults, system messages, calendar.
 #include <gtest/gtest.h>
 #include <xmmintrin.h>
 
-#include <algorithm>
 #include <cstring>
-#include <random>
 #include <string>
 
 #include "platform/platform.h"
@@ -33,53 +31,6 @@ class Platform : public ::testing::Test {
 Handle open_file(const char* path, std::uint32_t access, std::uint32_t share,
                  std::uint32_t creation) {
   return CreateFileA(path, access, share, nullptr, creation, 0, nullptr);
-}
-
-bool readable(const void* address) {
-  char byte;
-  return ReadProcessMemory(GetCurrentProcess(), address, &byte, 1, nullptr) != 0;
-}
-
-// Random commits, decommits and stores against a model of 64 pages: -1 not
-// committed, else the byte that stands in the page.
-TEST(Memory, PagesKeepWhatTheyHoldUntilTheyAreDecommitted) {
-  constexpr int kPages = 64;
-  auto* const base =
-      static_cast<std::uint8_t*>(VirtualAlloc(nullptr, kPages * kPage, kMemReserve, kPageNoAccess));
-  ASSERT_NE(base, nullptr);
-  int model[kPages];
-  std::fill(std::begin(model), std::end(model), -1);
-  std::mt19937 random(1);
-  for (int step = 0; step < 400; ++step) {
-    const int first = static_cast<int>(random() % kPages);
-    const int count = 1 + static_cast<int>(random() % (kPages - first));
-    std::uint8_t* const at = base + first * kPage;
-    switch (random() % 3) {
-      case 0:
-        // A range of bytes means all pages that it touches.
-        ASSERT_NE(VirtualAlloc(at + kPage - 1, (count - 1) * kPage + 1, kMemCommit, kPageReadWrite),
-                  nullptr);
-        for (int i = first; i < first + count; ++i) model[i] = model[i] < 0 ? 0 : model[i];
-        break;
-      case 1:
-        ASSERT_NE(VirtualFree(at, count * kPage, kMemDecommit), 0);
-        for (int i = first; i < first + count; ++i) model[i] = -1;
-        break;
-      default:
-        if (model[first] < 0) continue;
-        model[first] = static_cast<int>(random() & 0xFF);
-        at[random() % 2 * (kPage - 1)] = at[0] = at[kPage - 1] =
-            static_cast<std::uint8_t>(model[first]);
-    }
-    for (int i = 0; i < kPages; ++i) {
-      ASSERT_EQ(readable(base + i * kPage), model[i] >= 0) << "step " << step << " page " << i;
-      if (model[i] < 0) continue;
-      ASSERT_EQ(base[i * kPage], model[i]) << "step " << step << " page " << i;
-      ASSERT_EQ(base[(i + 1) * kPage - 1], model[i]) << "step " << step << " page " << i;
-    }
-  }
-  EXPECT_NE(VirtualFree(base, 0, kMemRelease), 0);
-  EXPECT_FALSE(readable(base));
 }
 
 // ---- Files --------------------------------------------------------------------

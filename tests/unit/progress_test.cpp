@@ -143,16 +143,6 @@ TEST(ProgressDialog, EndsBeforeItsWindowAndForgetsTheCounts) {
   EXPECT_EQ(counts.comment_count, -1);
 }
 
-TEST(Events, ANamelessOneIsTakenByOneWait) {
-  const Handle event = CreateNamedEvent(nullptr);
-  ASSERT_NE(event, platform::invalid_handle());
-  EXPECT_EQ(platform::WaitForSingleObject(event, 0), platform::kWaitTimeout);
-  platform::SetEvent(event);
-  EXPECT_EQ(platform::WaitForSingleObject(event, 0), platform::kWaitObject);
-  EXPECT_EQ(platform::WaitForSingleObject(event, 0), platform::kWaitTimeout);
-  platform::CloseHandle(event);
-}
-
 TEST(ReportLine, NamesTheCountsThatAreNotZero) {
   const struct {
     std::int32_t errors, warnings, comments;

@@ -225,31 +225,4 @@ TEST_F(SecondaryStackTest, FillsExactlyTheBytesAskedFor) {
   EXPECT_EQ(secondary_stack.quasi_pointer, before + 16);
 }
 
-TEST_F(SecondaryStackTest, TheReportShowsWhatWasEverCommitted) {
-  pseudo(5000);
-  reset(secondary_stack.top);
-  quasi(1);
-  const char path[] = "secondary_stack_test.tmp";
-  tarn::FILE* const output = tarn::standard_stream(tarn::kCellStdout);
-  const platform::Handle terminal = output->handle;
-  output->handle = platform::CreateFileA(path, platform::kGenericRead | platform::kGenericWrite, 0,
-                                         nullptr, platform::kCreateAlways, 0, nullptr);
-  ASSERT_NE(output->handle, platform::invalid_handle());
-  tarn::PRINT_SECONDARY_STACK_STATISTICS();
-  char text[1000] = "";
-  std::uint32_t delivered = 0;
-  platform::SetFilePointerEx(output->handle, 0, nullptr, 0);
-  platform::ReadFile(output->handle, text, sizeof text - 1, &delivered, nullptr);
-  platform::CloseHandle(output->handle);
-  output->handle = terminal;
-  platform::DeleteFileA(path);
-  EXPECT_STREQ(text,
-               "\r\n__________________________\r\n"
-               "Secondary stack statistics\r\n"
-               "__________________________\r\n\r\n"
-               "Committed (top)    = 0x2000\r\n"
-               "Committed (bottom) = 0x1000\r\n"
-               "Maximum            = 0x10000\r\n");
-}
-
 }  // namespace

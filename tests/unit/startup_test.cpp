@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -80,39 +79,6 @@ TEST(CommandLine, NoArgumentIsCutAndNoneIsDropped) {
   EXPECT_EQ(split(many).size(), 1001u);
 }
 
-TEST(CommandLine, EveryByteOfALineIsABlankOrInOneArgument) {
-  std::mt19937 random(7);
-  const char alphabet[] = "ab/ \t\"'\xE9";
-  // A program that is there: to look for one that is not takes the system longest.
-  char own[1024];
-  tarn::platform::GetModuleFileNameA(nullptr, own, sizeof own);
-  const std::string program = '"' + std::string(own) + "\" ";
-  for (int round = 0; round < 2'000; ++round) {
-    std::string line = program;
-    const auto length = static_cast<unsigned>(random() % 200);
-    for (unsigned i = 0; i < length; ++i) line += alphabet[random() % (sizeof alphabet - 1)];
-    std::string joined;
-    for (const std::string& argument : behind_name(line)) {
-      EXPECT_FALSE(argument.empty()) << line;
-      joined += argument;
-    }
-    // Removing the blanks outside quotes from both must leave the same text.
-    std::string wanted;
-    char quote = 0;
-    for (const char c : line.substr(program.size())) {
-      if (quote) {
-        if (c == quote) quote = 0;
-      } else if (c == '"' || c == '\'') {
-        quote = c;
-      } else if (c == ' ' || c == '\t') {
-        continue;
-      }
-      wanted += c;
-    }
-    ASSERT_EQ(joined, wanted) << line;
-  }
-}
-
 TEST(Identity, ProgramNameIsPaddedOrCutToTheLength) {
   char own[1024];
   const std::uint32_t length = tarn::platform::GetModuleFileNameA(nullptr, own, sizeof own);
@@ -153,22 +119,6 @@ TEST(Configuration, AMissingKeyFallsBackToTheEnvironment) {
   EXPECT_EQ(tarn::GetDllVersion("no_such_library.dll"), 0u);
 }
 
-TEST(Initialisation, FillsTheCellsAndTheFacts) {
-  tarn::test::initialise();
-  EXPECT_EQ(tarn::page_size, 4096u);
-  for (const auto cell : {tarn::kCellStdin, tarn::kCellStdout, tarn::kCellStderr,
-                          tarn::kCellClassTable, tarn::kCellPseudoStack}) {
-    EXPECT_NE(tarn::runtime_cell(cell), 0u) << cell;
-  }
-  EXPECT_GT(tarn::GetPhysicalMemorySize(), 1u << 20);
-  std::uint32_t id = 0, major = 0, minor = 9;
-  tarn::GetWinVer(&id, &major, &minor);
-  EXPECT_EQ(id, 2u);
-  EXPECT_GE(major, 6u);
-  EXPECT_EQ(tarn::_ncx_lib_version(), 17934);
-  EXPECT_EQ(tarn::__GetNtWindowsMode(), 0);
-}
-
 TEST(Avx, IsFoundAsTheCompilerFindsIt) {
   tarn::test::initialise();
   const bool supported = __builtin_cpu_supports("avx");
@@ -206,20 +156,6 @@ TEST(SwitchesDeathTest, WordsCountWholeAndInAnyCaseAndNoneIsCutToOne) {
   }
 }
 
-TEST(Initialisation, MainSetupGivesBlockAndArgumentsInRegisters) {
-  tarn::test::initialise();
-  std::uint64_t block = 0, argc = 0;
-  char** argv = nullptr;
-  asm volatile("mov %%rsp, %%r15; and $-16, %%rsp; sub $32, %%rsp; call *%3; mov %%r15, %%rsp"
-               : "=a"(block), "=c"(argc), "=d"(argv)
-               : "r"(&tarn::__main_setup)
-               : "r8", "r9", "r10", "r11", "r15", "memory", "cc", "xmm0", "xmm1", "xmm2", "xmm3",
-                 "xmm4", "xmm5");
-  EXPECT_EQ(block, reinterpret_cast<std::uint64_t>(&tarn::__runtime_block));
-  ASSERT_GE(argc, 1u);
-  EXPECT_EQ(argv[argc], nullptr);
-}
-
 TEST(Binding, FindsLoadsOrFallsBackToTheError) {
   EXPECT_NE(tarn::ProcessDynt("GlobalAlloc", "KERNEL32.DLL"), nullptr);
   EXPECT_EQ(tarn::ProcessDynt("NoSuchRoutine", "KERNEL32.DLL"), nullptr);
@@ -231,24 +167,6 @@ TEST(Binding, FindsLoadsOrFallsBackToTheError) {
   const auto raised = raised_by([&] { slot(); });
   EXPECT_EQ(raised.number, 345);
   EXPECT_EQ(raised.text[0], "Attempt to call a function in an rlo library failed");
-}
-
-TEST(CommonBlocks, AreListedNewestFirstUnderTheirModule) {
-  static const char name[] = "BLOCK";
-  static tarn::BlockRecord first{nullptr, name, nullptr, 8, nullptr};
-  static tarn::BlockRecord second{nullptr, name, nullptr, 9, nullptr};
-  const std::int32_t before = tarn::common_block_count;
-  tarn::append_common_spec(&first);
-  tarn::append_common_spec(&second);
-  EXPECT_EQ(tarn::common_block_count, before + 2);
-  EXPECT_EQ(tarn::common_block_list, &second);
-  EXPECT_EQ(second.next, &first);
-  ASSERT_NE(first.module, nullptr);
-  EXPECT_EQ(std::strchr(first.module, '\\'), nullptr);
-  const std::int64_t storage = tarn::program_storage;
-  tarn::__record_program_storage(5000);
-  tarn::__record_program_storage(-1000);
-  EXPECT_EQ(tarn::program_storage, storage + 4000);
 }
 
 TEST(StackProbe, ChangesNoRegister) {
@@ -285,17 +203,6 @@ TEST(FailedStatement, ResumesWithTheSavedRegistersHoweverDeep) {
       : "rax", "r8", "r9", "r10", "r11", "r12", "r15", "memory", "cc");
   EXPECT_EQ(rbx_after, 0x1234u);
   EXPECT_EQ(landed, 16u);  // just above the word that held the target
-}
-
-TEST(Exports, AreFoundUnderTheirExactNames) {
-  EXPECT_EQ(tarn::find_export("__initialise_cpplib"),
-            reinterpret_cast<void*>(&tarn::__initialise_cpplib));
-  EXPECT_EQ(tarn::find_export("getenv"), reinterpret_cast<void*>(&tarn::getenv));
-  EXPECT_EQ(tarn::find_export("getenv(<ptr>const\xC4"
-                              "char)"),
-            reinterpret_cast<void*>(&tarn::getenv));
-  EXPECT_EQ(tarn::find_export("GETENV"), nullptr);
-  EXPECT_EQ(tarn::find_export(""), nullptr);
 }
 
 }  // namespace

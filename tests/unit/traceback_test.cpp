@@ -113,24 +113,6 @@ TEST_F(ImageTables, FindTheRoutineAndTheLastFittingLine) {
   EXPECT_EQ(std::strlen(found_.name), tarn::kLongestRoutineName);
 }
 
-TEST_F(ImageTables, DamagedOnesEndTheSearch) {
-  Bytes table;
-  add_entry(&table, "routine", 0x400, 0x4FF, 0x800);
-  place(table);
-  // No end, then a name without an end: up to the unreadable page.
-  std::memset(pages_.data() + 0x100 + table.size(), 'x', 0xF00 - table.size());
-  EXPECT_EQ(find(0x600), "none");
-  EXPECT_EQ(find(0x450), "routine+80 line 0");
-  // More lines than there is memory.
-  place_lines({{7, 0}}, 0xFFFFFFFF);
-  EXPECT_NE(find(0x450), "none");
-  // The table itself, or a line table, somewhere unreadable.
-  for (const std::int32_t field : {-0x7FFFFFF0, 0x7FFFFFF0, 0xFF8}) {
-    std::memcpy(pages_.data() + pe::kRoutineTableFieldOffset, &field, sizeof field);
-    EXPECT_EQ(find(0x450), "none") << field;
-  }
-}
-
 TEST(Traceback, SquashesRunsOfBlanks) {
   const struct {
     const char *text, *squashed;
@@ -307,21 +289,6 @@ TEST_F(UnwindData, CarriesOutWhatIsLeftOfAnEpilogue) {
   ASSERT_TRUE(step(0x1043));
   EXPECT_EQ(context_.Rip, 0x2000u);
   EXPECT_EQ(context_.Rsp, address_of(stack_ + 1));
-}
-
-TEST_F(UnwindData, RefusesDamagedRecords) {
-  record(0x500, 0, 0, {0x0F04});  // no such operation
-  EXPECT_FALSE(step(0x1080));
-  EXPECT_EQ(context_.Rsp, address_of(stack_));
-  record(0x600, 4, 0, {});  // a chain that leads to itself
-  const std::uint32_t chain[] = {0x1100, 0x1180, 0x600};
-  std::memcpy(pages_.data() + 0x604, chain, sizeof chain);
-  EXPECT_FALSE(step(0x1120));
-  const std::uint32_t outside[] = {0x1000, 0x1100, 0x7FFFFFFF};
-  std::memcpy(pages_.data() + 0x400, outside, sizeof outside);
-  EXPECT_FALSE(step(0x1080));
-  std::memset(pages_.data() + 0x80, 0, 4);  // no PE header
-  EXPECT_FALSE(step(0x1300));
 }
 
 TEST(SafeMemory, UnreadableBytesAreF0) {

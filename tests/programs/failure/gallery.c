@@ -54,9 +54,8 @@ static DEEP void precision(void) {
 }
 static DEEP void invalid(void) { sink = zero / zero; }
 static DEEP void square_root(void) {
-  double result, minus = -one;
-  __asm__ volatile("sqrtsd %1, %0" : "=x"(result) : "x"(minus));
-  sink = result;
+  double minus = -one;
+  __asm__ volatile("sqrtsd %1, %0" : "=x"(sink) : "x"(minus));
 }
 static DEEP void overflow(void) { sink = huge * 10; }
 static DEEP void x87_stack(void) {
@@ -206,7 +205,7 @@ static const struct failure {
 static DEEP int run(const char* name) {
   for (unsigned i = 0; i < sizeof failures / sizeof failures[0]; ++i) {
     if (strcmp(failures[i].name, name) == 0) {
-      failures[i].routine();
+      failures[i].routine(), sink = 0; /* the instruction after the call is of this line */
       return 0;
     }
   }

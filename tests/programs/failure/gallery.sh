@@ -54,13 +54,25 @@ region_over     Overflow off expanding region WORK SPACE at address 140
 region_under    Underflow off expanding region WORK SPACE at address 140
 '
 
-# The lines of the source at which a routine's frames may stand.
+# The line at which a routine fails, or calls the one that does: its last statement.
+line_of() {
+  case $1 in
+  run) grep -n 'failures\[i\].routine()' "$source" | cut -d: -f1 ;;
+  main) grep -n 'run(argv' "$source" | cut -d: -f1 ;;
+  *)
+    awk -v start="[ *]$1[(]" '
+      !inside && $0 ~ start && !/;$/ { inside = 1; if (/}$/) { print NR; exit } }
+      inside && /^  [^ }]/ { last = NR }
+      inside && /^}/ { print last; exit }' "$source"
+    ;;
+  esac
+}
+
 check_frame() {
-  local report=$1 routine=$2 line first
+  local report=$1 routine=$2 line
   line=$(sed -n "s/^in $routine in line \([0-9]*\), at address [0-9a-f]*\$/\1/p" "$report" | head -1)
-  first=$(grep -n "[ *]$routine(" "$source" | grep -v ';$' | head -1 | cut -d: -f1)
-  [ -n "$line" ] && [ "$line" -ge "$first" ] && [ "$line" -le $((first + 12)) ] ||
-    fail "$report: routine $routine (source line $first) in line '$line'"
+  [ -n "$line" ] && [ "$line" = "$(line_of "$routine")" ] ||
+    fail "$report: routine $routine in line '$line', not $(line_of "$routine")"
 }
 
 run_case() {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <functional>
-#include <random>
 
 #include "tests/support/linked_image.h"
 #include "tools/finish_image/finish.h"
@@ -381,41 +380,6 @@ TEST(Refused, EachWithItsReason) {
   EXPECT_EQ(refusal_of(file), "section .reloc shares its bytes with another");
   EXPECT_EQ(refusal_of({}), "the file ends inside the DOS header");
   EXPECT_EQ(refusal_of(Bytes(64, 'x')), "not a PE image");
-}
-
-// Whatever happens to a file's bytes, it is finished or refused, and what was
-// finished can be listed or is refused.
-void survive(const Bytes& file) {
-  try {
-    Image image = finisher::read_image(finisher::finish(file, {}).file);
-    finisher::list_script(image);
-  } catch (const finisher::Refusal& refusal) {
-    EXPECT_FALSE(refusal.text.empty());
-  }
-  try {
-    Image image = finisher::read_image(file);
-    finisher::list_script(image);
-  } catch (const finisher::Refusal& refusal) {
-    EXPECT_FALSE(refusal.text.empty());
-  }
-}
-
-TEST(Refused, DamagedFilesNeverDoHarm) {
-  const Bytes linked = full_program().file();
-  const Bytes complete = finisher::finish(linked, {}).file;
-  std::mt19937 random(11);
-  for (const Bytes& whole : {linked, complete}) {
-    for (std::size_t length = 0; length < whole.size(); length += 1 + random() % 8) {
-      survive(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length)));
-    }
-    for (int round = 0; round < 4000; ++round) {
-      Bytes damaged = whole;
-      for (unsigned i = 0; i <= random() % 3; ++i) {
-        damaged[random() % damaged.size()] = static_cast<std::uint8_t>(random());
-      }
-      survive(damaged);
-    }
-  }
 }
 
 }  // namespace

@@ -114,25 +114,6 @@ TEST_F(HostPlatform, RegistryFileIsReadAsStated) {
 
 // ---- Memory -------------------------------------------------------------------
 
-TEST(HostMemory, ThreadsReserveAndReleaseAtOnce) {
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([t] {
-      for (int i = 0; i < 300; ++i) {
-        auto* const block = static_cast<char*>(
-            VirtualAlloc(nullptr, 65536, kMemReserve | kMemCommit, kPageReadWrite));
-        ASSERT_NE(block, nullptr);
-        block[i] = static_cast<char>(t);
-        ASSERT_EQ(block[i], t);
-        ASSERT_NE(VirtualFree(block, 0, kMemRelease), 0);
-        EXPECT_EQ(CloseHandle(reinterpret_cast<Handle>(std::uint64_t{40'000})), 0);
-        ASSERT_EQ(GetLastError(), kErrorInvalidHandle);  // this thread's own
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
-}
-
 // ---- Files, pipes -------------------------------------------------------------
 
 // Several processes add to one number in a file, each holding it for itself.
@@ -386,32 +367,6 @@ TEST_F(HostPlatform, ShellsScriptsAndSignalsGiveTheirCodes) {
       {"cmd /k exit", -static_cast<int>(kErrorFileNotFound)},
   };
   for (const auto& test : kCases) EXPECT_EQ(code_of(test.line), test.code) << test.line;
-}
-
-// The line that is made of arguments splits into them again.
-TEST(HostProcess, CommandLinesSplitIntoWhatTheyWereMadeOf) {
-  std::mt19937 random(1);
-  for (int round = 0; round < 20'000; ++round) {
-    std::vector<std::string> arguments(random() % 4);
-    std::vector<const char*> pointers;
-    for (std::string& argument : arguments) {
-      for (auto length = random() % 7; length > 0; --length) {
-        argument += "ab \\\\\"\"\t\xE9"[random() % 9];
-      }
-      pointers.push_back(argument.c_str());
-    }
-    char* const line = build_command_line("p", static_cast<int>(pointers.size()), pointers.data());
-    // As small as stated, so that a byte too many is found.
-    const char* const text = line + std::strlen("\"p\"");
-    std::vector<char> split(std::strlen(text) + 1);
-    ASSERT_EQ(split_arguments(text, split.data()), arguments.size()) << line;
-    const char* next = split.data();
-    for (const std::string& argument : arguments) {
-      ASSERT_EQ(next, argument) << line;
-      next += argument.size() + 1;
-    }
-    free(line);
-  }
 }
 
 TEST(HostProcess, NobodyStaysInTheSystemsTable) {

@@ -98,44 +98,6 @@ TEST_F(ProgressRowOnATerminal, KeepsTheCellsBelowItForTheEnd) {
   CloseHandle(screen);
 }
 
-TEST_F(ProgressRowOnATerminal, LeavesTheRowsAboveToPlainOutput) {
-  Screen terminal(27, 5);
-  std::fflush(stdout);
-  const int kept = dup(1);
-  const int output = open(terminal.path().c_str(), O_RDWR | O_NOCTTY);
-  dup2(output, 1);
-  const auto print = [](const std::string& text) {
-    std::uint32_t written = 0;
-    WriteFile(GetStdHandle(-11), text.data(), static_cast<std::uint32_t>(text.size()), &written,
-              nullptr);
-  };
-  std::vector<Rows> seen;
-  print("a\nb\nc\nd\ne");  // the cursor is on the last row
-  const Handle window = OpenProgressWindow(&kLook);
-  seen.push_back(rows_of(terminal));
-  print("f\ng\n");
-  seen.push_back(rows_of(terminal));
-  terminal.resize(27, 4);
-  RedrawProgressWindow(window);
-  seen.push_back(rows_of(terminal));
-  give_back_row();  // as the end of the process does
-  print("h\ni\nj");
-  seen.push_back(rows_of(terminal));
-  close_window(window);
-  seen.push_back(rows_of(terminal));
-  dup2(kept, 1);
-  close(kept);
-  close(output);
-  ASSERT_NE(window, invalid_handle());
-  const std::vector<Rows> expected = {{"b", "c", "d", "e", kRow},
-                                      {"d", "ef", "g", "", kRow},
-                                      {"ef", "g", "", kRow},
-                                      {"g", "h", "i", "j"},
-                                      {"g", "h", "i", "j"}};
-  EXPECT_EQ(seen, expected);
-  EXPECT_EQ(terminal.unknown, "");
-}
-
 // '#' for what is done of the bar, '.' for the rest.
 std::string row_of(const char* title, const char* text, int percent, int columns) {
   ProgressPicture picture{};
