@@ -48,8 +48,8 @@ TARNAPI void __gcvt(double value, char* text, std::int32_t precision, std::int32
 TARNAPI std::int32_t invalid_float(float value);
 TARNAPI std::int32_t invalid_double(double value);
 
-// The x87 unit's 80-bit layout, in memory.
-struct ExtendedValue {
+// The x87 unit's 80-bit layout, in memory, at any address.
+struct [[gnu::packed]] ExtendedValue {
   std::uint64_t significand;
   std::uint16_t sign_and_exponent;
 };
