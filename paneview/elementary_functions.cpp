@@ -11,16 +11,16 @@
 namespace paneview {
 namespace {
 
-inline constexpr std::uint64_t kErrorSinhCosh = 20;
-inline constexpr std::uint64_t kErrorZeroPower = 21;
-inline constexpr std::uint64_t kErrorExp = 25;
-inline constexpr std::uint64_t kErrorAsinAcos = 26;
-inline constexpr std::uint64_t kErrorModByZero = 32;
-inline constexpr std::uint64_t kErrorAtan2 = 33;
-inline constexpr std::uint64_t kErrorLogarithm = 34;
-inline constexpr std::uint64_t kErrorNegativePower = 36;
-inline constexpr std::uint64_t kErrorModulus = 171;
-inline constexpr std::uint64_t kErrorPowerOverflow = 439;
+inline constexpr std::uint64_t kRuntimeErrorSinhCosh = 20;
+inline constexpr std::uint64_t kRuntimeErrorZeroPower = 21;
+inline constexpr std::uint64_t kRuntimeErrorExp = 25;
+inline constexpr std::uint64_t kRuntimeErrorAsinAcos = 26;
+inline constexpr std::uint64_t kRuntimeErrorModByZero = 32;
+inline constexpr std::uint64_t kRuntimeErrorAtan2 = 33;
+inline constexpr std::uint64_t kRuntimeErrorLogarithm = 34;
+inline constexpr std::uint64_t kRuntimeErrorNegativePower = 36;
+inline constexpr std::uint64_t kRuntimeErrorModulus = 171;
+inline constexpr std::uint64_t kRuntimeErrorPowerOverflow = 439;
 
 constexpr Extended kLog2E = 0xb.8aa3b295c17f0bcp-3L;
 constexpr Extended kLog2ELow = -0x8.2f0025f2dc6p-68L;
@@ -263,14 +263,14 @@ template <typename Real>
 PANEVIEW_INLINE Real checked_exponential(Real x) {
   if (is_nan(x)) return quieted(x);
   const Real result = evaluate([](Extended v) { return exponential(v); }, x);
-  if (is_infinite(result)) raise_error(kErrorExp);
+  if (is_infinite(result)) raise_error(kRuntimeErrorExp);
   return result;
 }
 
 template <typename Real>
 PANEVIEW_INLINE Real checked_logarithm(Extended scale, Real x) {
   if (is_nan(x)) return quieted(x);
-  if (is_zero(x) || is_negative(x)) raise_error(kErrorLogarithm);
+  if (is_zero(x) || is_negative(x)) raise_error(kRuntimeErrorLogarithm);
   if (is_infinite(x)) return x;
   return evaluate([scale](Extended v) { return logarithm(scale, v); }, x);
 }
@@ -278,7 +278,7 @@ PANEVIEW_INLINE Real checked_logarithm(Extended scale, Real x) {
 template <typename Real, typename Formula>
 PANEVIEW_INLINE Real checked_arc(Formula formula, Real x) {
   if (is_nan(x)) return quieted(x);
-  if (magnitude(x) > kOne<Real>) raise_error(kErrorAsinAcos);
+  if (magnitude(x) > kOne<Real>) raise_error(kRuntimeErrorAsinAcos);
   return evaluate(formula, x);
 }
 
@@ -286,7 +286,7 @@ template <typename Real, typename Formula>
 PANEVIEW_INLINE Real checked_hyperbolic(Formula formula, Real x) {
   if (is_nan(x)) return quieted(x);
   const Real result = evaluate(formula, x);
-  if (is_infinite(result)) raise_error(kErrorSinhCosh);
+  if (is_infinite(result)) raise_error(kRuntimeErrorSinhCosh);
   return result;
 }
 
@@ -313,7 +313,7 @@ template <typename Real>
 PANEVIEW_INLINE Real checked_remainder(Real x, Real y) {
   if (is_nan(x)) return quieted(x);
   if (is_nan(y)) return quieted(y);
-  if (is_zero(y)) raise_error(kErrorModByZero);
+  if (is_zero(y)) raise_error(kRuntimeErrorModByZero);
   if (is_infinite(x)) return real_of<Real>(kQuietNan<Real>);
   if (is_infinite(y)) return x;
   return evaluate([](Extended a, Extended b) { return x87_remainder(a, b); }, x, y);
@@ -323,7 +323,7 @@ template <typename Real>
 PANEVIEW_INLINE Real checked_angle(Real y, Real x) {
   if (is_nan(y)) return quieted(y);
   if (is_nan(x)) return quieted(x);
-  if (is_zero(x) && is_zero(y)) raise_error(kErrorAtan2);
+  if (is_zero(x) && is_zero(y)) raise_error(kRuntimeErrorAtan2);
   return evaluate([](Extended a, Extended b) { return x87_atan2(a, b); }, y, x);
 }
 
@@ -333,7 +333,7 @@ PANEVIEW_INLINE Real checked_modulus(Real re, Real im) {
   if (is_nan(re)) return quieted(re);
   if (is_nan(im)) return quieted(im);
   const Real result = evaluate([](Extended a, Extended b) { return modulus(a, b); }, re, im);
-  if (is_infinite(result)) raise_error(kErrorModulus);
+  if (is_infinite(result)) raise_error(kRuntimeErrorModulus);
   return result;
 }
 
@@ -414,8 +414,8 @@ double ZABS$$(const double* complex) { return checked_modulus(complex[0], comple
 double XX$DD(double x, double y) {
   if (is_nan(x)) return quieted(x);
   if (is_nan(y)) return quieted(y);
-  if (is_zero(x) && (is_zero(y) || is_negative(y))) raise_error(kErrorZeroPower);
-  if (is_negative(x) && !is_zero(x) && !is_integral(y)) raise_error(kErrorNegativePower);
+  if (is_zero(x) && (is_zero(y) || is_negative(y))) raise_error(kRuntimeErrorZeroPower);
+  if (is_negative(x) && !is_zero(x) && !is_integral(y)) raise_error(kRuntimeErrorNegativePower);
 
   double result;
   if (is_infinite(x) || is_infinite(y)) {
@@ -424,7 +424,7 @@ double XX$DD(double x, double y) {
     result = 0.0;
   } else {
     result = evaluate([](Extended a, Extended b) { return positive_power(absolute(a), b); }, x, y);
-    if (is_infinite(result)) raise_error(kErrorPowerOverflow);
+    if (is_infinite(result)) raise_error(kRuntimeErrorPowerOverflow);
   }
   return is_negative(x) && is_odd(y) ? real_of<double>(bits_of(result) | kSign<double>) : result;
 }

@@ -12,13 +12,13 @@ namespace {
 
 namespace platform = tarn::platform;
 
-inline constexpr std::uint64_t kErrorTypeMismatch = 51;
-inline constexpr std::uint64_t kErrorNoItemDescriptor = 59;
-inline constexpr std::uint64_t kErrorUnit = 60;
-inline constexpr std::uint64_t kErrorDescriptor = 74;
+inline constexpr std::uint64_t kRuntimeErrorTypeMismatch = 51;
+inline constexpr std::uint64_t kRuntimeErrorNoItemDescriptor = 59;
+inline constexpr std::uint64_t kRuntimeErrorUnit = 60;
+inline constexpr std::uint64_t kRuntimeErrorDescriptor = 74;
 
 inline constexpr std::int32_t kOutputUnit = 6;
-inline constexpr std::int32_t kErrorUnitNumber = 0;
+inline constexpr std::int32_t kErrorOutputUnit = 0;
 
 inline constexpr std::uint32_t kRecordSize = 4096;
 
@@ -65,12 +65,12 @@ void end_record() {
 Descriptor next_descriptor() {
   Descriptor descriptor = {static_cast<char>(current.block[current.position++]), 0};
   if (descriptor.kind == '/') return descriptor;
-  if (current.length - current.position < 2) raise_error(kErrorDescriptor);
+  if (current.length - current.position < 2) raise_error(kRuntimeErrorDescriptor);
   descriptor.number = static_cast<std::uint32_t>(current.block[current.position] |
                                                  current.block[current.position + 1] << 8);
   current.position += 2;
   if (descriptor.kind == 'T') {
-    if (current.length - current.position < descriptor.number) raise_error(kErrorDescriptor);
+    if (current.length - current.position < descriptor.number) raise_error(kRuntimeErrorDescriptor);
     current.position += descriptor.number;
   }
   return descriptor;
@@ -102,7 +102,7 @@ bool run_to_item(Descriptor* item) {
         *item = descriptor;
         return true;
       default:
-        raise_error(kErrorDescriptor);
+        raise_error(kRuntimeErrorDescriptor);
     }
   }
   return false;
@@ -111,13 +111,13 @@ bool run_to_item(Descriptor* item) {
 Descriptor descriptor_for_item(char kind) {
   Descriptor item;
   if (!run_to_item(&item)) {
-    if (!current.item_since_start) raise_error(kErrorNoItemDescriptor);
+    if (!current.item_since_start) raise_error(kRuntimeErrorNoItemDescriptor);
     end_record();
     current.position = 0;
     run_to_item(&item);  // has one: it was found on the last round
   }
   current.item_since_start = true;
-  if (item.kind != kind) raise_error(kErrorTypeMismatch);
+  if (item.kind != kind) raise_error(kRuntimeErrorTypeMismatch);
   return item;
 }
 
@@ -125,9 +125,9 @@ Descriptor descriptor_for_item(char kind) {
 
 void WSF1$$(const std::int32_t* unit, const void* block, std::uint64_t block_length) {
   const std::int32_t number = unit == nullptr ? kOutputUnit : *unit;
-  if (number != kOutputUnit && number != kErrorUnitNumber) raise_error(kErrorUnit);
+  if (number != kOutputUnit && number != kErrorOutputUnit) raise_error(kRuntimeErrorUnit);
   current.handle =
-      number == kErrorUnitNumber ? platform::kStandardError : platform::kStandardOutput;
+      number == kErrorOutputUnit ? platform::kStandardError : platform::kStandardOutput;
   current.block = static_cast<const unsigned char*>(block);
   current.length = block_length;
   current.position = 0;

@@ -505,29 +505,34 @@ def read_catalogue():
             if int(match[1]) != len(rows) or kind is None:
                 raise Fault(f"{CATALOGUE}: {match[1]} is out of its place")
             rows.append((kind, literal(match[2]), match[3]))
-    if f"kErrorCount = {len(rows)};" not in (ROOT / CATALOGUE).with_suffix(".h").read_text():
-        raise Fault(f"{CATALOGUE}: {len(rows)} lines were read, which is not kErrorCount")
+    if f"kCatalogueSize = {len(rows)};" not in (ROOT / CATALOGUE).with_suffix(".h").read_text():
+        raise Fault(f"{CATALOGUE}: {len(rows)} lines were read, which is not kCatalogueSize")
     return rows
 
 
 def raised_in_sources():
-    """The numbers for which the library's sources have a name."""
+    """The names of tarn/errors.h that the library's sources use, each with its number where
+    the source states one: assembly cannot read an enumeration."""
     for path in sorted((ROOT / "src").rglob("*.[chS]*")):
         if path.relative_to(ROOT / "src").parts[0] != "platform":  # whose numbers are the systems'
-            found = re.findall(r"\bkError(?!Count|Undefined|MessageSize)\w+ = (\d+);"
-                               r"|#define ERROR_\w+ (\d+)", path.read_text())
-            yield from (int(in_cpp or in_assembly) for in_cpp, in_assembly in found)
+            yield from re.findall(r"(?:\bTARN_|#define )ERROR_(\w+)(?: (\d+))?", path.read_text())
 
 
 def error_faults(rows):
     """What tarn/errors.h and the sources say otherwise than the catalogue."""
-    named = {int(number): text for text, number in re.findall(
-        r"/\* (.*) \*/\n  TARN_ERROR_\w+ = (\d+)", (INCLUDE / "tarn/errors.h").read_text())}
+    listed = re.findall(r"/\* (.*) \*/\n  TARN_ERROR_(\w+) = (\d+)",
+                        (INCLUDE / "tarn/errors.h").read_text())
+    named = {int(number): text for text, _, number in listed}
+    numbers = {name: number for _, name, number in listed}
     raised = {number: text for number, (_, text, by) in enumerate(rows) if by}
     for number in sorted({number for number, _ in named.items() ^ raised.items()}):
         yield f"include/tarn/errors.h: {number} is not what {CATALOGUE} says the library raises"
-    for number in sorted(raised.keys() ^ set(raised_in_sources())):
-        yield f"{CATALOGUE}: {number} has a note there or a name in another source, but not both"
+    used = set(raised_in_sources())
+    for name in sorted(numbers.keys() - {name for name, _ in used}):
+        yield f"include/tarn/errors.h: no source uses TARN_ERROR_{name}"
+    for name, number in sorted(used):
+        if number and numbers.get(name) != number:
+            yield f"include/tarn/errors.h: a source has {number} for ERROR_{name}"
 
 
 def write_errors(rows, places):

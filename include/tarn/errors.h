@@ -94,11 +94,11 @@ TARNAPI TARN_NO_RETURN void __MissingRoutine(const char* name);
 
 /* ---- Beside them -------------------------------------------------------- */
 
-/* Gives `result`. */
+/* Returns `result`, whatever the others are. */
 TARNAPI int check_exception(int first, int result, int third);
 
 /* The system's text for its error code, at most 255 bytes, in the system's own
- * wording; "Unknown error" if there is none. Lies in one buffer: valid until
+ * wording; "Unknown error" if there is none, or none so short. Lies in one buffer: valid until
  * the next call, by any thread. */
 TARNAPI char* nt_error_message(unsigned int code);
 

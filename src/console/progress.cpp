@@ -264,7 +264,7 @@ void CloseProgressThread() {
   if (!platform::SetEvent(system_handle(progress_record.stop_event)) ||
       platform::WaitForSingleObject(system_handle(progress_thread), platform::kWaitForever) ==
           platform::kWaitFailed) {
-    __RuntimeError(kErrorHeapExhausted);
+    __RuntimeError(TARN_ERROR_HEAP_EXHAUSTED);
   }
   close_handle(&progress_record.stop_event);
   close_handle(&progress_thread);

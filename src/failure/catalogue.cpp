@@ -471,12 +471,12 @@ constexpr const char* kTexts[] = {
 };
 // clang-format on
 
-static_assert(sizeof kTexts / sizeof kTexts[0] == kErrorCount);
+static_assert(sizeof kTexts / sizeof kTexts[0] == kCatalogueSize);
 
 }  // namespace
 
 const char* error_text(std::int64_t number) {
-  return kTexts[number >= 0 && number < kErrorCount ? number : kErrorUndefined];
+  return kTexts[number >= 0 && number < kCatalogueSize ? number : kUndefinedError];
 }
 
 }  // namespace tarn

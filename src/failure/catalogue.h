@@ -7,12 +7,12 @@
 
 namespace tarn {
 
-inline constexpr std::int64_t kErrorCount = 449;
-inline constexpr std::int64_t kErrorUndefined = 0;
+inline constexpr std::int64_t kCatalogueSize = 449;
+inline constexpr std::int64_t kUndefinedError = 0;
 
 // The message of `number` with its placeholders: %1 to %6 stand for strings of
 // the caller, %F for a place that only compiled code can name. A number without
-// an entry returns the message of kErrorUndefined. Never null.
+// an entry returns the message of kUndefinedError. Never null.
 const char* error_text(std::int64_t number);
 
 }  // namespace tarn

@@ -2,6 +2,7 @@
 
 #include "failure/catalogue.h"
 #include "failure/image_tables.h"
+#include "process/raising.h"
 #include "streams/format.h"
 #include "strings/c_string.h"
 
@@ -12,7 +13,6 @@ constexpr char kUnreadable[] = "???";
 // The start of an image names the block that it could not allocate: its name,
 // which lies in the image, in r8, its size in r10, and the mark in r9, since
 // others that raise the number set none of them.
-constexpr std::uint64_t kErrorCommonBlock = 365;
 constexpr std::uint64_t kBlockNameMark = 0x4B4C4231;
 
 constexpr std::uint64_t kPageSize = 4096;  // memory is readable or not by pages
@@ -27,7 +27,7 @@ struct Message {
   char* text;
   std::uint64_t length;
 
-  std::uint64_t room() const { return kErrorMessageSize - 1 - length; }
+  std::uint64_t room() const { return kRuntimeMessageSize - 1 - length; }
 };
 
 void append(Message* message, char c) {
@@ -101,7 +101,7 @@ void expand_error_text(const char* text, const platform::AMD_CONTEXT& context, c
 
 void compose_error_message(const platform::AMD_CONTEXT& context, char* message) {
   expand_error_text(error_text(static_cast<std::int64_t>(context.Rax)), context, message);
-  if (context.Rax == kErrorCommonBlock && context.R9 == kBlockNameMark) {
+  if (context.Rax == TARN_ERROR_COMMON_BLOCK && context.R9 == kBlockNameMark) {
     tell_block(context, message);
   }
 }

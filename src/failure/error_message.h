@@ -6,9 +6,9 @@
 namespace tarn {
 
 // Bytes of the longest message, its NUL included.
-inline constexpr std::uint64_t kErrorMessageSize = 1024;
+inline constexpr std::uint64_t kRuntimeMessageSize = 1024;
 
-// Writes `text` to `message`, which has room for kErrorMessageSize bytes, with
+// Writes `text` to `message`, which has room for kRuntimeMessageSize bytes, with
 // %1 to %6 replaced by the strings that r8 to r13 point to. An argument is
 // copied as it is, so a '%' in it is safe; one that cannot be read shows as
 // "???", and one that runs into unreadable memory ends there. Any other

@@ -27,7 +27,6 @@ bool is_access_violation(const platform::ExceptionRecord& record) {
 constexpr std::uint16_t kTrapBytes = 0x09CD;  // `int 9`, as a word
 constexpr std::uint8_t kBreakpointByte = 0xCC;
 constexpr std::uint32_t kErrorSeverity = 0x80000000;
-constexpr std::int64_t kErrorNoPhysicalMemory = 367;
 constexpr std::uint32_t kStatusFailed = 1;
 constexpr std::uint32_t kPathSize = 1024;
 constexpr char kHeading[] = "Brackenmoor exception report on ";
@@ -46,7 +45,7 @@ constexpr std::uint32_t kConvertToEcx = 0xC92C0FF2;  // cvttsd2si ecx, xmm1
 // Static, for the faulting stack may have little room; the report has one
 // thread. The second holds a description that outlives the first.
 char message[kMessageSize];
-char second_message[kErrorMessageSize];
+char second_message[kRuntimeMessageSize];
 char traceback[kTracebackSize];
 char title[sizeof kHeading + kPathSize];
 platform::ExceptionPointers reported;
@@ -152,40 +151,14 @@ std::uint64_t page_of_fault(const platform::ExceptionRecord& record) {
   return record.parameters[1] / page_size * page_size;
 }
 
-// Grows the region in which the address lies. It uses none of the report's
-// state, as several threads may be here at once, and another one may be
-// reporting.
-bool grow_region(std::uint64_t address) {
-  const std::uint64_t page = page_size;
-  for (const RegionRecord* region = expanding_regions; region; region = region->next) {
-    if (address < region->low || region->high <= address) continue;
-    std::uint64_t pages = (region->high - address) / page;
-    if (pages > kRegionGrowthPages) pages = kRegionGrowthPages;
-    if (platform::VirtualAlloc(reinterpret_cast<void*>(address), pages * page, platform::kMemCommit,
-                               platform::kPageReadWrite)) {
-      return true;
-    }
-    raise_with_text(kErrorNoPhysicalMemory, region->name);
-  }
-  return false;
-}
-
 // Describes the failure by the region that the access ran off, if there is one.
 void name_region(std::uint64_t address) {
-  const std::uint64_t page = page_size;
-  for (const RegionRecord* region = expanding_regions; region; region = region->next) {
-    const char* ran_off = nullptr;
-    if (region->low - page <= address && address < region->low) {
-      ran_off = "Underflow off expanding region %s";
-    } else if (region->high <= address && address <= region->high + page) {
-      ran_off = "Overflow off expanding region %s";
-    }
-    if (ran_off) {
-      const Slot name = reinterpret_cast<Slot>(region->name);
-      format_bounded(second_message, sizeof second_message, ran_off, &name);
-      exception_name = second_message;
-    }
-  }
+  const char* name = nullptr;
+  const char* const description = describe_region_overrun(address, &name);
+  if (!description) return;
+  const Slot slot = reinterpret_cast<Slot>(name);
+  format_bounded(second_message, sizeof second_message, description, &slot);
+  exception_name = second_message;
 }
 
 bool is_script_engine_conversion(std::uint64_t rip) {
@@ -241,7 +214,7 @@ extern "C" TARN_MACHINERY std::int32_t __system_exception_handler(
   }
   if (!(code & kErrorSeverity)) return leave(kTrapNotAnError);
   const bool is_access = is_access_violation(*exception->record);
-  if (is_access && grow_region(page_of_fault(*exception->record))) return kTrapResume;
+  if (is_access && grow_expanding_region(page_of_fault(*exception->record))) return kTrapResume;
   if (__atomic_exchange_n(&report_busy, 1, __ATOMIC_ACQ_REL)) fail_in_report(*exception);
 
   exception_context = context;

@@ -20,7 +20,7 @@ void text_error(const char* format, ...) {
   TARN_SLOTS_BEHIND(slots, format);
   char text[kTextErrorSize];
   format_bounded(text, sizeof text, format, slots);
-  ReportErrorString_at(text);
+  ReportErrorString(text, 0);
 }
 
 char* nt_error_message(std::uint32_t code) {

@@ -23,7 +23,7 @@ std::int32_t telling;
 // Static, for the faulting stack may have little room; the process reports one fault.
 platform::AMD_CONTEXT context;
 char frames[kMostSteps * kTraceStepSize + 1];
-char description[kErrorMessageSize];
+char description[kRuntimeMessageSize];
 char name[kImageNameSize];
 char text[kLongestLine];
 

@@ -24,7 +24,7 @@ constexpr double kTwoByPi = 0.63661977236758134308;
 constexpr double kGammaLessLog2 = -0.11593151565841244881;  // Euler's constant less log 2
 constexpr std::int32_t kOneOrder = 1;
 
-[[noreturn]] void bad_argument() { FAIL_at(&kErrorNumericArgument); }
+[[noreturn]] void bad_argument() { ReportErrorNumber(TARN_ERROR_NUMERIC_ARGUMENT); }
 
 using Function = double(TARNAPI*)(const double*);
 

@@ -21,8 +21,6 @@
 
 namespace tarn {
 
-inline constexpr std::int32_t kErrorNumericArgument = 357;
-
 // ---- What programs call --------------------------------------------------------
 
 TARNAPI double DERF_at(const double* x);

@@ -2,6 +2,6 @@
 
 namespace tarn {
 
-extern "C" void __RuntimeError(std::int32_t number) { FAIL_at(&number); }
+void __RuntimeError(std::int32_t number) { FAIL(&number); }
 
 }  // namespace tarn

@@ -96,7 +96,7 @@ std::int32_t __start_process_and_wait(const char* program, const char* arguments
       (program ? strlen(program) : 0) + (arguments ? strlen(arguments) : 0);
   if (length == 0) return kFailed;
   auto* const line = static_cast<char*>(operator_new(length + kBlanksAndNul));
-  if (!line) __RuntimeError(kErrorHeapExhausted);
+  if (!line) __RuntimeError(TARN_ERROR_HEAP_EXHAUSTED);
   char* end = line;
   if (has_text(program)) end = stpcpy(stpcpy(line, program), " ");
   strcpy(end, arguments ? arguments : "");

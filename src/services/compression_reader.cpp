@@ -133,7 +133,7 @@ std::uint32_t get_bits(const std::uint8_t** input, std::int32_t* bit, std::int32
 void* __tarn_decompress(const void* block, std::int32_t size, std::int32_t* length) {
   std::uint64_t room = kDecoderBuffer;
   auto* buffer = static_cast<std::uint8_t*>(malloc(room));
-  if (!buffer) __RuntimeError(kErrorHeapExhausted);
+  if (!buffer) __RuntimeError(TARN_ERROR_HEAP_EXHAUSTED);
   const auto* const input = static_cast<const std::uint8_t*>(block);
   if (size < 1 || *input != kCompressionVersion) {
     free(buffer);

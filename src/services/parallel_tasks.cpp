@@ -147,7 +147,7 @@ TARNAPI std::uint32_t watch_tasks(void* argument) {
 
 Watch* new_watch() {
   auto* const watch = static_cast<Watch*>(calloc(1, sizeof(Watch)));
-  if (!watch) __RuntimeError(kErrorHeapExhausted);
+  if (!watch) __RuntimeError(TARN_ERROR_HEAP_EXHAUSTED);
   watch->team = team;
   return watch;
 }
@@ -187,7 +187,7 @@ void make_region() {
       kRegionName, static_cast<std::uint64_t>(parallel_memory_size)));
   Team* const made = open_team();
   if (!region || !made)
-    ReportErrorString_at("GetParallelTaskID: there is no shared memory of the size asked for");
+    ReportErrorString("GetParallelTaskID: there is no shared memory of the size asked for", 0);
   parallel_region = region;
   parallel_next_free = region + kFreeMemory;
   region_size = parallel_memory_size;
@@ -239,7 +239,7 @@ void watch_master() {
   if (!master) return note_loss(team, 0);
   Watch* const watch = new_watch();
   watch->add(master, 0);
-  if (!start_watching(watch)) ReportErrorString_at("GetParallelTaskID: no thread for the watch");
+  if (!start_watching(watch)) ReportErrorString("GetParallelTaskID: no thread for the watch", 0);
 }
 
 std::int32_t begin_as_slave(std::int32_t task) {
@@ -253,7 +253,7 @@ std::int32_t begin_as_slave(std::int32_t task) {
 // Those that have started wait for the rest.
 void give_up(const char* why) {
   TerminateParallelProcessing();
-  ReportErrorString_at(why);
+  ReportErrorString(why, 0);
 }
 
 // A copy of this process, with nothing of its handles but the standard ones.
@@ -350,11 +350,11 @@ std::int32_t GetParallelTaskID(std::int32_t slaves) {
   bool is_slave = length != 0;
   if (is_slave && (length >= kTaskTextSize || sscanf(text, "%d", &task) != 1 || task < 1 ||
                    task > kMostSlaves)) {
-    ReportErrorString_at("GetParallelTaskID: merle_parallel_id is not a number from 1 to 63");
+    ReportErrorString("GetParallelTaskID: merle_parallel_id is not a number from 1 to 63", 0);
   }
   is_slave = is_slave && is_slave_of_run(task);
   if (!is_slave && slaves > kMostSlaves)
-    ReportErrorString_at("GetParallelTaskID: more than 63 slaves");
+    ReportErrorString("GetParallelTaskID: more than 63 slaves", 0);
   if (!is_slave) leave_run_of_others();
   make_region();
   return is_slave ? begin_as_slave(task) : begin_as_master(slaves);

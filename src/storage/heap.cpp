@@ -7,13 +7,6 @@
 namespace tarn {
 namespace {
 
-constexpr std::int32_t kErrorArrayLengthUnknown = 311;
-constexpr std::int32_t kErrorPartFreed = 375;
-constexpr std::int32_t kErrorUnallocatedDeleted = 376;
-constexpr std::int32_t kErrorUnallocatedFreed = 377;
-constexpr std::int32_t kErrorAllocateStorage = 408;
-constexpr std::int32_t kErrorAlreadyAllocated = 432;
-
 // What ALLOCATE returns.
 constexpr std::int32_t kStatusNoStorage = 1;
 constexpr std::int32_t kStatusAlreadyAllocated = 2;
@@ -46,7 +39,7 @@ void* refused(std::int32_t* status, std::int32_t value, std::int32_t error) {
 // Has the callers' convention, so that they save no registers for it.
 [[gnu::noinline]] TARNAPI void give_back_refused(const void* block, std::int32_t error) {
   if (platform::GetLastError() != platform::kErrorInvalidHandle) return;
-  __RuntimeError(platform::IsInsideHeapBlock(block) ? kErrorPartFreed : error);
+  __RuntimeError(platform::IsInsideHeapBlock(block) ? TARN_ERROR_PART_FREED : error);
 }
 
 void give_back(void* block, std::int32_t error) {
@@ -58,7 +51,7 @@ void give_back(void* block, std::int32_t error) {
 void* malloc(std::uint64_t size) { return platform::GlobalAlloc(0, size); }
 
 void free(void* block) {
-  if (block) give_back(block, kErrorUnallocatedFreed);
+  if (block) give_back(block, TARN_ERROR_UNALLOCATED_FREED);
 }
 
 void* calloc(std::uint64_t count, std::uint64_t size) {
@@ -81,7 +74,7 @@ void* realloc(void* block, std::uint64_t size) {
 
 void* vmalloc(std::int32_t size) {
   void* const block = malloc(static_cast<std::uint64_t>(std::int64_t{size}));
-  if (!block) __RuntimeError(kErrorHeapExhausted);
+  if (!block) __RuntimeError(TARN_ERROR_HEAP_EXHAUSTED);
   return block;
 }
 
@@ -96,7 +89,7 @@ void* operator_new(std::uint64_t size) {
 }
 
 void operator_delete(void* block) {
-  if (block) give_back(block, kErrorUnallocatedDeleted);
+  if (block) give_back(block, TARN_ERROR_UNALLOCATED_DELETED);
 }
 
 tarn_new_handler set_new_handler(tarn_new_handler handler) {
@@ -109,22 +102,22 @@ void* LockStorage(std::uint64_t size) { return malloc(size); }
 
 void* LockStorageChar(std::uint64_t size) { return malloc(size); }
 
-void UnlockStorage(void* block) { give_back(block, kErrorUnallocatedFreed); }
+void UnlockStorage(void* block) { give_back(block, TARN_ERROR_UNALLOCATED_FREED); }
 
 void* ALLOCATE(std::int64_t size, std::int32_t* status, std::int64_t already) {
-  if (already) return refused(status, kStatusAlreadyAllocated, kErrorAlreadyAllocated);
+  if (already) return refused(status, kStatusAlreadyAllocated, TARN_ERROR_ALREADY_ALLOCATED);
   const std::uint64_t bytes = static_cast<std::uint64_t>(size < 0 ? 0 : size) + kAllocateExtra;
   void* const block =
       platform::HeapAlloc(platform::GetProcessHeap(), platform::kHeapZeroMemory, bytes);
-  return block ? block : refused(status, kStatusNoStorage, kErrorAllocateStorage);
+  return block ? block : refused(status, kStatusNoStorage, TARN_ERROR_ALLOCATE_STORAGE);
 }
 
 void __add_array_destruct_info(std::int32_t element_size, std::int32_t total_bytes, void* address) {
-  if (element_size == 0) __RuntimeError(kErrorArrayLengthUnknown);
+  if (element_size == 0) __RuntimeError(TARN_ERROR_ARRAY_LENGTH_UNKNOWN);
   ArrayDestructRecord* record = *find_array(address);
   if (!record) {
     record = static_cast<ArrayDestructRecord*>(operator_new(sizeof(ArrayDestructRecord)));
-    if (!record) __RuntimeError(kErrorHeapExhausted);
+    if (!record) __RuntimeError(TARN_ERROR_HEAP_EXHAUSTED);
     record->next = array_list;
     array_list = record;
   }
@@ -138,7 +131,7 @@ extern "C" TARNAPI void* tarn_take_array(void* address, std::int64_t* count,
                                          std::int64_t* element_size) {
   ArrayDestructRecord** const link = find_array(address);
   ArrayDestructRecord* const record = *link;
-  if (!record) __RuntimeError(kErrorArrayLengthUnknown);
+  if (!record) __RuntimeError(TARN_ERROR_ARRAY_LENGTH_UNKNOWN);
   *count = record->count;
   *element_size = record->element_size;
   *link = record->next;

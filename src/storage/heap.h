@@ -22,9 +22,6 @@
 
 namespace tarn {
 
-// "Run out of heap space", for whoever lacks storage or an object of the system's.
-inline constexpr std::int32_t kErrorHeapExhausted = 199;
-
 // A size of 0 counts as 1. Without storage the new handler, if there is one,
 // is called once and the request repeated once; the result may be null.
 TARNAPI void* operator_new(std::uint64_t size);

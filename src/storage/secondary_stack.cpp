@@ -16,7 +16,6 @@ constexpr std::uint64_t kStackPage = 4096;
 constexpr std::int64_t kLeastProgramStorage = 4096;
 constexpr std::uint64_t kBlockStep = 16;
 constexpr std::uint8_t kUndefinedByte = 0x80;
-constexpr std::int32_t kErrorVirtualStack = 444;
 
 constexpr std::uint64_t round_down(std::uint64_t value, std::uint64_t step) {
   return value & ~(step - 1);
@@ -58,7 +57,7 @@ std::int64_t default_size() {
          (storage < kLeastProgramStorage ? kLeastProgramStorage : storage);
 }
 
-[[noreturn]] TARNAPI void stack_exhausted() { __RuntimeError(kErrorVirtualStack); }
+[[noreturn]] TARNAPI void stack_exhausted() { __RuntimeError(TARN_ERROR_VIRTUAL_STACK); }
 
 [[gnu::noinline]] TARNAPI void* extend_quasi(std::uint64_t size) {
   const std::uint64_t pointer = secondary_stack.quasi_pointer;
@@ -75,7 +74,6 @@ std::int64_t default_size() {
 }  // namespace
 
 SecondaryStack secondary_stack = {kFirstReservation, 0, 0, 0, 0, 0, 0, 0};
-
 
 void __init_pseudo_stack() {
   secondary_stack.base = round_up(reserve(), kStackPage);
@@ -129,6 +127,5 @@ void* __alloc_quasi_stack_str(std::int64_t size) {
 }
 
 void __free_quasi_stack() { secondary_stack.quasi_pointer = secondary_stack.base; }
-
 
 }  // namespace tarn

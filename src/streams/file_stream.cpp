@@ -27,11 +27,11 @@ constexpr std::uint32_t kFromEnd = 2;
 constexpr RuntimeCell kStandardCells[] = {kCellStdin, kCellStdout, kCellStderr};
 
 inline void check(const FILE* stream) {
-  if (!stream || stream->magic != kFileMagic) __RuntimeError(kErrorFileStructure);
+  if (!stream || stream->magic != kFileMagic) __RuntimeError(TARN_ERROR_FILE_STRUCTURE);
 }
 
 inline void check_position(const FILE* stream) {
-  if (!stream) __RuntimeError(kErrorStreamPointer);
+  if (!stream) __RuntimeError(TARN_ERROR_STREAM_POINTER);
   check(stream);
 }
 

@@ -290,7 +290,8 @@ TARNAPI __attribute__((noinline)) void put_layout_through(Output& out, const Flo
 TARNAPI __attribute__((noinline)) void put_float(Output& out, const Directive& directive,
                                                  double value) {
   if (invalid_double(value)) {
-    FAIL_at(directive.long_long ? &kErrorPrintedLongDouble : &kErrorPrintedDouble);
+    ReportErrorNumber(directive.long_long ? TARN_ERROR_PRINTED_LONG_DOUBLE
+                                          : TARN_ERROR_PRINTED_DOUBLE);
   }
   FloatLayout layout;
   lay_out(layout, directive, value);
@@ -323,7 +324,7 @@ inline bool spent(const Arguments& arguments) { return arguments.budget < 0; }
 inline Slot take(Arguments& arguments, std::int32_t cost) {
   arguments.budget -= cost;
   if (!spent(arguments)) return *arguments.next++;
-  raise_resumable(kErrorFormatArguments);
+  raise_resumable(TARN_ERROR_FORMAT_ARGUMENTS);
   return 0;
 }
 

@@ -439,7 +439,7 @@ std::int32_t scan(const char* format, const Slot* slots) {
     budget -= kArgumentCost;
     if (budget < 0) {
       if (directive.suppress) return count;
-      __RuntimeError(kErrorFormatArguments);
+      __RuntimeError(TARN_ERROR_FORMAT_ARGUMENTS);
     }
     if (*format == 'n') {
       if (!directive.suppress) store_count(directive, slots);
@@ -485,8 +485,8 @@ std::int32_t scanf(const char* format, ...) {
 
 std::int32_t fscanf(FILE* stream, const char* format, ...) {
   TARN_SLOTS_BEHIND(slots, format);
-  if (!stream) return check_exception(0, 0, kErrorStreamPointer);
-  if (stream->magic != kFileMagic) __RuntimeError(kErrorFileStructure);
+  if (!stream) return check_exception(0, 0, TARN_ERROR_STREAM_POINTER);
+  if (stream->magic != kFileMagic) __RuntimeError(TARN_ERROR_FILE_STRUCTURE);
   if (feof(stream)) return kEndOfFile;
   return scan_from(stream, format, slots);
 }

@@ -82,8 +82,4 @@ TARNAPI void _set(const char* text, std::int32_t short_flag, std::int32_t suppre
                   void* destination, std::int32_t radix, std::int32_t unsigned_flag,
                   std::int32_t unused);
 
-// Returns `result`, whatever the others are: the result of a scan that assigned
-// nothing goes through it.
-TARNAPI std::int32_t check_exception(std::int32_t first, std::int32_t result, std::int32_t third);
-
 }  // namespace tarn

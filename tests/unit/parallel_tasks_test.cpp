@@ -116,7 +116,7 @@ TEST(ParallelTask, DISABLED_LosesOne) {
 TEST(ParallelTask, DISABLED_FailsInTheMaster) {
   __initialise_cpplib();
   kill_dialogbox = 1;
-  if (GetParallelTaskID(2) == 0) FAIL_at(&kErrorHeapExhausted);
+  if (GetParallelTaskID(2) == 0) ReportErrorNumber(TARN_ERROR_HEAP_EXHAUSTED);
   TASKSYNCHRONISE_at();
   std::_Exit(99);  // nobody comes here
 }

@@ -21,10 +21,10 @@ using tarn::test::raised_by;
 std::uint64_t address_of(const void* p) { return reinterpret_cast<std::uint64_t>(p); }
 
 std::string expand(const char* text, const tarn::platform::AMD_CONTEXT& context) {
-  char message[tarn::kErrorMessageSize + 1];
+  char message[tarn::kRuntimeMessageSize + 1];
   std::memset(message, '#', sizeof message);
   tarn::expand_error_text(text, context, message);
-  EXPECT_EQ(message[tarn::kErrorMessageSize], '#') << text;
+  EXPECT_EQ(message[tarn::kRuntimeMessageSize], '#') << text;
   return message;
 }
 
@@ -32,7 +32,7 @@ std::string message_of(const Raised& raised) {
   tarn::platform::AMD_CONTEXT context{};
   context.Rax = static_cast<std::uint64_t>(raised.number);
   context.R8 = address_of(raised.text[0].c_str());
-  char message[tarn::kErrorMessageSize];
+  char message[tarn::kRuntimeMessageSize];
   tarn::compose_error_message(context, message);
   return message;
 }
@@ -44,8 +44,8 @@ TEST(Raising, EveryWayGivesTheNumberAndItsMessage) {
     Raised raised;
   } cases[] = {
       {"__RuntimeError", raised_by([&] { tarn::__RuntimeError(number); })},
-      {"FAIL@", raised_by([&] { tarn::FAIL_at(&number); })},
-      {"ReportErrorNumber@", raised_by([&] { tarn::ReportErrorNumber_at(number); })},
+      {"FAIL@", raised_by([&] { tarn::FAIL(&number); })},
+      {"ReportErrorNumber@", raised_by([&] { tarn::ReportErrorNumber(number); })},
       {"inline trap", raised_by([&] { asm volatile("int $9"
                                                    :
                                                    : "a"(std::int64_t{number})); })},
@@ -58,7 +58,7 @@ TEST(Raising, EveryWayGivesTheNumberAndItsMessage) {
 }
 
 TEST(Raising, ATextIsShownUnchanged) {
-  const Raised raised = raised_by([] { tarn::ReportErrorString_at("50% of %1 and %F", 3); });
+  const Raised raised = raised_by([] { tarn::ReportErrorString("50% of %1 and %F", 3); });
   EXPECT_EQ(raised.number, 345);
   EXPECT_EQ(message_of(raised), "50% of %1 and %F");
   for (const int i : {1, 2, 3}) EXPECT_EQ(raised.text[i], "???") << i;
@@ -116,12 +116,12 @@ TEST(Catalogue, HoldsTheTexts) {
 
 TEST(Catalogue, HasPlaceholdersWhereArgumentsAreGiven) {
   std::vector<int> with_argument, with_place;
-  for (int number = 0; number < tarn::kErrorCount; ++number) {
+  for (int number = 0; number < tarn::kCatalogueSize; ++number) {
     const std::string text = tarn::error_text(number);
     EXPECT_EQ(text.empty(), number == 448) << number;
     if (text.find("%1") != std::string::npos) with_argument.push_back(number);
     if (text.ends_with(" %F")) with_place.push_back(number);
-    EXPECT_LT(text.size(), tarn::kErrorMessageSize) << number;
+    EXPECT_LT(text.size(), tarn::kRuntimeMessageSize) << number;
   }
   EXPECT_EQ(with_argument, (std::vector<int>{29, 345, 366, 367}));
   EXPECT_EQ(with_place, (std::vector<int>{275, 276, 281, 282, 283, 284, 285, 286, 288, 289, 290,
@@ -160,7 +160,7 @@ TEST(Message, IsCutAtItsRoom) {
   const std::string text(3000, 'x');
   tarn::platform::AMD_CONTEXT context{};
   context.R8 = address_of(text.c_str());
-  const std::string longest(tarn::kErrorMessageSize - 1, 'x');
+  const std::string longest(tarn::kRuntimeMessageSize - 1, 'x');
   EXPECT_EQ(expand("%1%1", context), longest);
   EXPECT_EQ(expand(text.c_str(), context), longest);
 }

@@ -1,4 +1,5 @@
 #include "numerics/special_functions.h"
+#include "process/raising.h"
 
 #include <gtest/gtest.h>
 
@@ -74,13 +75,13 @@ TEST(ErrorFunctions, InEachIntervalAgreeWithTheTrueValues) {
 TEST(ErrorFunctions, BadArgumentsAreReported) {
   for (const OneArgument routine : {tarn::DERF_at, tarn::DERFC_at, tarn::DERFC_SCALED_at}) {
     const ProgramControl program;
-    EXPECT_EQ(raised_by([&] { routine(&kNan); }).number, tarn::kErrorNumericArgument);
+    EXPECT_EQ(raised_by([&] { routine(&kNan); }).number, tarn::TARN_ERROR_NUMERIC_ARGUMENT);
   }
   for (const std::int32_t selector : {-1, 3}) {
     const double x = 1.0;
     double result = 7.0;
     EXPECT_EQ(raised_by([&] { tarn::CALERF(&x, &result, &selector); }).number,
-              tarn::kErrorNumericArgument);
+              tarn::TARN_ERROR_NUMERIC_ARGUMENT);
     EXPECT_EQ(result, 7.0);
   }
 }
@@ -176,7 +177,7 @@ TEST(GammaAndBessel, BadArgumentsAreReported) {
   };
   for (const auto& c : cases) {
     const ProgramControl program;
-    EXPECT_EQ(raised_by([&] { c.routine(&c.x); }).number, tarn::kErrorNumericArgument)
+    EXPECT_EQ(raised_by([&] { c.routine(&c.x); }).number, tarn::TARN_ERROR_NUMERIC_ARGUMENT)
         << c.name << "(" << c.x << ")";
   }
   const struct {
@@ -193,7 +194,7 @@ TEST(GammaAndBessel, BadArgumentsAreReported) {
   };
   for (const auto& c : orders) {
     const ProgramControl program;
-    EXPECT_EQ(raised_by([&] { c.routine(&c.n, &c.x); }).number, tarn::kErrorNumericArgument)
+    EXPECT_EQ(raised_by([&] { c.routine(&c.n, &c.x); }).number, tarn::TARN_ERROR_NUMERIC_ARGUMENT)
         << c.n << ", " << c.x;
   }
 }
@@ -229,7 +230,7 @@ TEST(GammaAndBessel, NoArgumentFaults) {
       double got = 0;
       const auto raised = raised_by([&] { got = routine(&x); });
       ASSERT_TRUE(raised.number == kNothing ? finite(got)
-                                            : raised.number == tarn::kErrorNumericArgument)
+                                            : raised.number == tarn::TARN_ERROR_NUMERIC_ARGUMENT)
           << std::bit_cast<std::uint64_t>(x) << " gave " << raised.number;
     }
   }
@@ -240,7 +241,7 @@ TEST(GammaAndBessel, NoArgumentFaults) {
       double got = 0;
       const auto raised = raised_by([&] { got = routine(&n, &x); });
       ASSERT_TRUE(raised.number == kNothing ? finite(got)
-                                            : raised.number == tarn::kErrorNumericArgument)
+                                            : raised.number == tarn::TARN_ERROR_NUMERIC_ARGUMENT)
           << n << " at " << std::bit_cast<std::uint64_t>(x) << " gave " << raised.number;
     }
   }

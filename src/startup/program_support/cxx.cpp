@@ -1,13 +1,11 @@
 // What the C++ compiler calls on its own, under its own names, by way of the
 // library's storage and failures. Linked into an image that needs it.
 
-extern "C" [[noreturn]] void __RuntimeError(int number);
+#include <tarn/errors.h>
 
 namespace {
 
 using Size = unsigned long long;
-
-constexpr int kErrorNoStorage = 199;
 
 }  // namespace
 
@@ -28,7 +26,9 @@ SAME_AS("_ZdlPvy", LIBRARY_DELETE);  // delete, sized
 SAME_AS("_ZdaPvy", LIBRARY_DELETE);  // delete[], sized
 
 // An array whose size is beyond all storage.
-extern "C" [[noreturn]] void __cxa_throw_bad_array_new_length() { __RuntimeError(kErrorNoStorage); }
+extern "C" [[noreturn]] void __cxa_throw_bad_array_new_length() {
+  __RuntimeError(TARN_ERROR_HEAP_EXHAUSTED);
+}
 
 // Storage for types that want more than the 16 bytes to which every block is
 // aligned: the block's own address is stored before it.

@@ -3,9 +3,10 @@
 // keeps a table of its objects, made when first used. They stay when the thread
 // ends.
 
+#include <tarn/errors.h>
+
 extern "C" {
 
-[[noreturn]] void __RuntimeError(int number);
 void* malloc(unsigned long long size);
 void free(void* block);
 unsigned TlsAlloc();
@@ -26,7 +27,6 @@ namespace {
 
 using Size = unsigned long long;
 
-constexpr int kErrorNoStorage = 199;
 constexpr unsigned kNoSlot = 0xFFFFFFFF;
 
 struct Table {
@@ -40,7 +40,7 @@ Size last_number;
 
 void* take(Size size) {
   void* const block = malloc(size);
-  if (!block) __RuntimeError(kErrorNoStorage);
+  if (!block) __RuntimeError(TARN_ERROR_HEAP_EXHAUSTED);
   return block;
 }
 
@@ -57,7 +57,7 @@ Size number_of(ThreadObject* object) {
     __atomic_store_n(&object->number, number, __ATOMIC_RELEASE);
   }
   __atomic_store_n(&busy, 0, __ATOMIC_RELEASE);
-  if (!has_slot) __RuntimeError(kErrorNoStorage);
+  if (!has_slot) __RuntimeError(TARN_ERROR_HEAP_EXHAUSTED);
   return number;
 }
 
@@ -70,7 +70,7 @@ Table* table_for(Size number) {
   for (Size i = 0; i < count; ++i) {
     larger->objects[i] = table && i < table->count ? table->objects[i] : nullptr;
   }
-  if (!TlsSetValue(slot, larger)) __RuntimeError(kErrorNoStorage);
+  if (!TlsSetValue(slot, larger)) __RuntimeError(TARN_ERROR_HEAP_EXHAUSTED);
   free(table);
   return larger;
 }

@@ -73,7 +73,7 @@ struct Decimal {
 inline Decimal scaled(double value) {
   const std::uint32_t field = exponent_field(value);
   // Infinities and NaN have no digits, and the steps would not end on them.
-  if (field == kExponentMask) FAIL_at(&kErrorPrintedDouble);
+  if (field == kExponentMask) ReportErrorNumber(TARN_ERROR_PRINTED_DOUBLE);
   std::int32_t d = decimal_estimate(static_cast<std::int32_t>(field) - kExponentBias);
   const bool negative = !(value >= 0.0);
   value = __builtin_fabs(value);
