@@ -1,15 +1,16 @@
 /* Mathematics, C's part. All routines use the Microsoft x64 convention and may
  * be called on any thread; errno is one cell for the process.
  *
- * Computed on the x87 unit in 80-bit precision and rounded once. What has no
- * finite result gives 1e308 or -1e308, never an infinity, and sets errno:
+ * Computed on the x87 unit in 80-bit precision and rounded once; only __xxjj,
+ * and with it pow of a negative x, rounds each product to a double. An error
+ * sets errno and the result is 1e308 or -1e308:
  *
- *   -1001  range: the result is too large
+ *   -1001  range: the result is too large, or the logarithm of 0
  *   -1002  domain: no such real number; also any NaN argument of exp, log,
  *          log10 and pow
  *
- * Otherwise errno is left alone, except by pow and __xxdd. Results too small
- * are 0.0, without a report. Measured errors: docs/accuracy.md.
+ * Otherwise errno is left alone, except by pow and __xxdd. Of exp, pow and
+ * __xxdd a result too small is 0.0, and no error. Measured errors: docs/accuracy.md.
  *
  * exp, modf, pow and __xxdd leave the x87 control word 0x0377. */
 #ifndef TARN_MATH_H
@@ -26,7 +27,7 @@ TARN_API_BEGIN
 TARNAPI double exp(double x);
 
 /* Logarithms. x < 0: 1e308, domain error. x = 0 of either sign: -1e308, range
- * error. Infinity gives infinity. */
+ * error. The logarithm of infinity is infinity. */
 TARNAPI double log(double x);
 TARNAPI double log10(double x);
 
@@ -36,11 +37,11 @@ TARNAPI double log10(double x);
  * 0 where x > 0, or x = 0 with y > 0, and nothing went wrong. */
 TARNAPI double pow(double x, double y);
 
-/* x = result * 2^*exponent with 0.5 <= |result| < 1. Zero, infinity and NaN
- * give themselves and exponent 0. */
+/* x = result * 2^*exponent with 0.5 <= |result| < 1. The result of zero, infinity
+ * and NaN is the argument, and the exponent 0. */
 TARNAPI double frexp(double x, int* exponent);
 
-/* x * 2^exponent. No errno; an overflow gives infinity, or the processor's
+/* x * 2^exponent. No errno; an overflow is infinity, or the processor's
  * trap where the x87 control word unmasks it. */
 TARNAPI double ldexp(double x, int exponent);
 
@@ -51,7 +52,7 @@ TARNAPI double modf(double x, double* integral);
 TARNAPI int abs(int x);
 TARNAPI TARN_LONG labs(TARN_LONG x);
 
-/* x to the integer power n by repeated squaring, also once behind n's last
+/* x to the integer power n by repeated squaring, also once after n's last
  * bit: that may trap though the result fits. x = 0 with n <= 0: domain error. */
 TARNAPI double __xxjj(double x, int64_t n);
 

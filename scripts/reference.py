@@ -8,8 +8,8 @@ headers in include/, docs/errors.md from the tables of src/failure.
 Both fail on a routine without a comment, a header or section that is on no page, and a
 routine that the library does not export. Both fail if the catalogue of errors has a gap, or
 if it says that the library raises others than tarn/errors.h and the sources name. The check
-also compares with the routines that the C compiler finds, and follows the links of all
-Markdown files. That the library and its headers agree the compiler sees, as the library is
+also compares with the routines that the C compiler finds, follows the links of all Markdown files, and
+holds the table of docs/architecture.md that leads from each header to its code and tests. That the library and its headers agree the compiler sees, as the library is
 compiled against them.
 
 The headers' rules, on which this parser rests. A comment that begins in column 0 directly
@@ -603,6 +603,58 @@ def compiled_routines(headers):
     return found
 
 
+# ---- The table of docs/architecture.md --------------------------------------
+
+
+def texts(folder, suffixes):
+    return {path.relative_to(ROOT / folder).as_posix(): path.read_text(encoding="latin-1")
+            for path in sorted((ROOT / folder).rglob("*")) if path.suffix in suffixes}
+
+
+def holders(sources, symbols, routine):
+    """The sources that define the routine of the library's name `routine`."""
+    in_cpp = re.compile(rf"^(?![ \t#/])[^;\n=(]*?\b{re.escape(routine)}\([^;{{]*{{", re.M)
+    in_assembly = re.compile(rf"^ROUTINE\({re.escape(symbols.get(routine, routine))}\)", re.M)
+    for name, text in sources.items():
+        if not name.startswith(("platform/", "exports/")):
+            if (in_assembly if name.endswith(".S") else in_cpp).search(text):
+                yield name
+
+
+def map_faults(headers):
+    """What the table says otherwise than the sources and tests: its second column has the
+    sources that define the header's routines, all of them; its third, tests that name them,
+    enough to meet each routine that any of those tests names."""
+    rows = exported()
+    sources = texts("src", (".cpp", ".h", ".S"))
+    # What assembly calls a routine.
+    symbols = dict(re.findall(r'TARN_SYMBOL\((\w+), "(\w+)"\)', "".join(sources.values())))
+    symbols |= dict(re.findall(r'\b(\w+)\([^()]*\) __asm__\("(\w+)"\);', "".join(sources.values())))
+    words = {name: set(re.findall(r"[A-Za-z_]\w*[@$]?", text))
+             for name, text in texts("tests", (".cpp", ".c", ".txt")).items()
+             if not name.startswith(("unit/host/", "support/")) and not name.endswith("CMakeLists.txt")}
+    table = {header: [re.findall(r"`([^`]+)`", cell) for cell in cells] for header, *cells in re.findall(
+        r"^\| `([\w/]+\.h)` \| (.*) \| (.*) \|$", (DOCS / "architecture.md").read_text(), flags=re.M)}
+    for header, sections in headers.items():
+        routines = {d.link: {d.link, d.name, rows.get(d.link, d.name)}
+                    for s in sections for e in s.entries for d in e.declarations
+                    if d.kind == "routine" and not d.inline and d.link not in OF_THE_IMAGE}
+        code, tests = table.pop(header, ([], []))
+        found = {name for link in routines for name in holders(sources, symbols, rows.get(link, link))}
+        for name in sorted(found ^ set(code)):
+            yield f"{header}: {name} " + ("is missing" if name in found else "defines none of its routines")
+        met = {name: {link for link, names in routines.items() if names & of} for name, of in words.items()}
+        for name in tests:
+            if not met.get(name):
+                yield f"{header}: {name} is no test of its routines"
+        missed = set().union(*met.values()) - set().union(*(met.get(name, set()) for name in tests))
+        for link in sorted(missed):
+            others = ", ".join(name for name in met if link in met[name])
+            yield f"{header}: no test of the table names {link}, as these do: {others}"
+    for header in table:
+        yield f"{header}: there is no such header"
+
+
 def broken_links():
     for path in [ROOT / "README.md", *sorted((ROOT / "docs").rglob("*.md"))]:
         for target in re.findall(r"\]\(([^)\s]+)\)", path.read_text()):
@@ -673,6 +725,7 @@ def check(headers, pages):
         path = DOCS / name
         if not path.exists() or path.read_text() != pages.get(name):
             faults.append(f"docs/{name} is not what the sources give; run scripts/reference.py")
+    faults += [f"docs/architecture.md: the table: {fault}" for fault in map_faults(headers)]
     return faults + list(broken_links())
 
 
@@ -698,4 +751,5 @@ def main():
     return 0
 
 
-sys.exit(main())
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,4 +1,4 @@
-// The console room's front door: the one record of the console, its start,
+// Overview of the console module: the one record of the console, its start,
 // redirection, size and cursor.
 //
 // The library has a console of its own. It writes cells of the screen by
@@ -12,7 +12,7 @@
 //   formatted_output.h  printf in every form, centred lines, boxes
 //   text_writers.h      plain text on the standard handles
 //
-// Only this room writes the record. All of it belongs to the process and
+// Only this module writes the record. All of it belongs to the process and
 // nothing is locked: one thread at a time uses the console.
 //
 // Calls to the system's console are not examined: what a screen refuses is not

@@ -1,11 +1,11 @@
 // Names for C++ callers: the routine's name with its argument list in the
 // suite's notation, made from the routine's type while compiling.
 //
-//   strcmp(<ptr>char,<ptr>constÄchar)
+//   strcpy(<ptr>char,<ptr>constÄchar)
 //
-// The rules, where Ä is the single byte 0xC4, which stands for a blank:
+// The rules, where Ä is the single byte 0xC4, which stands for a space:
 //   - the name, then the argument types in parentheses, separated by commas;
-//     no arguments give "()"; a variable argument list adds "...";
+//     without arguments "()"; a variable argument list adds "...";
 //   - a pointer is "<ptr>" and what it points to; "const" stands before it;
 //   - types carry their C names, words joined by the byte 0xC4: "int" and
 //     "unsignedÄint" have 32 bits, "longÄlong" and "unsignedÄlongÄlong" 64;

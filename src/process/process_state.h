@@ -1,9 +1,9 @@
-// The process room's front door. The room lies below all others: what a process
+// Overview of the process module, which lies below all others: what a process
 // has once, how it ends (process/process_end.h), and how anything in it raises
 // a run-time error (process/raising.h).
 //
 // The state: the cells that all images of a process share, and what start-up
-// finds out and every room may read. __runtime_block lies once in the library;
+// finds out and every module may read. __runtime_block exists once, in the library;
 // each image reaches its twelve cells through its own __runtime_slots. All of it
 // lives as long as the process; nothing is locked.
 #pragma once

@@ -64,14 +64,14 @@ char* first_argument(const char* start, std::uint64_t length) {
   return path;
 }
 
-const char* skip_blanks(const char* p) {
+const char* skip_space(const char* p) {
   while (*p == ' ' || *p == '\t') ++p;
   return p;
 }
 
 std::int32_t count_tokens(const char* line) {
   std::int32_t count = 0;
-  for (const char* p = skip_blanks(line); *p; p = skip_blanks(token_end(p))) ++count;
+  for (const char* p = skip_space(line); *p; p = skip_space(token_end(p))) ++count;
   return count;
 }
 
@@ -87,7 +87,7 @@ char** tarn_split_command_line(const char* command_line, std::int32_t* count) {
   if (!argv) return nullptr;
   const char* p = command_line;
   for (std::int32_t i = 0; i < wanted; ++i) {
-    p = skip_blanks(p);
+    p = skip_space(p);
     const char* const end = token_end(p);
     const auto length = static_cast<std::uint64_t>(end - p);
     argv[i] = i == 0 ? first_argument(p, length) : copy_text(p, length);
