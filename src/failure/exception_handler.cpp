@@ -189,6 +189,7 @@ void leave_wild_call(const platform::ExceptionRecord& record, platform::AMD_CONT
 
 extern "C" void __install_system_exception_handler() {
   std::uint32_t reserve = kHandlerStack;
+  compose_title();  // the system may need the heap for the name, which a failure may have hurt
   platform::AddVectoredExceptionHandler(0, &__system_exception_handler);
   reports_failures = 1;
   platform::SetThreadStackGuarantee(&reserve);
@@ -221,6 +222,7 @@ extern "C" TARN_MACHINERY std::int32_t __system_exception_handler(
   sprintf(message, "%s (%x)", name, code);
   strcpy(second_message, message);
   exception_name = second_message;
+  reported = *exception;
   if (is_raised_number(*exception)) {
     hide_library_frames = 1;
     compose_error_message(*context, message);
@@ -242,8 +244,6 @@ extern "C" TARN_MACHINERY std::int32_t __system_exception_handler(
     print_line(message);
     platform::ExitProcess(kStatusFailed);
   }
-  compose_title();
-  reported = *exception;
   walk_back(reported);
   traceback_text = traceback;
   sprintf(message, "%llx", context->Rip);

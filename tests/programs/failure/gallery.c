@@ -146,9 +146,9 @@ static DEEP void realloc_static(void) {
 /* What the report needs of the heap is hurt too. */
 static DEEP void hurt_heap(void) {
   char* blocks[20];
-  for (int i = 0; i < 20; ++i) blocks[i] = malloc(4000);
+  for (int i = 0; i < 20; ++i) blocks[i] = malloc(20 + 200 * i);
   for (int i = 0; i < 20; ++i) free(blocks[i]);
-  for (int i = 0; i < 20; ++i) memset(blocks[i] - 16, 'A', 4016);
+  for (int i = 0; i < 20; ++i) memset(blocks[i] - 16, 'A', 36 + 200 * i);
   text_error("the heap is \033[31mhurt");
 }
 static DEEP void text(void) { text_error("the %s has %d legs", "spider", 8); }
