@@ -113,6 +113,8 @@ ROUTINE(tarn_longjmp)
   add rax, [rcx + 16]
   cmp rax, [rcx + 24]
   jne .Lbad_buffer
+  cmp qword ptr [rcx], 0  // never set: all zeros, whose sum is right
+  je .Lbad_buffer
   mov r8, [rip + __runtime_slots + 8 * PSEUDO_STACK_CELL]
   mov rax, [rcx + 16]
   mov [r8], rax

@@ -89,7 +89,7 @@ extern void __cxa_pure_virtual(void) __attribute__((weak));
 static void (*volatile pure_slot)(void) = __cxa_pure_virtual;
 static DEEP void pure_virtual(void) { pure_slot(); }
 static DEEP void bad_jump(void) {
-  static jmp_buf never_set = {1};
+  static jmp_buf never_set;
   longjmp(never_set, 1);
 }
 /* The system's routine refuses all storage, until the report wants some. */
