@@ -439,7 +439,8 @@ std::int32_t scan(const char* format, const Slot* slots) {
     budget -= kArgumentCost;
     if (budget < 0) {
       if (directive.suppress) return count;
-      __RuntimeError(TARN_ERROR_FORMAT_ARGUMENTS);
+      raise_resumable(TARN_ERROR_FORMAT_ARGUMENTS);
+      return kEndOfFile;
     }
     if (*format == 'n') {
       if (!directive.suppress) store_count(directive, slots);

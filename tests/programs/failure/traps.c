@@ -1,6 +1,8 @@
 /* Routines in front of the report: they repair, step over, or pass on; and the
  * underflow modes. */
+#include <stdarg.h>
 #include <stdio.h>
+#include <string.h>
 #include <tarn/traps.h>
 
 static volatile double zero = 0, one = 1, tiny = 1e-300, sink;
@@ -60,6 +62,18 @@ static void underflow_many(int times) {
   for (int i = 0; i < times; ++i) sink = tiny * tiny;
 }
 
+/* A routine that goes on after the raise of 291 makes the call end with -1. */
+static void ask_for_too_much(void) {
+  static char format[3 * 25001 + 1], text[25001];
+  static void* arguments[25001];
+  for (int i = 0; i < 25000; ++i) strcat(format + 2 * i, "%c");
+  strcat(format + 50000, "%d");
+  printf("printed %d\n", vsprintf(text, format, (va_list)arguments));
+  for (int i = 0; i < 25000; ++i) strcpy(format + 3 * i, "%*n");
+  strcat(format + 75000, "%d");
+  printf("scanned %d\n", sscanf("1", format, text));
+}
+
 int main(void) {
   const int divide_type = TARN_TRAP_DIVIDE, breakpoint_type = TARN_TRAP_BREAKPOINT,
             access_type = TARN_TRAP_ACCESS, all_type = TARN_TRAP_ALL,
@@ -86,6 +100,7 @@ int main(void) {
 
   TRAP_EXCEPTION(&access_type, skip_load);
   printf("loaded %lld\n", load((const void*)0x10));
+  ask_for_too_much();
 
   TRAP_EXCEPTION(&all_type, any);
   __asm__ volatile("ud2");
