@@ -20,7 +20,7 @@
 // Arguments: 5, 1.5, f32 1.5, i32 -1 (in a filled register), c"x", null, @routine, p+1;
 // and pointers to new blocks: "ends in NUL", 'bytes', "x"*80 + "y", &i32 5,
 // &f64[1 -2.5 inf nan x7FF0000000000001], &&'bytes', and named ones: out:8 (filled with
-// '#'), out:i32, out:"initial". Expected: the same; any (of a block, errno), nonnull, or a
+// '#'), out:i32, out:"initial". Expected: the same; any (of a block, errno, control), nonnull, or a
 // string that rax points to. A line that begins with a space continues its row.
 #include <algorithm>
 #include <cstdio>
@@ -670,6 +670,7 @@ class Table {
       take(&errno_, sizeof errno_);
     } else if (name == "control") {
       control_stated_ = true;
+      if (cursor.accept_word("any")) return;
       type = find_type("u16");
       take(call_.x87, 2);
     } else if (name == "rax" || name == "rcx" || name == "rdx") {
