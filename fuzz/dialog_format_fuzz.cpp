@@ -24,6 +24,20 @@ void require(bool condition) {
 Dialog dialog;
 WindowLayout layout;
 
+// All parts are in the window, and none on another.
+void require_sound() {
+  for (std::uint32_t i = 0; i < layout.count; ++i) {
+    const WindowPart& a = layout.parts[i];
+    require(a.x >= 0 && a.y >= 0 && a.x + a.width <= layout.width &&
+            a.y + a.height <= layout.height);
+    for (std::uint32_t j = 0; j < i; ++j) {
+      const WindowPart& b = layout.parts[j];
+      require(a.x >= b.x + b.width || b.x >= a.x + a.width || a.y >= b.y + b.height ||
+              b.y >= a.y + a.height);
+    }
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -58,6 +72,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const WindowMeasures measures = {{5, 13, 17, 32, 900, height}, text_width, nullptr};
     lay_out_window(&dialog, &measures, &layout);
     require(layout.count <= kWindowParts && layout.width > 0 && layout.height > 0);
+    require_sound();
   }
   return 0;
 }

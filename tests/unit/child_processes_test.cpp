@@ -10,24 +10,16 @@
 #include <string>
 
 #include "platform/platform.h"
+#include "tests/support/child.h"
 #include "tests/support/raised.h"
 
 namespace {
 
 using namespace tarn;
+using tarn::test::child_options;
+using tarn::test::own_program;
 
 constexpr char kArgumentsFile[] = "child_processes_test_arguments";
-
-std::string own_name() {
-  char program[1024];
-  platform::GetModuleFileNameA(nullptr, program, sizeof program);
-  return "\"" + std::string(program) + "\"";
-}
-
-std::string options(const std::string& test) {
-  return "--gtest_also_run_disabled_tests --gtest_brief=1 --gtest_filter=ChildProcess.DISABLED_" +
-         test;
-}
 
 // Not tests: what the children of the next ones do.
 TEST(ChildProcess, DISABLED_EndsWith77) { std::_Exit(77); }
@@ -53,14 +45,14 @@ std::string arrived() {
 }
 
 TEST(ChildProcesses, ModesDecideWhetherTheEndIsWaitedFor) {
-  const std::string name = own_name();
-  const std::string ends = options("EndsWith77");
+  const std::string name = own_program();
+  const std::string ends = child_options("EndsWith77");
   const char* const argv[] = {"left out", ends.c_str(), nullptr};
   EXPECT_EQ(tarn::_spawns(kSpawnAndWait, name.c_str(), ends.c_str()), 77);
   EXPECT_EQ(tarn::_spawnv(kSpawnAndWait, name.c_str(), argv), 0);
   EXPECT_EQ(tarn::_spawnv(kSpawnAndGoOn, name.c_str(), argv), 0);
   std::remove(kArgumentsFile);
-  const std::string writes = options("WritesItsArguments x");
+  const std::string writes = child_options("WritesItsArguments x");
   for (const std::int32_t mode : {-1, 1, 3}) {
     const char* const arguments[] = {"", writes.c_str(), nullptr};
     EXPECT_EQ(tarn::_spawns(mode, name.c_str(), writes.c_str()), -1);
@@ -70,8 +62,8 @@ TEST(ChildProcesses, ModesDecideWhetherTheEndIsWaitedFor) {
 }
 
 TEST(ChildProcesses, CommandLineIsBuiltAsStated) {
-  const std::string name = own_name();
-  const std::string writes = options("WritesItsArguments");
+  const std::string name = own_program();
+  const std::string writes = child_options("WritesItsArguments");
   std::remove(kArgumentsFile);
   // Nothing is quoted; without a program the first argument is it.
   const char* const unnamed[] = {name.c_str(), writes.c_str(),   "a b",
@@ -97,34 +89,14 @@ TEST(ChildProcesses, CommandLineIsBuiltAsStated) {
 
 TEST(ChildProcesses, SlicesAreWaitedOut) {
   test::initialise();
-  const std::string name = own_name();
-  const std::string sleeps = options("Sleeps");
+  const std::string name = own_program();
+  const std::string sleeps = child_options("Sleeps");
   EXPECT_EQ(__start_process_and_wait(name.c_str(), sleeps.c_str(), 0), 258);
   EXPECT_EQ(__start_process_and_wait(name.c_str(), sleeps.c_str(), 7), 0);
-  const std::string writes = name + " " + options("WritesItsArguments ") + std::string(5000, 'x');
+  const std::string writes =
+      name + " " + child_options("WritesItsArguments ") + std::string(5000, 'x');
   EXPECT_EQ(__start_process_and_wait(nullptr, writes.c_str(), -1), 0);
   EXPECT_EQ(arrived(), "<" + std::string(5000, 'x') + ">");
-}
-
-TEST(ChildProcesses, CommandProcessorGivesItsCode) {
-  EXPECT_EQ(tarn::system("exit 3"), 3);
-  EXPECT_EQ(tarn::system(""), 0);
-  EXPECT_EQ(tarn::system(std::string(1016, 'x').c_str()), -1);
-}
-
-TEST(ChildProcesses, WhatIsNothingOrIsNotThereGivesMinusOne) {
-  const char* const none[] = {nullptr};
-  const char* const missing[] = {"no_such_program_anywhere", nullptr};
-  EXPECT_EQ(tarn::_spawns(kSpawnAndWait, "", "x"), -1);
-  EXPECT_EQ(tarn::_spawns(kSpawnAndWait, nullptr, nullptr), -1);
-  EXPECT_EQ(tarn::_spawnv(kSpawnAndWait, "", none), -1);
-  EXPECT_EQ(tarn::_spawnv(kSpawnAndWait, nullptr, nullptr), -1);
-  EXPECT_EQ(__start_process_and_wait("", nullptr, -1), -1);
-  for (const std::int32_t mode : {kSpawnAndWait, kSpawnAndGoOn}) {
-    EXPECT_EQ(tarn::_spawns(mode, missing[0], "x"), -1);
-    EXPECT_EQ(tarn::_spawnv(mode, "", missing), -1);
-  }
-  EXPECT_EQ(__start_process_and_wait(missing[0], "x", 5), -1);
 }
 
 }  // namespace

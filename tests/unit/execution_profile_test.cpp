@@ -133,14 +133,6 @@ TEST_F(Profile, NumberedLinesGetTheirCountsAtTheirEnd) {
   EXPECT_STREQ(block_.data() + block_.size() - sizeof kListing, kListing);
 }
 
-TEST_F(Profile, TheFirstOfEqualLinesRanMostAndNoneIsLine0) {
-  lay({3, 8, 8});
-  EXPECT_EQ(listing_of(" 0003 c\n 0002 b\n 0001 a\n").substr(0, 8), " 0003 c ");
-  EXPECT_NE(contents(kListing).find("Line 3 had the most executions (8)"), std::string::npos);
-  lay({0, -1});
-  EXPECT_EQ(listing_of("nothing\n"), "nothing\r\nLine 0 had the most executions (0)\r\n");
-}
-
 TEST_F(Profile, TheEndOfTheListing) {
   const std::string most = "Line 0 had the most executions (0)\n";
   const struct {

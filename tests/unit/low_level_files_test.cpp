@@ -18,12 +18,6 @@ using tarn::test::raised_by;
 
 constexpr std::int32_t kUntouched = 4711;
 
-TEST(LowLevelFiles, ErrnoIsOneCell) {
-  tarn::store_errno(-1001);
-  EXPECT_EQ(tarn::load_errno(), -1001);
-  EXPECT_EQ(tarn::get_errno(), -1001);
-}
-
 TEST(LowLevelFiles, TheCurrentFolderFitsOrIsAnError) {
   char whole[1024];
   ASSERT_EQ(tarn::getcwd(whole, sizeof whole), whole);
@@ -59,50 +53,6 @@ TEST(LowLevelFiles, DrivesAndFolders) {
   EXPECT_STREQ(inside + std::strlen(before), "\\low_level.dir");
   EXPECT_EQ(tarn::_chdir(before), 0);
   std::filesystem::remove("low_level.dir");
-}
-
-TEST(LowLevelFiles, SizeAccessAndExistenceOfAFile) {
-  tarn::test::initialise();
-  const char path[] = "low_level.tmp";
-  tarn::_unlink(path);
-  EXPECT_EQ(tarn::exists(path), 0);
-  EXPECT_EQ(tarn::get_file_size(path), -1);
-  EXPECT_EQ(tarn::_access(path, 0), -1);
-  EXPECT_EQ(tarn::_unlink(path), -1);
-  tarn::FILE* const stream = tarn::fopen(path, "wb");
-  ASSERT_NE(stream, nullptr);
-  EXPECT_EQ(tarn::fseek(stream, 4, 0), 0);
-  EXPECT_EQ(tarn::fputs("12345", stream), 0);
-  // Held: nobody else may open it, but it is there.
-  EXPECT_EQ(tarn::exists(path), 0);
-  EXPECT_EQ(tarn::get_file_size(path), -1);
-  EXPECT_EQ(tarn::_access(path, 0), 0);
-  tarn::fclose(stream);
-  EXPECT_EQ(tarn::exists(path), 1);
-  EXPECT_EQ(tarn::get_file_size(path), 9);
-  const struct {
-    std::int32_t mode, wanted;
-  } cases[] = {{0, 0}, {2, 0}, {4, 0}, {6, 0}, {1, -1}, {-1, -1}};
-  for (const auto& c : cases) EXPECT_EQ(tarn::_access(path, c.mode), c.wanted) << c.mode;
-  EXPECT_EQ(tarn::_unlink(path), 0);
-  EXPECT_EQ(tarn::_access(path, 0), -1);
-}
-
-TEST(LowLevelFiles, CallsWithDescriptorsRaiseTheMissingRoutinesName) {
-  char byte = 0;
-  const struct {
-    tarn::test::Raised raised;
-    const char* name;
-  } cases[] = {
-      {raised_by([&] { tarn::_read(0, &byte, 1); }), "__read"},
-      {raised_by([&] { tarn::_write(1, &byte, 1); }), "__write"},
-      {raised_by([&] { tarn::_lseek(1, 0, 0); }), "lseek"},
-      {raised_by([&] { tarn::_chsize(1, 0); }), "lseek"},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(c.raised.number, 29);
-    EXPECT_EQ(c.raised.text[0], c.name);
-  }
 }
 
 }  // namespace

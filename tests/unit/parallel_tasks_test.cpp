@@ -15,6 +15,7 @@
 #include "process/raising.h"
 #include "startup/initialise.h"
 #include "storage/heap.h"
+#include "tests/support/child.h"
 #include "tests/support/raised.h"
 
 namespace {
@@ -140,12 +141,9 @@ class ParallelRuns : public ::testing::Test {
     std::filesystem::remove(name_, ignored);
   }
 
-  platform::Handle start(const std::string& test, std::int32_t number) {
+  platform::Handle start(const std::string& what, std::int32_t number) {
     platform::SetEnvironmentVariableA(kRunVariable, std::to_string(number).c_str());
-    std::string line = name_ +
-                       " --gtest_also_run_disabled_tests --gtest_brief=1"
-                       " --gtest_filter=ParallelTask.DISABLED_" +
-                       test;
+    std::string line = name_ + " " + test::child_options(what);
     platform::ProcessInformation made{};
     platform::StartupInfo startup;
     platform::GetStartupInfoA(&startup);

@@ -190,33 +190,6 @@ TEST_F(Platform, SearchesMatchWithoutCaseAndInOrder) {
 
 // ---- Faults, threads, messages, time --------------------------------------------
 
-TEST(Faults, TellKindAndAddressOfAnAccess) {
-  auto* const page =
-      static_cast<volatile char*>(VirtualAlloc(nullptr, kPage, kMemReserve, kPageNoAccess));
-  const auto address = reinterpret_cast<std::uint64_t>(page);
-  const struct {
-    tarn::test::Fault fault;
-    std::uint32_t code;
-    std::uint64_t access, address;
-  } cases[] = {
-      {fault_by([&] { (void)page[7]; }), kExceptionAccessViolation, 0, address + 7},
-      {fault_by([&] { page[9] = 1; }), kExceptionAccessViolation, 1, address + 9},
-      {fault_by([] {
-         asm volatile("mov (%0), %%eax" : : "r"(1ull << 63) : "rax");
-       }),
-       kExceptionAccessViolation, 0, ~std::uint64_t{0}},
-      {fault_by([] { asm volatile("out %%ax, %%dx"
-                                  :
-                                  : "a"(0), "d"(0)); }), 0xC0000096, 0, 0},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(c.fault.code, c.code) << &c - cases;
-    EXPECT_EQ(c.fault.access, c.access) << &c - cases;
-    EXPECT_EQ(c.fault.address, c.address) << &c - cases;
-  }
-  VirtualFree(const_cast<char*>(page), 0, kMemRelease);
-}
-
 TEST(Threads, BeginWithTheSystemsFloatingPointModes) {
   std::uint32_t modes = 0;
   const std::uint32_t before = _mm_getcsr();
@@ -252,38 +225,6 @@ TEST(SystemText, ExistsForEachCodeThatCallersCompare) {
     EXPECT_EQ(GetLastError(), kErrorInsufficientBuffer) << code;
   }
   EXPECT_EQ(FormatMessageA(0x1200, nullptr, 0xABCDEF, 0, text, sizeof text, nullptr), 0u);
-}
-
-TEST(Time, CalendarDatesAreRight) {
-  const struct {
-    std::uint64_t units;
-    SystemTime expected;
-  } cases[] = {
-      {0, {1601, 1, 1, 1, 0, 0, 0, 0}},
-      {116'444'736'000'000'000, {1970, 1, 4, 1, 0, 0, 0, 0}},
-      {125'963'423'999'990'000, {2000, 2, 2, 29, 23, 59, 59, 999}},
-      {125'963'424'000'000'000, {2000, 3, 3, 1, 0, 0, 0, 0}},
-      {133'795'632'304'560'000, {2024, 12, 3, 25, 1, 20, 30, 456}},
-      {2'650'467'743'990'000'000, {9999, 12, 5, 31, 23, 59, 59, 0}},
-      {0x7FFFFFFFFFFFFFFF, {30828, 9, 4, 14, 2, 48, 5, 477}},
-  };
-  for (const auto& c : cases) {
-    const FileTime time{static_cast<std::uint32_t>(c.units),
-                        static_cast<std::uint32_t>(c.units >> 32)};
-    SystemTime broken;
-    ASSERT_NE(FileTimeToSystemTime(&time, &broken), 0);
-    EXPECT_EQ(std::memcmp(&broken, &c.expected, sizeof broken), 0)
-        << c.units << ": " << broken.year << '-' << broken.month << '-' << broken.day << ' '
-        << broken.hour << ':' << broken.minute << ':' << broken.second << ' ' << broken.day_of_week;
-  }
-  const FileTime negative{0, 0x80000000};
-  SystemTime broken;
-  EXPECT_EQ(FileTimeToSystemTime(&negative, &broken), 0);
-  for (const SystemTime& wrong : {SystemTime{2023, 13, 0, 1, 0, 0, 0, 0},
-                                  SystemTime{2023, 1, 0, 1, 24, 0, 0, 0}, SystemTime{}}) {
-    EXPECT_EQ(SystemTimeToTzSpecificLocalTime(nullptr, &wrong, &broken), 0);
-    EXPECT_EQ(GetLastError(), kErrorInvalidParameter);
-  }
 }
 
 }  // namespace

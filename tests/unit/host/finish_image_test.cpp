@@ -5,7 +5,6 @@
 
 #include "tests/support/linked_image.h"
 #include "tools/finish_image/finish.h"
-#include "tools/finish_image/line_program.h"
 #include "tools/finish_image/routine_table.h"
 #include "tools/finish_image/script.h"
 
@@ -58,19 +57,9 @@ Bytes text(const std::string& value) {
 
 // A .debug_line section of one unit whose rows are: main's lines 10 and 11, a
 // row of another file, line 12; then `large` at line 30.
-Bytes line_section(unsigned version) {
-  Bytes header = {1};
-  if (version >= 4) header.push_back(1);
-  header = header + Bytes{1, 0xFB /* -5 */, 14, 10, 0, 1, 1, 1, 1, 0, 0, 0, 1};
-  // Files 1 and 2: main.c and part.h; in version 5, file 0 is main.c too.
-  if (version < 5) {
-    header =
-        header + Bytes{0} + text("main.c") + Bytes{0, 0, 0} + text("part.h") + Bytes{0, 0, 0, 0};
-  } else {
-    header = header + Bytes{1, 1, 8, 1} + text("/source") + Bytes{2, 1, 8, 2, 11, 3} +
-             text("main.c") + Bytes{0} + text("/source/main.c") + Bytes{0} + text("part.h") +
-             Bytes{0};
-  }
+Bytes line_section() {
+  const Bytes header = Bytes{1, 1, 1, 0xFB /* -5 */, 14, 10, 0, 1, 1, 1, 1, 0, 0, 0, 1, 0} +
+                       text("main.c") + Bytes{0, 0, 0} + text("part.h") + Bytes{0, 0, 0, 0};
   const auto set_address = [](std::uint32_t offset) {
     return Bytes{0, 9, 2} + u64(LinkedImage::kBase + offset);
   };
@@ -80,9 +69,8 @@ Bytes line_section(unsigned version) {
                         Bytes{9, 2, 0, 4, 1, 3, 2, 1} +  // 2 bytes on, file 1, line 12
                         Bytes{2, 8, 0, 1, 1} +           // end
                         set_address(LinkedImage::kLarge) + Bytes{3, 29, 1, 2, 0x20, 0, 1, 1};
-  Bytes unit = {static_cast<std::uint8_t>(version), 0};
-  if (version >= 5) unit = unit + Bytes{8, 0};
-  unit = unit + u32(static_cast<std::uint32_t>(header.size())) + header + program;
+  const Bytes unit =
+      Bytes{4, 0} + u32(static_cast<std::uint32_t>(header.size())) + header + program;
   return u32(static_cast<std::uint32_t>(unit.size())) + unit;
 }
 
@@ -105,7 +93,7 @@ LinkedImage full_program(std::vector<std::uint32_t>* cells = nullptr) {
   linked.note(13);
   linked.note(14);
   linked.note(17);
-  linked.debug_line = line_section(4);
+  linked.debug_line = line_section();
   if (cells) *cells = {settings, limit, object, object_user, slot, profile, relocated};
   return linked;
 }
@@ -232,26 +220,6 @@ TEST(FinishedImage, TheRoutineTableStandsWhereTheMarkLeads) {
             Bytes({'R', 'H', 'U', 'B'}) + u32(8) + u32(3) + u32(10));
 }
 
-TEST(LineProgram, EveryVersionGivesTheSameRows) {
-  for (const unsigned version : {2u, 3u, 4u, 5u}) {
-    const Bytes section = line_section(version);
-    const finisher::LineTable table = finisher::read_line_table({.line = section});
-    const std::vector<finisher::LineRow>& rows = table.rows;
-    ASSERT_EQ(rows.size(), 5u) << version;
-    ASSERT_EQ(table.files.size(), 3u) << version;
-    const std::uint64_t main = LinkedImage::kBase + LinkedImage::kMain;
-    EXPECT_EQ(rows[1].address, main + 4);
-    EXPECT_EQ(rows[1].line, 11u);
-    EXPECT_EQ(rows[2].file, 2u);
-    EXPECT_EQ(rows[3].address, main + 8);
-    EXPECT_EQ(rows[3].line, 12u);
-    EXPECT_EQ(rows[3].file, 1u);
-    EXPECT_EQ(table.units.at(0), (std::vector<std::uint32_t>{version < 5 ? 0u : 1u, 1, 2}));
-  }
-  const Bytes unknown = line_section(6);
-  EXPECT_TRUE(finisher::read_line_table({.line = unknown}).rows.empty());
-}
-
 TEST(FinishedImage, CanBeStrippedAndIsRefusedASecondTime) {
   const Bytes file = finisher::finish(full_program().file(), {.strip = true}).file;
   Image image = finisher::read_image(file);
@@ -347,7 +315,7 @@ TEST(Refused, EachWithItsReason) {
        }},
       {"the debug data (.debug_line) are damaged",
        [](auto& l) {
-         l.debug_line = line_section(4);
+         l.debug_line = line_section();
          l.debug_line[0] = 0xFF;
          l.debug_line[2] = 0x10;
        }},

@@ -212,25 +212,6 @@ TEST_F(HostPlatform, NamesAreFoundInAnyCaseAndExactlyFirst) {
   EXPECT_NE(GetFileAttributesA(verbatim.c_str()), kInvalidAttributes);
 }
 
-TEST_F(HostPlatform, AMakerHoldsItsFileThoughAnotherLooksAtThatMoment) {
-  const auto look_or_make = [](std::uint32_t access, std::uint32_t creation) {
-    const Handle file = open("new", access, 0, creation);
-    return file != invalid_handle() && CloseHandle(file);
-  };
-  const pid_t looker = start_child([&] {
-    for (;;) look_or_make(kGenericRead, kOpenExisting);
-  });
-  int made = 0;
-  constexpr int kRounds = 2'000;
-  for (int round = 0; round < kRounds; ++round) {
-    made += look_or_make(kGenericWrite, kCreateAlways);
-    unlink("new");
-  }
-  EXPECT_EQ(made, kRounds);
-  kill(looker, SIGKILL);
-  status_of(looker);
-}
-
 // Another program's lock excludes at once or not at all; and who may only read,
 // by whatever lock, excludes nobody of another user.
 TEST_F(HostPlatform, LocksOfOtherProgramsAndUsersNeitherHangNorBar) {

@@ -750,15 +750,6 @@ TEST_F(HostConsole, OthersHaveTheTerminalAsItWas) {
   EXPECT_EQ(status, 0);
 }
 
-TEST_F(HostConsole, ModesAreThoseOfAConsole) {
-  Seat seat(80, 10);
-  std::uint32_t mode = 0;
-  EXPECT_NE(GetConsoleMode(seat.screen, &mode), 0);
-  EXPECT_EQ(mode, 3u);
-  EXPECT_EQ(SetConsoleMode(seat.input, 0x1000), 0);
-  for (const Handle handle : {seat.screen, seat.input}) EXPECT_EQ(FlushFileBuffers(handle), 0);
-}
-
 TEST_F(HostConsole, ThePromptComesOnAFreshLine) {
   const struct {
     const char *name, *before;
@@ -810,38 +801,6 @@ TEST_F(HostConsole, TheControllingTerminalHasItsNames) {
     if (GetConsoleScreenBufferInfo(console.input, &there)) _exit(3);
     console.write_console("\xC9\xCD\xBB");
     _exit(console.read_key() == 'k' ? 0 : 4);
-  });
-  EXPECT_EQ(status, 0);
-}
-
-// The calls of write that this process has made.
-long count_of_writes() {
-  long count = -1;
-  FILE* const facts = fopen("/proc/self/io", "r");
-  char line[100];
-  while (facts && fgets(line, sizeof line, facts)) sscanf(line, "syscw: %ld", &count);
-  if (facts) fclose(facts);
-  return count;
-}
-
-TEST_F(HostConsole, ALineIsOneWriteAndTheSizeIsAskedForWhenItHasChanged) {
-  tarn::test::Terminal terminal(80, 10);
-  const int status = status_on(terminal, [&](Console&) {
-    tarn::console.console_initialised = 0;
-    tarn::__InitialiseConsole();
-    tarn::ConsolePrintf("first\n");
-    const long before = count_of_writes();
-    for (int i = 0; i < 20; ++i) tarn::ConsolePrintf("line %d\n", i);
-    if (count_of_writes() - before != 20) _exit(1);
-    sigset_t change;
-    sigemptyset(&change);
-    sigaddset(&change, SIGWINCH);
-    sigprocmask(SIG_BLOCK, &change, nullptr);
-    terminal.set_size(100, 10);
-    if (tarn::ScreenWidth() != 80) _exit(2);  // not asked again for each line
-    sigprocmask(SIG_UNBLOCK, &change, nullptr);
-    if (tarn::ScreenWidth() != 100) _exit(3);
-    _exit(0);
   });
   EXPECT_EQ(status, 0);
 }
