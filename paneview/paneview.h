@@ -85,11 +85,12 @@ TARNAPI void* __create_interprocess_shared_memory(const char* name, std::uint64_
 // has a console; Enter presses the default button, Esc and the window's corner
 // the last one. Else, if standard input and output are both a terminal, as
 // text, answered by single keys; Ctrl+C and end of input are the last button.
-// Otherwise the text goes to standard output or, of a dialog with the sign of an
-// error, to standard error after an empty line, for nobody knows where the
-// program's own output stands. The last button's callback runs once, and the
-// result is kNobodyAnswered, as it is if the text could not be written. So a
-// dialog never waits for somebody who isn't there. There is a desktop if the
+// Otherwise the text goes to standard output and the last button's callback runs
+// once; of a dialog with the sign of an error the text goes to standard error
+// after an empty line, for nobody knows where the program's own output stands, and
+// no callback runs, for it might hide the error. The result is kNobodyAnswered, as
+// it is if the text could not be written. So a dialog never waits for somebody who
+// isn't there. There is a desktop if the
 // process belongs to a visible window station and a window can be made, which is
 // looked at once.
 inline constexpr std::int32_t kNobodyAnswered = -1;

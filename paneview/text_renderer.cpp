@@ -209,7 +209,7 @@ std::int32_t show_text_dialog(const Dialog* dialog) {
   Choices choices;
   find_choices(dialog, &choices);
   if (terminal && written) return ask(choices);
-  if (choices.count > 0) press(choices.rows[choices.count - 1]);
+  if (!failure && choices.count > 0) press(choices.rows[choices.count - 1]);
   return kNobodyAnswered;
 }
 

@@ -640,6 +640,9 @@ TEST(Winio, PrintsItsTextAndRunsTheLastButton) {
   EXPECT_EQ(button, kNobodyAnswered);
   EXPECT_EQ(order, 123);
   EXPECT_EQ(control, nullptr);
+  order = 0;
+  printed_by([] { __winio("%si#error\n%^bt[QUIT]", &first); });
+  EXPECT_EQ(order, 0) << "nobody quits a report";
 
   // What is pending when all windows are closed is gone.
   EXPECT_EQ(printed_by([] {
