@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   try {
     finisher::read_code_ranges(sections, finisher::read_line_table(sections));
-  } catch (const finisher::Refusal&) {
+  } catch (const finisher::ImageError&) {
   }
   return 0;
 }

@@ -50,13 +50,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   try {
     list(file);
-  } catch (const finisher::Refusal&) {
+  } catch (const finisher::ImageError&) {
   }
   try {
     finisher::Options options;
     options.strip = data[0] % 8 > 3;
     list(finisher::finish(file, options).file);
-  } catch (const finisher::Refusal&) {
+  } catch (const finisher::ImageError&) {
   }
   return 0;
 }

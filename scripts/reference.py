@@ -611,14 +611,21 @@ def texts(folder, suffixes):
             for path in sorted((ROOT / folder).rglob("*")) if path.suffix in suffixes}
 
 
-def holders(sources, symbols, routine):
-    """The sources that define the routine of the library's name `routine`."""
-    in_cpp = re.compile(rf"^(?![ \t#/])[^;\n=(]*?\b{re.escape(routine)}\([^;{{]*{{", re.M)
-    in_assembly = re.compile(rf"^ROUTINE\({re.escape(symbols.get(routine, routine))}\)", re.M)
+def definitions(sources):
+    """The sources that define each routine, by its name in the library."""
+    everything = "".join(sources.values())
+    # What assembly calls a routine.
+    symbols = re.findall(r'TARN_SYMBOL\((\w+), "(\w+)"\)', everything)
+    symbols += re.findall(r'\b(\w+)\([^()]*\) __asm__\("(\w+)"\);', everything)
+    routines = {symbol: routine for routine, symbol in symbols}
+    places = {}
     for name, text in sources.items():
-        if not name.startswith(("platform/", "exports/")):
-            if (in_assembly if name.endswith(".S") else in_cpp).search(text):
-                yield name
+        if name.startswith(("platform/", "exports/")):
+            continue
+        for found in (re.findall(r"^ROUTINE\((\w+)\)", text, re.M) if name.endswith(".S") else
+                      re.findall(r"^(?![ \t#/])[^;\n=(]*?\b([\w$]+)\([^;{]*{", text, re.M)):
+            places.setdefault(routines.get(found, found), set()).add(name)
+    return places
 
 
 def map_faults(headers):
@@ -626,13 +633,11 @@ def map_faults(headers):
     sources that define the header's routines, all of them; its third, tests that name them,
     enough to meet each routine that any of those tests names."""
     rows = exported()
-    sources = texts("src", (".cpp", ".h", ".S"))
-    # What assembly calls a routine.
-    symbols = dict(re.findall(r'TARN_SYMBOL\((\w+), "(\w+)"\)', "".join(sources.values())))
-    symbols |= dict(re.findall(r'\b(\w+)\([^()]*\) __asm__\("(\w+)"\);', "".join(sources.values())))
+    places = definitions(texts("src", (".cpp", ".h", ".S")))
     words = {name: set(re.findall(r"[A-Za-z_]\w*[@$]?", text))
              for name, text in texts("tests", (".cpp", ".c", ".txt")).items()
-             if not name.startswith(("unit/host/", "support/")) and not name.endswith("CMakeLists.txt")}
+             if re.fullmatch(r"unit/\w+_test\.cpp|cases/\w+\.txt|programs/.*\.c(pp)?", name)
+             and not name.endswith("CMakeLists.txt")}
     table = {header: [re.findall(r"`([^`]+)`", cell) for cell in cells] for header, *cells in re.findall(
         r"^\| `([\w/]+\.h)` \| (.*) \| (.*) \|$", (DOCS / "architecture.md").read_text(), flags=re.M)}
     for header, sections in headers.items():
@@ -640,7 +645,7 @@ def map_faults(headers):
                     for s in sections for e in s.entries for d in e.declarations
                     if d.kind == "routine" and not d.inline and d.link not in OF_THE_IMAGE}
         code, tests = table.pop(header, ([], []))
-        found = {name for link in routines for name in holders(sources, symbols, rows.get(link, link))}
+        found = set().union(*(places.get(rows.get(link, link), set()) for link in routines))
         for name in sorted(found ^ set(code)):
             yield f"{header}: {name} " + ("is missing" if name in found else "defines none of its routines")
         met = {name: {link for link, names in routines.items() if names & of} for name, of in words.items()}

@@ -4,6 +4,7 @@
 #include "platform/platform.h"
 #include "storage/heap.h"
 #include "streams/format.h"
+#include "streams/low_level_files.h"
 #include "streams/scan.h"
 #include "strings/c_string.h"
 

@@ -4,6 +4,7 @@
 #include "platform/output.h"
 #include "process/raising.h"
 #include "storage/heap.h"
+#include "streams/low_level_files.h"
 #include "strings/c_string.h"
 
 namespace tarn {
@@ -158,12 +159,6 @@ void __init_c_io() {
     }
     runtime_cell(cell) = reinterpret_cast<Slot>(stream);
   }
-}
-
-std::int32_t FileExists(const char* path) {
-  const std::uint32_t attributes = platform::GetFileAttributesA(path);
-  return attributes != platform::kInvalidAttributes &&
-         !(attributes & platform::kAttributeDirectory);
 }
 
 FILE* fopen(const char* path, const char* mode) {

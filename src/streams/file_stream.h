@@ -59,9 +59,6 @@ TARNAPI FILE* __new_file_struct();
 // handles. Part of initialisation.
 TARNAPI void __init_c_io();
 
-// 1 if `path` names something that is not a directory, else 0.
-TARNAPI std::int32_t FileExists(const char* path);
-
 // Null on failure; errno is not touched. The letters of the mode act from
 // left to right, each overruling the ones before it:
 //   r  read an existing file          w  write, the file made anew

@@ -64,6 +64,12 @@ std::int32_t getdrive() {
   return kDrives;
 }
 
+std::int32_t FileExists(const char* path) {
+  const std::uint32_t attributes = platform::GetFileAttributesA(path);
+  return attributes != platform::kInvalidAttributes &&
+         !(attributes & platform::kAttributeDirectory);
+}
+
 std::int32_t exists(const char* path) {
   FILE* const stream = fopen(path, "rb");
   if (!stream) return 0;

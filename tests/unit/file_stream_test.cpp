@@ -7,6 +7,7 @@
 #include <random>
 #include <string>
 
+#include "streams/low_level_files.h"
 #include "tests/support/raised.h"
 
 namespace {

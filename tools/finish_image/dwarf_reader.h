@@ -63,7 +63,7 @@ enum DwarfForm : std::uint64_t {
 
 struct DwarfReader {
   std::span<const std::uint8_t> bytes;
-  const char* section;  // for refusals
+  const char* section;  // for messages
   std::size_t at = 0;
 
   bool done() const { return at >= bytes.size(); }

@@ -22,7 +22,7 @@ struct Finished {
   std::string remark;  // something the user may want to know; empty if nothing
 };
 
-// The finished image of a linked one. Throws Refusal.
+// The finished image of a linked one. Throws ImageError.
 Finished finish(const Bytes& linked, const Options& options);
 
 }  // namespace finisher

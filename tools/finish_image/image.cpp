@@ -232,7 +232,7 @@ void refuse(const char* format, ...) {
   va_start(arguments, format);
   std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
-  throw Refusal{printable(text)};
+  throw ImageError{printable(text)};
 }
 
 std::string printable(std::string text) {

@@ -19,7 +19,7 @@ using Bytes = std::vector<std::uint8_t>;
 
 // Why an image cannot be finished: one line for the user, whatever the names in
 // the image are. Thrown.
-struct Refusal {
+struct ImageError {
   std::string text;
 };
 [[noreturn, gnu::format(printf, 1, 2)]] void refuse(const char* format, ...);
@@ -85,7 +85,7 @@ const Symbol* find_symbol(const Image& image, std::string_view name);
 std::string describe(const Image& image, std::uint64_t offset);
 
 // Values in sections. Reading beyond the file's bytes of a section gives
-// zeroes; writing there is refused. `what` names the value in a refusal.
+// zeroes; writing there is refused. `what` names the value in the message.
 std::uint16_t read_u16(Image& image, std::uint64_t offset, const char* what);
 std::uint32_t read_u32(Image& image, std::uint64_t offset, const char* what);
 std::uint64_t read_u64(Image& image, std::uint64_t offset, const char* what);

@@ -152,8 +152,8 @@ int main(int count, char** arguments) {
     if (!finished.remark.empty()) {
       std::fprintf(stderr, "finish_image: note: %s: %s\n", output.c_str(), finished.remark.c_str());
     }
-  } catch (const finisher::Refusal& refusal) {
-    std::fprintf(stderr, "finish_image: %s: %s\n", called.c_str(), refusal.text.c_str());
+  } catch (const finisher::ImageError& error) {
+    std::fprintf(stderr, "finish_image: %s: %s\n", called.c_str(), error.text.c_str());
     return kRefused;
   } catch (const std::bad_alloc&) {
     std::fprintf(stderr, "finish_image: %s: out of memory\n", called.c_str());

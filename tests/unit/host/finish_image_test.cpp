@@ -17,12 +17,12 @@ using tarn::test::LinkedImage;
 namespace pe = tarn::pe;
 
 // Why the file is refused; "" if it is not.
-std::string refusal_of(const Bytes& file, const Options& options = {}) {
+std::string error_of(const Bytes& file, const Options& options = {}) {
   try {
     finisher::finish(file, options);
     return "";
-  } catch (const finisher::Refusal& refusal) {
-    return refusal.text.empty() ? "(no text)" : refusal.text;
+  } catch (const finisher::ImageError& error) {
+    return error.text.empty() ? "(no text)" : error.text;
   }
 }
 
@@ -226,7 +226,7 @@ TEST(FinishedImage, CanBeStrippedAndIsRefusedASecondTime) {
   EXPECT_EQ(image.headers.file.symbol_count, 0u);
   EXPECT_EQ(finisher::find_section(image, ".debug_line"), nullptr);
   EXPECT_EQ(finisher::read_routine_table(image)[1].lines.size(), 3u);
-  EXPECT_EQ(refusal_of(file), "the image is already finished");
+  EXPECT_EQ(error_of(file), "the image is already finished");
 }
 
 TEST(Refused, EachWithItsReason) {
@@ -320,15 +320,15 @@ TEST(Refused, EachWithItsReason) {
          l.debug_line[2] = 0x10;
        }},
   };
-  ASSERT_EQ(refusal_of(LinkedImage().file()), "");
+  ASSERT_EQ(error_of(LinkedImage().file()), "");
   for (const auto& c : cases) {
     LinkedImage linked;
     c.damage(linked);
-    const std::string text = refusal_of(linked.file());
+    const std::string text = error_of(linked.file());
     EXPECT_NE(text.find(c.reason), std::string::npos) << c.reason << " | " << text;
     EXPECT_EQ(text.find('\n'), std::string::npos) << text;
   }
-  EXPECT_EQ(refusal_of(LinkedImage().file(), {.must_be_dll = true}), "not a DLL");
+  EXPECT_EQ(error_of(LinkedImage().file(), {.must_be_dll = true}), "not a DLL");
 
   LinkedImage roomy;
   roomy.data.resize(0x200);
@@ -339,15 +339,15 @@ TEST(Refused, EachWithItsReason) {
   std::memcpy(headers, at, sizeof headers);
   std::strcpy(headers[1].name, ".reloc");  // and so removed
   std::memcpy(at, headers, sizeof headers);
-  EXPECT_EQ(refusal_of(file), "the room for the script has no bytes");
+  EXPECT_EQ(error_of(file), "the room for the script has no bytes");
   for (pe::SectionHeader& header : headers) {
     header.raw_offset = 1;
     header.raw_size = static_cast<std::uint32_t>(file.size() - 1);
   }
   std::memcpy(at, headers, sizeof headers);
-  EXPECT_EQ(refusal_of(file), "section .reloc shares its bytes with another");
-  EXPECT_EQ(refusal_of({}), "the file ends inside the DOS header");
-  EXPECT_EQ(refusal_of(Bytes(64, 'x')), "not a PE image");
+  EXPECT_EQ(error_of(file), "section .reloc shares its bytes with another");
+  EXPECT_EQ(error_of({}), "the file ends inside the DOS header");
+  EXPECT_EQ(error_of(Bytes(64, 'x')), "not a PE image");
 }
 
 }  // namespace
