@@ -34,7 +34,7 @@ struct Number {
 };
 Number argument, second, result, got_exact;
 
-// How samples lie in their range: evenly, or evenly by their logarithm.
+// How samples are in their range: evenly, or evenly by their logarithm.
 enum class Spread { kEven, kByMagnitude };
 
 struct Range {

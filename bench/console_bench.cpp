@@ -121,7 +121,7 @@ std::string scratch_path() {
   return path;
 }
 
-// Lines of 5 to 40 characters, with `line_end` behind each.
+// Lines of 5 to 40 characters, with `line_end` after each.
 std::string short_lines(std::size_t size, const char* line_end) {
   std::string text;
   for (std::size_t i = 0; text.size() < size; ++i) {

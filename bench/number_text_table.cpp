@@ -42,7 +42,7 @@ std::int64_t digits_of(const char* text) {
   return digits;
 }
 
-// Difference in units of the last digit written; 1 where the two lie on both
+// Difference in units of the last digit written; 1 where the two are on both
 // sides of a power of ten, which no counted difference can be.
 std::int64_t difference(const char* ours, const char* correct) {
   if (std::strcmp(std::strchr(ours, 'e'), std::strchr(correct, 'e')) != 0) return 1;

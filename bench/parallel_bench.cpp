@@ -1,4 +1,4 @@
-// The barrier of two tasks on two cores, against two processes that hand one
+// The barrier of two tasks on two cores, against two processes that pass one
 // shared byte to and fro and do nothing else. Both are one round trip between
 // the cores.
 #include <algorithm>

@@ -31,7 +31,7 @@ static int walk(struct tarn_context* context, struct tarn_exception* exception, 
         sprintf(details, "%16.16llx %16.16llx\n%llx) ", context->rax, context->rcx, address);
     decode_remote_instruction((void*)-1, details + length, &address);
   }
-  context->rip += 2; /* behind ud2 */
+  context->rip += 2; /* after ud2 */
   return TARN_RESUME;
 }
 

@@ -26,7 +26,7 @@ struct Row {
   void (*ours)(benchmark::State&);
   void (*theirs)(benchmark::State&);
   double limit;           // time of ours / time of the peer, at most
-  std::size_t bytes = 0;  // of a turn of ours, if its speed is to be told
+  std::size_t bytes = 0;  // of a turn of ours, if its speed is to be shown
 };
 
 // Something the compiler must not see through.

@@ -6,7 +6,7 @@
 # makes programs/NAME.exe, or programs/NAME.dll with DLL, in the build folder,
 # and beside it NAME.unfinished.exe, what the linker made. LINK names DLLs that
 # this function made before; a DLL exports what it declares dllexport. FINISH
-# gives options to finish_image. The DLLs of the library stand in the same
+# passes options to finish_image. The DLLs of the library are in the same
 # folder, where Windows, Wine and tarnrun look for them. The target is
 # tarn_program_NAME.
 #
@@ -27,7 +27,7 @@ set(TARN_PROGRAMS ${CMAKE_BINARY_DIR}/programs)
 # - The library is the C run-time: only its headers and after them the compiler's
 #   own, and its own meaning of each name (its puts, for one, adds no line feed).
 # - The one prologue that the traceback reads: a single subtraction from rsp as
-#   the first act of a routine, no pushes. -O1 does not move code in front of
+#   the first act of a routine, no pushes. -O1 does not move code before
 #   it. A routine without a frame has none, and the traceback steps over it by
 #   its unwind data.
 # - Nothing that a C or C++ run-time would have to supply, but what the program

@@ -5,7 +5,7 @@
 # scripts/fetch_slatec.sh puts the published Fortran into build/slatec. Each
 # routine is compiled to assembly text with the Microsoft convention on both
 # targets, so that it meets the library's other routines without a bridge, and
-# assembled behind src/numerics/slatec_names.h, which gives all names that it
+# assembled after src/numerics/slatec_names.h, which renames all that it
 # defines or calls. With TARN_WITHOUT_SLATEC the routines are
 # src/numerics/slatec_missing.cpp; otherwise what is missing ends the configuration.
 if("$ENV{TARN_WITHOUT_SLATEC}" STREQUAL "1")

@@ -1,5 +1,5 @@
 # Cross compiler for 64-bit Windows: Debian's g++-mingw-w64-x86-64, or the one
-# that was given, such as -DCMAKE_C_COMPILER=tarncc.
+# that was stated, such as -DCMAKE_C_COMPILER=tarncc.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 set(TARN_TRIPLE x86_64-w64-mingw32)

@@ -1,6 +1,6 @@
-# find_package(tarnlib): gives tarn_add_program, which TarnProgram.cmake beside
-# this file tells. Images are Windows images on every machine: configure with
-# the toolchain file that stands here, too.
+# find_package(tarnlib): defines tarn_add_program, which TarnProgram.cmake beside
+# this file documents. Images are Windows images on every machine: configure with
+# the toolchain file in this folder, too.
 if(NOT WIN32)
   message(FATAL_ERROR "tarnlib makes Windows images; configure with "
     "-DCMAKE_TOOLCHAIN_FILE=${CMAKE_CURRENT_LIST_DIR}/mingw-w64.cmake")

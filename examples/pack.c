@@ -101,7 +101,7 @@ static failure unpack(FILE* from, long long size_packed, FILE* to) {
     done += head.bytes;
     show_progress(done);
   }
-  return left == 0 ? 0 : "there is more behind the packed file";
+  return left == 0 ? 0 : "there is more after the packed file";
 }
 
 static failure copy(const char* from_path, const char* to_path) {

@@ -1,5 +1,5 @@
 // Any data through the compressor and back. All ways to search write the same
-// stream; the data lie in a block of exactly their size.
+// stream; the data are in a block of exactly their size.
 
 #include <algorithm>
 #include <cstdint>
@@ -15,7 +15,7 @@ using namespace tarn::compression;
 constexpr std::size_t kWindow = tarn::kCompressionWindow;
 
 // The first byte says how often the others come, so that a short input reaches
-// behind the window and behind the index.
+// after the window and after the index.
 std::vector<std::uint8_t> repeated(const std::uint8_t* data, std::size_t size) {
   std::vector<std::uint8_t> result;
   const std::size_t times = data[0] < 128 ? 1 : data[0];

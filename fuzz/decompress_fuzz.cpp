@@ -1,6 +1,6 @@
-// Streams of any bytes through the reader. Input and output lie in blocks of
-// exactly their size; where the room runs out the reader is given more, and its
-// data are those it gives with room enough.
+// Streams of any bytes through the reader. Input and output are in blocks of
+// exactly their size; where the space runs out the reader gets more, and its
+// data are those that it returns with enough space.
 
 #include <algorithm>
 #include <cstdint>

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::uint64_t kImageSize = 64 * 1024;
 
-// Behind the image nothing can be read.
+// After the image nothing can be read.
 std::uint8_t* image_memory() {
   namespace platform = tarn::platform;
   static auto* const memory = [] {

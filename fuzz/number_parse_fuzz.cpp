@@ -1,5 +1,5 @@
-// Texts of any bytes through the number parsers. The end that they give lies in
-// the text, and behind it is nothing that they would have taken.
+// Texts of any bytes through the number parsers. The end that they return is in
+// the text, and nothing follows it that they would have taken.
 
 #include <cstdint>
 #include <string>

@@ -1,5 +1,5 @@
 // The reader of the registry file: any bytes as the file, key and name. What
-// it finds must lie inside the text, and the key that has a value must exist.
+// it finds must be inside the text, and the key that has a value must exist.
 
 #include <cstdint>
 #include <cstdlib>

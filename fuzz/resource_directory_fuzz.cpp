@@ -1,4 +1,4 @@
-// Resource sections of any bytes. The section lies in a block of exactly its
+// Resource sections of any bytes. The section is in a block of exactly its
 // size, so that a read outside it is found.
 #include <cstdint>
 #include <vector>

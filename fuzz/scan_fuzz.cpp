@@ -1,5 +1,5 @@
-// Formats and texts of any bytes through the scanner. The text lies in a block
-// of exactly its size, so that a read behind it is found.
+// Formats and texts of any bytes through the scanner. The text is in a block
+// of exactly its size, so that a read after it is found.
 
 #include <algorithm>
 #include <cstdint>

@@ -23,13 +23,13 @@ inline constexpr std::uint32_t kDialogDimension = 1000;  // characters, of a box
 
 enum class ItemKind : std::uint8_t { kText, kBox, kButton };
 
-// Texts that a Dialog points to lie in its own pool and end with NUL, but for
+// The strings that a Dialog points to are in its own pool and end with NUL, but for
 // the text of a box, which stays the program's.
 struct Item {
   ItemKind kind;
   bool centred;
   bool is_default;              // button
-  std::uint16_t width, height;  // characters; 0 not given
+  std::uint16_t width, height;  // characters; 0 not stated
   const char* text;             // text, label of a button, text of a box
   std::uint64_t size;           // of a box's text at most; it also ends at a NUL
   const char* options;          // box: "read_only,vscrollbar"; it is never edited
@@ -91,7 +91,7 @@ struct Choices {
 };
 
 // The buttons in their order, each with the key that presses it: the letter
-// behind a '&', else its first letter that is still free, else a digit. Of
+// after a '&', else its first letter that is still free, else a digit. Of
 // buttons beyond the limit only the last one counts: it is the way out.
 void find_choices(const Dialog* dialog, Choices* choices);
 
@@ -115,7 +115,7 @@ bool show_window_dialog(const Dialog* dialog, std::int32_t* button);
 std::int32_t show_text_dialog(const Dialog* dialog);
 
 // The dialog's texts laid out in lines with CR LF, as the text renderer shows
-// them. Stores at most `size` bytes, and no NUL; gives the length of all.
+// them. Stores at most `size` bytes, and no NUL; returns the length of all.
 std::uint64_t dialog_text(const Dialog* dialog, char* buffer, std::uint64_t size);
 
 // The same in pages, to be freed, and its length; null if there is nothing.

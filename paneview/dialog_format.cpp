@@ -42,11 +42,11 @@ constexpr CodeRow kCodes[] = {
     {"si", Code::kIcon},        {"ws", Code::kText},    {"ww", Code::kStyle},
 };
 
-// One code as it stands in the format.
+// One code of the format.
 struct Piece {
   bool callback, help, grave;
   std::uint16_t width, height;
-  char suffix;                // '@', '#', '!' behind the letters, or 0
+  char suffix;                // '@', '#', '!' after the letters, or 0
   const char *name, *advice;  // in brackets, in the pool; null without
 };
 
@@ -304,7 +304,7 @@ void apply(Parser* parser, Code code, const Piece& piece) {
   }
 }
 
-// The code at the position, behind its '%'. False if it can't be followed.
+// The code at the position, after its '%'. False if it can't be followed.
 bool read_code(Parser* parser) {
   Piece piece = {};
   read_marks(parser, &piece);

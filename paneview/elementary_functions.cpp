@@ -296,7 +296,7 @@ PANEVIEW_INLINE Real checked_tangent(Real x) {
   return evaluate([](Extended v) { return hyperbolic_tangent(v); }, x);
 }
 
-// Clears the bits of the fraction that lie behind the point.
+// Clears the bits of the fraction that are after the point.
 template <typename Real>
 PANEVIEW_INLINE Real truncated(Real x) {
   if (is_nan(x)) return quieted(x);

@@ -1,5 +1,5 @@
 // Never linked: compiled to assembly, in which each export row leaves a line
-// "#ROW symbol" with the symbol that this compiler gives the routine, in the
+// "#ROW symbol" with the symbol that this compiler assigns to the routine, in the
 // order of the rows. export_files.awk makes the link files from these lines.
 
 #include "paneview/paneview.h"

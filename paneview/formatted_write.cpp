@@ -61,7 +61,7 @@ void end_record() {
   current.used = 0;
 }
 
-// The descriptor at the position, which moves behind it and behind its text.
+// The descriptor at the position, which moves past it and past its text.
 Descriptor next_descriptor() {
   Descriptor descriptor = {static_cast<char>(current.block[current.position++]), 0};
   if (descriptor.kind == '/') return descriptor;

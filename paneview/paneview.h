@@ -29,7 +29,7 @@ namespace paneview {
 // Called once while the library starts; `avx` is 1 if the processor has AVX.
 TARNAPI void __init_paneview64(std::int32_t avx);
 
-// Lets the program's windows handle what waits for them, then gives up the
+// Lets the program's windows handle what is pending, then yields the
 // rest of the time slice. `mode` 1 is the only one in use; others do the same.
 TARNAPI void __yield_program_control(std::int32_t mode);
 
@@ -37,7 +37,7 @@ TARNAPI void __yield_program_control(std::int32_t mode);
 // that inherit its environment after the first call. Two runs never meet, and
 // nothing is left once the last process has ended, however it ended.
 // `name` 1 to 63 bytes without '\', `size` 1 to 2^30 bytes. All zero when new. A name keeps
-// the address in one process; the first caller's size, in whole pages, stands,
+// the address in one process; the first caller's size, in whole pages, applies,
 // and asking for more returns null, as any other failure does. After the last page an
 // access faults.
 TARNAPI void* __create_interprocess_shared_memory(const char* name, std::uint64_t size);
@@ -61,7 +61,7 @@ TARNAPI void* __create_interprocess_shared_memory(const char* name, std::uint64_
 //   %rd                   address of a 32-bit integer, shown as it is at this call
 //   %w.heb[options]       box of w by h characters: address of its text, its size.
 //                         Always read only; "vscrollbar", "no_frame"
-//   %wbt[label]           button, its letter behind a '&'; without a callback it
+//   %wbt[label]           button, its letter after a '&'; without a callback it
 //                         closes the dialog
 //   %sc                   callback, run once the dialog is shown
 //   %ac[key] %pm[a,b]     accelerator, popup menu: for each entry the name of a
@@ -70,7 +70,7 @@ TARNAPI void* __create_interprocess_shared_memory(const char* name, std::uint64_
 //                         before; null in a text dialog
 //   %hw                   handle of the owner window; null: the dialog around
 //
-// Marks: ^ the code has a callback argument, behind its others; ? a second
+// Marks: ^ the code has a callback argument, after its others; ? a second
 // pair of brackets holds help; ` a button is the default (else the last is).
 // A callback takes nothing; its result 0 closes the dialog, else it stays. It
 // may build and show dialogs itself.
@@ -87,12 +87,11 @@ TARNAPI void* __create_interprocess_shared_memory(const char* name, std::uint64_
 // text, answered by single keys; Ctrl+C and end of input are the last button.
 // Otherwise the text goes to standard output and the last button's callback runs
 // once; of a dialog with the sign of an error the text goes to standard error
-// after an empty line, for nobody knows where the program's own output stands, and
-// no callback runs, for it might hide the error. The result is kNobodyAnswered, as
-// it is if the text could not be written. So a dialog never waits for somebody who
-// isn't there. There is a desktop if the
-// process belongs to a visible window station and a window can be made, which is
-// looked at once.
+// after an empty line, for nobody knows where the program's own output appears, and
+// no callback runs, as it might hide the error. The result is kNobodyAnswered, as
+// it is if the text could not be written. So a dialog never waits for someone who
+// isn't there. There is a desktop if the process belongs to a visible window station
+// and a window can be made, which is tried once.
 inline constexpr std::int32_t kNobodyAnswered = -1;
 TARNAPI std::int32_t __winio(const char* format, ...);
 
@@ -107,7 +106,7 @@ struct FileNameRecord {
 // Asks for the name of a file to write. Result: 1 with the path in `buffer`
 // (record->size + 1 bytes), or 0 with an empty text if the user declined or
 // there is nobody to ask. With a desktop in the system's dialog, which offers
-// the default path with ".txt" behind it; `owner` null is the innermost open
+// the default path with ".txt" after it; `owner` null is the innermost open
 // dialog. On a terminal an empty line takes that path; end of input, or Escape
 // and then Enter, declines. `zero` is unused.
 TARNAPI std::int32_t get_filename(void* owner, const char* title, std::int64_t zero, char* buffer,
@@ -117,9 +116,9 @@ TARNAPI std::int32_t get_filename(void* owner, const char* title, std::int64_t z
 
 // Code of the character, 0 to 255.
 TARNAPI std::int32_t ICHAR$(const char* character);
-// Length of the text without its trailing blanks. Lengths below 0 count as 0.
+// Length of the text without its trailing spaces. Lengths below 0 count as 0.
 TARNAPI std::int64_t LENG8$(const char* text, std::int64_t length);
-// Fortran assignment: copies, cuts on the right, pads with blanks. The two
+// Fortran assignment: copies, cuts on the right, pads with spaces. The two
 // may overlap.
 TARNAPI void CCOPY$(const char* source, char* destination, std::int64_t source_length,
                     std::int64_t destination_length);
@@ -130,7 +129,7 @@ TARNAPI void CCOPY$(const char* source, char* destination, std::int64_t source_l
 // standard error; others raise 60. A compiled format block is a row of
 // descriptors, each one byte, all but '/' followed by a 16-bit little-endian n:
 //   'T' n, n bytes  the bytes themselves      'A' n  character item, n wide; 0 its length
-//   'X' n           n blanks                  'I' n  integer item, n wide; 0 its digits
+//   'X' n           n spaces                  'I' n  integer item, n wide; 0 its digits
 //   '/'             begins a record
 // When items remain at the block's end, it starts over with a new record. A
 // field too narrow for an integer is filled with '*'; a longer character item
@@ -155,9 +154,9 @@ TARNAPI void WSF2$();
 // rounded once: the error stays below 0.51 units in the last place in double
 // and 0.501 in single precision. The same bits on both targets. They neither
 // trap nor depend on the SSE control register: subnormal arguments and results
-// count as they are. A NaN argument gives a quiet NaN.
+// count as they are. The result of a NaN is a quiet NaN.
 
-TARNAPI float EXP$$(float x);   // raises 25 if the result overflows; underflow gives 0
+TARNAPI float EXP$$(float x);   // raises 25 if the result overflows; 0 on underflow
 TARNAPI float ALOG$$(float x);  // natural, raises 34 for x <= 0
 TARNAPI float AL10$$(float x);  // base 10, likewise
 TARNAPI float ALG2$$(float x);  // base 2, likewise
@@ -186,7 +185,7 @@ TARNAPI double DMOD$$(double x, double y);
 TARNAPI double DATAN2V$(double y, double x);
 TARNAPI double DSIGN$(double magnitude, double sign);
 // x to the power y. Raises 21 for x = 0 and y <= 0, 36 for x < 0 and y not
-// integral, 439 on overflow. Underflow gives 0.
+// integral, 439 on overflow. 0 on underflow.
 TARNAPI double XX$DD(double x, double y);
 
 // Modulus of {real, imaginary}. Raises 171 if finite parts overflow.
@@ -201,7 +200,7 @@ TARNAPI std::int32_t remove(const char* path);
 TARNAPI std::int32_t chdir(const char* path);
 
 struct FindRecord {
-  std::uint32_t attributes;  // as the system gives them; 16 a directory
+  std::uint32_t attributes;  // the system's; 16 a directory
   std::uint32_t reserved;
   std::uint64_t size;     // bytes
   std::uint64_t written;  // last write, units of 100 ns since 1601 UTC
@@ -218,7 +217,7 @@ TARNAPI std::int32_t findfirst(const char* pattern, FindRecord* record, std::int
 // `store` unless it is null.
 TARNAPI double time(double* store);
 // Local time as "Tue Nov 24 15:46:20 2026\n", valid until the next call. A
-// time outside the years 1601 to 9999 gives question marks in the same places.
+// time outside the years 1601 to 9999 is written as question marks in the same places.
 TARNAPI const char* ctime(const double* time);
 
 }  // namespace paneview

@@ -29,7 +29,7 @@ struct Flow {
   std::int32_t x, y;
   std::uint32_t row_start;    // index of the row's first part
   std::int32_t row_right;     // end of its last part
-  bool row_used, last_empty;  // the row holds a part or blanks; the one before was empty
+  bool row_used, last_empty;  // the row holds a part or spaces; the one before was empty
   bool in_heading;
   bool after_control;  // the row before holds a box or a button
   std::uint32_t text_parts;
@@ -67,7 +67,7 @@ void place(Flow* flow, const WindowPart& part) {
   flow->row_used = true;
 }
 
-// Parts of a row stand around its middle line.
+// The parts of a row are centred on its middle line.
 void end_row(Flow* flow) {
   WindowLayout* layout = flow->layout;
   std::int32_t height = flow->measures->metrics.line_height;
@@ -100,7 +100,7 @@ void start_row(Flow* flow) {
   if (flow->row_used) end_row(flow);
 }
 
-// The heading stands in the middle of the icon's height, or the icon at its top.
+// The heading is in the middle of the icon's height, or the icon at its top.
 void end_heading(Flow* flow) {
   if (!flow->in_heading) return;
   start_row(flow);
@@ -125,8 +125,8 @@ bool fits(const Flow* flow, const char* text, std::uint32_t length) {
          flow->x + width_of(flow, text, length) <= flow->right;
 }
 
-// How many characters of a line that doesn't fit stand in this row: up to a
-// blank, or at the start of a row as many as there is room for.
+// How many characters of a line that doesn't fit go into this row: up to a
+// space, or at the start of a row as many as there is room for.
 std::uint32_t fitting_part(const Flow* flow, const char* text, std::uint32_t length) {
   std::uint32_t end = 0;
   for (std::uint32_t i = 1; i < length && fits(flow, text, i); ++i) {

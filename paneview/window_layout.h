@@ -1,9 +1,9 @@
-// Where the parts of a dialog stand in its window. Lengths are pixels.
+// Where the parts of a dialog are in its window. Lengths are pixels.
 //
 // Items flow in rows, as their formats say: "\n" and "\f" end a row, an empty
-// row is kept, more than one is not. A row of centred items stands in the
+// row is kept, more than one is not. A row of centred items is in the
 // middle of the window. The heading, up to the first row that holds a box or a
-// button, stands beside the icon. Long lines are wrapped at blanks. What would
+// button, is beside the icon. Long lines are wrapped at spaces. What would
 // not fit on the screen becomes smaller: boxes get fewer lines, and a long text
 // turns into a box of its own.
 #pragma once
@@ -23,7 +23,7 @@ struct WindowPart {
   const char* text;  // without NUL, but of a button
   std::uint64_t length;
   std::int32_t x, y, width, height;
-  std::int32_t centred_width;  // of its row, without the blanks around; 0: not centred
+  std::int32_t centred_width;  // of its row, without the spaces around; 0: not centred
 };
 
 struct WindowLayout {

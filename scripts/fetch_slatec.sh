@@ -3,7 +3,7 @@
 # build/slatec, from the upstream tarball of Debian's source package maxima.
 # Does nothing where they are already there. Where they cannot be had, says so
 # in one line and fails. TARN_WITHOUT_SLATEC=1 asks for a library without them,
-# on a machine that cannot fetch: nothing is fetched then. --check only tells
+# on a machine that cannot fetch: nothing is fetched then. --check only says
 # whether they are there.
 #
 # Uses the machine's own package sources, read as source repositories in a

@@ -191,7 +191,7 @@ def read_header(name, api):
         if chunk and (declarations := split(name, expand("\n".join(chunk), macros))):
             sections[-1].entries.append(Entry(comment or [], declarations))
         elif comment and len(sections) > 1:
-            raise Fault(f"include/{name}: a comment stands above nothing: {comment[0]}")
+            raise Fault(f"include/{name}: there is nothing below a comment: {comment[0]}")
         comment, chunk = None, []
 
     while number < len(lines):
@@ -545,22 +545,22 @@ def write_errors(rows, places):
     out = ["# Run-time errors", "",
            f"Made by `scripts/reference.py` from `{CATALOGUE}` and", f"`{FAULTS}`; do not edit.", "",
            f"Every text that can head [a failure report](reading-a-report.md): the {len(rows)} numbered",
-           "run-time errors, by number, and behind them the [faults](#faults) that the processor or the",
+           "run-time errors, by number, and after them the [faults](#faults) that the processor or the",
            "system finds.", "",
-           "**Search this page for the text.** The number is what the failing code gave, by",
+           "**Search this page for the text.** The number is what the failing code raised, by",
            "`__RuntimeError(408)` in C, `CALL FAIL@(408)` in Fortran, or the instruction `int 9` with it in",
            "rax. The heading of a report does not show it; its details and a saved report have it in `RAX`,",
            "in hexadecimal: `0000000000000198` is 408, if the instruction shown is `int       9`.", "",
-           "- `%1` stands for a name or text of the failing code: search for the rest of the line. `%F` and",
-           "  the blank in front of it are not shown.",
+           "- `%1` stands for a name or string of the failing code: search for the rest of the line. `%F` and",
+           "  the space before it are not shown.",
            "- A text with a code in parentheses, as `Access violation (c0000005)`, is a fault.",
            "- `Underflow off expanding region` or `Overflow off expanding region`, and a name: an access just",
            "  outside a [region that grows on fault](reference/failures.md#setup_expanding_region).",
-           "- Any other text that is not here is number 345, whose text is the raiser's: search the program's",
+           "- Any other text that is not here is number 345, whose text comes from the code that raised it: search the program's",
            "  sources. This library has such texts for parallel tasks and for routines of `.rlo` libraries.", "",
            "**Then** look in the report for the first frame with a line number: there the program met the",
            "error ([how to read the frames, and how to save them](reading-a-report.md)). Where a row names",
-           "what raises the error, that is in this library, and the link tells when. All others are raised by",
+           "what raises the error, that is in this library, and the link says when. All others are raised by",
            "compiled code and other libraries of the suite: check the statement on that line against the text.",
            "A number outside the list shows the text of 0."]
     for number, (kind, text, by) in enumerate(rows):
@@ -729,7 +729,7 @@ def check(headers, pages):
     for name in sorted(made_before() | set(pages)):
         path = DOCS / name
         if not path.exists() or path.read_text() != pages.get(name):
-            faults.append(f"docs/{name} is not what the sources give; run scripts/reference.py")
+            faults.append(f"docs/{name} differs from what the sources make; run scripts/reference.py")
     faults += [f"docs/architecture.md: the table: {fault}" for fault in map_faults(headers)]
     return faults + list(broken_links())
 

@@ -22,7 +22,7 @@ constexpr BoxStyle kStyles[] = {
 constexpr std::int32_t kStyleCount = sizeof kStyles / sizeof kStyles[0];
 constexpr std::int32_t kDefaultStyle = 1;
 
-constexpr std::int32_t kFrameWidth = 4;  // a line and a blank at each side
+constexpr std::int32_t kFrameWidth = 4;  // a line and a space at each side
 constexpr std::int32_t kMargin = 6;      // the frame, and a column at each side
 constexpr std::int32_t kKeepColour = 16;
 

@@ -23,9 +23,9 @@ TARNAPI std::int32_t SET_CONSOLE_BACKGROUND_at(const std::int32_t* colour);
 // Foreground, of its low four bits, and for text still collected too.
 TARNAPI void SetTextAttribute(std::int32_t colour);
 
-// Puts the colours by and sets the foreground; brings the colours put by last
-// back, if there are any. The background of SetConsoleBackground is not put by:
-// the next change of the foreground brings it back.
+// Saves the colours and sets the foreground; restores the colours saved last, if
+// there are any. The background of SetConsoleBackground is not saved: the next
+// change of the foreground restores it.
 TARNAPI void PushConsoleColour(std::int32_t colour);
 TARNAPI void PUSH_CONSOLE_COLOUR_at(const std::int32_t* colour);
 TARNAPI void PopConsoleColour();
@@ -35,9 +35,9 @@ TARNAPI void POP_CONSOLE_COLOUR_at();
 // either case: 0 to 7. Else -1.
 TARNAPI std::int32_t colour_from_code(char code);
 
-// Reads a colour from an option: a letter, a '-' in front for bright, a ';'
-// behind that is skipped. *cursor moves behind them; *colour stays if the letter
-// is none.
+// Reads a colour from an option: a letter, after a '-' for bright; a ';'
+// after that is skipped. *cursor moves past them; *colour is unchanged if the letter
+// is not one of these.
 TARNAPI void ProcessColourOption(const char** cursor, std::uint32_t* colour);
 
 }  // namespace tarn

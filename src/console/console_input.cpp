@@ -11,7 +11,7 @@ constexpr char kControlZ = 26;
 constexpr std::int32_t kEndNotTold = -1;
 constexpr std::int32_t kEndForGood = 1;
 
-// Keys that give no character of their own, by their published names.
+// Keys without a character of their own, by their published names.
 constexpr struct {
   std::uint16_t code;
   const char* name;
@@ -58,7 +58,7 @@ std::int32_t DetectEndOfFile() {
 
 bool block_is_used_up() { return console.read_len <= console.read_pos; }
 
-// Moves behind a line end of one or two bytes.
+// Moves past a line end of one or two bytes.
 void skip_line_end() {
   ++console.read_pos;
   if (block_is_used_up()) RefillBuffer();

@@ -110,7 +110,7 @@ void look_at_window() {
   window.bottom = static_cast<std::int16_t>(window.top + size.y - 1);
 }
 
-// Takes the screen's facts over, or gives false where there is no screen.
+// Records the screen's properties, or returns false if there is no screen.
 // Whether the user wants it is asked for screens alone: the registry takes time
 // to load.
 bool find_screen() {

@@ -1,10 +1,10 @@
 // Overview of the console module: the one record of the console, its start,
 // redirection, size and cursor.
 //
-// The library has a console of its own. It writes cells of the screen by
-// itself, keeps its own idea of the cursor, colour, wrapping and pause, and
-// falls back to plain bytes on a handle where there is no screen: it is then
-// "redirected". On this record stand
+// The library has a console of its own. It writes the cells of the screen
+// itself, has its own cursor, colour, wrapping and pause, and writes plain bytes to
+// a handle where there is no screen: it is then "redirected". These work on the
+// record:
 //
 //   line_output.h       bytes to cells or to a file; clearing; the pause
 //   console_input.h     one key; lines
@@ -15,9 +15,9 @@
 // Only this module writes the record. All of it belongs to the process and
 // nothing is locked: one thread at a time uses the console.
 //
-// Calls to the system's console are not examined: what a screen refuses is not
-// shown, and the program goes on. A screen that goes away is such a case; the
-// last known size stays in force.
+// Results of calls to the system's console are not checked: what a screen refuses
+// is not shown, and the program continues. A screen that goes away is such a case; the
+// last known size is used.
 //
 // Routines in capitals with "_at" are exported with an "@": the same for
 // compiled Fortran, with arguments by reference.
@@ -35,7 +35,7 @@ inline platform::Handle system_handle(std::int64_t handle) {
   return reinterpret_cast<platform::Handle>(handle);
 }
 
-// A value put by for later: a node of the stack of colours.
+// A saved value: a node of the stack of colours.
 struct int_stack {
   std::int32_t value;
   int_stack* next;
@@ -62,17 +62,17 @@ struct ConsoleState {
   std::int32_t cursor_hidden;  // by CursorControl
   std::int32_t nt_platform;
 
-  // ---- Size and place --------------------------------------------------------
+  // ---- Size and position------------------------------------------------------
   std::int32_t screen_width;   // columns of the visible window
-  std::int32_t screen_height;  // rows of the visible window; only told
+  std::int32_t screen_height;  // rows of the visible window; only reported
   std::int32_t buffer_height;  // rows of the screen's buffer: where scrolling begins
   std::int32_t cursor_x, cursor_y;
 
   // ---- Colour ----------------------------------------------------------------
   std::int32_t text_attribute;  // of the cells written next
-  std::int32_t background;      // 0x00 to 0xF0, in its place in an attribute
+  std::int32_t background;      // 0x00 to 0xF0, at its position in an attribute
   int_stack* colour_stack;
-  int_stack* int_stack_free_list;  // nodes given back
+  int_stack* int_stack_free_list;  // freed nodes
 
   // ---- Pause -----------------------------------------------------------------
   std::int32_t pause_enabled;
@@ -84,24 +84,24 @@ struct ConsoleState {
   // ---- Boxes and centred lines -------------------------------------------------
   std::int32_t box_shadow_colour;  // -1: no shadow
   char box_char = static_cast<char>(0xDB);
-  std::int32_t centre_shift;         // columns added to a centred line's place
+  std::int32_t centre_shift;         // columns added to the position of a centred line
   std::int32_t clear_before_centre;  // a centred line clears its row first
 
   // ---- Buffers ---------------------------------------------------------------
   platform::CharInfo line_cells[kLineCells];  // the line being written
   char pending_text[kPendingLimit + 3];
   std::int32_t pending_count;
-  char redirect_stage[kRedirectBlock + 2];  // room for a line end behind a full block
-  platform::CharInfo* clear_buffer;         // a row of blanks, made when first wanted
+  char redirect_stage[kRedirectBlock + 2];  // room for a line end after a full block
+  platform::CharInfo* clear_buffer;         // a row of spaces, made at its first use
   platform::CharInfo* pause_buffer;         // the row of the pause, likewise
   std::int32_t clear_width;                 // cells of either
   platform::CharInfo clear_cell;
 
   // ---- Input -----------------------------------------------------------------
-  char read_buffer[kReadBlock + 1];  // a NUL stands behind what was read
+  char read_buffer[kReadBlock + 1];  // what was read, and a NUL
   std::int32_t read_pos;             // next byte; -1: nothing read, or the last read failed
   std::int32_t read_len;
-  std::int32_t read_end;    // 0 not met; -1 a read gave no bytes, not told yet; 1 for good
+  std::int32_t read_end;    // 0 no; -1 a read returned no bytes, not yet reported; 1 permanently
   std::int32_t read_error;  // 1 after a failed read
 
   // ---- What the screen reported --------------------------------------------------
@@ -111,9 +111,9 @@ struct ConsoleState {
 
 extern ConsoleState console;
 
-// What the progress display asks of the desktop. It is looked up when first
-// wanted and then kept: loading the window libraries takes longer than the whole
-// rest of a program's start.
+// What the progress display needs to know of the desktop. Found out at the first
+// use and then kept: loading the window libraries takes longer than all
+// the rest of a program's start.
 struct DesktopFacts {
   std::uint32_t common_controls_version;  // major in the high 16 bits
   std::int32_t slow_machine;
@@ -168,7 +168,7 @@ TARNAPI void SetConsoleCursorPos(std::int32_t x, std::int32_t y);
 TARNAPI void SET_CONSOLE_CURSOR_POS_at(const std::int32_t* x, const std::int32_t* y);
 
 // Where the screen's cursor is; 0, 0 where redirected. If the screen does not
-// tell, what it told last.
+// report it, the last position that it reported.
 TARNAPI void GetCursorPos(std::int32_t* x, std::int32_t* y);
 TARNAPI void GET_CONSOLE_CURSOR_POS_at(std::int32_t* x, std::int32_t* y);
 
@@ -177,21 +177,20 @@ TARNAPI void GET_CONSOLE_CURSOR_POS_at(std::int32_t* x, std::int32_t* y);
 TARNAPI std::int32_t SetConsoleCursorSize(std::int32_t size);
 TARNAPI std::int32_t SET_CURSOR_SIZE_at(const std::int32_t* size);
 
-// 0 hides the cursor, not 0 brings it back. The same twice in a row does
-// nothing the second time.
+// 0 hides the cursor, another value shows it again. A repeated call does nothing.
 TARNAPI void CursorControl(std::int32_t on);
 TARNAPI void CURSOR_CONTROL_at(const std::int32_t* on);
 
-// Makes the screen's cursor invisible, and brings it back as it was found, on
-// the screen where it was hidden, redirected or not by then. Neither does
-// anything twice in a row.
+// Makes the screen's cursor invisible, and restores it as it was, on the
+// screen where it was hidden, even if output is redirected by then. A repeated call
+// of either does nothing.
 TARNAPI void HIDE_CURSOR_at();
 TARNAPI void RESTORE_CURSOR_at();
 
 // ---- Stack nodes -------------------------------------------------------------------
 
-// A node given back before, the last one first, or a new one. Raises 199, "Run
-// out of heap space". Nodes never go back to the heap.
+// A freed node, the last one first, or a new one. Raises 199, "Run
+// out of heap space". Nodes are never freed to the heap.
 TARNAPI int_stack* new_int_stack();
 // Null: nothing happens.
 TARNAPI void discard_int_stack(int_stack* node);

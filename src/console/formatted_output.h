@@ -17,7 +17,7 @@ namespace tarn {
 TARNAPI std::int32_t ConsolePrintf(const char* format, ...);
 
 // Centres the text on its row, without wrapping: what is too long is cut at the
-// right edge. Line ends behind it do not count, and are written. With clearing
+// right edge. Line ends after it do not count, and are written. With clearing
 // before set, the row is cleared, and a text that ends in "\r" leaves the cursor
 // at the row's start, ready to be written again. Result: the length without the
 // line ends, but 1 for a text that is a line end alone.
@@ -28,11 +28,11 @@ TARNAPI void ClearPrintfCLine(std::int32_t on);
 
 // Draws the text in a box in the middle of the screen, as wide as its longest
 // line up to the screen's width less 6, with a shadow at the right and below.
-// `style`: 0 blanks, 1 a single and 2 a double line, 3 to 5 light, middle and
+// `style`: 0 spaces, 1 a single and 2 a double line, 3 to 5 light, middle and
 // full blocks; another counts as 1. A `background` or `foreground` of 16 or more
 // keeps the colour. Lines are split at "\n", centred and cut; a text of one line
 // is cut by the edge of the screen alone. On a screen narrower than the frame
-// its rows are cut. Result: the width between the frame's blanks.
+// its rows are cut. Result: the width between the frame's spaces.
 TARNAPI std::int32_t ConsoleBoxPrint(std::int32_t style, std::int32_t background,
                                      std::int32_t foreground, const char* format, ...);
 

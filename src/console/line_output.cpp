@@ -76,7 +76,7 @@ void tabulate(std::int32_t* columns) {
 }
 
 // As many plain characters as there are up to the edge of the row and the end of
-// the buffer, at least one. Result: the byte behind them.
+// the buffer, at least one. Result: the byte after them.
 const char* put_run(std::int32_t* columns, const char* text, const char* end) {
   make_room(columns);
   const std::int32_t edge = console.screen_width - console.cursor_x;
@@ -147,7 +147,7 @@ void collect_lines(const char* text, std::int32_t length) {
 }
 
 // For a file: what collecting would pass on piece by piece goes out together,
-// and the same bytes stay behind.
+// and the same bytes remain.
 void collect_for_file(const char* text, std::int32_t length) {
   std::int32_t line_end = length;
   while (line_end > 0 && !ends_line(text[line_end - 1])) --line_end;
@@ -199,7 +199,7 @@ void yield_to_screen() {
   if (!console.nt_platform) platform::Sleep(0);
 }
 
-// Writes blanks from `from` up to `to`, which are cut to the row.
+// Writes spaces from `from` up to `to`, which are cut to the row.
 void clear_columns(std::int32_t from, std::int32_t to) {
   const std::int32_t left = from > 0 ? from : 0;
   const std::int32_t right = to < console.clear_width ? to : console.clear_width;

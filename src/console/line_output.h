@@ -1,26 +1,25 @@
 // Bytes to cells of the screen or to a file; scrolling; the pause at a screenful.
 //
 // Text goes through two stages. The front stage collects it until its line ends
-// (13 or 10) or 255 bytes have come together; the back stage turns what it is
-// given into cells or into bytes for a file. Text without a line end is not
+// (13 or 10) or there are 255 bytes; the back stage turns what it receives
+// into cells or into bytes for a file. Text without a line end is not
 // visible until FlushConsole or one of its callers, and is lost at the
 // program's end without it. The length of a text is in bytes; below 0 it means
 // up to the NUL.
 //
 // On the screen 10 begins a new row, 13 goes back to column 0, 9 fills with
-// blanks up to the next multiple of 8 (in the last eight columns it begins a new
+// spaces up to the next multiple of 8 (in the last eight columns it begins a new
 // row), 0 ends the text, whatever its length; every other byte is a character of
 // the console's code page. A row that becomes full begins a new one, or with
 // wrapping off ends in 0xAF and the rest of the text is dropped. A new row below
 // the last one of the buffer scrolls the screen. The screen's own cursor moves
-// at the end of a text alone, and it is where it stands that decides whether
-// the screen scrolls.
+// only at the end of a text, and its position decides whether the
+// screen scrolls.
 //
 // On a file 10 becomes 13, 10 and NULs are left out; nothing else happens.
 //
 // Limits: a row is put together in pieces of at most 256 cells, so screens may be
-// wider. What would lie outside the columns and rows that 16 bits can name is not
-// shown.
+// wider. What is beyond the columns and rows that 16 bits can name is not shown.
 //
 // Errors: failed writes are not reported. A first pause or clearing without
 // storage raises 199, "Run out of heap space".
@@ -49,7 +48,7 @@ TARNAPI void ConsoleBufferMode(std::int32_t mode);
 TARNAPI void SET_CONSOLE_BUFFER_MODE_at(const std::int32_t* mode);
 
 // ---- Clearing ---------------------------------------------------------------------
-// The row of the library's cursor, with blanks of the colour at the first
+// The row of the library's cursor, with spaces of the colour at the first
 // clearing. What the front stage holds is dropped; no cursor moves. Redirected,
 // nothing happens.
 
@@ -57,12 +56,12 @@ TARNAPI void ClearCurrentLine();  // and cursor_x becomes 0
 TARNAPI void ClearToCursorPos();  // the columns left of the cursor
 TARNAPI void ClearToEOL();        // the cursor's column and those right of it
 
-// Makes the row of blanks, if there is none.
+// Makes the row of spaces, if there is none.
 TARNAPI void setup_clear_buff();
 
-// A flush; then the rows of blanks and of the pause are forgotten, so that the
-// next use makes them in the colours of that time. Their storage is not given
-// back.
+// A flush; then the rows of spaces and of the pause are discarded, so that the
+// next use makes them in the colours of that time. Their storage is not
+// freed.
 TARNAPI void FreeConsoleInstance();
 
 // ---- Pause -------------------------------------------------------------------------

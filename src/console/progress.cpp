@@ -62,7 +62,7 @@ void close_handle(std::int64_t* handle) {
 constexpr std::uint32_t kTitleSize = 256;
 constexpr std::uint32_t kPercentSize = 8;  // " (100%)"
 
-// The console's title, and what a percentage behind it covers.
+// The console's title, and what a percentage after it covers.
 struct ProgressTitle {
   char console_title[kTitleSize];
   char covered[kPercentSize];
@@ -118,7 +118,7 @@ std::int32_t percent_ahead(const ProgressRecord& record) {
 bool goes_on(Handle thread) { return platform::ResumeThread(thread) != kNotResumed; }
 
 // What there is of a thread and its event that can't be used. A thread that the
-// system does not let go on stays behind, suspended for good.
+// system does not resume remains, suspended for ever.
 void give_up(Handle thread) {
   if (thread != nullptr) {  // no work: it ends at once
     progress_record.total = -1.0F;
@@ -184,7 +184,7 @@ bool dialog_goes_on() {
          look(dialog_window) != kNoHandle;
 }
 
-// The event may have been refused: then the window itself tells, or its thread.
+// The event may not exist: then the window itself, or its thread, shows it.
 void wait_for_window() {
   while (wait_a_turn(dialog_ready_event) == platform::kWaitTimeout &&
          look(dialog_window) == kNoHandle &&

@@ -21,8 +21,8 @@
 namespace tarn {
 
 // ---- In the console's title --------------------------------------------------
-// " (NN%)" stands behind the title. Where both don't fit into 255 characters the
-// title's end gives way to it, and comes back with the title.
+// " (NN%)" follows the title. If both don't fit into 255 characters the end of
+// the title is cut, and is restored with the title.
 
 // Shows a percentage, 100 for any greater one. A negative one puts the title
 // back as the first call found it; as the first call, -1 does nothing. Does

@@ -1,7 +1,7 @@
 // A line of counts: "2 errors, 1 warning, 3 comments".
 //
-// A program hands over three running counts, -1 each until then, and the
-// progress window (console/progress.h) draws them behind its text. They belong
+// A program sets three running counts, -1 each until then, and the
+// progress window (console/progress.h) draws them after its text. They belong
 // to the process: one thread writes them, any may read.
 #pragma once
 
@@ -27,7 +27,7 @@ ErrorCounters error_counters();
 TARNAPI std::int32_t MakeErrorReportLine(char* destination, std::int32_t errors,
                                          std::int32_t warnings, std::int32_t comments);
 
-// Writes "VALUE WORD", and an 's' behind it unless the value is 1, and a NUL:
+// Writes "VALUE WORD", and an 's' after it unless the value is 1, and a NUL:
 // up to 13 bytes beside the word's. Result: where the NUL is.
 TARNAPI char* add_int_and_string(char* destination, std::int32_t value, const char* word);
 

@@ -1,5 +1,5 @@
 // Plain text on the standard output and error handles: no cells, no colours, no
-// buffer. A line end is the bytes 13, 10. Each gives what the last write gave:
+// buffer. A line end is the bytes 13, 10. Each returns the result of its last write:
 // the bytes written, or -1. A length below 0 writes nothing. Any thread; a text
 // and its line end are two writes.
 #pragma once

@@ -6,7 +6,7 @@
 // The rules, where Ä is the single byte 0xC4, which stands for a space:
 //   - the name, then the argument types in parentheses, separated by commas;
 //     without arguments "()"; a variable argument list adds "...";
-//   - a pointer is "<ptr>" and what it points to; "const" stands before it;
+//   - a pointer is "<ptr>" and what it points to; "const" is before it;
 //   - types carry their C names, words joined by the byte 0xC4: "int" and
 //     "unsignedÄint" have 32 bits, "longÄlong" and "unsignedÄlongÄlong" 64;
 //   - a routine pointer is "<ptr>", its result and its arguments in

@@ -1,4 +1,4 @@
-// Every header whose routines stand in export_rows.inc.
+// Every header whose routines are in export_rows.inc.
 #pragma once
 
 #include "console/colour.h"

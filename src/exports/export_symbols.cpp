@@ -1,5 +1,5 @@
 // Never linked: compiled to assembly, in which each row of the export table
-// leaves a line "#ROW symbol" with the symbol that this compiler gives the
+// leaves a line "#ROW symbol" with the symbol that this compiler assigns to the
 // routine. The .def file of the DLL is made from these lines.
 
 #include "exports/export_headers.h"

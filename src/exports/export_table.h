@@ -1,5 +1,5 @@
 // The library's export table: the one place where an exported name meets its
-// routine. The rows stand in export_rows.inc; the DLL's .def file, its import
+// routine. The rows are in export_rows.inc; the DLL's .def file, its import
 // library, the host's look-up and docs/exports.md are made from them.
 #pragma once
 

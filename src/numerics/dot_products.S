@@ -1,4 +1,4 @@
-// Inner products. The register contract and the order of the sums stand in
+// Inner products. The register contract and the order of the sums are in
 // numerics/dot_products.h. The products' additions are one dependent chain,
 // which the loads and multiplications of later steps overlap.
 
@@ -40,7 +40,7 @@ ROUTINE(__dotp8)
   jz .Lpairs
 
   // The first pass runs only r9 steps, the last ones of the body: its addresses
-  // begin as many steps earlier as are left out, its count is made up to STEPS.
+  // begin as many steps earlier as are left out, its count is rounded up to STEPS.
   sub r8, r9
   add r8, STEPS
   shl r9, 4

@@ -1,7 +1,7 @@
 // Inner products of two vectors of reals, for code that a compiler generates.
 //
 // Registers: rcx and rdx the vectors, r8 the number of elements (64 bits, 0 and
-// below give 0.0), the sum in xmm0. The strided forms also read rsi and rdi,
+// below return 0.0), the sum in xmm0. The strided forms also read rsi and rdi,
 // the strides in bytes of the vector in rcx and that in rdx; they may be
 // negative or 0. Changed besides xmm0: xmm8, xmm9, rcx, rdx, r8, r9 and the
 // flags, and nothing is saved. The platform's convention has xmm8 and xmm9

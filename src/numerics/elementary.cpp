@@ -18,7 +18,7 @@ constexpr Extended kLn2 = 0xb.17217f7d1cf79acp-4L;
 constexpr Extended kLog10Of2 = 0x9.a209a84fbcff799p-5L;
 constexpr Extended kSqrt2 = 0xb.504f333f9de6484p-3L;
 
-// How __xxdd tells pow what went wrong.
+// How __xxdd reports an error to pow.
 constexpr std::int32_t kPowerDomain = 1;
 constexpr std::int32_t kPowerRange = 2;
 
@@ -28,7 +28,7 @@ double failed(std::int32_t code, double value) {
 }
 
 // 2^t, |t| <= 1025, under kX87Nearest: t = i + f with 0 <= f < 1. The upper half
-// of f's range goes by the square root of 2, which keeps the argument of f2xm1
+// of f's range is computed by the square root of 2, which keeps the argument of f2xm1
 // small. Rounding down is done without a change of the control word, which costs
 // more than all the rest, and without branches; subtracting 0 and multiplying by
 // 1 are exact.

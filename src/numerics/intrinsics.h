@@ -31,7 +31,7 @@ TARNAPI double DEXP_at(const double* x);   // kernel DEXP$$
 
 // ---- Trigonometry -----------------------------------------------------------
 // Radians. At and beyond 2^63 in magnitude the processor leaves the argument
-// unreduced, and the result is the argument; an infinity gives a NaN, a NaN
+// unreduced, and the result is the argument; the result of an infinity is a NaN, of a NaN
 // itself. Multiples of pi are taken off with a pi of 66 bits: see
 // docs/accuracy.md for what that costs.
 TARNAPI float SIN_at(const float* x);
@@ -59,7 +59,7 @@ TARNAPI double DTANH_at(const double* x);  // kernel DTANH$$
 
 // ---- Square root -----------------------------------------------------------
 // A negative argument raises the processor's invalid-operation exception, or
-// gives a NaN where that is masked. -0.0 gives -0.0, a quiet NaN itself.
+// returns a NaN where that is masked. The result of -0.0 is -0.0, of a quiet NaN itself.
 TARNAPI float SQRT_at(const float* x);
 TARNAPI double DSQRT_at(const double* x);
 
@@ -69,8 +69,8 @@ TARNAPI double DMOD_at(const double* x, const double* y);  // kernel DMOD$$
 TARNAPI float AINT_at(const float* x);                     // kernel AINT$$
 TARNAPI double DINT_at(const double* x);                   // kernel DAINT$$
 // The truncation of x + 0.5 (x - 0.5 below zero), the sum in the argument's own
-// precision: the largest number below 0.5 gives 1. Halves go away from zero.
-// Infinities and quiet NaNs give themselves.
+// precision: the result of the largest number below 0.5 is 1. Halves go away from zero.
+// Infinities and quiet NaNs are returned as they are.
 TARNAPI float ANINT_at(const float* x);
 TARNAPI double DNINT_at(const double* x);
 // The same to an integer, the sum in double: the low 16 or 32 bits of the
@@ -92,7 +92,7 @@ TARNAPI float CABS_at(const float* z);     // kernel CABS$$
 TARNAPI double CDABS_at(const double* z);  // kernel ZABS$$
 
 // ---- Complex numbers ----------------------------------------------------------
-// The imaginary part becomes 0 minus itself: either zero gives +0.0.
+// The imaginary part becomes 0 minus itself: of either zero it is +0.0.
 TARNAPI Complex8 CONJ_at(const float* z);
 TARNAPI Complex16 DCONJ_at(const double* z);
 TARNAPI float AIMAG_at(const float* z);

@@ -8,7 +8,7 @@
 
 namespace tarn {
 
-// The integer kind that holds 10^p in decimal range, or -1. The numbers stand
+// The integer kind that holds 10^p in decimal range, or -1. The numbers are
 // for 1, 2, 4 and 8 bytes.
 TARNAPI std::int32_t SELECTED_INT_KIND_at(const std::int32_t* p);   // 1, 2, 3: no 8 bytes
 TARNAPI std::int32_t SELECTED_INT_KIND1_at(const std::int32_t* p);  // 1, 2, 3, 4
@@ -21,7 +21,7 @@ TARNAPI std::int32_t CLR_SELECTED_REAL_KIND_at(const std::int32_t* p,
                                                const std::int32_t* r);  // 1, 2
 TARNAPI std::int32_t SELECTED_REAL_KIND2_at(const std::int32_t* p,
                                             const std::int32_t* r);  // 1, 2, 4
-// By bytes: 4, 8. The number 10 is kept for a kind 3, which is never given.
+// By bytes: 4, 8. The number 10 is reserved for a kind 3, which is never returned.
 TARNAPI std::int32_t SELECTED_REAL_KINDA_at(const std::int32_t* p, const std::int32_t* r);
 
 }  // namespace tarn

@@ -1,5 +1,5 @@
-// Put in front of the compiled SLATEC routines (assembly text): their link
-// names, and what stands in for the functions that the compiler calls for
+// Put before the compiled SLATEC routines (assembly text): their link
+// names, and what replaces the functions that the compiler calls for
 // Fortran's intrinsics (slatec_support.cpp). Nothing of the C library's names is
 // used or defined.
 

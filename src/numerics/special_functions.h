@@ -28,7 +28,7 @@ TARNAPI double DERFC_at(const double* x);  // 0.0 from 26.543 on
 // exp(x * x) * erfc(x). Below -26.628: 1.79e308; from 2.53e307 on: 0.0.
 TARNAPI double DERFC_SCALED_at(const double* x);
 
-// Raises 357 for 0, negative integers and what lies too near them, above about
+// Raises 357 for 0, negative integers and what is too near them, above about
 // 171.6, below about -170.6, for infinities and positive subnormals.
 TARNAPI double DGAMMA_at(const double* x);
 // log |gamma(x)|. Likewise at 0 and the negative integers; above about 3.7e306.
@@ -93,7 +93,7 @@ TARNAPI void DBESJ(const double* x, const double* alpha, const std::int32_t* n, 
 TARNAPI void DBESY(const double* x, const double* order, const std::int32_t* n, double* y);
 // The series of n Chebyshev coefficients at x.
 TARNAPI double DCSEVL(const double* x, const double* coefficients, const std::int32_t* n);
-// How many of n coefficients give the accuracy eta, a single.
+// How many of n coefficients achieve the accuracy eta, a single.
 TARNAPI std::int32_t INITDS(const double* coefficients, const std::int32_t* n, const float* eta);
 // The limits of the gamma function's argument.
 TARNAPI void DGAMLM(double* minimum, double* maximum);

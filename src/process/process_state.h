@@ -1,4 +1,4 @@
-// Overview of the process module, which lies below all others: what a process
+// Overview of the process module, which is below all others: what a process
 // has once, how it ends (process/process_end.h), and how anything in it raises
 // a run-time error (process/raising.h).
 //
@@ -50,12 +50,12 @@ inline void set_errno(std::int32_t value) {
 extern std::uint32_t page_size;
 
 // The switches of the environment variable TARNENVAR, 0 or 1. Its words are
-// separated by blanks, ';' or ',' and matched whole, in any case; others are
+// separated by spaces, ';' or ',' and matched whole, in any case; others are
 // ignored. Only the exception handler reads them.
 extern std::int32_t kill_dialogbox;  // report as text, exit 1, no dialog
 extern std::int32_t no_traceback;    // report without a traceback
 
-// ---- What the images' start-up scripts tell -------------------------------
+// ---- What the images' start-up scripts record -------------------------------
 
 // One registered common block. Never freed.
 struct BlockRecord {

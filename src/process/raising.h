@@ -4,7 +4,7 @@
 // A failure that the library or compiled code finds is a number, with a text in
 // the catalogue (failure/catalogue.h). A number is raised, never returned: the
 // two-byte instruction `int 9` faults, and the exception handler
-// (failure/exception_handler.h) tells it from a real fault by its bytes, CD 09,
+// (failure/exception_handler.h) distinguishes it from a real fault by its bytes, CD 09,
 // writes the message and ends the process. The numbers, the registers that the
 // handler reads and the entries are in include/tarn/errors.h. No state.
 #pragma once

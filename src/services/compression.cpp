@@ -107,7 +107,7 @@ Match scan_window(const std::uint8_t* position, const std::uint8_t* start, std::
   const auto pair = load<std::uint16_t>(position);
   for (const std::uint8_t* candidate = start + 1; candidate <= position - 2; ++candidate) {
     if (load<std::uint16_t>(candidate) != pair) continue;
-    // Up to `position`, but one byte at least behind the first two.
+    // Up to `position`, but one byte at least after the first two.
     const std::int64_t reach = position - candidate < 3 ? 3 : position - candidate;
     const std::int64_t length = common_length(candidate, position, reach < limit ? reach : limit);
     if (length <= best.length) continue;

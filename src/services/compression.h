@@ -1,5 +1,5 @@
 // Compression: a small dictionary coder with a window of 3,968 bytes that is
-// full of blanks before the data begin.
+// full of spaces before the data begin.
 //
 // The stream. Bytes are filled from the least significant bit up, and so is
 // every value; nothing but the start is aligned.
@@ -7,21 +7,21 @@
 //   header        8 bits, the format's version, 1
 //   match         5 bits offset / 128 (0 to 30), 7 bits offset modulo 128,
 //                 2 bits length code: 0 is 2 bytes; 1 is 3; 2 is 4 and a 3-bit
-//                 field behind it; 3 is 12 and a 5-bit field behind it
+//                 field after it; 3 is 12 and a 5-bit field after it
 //   literals      5 bits 31, 8 bits a byte, then 1 bit "more": 1 and a further
 //                 byte follow, or 0
 //   end marker    12 bits 0, then zero bits up to the next byte
 //
-// The source of a match stands at the output position less 3,968 plus the
+// The source of a match is at the output position less 3,968 plus the
 // offset, and is copied byte by byte in rising order.
 //
-// Which match is taken is part of the contract: the same data give the same
+// Which match is taken is part of the contract: the same data make the same
 // stream everywhere. Candidates are the window's positions but the oldest and
 // the newest; the longest match wins, of equal ones the oldest, and the first of
 // more than 20 bytes ends the search. A match may reach beyond its own window
 // for one byte only, and never beyond the data.
 //
-// Blocks that are handed out come from the heap and belong to the caller. The
+// Blocks that are returned come from the heap and belong to the caller. The
 // length cell is written only together with a block. No state; any thread.
 #pragma once
 
@@ -48,11 +48,11 @@ inline constexpr std::uint64_t kDecoderBuffer = 50'000'000;
 // 2 GiB or more.
 TARNAPI void* __tarn_compress(const char* path, std::int32_t* length);
 
-// Of a heap block of `size` bytes. The block is given back in every case.
+// Of a heap block of `size` bytes. The block is freed in every case.
 TARNAPI void* __tarn_compress1(void* block, std::int32_t size, std::int32_t* length);
 
-// Of the `size` bytes behind the first 3,968 of `block`. Those are overwritten;
-// the block stays the caller's.
+// Of the `size` bytes after the first 3,968 of `block`. Those are overwritten;
+// the block remains the caller's.
 TARNAPI void* __tarn_compress2(void* block, std::int32_t size, std::int32_t* length);
 
 // ---- Reading --------------------------------------------------------------
@@ -61,7 +61,7 @@ TARNAPI void* __tarn_compress2(void* block, std::int32_t size, std::int32_t* len
 // data are a block too. Null if the first byte is not 1, or if the data have
 // more bytes than the limit, or than there is storage for. Every other block is
 // a stream: one without an end marker ends with its last whole element, and
-// what stands behind an end marker is not looked at.
+// what is after an end marker is ignored.
 // Error: 199, "Run out of heap space", without storage for the first buffer.
 TARNAPI void* __tarn_decompress(const void* block, std::int32_t size, std::int32_t* length);
 
@@ -69,7 +69,7 @@ TARNAPI void* __tarn_decompress(const void* block, std::int32_t size, std::int32
 
 // Writes the low `count` bits (at most 24) of `value` at bit `*bit` (0 to 7) of
 // `**output` and moves both on. The bits of that byte from `*bit` up, and the
-// three bytes behind it, are overwritten.
+// three bytes after it, are overwritten.
 TARNAPI void send_info(std::uint32_t value, std::uint8_t** output, std::int32_t* bit,
                        std::int32_t count);
 

@@ -12,7 +12,7 @@ inline constexpr std::int32_t kOffsetBits = 12;  // of the end marker too
 
 struct Index;
 
-// Writes the tokens of the data from `data` to `end`, whose window stands in
+// Writes the tokens of the data from `data` to `end`, whose window is in
 // front of them, and the end marker. `index` is all 0. Result: the end of what
 // was written.
 using Encode = std::uint8_t*(TARNAPI*)(Index* index, const std::uint8_t* data,
@@ -28,13 +28,13 @@ TARNAPI void* compress_by(Encode encode, void* block, std::int32_t size, std::in
 
 // ---- Reading --------------------------------------------------------------
 
-// A stream being read, behind its header.
+// A stream being read, after its header.
 struct Expansion {
   const std::uint8_t* input;
   const std::uint8_t* input_end;
   std::int32_t bit;          // of *input
   bool literals;             // a literal run is open
-  std::uint8_t* output;      // the window stands in front
+  std::uint8_t* output;      // the window is before it
   std::uint8_t* output_end;  // of the room
 };
 

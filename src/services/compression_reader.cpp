@@ -11,7 +11,7 @@ constexpr std::uint64_t kMostBytes = 0x7FFFFFFF;
 
 using Unaligned64 [[gnu::aligned(1), gnu::may_alias]] = std::uint64_t;
 
-// What the seven bits behind an offset say.
+// The meaning of the seven bits after an offset.
 struct LengthCode {
   std::uint8_t length;
   std::uint8_t bits;  // of the whole match
@@ -67,7 +67,7 @@ bool expand(Expansion& expansion) {
   bool ended = true;
 
   while (input < input_end) {
-    // At least the longest element, with zeros for what is behind the end.
+    // At least the longest element, with zeros for what is after the end.
     std::uint64_t bits = 0;
     std::int64_t left = input_end - input;
     if (left >= 8) {

@@ -2,10 +2,10 @@
 //
 // The search looks at every position of the window, many of them at once. An
 // index has, for each byte value, a row with one bit a position: 1 where the
-// byte stands. The rows of the bytes at hand, shifted against each other, leave
-// the candidates that agree in two and in three bytes, a vector's width of them
-// at a step. The few that are left are measured one by one. The width is a
-// template's argument; every width gives the same matches, and the same as the
+// byte occurs. The rows of the next bytes, shifted against each other, leave the
+// candidates that agree in two and in three bytes, a vector's width of them at a
+// step. The few that are left are measured one by one. The width is a
+// template's argument; every width finds the same matches, and the same as the
 // plain scan.
 #pragma once
 
@@ -37,7 +37,7 @@ struct Match {
 struct BitWriter {
   std::uint8_t* output;
   std::int32_t bit = 0;
-  std::uint32_t below = 0;  // the bits of *output in front of `bit`
+  std::uint32_t below = 0;  // the bits of *output before `bit`
 
   // As send_info; `value` has no more than `count` bits.
   [[gnu::always_inline]] void put(std::uint32_t value, std::int32_t count) {
@@ -65,7 +65,7 @@ struct BitWriter {
     put(offset >> 7 | (offset & 127) << 5 | code << 12, kMatchHeadBits + field_bits);
   }
 
-  // The token for what stands at `position`; `literals` tells whether a run is
+  // The token for what is at `position`; `literals` says whether a run is
   // open. Result: the next position.
   [[gnu::always_inline]] const std::uint8_t* put_token(const std::uint8_t* position,
                                                        const Match& match, bool& literals) {
@@ -115,14 +115,14 @@ Match scan_window(const std::uint8_t* position, const std::uint8_t* start, std::
 
 struct Index {
   static constexpr std::uint64_t kPositions = 16384;
-  // A search reads on behind the last position, in words that stay 0. They also
+  // A search reads on after the last position, in words that stay 0. They also
   // keep the rows from starting in the same set of a cache.
   static constexpr std::uint64_t kRowWords = kPositions / 64 + 8;
 
   std::uint64_t rows[256][kRowWords];
 };
 
-// Writes the tokens of a block. `Lanes` names a vector of 64-bit words and tells
+// Writes the tokens of a block. `Lanes` names a vector of 64-bit words and says
 // which of its words are not 0. What is compiled differently for different
 // processors is in here, or in line, so that the linker never takes one's code
 // for the other's.
@@ -176,7 +176,7 @@ class Encoder {
     return load<Vector>(row) >> shift | load<Vector>(row + 1) << (64 - shift);
   }
 
-  // The candidates that agree with the bytes of three rows. Those in front of the
+  // The candidates that agree with the bytes of three rows. Those before the
   // window are to be masked by `fresh` in the first word. Result: whether any
   // agree in two bytes.
   [[gnu::noinline]] static bool collect(const std::uint64_t* const* rows, std::uint64_t fresh,
@@ -213,7 +213,7 @@ class Encoder {
   }
 
   // The match at `position`, of which three bytes are left at least. The index
-  // ends in front of `position`, so no candidate agrees beyond it.
+  // ends before `position`, so no candidate agrees beyond it.
   [[gnu::always_inline]] Match find(const std::uint8_t* position, const std::uint8_t* end) const {
     const std::int64_t limit = end - position < kLongestMatch ? end - position : kLongestMatch;
     const auto oldest = static_cast<std::uint64_t>(position - base_) - kCompressionWindow + 1;
@@ -287,7 +287,7 @@ class Encoder {
     for (; from < to; ++from, ++at) index_.rows[*from][at / 64] |= std::uint64_t{1} << at % 64;
   }
 
-  // Drops what lies in front of the window, by whole words, and moves the rest to
+  // Drops what is before the window, by whole words, and moves the rest to
   // the front of the rows.
   [[gnu::noinline]] void restart(const std::uint8_t* position) {
     const auto dropped = static_cast<std::uint64_t>(position - base_ - kCompressionWindow) / 64;

@@ -34,7 +34,7 @@ struct Counters {
   }
 };
 
-// The text of a listing; behind it a line feed and zeros, as many as a look at
+// The text of a listing; after it a line feed and zeros, as many as a look at
 // a line number may take.
 struct Listing {
   char* text;

@@ -1,8 +1,8 @@
 // The execution profile: what compiled code counted in its profile block, as
 // two files beside the source.
 //
-// The block, which lies in the program's image and whose address the start-up
-// script hands to __record_profile_address (startup/start_up.h):
+// The block, which is in the program's image and whose address the start-up
+// script passes to __record_profile_address (startup/start_up.h):
 //
 //   offset      bytes
 //   0           8        n, signed: the number of source lines
@@ -19,8 +19,8 @@ namespace tarn {
 
 // For who ends a profiled program, once the counters are final. With the
 // source's path ending in .LIS and .PROFILE: writes the summary, and rewrites
-// the compiler's listing with a count behind each numbered line, and as a last
-// line which line ran most. A numbered line begins with a blank, and then has a
+// the compiler's listing with a count after each numbered line, and as a last
+// line which line ran most. A numbered line begins with a space, and then has a
 // first word of at least four characters, digits in places 1 and 4 and no ';'
 // in place 3. Prints a line for each file. The path in the block then ends in
 // .LIS.
@@ -31,7 +31,7 @@ namespace tarn {
 // as it is, without a word; to find out it is first written under the extension
 // .LI$, and that file deleted. Where the listing then can neither be written nor
 // put back, that file stays, and a line says so. Lines whose number is not from
-// 1 to n are treated as lines without code: they get a blank, no count. A last
+// 1 to n are treated as lines without code: they get a space, no count. A last
 // line for which fewer than three bytes are left, its line feed included, is not
 // written back.
 TARNAPI void __use_profile_data();

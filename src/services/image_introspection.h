@@ -16,7 +16,7 @@ namespace tarn {
 // there are none. It belongs to the library.
 TARNAPI BlockRecord* __get_common_info();
 
-// The same for a debugger: executes `int3` with the head in rax, then gives it.
+// The same for a debugger: executes `int3` with the head in rax, then returns it.
 TARNAPI BlockRecord* __dbgget_common_info();
 
 // A table of the blocks, sorted by name without regard to case: name, address
@@ -28,7 +28,7 @@ TARNAPI void __display_common_info();
 
 // Writes the resource section to the file "bracken_resource_block_N" in the
 // current folder, N being its place in the image in hexadecimal, after a line
-// that tells where it lies; without resources, says so and makes no file. Run-
+// that says where it is; without resources, says so and makes no file. Run-
 // time error 296 if the file cannot be made.
 //
 // Of a section that the headers put beyond the image or into memory that is not

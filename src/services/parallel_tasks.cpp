@@ -101,7 +101,7 @@ void tell_of_loss(std::int32_t task) {
                       static_cast<std::uint32_t>(length), &written, nullptr);
 }
 
-// The first that leaves a barrier for a lost task tells of it.
+// The first that leaves a barrier because of a lost task reports it.
 void leave_if_stopped() {
   const std::uint64_t control = __atomic_load_n(control_word(), __ATOMIC_ACQUIRE);
   if (control != kAlive) platform::ExitProcess(control == kTaskLost ? kLostStatus : 0);

@@ -24,7 +24,7 @@
 // A barrier has no time limit, and it spins, so a run wants as many processors as
 // tasks. A thread in each task watches others: the master's its slaves, a slave's
 // the master. It notes one that has ended, however it ended, and who comes to a
-// barrier at which that one is missing leaves with status 1. The first tells of it
+// barrier at which that one is missing leaves with status 1. The first reports it
 // on standard error. Those that wait for it no more are left alone.
 //
 // A process that a task has started is no task, though it has inherited the
@@ -54,7 +54,7 @@ TARNAPI void SetParallelTaskMemorySize(std::int64_t size);
 // or in a master that has slaves, is a barrier; in a master that has none, or has
 // called TerminateParallelProcessing, it begins the next run, whose region is new
 // unless its size is no larger and nobody shared it.
-// Raises 345, with a text that tells why, for more than 63 slaves, a value of
+// Raises 345, with a text that says why, for more than 63 slaves, a value of
 // merle_parallel_id that is no slave's number, a region that cannot be made of
 // the size asked for, a slave's number that cannot be put in the environment, a
 // slave that cannot be started and a thread that cannot; no further slave is
@@ -78,7 +78,7 @@ TARNAPI void TerminateParallelProcessing();
 // not tested against the end of the region: all sizes together must stay below
 // its size less 128. Tasks that make the same calls get the same places. A
 // broadcast of more than 56 bytes writes over the first 968 bytes handed out:
-// a program that uses both gives those up by a first call with 968.
+// a program that uses both releases those by a first call with 968.
 TARNAPI void* allocate_auto_shared_memory(std::int64_t size);
 
 // ---- Meeting --------------------------------------------------------------------

@@ -30,7 +30,7 @@ struct Walk {
   int depth;
   std::uint32_t entries_left;
 
-  // False if not all of it lies in the section.
+  // False if not all of it is in the section.
   template <class T>
   bool read(std::uint64_t offset, T* record) const {
     if (offset > section.length || section.length - offset < sizeof *record) return false;
@@ -39,7 +39,7 @@ struct Walk {
   }
 };
 
-// The low bytes of a name's characters, as far as they lie in the section.
+// The low bytes of a name's characters, as far as they are in the section.
 // Valid until the next call.
 const char* get_name(const Walk& walk, std::uint32_t offset) {
   static char name[kNameBuffer];

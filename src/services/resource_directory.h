@@ -2,7 +2,7 @@
 // format and printed as a tree.
 //
 // Untrusted data: nothing is read outside the section. At most
-// kDeepestDirectory directories lie within each other, and no more entries are
+// kDeepestDirectory directories are within each other, and no more entries are
 // printed than the section has room for, so that a tree that leads into itself
 // ends; each damage has its own line in the output. State: the buffer of
 // get_name; for one thread at a time.
@@ -21,7 +21,7 @@ struct ResourceSection {
   std::uint32_t image_offset;  // of its first byte, to which positions are relative
 };
 
-// Prints the tree whose directory `label` stands at the section's start.
+// Prints the tree whose directory `label` is at the section's start.
 void display_resource_tree(const ResourceSection& section, const char* label);
 
 }  // namespace tarn

@@ -1,7 +1,7 @@
 // Sort and search, for compiled C code and the library itself.
 //
 // Which elements are compared, and in which order, is part of the contract: a
-// comparator may count its calls, or be no order at all. It is given the places
+// comparator may count its calls, or be no order at all. It receives the addresses
 // of two elements of the array, and its 32-bit result is below, at or above 0.
 //
 // Threads: qsort uses the secondary stack, so one at a time; the others any.
@@ -17,8 +17,8 @@ using Comparator = std::int32_t(TARNAPI*)(const void* left, const void* right);
 // the middle element, with insertion by neighbouring swaps below 7 elements; it
 // neither recurses nor touches the heap. The work list takes 8 bytes an element
 // of the secondary stack for the time of the call, 444 where it has no room.
-// Every comparator that gives the same result for the same elements comes to an
-// end, and is given nothing outside the array.
+// With any comparator that returns the same result for the same elements the sort
+// ends, and passes it nothing outside the array.
 TARNAPI void qsort(void* base, std::uint64_t count, std::uint64_t size, Comparator comparator);
 
 // An element that compares equal to the key, found by halving, or null. The key

@@ -20,7 +20,7 @@ constexpr double kNanosecondsPerSecond = 1e9;
 constexpr std::int64_t kFirstCount = 1000;
 constexpr int kBatch = 10;
 constexpr double kLongEnough = 8.0;  // seconds of a pass that counts
-constexpr double kScalable = 0.3;    // of one that tells how many calls to make
+constexpr double kScalable = 0.3;    // of one that decides how many calls to make
 constexpr double kAim = 9.0;         // of the pass that is then made
 
 void call_in_tens(TimedRoutine routine, std::int64_t count) {

@@ -205,7 +205,7 @@ std::uint64_t fread(void* buffer, std::uint64_t size, std::uint64_t count, FILE*
   char* next = first;
   char* const end = first + total;
   // Through a block of our own, so that a bad buffer faults here, in the
-  // program, and bytes behind a short read stay as they were.
+  // program, and bytes after a short read stay as they were.
   char block[kTransferSize];
   while (next < end) {
     const std::uint32_t wanted = block_of(end - next, kTransferSize);

@@ -8,13 +8,12 @@
 // unless opened with "b": output puts a carriage return before each line feed,
 // input drops every carriage return. Reads and writes may be mixed freely.
 //
-// State: none but the records. The standard streams stand in cells 1 to 3 of
+// State: none but the records. The standard streams are in cells 1 to 3 of
 // __runtime_block, which only this module writes.
 //
 // Errors: a stream pointer that is null or not a live stream raises run-time
 // error 296, "Invalid FILE structure", in every routine that does not say
-// otherwise. A stream that was closed is not to be used again; its memory may
-// belong to somebody else.
+// otherwise. A closed stream must not be used; its memory may have been reused.
 //
 // Threads: no locks. Two threads on one stream mix by blocks.
 #pragma once
@@ -28,8 +27,8 @@ namespace tarn {
 inline constexpr std::uint32_t kFileMagic = 0x46494C47;
 
 enum FileFlag : std::uint8_t {
-  kFileReadMark = 0x01,        // "+" modes and stdin; told, not tested
-  kFileWriteMark = 0x02,       // write, append and "+" modes, stdout, stderr; told, not tested
+  kFileReadMark = 0x01,        // "+" modes and stdin; recorded, not tested
+  kFileWriteMark = 0x02,       // write, append and "+" modes, stdout, stderr; recorded, not tested
   kFileStandardStream = 0x04,  // fclose leaves the handle open
   kFileBinary = 0x08,
   kFileError = 0x10,
@@ -39,7 +38,7 @@ enum FileFlag : std::uint8_t {
 struct FILE {
   std::uint32_t magic;  // kFileMagic while the stream is alive, 0 once closed
   platform::Handle handle;
-  std::int32_t pushback;  // character given back by ungetc; 0: none
+  std::int32_t pushback;  // character pushed back by ungetc; 0: none
   std::uint8_t flags;
 };
 static_assert(sizeof(FILE) == 24);
@@ -61,14 +60,14 @@ TARNAPI void __init_c_io();
 
 // Null on failure; errno is not touched. The letters of the mode act from
 // left to right, each overruling the ones before it:
-//   r  read an existing file          w  write, the file made anew
+//   r  read an existing file          w  write, an existing file emptied
 //   a  write at the end of a file that may exist or not
 //   +  read and write                 t  text    b  binary
 // r, w, a and t make the stream a text stream again, so "rb" and "r+b" are
 // binary and "br" is text. Other letters are skipped; a mode without r, w or a
-// is refused. The file is held for this stream alone: until fclose a second
-// opener fails. For "a" the position is moved to the end once, not at each
-// write; a file with contents whose end can't be reached is refused.
+// fails. The file is open for this stream alone: until fclose a second fopen
+// fails. For "a" the position is moved to the end once, not at each
+// write; a file with contents whose end can't be reached is not opened.
 TARNAPI FILE* fopen(const char* path, const char* mode);
 
 // Always 0. Closing a standard stream leaves its handle open and its cell of
@@ -84,9 +83,9 @@ TARNAPI std::int32_t fflush(FILE* stream);
 
 // Items read, whole ones only. A read of the system that fails or delivers less
 // than was asked counts as end of file, of a pipe or console too. Carriage
-// returns that a text stream drops are made up by further reads; a character
-// given back by ungetc is not seen. No bytes wanted: the count. A total of
-// 2 GiB or more is refused: nothing is moved, the error indicator is set, the
+// returns that a text stream drops are replaced by further reads; a character
+// pushed back by ungetc is not read. No bytes wanted: the count. A total of
+// 2 GiB or more fails: nothing is moved, the error indicator is set, the
 // result is 0.
 TARNAPI std::uint64_t fread(void* buffer, std::uint64_t size, std::uint64_t count, FILE* stream);
 
@@ -104,26 +103,26 @@ TARNAPI std::int32_t fputs(const char* text, FILE* stream);
 // fputs on stdout: writes no line feed of its own.
 TARNAPI std::int32_t puts(const char* text);
 
-// The result is the character, whatever happens; ferror tells.
+// Returns the character even if the write fails; ferror reports that.
 TARNAPI std::int32_t fputc(std::int32_t character, FILE* stream);
 TARNAPI std::int32_t putc(std::int32_t character, FILE* stream);
 TARNAPI std::int32_t putchar(std::int32_t character);
 
 // The character as a signed byte (0xE9 is -23), or -1: a byte 0xFF and the
-// end of the file give the same value, and feof tells them apart.
+// end of the file return the same value; feof distinguishes them.
 TARNAPI std::int32_t fgetc(FILE* stream);
 TARNAPI std::int32_t getc(FILE* stream);
 TARNAPI std::int32_t getchar();
 
-// Gives a character back to fgetc: one deep, 0 is none. The end-of-file
-// indicator stays. Does not check the stream.
+// Pushes a character back for fgetc: one at most, and 0 is none. The end-of-file
+// indicator is unchanged. Does not check the stream.
 TARNAPI std::int32_t ungetc(std::int32_t character, FILE* stream);
 
 // Reads a line, its line feed included, into `size` bytes with a NUL; bytes
 // 0xFF are left out, and count. Null when the end of the file comes first (the
-// buffer is left alone), when a further call meets the end-of-file indicator
+// buffer is unchanged), when a further call meets the end-of-file indicator
 // (the error indicator is then set; stdin tries again instead), and on error.
-// A size of 0 or less holds nothing: null.
+// A size of 0 or less: null.
 TARNAPI char* fgets(char* buffer, std::int32_t size, FILE* stream);
 
 // A line from stdin without its line feed. `buffer` has 256 bytes; a longer
@@ -138,7 +137,7 @@ TARNAPI void clearerr(FILE* stream);
 
 // ---- Position -------------------------------------------------------------
 // Positions are bytes of the file from its start, in text mode too. Moving
-// touches neither the indicators nor a character given back.
+// changes neither the indicators nor a character pushed back.
 
 // Always 0. A failure leaves 0xF0F0F0F0F0F0F0F0 in the position. A null
 // stream raises 343, "Invalid stream pointer (FILE*=NULL)".

@@ -23,7 +23,7 @@ constexpr std::int32_t kDefaultFloatPrecision = 6;
 struct Output {
   char* start;
   char* next;
-  char* end;  // one byte behind it is kept for a NUL
+  char* end;  // one byte after it is reserved for a NUL
   FILE* stream;
   std::int64_t gone;  // characters no longer in the buffer
 };
@@ -90,16 +90,16 @@ inline void put_byte(Output& out, char byte) {
 
 // ---- Fields ---------------------------------------------------------------
 
-// What stands around the body of a field, in this order.
+// What surrounds the body of a field, in this order.
 struct Frame {
-  char lead[2];  // a sign or prefix in front of padding zeros
+  char lead[2];  // a sign or prefix before padding zeros
   std::int32_t lead_size;
   char pad;
   std::int64_t pad_before;
-  char prefix[2];  // a sign or prefix behind padding blanks
+  char prefix[2];  // a sign or prefix after padding spaces
   std::int32_t prefix_size;
   std::int64_t zeros;
-  std::int64_t pad_behind;  // blanks
+  std::int64_t pad_behind;  // spaces
 };
 
 inline void put_front(Output& out, const Frame& frame) {
@@ -138,7 +138,7 @@ struct Directive {
   std::int32_t precision;
 };
 
-// A sign or prefix, in front of the body: behind blanks, before zeros.
+// A sign or prefix, before the body: after spaces, before zeros.
 struct Prefix {
   char text[2];
   std::int32_t size;
@@ -389,7 +389,7 @@ inline const char* read_width(const char* format, Directive& directive, Argument
   return format + 1;
 }
 
-// `format` stands behind the point.
+// `format` is after the point.
 inline const char* read_precision(const char* format, Directive& directive, Arguments& arguments) {
   directive.precision_given = true;
   if (*format != '*') {
@@ -420,8 +420,8 @@ inline const char* read_length(const char* format, Directive& directive) {
   return format + 1;
 }
 
-// Reads from behind the "%" through the conversion character. Result: the
-// position behind it, or at the NUL that ended the format.
+// Reads from after the "%" through the conversion character. Result: the
+// position after it, or at the NUL that ended the format.
 inline const char* read_directive(const char* format, Directive& directive, Arguments& arguments) {
   directive = {};
   directive.precision = kNoPrecision;

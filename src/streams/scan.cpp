@@ -35,7 +35,7 @@ FILE* scan_stream;
 const char* scan_cursor;
 const char* text_end;  // the NUL of the source text, once it was met
 
-// The next character of a text. Behind its NUL there are only more of them.
+// The next character of a text. After its NUL there are only more of them.
 inline std::int32_t read_text() {
   const char* const position = scan_cursor++;
   if (text_end && position > text_end) return 0;
@@ -61,17 +61,17 @@ TARNAPI void put_back(std::int32_t c) {
   }
 }
 
-// A text can be looked at in place: at `ahead` stands what next_character()
-// will give. False for a stream, once the NUL was read, and when the character
-// peeked at is not the one in front of the cursor (see _getn).
+// Whether a string can be read in place: `ahead` is then at what next_character()
+// returns next. False for a stream, once the NUL was read, and if the character
+// peeked at is not the one before the cursor (see _getn).
 inline bool can_look_ahead(const char*& ahead) {
   if (from_stream || text_end) return false;
   ahead = scan_cursor - peeked;
   return !peeked || *ahead == peeked_char;
 }
 
-// What stands in front of `at` has been read. This may also give a character
-// back that was only peeked at.
+// Everything before `at` has been read. This may also push
+// back a character that was only peeked at.
 inline void read_up_to(const char* at) {
   chars_read += static_cast<std::int32_t>(at - scan_cursor);
   scan_cursor = at;
@@ -82,7 +82,7 @@ inline bool is_class(std::int32_t c, CharacterClass wanted) {
   return (character_classes(c) & wanted) != 0;
 }
 
-// Skips white space. The character behind it stays to be read, unless it is
+// Skips white space. The character after it remains to be read, unless it is
 // the end of the input.
 inline std::int32_t skip_to_field() {
   if (const char* ahead; can_look_ahead(ahead)) {
@@ -97,7 +97,7 @@ inline std::int32_t skip_to_field() {
 
 inline bool is_digit(std::int32_t c) { return is_class(c, kDecimalDigit); }
 
-// What stops a %c or %s: the end of a text, or of a stream.
+// What ends a %c or %s: the end of a string, or of a stream.
 inline bool is_end(std::int32_t c) { return c == 0 || (c & kByte0xFF) == kByte0xFF; }
 
 struct CharacterSet {
@@ -124,7 +124,7 @@ constexpr CharacterSet kRealSuffixes = set_of("lLfF");
 // ---- Fields of numbers ----------------------------------------------------
 
 // The two ways to read a field. here() is the character looked at; the field
-// ends by giving it back or taking it.
+// ends by pushing it back or taking it.
 class OneByOne {
  public:
   std::int32_t here() const { return here_; }
@@ -167,7 +167,7 @@ inline bool accepts(std::int32_t c, std::int32_t radix) {
   }
 }
 
-// Result: the character behind the field.
+// Result: the character after the field.
 template <class Source>
 inline std::int32_t integer_text(Source source, char* buffer, std::int32_t radix, bool no_sign,
                                  std::int32_t width) {
@@ -232,7 +232,7 @@ TARNAPI bool read_real(char* buffer, std::int32_t width) {
 
 // ---- Words ----------------------------------------------------------------
 
-// Skips white space, then reads what stands in the set, or outside of it with
+// Skips white space, then reads what is in the set, or outside of it with
 // `stop_in_set`. Result: how many characters.
 TARNAPI std::int32_t read_word(bool suppress, char* buffer, const CharacterSet& set,
                                bool stop_in_set, std::int32_t width) {
@@ -373,7 +373,7 @@ TARNAPI void store_count(const Directive& directive, const Slot*& slots) {
   }
 }
 
-// `format` stands at the conversion character and is moved behind it.
+// `format` is at the conversion character and is moved past it.
 TARNAPI Outcome scan_field(const Directive& directive, const char*& format, const Slot*& slots) {
   char buffer[kFieldSize];
   switch (*format++) {
@@ -413,7 +413,7 @@ TARNAPI std::int32_t scan_literal(char wanted) {
   return 0;
 }
 
-// The engine's loop. What it leaves peeked is given back by _scanf.
+// The engine's loop. What it leaves peeked is pushed back by _scanf.
 std::int32_t scan(const char* format, const Slot* slots) {
   std::int32_t count = 0;
   std::int32_t budget = kArgumentBudget;
@@ -535,8 +535,8 @@ std::int32_t _getstr(std::int32_t suppress, char* buffer, const char* set, std::
 }
 
 std::int32_t _getn(char* buffer, std::int32_t radix, std::int32_t no_sign, std::int32_t width) {
-  // With a width of 1 a "0" behind a sign is given back while the character
-  // behind it is still peeked at, so that the two change places.
+  // With a width of 1 a "0" after a sign is pushed back while the character
+  // after it is still peeked at, so that the two change places.
   const bool may_change_places = radix == 16 && width < 2;
   const char* ahead;
   return !may_change_places && can_look_ahead(ahead)

@@ -2,7 +2,7 @@
 // into values by streams/conversion/number_parse.h.
 //
 // A format has white space (skips any amount of it), literals (white space in
-// the input in front of them is skipped) and directives
+// the input before a literal is skipped) and directives
 //
 //   % [*] [width] [length] conversion
 //
@@ -15,7 +15,7 @@
 //   s        a word, with its NUL
 //   [set]    characters of the set, with a NUL: no ranges; ^ first means not in
 //            the set, ] first is a member; may be empty and then counts too
-//   c        bytes as they stand, no NUL
+//   c        bytes as they are, no NUL
 //   n        characters read so far; not counted
 //   %        the character itself
 //
@@ -24,9 +24,9 @@
 // conversion characters store nothing and are counted; a format that ends
 // inside a directive ends there, and that one is not counted.
 //
-// Result of the three front ends: the number of values assigned; -1 at the end
+// Result of the three routines: the number of values assigned; -1 at the end
 // of the input before a literal or directive, whatever was assigned before (a
-// text has such an end only if it holds nothing but blanks).
+// text has such an end only if it holds nothing but spaces).
 //
 // Errors: 291 "Not enough arguments to satisfy format %F" in a format of more
 // than 25,000 directives.
@@ -41,27 +41,27 @@ namespace tarn {
 
 TARNAPI std::int32_t sscanf(const char* text, const char* format, ...);
 TARNAPI std::int32_t scanf(const char* format, ...);
-// A null stream gives 0; a stream that is none raises 296, "Invalid FILE
-// structure"; one whose end-of-file indicator is set gives -1. The character
-// behind what was read goes back by ungetc.
+// Returns 0 for a null stream, and -1 if the end-of-file indicator is set; raises
+// 296, "Invalid FILE structure", for a pointer that is no stream. The character
+// after what was read is pushed back by ungetc.
 TARNAPI std::int32_t fscanf(FILE* stream, const char* format, ...);
 
 // ---- The engine and its parts ---------------------------------------------
-// All of them read from the source that a front end has set.
+// All of them read from the source that one of these three has set.
 
 TARNAPI std::int32_t _scanf(const char* format, const Slot* slots);
 
 // The next character, sign-extended; 0 at the end of a text, -1 at that of a
 // stream (and for a byte 0xFF).
 TARNAPI std::int32_t _next();
-// The same, and it stays to be read.
+// The same, but it remains to be read.
 TARNAPI std::int32_t _peek_next();
 // The next character that is not white space, consumed.
 TARNAPI std::int32_t _skipwhite();
 
-// Copies the set at `format`, which stands behind "[" or "[^", with a NUL. The
+// Copies the set at `format`, which is after "[" or "[^", with a NUL. The
 // first 175 characters are copied as they are, of the others those not yet in
-// the set. Result: behind the "]", or null if there is none.
+// the set. Result: the position after the "]", or null if there is none.
 inline constexpr std::int32_t kSetSize = 175 + 255 + 1;
 TARNAPI const char* _getdels(char* set, const char* format);
 
@@ -72,7 +72,7 @@ TARNAPI std::int32_t _getstr(std::int32_t suppress, char* buffer, const char* se
                              std::int32_t stop_in_set, std::int32_t width);
 
 // Reads the text of an integer of up to `width` characters; a "0x" of radix 16
-// counts but is not stored. Result: the character behind it, put back.
+// counts but is not stored. Result: the character after it, pushed back.
 TARNAPI std::int32_t _getn(char* buffer, std::int32_t radix, std::int32_t no_sign,
                            std::int32_t width);
 

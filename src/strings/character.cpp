@@ -34,7 +34,7 @@ void LCASE(char* text, std::int64_t length) {
   }
 }
 
-// Behind CENTRE. The arithmetic of the width has 16 bits.
+// What CENTRE does. The arithmetic of the width has 16 bits.
 extern "C" TARNAPI void tarn_centre(char* result, std::int64_t result_length, const char* source,
                                     const std::int16_t* width, std::int64_t length) {
   paneview::CCOPY$(" ", result, 1, result_length);

@@ -33,7 +33,7 @@ extern const ClassTable kClassTable;
 inline constexpr const std::uint16_t (&character_class_table)[kCharacters] = kClassTable.of;
 
 // The classes of a character as the library's own readers take it, a signed
-// byte: what lies outside 0 to 255, so every byte from 0x80 up, has the classes
+// byte: what is outside 0 to 255, so every byte from 0x80 up, has the classes
 // of entry 0 and counts as a control character.
 inline std::uint16_t character_classes(std::int32_t character) {
   return character_class_table[character >= 0 && character < kCharacters ? character : 0];

@@ -1,7 +1,7 @@
 // Prints what the build makes of the export table:
 //   export_list --def symbols.s   the DLL's .def file; symbols.s is
 //                                 export_symbols.cpp compiled by the DLL's
-//                                 compiler, whose rows stand in the same order
+//                                 compiler, whose rows are in the same order
 //   export_list --markdown        the reference list
 
 #include <cstdio>

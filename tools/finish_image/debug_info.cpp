@@ -91,7 +91,7 @@ struct Unit {
   std::uint64_t address_base = 0, range_list_base = 0;
 };
 
-// A value as it stands: an address, a number, an offset or an index by its form.
+// A value as it is stored: an address, a number, an offset or an index by its form.
 struct Value {
   std::uint64_t form = 0, number = 0;
 };
@@ -114,7 +114,7 @@ struct Node {
   std::uint32_t depth;
   std::uint32_t file = 0;    // that declares it, or that calls
   std::uint32_t line = 0;    // of the call
-  std::uint64_t origin = 0;  // the entry in .debug_info that tells more; 0: none
+  std::uint64_t origin = 0;  // the entry in .debug_info with the rest; 0: none
   std::vector<Interval> code = {};
 };
 
@@ -449,7 +449,7 @@ struct EntryReader {
     }
   }
 
-  // The file in which a routine is declared, which its abstract form may tell.
+  // The file in which a routine is declared, which its abstract form may state.
   std::uint32_t declaring_file(const Node* node) const {
     for (int i = 0; i < kMostOrigins && node->file == 0 && node->origin != 0; ++i) {
       const auto origin = routines.find(node->origin);
@@ -469,7 +469,7 @@ std::vector<CodeRange> read_code_ranges(const DebugSections& sections, const Lin
   struct Place {
     std::uint32_t file, line;
   };
-  std::vector<Place> places;  // of each node; a parent comes before what lies in it
+  std::vector<Place> places;  // of each node; a parent comes before what is in it
   for (const Node& node : reader.nodes) {
     Place place{};
     if (node.is_routine) {

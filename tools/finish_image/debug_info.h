@@ -8,12 +8,12 @@
 
 namespace finisher {
 
-// Code of a routine, or code that was inlined into one. Ranges of one routine lie
+// Code of a routine, or code that was inlined into one. Ranges of one routine are
 // within each other.
 struct CodeRange {
   std::uint64_t start, end;  // as linked; the end is not in it
-  std::uint32_t depth;       // greater for what lies within
-  std::uint32_t file;        // that the routine stands in, an index into LineTable::files
+  std::uint32_t depth;       // greater for what is within
+  std::uint32_t file;        // that the routine is in, an index into LineTable::files
   // Of the innermost call in that file by which the code came to be inlined; 0 for
   // code of the routine itself.
   std::uint32_t line;

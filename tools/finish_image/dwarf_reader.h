@@ -18,7 +18,7 @@ struct DebugSections {
         ranges = {}, range_lists = {};
 };
 
-// How a value is encoded; those that the readers here tell apart from others.
+// How a value is encoded; those that the readers here distinguish.
 enum DwarfForm : std::uint64_t {
   kFormAddress = 0x01,
   kFormBlock2 = 0x03,

@@ -161,7 +161,7 @@ void take_constructors(Image& image, std::set<std::uint32_t>& cells, Script& scr
 }
 
 // Run by the image's end routine, if it was linked; it wants image offsets,
-// since the list lies among the code, where nothing is relocated.
+// since the list is among the code, where nothing is relocated.
 void take_destructors(Image& image, std::set<std::uint32_t>& cells) {
   constexpr char kWhat[] = "the destructor list";
   const bool has_end = find_symbol(image, kEndRoutine) != nullptr;
@@ -190,7 +190,7 @@ Section& home_of_cell(Image& image, std::uint32_t cell, const char* what) {
 }
 
 // Each cell's address becomes an image offset, and an instruction turns it
-// back at start-up. What stands in a removed section is never read again.
+// back at start-up. What is in a removed section is never read again.
 void take_relocations(Image& image, const std::set<std::uint32_t>& cells, Script& script) {
   const std::uint64_t base = image.headers.optional.image_base;
   for (const std::uint32_t cell : cells) {
@@ -246,7 +246,7 @@ void check_targets(Image& image, const std::set<std::uint32_t>& relocations,
   }
 }
 
-// Into the room behind the slots if the script fits there, else into a section
+// Into the room after the slots if the script fits there, else into a section
 // of its own; a remark if there was room, but too little.
 std::string place_script(Image& image, const Interpreter& interpreter, const Script& script) {
   std::uint32_t offset = interpreter.area;
@@ -268,7 +268,7 @@ std::string place_script(Image& image, const Interpreter& interpreter, const Scr
   write_u64(image, interpreter.script_word, offset, "the script word");
   if (size <= room || room == 0) return "";
   return "the script has " + std::to_string(size) + " bytes, more than the " +
-         std::to_string(room) + " behind the slots: it lies in section .tarnscr";
+         std::to_string(room) + " after the slots: it is in section .tarnscr";
 }
 
 void mark(Image& image, std::uint32_t table) {

@@ -1,4 +1,4 @@
-// Turns what the linker made into a finished image. docs/image-format.md tells
+// Turns what the linker made into a finished image. docs/image-format.md describes
 // what a finished image is.
 #pragma once
 

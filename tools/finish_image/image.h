@@ -1,6 +1,6 @@
 // A PE32+ image file in memory: its headers, its sections with their bytes,
 // its COFF symbols. Everything is checked as it is read, so that the routines
-// below may be asked for any offset; what lies outside is refused.
+// below may be asked for any offset; what is outside is refused.
 //
 // Offsets are image offsets (from the load base) unless a name says otherwise.
 #pragma once
@@ -57,7 +57,7 @@ struct Image {
   pe::NtHeaders headers;
   std::vector<Section> sections;
   Bytes symbol_records, symbol_texts;
-  std::vector<Symbol> symbols;  // those that lie in a section
+  std::vector<Symbol> symbols;  // those that are in a section
   bool stripped = false;        // the symbols are not written
 
   bool is_dll() const { return (headers.file.characteristics & pe::kFileDll) != 0; }
@@ -67,7 +67,7 @@ struct Image {
 
 Image read_image(const Bytes& file);
 
-// Lays the file out anew. A removed section's pages are given to the section
+// Lays the file out anew. A removed section's pages are added to the section
 // before it, since the sections of an image must follow each other without a
 // gap.
 Bytes write_image(Image image);
@@ -84,15 +84,15 @@ const Symbol* find_symbol(const Image& image, std::string_view name);
 // same section; empty if there is none.
 std::string describe(const Image& image, std::uint64_t offset);
 
-// Values in sections. Reading beyond the file's bytes of a section gives
-// zeroes; writing there is refused. `what` names the value in the message.
+// Values in sections. Reading beyond the file's bytes of a section returns
+// zeroes; writing there is an error. `what` names the value in the message.
 std::uint16_t read_u16(Image& image, std::uint64_t offset, const char* what);
 std::uint32_t read_u32(Image& image, std::uint64_t offset, const char* what);
 std::uint64_t read_u64(Image& image, std::uint64_t offset, const char* what);
 void write_u64(Image& image, std::uint64_t offset, std::uint64_t value, const char* what);
 std::string read_text(Image& image, std::uint64_t offset, const char* what);
 
-// Appends a section behind the last one that is kept; its image offset.
+// Appends a section after the last one that is kept; its image offset.
 std::uint32_t append_section(Image& image, const char* name, Bytes bytes,
                              std::uint32_t characteristics);
 // Where append_section would put the next section.

@@ -145,8 +145,8 @@ void put_below(std::string_view folder, std::string& path) {
   if (!folder.empty() && !is_absolute(path)) path.insert(0, "/").insert(0, folder);
 }
 
-// A file may stand in the table twice, by itself and below its directory: its
-// whole path tells that it is one.
+// A file may be in the table twice, by itself and below its directory: its
+// whole path shows that it is one.
 struct FileIndex {
   LineTable& table;
   std::map<std::string, std::uint32_t> known = {};

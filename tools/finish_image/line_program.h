@@ -21,7 +21,7 @@ struct LineTable {
   // Of all units, in ascending order of address; rows of one address stay in
   // the order of the program. Rows that only end a sequence are left out.
   std::vector<LineRow> rows;
-  // Each path once, so that an index stands for a file. The first is no file's.
+  // Each path once, so that an index identifies a file. The first is no file's.
   std::vector<std::string> files;
   // For each unit, by its offset in .debug_line: its file numbers as indices.
   std::map<std::uint64_t, std::vector<std::uint32_t>> units;

@@ -1,4 +1,4 @@
-// finish_image: the step behind the linker that every image needs.
+// finish_image: the step after the linker that every image needs.
 #include <unistd.h>
 
 #include <cerrno>
@@ -28,9 +28,9 @@ constexpr char kHelp[] =
     "  --called NAME     call the image NAME in messages; otherwise it is INPUT\n"
     "  --help            print this\n"
     "\n"
-    "Exit status: 0 if done, 1 if the image is refused, 2 for a wrong command line.\n"
+    "Exit status: 0 if done, 1 if the image cannot be finished, 2 for a wrong command line.\n"
     "The image must be linked with the start-up object first, -e __BrackenStartup and\n"
-    "its symbols kept; docs/image-format.md tells the rest.\n";
+    "its symbols kept; docs/image-format.md has the rest.\n";
 
 constexpr int kRefused = 1;
 constexpr int kWrongUsage = 2;
@@ -106,10 +106,10 @@ int main(int count, char** arguments) {
       return 0;
     }
     if (argument == "-o") {
-      if (++i == count) return usage_error("no file behind -o", "");
+      if (++i == count) return usage_error("no file after -o", "");
       output = arguments[i];
     } else if (argument == "--called") {
-      if (++i == count) return usage_error("no name behind --called", "");
+      if (++i == count) return usage_error("no name after --called", "");
       called = arguments[i];
     } else if (argument == "--dll") {
       options.must_be_dll = true;

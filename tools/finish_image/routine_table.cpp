@@ -17,8 +17,8 @@ namespace {
 
 constexpr std::uint32_t kDebugMagic = 0x42554852;  // "RHUB"
 constexpr std::uint32_t kDebugRecordSize = 12;
-constexpr std::uint32_t kEntrySize = 40;  // behind the name
-// The offset field of a debug record stands 4 bytes before the line table that
+constexpr std::uint32_t kEntrySize = 40;  // after the name
+// The offset field of a debug record is 4 bytes before the line table that
 // follows the record, and the reader takes 4 off: so 8.
 constexpr std::uint32_t kLineTableBehindRecord = 8;
 // Longer C++ names are left as the linker knows them: a report line is for
@@ -67,7 +67,7 @@ struct DebugData {
 };
 
 // The innermost line of the routine's own file that the debug data have at each
-// address, since a table cannot tell two files apart: of the code's own row, or of
+// address, since a table cannot distinguish two files: of the code's own row, or of
 // the call by which code of another file came to be there. One pair an address, only
 // where the line changes. Code without such a line goes on with the one before it.
 void add_lines(Routine& routine, const DebugData& debug, std::uint64_t base) {

@@ -32,8 +32,8 @@ std::vector<Routine> collect_routines(Image& image);
 // exported names and without lines. Refuses a damaged export directory.
 std::vector<Routine> collect_public_routines(Image& image);
 
-// The bytes of the section that holds the table and, behind it, the debug
-// records and line tables. `offset`: where in the image it will lie.
+// The bytes of the section that holds the table and, after it, the debug
+// records and line tables. `offset`: where in the image it will be.
 Bytes build_routine_table(const std::vector<Routine>& routines, std::uint32_t offset);
 
 // The table of a finished image.

@@ -28,8 +28,8 @@ enum Opcode : std::uint8_t {
 struct CommonBlock {
   std::string name;
   std::uint64_t size = 0;
-  bool is_described = false;  // by a note that tells its size
-  bool is_declared = false;   // it lies in the image, at `offset`
+  bool is_described = false;  // by a note with its size
+  bool is_declared = false;   // it is in the image, at `offset`
   std::uint32_t offset = 0;
   std::vector<std::uint32_t> pointers;  // cells that get its address
 };
@@ -53,8 +53,8 @@ struct Script {
   std::uint32_t main = 0;  // 0 in a DLL
 };
 
-// The script's bytes with the pool of block names behind them. `offset`: where
-// in the image they will lie; `data_section`: from where slots are counted.
+// The script's bytes with the pool of block names after them. `offset`: where
+// in the image they will be; `data_section`: from where slots are counted.
 Bytes build_script(const Script& script, std::uint32_t offset, std::uint32_t data_section);
 
 // The script of a finished image, one line an instruction.

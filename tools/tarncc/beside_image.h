@@ -1,4 +1,4 @@
-// Files that lie beside an image.
+// Files that are beside an image.
 #pragma once
 
 #include <filesystem>

@@ -32,7 +32,7 @@ constexpr char kHelp[] =
     "The compiler is $TARN_CC, or else x86_64-w64-mingw32-gcc.\n"
     "Exit status: 0 if done, 1 if something was refused, 2 for a wrong command line.\n";
 
-// Ours first; then the compiler's, which tells build systems what it is.
+// Ours first; then the compiler's, by which build systems recognise it.
 int print_version(const char* argument) {
   std::puts("tarncc " TARN_VERSION);
   std::fflush(stdout);

@@ -52,7 +52,7 @@ struct Option {
   const char* name;
   Form form;
   Goes goes;
-  const char* note = nullptr;  // why it is refused
+  const char* note = nullptr;  // why it is not accepted
   Here here = kHelp;           // what is to be done
 };
 

@@ -17,7 +17,7 @@ enum class Goal {
 };
 
 // A source, or a word for the linker: a file, a library or an option. They keep
-// their order, which the linker goes by.
+// their order, which matters to the linker.
 struct Input {
   std::string word;
   bool is_source;

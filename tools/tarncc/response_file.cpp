@@ -55,7 +55,7 @@ std::string expand_response_files(Words* words) {
   for (std::size_t i = 0; i < words->size();) {
     const std::string word = (*words)[i];
     std::string text;
-    // As in the compiler, a word whose file is not there stands for itself.
+    // As in the compiler, a word whose file does not exist is taken as it is.
     if (word.size() < 2 || word[0] != '@' || !read_text(word.substr(1), &text)) {
       ++i;
       continue;

@@ -19,8 +19,8 @@ struct Job {
 int compile(const Job& job, const Input& source, const std::filesystem::path& object);
 
 // All inputs to an image that is not finished; `objects` has what compile made
-// of the sources, in their order. A DLL's import library comes to lie beside it.
+// of the sources, in their order. A DLL's import library is written beside it.
 int link(const Job& job, const Words& objects, const std::filesystem::path& unfinished);
 
-// The name of a DLL's import library; empty if the linker was given another.
+// The name of a DLL's import library; empty if the linker has an option for another.
 std::string import_library(const Request& request);

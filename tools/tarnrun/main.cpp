@@ -18,7 +18,7 @@ constexpr char kHelp[] =
     "tarnrun PROGRAM.EXE [ARGUMENT...]\n"
     "\n"
     "Runs a finished x86-64 program image. PROGRAM.EXE is a path of this system, or\n"
-    "one that begins with the drive Z:, which stands for the root folder; its .exe\n"
+    "one that begins with the drive Z:, which is the root folder; its .exe\n"
     "may be left out. The DLLs that it needs are looked for in its own folder, in the\n"
     "current one and on PATH; TARNLIBC64.DLL and PANEVIEW64.DLL are part of tarnrun.\n"
     "\n"
@@ -27,10 +27,10 @@ constexpr char kHelp[] =
     "  --help      print this\n"
     "  --version   print the version\n"
     "\n"
-    "Exit status: the low 8 bits of the program's exit code, but 1 where they would\n"
-    "make a 0 of another code; a program image that started this one has all 32 bits.\n"
-    "127 if there is no such file, 126 if the image is refused (nothing of it has run\n"
-    "then), 2 for a wrong command line.\n";
+    "Exit status: the low 8 bits of the program's exit code, but 1 if\n"
+    "these are 0 and the code is not; a program image that started this one has all 32 bits.\n"
+    "127 if there is no such file, 126 if the image cannot be run (none of it has\n"
+    "been run), 2 for a wrong command line.\n";
 
 constexpr int kWrongUsage = 2;
 constexpr int kRefused = 126;
@@ -68,7 +68,7 @@ bool load(const char* file, platform::LoadError* error) {
   return false;
 }
 
-// Comes back only if the program is refused. Without a command line it is made
+// Returns only if the program cannot be run. Without a command line it is made
 // of the arguments.
 int run(char* program, char* command_line, int count, char** arguments) {
   platform::LoadError error;
@@ -106,7 +106,7 @@ int main(int count, char** arguments) {
     return 0;
   }
   if (strcmp(first, platform::kCommandLineOption) == 0) {
-    if (count != 4) return usage_error(first, " takes a text, and behind it only a program");
+    if (count != 4) return usage_error(first, " takes a string, and after it only a program");
     return run(arguments[3], arguments[2], 0, nullptr);
   }
   if (first[0] == '-') return usage_error("unknown option ", first);

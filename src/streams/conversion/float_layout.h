@@ -18,13 +18,13 @@ struct FloatLayout {
   bool point;
   std::int32_t lead;   // 1 or more
   std::int32_t gap;    // zeros between the point and the tail
-  std::int32_t tail;   // digits behind the gap, zeros at their end left out
+  std::int32_t tail;   // digits after the gap, zeros at their end left out
   std::int64_t zeros;  // those
   std::int32_t exponent_size;
   char exponent[8];
-  std::int32_t start;  // lead and tail stand from here on in `digits`
+  std::int32_t start;  // lead and tail are from here on in `digits`
   std::int32_t kept;   // as many of them; all further ones are "0"
-  // One place for a "0" in front, and enough behind that fixed-size copies of
+  // One place for a "0" in front, and enough after that fixed-size copies of
   // the digits stay inside.
   char digits[1 + kSignificantDigits + 23];
 };
@@ -72,7 +72,7 @@ inline char* copy_digits(char* to, const char* from, std::int32_t size) {
   return to + size;
 }
 
-// Writes the head. Result: the byte behind it.
+// Writes the head. Result: the byte after it.
 TARNAPI inline char* write_head(char* to, const FloatLayout& layout) {
   const char* from = layout.digits + layout.start;
   if (layout.lead <= layout.kept) {
@@ -86,7 +86,7 @@ TARNAPI inline char* write_head(char* to, const FloatLayout& layout) {
   return copy_digits(to, from + layout.lead, layout.tail);
 }
 
-// Writes all but the sign. Result: the byte behind it.
+// Writes all but the sign. Result: the byte after it.
 TARNAPI inline char* write_layout(char* to, const FloatLayout& layout) {
   to = write_head(to, layout);
   if (layout.zeros > 0) to = append_fill(to, '0', static_cast<std::uint64_t>(layout.zeros));

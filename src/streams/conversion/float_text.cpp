@@ -93,7 +93,7 @@ inline Decimal scaled(double value) {
   return {value, d, negative};
 }
 
-// The floor of the double that log10 gives for |value|, whose digits `number`
+// The floor of the double that log10 returns for |value|, whose digits `number`
 // has. It is known from them unless the value is as near to a power of ten as
 // rounding errors could reach, which here are a few units of 2^-53.
 inline std::int32_t floor_log10(double value, const Decimal& number) {
@@ -105,7 +105,7 @@ inline std::int32_t floor_log10(double value, const Decimal& number) {
 }
 
 // Adds half a unit of the last digit. `count` digits are wanted, or -count ones
-// behind the number's point. Result: how many digits that makes.
+// after the number's point. Result: how many digits that makes.
 inline std::int64_t rounded(Decimal& number, std::int64_t count) {
   std::int64_t place = count < 0 ? -count : count;
   if (number.exponent < 0 && count < 0) place += number.exponent;
@@ -172,7 +172,7 @@ inline std::int32_t put_digits(const Decimal& number, char* to, std::int64_t cou
 }
 
 // The rest of a layout whose lead, gap and digits are known: `precision` digits
-// behind the point, the gap among them.
+// after the point, the gap among them.
 inline void lay_out_fraction(FloatLayout& layout, std::int32_t precision, bool alt) {
   const std::int32_t wanted = precision - layout.gap;
   const std::int32_t there = layout.kept > layout.lead ? layout.kept - layout.lead : 0;

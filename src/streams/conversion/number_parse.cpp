@@ -16,7 +16,7 @@ constexpr double kLargeResult = 1e308;
 constexpr std::int64_t kHighestPlace = 309;  // digits before the point of numbers near 1e308
 constexpr std::int64_t kLowestPlace = -307;  // and of those near 1e-308
 constexpr double kLargestDouble = 1.7976931348623157e308;
-// The limits of double, as fractions with the point in front of their digits.
+// The limits of double, as fractions with the point before their digits.
 constexpr double kLargestFraction = 0.17976931348623157;
 constexpr double kLeastFraction = 0.22250738585072014;
 
@@ -108,7 +108,7 @@ class TrapsMasked {
   unsigned int control_;
 };
 
-// The number as its digits give it.
+// The number that its digits make.
 struct Digits {
   double value = 0.0;              // without the exponent
   std::int64_t integer_count = 0;  // digits before the point, leading zeros left out

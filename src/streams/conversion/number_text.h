@@ -14,7 +14,7 @@ TARNAPI char* utoa(std::uint32_t value, char* buffer, std::int32_t radix);
 
 // As above for a value that is not negative. A negative value is "-" and its
 // magnitude in radix 10, whatever radix was asked for: itoa(-255, buffer, 16)
-// gives "-255". A radix outside 2 to 36 is refused: errno becomes -1001, the
+// yields "-255". For a radix outside 2 to 36 errno becomes -1001, the
 // result is null, and nothing is written.
 TARNAPI char* i64toa(std::int64_t value, char* buffer, std::int32_t radix);
 TARNAPI char* itoa(std::int32_t value, char* buffer, std::int32_t radix);

@@ -46,7 +46,7 @@ for target in tarnrun wine; do
   expect 1 "pack: data: it is not a packed file" -u data kept
   expect 1 "pack: empty: it is not a packed file" -u empty kept
   expect 1 "pack: cut: it is cut short" -u cut kept
-  expect 1 "pack: longer: there is more behind the packed file" -u longer kept
+  expect 1 "pack: longer: there is more after the packed file" -u longer kept
   expect 1 "pack: damaged: it is damaged" -u damaged kept
   expect 1 "pack: missing: it cannot be opened" missing kept
   expect 2 $'usage: pack FILE PACKED\n       pack -u PACKED FILE' data
