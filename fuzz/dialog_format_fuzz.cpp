@@ -41,7 +41,7 @@ void require_sound() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  // Serves as a text, as an integer's cell and as a handle's cell alike.
+  // Serves as a string, as an integer's cell and as a handle's cell alike.
   alignas(8) char argument[16] = "an arg\nument 1";
   tarn::Slot* const arguments = new tarn::Slot[kDialogArguments];  // its end is watched
   for (std::uint32_t i = 0; i < kDialogArguments; ++i) {

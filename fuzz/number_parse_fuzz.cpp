@@ -1,4 +1,4 @@
-// Texts of any bytes through the number parsers. The end that they return is in
+// Strings of any bytes through the number parsers. The end that they return is in
 // the text, and nothing follows it that they would have taken.
 
 #include <cstdint>

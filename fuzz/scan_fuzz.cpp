@@ -1,4 +1,4 @@
-// Formats and texts of any bytes through the scanner. The text is in a block
+// Formats and strings of any bytes through the scanner. The text is in a block
 // of exactly its size, so that a read after it is found.
 
 #include <algorithm>

@@ -77,7 +77,7 @@ Pointer next_pointer(Parser* parser) {
   return reinterpret_cast<Pointer>(next_argument(parser));
 }
 
-// A copy in the pool. A text that doesn't fit is cut; never null.
+// A copy in the pool. A string that doesn't fit is cut; never null.
 const char* keep(Parser* parser, const char* text, std::uint32_t length) {
   Dialog* dialog = parser->dialog;
   if (dialog->text_used == kDialogTextSize) {

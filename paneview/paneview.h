@@ -3,7 +3,7 @@
 // run-time; on the host it is linked into the program runner. One source makes
 // both; it asks the system only through platform/platform.h and windows_ui.h.
 //
-// What it is for: dialogs described by format texts, the Fortran output and
+// What it is for: dialogs described by format strings, the Fortran output and
 // character entries, the elementary functions, a few C functions over files
 // and time, and memory shared by the processes of one run.
 //
@@ -45,7 +45,7 @@ TARNAPI void* __create_interprocess_shared_memory(const char* name, std::uint64_
 // ---- Dialogs -------------------------------------------------------------------
 
 // Adds to the pending dialog what `format` says; a format that doesn't end in
-// "&" (the empty text is one) also shows it and waits until it closes. Result:
+// "&" (the empty string is one) also shows it and waits until it closes. Result:
 // 0 while adding, else the number of the button that closed it, from 1, or 0.
 //
 // In a format, plain text is shown, "\n" begins a line, "\f" too, "%%" is a
@@ -75,7 +75,7 @@ TARNAPI void* __create_interprocess_shared_memory(const char* name, std::uint64_
 // A callback takes nothing; its result 0 closes the dialog, else it stays. It
 // may build and show dialogs itself.
 //
-// "COPY" copies what the user selected in a box, else all the dialog's texts.
+// "COPY" copies what the user selected in a box, else all the dialog's strings.
 //
 // Limits: 128 items, 16 buttons, 32 kB of text, 64 arguments a call, 4,096
 // bytes a format. What is malformed or beyond them is left out, with one line
@@ -104,7 +104,7 @@ struct FileNameRecord {
   char default_path[];
 };
 // Asks for the name of a file to write. Result: 1 with the path in `buffer`
-// (record->size + 1 bytes), or 0 with an empty text if the user declined or
+// (record->size + 1 bytes), or 0 with an empty string if the user declined or
 // there is nobody to ask. With a desktop in the system's dialog, which offers
 // the default path with ".txt" after it; `owner` null is the innermost open
 // dialog. On a terminal an empty line takes that path; end of input, or Escape

@@ -1,4 +1,4 @@
-// Small steps with texts, in place of a C library.
+// Small steps with strings, in place of a C library.
 #pragma once
 
 #include <cstdint>

@@ -29,7 +29,7 @@ struct HiddenCursor {
   platform::Bool visible;
 } hidden_cursor;
 
-// The numbers that a start sets to 0.
+// What is set to 0 at the start.
 constexpr std::int32_t ConsoleState::*kZeroAtStart[] = {
     &ConsoleState::scroll_count,  &ConsoleState::background,      &ConsoleState::text_attribute,
     &ConsoleState::pending_count, &ConsoleState::pause_threshold, &ConsoleState::screen_width,
@@ -90,14 +90,14 @@ std::int32_t columns_of(const platform::SmallRect& window) {
 
 std::int32_t rows_of(const platform::SmallRect& window) { return window.bottom - window.top + 1; }
 
-// The window, of which the size before is kept in the record, has got this one.
+// The window, whose previous size is in the record, now has this size.
 void follow_window(std::int32_t columns, std::int32_t rows) {
   const platform::SmallRect& window = console.screen.window;
   if (columns != columns_of(window)) console.screen_width = columns;
   if (rows != rows_of(window)) console.screen_height = rows;
 }
 
-// As it is now, also where nothing was written since it changed.
+// Takes the present size, even if nothing was written since it changed.
 void look_at_window() {
   platform::Coord size;
   if (console.redirected ||
@@ -111,8 +111,7 @@ void look_at_window() {
 }
 
 // Records the screen's properties, or returns false if there is no screen.
-// Whether the user wants it is asked for screens alone: the registry takes time
-// to load.
+// The user's setting is read for screens only: the registry takes time to load.
 bool find_screen() {
   if (!system_has_cells() || console.output_handle == kNoHandle) return false;
   const platform::Handle output = system_handle(console.output_handle);
@@ -264,7 +263,7 @@ void HIDE_CURSOR_at() {
   platform::SetConsoleCursorInfo(output, &info);
 }
 
-// The size that was set in between stays.
+// A size that was set in between is kept.
 void RESTORE_CURSOR_at() {
   platform::ConsoleCursorInfo info;
   const platform::Handle screen = system_handle(hidden_cursor.screen);

@@ -27,7 +27,7 @@ std::int32_t write_formatted(std::int64_t handle, const char* format, const Slot
   return static_cast<std::int32_t>(written);
 }
 
-// Shows a text, which it may shorten, in the middle of its row.
+// Shows a string, which it may shorten, in the middle of its row.
 std::int32_t write_centred(char* text, std::int32_t length) {
   const std::int32_t wrap_mode = console.wrap_mode;
   flush_collected();

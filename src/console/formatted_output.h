@@ -18,9 +18,9 @@ TARNAPI std::int32_t ConsolePrintf(const char* format, ...);
 
 // Centres the text on its row, without wrapping: what is too long is cut at the
 // right edge. Line ends after it do not count, and are written. With clearing
-// before set, the row is cleared, and a text that ends in "\r" leaves the cursor
+// before set, the row is cleared, and a string that ends in "\r" leaves the cursor
 // at the row's start, ready to be written again. Result: the length without the
-// line ends, but 1 for a text that is a line end alone.
+// line ends, but 1 for a string that is a line end alone.
 TARNAPI std::int32_t ConsolePrintfC(const char* format, ...);
 
 // Not 0: ConsolePrintfC clears its row first. At the start 0.
@@ -30,7 +30,7 @@ TARNAPI void ClearPrintfCLine(std::int32_t on);
 // line up to the screen's width less 6, with a shadow at the right and below.
 // `style`: 0 spaces, 1 a single and 2 a double line, 3 to 5 light, middle and
 // full blocks; another counts as 1. A `background` or `foreground` of 16 or more
-// keeps the colour. Lines are split at "\n", centred and cut; a text of one line
+// keeps the colour. Lines are split at "\n", centred and cut; a string of one line
 // is cut by the edge of the screen alone. On a screen narrower than the frame
 // its rows are cut. Result: the width between the frame's spaces.
 TARNAPI std::int32_t ConsoleBoxPrint(std::int32_t style, std::int32_t background,

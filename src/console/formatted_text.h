@@ -15,7 +15,7 @@ struct FormattedText {
 // The longest text that is taken whole.
 inline constexpr std::int32_t kLongestFormatted = 1 << 20;
 
-// A longer text, or one without storage, is cut to the local buffer.
+// A longer string, or one without storage, is cut to the local buffer.
 void format_text(FormattedText* result, const char* format, const Slot* slots);
 void release_text(FormattedText* text);
 

@@ -18,7 +18,7 @@ constexpr std::uint16_t kPauseAttributeOnRed = 0x1E;  // yellow on blue
 constexpr std::int32_t kRedBackground = 0x40;
 constexpr std::int32_t kEscape = 27;
 
-// Rows that each pause leaves of the screen before.
+// Rows of the previous screen that remain at each pause.
 constexpr std::int32_t kRowsKept = 5;
 constexpr std::int32_t kNeverPause = 0x7FFFFFFF;
 constexpr std::int32_t kCountAfterLatePause = 2;
@@ -118,7 +118,7 @@ void output_cells(const char* text, std::int32_t length) {
   SetConsoleCursorPos(columns + console.cursor_x, console.cursor_y);
 }
 
-// Appends bytes that hold no line end but perhaps as the last one.
+// Appends bytes with no line end, except perhaps the last byte.
 void collect(const char* text, std::int32_t length) {
   while (length > 0) {
     const std::int32_t room = kPendingLimit - console.pending_count;
@@ -146,8 +146,8 @@ void collect_lines(const char* text, std::int32_t length) {
   }
 }
 
-// For a file: what collecting would pass on piece by piece goes out together,
-// and the same bytes remain.
+// For a file: what collecting would pass on in pieces is written at once, with the
+// same bytes.
 void collect_for_file(const char* text, std::int32_t length) {
   std::int32_t line_end = length;
   while (line_end > 0 && !ends_line(text[line_end - 1])) --line_end;
@@ -194,7 +194,7 @@ void drop_rows_of_other_width() {
   console.pause_buffer = nullptr;
 }
 
-// Before the NT family a program gave the screen time to follow.
+// Before the NT family a program had to wait for the screen.
 void yield_to_screen() {
   if (!console.nt_platform) platform::Sleep(0);
 }

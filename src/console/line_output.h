@@ -4,7 +4,7 @@
 // (13 or 10) or there are 255 bytes; the back stage turns what it receives
 // into cells or into bytes for a file. Text without a line end is not
 // visible until FlushConsole or one of its callers, and is lost at the
-// program's end without it. The length of a text is in bytes; below 0 it means
+// program's end without it. The length of a string is in bytes; below 0 it means
 // up to the NUL.
 //
 // On the screen 10 begins a new row, 13 goes back to column 0, 9 fills with
@@ -13,7 +13,7 @@
 // the console's code page. A row that becomes full begins a new one, or with
 // wrapping off ends in 0xAF and the rest of the text is dropped. A new row below
 // the last one of the buffer scrolls the screen. The screen's own cursor moves
-// only at the end of a text, and its position decides whether the
+// only at the end of a string, and its position decides whether the
 // screen scrolls.
 //
 // On a file 10 becomes 13, 10 and NULs are left out; nothing else happens.

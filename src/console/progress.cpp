@@ -38,8 +38,8 @@ void put(Cell& cell, Cell value) {
   __atomic_store(&cell, &value, __ATOMIC_RELEASE);
 }
 
-// The ratio is of single precision; `ahead` percent are added. No work is done
-// work.
+// The ratio is of single precision; `ahead` percent are added. A total of 0
+// or less counts as 100%.
 std::int32_t percentage(float current, float total, double ahead) {
   if (!(total > 0.0F)) return kDone;
   const double percent = static_cast<double>(current / total) * 100.0 + ahead;
@@ -117,7 +117,7 @@ std::int32_t percent_ahead(const ProgressRecord& record) {
 
 bool goes_on(Handle thread) { return platform::ResumeThread(thread) != kNotResumed; }
 
-// What there is of a thread and its event that can't be used. A thread that the
+// Abandons a thread, and its event if there is one. A thread that the
 // system does not resume remains, suspended for ever.
 void give_up(Handle thread) {
   if (thread != nullptr) {  // no work: it ends at once
@@ -321,7 +321,7 @@ void StartProgressDialog(std::int32_t total, const char* title, const char* text
 void UpdateProgressDialog(std::int32_t value) {
   if (value < 0) return;
   if (static_cast<float>(value) > dialog_total) {
-    // The float above the greatest integer is the total of that integer.
+    // A total of the greatest integer became the next float above it.
     constexpr float kLimit = 2147483648.0F;
     put(dialog_current,
         dialog_total < kLimit ? static_cast<std::int32_t>(dialog_total) : INT32_MAX);
@@ -334,8 +334,8 @@ void UpdateProgressDialog(std::int32_t value) {
 void CloseProgressDialog() {
   if (dialog_monitor_thread != kNoHandle) {
     const std::int32_t done = dialog_current;
-    // Where the event is refused the monitor ends at its next look, as after
-    // all of the work.
+    // If the event cannot be set, the monitor ends at its next look, as it does
+    // when the job is done.
     if (!platform::SetEvent(system_handle(dialog_close_event))) put(dialog_current, INT32_MAX);
     platform::WaitForSingleObject(system_handle(dialog_monitor_thread), platform::kWaitForever);
     put(dialog_current, done);

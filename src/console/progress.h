@@ -71,7 +71,7 @@ TARNAPI void UpdateProgressDialog(std::int32_t value);
 TARNAPI void CloseProgressDialog();
 
 // The bodies of its threads: one waits and watches, the other serves the window.
-// For threads that StartProgressDialog makes; the argument is not looked at.
+// For threads that StartProgressDialog makes; the argument is ignored.
 TARNAPI std::uint32_t DialogMonitor(void* unused);
 TARNAPI std::uint32_t DialogThread(void* unused);
 

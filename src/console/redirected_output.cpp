@@ -11,7 +11,7 @@ namespace {
 constexpr std::int32_t kWide = sizeof(__m128i);
 
 // How many of the 16 bytes at `text`, which are stored at `to`, come before the
-// first one that does not go out as it is.
+// first one that is not written unchanged.
 std::int32_t copy_wide(char* to, const char* text) {
   const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
   _mm_storeu_si128(reinterpret_cast<__m128i*>(to), bytes);
@@ -22,7 +22,7 @@ std::int32_t copy_wide(char* to, const char* text) {
 
 }  // namespace
 
-// Whole blocks have 4,096 bytes, or one more if a line end stood across the end.
+// Whole blocks have 4,096 bytes, or one more if a line end begins in the last.
 std::int32_t stage_redirected(std::int32_t held, const char* text, std::int32_t length) {
   char* const stage = console.redirect_stage;
   const char* const end = text + length;

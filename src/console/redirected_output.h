@@ -1,6 +1,6 @@
-// The way of redirected text to its handle, by way of a block of 4,096 bytes in
-// the console's record. A line feed goes out as 13, 10; NULs are left out.
-// Failed writes are not reported. Part of the console; nobody else calls it.
+// Redirected text on its way to the handle, through a block of 4,096 bytes in the
+// console's record. A line feed is written as 13, 10; NULs are left out. Failed
+// writes are not reported. Private to the console module.
 #pragma once
 
 #include "platform/abi.h"

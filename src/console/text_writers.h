@@ -1,6 +1,6 @@
 // Plain text on the standard output and error handles: no cells, no colours, no
 // buffer. A line end is the bytes 13, 10. Each returns the result of its last write:
-// the bytes written, or -1. A length below 0 writes nothing. Any thread; a text
+// the bytes written, or -1. A length below 0 writes nothing. Any thread; a string
 // and its line end are two writes.
 #pragma once
 

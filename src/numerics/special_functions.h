@@ -60,8 +60,8 @@ TARNAPI double D1MACH(const std::int32_t* i);
 // single; 14 to 16 of a double. Any other i: writes "ERROR    1 IN I1MACH - I
 // OUT OF BOUNDS" on a new page of standard output and stops the program.
 TARNAPI std::int32_t I1MACH(const std::int32_t* i);
-// Raises 357. The arguments are not read: texts of library, routine and
-// message, number, level, and the texts' lengths by value.
+// Raises 357. The arguments are not read: strings of library, routine and
+// message, number, level, and the strings' lengths by value.
 [[noreturn]] TARNAPI void XERMSG(const char* library, const char* routine, const char* message,
                                  const std::int32_t* number, const std::int32_t* level,
                                  std::int64_t library_length, std::int64_t routine_length,

@@ -14,7 +14,7 @@ constexpr std::uint64_t kBlanksAndNul = 4;
 
 bool has_text(const char* text) { return text && *text; }
 
-// A command line as it grows; a text that doesn't fit makes it bad for good.
+// A command line as it grows; a string that doesn't fit makes it unusable.
 struct SpawnText {
   char text[kSpawnTextSize];
   std::uint64_t used = 0;

@@ -16,7 +16,7 @@ namespace {
 constexpr std::int64_t kMostBytes = 0x7FFFFFFF;
 constexpr std::int64_t kHeader = 1;
 
-// The room for the compressed form of `size` bytes. The worst is a literal by
+// The size of a buffer for the compressed form of `size` bytes. The worst is a literal by
 // itself and a match of two bytes in turn: 28 bits for three bytes.
 std::uint64_t room_for(std::int32_t size) {
   return static_cast<std::uint64_t>((static_cast<double>(size) + 1000) * 1.2);

@@ -15,8 +15,8 @@ namespace {
 constexpr std::uint64_t kExtension = 4;  // a dot and three letters
 constexpr char kSummaryExtension[] = "PROFILE";
 constexpr char kListingExtension[] = ".LIS";
-// Under it a listing is written first: once the old one is cut there is no way
-// back if the disk turns out to be full. It stays until the other is whole again.
+// A listing is first written to a file with this extension, so that a full disk
+// cannot destroy the old listing. The file is deleted once the new one is complete.
 constexpr char kTrialExtension[] = ".LI$";
 constexpr std::int64_t kMostLines = 0x7FFFFFFF;
 constexpr std::int64_t kListingWidth = 80;
@@ -28,7 +28,7 @@ struct Counters {
   const std::int64_t* of_line_1;
   std::int64_t count;
 
-  // -1, as of a line without code, for a line that is none.
+  // -1, as for a line without code, if there is no such line.
   std::int64_t operator[](std::int64_t line) const {
     return line >= 1 && line <= count ? of_line_1[line - 1] : -1;
   }
@@ -67,7 +67,7 @@ bool read_listing(const char* name, Listing* listing) {
   return false;
 }
 
-// The line number in a listing's line; -1 if it is not a numbered one.
+// The number of a line of the listing; -1 if it is not numbered.
 std::int64_t line_number(const char* line, char* end) {
   if (*line != ' ') return -1;
   *end = '\0';  // where the search ends
@@ -114,7 +114,7 @@ void put_lines(const Listing& listing, const Counters& counters, FILE* stream) {
           most);
 }
 
-// Closes the stream; whether all of it was written.
+// Closes the stream. Result: whether all of it was written.
 bool write_listing(const Listing& listing, const Counters& counters, FILE* stream) {
   put_lines(listing, counters, stream);
   const bool whole = !ferror(stream);

@@ -48,7 +48,7 @@ bool is_leap_year(std::int32_t year) {
   return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
 }
 
-// Systems differ in what they make of a word that is no date.
+// Systems convert words that are no date differently.
 bool is_date_and_time(std::int32_t date, std::int32_t time) {
   static constexpr std::uint8_t kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
   const std::int32_t year = kFirstYear + (date >> 9 & 127), month = date >> 5 & 15;
@@ -164,7 +164,7 @@ void* __read_file(const char* path) {
   if (!stream) return nullptr;
   std::uint64_t size = 0;
   void* contents = nullptr;
-  // Not ftell, which has the low 32 bits alone.
+  // Not ftell, which returns the low 32 bits only.
   if (fseek(stream, 0, 2) == 0 && fgetpos(stream, &size) == 0 && size <= kLargestFile) {
     rewind(stream);
     contents = malloc(size);
@@ -179,7 +179,7 @@ void* __read_file(const char* path) {
 
 namespace {
 
-// The log for writing at its end. A stream holds its file alone, so while another
+// The log for writing at its end. A stream has its file to itself, so while another
 // process writes its line this one waits, for up to a second in all.
 TARNAPI FILE* open_log(const char* path) {
   constexpr int kTries = 200;

@@ -59,7 +59,7 @@ TARNAPI void get_now_file_date_time(std::int32_t* date, std::int32_t* time);
 TARNAPI void* __read_file(const char* path);
 
 // Adds a line to a text file, which is made if need be; a line feed is added
-// where the text does not end in one, so an empty text is an empty line. 1 if
+// where the text does not end in one, so an empty string is an empty line. 1 if
 // all of it was written, else 0. While another process has the file open, tries
 // again for up to a second.
 TARNAPI std::int32_t log_event(const char* text, const char* path);

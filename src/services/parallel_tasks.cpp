@@ -31,15 +31,15 @@ constexpr std::uint32_t kSnapshotAll = 15;
 constexpr std::uint32_t kFirstRecordBytes = 1000;
 constexpr int kCountingTries = 4;  // the number of records may grow in between
 
-// What the tasks of a team know of each other, beside the region. A task that has
-// ended after so many barriers holds the next one up for ever, and no earlier
-// one: who has come to such a barrier leaves. Whether the task was killed or came
-// to its end, nobody is disturbed who does not wait for it.
+// What the tasks of a team know of each other, besides the region. The next barrier
+// that a task would have reached when it ended, whether killed or finished, can
+// never complete: a task that waits there leaves. Tasks that do not wait there
+// are not affected.
 constexpr char kTeamName[] = "AUTO tasks";
 constexpr std::uint64_t kTeamMagic = 0x314D414554524154;
 constexpr int kTaskBits = 8;
 struct Team {
-  std::uint64_t magic;  // 0: its master is none of this file's
+  std::uint64_t magic;  // 0: its master was not made by this source
   std::uint64_t lost;   // the barrier that the first loss lets pass, and the task
   std::uint32_t slaves;
   struct {
@@ -79,7 +79,7 @@ std::int64_t parallel_memory_size = kParallelMemorySize;
 std::uint8_t* parallel_region;  // null: no parallel run
 std::uint8_t* parallel_next_free;
 
-// Plain moves, which the processor keeps in order; the compiler has to as well.
+// Plain moves, which the processor keeps in order, as the compiler must.
 std::uint8_t flag(std::int32_t task) {
   return __atomic_load_n(parallel_region + task, __ATOMIC_ACQUIRE);
 }
@@ -200,9 +200,10 @@ std::uint32_t read_task_variable(char (&text)[kTaskTextSize]) {
   return platform::GetEnvironmentVariableA(kTaskVariable, text, kTaskTextSize);
 }
 
-// The process that the master of the run started under this number; any other has
-// inherited the number from a task, or from the master. A master that is none of
-// this file's is taken at its word. The master may not have noted the process yet.
+// Whether this is the process that the master of the run started with this number;
+// any other has inherited the number from a task, or from the master. For a master
+// that was not made by this source the number is believed. The master may not have
+// recorded the process yet.
 bool is_slave_of_run(std::int32_t task) {
   const Team* const there = open_team();
   if (!there || there->magic != kTeamMagic) return true;
@@ -218,7 +219,7 @@ bool is_slave_of_run(std::int32_t task) {
   return process == 0 || process == platform::GetCurrentProcessId();
 }
 
-// A run that has a team already is left to it, and so is a region that is too small.
+// Leaves a run that has another team already, or whose region is too small.
 void leave_run_of_others() {
   const Team* const there = open_team();
   const bool own = there && there == team;
@@ -228,7 +229,7 @@ void leave_run_of_others() {
   }
 }
 
-// The master is alive at the first barrier, so its number was its own until then.
+// The master is alive at the first barrier, so its process number was not reused.
 void watch_master() {
   if (team->magic != kTeamMagic) {
     team = nullptr;
@@ -250,7 +251,7 @@ std::int32_t begin_as_slave(std::int32_t task) {
   return task;
 }
 
-// Those that have started wait for the rest.
+// The tasks that have started wait for the rest.
 void give_up(const char* why) {
   TerminateParallelProcessing();
   ReportErrorString(why, 0);
@@ -291,7 +292,7 @@ void start_slaves() {
   if (!start_watching(watch)) give_up("GetParallelTaskID: no thread for the watch");
 }
 
-// The slaves are not there yet.
+// The slaves have not started yet.
 void set_up_team() {
   team->lost = kNobodyLost;
   team->slaves = static_cast<std::uint32_t>(parallel_slave_count);
@@ -320,7 +321,7 @@ std::int32_t bits_set(std::uint64_t mask) {
   return count;
 }
 
-// More records than the first buffer holds; false if they cannot be had.
+// More records than the first buffer holds; false if there is no storage for them.
 bool count_many_processors(std::uint32_t bytes, std::int32_t* cores, std::int32_t* logical) {
   for (int i = 0; i < kCountingTries; ++i) {
     auto* const records = static_cast<platform::LogicalProcessorRecord*>(malloc(bytes));

@@ -23,11 +23,11 @@
 //
 // A barrier has no time limit, and it spins, so a run wants as many processors as
 // tasks. A thread in each task watches others: the master's its slaves, a slave's
-// the master. It notes one that has ended, however it ended, and who comes to a
-// barrier at which that one is missing leaves with status 1. The first reports it
-// on standard error. Those that wait for it no more are left alone.
+// the master. It records one that has ended, however it ended, and a task that
+// reaches a barrier at which that one is missing leaves with status 1. The first reports it
+// on standard error. Tasks that no longer wait for it are not affected.
 //
-// A process that a task has started is no task, though it has inherited the
+// A process that a task has started is not a task, although it has inherited the
 // variable: it begins a run of its own.
 //
 // Threads: one thread a process calls these routines.
@@ -49,12 +49,12 @@ inline constexpr std::int64_t kParallelMemorySize = 4096;
 TARNAPI void SetParallelTaskMemorySize(std::int64_t size);
 
 // Begins a run, or joins it as a slave, and passes the first barrier: all tasks
-// have come up. Result: the task's number, 0 for the master. `slaves` is looked
-// at in the master alone: below 1, none are started. A further call in a slave,
+// have come up. Result: the task's number, 0 for the master. `slaves` matters in
+// the master only: below 1, none are started. A further call in a slave,
 // or in a master that has slaves, is a barrier; in a master that has none, or has
 // called TerminateParallelProcessing, it begins the next run, whose region is new
-// unless its size is no larger and nobody shared it.
-// Raises 345, with a text that says why, for more than 63 slaves, a value of
+// unless its size is no larger and no task shared it.
+// Raises 345, with a string that says why, for more than 63 slaves, a value of
 // merle_parallel_id that is no slave's number, a region that cannot be made of
 // the size asked for, a slave's number that cannot be put in the environment, a
 // slave that cannot be started and a thread that cannot; no further slave is
@@ -76,14 +76,14 @@ TARNAPI void TerminateParallelProcessing();
 
 // The next `size` bytes of the region, or null outside a run. Not aligned, and
 // not tested against the end of the region: all sizes together must stay below
-// its size less 128. Tasks that make the same calls get the same places. A
-// broadcast of more than 56 bytes writes over the first 968 bytes handed out:
+// its size less 128. Tasks that make the same calls get the same offsets. A
+// broadcast of more than 56 bytes overwrites the first 968 bytes returned:
 // a program that uses both releases those by a first call with 968.
 TARNAPI void* allocate_auto_shared_memory(std::int64_t size);
 
 // ---- Meeting --------------------------------------------------------------------
 
-// The barrier: comes back once all tasks of the run have called it.
+// The barrier: returns once all tasks of the run have called it.
 TARNAPI void TASKSYNCHRONISE_at();
 
 // Each task makes the same call; all have the master's value afterwards. Two

@@ -35,7 +35,7 @@ FILE* scan_stream;
 const char* scan_cursor;
 const char* text_end;  // the NUL of the source text, once it was met
 
-// The next character of a text. After its NUL there are only more of them.
+// The next character of a string. After its NUL there are only more of them.
 inline std::int32_t read_text() {
   const char* const position = scan_cursor++;
   if (text_end && position > text_end) return 0;

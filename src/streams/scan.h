@@ -51,7 +51,7 @@ TARNAPI std::int32_t fscanf(FILE* stream, const char* format, ...);
 
 TARNAPI std::int32_t _scanf(const char* format, const Slot* slots);
 
-// The next character, sign-extended; 0 at the end of a text, -1 at that of a
+// The next character, sign-extended; 0 at the end of a string, -1 at that of a
 // stream (and for a byte 0xFF).
 TARNAPI std::int32_t _next();
 // The same, but it remains to be read.

@@ -6,7 +6,7 @@ namespace finisher {
 namespace {
 
 constexpr unsigned kOldestVersion = 2, kNewestVersion = 5;
-// Hostile tables could name one long text as often as they like.
+// Hostile tables could name one long string as often as they like.
 constexpr std::size_t kLongestPath = 4096;
 constexpr std::size_t kMostPathBytes = std::size_t{256} << 20;
 
@@ -54,7 +54,7 @@ struct Entry {
   std::uint64_t directory = 0;
 };
 
-// A text at an offset of a section of texts, or a number.
+// A string at an offset of a section of strings, or a number.
 void read_value(DwarfReader& header, const DebugSections& sections, const UnitHeader& unit,
                 std::uint64_t form, std::string_view* text, std::uint64_t* number) {
   switch (form) {

@@ -376,7 +376,7 @@ bool is_header(const Input& input) {
                                 : input.language.ends_with("-header");
 }
 
-// What no single option shows; an empty text if all is well.
+// What no single option shows; an empty string if all is well.
 std::string contradiction(const Request& request) {
   const bool to_text = request.goal == Goal::kAssembly || request.goal == Goal::kPreprocessed ||
                        request.goal == Goal::kDependencies;

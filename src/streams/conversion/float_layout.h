@@ -1,5 +1,5 @@
-// A floating-point number as text in pieces, of which the exported writers
-// (float_text.h) and the formatting engine put it together. Private to the library.
+// The pieces of a floating-point number's text, which the exported writers
+// (float_text.h) and the formatting engine put together. Private to the library.
 //
 //   [-] lead digits [.] gap zeros, tail digits, zeros [exponent]
 #pragma once
@@ -24,8 +24,8 @@ struct FloatLayout {
   char exponent[8];
   std::int32_t start;  // lead and tail are from here on in `digits`
   std::int32_t kept;   // as many of them; all further ones are "0"
-  // One place for a "0" in front, and enough after that fixed-size copies of
-  // the digits stay inside.
+  // Space for a "0" before them, and enough after them for fixed-size copies of
+  // the digits.
   char digits[1 + kSignificantDigits + 23];
 };
 
@@ -35,8 +35,8 @@ TARNAPI void layout_exponent(FloatLayout& layout, double value, std::int32_t pre
                              bool upper);
 TARNAPI void layout_general(FloatLayout& layout, double value, std::int32_t precision, bool upper);
 
-// Leaves out the zeros at the end of the fraction, and the point if nothing is
-// left behind it.
+// Leaves out the zeros at the end of the fraction, and the point if nothing
+// remains after it.
 inline void strip_zeros(FloatLayout& layout) {
   const char* const digits = layout.digits + layout.start + layout.lead - 1;
   layout.zeros = 0;

@@ -32,7 +32,7 @@ TARNAPI void __ecvt(double value, char* text, std::int32_t precision, std::int32
                     std::int32_t upper);
 
 // ddd.ddd with `precision` digits after the point. The last two arguments are
-// not looked at. `text` has room for precision + 313 bytes.
+// ignored. `text` has room for precision + 313 bytes.
 TARNAPI void __fcvt(double value, char* text, std::int32_t precision, std::int32_t alt,
                     std::int32_t unused1, std::int32_t unused2);
 

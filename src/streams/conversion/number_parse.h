@@ -1,14 +1,14 @@
 // Text to number: the strtol and strtod families.
 //
-// No text traps, whatever the program's own floating-point control: digits that
+// No string traps, whatever the program's own floating-point control: digits that
 // overflow yield an infinity.
 //
 // Errors: errno becomes -1001 for a radix outside 2 to 36 (0 is allowed) and
 // for a value out of range; it is not cleared on success. Nothing is raised.
-// The text is not tested for null.
+// The string is not tested for null.
 //
 // `end`, if not null, receives the position after what was read, or the
-// text's start when there is no number or an error. White space, digits and
+// string's start when there is no number or an error. White space, digits and
 // letters are those of the character-class table; only ASCII counts.
 //
 // State: errno. Otherwise any thread.
