@@ -15,7 +15,7 @@ Dialog* pending;
 
 constexpr char kReportEnding[] = ".txt";
 
-// On a terminal: a line is asked for, of which nothing means the default.
+// On a terminal: asks for a line; an empty one means the default.
 std::int32_t ask_on_terminal(const char* title, char* buffer, const FileNameRecord* record) {
   const auto limit = static_cast<std::uint32_t>(record->size);
   const std::uint32_t length = text_length(record->default_path, limit);
@@ -40,7 +40,7 @@ std::int32_t ask_on_terminal(const char* title, char* buffer, const FileNameReco
   return 1;
 }
 
-// 1 or 0 as get_filename, -1 if no window can ask.
+// 1 or 0, as get_filename returns; -1 if there can be no window.
 std::int32_t ask_in_window(void* owner, const char* title, char* buffer,
                            const FileNameRecord* record) {
   const platform::WindowServices* const services = platform::DesktopWindows();
@@ -82,7 +82,7 @@ std::int32_t __winio(const char* format, ...) {
 void __close_all_windows() {
   if (pending != nullptr) free_pages(pending);
   pending = nullptr;
-  // A text on a terminal stays where it is.
+  // Text on a terminal is not removed.
   if (const platform::WindowServices* services = platform::DesktopWindows()) services->close_all();
 }
 

@@ -24,7 +24,7 @@ inline constexpr std::uint32_t kDialogDimension = 1000;  // characters, of a box
 enum class ItemKind : std::uint8_t { kText, kBox, kButton };
 
 // The strings that a Dialog points to are in its own pool and end with NUL, but for
-// the text of a box, which stays the program's.
+// the text of a box, which remains the program's.
 struct Item {
   ItemKind kind;
   bool centred;
@@ -110,7 +110,7 @@ bool read_shortcut(const char* name, std::uint16_t* modifiers, std::uint16_t* co
 // False, with nothing shown, if there is no desktop.
 bool show_window_dialog(const Dialog* dialog, std::int32_t* button);
 
-// Before a callback the terminal is put back as the program had it. Without a
+// Before a callback the terminal is restored as the program had it. Without a
 // terminal, and if the text cannot be written, kNobodyAnswered.
 std::int32_t show_text_dialog(const Dialog* dialog);
 

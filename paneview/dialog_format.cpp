@@ -1,6 +1,5 @@
-// The parser of dialog formats. A table says what arguments each code takes;
-// a code that isn't there ends its format, since nobody knows how many
-// arguments to step over.
+// The parser of dialog formats. A table says which arguments each code takes; a code
+// that isn't in it ends its format, since the number of its arguments is unknown.
 
 #include "paneview/dialog.h"
 #include "paneview/text.h"
@@ -58,7 +57,7 @@ struct Parser {
   std::uint32_t taken;
 };
 
-// The first problem is the one shown: later ones follow from it.
+// The first problem is shown: it may have caused the later ones.
 void report(Parser* parser, const char* problem) {
   if (parser->dialog->problem == nullptr) parser->dialog->problem = problem;
 }

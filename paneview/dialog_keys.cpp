@@ -50,7 +50,7 @@ constexpr NamedKey kKeys[] = {{"INS", 0x2D}, {"DEL", 0x2E}};
 constexpr std::uint16_t kKeyF1 = 0x70;
 constexpr std::uint32_t kFunctionKeys = 24;
 
-// Steps over `start` if the text starts so, case apart.
+// Steps over `start` if the string begins with it, in either case.
 bool step_over(const char** text, const char* start) {
   const char* c = *text;
   for (; *start != 0; ++start, ++c) {

@@ -31,7 +31,7 @@ struct FormattedWrite {
   std::int32_t handle;
   const unsigned char* block;
   std::uint64_t length, position;
-  bool item_since_start;  // since the block began or started over
+  bool item_since_start;  // since the block began or was begun again
   std::uint32_t used;
   char record[kRecordSize];
 };

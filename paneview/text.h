@@ -1,4 +1,4 @@
-// Small steps with strings, in place of a C library.
+// Small string routines, in place of a C library.
 #pragma once
 
 #include <cstdint>
@@ -23,7 +23,7 @@ static inline bool same_text(const char* a, const char* b) {
 
 using tarn::copy_bytes;
 
-// Of an ASCII letter; anything else stays.
+// Of an ASCII letter; anything else is unchanged.
 static inline std::int32_t capital(std::int32_t c) {
   return c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c;
 }

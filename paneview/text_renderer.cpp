@@ -1,6 +1,6 @@
 // Dialogs as text. On a terminal: title, texts, then a line of choices that is
 // answered by single keys. Without one: the texts, and the last button.
-// Accelerators and menus have no place here: the terminal itself copies text.
+// There are no accelerators and menus: the terminal itself copies text.
 
 #include "paneview/dialog.h"
 #include "paneview/paneview.h"
@@ -18,8 +18,8 @@ inline constexpr std::int32_t kEnter = '\r';
 
 // ---- Layout ------------------------------------------------------------------
 
-// Blanks at the ends of lines and more than one empty line in a row go: they
-// are what is left of a layout once its buttons are taken out.
+// Spaces at the ends of lines are left out, and so are all but one of several empty
+// lines: they remain of a layout without its buttons.
 struct Layout {
   bool any;                         // something has been laid out
   std::uint32_t line_ends, blanks;  // not laid out yet

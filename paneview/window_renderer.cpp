@@ -93,7 +93,7 @@ bool fill_window(Shown* shown) {
   for (std::uint32_t i = 0; i < shown->dialog->key_count; ++i) {
     const Key& key = shown->dialog->keys[i];
     platform::WindowKey window_key = {key.in_menu ? key.name : nullptr, 0, 0};
-    // A name that isn't a key's leaves a row that no key reaches.
+    // A name that is no key's leaves a row that no key selects.
     if (!key.in_menu) read_shortcut(key.name, &window_key.modifiers, &window_key.code);
     shown->services->add_key(shown->window, &window_key);
   }

@@ -8,8 +8,8 @@
 
 namespace finisher {
 
-// Code of a routine, or code that was inlined into one. Ranges of one routine are
-// within each other.
+// Code of a routine, or code that was inlined into one. The ranges of one routine
+// are nested.
 struct CodeRange {
   std::uint64_t start, end;  // as linked; the end is not in it
   std::uint32_t depth;       // greater for what is within

@@ -1,5 +1,5 @@
-// Reads the numbers of a DWARF section one by one. What runs out of the section
-// is refused with the section's name.
+// Reads the numbers of a DWARF section one by one. A read beyond the section
+// is an error with the section's name.
 #pragma once
 
 #include <algorithm>

@@ -124,8 +124,8 @@ std::set<std::uint32_t> read_relocations(Image& image) {
   return cells;
 }
 
-// A list of the linker's: a start mark, routines, and a null. Its cells take no
-// part in relocation.
+// A list made by the linker: a start mark, routines, and a null. Its cells are not
+// relocated.
 struct ListedRoutine {
   std::uint32_t cell, routine;
 };
@@ -174,7 +174,7 @@ void take_destructors(Image& image, std::set<std::uint32_t>& cells) {
   }
 }
 
-// The section of a cell that the script will change. Its rights stay as they are:
+// The section of a cell that the script will change. Its protection is unchanged:
 // the interpreter makes every section writable for the time of its first walk that
 // holds no code.
 Section& home_of_cell(Image& image, std::uint32_t cell, const char* what) {
@@ -295,7 +295,7 @@ Finished finish(const Bytes& linked, const Options& options) {
     const Symbol* main = find_symbol(image, "main");
     if (main == nullptr) refuse("a program needs a routine main");
     script.is_program = true;
-    // What also ends the image, if it was linked.
+    // Also ends the image, if it was linked.
     const Symbol* run = find_symbol(image, kRunRoutine);
     script.main = (run != nullptr ? run : main)->offset;
   }

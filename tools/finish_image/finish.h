@@ -13,7 +13,7 @@ struct Options {
   bool require_avx = false;     // as TARN_REQUIRE_AVX
   bool strip = false;           // leave out symbols and debug sections
   // The routine table has only what the image exports, under the exported
-  // names and without lines: a library whose insides mean nothing to a program.
+  // names and without lines: for a library whose internals mean nothing to a program.
   bool public_routines = false;
 };
 

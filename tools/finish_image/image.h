@@ -1,6 +1,6 @@
 // A PE32+ image file in memory: its headers, its sections with their bytes,
 // its COFF symbols. Everything is checked as it is read, so that the routines
-// below may be asked for any offset; what is outside is refused.
+// below accept any offset; one outside the image is an error.
 //
 // Offsets are image offsets (from the load base) unless a name says otherwise.
 #pragma once
@@ -24,7 +24,7 @@ struct ImageError {
 };
 [[noreturn, gnu::format(printf, 1, 2)]] void refuse(const char* format, ...);
 
-// The text with '?' for control characters: names in an image may hold anything.
+// The string with '?' for control characters: names in an image may hold anything.
 std::string printable(std::string text);
 
 struct Section {

@@ -1,4 +1,4 @@
-// Files that are beside an image.
+// Files in the folder of an image.
 #pragma once
 
 #include <filesystem>

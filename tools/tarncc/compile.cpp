@@ -17,10 +17,10 @@ namespace fs = std::filesystem;
 
 constexpr int kStandardError = 2;
 
-// Programs leave rbx, rsi and rdi alone, so that no routine has to save them.
-// Inline assembly that names them cannot be compiled so: its source gets them
-// back, and its routines save them, which the unwind data describes to the traceback. A
-// longjmp over such a routine loses what it saved.
+// Programs do not use rbx, rsi and rdi, so that no routine has to save them. Inline
+// assembly that names them cannot be compiled so: its source may use them, and its
+// routines save them, as the unwind data tells the traceback. A longjmp over such a
+// routine loses what it saved.
 constexpr const char* kRegistersForAssembly[] = {"-fcall-saved-rbx", "-fcall-saved-rsi",
                                                  "-fcall-saved-rdi"};
 

@@ -1,5 +1,5 @@
-// The command line: one table says of each option whether a word follows, and
-// who gets it.
+// The command line: one table says for each option whether a word follows, and
+// which step receives it.
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
@@ -67,7 +67,7 @@ constexpr char kNoThreads[] = "the library has no POSIX threads";
 constexpr char kOnly64[] = "images are for x86-64";
 constexpr char kOwnStart[] = "each image has the library's start-up object and import library";
 
-// The longest name that fits holds.
+// The longest name that fits is taken.
 constexpr Option kOptions[] = {
     here("-o", Form::kEither, kOutput),
     here("-x", Form::kEither, kLanguage),
@@ -350,7 +350,7 @@ class Reader {
     if (!kept.empty()) link({"-Wl" + kept});
   }
 
-  // Of several the earliest stage holds.
+  // Of several the earliest stage is taken.
   void end_at(Goal goal) { request_->goal = std::max(request_->goal, goal); }
 
   void link(const Words& words) {
@@ -376,7 +376,7 @@ bool is_header(const Input& input) {
                                 : input.language.ends_with("-header");
 }
 
-// What no single option shows; an empty string if all is well.
+// Errors in the combination of options; an empty string if all is well.
 std::string contradiction(const Request& request) {
   const bool to_text = request.goal == Goal::kAssembly || request.goal == Goal::kPreprocessed ||
                        request.goal == Goal::kDependencies;

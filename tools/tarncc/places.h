@@ -8,6 +8,6 @@ struct Places {
   std::filesystem::path include, parts, finish_image, compiler;
 };
 
-// An empty string, or what is missing. `argument` is the name that this program
+// Returns an empty string, or what is missing. `argument` is the name that this program
 // was called by.
 std::string find_places(const char* argument, Places* places);

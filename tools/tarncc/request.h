@@ -31,7 +31,7 @@ struct Request {
   std::string output;
   bool dll = false, copy_dlls = true;
   bool verbose = false, only_print = false;
-  // A question to the compiler, such as -dumpmachine: the words, and nothing is made.
+  // A query to the compiler, such as -dumpmachine: its words; nothing is made.
   Words question;
   bool help = false, version = false;
 };
@@ -41,8 +41,8 @@ inline constexpr char kStandardInput[] = "-";
 int source_count(const Request& request);
 bool is_cpp(const Input& source);
 
-// `words` with each @FILE replaced by what the file holds. A message if that
-// cannot be had.
+// `words` with each @FILE replaced by what the file holds. A message if a file
+// cannot be read.
 std::string expand_response_files(Words* words);
 
 // Fills `request`; kDone, or the status after a message.

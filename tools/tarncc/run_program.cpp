@@ -63,7 +63,7 @@ bool can_run(const fs::path& file) {
 #endif
 }
 
-// As a response file has it.
+// Quoted as in a response file.
 std::string escaped(const std::string& word) {
   std::string text = "\"";
   for (const char c : word) {

@@ -17,7 +17,7 @@ Scratch::Scratch() {
     return;
   }
 #ifdef _WIN32
-  // The parent is the user's own.
+  // The parent folder is the user's own.
   std::random_device random;
   for (int i = 0; i < 100 && folder.empty(); ++i) {
     const fs::path wanted = parent / ("tarncc." + std::to_string(random()));

@@ -1,4 +1,4 @@
-// A folder for the files between the steps, which goes with its owner. Only
+// A folder for the files between the steps, which is deleted with its owner. Only
 // this user can look into it, and its name cannot be guessed.
 #pragma once
 

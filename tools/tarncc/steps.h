@@ -15,10 +15,10 @@ struct Job {
   RunOptions run_options() const { return {request.verbose, request.only_print, scratch, {}}; }
 };
 
-// One source, to where the request says; for an image to `object`.
+// Compiles one source, to where the request says; for an image to `object`.
 int compile(const Job& job, const Input& source, const std::filesystem::path& object);
 
-// All inputs to an image that is not finished; `objects` has what compile made
+// Links all inputs to an image that is not finished; `objects` has what compile made
 // of the sources, in their order. A DLL's import library is written beside it.
 int link(const Job& job, const Words& objects, const std::filesystem::path& unfinished);
 
