@@ -14,7 +14,7 @@ if(TARN_FUZZ)
   target_link_options(tarn_warnings INTERFACE -fsanitize=address)
 endif()
 
-# tarn_headers: for whatever includes headers of src/. The headers of include/ are then
+# tarn_headers: for everything that includes headers of src/. The headers of include/ are then
 # read as the library's own: include/tarn/api.h.
 add_library(tarn_headers INTERFACE)
 target_include_directories(tarn_headers INTERFACE ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR})

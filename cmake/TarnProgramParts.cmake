@@ -1,6 +1,6 @@
 # What each image brings of its own: the interpreter of start-up scripts, and
-# the routines that the compiler calls of itself. Tells TarnProgram.cmake where
-# they and the rest are in this build.
+# the routines that the compiler calls of itself. Sets the variables by
+# which TarnProgram.cmake finds them and the rest in this build.
 set(tarn_startup ${CMAKE_SOURCE_DIR}/src/startup)
 set_source_files_properties(${tarn_startup}/startup_script.S ${tarn_startup}/program_memory.S
   PROPERTIES OBJECT_DEPENDS ${CMAKE_SOURCE_DIR}/src/platform/assembly.h)

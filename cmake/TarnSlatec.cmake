@@ -1,13 +1,13 @@
 # The SLATEC routines of the special functions: sets TARN_SLATEC_SOURCES to
 # what the library is built with, and TARN_SLATEC_ROUTINES to the routines'
-# names, or to nothing where they cannot be had.
+# names, or to nothing if they are not there.
 #
 # scripts/fetch_slatec.sh puts the published Fortran into build/slatec. Each
 # routine is compiled to assembly text with the Microsoft convention on both
-# targets, so that it meets the library's other routines without a bridge, and
+# targets, so that the library's other routines call it directly, and
 # assembled after src/numerics/slatec_names.h, which renames all that it
 # defines or calls. With TARN_WITHOUT_SLATEC the routines are
-# src/numerics/slatec_missing.cpp; otherwise what is missing ends the configuration.
+# src/numerics/slatec_missing.cpp; otherwise the configuration fails if one is missing.
 if("$ENV{TARN_WITHOUT_SLATEC}" STREQUAL "1")
   set(slatec_left_out ON)
 else()

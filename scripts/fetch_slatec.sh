@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# Brings the published SLATEC routines that the special functions call into
+# Puts the published SLATEC routines that the special functions call into
 # build/slatec, from the upstream tarball of Debian's source package maxima.
-# Does nothing where they are already there. Where they cannot be had, says so
-# in one line and fails. TARN_WITHOUT_SLATEC=1 asks for a library without them,
-# on a machine that cannot fetch: nothing is fetched then. --check only says
+# Does nothing if they are already there. If they cannot be fetched, says so in one
+# line and fails. TARN_WITHOUT_SLATEC=1 asks for a library without them,
+# on a machine that cannot fetch. --check only says
 # whether they are there.
 #
 # Uses the machine's own package sources, read as source repositories in a

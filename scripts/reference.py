@@ -19,8 +19,8 @@ routines without a comment. The first comment of a header is about the whole of 
 indented in a comment stand as they are. A macro that the header undefines at its end is
 written out, and those of tarn/api.h are as a program in C sees them.
 
-Doxygen was tried on paper and left: it knows neither one comment for a run of declarations
-nor asm labels, so its input filter would be this parser."""
+Doxygen knows neither one comment for a run of declarations nor asm labels: its input filter
+would be this parser."""
 
 import os
 import re

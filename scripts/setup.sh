@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs everything the project needs from Debian's packages, without
-# questions. Does nothing where all is in place.
+# questions. Does nothing if all is installed.
 #   TARN_HOST_ONLY=1   leave out the cross compiler and Wine
 #   --check            install and fetch nothing; say what is missing, and fail
 set -euo pipefail

@@ -8,10 +8,10 @@ if command -v wine >/dev/null && [ ! -e "$WINEPREFIX/system.reg" ]; then
   wine wineboot --init >/dev/null 2>&1 || true
 fi
 
-# For a run of many programs. Wine's server ends with the last of its programs,
-# and drops one that comes at that moment; and its services keep the output of
-# the program that started them open for as long as there are programs. So one
-# program, which has no output, stays until the shell ends.
+# For a run of many programs. Wine's server ends with the last of its programs, and
+# fails one that starts at that moment; and its services keep the output of the
+# program that started them open while there are programs. So one program, without
+# output, runs until the shell ends.
 keep_wine_server() {
   timeout 60 wineserver -w || true
   mkfifo "$WINEPREFIX/stay.$$" || return 0

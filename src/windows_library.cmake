@@ -16,7 +16,7 @@ add_custom_command(OUTPUT ${CMAKE_BINARY_DIR}/TARNLIBC64.def
   DEPENDS tarn_export_symbols $<TARGET_OBJECTS:tarn_export_symbols> ${export_list}
   VERBATIM)
 
-# Room for the DLL's own script, directly behind its slots: 9 bytes a
+# Space for the DLL's own script, directly after its slots: 9 bytes a
 # relocation. finish_image says so if it is ever too small.
 set(TARN_SCRIPT_RESERVE 65536)
 add_library(tarn_dll_start OBJECT startup/startup_script.S)

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# refusals.sh programs folder tarnrun
+# load_errors.sh programs folder tarnrun
 #
-# A file that cannot run is refused with one line that says why, and nothing
+# A file that cannot run is not run: one line says why, and nothing
 # of it runs.
 set -uo pipefail
 programs=$1 folder=$2 tarnrun=$3
