@@ -11,7 +11,7 @@
 //   same(p) = p; *p = 'bytes that stand there'     # `same` returns its argument
 //   let b = 'abc'                                  # so does the block b
 //   def text = sprintf(out:99, $1, $2); out = $3   # a row with holes, filled in by
-//   text: "%d", 5, "5" | "%3d", 5, "  5"
+//   text: "%d", 5, "5" | "%3d", 5, "  5"       # or with rows: def x = f($1) / g($2)
 //   {fgetc|getc}(f) = {5|6}                        # a row for each alternative
 //   unless DGAMMA@(&0.5) raises 29                 # the rest is skipped if this holds
 //   spoils xmm8, xmm9                              # which all calls need not preserve
@@ -242,7 +242,8 @@ class Table {
       return true;
     }
     for (const Text& use : split(part(text, cursor.position(), text.size()), '|')) {
-      run_alternatives(filled(definitions_[name], split(use, ',')));
+      const Text rows = filled(definitions_[name], split(use, ','));
+      for (const Text& row : split(rows, '/')) run_alternatives(row);
     }
     return true;
   }

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "platform/abi.h"
+#include "platform/platform.h"
 
 namespace tarn::cases {
 namespace {
@@ -11,6 +11,12 @@ namespace {
 TARNAPI std::int32_t rising(const std::int32_t* left, const std::int32_t* right) {
   return (*left > *right) - (*left < *right);
 }
+
+TARNAPI std::int32_t by_byte(const unsigned char* left, const unsigned char* right) {
+  return *left - *right;
+}
+TARNAPI std::int32_t above(const void*, const void*) { return 1; }
+TARNAPI std::int32_t below(const void*, const void*) { return -1; }
 
 // The bytes become the whole file; 1, or 0 on failure.
 TARNAPI std::int32_t write_file(const char* path, const char* bytes, std::uint64_t size) {
@@ -32,6 +38,14 @@ TARNAPI std::int64_t file_bytes(const char* path, char* bytes, std::uint64_t roo
 
 TARNAPI std::int32_t remove_file(const char* path) { return std::remove(path) == 0; }
 
+// When the file was written, in seconds of universal time since 1970.
+TARNAPI std::int64_t written(const char* path) {
+  platform::FindData data{};
+  platform::FindClose(platform::FindFirstFileA(path, &data));
+  const std::uint64_t units = std::uint64_t{data.written.high} << 32 | data.written.low;
+  return static_cast<std::int64_t>(units / 10'000'000) - 11'644'473'600;
+}
+
 // For what a callback or a variable holds: the argument itself.
 TARNAPI std::uint64_t same(std::uint64_t value) { return value; }
 
@@ -43,6 +57,10 @@ void* find_own_routine(const std::string& name) {
     void* routine;
   } routines[] = {
       {"rising", reinterpret_cast<void*>(&rising)},
+      {"by_byte", reinterpret_cast<void*>(&by_byte)},
+      {"above", reinterpret_cast<void*>(&above)},
+      {"below", reinterpret_cast<void*>(&below)},
+      {"written", reinterpret_cast<void*>(&written)},
       {"write_file", reinterpret_cast<void*>(&write_file)},
       {"file_bytes", reinterpret_cast<void*>(&file_bytes)},
       {"remove_file", reinterpret_cast<void*>(&remove_file)},

@@ -91,53 +91,6 @@ Bytes plain_compress(const Bytes& data) {
   return out.bytes();
 }
 
-Bytes plain_expand(const Bytes& stream) {
-  const std::uint8_t blanks = 0x20;
-  Bytes out(0xF80, blanks);
-  std::size_t at = 8;
-  bool cut = false;
-  const auto get = [&](int count) {
-    unsigned value = 0;
-    for (int i = 0; i < count; ++i, ++at) {
-      if (at >= stream.size() * 8) {
-        cut = true;
-      } else {
-        value |= static_cast<unsigned>(stream[at / 8] >> at % 8 & 1) << i;
-      }
-    }
-    return value;
-  };
-  bool open = false;
-  while (at / 8 < stream.size()) {
-    if (open) {
-      if (get(1) == 0) {
-        open = false;
-        continue;
-      }
-      const unsigned byte = get(8);
-      if (cut) break;
-      out.push_back(static_cast<std::uint8_t>(byte));
-      continue;
-    }
-    const unsigned high = get(5);
-    if (high == 31) {
-      const unsigned byte = get(8);
-      if (cut) break;
-      out.push_back(static_cast<std::uint8_t>(byte));
-      open = true;
-      continue;
-    }
-    const unsigned offset = high * 128 + get(7);
-    if (offset == 0) break;
-    const unsigned code = get(2);
-    const unsigned length = code < 2 ? 2 + code : code == 2 ? 4 + get(3) : 12 + get(5);
-    if (cut) break;
-    for (unsigned i = 0; i < length; ++i) out.push_back(out[out.size() - 0xF80 + offset]);
-  }
-  out.erase(out.begin(), out.begin() + 0xF80);
-  return out;
-}
-
 // ---- Data ---------------------------------------------------------------------
 
 unsigned random_number() {
@@ -172,26 +125,6 @@ Bytes text(std::size_t size) {
     const std::string& word = words[random_number() % 900 * (random_number() % 900) / 900];
     data.insert(data.end(), word.begin(), word.end());
     data.push_back(random_number() % 11 ? ' ' : '\n');
-  }
-  data.resize(size);
-  return data;
-}
-
-// Records as a program has them: counters, addresses, zeros, a few doubles.
-Bytes records(std::size_t size) {
-  Bytes data;
-  for (std::uint32_t i = 0; data.size() < size; ++i) {
-    struct {
-      std::uint32_t number;
-      std::uint16_t kind, flags;
-      std::uint64_t address;
-      double value;
-      char name[16];
-    } record{i,           static_cast<std::uint16_t>(random_number() % 5),
-             0x8001,      0x00007FF612340000U + i * 48 % 4096,
-             i % 7 / 3.0, "value"};
-    data.insert(data.end(), reinterpret_cast<std::uint8_t*>(&record),
-                reinterpret_cast<std::uint8_t*>(&record + 1));
   }
   data.resize(size);
   return data;
@@ -254,35 +187,12 @@ Bytes expanded_within(const Bytes& stream, std::size_t most) {
 
 Bytes of(const char* characters) { return Bytes(characters, characters + std::strlen(characters)); }
 
-TEST(Compression, KnownStreams) {
-  const struct {
-    const char* data;
-    Bytes stream;
-  } cases[] = {
-      {"", {0x01, 0x00, 0x00}},
-      {"abc", {0x01, 0x3F, 0xAC, 0xD8, 0x31, 0x00, 0x00}},
-      {"abcabcabcabc", {0x01, 0x3F, 0xAC, 0xD8, 0x31, 0xBE, 0x9F, 0xD7, 0x2B, 0x00, 0x00}},
-      // Offset 1, length 3: 5 bits 0, 7 bits 1, 2 bits 1; then 12 bits 0.
-      {"   ", {0x01, 0x20, 0x10, 0x00, 0x00}},
-  };
-  for (const auto& each : cases) {
-    std::int32_t length = -1;
-    const std::size_t size = std::strlen(each.data);
-    void* const block = tarn::malloc(size);
-    std::memcpy(block, each.data, size);
-    void* const stream = tarn::__tarn_compress1(block, static_cast<std::int32_t>(size), &length);
-    EXPECT_EQ(taken(stream, length), each.stream) << each.data;
-    EXPECT_EQ(expanded(each.stream), of(each.data)) << each.data;
-  }
-}
-
 TEST(Compression, EveryEncoderWritesWhatThePlainScanWrites) {
   const struct {
     const char* name;
     Bytes data;
   } cases[] = {
       {"text", text(200'000)},
-      {"records", records(150'000)},
       {"random", random_bytes(40'000)},
       {"two letters", of_letters(40'000, 2)},
       {"four letters", of_letters(60'000, 4)},
@@ -313,42 +223,6 @@ TEST(Compression, EverySmallSizeAndEnd) {
   }
 }
 
-TEST(Compression, TheReaderTakesAnyBytes) {
-  for (int round = 0; round < 300; ++round) {
-    Bytes stream = random_bytes(1 + random_number() % 200);
-    // Often enough what is a sound stream up to some place.
-    if (round % 2) {
-      stream = plain_compress(of_letters(random_number() % 200, 1 + random_number() % 9));
-      if (round % 4 == 1)
-        stream[random_number() % stream.size()] ^=
-            static_cast<std::uint8_t>(1 << random_number() % 8);
-      if (round % 8 == 3) stream.resize(1 + random_number() % stream.size());
-    }
-    stream[0] = 1;
-    const Bytes wanted = plain_expand(stream);
-    ASSERT_EQ(expanded_within(stream, wanted.size()), wanted) << round;
-    if (round < 10) {
-      ASSERT_EQ(expanded(stream), wanted) << round;
-    }
-  }
-}
-
-TEST(Compression, TheReaderRefusesAndLeavesTheCellAlone) {
-  const Bytes streams[] = {{}, {0}, {2, 0, 0}, {0xFF, 0x3F, 0xAC}};
-  for (const Bytes& stream : streams) {
-    std::int32_t length = 77;
-    EXPECT_EQ(
-        tarn::__tarn_decompress(stream.data(), static_cast<std::int32_t>(stream.size()), &length),
-        nullptr);
-    EXPECT_EQ(length, 77);
-  }
-  std::int32_t length = 77;
-  EXPECT_EQ(tarn::__tarn_decompress("\1\0\0", -3, &length), nullptr);
-  EXPECT_EQ(tarn::__tarn_compress2(nullptr, -1, &length), nullptr);
-  EXPECT_EQ(tarn::__tarn_compress("no such file", &length), nullptr);
-  EXPECT_EQ(length, 77);
-}
-
 TEST(Compression, DataBeyondTheFirstBufferAreRead) {
   constexpr int kMatches = 1'200'000;  // of 43 bytes, all from the window's oldest end
   Bytes stream(kMatches * 19 / 8 + 16);
@@ -371,79 +245,6 @@ TEST(Compression, DataBeyondTheFirstBufferAreRead) {
   for (std::int32_t i = 0; i < length; ++i) wrong += data[i] != (i % (0xF80 - 1) == 0 ? 'x' : ' ');
   EXPECT_EQ(wrong, 0U);
   tarn::free(data);
-}
-
-TEST(Compression, ReadingGoesOnWhereRoomRanOut) {
-  const Bytes data = text(3000);
-  const Bytes stream = plain_compress(data);
-  Bytes buffer(0xF80 + data.size(), ' ');
-  std::uint8_t* const output = buffer.data() + 0xF80;
-  tarn::compression::Expansion expansion{
-      stream.data() + 1, stream.data() + stream.size(), 0, false, output, output};
-  while (!tarn::compression::expand(expansion)) {
-    ASSERT_LT(expansion.output_end, output + data.size());
-    expansion.output_end += 1;
-  }
-  EXPECT_TRUE(std::equal(data.begin(), data.end(), output));
-}
-
-TEST(Compression, Pieces) {
-  std::uint8_t stream[16];
-  std::memset(stream, 0xFF, sizeof stream);
-  std::uint8_t* output = stream;
-  std::int32_t bit = 0;
-  const struct {
-    std::uint32_t value;
-    std::int32_t count;
-  } fields[] = {{5, 3}, {0, 1}, {0xABC, 12}, {1, 7}, {0xFFFFFF, 24}, {0, 24}, {0x5A, 8}, {1, 1}};
-  for (const auto& field : fields) tarn::send_info(field.value, &output, &bit, field.count);
-  EXPECT_EQ(output, stream + 10);
-  EXPECT_EQ(bit, 0);
-  const std::uint8_t* input = stream;
-  for (const auto& field : fields)
-    EXPECT_EQ(tarn::get_bits(&input, &bit, field.count), field.value);
-  EXPECT_EQ(input, stream + 10);
-
-  // A write clears what an earlier one wrote ahead of its time.
-  output = stream;
-  bit = 0;
-  tarn::send_info(0xFFF, &output, &bit, 3);
-  tarn::send_info(0, &output, &bit, 5);
-  EXPECT_EQ(stream[0], 7);
-
-  Bytes block(3 * 0xF80, ' ');
-  std::uint8_t* const position = block.data() + 0xF80;
-  std::memcpy(position - 30, "needle, needles", 15);
-  std::memcpy(position, "needles?", 8);
-  std::int32_t length = 77;
-  EXPECT_EQ(tarn::seek_char(position, block.data(), &length), 0xF80 - 22);
-  EXPECT_EQ(length, 7);
-  std::memcpy(position, "QZ", 2);
-  length = 77;
-  EXPECT_EQ(tarn::seek_char(position, block.data(), &length), -1);
-  // More than 20 blanks at the oldest place end the search, without a cap.
-  std::memset(position, ' ', 100);
-  position[100] = 'x';
-  EXPECT_EQ(tarn::seek_char(position, block.data(), &length), 1);
-  EXPECT_EQ(length, 100);
-  // A window that is too small for a candidate is not read, nor what follows it.
-  std::uint8_t* const unreadable = nullptr;
-  EXPECT_EQ(tarn::seek_char(unreadable, unreadable, &length), -1);
-}
-
-TEST(Compression, OfAFile) {
-  tarn::test::initialise();
-  const char* const path = "compression_test.data";
-  for (const std::size_t size : {0, 1, 50'000}) {
-    const Bytes data = text(size);
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(size));
-    std::int32_t length = -1;
-    void* const stream = tarn::__tarn_compress(path, &length);
-    ASSERT_NE(stream, nullptr);
-    EXPECT_TRUE(taken(stream, length) == plain_compress(data)) << size;
-    std::remove(path);
-  }
 }
 
 }  // namespace

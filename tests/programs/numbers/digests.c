@@ -1,5 +1,5 @@
-/* Text of numbers and its reading: digests of what many values give, which are
- * the same on every target. */
+/* Text of numbers and its reading, dot products, and which elements a sort
+ * compares: digests of what many values give, the same on every target. */
 #include <io.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -161,6 +161,71 @@ static void multiply_vectors(void) {
   printf("dot products %llX\n", digest);
 }
 
+static const char* array;
+static int element;
+
+/* Adds which elements are compared: -1 is the key. */
+static int TARNAPI watched(const void* left, const void* right) {
+  int value[2];
+  const int64_t apart = (const char*)left - array;
+  const int pair[2] = {apart < 0 || apart >= element * 6000 ? -1 : (int)apart / element,
+                       (int)((const char*)right - array) / element};
+  memcpy(&value[0], left, 4);
+  memcpy(&value[1], right, 4);
+  add(pair, sizeof pair);
+  return (value[0] > value[1]) - (value[0] < value[1]);
+}
+
+static int shaped(int shape, int i, int last) {
+  switch (shape) {
+    case 0:
+      return (int)(random_bits() >> 33);
+    case 1:
+      return (int)(random_bits() >> 33) % 4;
+    case 2:
+      return i;
+    case 3:
+      return last - i;
+    case 4:
+      return i < last - i ? i : last - i;
+    case 5:
+      return i == last ? -1 : i;
+    default:
+      return i % 17;
+  }
+}
+
+static void sort_arrays(void) {
+  static const int sizes[] = {8, 4, 12, 16, 24, 40, 100};
+  static char bytes[100 * 6000];
+  array = bytes;
+  state = 7;
+  begin();
+  for (int count = 0; count < 5000; count += count < 40 ? 1 : count * 3 / 4) {
+    for (int shape = 0; shape < 7; ++shape) {
+      element = sizes[(count + shape) % 7];
+      for (int i = 0; i < count; ++i) {
+        const int value = shaped(shape, i, count - 1);
+        memset(bytes + i * element, value, element);
+        memcpy(bytes + i * element, &value, 4);
+      }
+      qsort(bytes, count, element, watched);
+      add(bytes, count * element);
+    }
+    if (count > 40) continue;
+    for (int i = 0; i < count; ++i) {
+      const int value = i / 3 * 2;
+      memcpy(bytes + i * element, &value, 4);
+    }
+    for (int key = -1; key <= count; ++key) {
+      const char* const found = bsearch(&key, bytes, count, element, watched);
+      const int place = found ? (int)(found - bytes) : -1;
+      add(&place, sizeof place);
+    }
+  }
+  printf("sort and search %llX\n", digest);
+}
+
 int main(void) {
   static const char* const formats[] = {"%.6f", "%.0f", "%g", "%#.12g", "%.15e", "%.17E", "%+.40e"};
   for (int i = 0; i < 7; ++i) print_values(formats[i]);
@@ -174,5 +239,6 @@ int main(void) {
   read_values("sscanf", "%.12g", 1, 1);
   read_integers();
   multiply_vectors();
+  sort_arrays();
   return 0;
 }
