@@ -23,9 +23,6 @@ namespace {
 using namespace tarn;
 
 constexpr char kRunVariable[] = "TARN_TEST_RUN";
-constexpr std::int32_t kBarriers = 10'000;
-constexpr std::int32_t kPiece = 100;
-constexpr std::uint64_t kTimeLimit = 20'000;  // milliseconds
 
 std::uint64_t milliseconds() {
   platform::FileTime now;
@@ -40,70 +37,6 @@ std::int32_t run_number() {
 }
 
 // ---- What the tasks do: not tests ------------------------------------------------
-
-// What the tasks of a run share.
-struct Shared {
-  volatile std::int32_t round[2];    // reached by each task
-  volatile std::int32_t sum, wrong;  // of the slaves' findings
-};
-
-TEST(ParallelTask, DISABLED_MeetsTheOther) {
-  const std::int32_t was_slave = IsSlaveProcess();
-  SetParallelTaskMemorySize(3 * 4096);
-  const std::int32_t task = GetParallelTaskID(1);
-  ASSERT_TRUE(task == 0 || task == 1);
-  EXPECT_EQ(was_slave, task);
-  std::int32_t status = -5, count = -5;
-  GetParallelTaskStatus(&status, &count);
-  EXPECT_EQ(status, task);
-  EXPECT_EQ(count, task == 0 ? 1 : 0);
-
-  auto* const lost = static_cast<char*>(allocate_auto_shared_memory(968));
-  auto* const shared = static_cast<Shared*>(allocate_auto_shared_memory(sizeof(Shared)));
-  EXPECT_EQ(reinterpret_cast<char*>(shared), lost + 968);
-  auto* const last = static_cast<char*>(allocate_auto_shared_memory(1)) + 2 * 4096;
-  *last = 1;
-
-  // Its own number reaches a run's tasks alone, whatever other runs there are.
-  std::int32_t number = task == 0 ? run_number() : -1;
-  BROADCASTINTEGER_at(&number);
-  EXPECT_EQ(number, run_number());
-  double value = task == 0 ? 2.5 : 0;
-  BROADCASTDOUBLE_at(&value);
-  EXPECT_EQ(value, 2.5);
-  std::vector<unsigned char> bytes(2500);
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    bytes[i] = task == 0 ? static_cast<unsigned char>(i * 7) : 0;
-  }
-  std::int32_t size = static_cast<std::int32_t>(bytes.size());
-  BROADCASTBYTES_at(bytes.data(), &size);
-  EXPECT_EQ(size, 0);
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    ASSERT_EQ(bytes[i], static_cast<unsigned char>(i * 7)) << i;
-  }
-
-  // Most of them after the other run has ended, on two free processors.
-  const std::int32_t barriers = run_number() == 1 ? kBarriers : kPiece;
-  const std::uint64_t end = milliseconds() + kTimeLimit;
-  std::int32_t round = 0, go_on = 1;
-  while (go_on != 0) {
-    // At a barrier a task knows what the other has reached, which can't pass the
-    // next one alone.
-    for (int i = 0; i < kPiece; ++i) {
-      shared->round[task] = ++round;
-      TASKSYNCHRONISE_at();
-      const std::int32_t others = shared->round[1 - task];
-      if (others != round && others != round + 1) shared->wrong = round;
-    }
-    go_on = round < barriers && milliseconds() < end;
-    BROADCASTINTEGER_at(&go_on);
-  }
-  if (task == 1) shared->sum = ::testing::Test::HasFailure() ? -1 : round;
-  TASKSYNCHRONISE_at();
-  EXPECT_EQ(shared->sum, barriers);
-  EXPECT_EQ(shared->wrong, 0);
-  EXPECT_EQ(GetParallelTaskID(1), task);  // a barrier, and no more tasks
-}
 
 // The task of the run's number is lost.
 TEST(ParallelTask, DISABLED_LosesOne) {
@@ -184,13 +117,6 @@ class ParallelRuns : public ::testing::Test {
 
   std::string name_;
 };
-
-TEST_F(ParallelRuns, TwoAtOnceShareNothingAndTheirTasksMeet) {
-  const platform::Handle one = start("MeetsTheOther", 1);
-  const platform::Handle two = start("MeetsTheOther", 2);
-  EXPECT_EQ(code_of(one), 0);
-  EXPECT_EQ(code_of(two), 0);
-}
 
 TEST_F(ParallelRuns, ALostTaskEndsTheOthers) {
   EXPECT_EQ(code_of(start("LosesOne", 2)), 1);

@@ -30,13 +30,6 @@ void reset(std::uint64_t address) {
 std::uint64_t pseudo(std::int64_t size) { return number(tarn::__alloc_pseudo_stack(size)); }
 std::uint64_t quasi(std::int64_t size) { return number(tarn::__alloc_quasi_stack(size)); }
 
-bool readable(std::uint64_t address) {
-  char byte;
-  std::uint64_t copied = 0;
-  return platform::ReadProcessMemory(platform::GetCurrentProcess(),
-                                     reinterpret_cast<void*>(address), &byte, 1, &copied) != 0;
-}
-
 // Each test has a fresh area, of which it uses a little.
 class SecondaryStackTest : public testing::Test {
  protected:
@@ -140,32 +133,6 @@ TEST_F(SecondaryStackTest, BothStacksFollowAModelUntilTheyMeet) {
     ASSERT_EQ(secondary_stack.quasi_committed, up_limit);
   }
   EXPECT_GT(met, 100);
-}
-
-TEST_F(SecondaryStackTest, PagesAreCommittedWhenFirstNeededAndKept) {
-  const std::uint64_t top = secondary_stack.top, base = secondary_stack.base;
-  EXPECT_FALSE(readable(top - 1));
-  EXPECT_FALSE(readable(base));
-  EXPECT_EQ(pseudo(1), top - 16);
-  EXPECT_TRUE(readable(top - kPage));
-  EXPECT_FALSE(readable(top - kPage - 1));
-  EXPECT_EQ(pseudo(kPage - 16), top - kPage);  // the page is full, none is added
-  EXPECT_FALSE(readable(top - kPage - 1));
-  *reinterpret_cast<char*>(top - kPage) = 'k';
-  EXPECT_EQ(pseudo(1), top - kPage - 16);
-  EXPECT_TRUE(readable(top - 2 * kPage));
-  reset(top);
-  EXPECT_EQ(pseudo(kPage), top - kPage);
-  EXPECT_EQ(*reinterpret_cast<char*>(top - kPage), 'k');
-  EXPECT_EQ(secondary_stack.pseudo_committed, top - 2 * kPage);
-
-  EXPECT_EQ(quasi(-5), base);
-  EXPECT_EQ(quasi(kPage - 16), base + 16);
-  EXPECT_TRUE(readable(base + kPage - 1));
-  EXPECT_FALSE(readable(base + kPage));
-  tarn::__free_quasi_stack();
-  EXPECT_EQ(quasi(1), base);
-  EXPECT_EQ(secondary_stack.quasi_committed, base + kPage);
 }
 
 TEST_F(SecondaryStackTest, SizesBeyondAllBoundsAreRefusedAndChangeNothing) {

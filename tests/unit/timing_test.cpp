@@ -3,11 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -129,21 +126,6 @@ TEST_F(Timing, FileIsTheValueAndItsPathIsPrinted) {
   }
   tarn::platform::SetEnvironmentVariableA("appdata", "no such folder/at all");
   EXPECT_EQ(tarn::test::raised_by([] { tarn::save_timing(1); }).number, 296);
-}
-
-TEST_F(Timing, ClockIsTheLocalTimeOfDay) {
-  double seconds = -1;
-  tarn::current_time(&seconds);
-  const std::uint32_t after = tarn::__milliseconds_after_midnight();
-  const std::time_t when = std::time(nullptr);
-  const std::tm* const local = std::localtime(&when);
-  const double expected = local->tm_hour * 3600 + local->tm_min * 60 + local->tm_sec;
-  const auto apart = [](double a, double b) {
-    const double between = std::abs(a - b);
-    return std::min(between, 86'400 - between);
-  };
-  EXPECT_LT(apart(seconds, expected), 3);
-  EXPECT_LT(apart(seconds, after / 1000.0), 3);
 }
 
 }  // namespace

@@ -15,7 +15,6 @@
 #include "platform/posix/loader/loader.h"
 #include "platform/posix/processes/processes.h"
 #include "tests/support/finished_image.h"
-#include "tests/support/raised.h"
 
 namespace {
 
@@ -87,52 +86,6 @@ FinishedImage sample(bool dll, const std::vector<std::string>& names = {"answer"
     std::memcpy(image.text.data() + 6, &distance, sizeof distance);
   }
   return image;
-}
-
-TEST(ImageLoader, MapsBindsAndProtectsAFinishedImage) {
-  FinishedImage made = sample(true);
-  made.data[8] = 0x5A;
-  Image image, again;
-  ASSERT_EQ(load(made.file(), &image), "");
-  EXPECT_EQ(reinterpret_cast<std::uint64_t>(image.base), made.headers.optional.image_base);
-  ASSERT_EQ(load(made.file(), &again), "");
-  EXPECT_NE(again.base, image.base);
-  EXPECT_EQ(reinterpret_cast<std::uint64_t>(again.base) % 0x10000, 0u);
-  platform::unmap_image(&again);
-
-  EXPECT_EQ(image.base[0], 'M');
-  EXPECT_EQ(image.base[FinishedImage::kData + 8], 0x5A);
-  EXPECT_EQ(image.base[FinishedImage::kData + 0xFFF], 0);
-  void* bound[2];
-  std::memcpy(bound, image.base + made.address_cell(0, 0), sizeof bound);
-  EXPECT_EQ(bound[0], reinterpret_cast<void*>(&answer));
-  EXPECT_EQ(bound[1], reinterpret_cast<void*>(&other));
-  EXPECT_EQ(platform::find_image_export(image, "second"), image.base + FinishedImage::kData + 8);
-  EXPECT_EQ(platform::find_image_export(image, 1), image.base + FinishedImage::kText);
-  for (const char* const missing : {"", "a", "fir", "firsts", "zzz"}) {
-    EXPECT_EQ(platform::find_image_export(image, missing), nullptr) << missing;
-  }
-  for (const std::uint32_t missing : {0u, 3u, 0xFFFFu}) {
-    EXPECT_EQ(platform::find_image_export(image, missing), nullptr) << missing;
-  }
-  const auto can_write = [&](std::uint32_t offset) {
-    return !tarn::test::fault_by([&] {
-              *const_cast<volatile std::uint8_t*>(image.base + offset) = 1;
-            }).faulted;
-  };
-  EXPECT_TRUE(can_write(FinishedImage::kData));
-  for (const std::uint32_t fixed : {0u, FinishedImage::kText, FinishedImage::kImports}) {
-    EXPECT_FALSE(can_write(fixed)) << fixed;
-  }
-  // Noted, then asked for where the image is gone.
-  std::uint32_t old = 0;
-  std::uint8_t* const code = image.base + FinishedImage::kText;
-  ASSERT_TRUE(platform::VirtualProtect(code, 1, platform::kPageReadWrite, &old));
-  EXPECT_EQ(old, platform::kPageExecuteRead);
-  ASSERT_TRUE(platform::VirtualProtect(code, 1, platform::kPageExecuteRead, &old));
-  EXPECT_EQ(old, platform::kPageReadWrite);
-  platform::unmap_image(&image);
-  EXPECT_FALSE(platform::VirtualProtect(code, 1, platform::kPageReadWrite, &old));
 }
 
 TEST(ImageLoader, SaysWhatIsWrong) {

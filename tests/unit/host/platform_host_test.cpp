@@ -14,7 +14,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -146,34 +145,6 @@ TEST_F(HostPlatform, ProcessesThatRaceForAFileHoldItOneAtATime) {
   std::int32_t number = 0;
   std::ifstream("number").read(reinterpret_cast<char*>(&number), sizeof number);
   EXPECT_EQ(number, kProcesses * kRounds);
-}
-
-void do_nothing(int) {}
-
-TEST_F(HostPlatform, SignalsInterruptNoTransfer) {
-  ASSERT_EQ(mkfifo("pipe", 0600), 0);
-  const int keeper = ::open("pipe", O_RDWR);
-  const Handle reader = open("pipe", kGenericRead);
-  struct sigaction action {
-  }, before;
-  action.sa_handler = &do_nothing;
-  sigaction(SIGUSR1, &action, &before);
-  const pthread_t self = pthread_self();
-  std::thread disturber([&] {
-    for (int i = 0; i < 5; ++i) {
-      usleep(10'000);
-      pthread_kill(self, SIGUSR1);
-    }
-    EXPECT_EQ(::write(keeper, "late", 4), 4);
-  });
-  std::uint32_t count = 0;
-  char text[16];
-  EXPECT_NE(ReadFile(reader, text, sizeof text, &count, nullptr), 0);
-  EXPECT_EQ(std::string(text, count), "late");
-  disturber.join();
-  sigaction(SIGUSR1, &before, nullptr);
-  CloseHandle(reader);
-  close(keeper);
 }
 
 TEST_F(HostPlatform, ReadOnlyFilesAreGuardedAndOddNamesRefused) {
