@@ -1,9 +1,11 @@
 // Runs a fuzz target without a fuzzer, in builds by any compiler: over the files of its corpus,
 // over what becomes of them by random damage, and over random bytes. The same inputs each time.
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <random>
 #include <vector>
 
@@ -16,8 +18,9 @@ constexpr int kRandomInputs = 1000, kDamages = 50;
 
 void run(const Bytes& input) {
   // Ends where its memory does, so that the sanitizer sees a wild read.
-  const Bytes exact(input.begin(), input.end());
-  LLVMFuzzerTestOneInput(exact.data(), exact.size());
+  const auto exact = std::make_unique<std::uint8_t[]>(input.size());
+  std::copy(input.begin(), input.end(), exact.get());
+  LLVMFuzzerTestOneInput(exact.get(), input.size());
 }
 
 }  // namespace
