@@ -74,33 +74,6 @@ class Profile : public testing::Test {
   std::vector<char> block_;
 };
 
-TEST_F(Profile, CountsAreLaidOutInGroupsOfThree) {
-  const struct {
-    std::int64_t value;
-    const char* text;
-  } cases[] = {
-      {0, "  0"},
-      {7, "  7"},
-      {9, "  9"},
-      {10, " 10"},
-      {42, " 42"},
-      {99, " 99"},
-      {100, "100"},
-      {999, "999"},
-      {1000, "1,000"},
-      {1234, "1,234"},
-      {123456, "123,456"},
-      {1234567, "1,234,567"},
-      {-123456, "  -123,456"},
-      {INT64_MAX, "9,223,372,036,854,775,807"},
-      {INT64_MIN, "  -9,223,372,036,854,775,808"},
-  };
-  for (const auto& c : cases) EXPECT_STREQ(tarn::num_layout(c.value), c.text);
-  EXPECT_STREQ(tarn::skip_blanks(" \t\r\n x "), "x ");
-  EXPECT_STREQ(tarn::skip_blanks(" \x80"), "\x80");
-  EXPECT_STREQ(tarn::skip_blanks(""), "");
-}
-
 TEST_F(Profile, NumberedLinesGetTheirCountsAtTheirEnd) {
   lay({0, 5, 1234567, -1, 5});
   const std::string last = "  0005 last\n";

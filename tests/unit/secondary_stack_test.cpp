@@ -154,42 +154,4 @@ TEST_F(SecondaryStackTest, AStackMadeTooSmallForWhatItHoldsRefusesWork) {
   EXPECT_EQ(raised_by([] { quasi(1); }).number, 444);
 }
 
-TEST_F(SecondaryStackTest, ARefusedResetShowsAtTheNextAllocationUnlessAGoodOneComes) {
-  pseudo(100);
-  const std::uint64_t here = pointer(), top = secondary_stack.top;
-  for (const std::uint64_t bad :
-       {here - 16, top + 1, top + 16, std::uint64_t{0}, ~std::uint64_t{0}}) {
-    reset(bad);
-    EXPECT_EQ(pointer(), here) << bad;
-    EXPECT_EQ(raised_by([] { pseudo(0); }).number, 444) << bad;
-    EXPECT_EQ(raised_by([] { tarn::__alloc_pseudo_stack1(8); }).number, 444) << bad;
-    reset(here);
-    EXPECT_EQ(raised_by([] { pseudo(0); }).number, -1) << bad;
-  }
-  reset(top);
-  EXPECT_EQ(pseudo(0), top);
-}
-
-TEST_F(SecondaryStackTest, FillsExactlyTheBytesAskedFor) {
-  for (const std::int64_t size : {1, 15, 16, 17, 5000}) {
-    auto* const below = static_cast<unsigned char*>(tarn::__alloc_pseudo_stack(16));
-    below[0] = 0x55;
-    auto* const block = static_cast<unsigned char*>(tarn::__alloc_pseudo_stack1(size));
-    EXPECT_EQ(std::string(block, block + size),
-              std::string(static_cast<std::size_t>(size), '\x80'));
-    EXPECT_EQ(below[0], 0x55);
-    auto* const text = static_cast<char*>(tarn::__alloc_quasi_stack_str(size));
-    EXPECT_EQ(std::string(text, static_cast<std::size_t>(size)),
-              std::string(static_cast<std::size_t>(size), ' '));
-    if (size % 16 != 0) {
-      EXPECT_EQ(text[size], 0) << size;
-    }
-    reset(secondary_stack.top);
-  }
-  EXPECT_EQ(number(tarn::__alloc_pseudo_stack1(-4)), secondary_stack.top);
-  const std::uint64_t before = secondary_stack.quasi_pointer;
-  EXPECT_EQ(number(tarn::__alloc_quasi_stack_str(-4)), before);
-  EXPECT_EQ(secondary_stack.quasi_pointer, before + 16);
-}
-
 }  // namespace
