@@ -121,70 +121,70 @@ const OneArgument<double> kDoubles[] = {
     {"log", tarn::log, nullptr, mpfr_log, {0.9, 1.1}},
     {"log10", tarn::log10, nullptr, mpfr_log10, {1e-300, 1e300, kMagnitude}},
     {"log10", tarn::log10, nullptr, mpfr_log10, {0.9, 1.1}},
-    {"DSIN@", nullptr, tarn::DSIN_at, mpfr_sin, {-kPi / 2, kPi / 2}},
-    {"DSIN@", nullptr, tarn::DSIN_at, mpfr_sin, {3, 4}},
-    {"DSIN@", nullptr, tarn::DSIN_at, mpfr_sin, {10, 1e6}},
-    {"DCOS@", nullptr, tarn::DCOS_at, mpfr_cos, {-1.5, 1.5}},
-    {"DCOS@", nullptr, tarn::DCOS_at, mpfr_cos, {10, 1e6}},
-    {"DTAN@", nullptr, tarn::DTAN_at, mpfr_tan, {-1.5, 1.5}},
-    {"DTAN@", nullptr, tarn::DTAN_at, mpfr_tan, {10, 1e6}},
-    {"DATAN@", nullptr, tarn::DATAN_at, mpfr_atan, {1e-10, 1e10, kMagnitude}},
-    {"DSQRT@", nullptr, tarn::DSQRT_at, mpfr_sqrt, {1e-300, 1e300, kMagnitude}},
-    {"DEXP@", nullptr, tarn::DEXP_at, mpfr_exp, {-708, 709.7}},
-    {"DLOG@", nullptr, tarn::DLOG_at, mpfr_log, {1e-300, 1e300, kMagnitude}},
-    {"DLOG@", nullptr, tarn::DLOG_at, mpfr_log, {0.9, 1.1}},
-    {"DLOG1@", nullptr, tarn::DLOG1_at, mpfr_log10, {1e-300, 1e300, kMagnitude}},
-    {"DLOG2@", nullptr, tarn::DLOG2_at, mpfr_log2, {1e-300, 1e300, kMagnitude}},
-    {"DASIN@", nullptr, tarn::DASIN_at, mpfr_asin, {-1, 1}},
-    {"DACOS@", nullptr, tarn::DACOS_at, mpfr_acos, {-1, 1}},
-    {"DSINH@", nullptr, tarn::DSINH_at, mpfr_sinh, {-700, 700}},
-    {"DSINH@", nullptr, tarn::DSINH_at, mpfr_sinh, {1e-10, 1, kMagnitude}},
-    {"DCOSH@", nullptr, tarn::DCOSH_at, mpfr_cosh, {-700, 700}},
-    {"DTANH@", nullptr, tarn::DTANH_at, mpfr_tanh, {1e-10, 20, kMagnitude}},
+    {"DSIN@", nullptr, tarn::DSIN, mpfr_sin, {-kPi / 2, kPi / 2}},
+    {"DSIN@", nullptr, tarn::DSIN, mpfr_sin, {3, 4}},
+    {"DSIN@", nullptr, tarn::DSIN, mpfr_sin, {10, 1e6}},
+    {"DCOS@", nullptr, tarn::DCOS, mpfr_cos, {-1.5, 1.5}},
+    {"DCOS@", nullptr, tarn::DCOS, mpfr_cos, {10, 1e6}},
+    {"DTAN@", nullptr, tarn::DTAN, mpfr_tan, {-1.5, 1.5}},
+    {"DTAN@", nullptr, tarn::DTAN, mpfr_tan, {10, 1e6}},
+    {"DATAN@", nullptr, tarn::DATAN, mpfr_atan, {1e-10, 1e10, kMagnitude}},
+    {"DSQRT@", nullptr, tarn::DSQRT, mpfr_sqrt, {1e-300, 1e300, kMagnitude}},
+    {"DEXP@", nullptr, tarn::DEXP, mpfr_exp, {-708, 709.7}},
+    {"DLOG@", nullptr, tarn::DLOG, mpfr_log, {1e-300, 1e300, kMagnitude}},
+    {"DLOG@", nullptr, tarn::DLOG, mpfr_log, {0.9, 1.1}},
+    {"DLOG1@", nullptr, tarn::DLOG1, mpfr_log10, {1e-300, 1e300, kMagnitude}},
+    {"DLOG2@", nullptr, tarn::DLOG2, mpfr_log2, {1e-300, 1e300, kMagnitude}},
+    {"DASIN@", nullptr, tarn::DASIN, mpfr_asin, {-1, 1}},
+    {"DACOS@", nullptr, tarn::DACOS, mpfr_acos, {-1, 1}},
+    {"DSINH@", nullptr, tarn::DSINH, mpfr_sinh, {-700, 700}},
+    {"DSINH@", nullptr, tarn::DSINH, mpfr_sinh, {1e-10, 1, kMagnitude}},
+    {"DCOSH@", nullptr, tarn::DCOSH, mpfr_cosh, {-700, 700}},
+    {"DTANH@", nullptr, tarn::DTANH, mpfr_tanh, {1e-10, 20, kMagnitude}},
 };
 
 const OneArgument<float> kSingles[] = {
-    {"SIN@", nullptr, tarn::SIN_at, mpfr_sin, {-100, 100}},
-    {"COS@", nullptr, tarn::COS_at, mpfr_cos, {-100, 100}},
-    {"TAN@", nullptr, tarn::TAN_at, mpfr_tan, {-100, 100}},
-    {"ATAN@", nullptr, tarn::ATAN_at, mpfr_atan, {-100, 100}},
-    {"EXP@", nullptr, tarn::EXP_at, mpfr_exp, {-87, 88}},
-    {"ALOG@", nullptr, tarn::ALOG_at, mpfr_log, {1e-30, 1e30, kMagnitude}},
-    {"ALOG1@", nullptr, tarn::ALOG1_at, mpfr_log10, {1e-30, 1e30, kMagnitude}},
-    {"ALOG2@", nullptr, tarn::ALOG2_at, mpfr_log2, {1e-30, 1e30, kMagnitude}},
-    {"ASIN@", nullptr, tarn::ASIN_at, mpfr_asin, {-1, 1}},
-    {"ACOS@", nullptr, tarn::ACOS_at, mpfr_acos, {-1, 1}},
-    {"SINH@", nullptr, tarn::SINH_at, mpfr_sinh, {-88, 88}},
-    {"COSH@", nullptr, tarn::COSH_at, mpfr_cosh, {-88, 88}},
-    {"TANH@", nullptr, tarn::TANH_at, mpfr_tanh, {-9, 9}},
-    {"SQRT@", nullptr, tarn::SQRT_at, mpfr_sqrt, {1e-30, 1e30, kMagnitude}},
+    {"SIN@", nullptr, tarn::SIN, mpfr_sin, {-100, 100}},
+    {"COS@", nullptr, tarn::COS, mpfr_cos, {-100, 100}},
+    {"TAN@", nullptr, tarn::TAN, mpfr_tan, {-100, 100}},
+    {"ATAN@", nullptr, tarn::ATAN, mpfr_atan, {-100, 100}},
+    {"EXP@", nullptr, tarn::EXP, mpfr_exp, {-87, 88}},
+    {"ALOG@", nullptr, tarn::ALOG, mpfr_log, {1e-30, 1e30, kMagnitude}},
+    {"ALOG1@", nullptr, tarn::ALOG1, mpfr_log10, {1e-30, 1e30, kMagnitude}},
+    {"ALOG2@", nullptr, tarn::ALOG2, mpfr_log2, {1e-30, 1e30, kMagnitude}},
+    {"ASIN@", nullptr, tarn::ASIN, mpfr_asin, {-1, 1}},
+    {"ACOS@", nullptr, tarn::ACOS, mpfr_acos, {-1, 1}},
+    {"SINH@", nullptr, tarn::SINH, mpfr_sinh, {-88, 88}},
+    {"COSH@", nullptr, tarn::COSH, mpfr_cosh, {-88, 88}},
+    {"TANH@", nullptr, tarn::TANH, mpfr_tanh, {-9, 9}},
+    {"SQRT@", nullptr, tarn::SQRT, mpfr_sqrt, {1e-30, 1e30, kMagnitude}},
 };
 
 const OneArgument<double> kErrorFunctions[] = {
-    {"DERF@", nullptr, tarn::DERF_at, mpfr_erf, {1e-10, 0.46875, kMagnitude}},
-    {"DERF@", nullptr, tarn::DERF_at, mpfr_erf, {0.46875, 6}},
-    {"DERFC@", nullptr, tarn::DERFC_at, mpfr_erfc, {-5, 0.46875}},
-    {"DERFC@", nullptr, tarn::DERFC_at, mpfr_erfc, {0.46875, 4}},
-    {"DERFC@", nullptr, tarn::DERFC_at, mpfr_erfc, {4, 26.5}},
-    {"DERFC_SCALED@", nullptr, tarn::DERFC_SCALED_at, scaled_erfc, {-26, 0}},
-    {"DERFC_SCALED@", nullptr, tarn::DERFC_SCALED_at, scaled_erfc, {0, 26}},
+    {"DERF@", nullptr, tarn::DERF, mpfr_erf, {1e-10, 0.46875, kMagnitude}},
+    {"DERF@", nullptr, tarn::DERF, mpfr_erf, {0.46875, 6}},
+    {"DERFC@", nullptr, tarn::DERFC, mpfr_erfc, {-5, 0.46875}},
+    {"DERFC@", nullptr, tarn::DERFC, mpfr_erfc, {0.46875, 4}},
+    {"DERFC@", nullptr, tarn::DERFC, mpfr_erfc, {4, 26.5}},
+    {"DERFC_SCALED@", nullptr, tarn::DERFC_SCALED, scaled_erfc, {-26, 0}},
+    {"DERFC_SCALED@", nullptr, tarn::DERFC_SCALED, scaled_erfc, {0, 26}},
 };
 
 const OneArgument<double> kGammaAndBessel[] = {
-    {"DGAMMA@", nullptr, tarn::DGAMMA_at, mpfr_gamma, {1e-12, 1e-3, kMagnitude}},
-    {"DGAMMA@", nullptr, tarn::DGAMMA_at, mpfr_gamma, {0.1, 10}},
-    {"DGAMMA@", nullptr, tarn::DGAMMA_at, mpfr_gamma, {10, 171}},
-    {"DGAMMA@", nullptr, tarn::DGAMMA_at, mpfr_gamma, {-2.9, -2.1}},
-    {"DLOG_GAMMA@", nullptr, tarn::DLOG_GAMMA_at, log_gamma, {2.5, 10}},
-    {"DLOG_GAMMA@", nullptr, tarn::DLOG_GAMMA_at, log_gamma, {10, 1e6, kMagnitude}},
-    {"DBESSEL_J0@", nullptr, tarn::DBESSEL_J0_at, mpfr_j0, {-2, 2}},
-    {"DBESSEL_J0@", nullptr, tarn::DBESSEL_J0_at, mpfr_j0, {2.5, 100}},
-    {"DBESSEL_J1@", nullptr, tarn::DBESSEL_J1_at, mpfr_j1, {0.01, 3}},
-    {"DBESSEL_J1@", nullptr, tarn::DBESSEL_J1_at, mpfr_j1, {4, 100}},
-    {"DBESSEL_Y0@", nullptr, tarn::DBESSEL_Y0_at, mpfr_y0, {1e-10, 0.8, kMagnitude}},
-    {"DBESSEL_Y0@", nullptr, tarn::DBESSEL_Y0_at, mpfr_y0, {1, 100}},
-    {"DBESSEL_Y1@", nullptr, tarn::DBESSEL_Y1_at, mpfr_y1, {1e-10, 2, kMagnitude}},
-    {"DBESSEL_Y1@", nullptr, tarn::DBESSEL_Y1_at, mpfr_y1, {2.5, 100}},
+    {"DGAMMA@", nullptr, tarn::DGAMMA, mpfr_gamma, {1e-12, 1e-3, kMagnitude}},
+    {"DGAMMA@", nullptr, tarn::DGAMMA, mpfr_gamma, {0.1, 10}},
+    {"DGAMMA@", nullptr, tarn::DGAMMA, mpfr_gamma, {10, 171}},
+    {"DGAMMA@", nullptr, tarn::DGAMMA, mpfr_gamma, {-2.9, -2.1}},
+    {"DLOG_GAMMA@", nullptr, tarn::DLOG_GAMMA, log_gamma, {2.5, 10}},
+    {"DLOG_GAMMA@", nullptr, tarn::DLOG_GAMMA, log_gamma, {10, 1e6, kMagnitude}},
+    {"DBESSEL_J0@", nullptr, tarn::DBESSEL_J0, mpfr_j0, {-2, 2}},
+    {"DBESSEL_J0@", nullptr, tarn::DBESSEL_J0, mpfr_j0, {2.5, 100}},
+    {"DBESSEL_J1@", nullptr, tarn::DBESSEL_J1, mpfr_j1, {0.01, 3}},
+    {"DBESSEL_J1@", nullptr, tarn::DBESSEL_J1, mpfr_j1, {4, 100}},
+    {"DBESSEL_Y0@", nullptr, tarn::DBESSEL_Y0, mpfr_y0, {1e-10, 0.8, kMagnitude}},
+    {"DBESSEL_Y0@", nullptr, tarn::DBESSEL_Y0, mpfr_y0, {1, 100}},
+    {"DBESSEL_Y1@", nullptr, tarn::DBESSEL_Y1, mpfr_y1, {1e-10, 2, kMagnitude}},
+    {"DBESSEL_Y1@", nullptr, tarn::DBESSEL_Y1, mpfr_y1, {2.5, 100}},
 };
 
 // ---- Two arguments ------------------------------------------------------------------
@@ -218,7 +218,7 @@ const TwoArguments kTwoArguments[] = {
      {-300, 300}},
     {"DATN2@",
      "x -10 to 10",
-     [](double y, double x) { return tarn::DATN2_at(&y, &x); },
+     [](double y, double x) { return tarn::DATN2(&y, &x); },
      mpfr_atan2,
      {-10, 10},
      {-10, 10}},
@@ -226,7 +226,7 @@ const TwoArguments kTwoArguments[] = {
      "other part likewise",
      [](double re, double im) {
        const double z[] = {re, im};
-       return tarn::CDABS_at(z);
+       return tarn::CDABS(z);
      },
      mpfr_hypot,
      {1e-150, 1e150, kMagnitude},
@@ -263,10 +263,10 @@ struct Orders {
 };
 
 const Orders kOrders[] = {
-    {"DBESSEL_JN@", tarn::DBESSEL_JN_at, mpfr_jn, 10, {0.5, 100}},
-    {"DBESSEL_JN@", tarn::DBESSEL_JN_at, mpfr_jn, 150, {200, 1000}},
-    {"DBESSEL_YN@", tarn::DBESSEL_YN_at, mpfr_yn, 10, {20, 100}},
-    {"DBESSEL_YN@", tarn::DBESSEL_YN_at, mpfr_yn, 150, {200, 1000}},
+    {"DBESSEL_JN@", tarn::DBESSEL_JN, mpfr_jn, 10, {0.5, 100}},
+    {"DBESSEL_JN@", tarn::DBESSEL_JN, mpfr_jn, 150, {200, 1000}},
+    {"DBESSEL_YN@", tarn::DBESSEL_YN, mpfr_yn, 10, {20, 100}},
+    {"DBESSEL_YN@", tarn::DBESSEL_YN, mpfr_yn, 150, {200, 1000}},
 };
 
 void measure(const Orders& row) {
@@ -308,17 +308,17 @@ double d1mach_(const std::int32_t* i) { return tarn::D1MACH(i); }
 std::int32_t i1mach_(const std::int32_t* i) { return tarn::I1MACH(i); }
 void xermsg_() { std::abort(); }
 // What they call for Fortran's intrinsics, from the same kernels.
-double plain_atan(double x) { return tarn::DATAN_at(&x); }
-double plain_cos(double x) { return tarn::DCOS_at(&x); }
+double plain_atan(double x) { return tarn::DATAN(&x); }
+double plain_cos(double x) { return tarn::DCOS(&x); }
 double plain_cosh(double x) { return paneview::DCOSH$$(x); }
 double plain_exp(double x) { return paneview::DEXP$$(x); }
 double plain_log(double x) { return paneview::DALOG$$(x); }
 double plain_pow(double x, double y) { return paneview::XX$DD(x, y); }
-double plain_sin(double x) { return tarn::DSIN_at(&x); }
+double plain_sin(double x) { return tarn::DSIN(&x); }
 double plain_sinh(double x) { return paneview::DSINH$$(x); }
 void plain_sincos(double x, double* sine, double* cosine) {
-  *sine = tarn::DSIN_at(&x);
-  *cosine = tarn::DCOS_at(&x);
+  *sine = tarn::DSIN(&x);
+  *cosine = tarn::DCOS(&x);
 }
 }
 
@@ -328,12 +328,12 @@ void compare_with_plain_routines() {
     double (*plain)(const double*);
     Range range;
   } functions[] = {
-      {tarn::DGAMMA_at, dgamma_, {1, 171}},
-      {tarn::DLOG_GAMMA_at, dlngam_, {1, 1e300, kMagnitude}},
-      {tarn::DBESSEL_J0_at, dbesj0_, {1e-20, 1e15, kMagnitude}},
-      {tarn::DBESSEL_J1_at, dbesj1_, {1e-20, 1e15, kMagnitude}},
-      {tarn::DBESSEL_Y0_at, dbesy0_, {1e-20, 1e15, kMagnitude}},
-      {tarn::DBESSEL_Y1_at, dbesy1_, {1e-20, 1e15, kMagnitude}},
+      {tarn::DGAMMA, dgamma_, {1, 171}},
+      {tarn::DLOG_GAMMA, dlngam_, {1, 1e300, kMagnitude}},
+      {tarn::DBESSEL_J0, dbesj0_, {1e-20, 1e15, kMagnitude}},
+      {tarn::DBESSEL_J1, dbesj1_, {1e-20, 1e15, kMagnitude}},
+      {tarn::DBESSEL_Y0, dbesy0_, {1e-20, 1e15, kMagnitude}},
+      {tarn::DBESSEL_Y1, dbesy1_, {1e-20, 1e15, kMagnitude}},
   };
   std::mt19937_64 random(4);
   long compared = 0, equal = 0;
@@ -355,10 +355,10 @@ void compare_with_plain_routines() {
     std::int32_t underflows;
     double y;
     dbesj_(&x, &order, &one, &y, &underflows);
-    count(tarn::DBESSEL_JN_at(&n, &x), y);
+    count(tarn::DBESSEL_JN(&n, &x), y);
     if (x < n) continue;  // keeps clear of overflows
     dbesy_(&x, &order, &one, &y);
-    count(tarn::DBESSEL_YN_at(&n, &x), y);
+    count(tarn::DBESSEL_YN(&n, &x), y);
   }
   std::printf(
       "\nThe same routines compiled in the ordinary way (the host's own convention, no renaming), "

@@ -252,17 +252,17 @@ const Row kRows[] = {
      },
      0},
 #endif
-    {"DSIN@", "the bare fsin", unary<double, tarn::DSIN_at>, bare_sine, 1.1},
-    {"DATAN@", "the bare fpatan", unary<double, tarn::DATAN_at>, bare_arc_tangent, 1.1},
+    {"DSIN@", "the bare fsin", unary<double, tarn::DSIN>, bare_sine, 1.1},
+    {"DATAN@", "the bare fpatan", unary<double, tarn::DATAN>, bare_arc_tangent, 1.1},
     {"exp", "exp, glibc", unary<double, tarn::exp>, GLIBC(exp), 0},
     {"log", "log, glibc", unary<double, tarn::log>, GLIBC(log), 0},
     {"log10", "log10, glibc", unary<double, tarn::log10>, GLIBC(log10), 0},
-    {"DSIN@ against glibc", "sin, glibc", unary<double, tarn::DSIN_at>, GLIBC(sin), 0},
-    {"DCOS@", "cos, glibc", unary<double, tarn::DCOS_at>, GLIBC(cos), 0},
-    {"DTAN@", "tan, glibc", unary<double, tarn::DTAN_at>, GLIBC(tan), 0},
-    {"DASIN@", "asin, glibc", unary<double, tarn::DASIN_at>, GLIBC(asin), 0},
-    {"DSINH@", "sinh, glibc", unary<double, tarn::DSINH_at>, GLIBC(sinh), 0},
-    {"DSQRT@", "sqrt, glibc", unary<double, tarn::DSQRT_at>, GLIBC(sqrt), 0},
+    {"DSIN@ against glibc", "sin, glibc", unary<double, tarn::DSIN>, GLIBC(sin), 0},
+    {"DCOS@", "cos, glibc", unary<double, tarn::DCOS>, GLIBC(cos), 0},
+    {"DTAN@", "tan, glibc", unary<double, tarn::DTAN>, GLIBC(tan), 0},
+    {"DASIN@", "asin, glibc", unary<double, tarn::DASIN>, GLIBC(asin), 0},
+    {"DSINH@", "sinh, glibc", unary<double, tarn::DSINH>, GLIBC(sinh), 0},
+    {"DSQRT@", "sqrt, glibc", unary<double, tarn::DSQRT>, GLIBC(sqrt), 0},
 };
 
 }  // namespace

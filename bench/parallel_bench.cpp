@@ -26,7 +26,7 @@ struct Shared {
 Shared* shared;
 
 void barriers() {
-  for (int i = 0; i < kRounds; ++i) tarn::TASKSYNCHRONISE_at();
+  for (int i = 0; i < kRounds; ++i) tarn::TASKSYNCHRONISE();
 }
 
 void bytes() {
@@ -40,7 +40,7 @@ void bytes() {
 // Nanoseconds for one round.
 double measure(Command command, void (*rounds)()) {
   shared->command = command;
-  tarn::TASKSYNCHRONISE_at();
+  tarn::TASKSYNCHRONISE();
   const auto start = std::chrono::steady_clock::now();
   rounds();
   const std::chrono::duration<double, std::nano> elapsed = std::chrono::steady_clock::now() - start;
@@ -57,7 +57,7 @@ double undisturbed(std::vector<double>* passes) {
 // The slave does its part until the master stops the run at a barrier.
 [[noreturn]] void serve() {
   for (;;) {
-    tarn::TASKSYNCHRONISE_at();
+    tarn::TASKSYNCHRONISE();
     if (shared->command == kBarriers) {
       barriers();
       continue;

@@ -15,7 +15,9 @@
 
 TARN_API_BEGIN
 
+#ifndef TARN_LIBRARY
 extern void* __runtime_slots[12]; /* this image's pointers to the cells */
+#endif
 
 /* The cell, read and set: for a program and a DLL alike. */
 TARNAPI int get_errno(void);
@@ -23,9 +25,11 @@ TARNAPI void set_errno(int value);
 
 TARN_API_END
 
+#ifndef TARN_LIBRARY
 #define errno (*(int*)__runtime_slots[0])
 
 #define ERANGE (-1001)
 #define EDOM (-1002)
+#endif
 
 #endif

@@ -21,8 +21,8 @@ TARNAPI int _chdrive(int drive);
 /* The highest drive there is, from 0 for A. On Linux Z, the root, alone. */
 TARNAPI int getdrive(void);
 
-/* 1 if the file can be opened for reading now, else 0; a folder, or a file that
- * is open somewhere, gives 0. */
+/* 1 if the file can be opened for reading now, else 0; 0 for a folder and for
+ * a file that is open somewhere. */
 TARNAPI int exists(const char* path);
 /* In bytes; -1 if the file cannot be opened, or is open somewhere. */
 TARNAPI int64_t get_file_size(const char* path);

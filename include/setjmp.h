@@ -2,7 +2,7 @@
  *
  * setjmp records the place of its call; longjmp comes back to it, as long as
  * the routine that called setjmp has not returned. Differences from C:
- * longjmp(buffer, 0) makes setjmp give 0, not 1; of the registers only rbp and
+ * longjmp(buffer, 0) makes setjmp return 0, not 1; of the registers only rbp and
  * the stack pointer are kept, so values of variables that changed between the
  * two calls are those in memory (declare them volatile). The secondary stack is
  * set back to where it stood. A buffer that is not one of setjmp's ends the
@@ -21,7 +21,7 @@ typedef uint64_t jmp_buf[5];
 
 /* Records this place. 0; or, when longjmp comes back to it, its `value`. */
 TARNAPI int setjmp(jmp_buf buffer) __attribute__((returns_twice));
-/* Goes back to the place in the buffer, where setjmp then gives `value`. */
+/* Goes back to the place in the buffer, where setjmp then returns `value`. */
 TARNAPI TARN_NO_RETURN void longjmp(jmp_buf buffer, int value);
 
 TARN_API_END

@@ -22,9 +22,14 @@
 
 TARN_API_BEGIN
 
+#ifdef TARN_LIBRARY
+struct FILE;
+#else
 typedef struct FILE FILE;
+#endif
 typedef uint64_t fpos_t;
 
+#ifndef TARN_LIBRARY
 extern void* __runtime_slots[12]; /* this image's pointers to the process's cells */
 
 /* In a program; a DLL's cells are not connected. Null once closed. */
@@ -36,6 +41,7 @@ extern void* __runtime_slots[12]; /* this image's pointers to the process's cell
 #define SEEK_SET 0
 #define SEEK_CUR 1
 #define SEEK_END 2
+#endif
 
 /* ---- Opening and closing ----------------------------------------------- */
 
@@ -63,8 +69,8 @@ TARNAPI int FileExists(const char* path);
 /* ---- Blocks ------------------------------------------------------------ */
 
 /* Whole items read. A read that fails or delivers less than was asked counts as
- * the end of the file: a pipe or a console gives what it has, and a further call
- * goes on behind it. What ungetc gave back is not seen. 2 GiB or more are
+ * the end of the file: a pipe or a console delivers what it has, and a further call
+ * goes on after it. A character put back by ungetc is not seen. 2 GiB or more are
  * refused: 0, and the error indicator. */
 TARNAPI size_t fread(void* buffer, size_t size, size_t count, FILE* stream);
 
@@ -74,7 +80,7 @@ TARNAPI size_t fwrite(const void* buffer, size_t size, size_t count, FILE* strea
 
 /* ---- Characters and lines ---------------------------------------------- */
 
-/* 0, or -1 if it failed, the text is empty, or the error indicator is set. */
+/* 0, or -1 if it failed, the string is empty, or the error indicator is set. */
 TARNAPI int fputs(const char* text, FILE* stream);
 /* fputs on stdout. No line feed is added. */
 TARNAPI int puts(const char* text);
@@ -84,13 +90,13 @@ TARNAPI int fputc(int character, FILE* stream);
 TARNAPI int putc(int character, FILE* stream);
 TARNAPI int putchar(int character);
 
-/* The character as a signed byte (0xE9 is -23), or EOF. A byte 0xFF gives -1
+/* The character as a signed byte (0xE9 is -23), or EOF. A byte 0xFF returns -1
  * too: feof tells them apart. */
 TARNAPI int fgetc(FILE* stream);
 TARNAPI int getc(FILE* stream);
 TARNAPI int getchar(void);
 
-/* Gives one character back to fgetc; 0 is none. The stream is not checked. */
+/* Puts one character back for fgetc; 0 is none. The stream is not checked. */
 TARNAPI int ungetc(int character, FILE* stream);
 
 /* A line with its line feed, in `size` bytes with the NUL. Bytes 0xFF are left
@@ -105,7 +111,7 @@ TARNAPI char* gets(char* buffer);
 
 /* ---- Indicators -------------------------------------------------------- */
 
-/* 1 once a write failed, a block of 2 GiB was refused, or fgets was called behind
+/* 1 once a write failed, a block of 2 GiB was refused, or fgets was called after
  * the end of the file; else 0. */
 TARNAPI int ferror(FILE* stream);
 /* 1 once a read met the end of the file or failed, else 0. */
@@ -115,7 +121,7 @@ TARNAPI void clearerr(FILE* stream);
 
 /* ---- Position ----------------------------------------------------------
  * Bytes of the file, in text mode too. A null stream raises 343, "Invalid
- * stream pointer (FILE*=NULL)". Neither the indicators nor a character given
+ * stream pointer (FILE*=NULL)". Neither the indicators nor a character put
  * back is touched. */
 
 /* 0, 1 on failure, -1 for another whence. */
@@ -130,13 +136,13 @@ TARNAPI int fgetpos(FILE* stream, fpos_t* position);
 TARNAPI int fsetpos(FILE* stream, const fpos_t* position);
 
 /* ---- Formatted output ----------------------------------------------------
- * % [- + blank # 0] [width or *] [.precision or *] [h l ll L] conversion, with
+ * % [- + space # 0] [width or *] [.precision or *] [h l ll L] conversion, with
  * d i u o x X p c s n f e E g G %. Where it differs from standard C:
  *   long has 32 bits; 64 need ll or L. An L floating argument is a double.
- *   "% d" of 0 has no blank; the precision of # o x counts the prefix
+ *   "% d" of 0 has no space; the precision of # o x counts the prefix
  *   %p shows 32 bits, %llp 64, in capitals without leading zeros
- *   0 pads texts too; %c of 0 writes only the padding
- *   the precision of g counts digits behind the point
+ *   0 pads strings too; %c of 0 writes only the padding
+ *   the precision of g counts digits after the point
  *   other conversion characters write nothing: %zu writes u
  *   a NaN, an infinity or a subnormal value raises 297, "Invalid double passed
  *   to printf", with L 298
@@ -145,13 +151,13 @@ TARNAPI int fsetpos(FILE* stream, const fpos_t* position);
  * number of characters formatted. Any thread. The compiler checks arguments
  * against the format, and warns of %Ld and %llp, which work here alone. */
 
-/* The result does not tell whether the text was written: ferror does. */
+/* The result does not say whether the text was written: ferror does. */
 TARNAPI int printf(const char* format, ...) TARN_FORMAT(ms_printf, 1, 2);
 TARNAPI int fprintf(FILE* stream, const char* format, ...) TARN_FORMAT(ms_printf, 2, 3);
 
-/* The destination has room for the text and a NUL. */
+/* The destination must have room for the text and a NUL. */
 TARNAPI int sprintf(char* destination, const char* format, ...) TARN_FORMAT(ms_printf, 2, 3);
-TARNAPI int vsprintf(char* destination, const char* format, va_list arguments)
+TARNAPI int vsprintf(char* destination, const char* format, TARN_VA_LIST arguments)
     TARN_FORMAT(ms_printf, 2, 0);
 
 /* ---- Formatted input -----------------------------------------------------
@@ -162,8 +168,8 @@ TARNAPI int vsprintf(char* destination, const char* format, va_list arguments)
  *   a set has no ranges: [a-c] is "a", "-", "c"; it may match nothing
  *   %i takes all characters from "0" up; 64 bits need L, there is no ll
  * Result: the number of values stored; EOF at the end of the stream before a
- * literal or directive, also when values were stored, and for a text of
- * nothing but blanks. More than 25,000 directives raise 291. One thread at a
+ * literal or directive, also when values were stored, and for a string of
+ * nothing but white space. More than 25,000 directives raise 291. One thread at a
  * time for the whole process. */
 
 TARNAPI int scanf(const char* format, ...) TARN_FORMAT(gnu_scanf, 1, 2);

@@ -43,19 +43,20 @@ TARNAPI char* i64toa(int64_t value, char* buffer, int radix);
 /* ---- Text to numbers -----------------------------------------------------
  * White space, a sign, digits. errno becomes -1001 for a value out of range
  * and for a radix outside 2 to 36 (radix 0 goes by "0x" and "0"); it is not
- * cleared. `end`, if not null, is given the place behind the number, or the
- * text's start if there is none or it failed. */
+ * cleared. `end`, if not null, is set to the place after the number, or to
+ * the start of the string if there is none or the conversion failed. */
 
 /* Out of range: the largest or least value; but what wraps in strtoul is the
- * wrapped value here too. */
+ * wrapped value here too, and "-2147483648", which is right, sets errno. */
 TARNAPI TARN_LONG strtol(const char* text, char** end, int radix);
 TARNAPI int64_t strtol64(const char* text, char** end, int radix);
 /* Out of range: all bits set. A value that only its last digit takes out of the
- * range wraps instead: 4294967296 gives 0. A sign negates. */
+ * range wraps instead: 4294967296 returns 0. A sign negates. */
 TARNAPI unsigned TARN_LONG strtoul(const char* text, char** end, int radix);
 TARNAPI uint64_t strtoul64(const char* text, char** end, int radix);
-/* Out of range, of a number with an exponent: 1e308 or -1e308. The result is
- * close to the text's value, but not always the nearest double. */
+/* Out of range, if the number has an exponent: 1e308 or -1e308; without one there
+ * is no range test. "-0" returns +0.0. The result is close to the value that is
+ * written, but not always the nearest double. */
 TARNAPI double strtod(const char* text, char** end);
 
 TARNAPI int atoi(const char* text);
@@ -63,13 +64,15 @@ TARNAPI TARN_LONG atol(const char* text);
 TARNAPI double atof(const char* text);
 
 /* ---- Sort and search -------------------------------------------------------
- * A comparator gives a number below, at or above 0. */
+ * A comparator returns a number below, equal to or above 0. Which elements are
+ * compared, and in which order, is the same in every version. */
 
-/* Not stable. The number of comparisons grows with count * log(count) for keys
+/* A quicksort, not stable. The number of comparisons grows with count * log(count) for keys
  * that differ, and with count squared for keys that are equal: 100,000 equal
- * elements take 5,000,000,000 comparisons. The same array makes the same comparisons in every
- * version. Takes 8 bytes an element of the secondary stack while it runs: one thread at a time, and
- * the run-time error 444 where there is no room. */
+ * elements take 5,000,000,000 comparisons. Takes
+ * 8 bytes an element of the secondary stack while it runs: one thread at a time,
+ * and the run-time error 444 if there is no room. Any comparator that returns the
+ * same result for the same elements comes to an end. */
 TARNAPI void qsort(void* base, size_t count, size_t size,
                    int(TARNAPI* comparator)(const void*, const void*));
 /* An element that compares equal, or null; the key comes first in each
@@ -95,8 +98,10 @@ TARNAPI int system(const char* command);
  * make a 0 of another status. */
 TARNAPI TARN_NO_RETURN void exit(int status);
 
+#ifndef TARN_LIBRARY
 #define EXIT_SUCCESS 0
 #define EXIT_FAILURE 1
+#endif
 
 TARN_API_END
 

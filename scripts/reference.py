@@ -13,7 +13,7 @@ also compares with the routines that the C compiler finds, and follows the links
 compiled against them.
 
 The headers' rules, on which this parser rests. A comment that begins in column 0 directly
-above declarations is theirs, up to the next blank line or such comment. "/* ---- Title ----"
+above declarations is theirs, up to the next empty line or such comment. "/* ---- Title ----"
 begins a section; what follows in that comment is the section's text, and holds for its
 routines without a comment. The first comment of a header is about the whole of it. Lines
 indented in a comment stand as they are. A macro that the header undefines at its end is
@@ -38,11 +38,11 @@ CATALOGUE = "src/failure/catalogue.cpp"
 FAULTS = "src/failure/exception_table.cpp"
 FAULT_CODES = "src/platform/exception_codes.h"
 
-# Page, title, what it is for, and its headers: whole, or the sections named behind colons.
+# Page, title, what it is for, and its headers: whole, or the sections named after colons.
 PAGES = [
     ("strings", "Strings and blocks", "bytes ended by a NUL: length, copies, comparison, search",
      ["string.h"]),
-    ("character", "Fortran CHARACTER data", "texts padded with blanks, in Fortran's calling form",
+    ("character", "Fortran CHARACTER data", "strings padded with spaces, in Fortran's calling form",
      ["tarn/character.h"]),
     ("streams", "Streams, formatted output and input", "`FILE` streams, `printf`, `scanf`",
      ["stdio.h"]),
@@ -52,7 +52,7 @@ PAGES = [
      "dot products", ["math.h", "tarn/fortran_math.h"]),
     ("storage", "Storage", "the heap, `ALLOCATE`, the secondary stack",
      ["stdlib.h:The heap", "tarn/storage.h"]),
-    ("failures", "Failures, traps and jumps", "numbered errors, routines in front of the report, "
+    ("failures", "Failures, traps and jumps", "numbered errors, routines before the report, "
      "`errno`, `setjmp`, labels, regions that grow on fault",
      ["tarn/errors.h", "tarn/traps.h", "errno.h", "setjmp.h"]),
     ("console", "The console", "cells, colours, boxes, pause, lines, keys", ["tarn/console.h"]),
@@ -575,7 +575,7 @@ def write_errors(rows, places):
         out.append(f"| {number} | {shown}{raised} |")
     out += ["", "## Faults", "",
             "A fault has no number; the code in parentheses is the system's. A program can put",
-            "[a routine in front of the report](reference/failures.md#TRAP_EXCEPTION-at). A square root that is",
+            "[a routine that runs before the report](reference/failures.md#TRAP_EXCEPTION-at). A square root that is",
             "an invalid operation shows `Negative argument to square root`, without a code; a code that is not",
             "in the list shows `Unknown exception`.", "", "| Code | Text |", "|---|---|"]
     out += [f"| `{code.lower()}` | `{text}` |" for code, text in faults]

@@ -6,6 +6,8 @@
 #define TARN_NO_RETURN __attribute__((__noreturn__))
 
 #ifdef TARN_LIBRARY
+#include <stdint.h>
+
 /* C++, in a namespace beside the host's own C library. The host's convention is
  * another one, and its long has 64 bits. src/exports/export_rows.inc has the
  * names under which the routines are exported. */
@@ -15,6 +17,7 @@
 #define TARN_LINK_NAME(name)
 #define TARN_FORMAT(kind, text, first)
 #define TARN_LONG int
+#define TARN_VA_LIST const uint64_t* /* a slot an argument */
 
 #else
 #ifdef __cplusplus
@@ -31,6 +34,7 @@
  * argument of number `text`. */
 #define TARN_FORMAT(kind, text, first) __attribute__((__format__(kind, text, first)))
 #define TARN_LONG long /* 32 bits */
+#define TARN_VA_LIST va_list
 #endif
 
 #endif

@@ -1,5 +1,5 @@
 /* Compression: blocks and files to and from a small dictionary format with a
- * window of 3,968 bytes. The same data give the same stream on every machine.
+ * window of 3,968 bytes. The same data make the same stream on every machine.
  * All routines use the Microsoft x64 convention and may be called on any
  * thread.
  *
@@ -15,7 +15,7 @@ TARN_API_BEGIN
 #define TARN_COMPRESSION_WINDOW 3968
 
 /* ---- Writing --------------------------------------------------------------
- * The compressed data. Null for want of storage and for a negative size. The
+ * The compressed data. Null without storage and for a negative size. The
  * result is never longer than 1.2 times the data and 1,200 bytes. */
 
 /* The file at `path`. Null if it cannot be opened or read to its end, or has
@@ -23,22 +23,22 @@ TARN_API_BEGIN
 TARNAPI void* __tarn_compress(const char* path, int* length);
 /* A block of malloc, of `size` bytes. It is freed, whatever the result. */
 TARNAPI void* __tarn_compress1(void* block, int size, int* length);
-/* The `size` bytes behind the first 3,968 of `block`. Those are overwritten. */
+/* The `size` bytes after the first 3,968 of `block`. Those are overwritten. */
 TARNAPI void* __tarn_compress2(void* block, int size, int* length);
 
 /* ---- Reading --------------------------------------------------------------
  * The data of a compressed block of `size` bytes; a block, even if there are
  * none. Null if the first byte is not 1 and if the data would have 2 GiB or
  * more, or more bytes than there is storage for. The stream has no checksum:
- * any other bytes give some data, and a stream that was cut gives what its whole
- * elements hold. For want of the first 50,000,000 bytes of storage: the run-time
+ * any other bytes yield some data, and a stream that was cut yields what its whole
+ * elements hold. Without storage for the first 50,000,000 bytes: the run-time
  * error "Run out of heap space" (199). */
 TARNAPI void* __tarn_decompress(const void* block, int size, int* length);
 
 /* ---- The pieces ----------------------------------------------------------- */
 
 /* Writes the low `count` bits (at most 24) of `value` at bit `*bit` (0 to 7) of
- * **output and moves both on. The rest of that byte and the three bytes behind
+ * **output and moves both on. The rest of that byte and the three bytes after it
  * are overwritten. */
 TARNAPI void send_info(unsigned int value, unsigned char** output, int* bit, int count);
 /* Reads `count` bits (at most 24) from bit `*bit` of **input and moves both on. */

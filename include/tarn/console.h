@@ -97,7 +97,7 @@ TARNAPI void tarn_set_console_wrap_mode(const int* mode) TARN_LINK_NAME("SET_CON
 TARNAPI int ConsolePrintf(const char* format, ...);
 
 /* The text in the middle of the cursor's row, cut at the right edge as without
- * wrapping. Line ends behind it are written, and do not count. Result: the length
+ * wrapping. Line ends after it are written, and do not count. Result: the length
  * that counts; 1 for a text that is a line end alone. */
 TARNAPI int ConsolePrintfC(const char* format, ...);
 
@@ -110,7 +110,7 @@ TARNAPI void ClearPrintfCLine(int on);
  * each in the middle. The box is as wide as the longest line, up to ScreenWidth
  * less 6, where longer lines of several are cut; a single line is cut by the edge
  * of the screen alone, and so are the rows of the box on a screen narrower than
- * its frame. Styles: 0 blanks, 1 a single and 2 a double line, 3 to 5 a light,
+ * its frame. Styles: 0 spaces, 1 a single and 2 a double line, 3 to 5 a light,
  * middle and full block; another number counts as 1. A colour of 16 or more keeps
  * the one that is set; both are afterwards what they were. Result: the width of
  * the text in the box. */
@@ -123,7 +123,7 @@ TARNAPI int SetBoxShadow(int colour);
  * before. */
 TARNAPI char SetBoxChar(char character);
 
-/* Blanks that put `length` characters into the middle of `width` columns, then the
+/* Spaces that put `length` characters into the middle of `width` columns, then the
  * text up to its NUL, into a destination that has room for them. */
 TARNAPI void centre_line(const char* source, char* destination, int length, int width);
 
@@ -162,19 +162,19 @@ TARNAPI void tarn_pop_console_colour(void) TARN_LINK_NAME("POP_CONSOLE_COLOUR@")
  * either case; -1 for another letter. */
 TARNAPI int colour_from_code(char code);
 
-/* Reads such a letter with a '-' in front for bright and a ';' behind, both
- * optional, and moves *text behind them. *colour stays for another letter. */
+/* Reads such a letter with a '-' before it for bright and a ';' after it, both
+ * optional, and moves *text past them. *colour stays for another letter. */
 TARNAPI void ProcessColourOption(const char** text, unsigned int* colour);
 
 /* ---- Clearing ------------------------------------------------------------
- * Blanks in the row of the console's cursor, in the colours of the first clearing.
+ * Spaces in the row of the console's cursor, in the colours of the first clearing.
  * What was collected is dropped; the screen's cursor does not move. Redirected,
  * nothing happens. */
 TARNAPI void ClearCurrentLine(void);
 TARNAPI void ClearToCursorPos(void); /* left of the cursor */
 TARNAPI void ClearToEOL(void);       /* at the cursor and right of it */
 
-/* Flushes; the rows of blanks and of the pause are made anew when next wanted, in
+/* Flushes; the rows of spaces and of the pause are made anew when next wanted, in
  * the colours of then. */
 TARNAPI void FreeConsoleInstance(void);
 
@@ -202,8 +202,8 @@ TARNAPI void get_key(int* key);
 /* Flushes, and reads a line of at most `size` bytes without its line end; no NUL is
  * added. The rest of a longer line comes with the next calls. *count is the
  * length, or -1 at the end of the input, which is a Ctrl-Z (26) or a read that
- * gives nothing; for the latter "^Z" is shown. A line end is 13 or 10 and may have
- * one more of them behind it, so an empty line behind a single "\n" is not seen.
+ * returns nothing; for the latter "^Z" is shown. A line end is 13 or 10 and may have
+ * one more of them after it, so an empty line after a single "\n" is not seen.
  * Text without a line end before the end is lost. Result: 1 if a read failed while
  * the line was read, which ends the input for good; else 0. */
 TARNAPI int ConsoleRead(char* buffer, int size, int* count);
@@ -260,7 +260,7 @@ TARNAPI int _get_console_handle(int which);
 
 /* ---- Plain text ----------------------------------------------------------
  * To standard output, or with "err" to standard error, at once and past the
- * console: a text or `length` bytes, with "\r\n" behind it, or without it where the
+ * console: a text or `length` bytes, with "\r\n" after it, or without it where the
  * name has "coua". Result: the bytes of the last write, or -1. Any thread. */
 TARNAPI int __newline(void);
 TARNAPI int __errnewline(void);
@@ -290,10 +290,10 @@ TARNAPI void PrintNewLine(int* columns);
 TARNAPI void ScrollScreen(void);
 /* The pause itself; nothing where redirected. */
 TARNAPI void OutputPauseMessage(void);
-/* Makes the row of blanks, if there is none. */
+/* Makes the row of spaces, if there is none. */
 TARNAPI void setup_clear_buff(void);
 
-/* A node, one given back before or a new one; gives a node back, or null. */
+/* A node, one returned before or a new one; the second returns a node, or null. */
 typedef struct tarn_int_stack {
   int value;
   struct tarn_int_stack* next;

@@ -7,7 +7,7 @@
  * raising entry returns, nothing is cleaned up, streams are not closed (they
  * are unbuffered, so nothing is lost). All of them may be called on any thread.
  *
- * The trap behind them is the instruction `int 9` with the number in rax and
+ * What they execute is the instruction `int 9` with the number in rax and
  * the NUL-terminated texts for %1 to %6 of the message in r8 to r13. */
 #ifndef TARN_ERRORS_H
 #define TARN_ERRORS_H
@@ -92,7 +92,7 @@ TARNAPI TARN_NO_RETURN void text_error(const char* format, ...);
 /* Raises 29 for the routine called `name`. */
 TARNAPI TARN_NO_RETURN void __MissingRoutine(const char* name);
 
-/* ---- Beside them -------------------------------------------------------- */
+/* ---- Related -------------------------------------------------------- */
 
 /* Returns `result`, whatever the others are. */
 TARNAPI int check_exception(int first, int result, int third);

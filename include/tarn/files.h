@@ -15,7 +15,7 @@
 #ifndef TARN_FILES_H
 #define TARN_FILES_H
 
-#include <stdio.h>
+#include "../stdio.h"
 
 #include "api.h"
 

@@ -15,14 +15,14 @@
 
 TARN_API_BEGIN
 
-#define TARN_AT(name) __asm__(name "@")
+#define TARN_AT(name) TARN_LINK_NAME(name "@")
 
 /* A complex result fills the first floating-point register whole. */
 typedef float tarn_complex8 __attribute__((vector_size(16)));   /* {re, im, 0, 0} */
 typedef double tarn_complex16 __attribute__((vector_size(16))); /* {re, im} */
 
 /* ---- Elementary intrinsics --------------------------------------------------
- * A NaN argument gives a quiet NaN. */
+ * For a NaN argument they return a quiet NaN. */
 
 /* Logarithms, natural, base 10 and base 2 (34 for x <= 0); e to the power x
  * (25 on overflow). */
@@ -117,16 +117,22 @@ TARNAPI int CLR_SELECTED_REAL_KIND(const int* p, const int* r) TARN_AT("CLR_SELE
  * without precision. A library built without the SLATEC sources raises 29 for
  * all but the error functions. */
 
-/* Error function, its complement, exp(x * x) times the complement. */
+/* Error function, its complement (0.0 from 26.543 on), exp(x * x) times the
+ * complement (1.79e308 below -26.628, 0.0 from 2.53e307 on). */
 TARNAPI double DERF(const double* x) TARN_AT("DERF");
 TARNAPI double DERFC(const double* x) TARN_AT("DERFC");
 TARNAPI double DERFC_SCALED(const double* x) TARN_AT("DERFC_SCALED");
-/* Gamma function and the logarithm of its absolute value. */
+/* Gamma function and the logarithm of its absolute value. 357 at 0 and the
+ * negative integers and for what lies too near them; DGAMMA above about 171.6,
+ * below about -170.6 and for positive subnormals, DLOG_GAMMA above about
+ * 3.7e306. */
 TARNAPI double DGAMMA(const double* x) TARN_AT("DGAMMA");
 TARNAPI double DLOG_GAMMA(const double* x) TARN_AT("DLOG_GAMMA");
 /* Bessel functions; the second kind needs x > 0, JN and YN need n >= 0 and JN
  * x >= 0. J1 and Y1 raise 357 for a non-zero |x| up to 4.4501478e-308, YN for x
- * below 2.2250739e-305; J0, JN and Y0 go down to the smallest normal number. */
+ * below 2.2250739e-305; J0, JN and Y0 go down to the smallest normal number.
+ * From about 4.5e15 on those of fixed order have no precision left: 357, as JN
+ * and YN from 2^61 on. */
 TARNAPI double DBESSEL_J0(const double* x) TARN_AT("DBESSEL_J0");
 TARNAPI double DBESSEL_J1(const double* x) TARN_AT("DBESSEL_J1");
 TARNAPI double DBESSEL_JN(const int* n, const double* x) TARN_AT("DBESSEL_JN");
@@ -134,9 +140,14 @@ TARNAPI double DBESSEL_Y0(const double* x) TARN_AT("DBESSEL_Y0");
 TARNAPI double DBESSEL_Y1(const double* x) TARN_AT("DBESSEL_Y1");
 TARNAPI double DBESSEL_YN(const int* n, const double* x) TARN_AT("DBESSEL_YN");
 
-/* Machine constants of the routines behind them, under these very names:
- * D1MACH gives 0.0 for i outside 1 to 5, I1MACH stops the program for i outside
- * 1 to 16. */
+/* Machine constants of SLATEC, under these very names. D1MACH: 1 the smallest
+ * magnitude, 2 the largest, 3 and 4 the smallest and largest relative spacing, 5
+ * log10 of 2, in the decimal values that its routines were tuned with; 0.0 for
+ * another i. I1MACH: 1 to 4 unit numbers of input, output, punch and errors; 5
+ * bits and 6 characters of an integer; 7 to 9 its base, digits and largest value;
+ * 10 the floating-point base; 11 to 13 digits, smallest and largest exponent of a
+ * single, 14 to 16 of a double; another i writes an error message and stops the
+ * program. */
 TARNAPI double D1MACH(const int* i);
 TARNAPI int I1MACH(const int* i);
 /* *result := one of the error functions, by *selector 0, 1 or 2 (else 357). */
@@ -147,7 +158,7 @@ TARNAPI void CALERF(const double* x, double* result, const int* selector);
 /* ---- Dot products -----------------------------------------------------------
  * __dotp8, __dotp4 (contiguous) and __dotp8x, __dotp4x (strides in bytes, which
  * may be negative or 0). They take registers of their own and save fewer than
- * the convention asks for, so C calls them through these forms. n <= 0 gives 0.
+ * the convention asks for, so C calls them through these forms. For n <= 0 the sum is 0.
  * The sums are in the elements' precision; the contiguous ones are not in
  * element order. */
 #define TARN_DOT_PRODUCT(name, type, routine)                                                  \

@@ -49,7 +49,7 @@ TARNAPI int GetParallelTaskID(int slaves);
 TARNAPI void GetParallelTaskStatus(int* task, int* count);
 
 /* 1 in a slave, else 0. Ask before GetParallelTaskID: a master that has started
- * slaves gives 1 too, and so does a program that a task has started. */
+ * slaves returns 1 too, and so does a program that a task has started. */
 TARNAPI int IsSlaveProcess(void);
 
 /* Every task leaves at its next barrier, with exit code 0, at once. */

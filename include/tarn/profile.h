@@ -12,8 +12,8 @@
  *
  * The report is two files beside the source: primes.PROFILE, a summary with a
  * row a line, and the compiler's listing primes.LIS, rewritten with a count
- * behind each numbered line. A compiler that counts by itself lays the same
- * block, and hands it over with TARN_PROFILE of <tarn/image.h>.
+ * after each numbered line. A compiler that counts by itself lays out the same
+ * block, and passes it on with TARN_PROFILE of <tarn/image.h>.
  *
  * One source a program: the last block that the start-up script names is the
  * one that is reported. Not for several threads at once. */
@@ -21,9 +21,9 @@
 #define TARN_PROFILE_H
 
 #include <stdint.h>
-#include <tarn/image.h>
 
 #include "api.h"
+#include "image.h"
 
 TARN_API_BEGIN
 
@@ -60,11 +60,11 @@ TARN_API_BEGIN
       char[__LINE__ <= sizeof tarn_profile.counters / sizeof tarn_profile.counters[0] ? 1 : -1])
 
 /* Writes both files and prints a line for each. Called once, by who ends the
- * program. In the listing a numbered line begins with a blank and has a first
+ * program. In the listing a numbered line begins with a space and has a first
  * word of at least four characters, with digits in places 1 and 4 and no ';' in
  * place 3. Its count stands in column 82 or further right: "12,345 Times", or
  * "Never executed"; a line without code, or beyond the block's lines, gets a
- * blank and no count. A last line tells which ran most, the first of equals.
+ * space and no count. A last line tells which ran most, the first of equals.
  *
  * The source's path ends in a dot and three letters, and becomes the listing's,
  * in the block itself. Does nothing without a block, or with a path of fewer

@@ -19,7 +19,7 @@
 TARN_API_BEGIN
 
 /* ---- In the console's title ----------------------------------------------
- * " (NN%)" stands behind the title. Of a title of more than 248 bytes the end
+ * " (NN%)" comes after the title. Of a title of more than 248 bytes the end
  * gives way to it, and comes back when the title does. Titles of more than 255
  * bytes are shown and come back cut at 255. */
 
@@ -49,8 +49,8 @@ TARNAPI void CloseProgressThread(void);
 
 /* `total`: the steps to do; 0 or less: nothing happens. `title` is the caption
  * and `text` the line, both in the console's (OEM) character set and cut at 255
- * bytes. The counts of SetErrorCounters stand directly behind the line, which
- * is cut where both have more than 255 bytes; end it with a blank or ": ". The
+ * bytes. The counts of SetErrorCounters come directly after the line, which
+ * is cut where both have more than 255 bytes; end it with a space or ": ". The
  * percentage has its own place and is never cut.
  * Starting a dialog closes an earlier one. The steps done are not set back: a
  * second dialog of the same run begins with the value of the first and takes
@@ -76,7 +76,7 @@ TARNAPI void SetErrorCounters(int errors, int warnings, int comments);
  * for 63 bytes. Result: characters without the NUL. */
 TARNAPI int MakeErrorReportLine(char* destination, int errors, int warnings, int comments);
 
-/* Writes "VALUE WORD", with an 's' behind it unless the value is 1, and a NUL:
+/* Writes "VALUE WORD", with an 's' after it unless the value is 1, and a NUL:
  * at most 13 bytes beside the word's own. Result: where the NUL is. */
 TARNAPI char* add_int_and_string(char* destination, int value, const char* word);
 

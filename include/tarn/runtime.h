@@ -12,11 +12,13 @@
 
 TARN_API_BEGIN
 
+#ifndef TARN_LIBRARY
 /* ---- Process-wide cells --------------------------------------------------
  * This image's pointers to the twelve cells that all images of a process
  * share. Filled by the start-up script before main runs; in a DLL, which has
  * no such step, they stay null: use the routines there. */
 extern void* __runtime_slots[12];
+#endif
 
 /* ---- Configuration ---------------------------------------------------- */
 
@@ -51,7 +53,7 @@ TARNAPI int _ncx_lib_version(void);
 
 /* ---- The program ------------------------------------------------------ */
 
-/* Fills `name` with the full path of the program, padded with blanks or cut
+/* Fills `name` with the full path of the program, padded with spaces or cut
  * at `length` bytes; no NUL is written. */
 TARNAPI void GET_PROGRAM_NAME(char* name, int64_t length) TARN_LINK_NAME("GET_PROGRAM_NAME@");
 

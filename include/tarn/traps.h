@@ -1,4 +1,4 @@
-/* What happens at a fault: routines in front of the report, underflow, the
+/* What happens at a fault: routines that run before the report, underflow, the
  * console break, labels, and regions that grow on fault. Names that C cannot
  * spell are given by their link names; Fortran's forms take their arguments by
  * reference.
@@ -13,7 +13,7 @@
 
 TARN_API_BEGIN
 
-/* ---- Routines in front of the report -------------------------------------- */
+/* ---- Routines before the report -------------------------------------- */
 
 /* The system's records; a routine that repairs a fault changes the context, and
  * the change takes effect, in the XMM registers too. */
@@ -66,8 +66,8 @@ enum tarn_trap_type {
   TARN_TRAP_INTEGER_DIVIDE = 14
 };
 
-/* Installs a routine (null: none) for a type; gives back the one before. A type
- * not listed changes nothing and gives null. */
+/* Installs a routine (null: none) for a type; returns the one before. For a type
+ * that is not listed it changes nothing and returns null. */
 TARNAPI tarn_trap_routine* TRAP_EXCEPTION(const int* type, tarn_trap_routine* routine)
     TARN_LINK_NAME("TRAP_EXCEPTION@");
 
@@ -77,8 +77,8 @@ TARNAPI void RESTORE_DEFAULT_HANDLER(const void* unused) TARN_LINK_NAME("RESTORE
 
 /* ---- Floating point --------------------------------------------------------- */
 
-/* 0: underflows give zero and are not counted (at start). 1: each is counted and
- * gives zero. 2: each is counted and ends in the report. For the calling thread;
+/* 0: underflows become zero and are not counted (at start). 1: each is counted and
+ * becomes zero. 2: each is counted and ends in the report. For the calling thread;
  * another mode changes nothing. Mode 1 costs two system calls an underflow. */
 TARNAPI void __set_software_underflows(int mode);
 TARNAPI void SET_SOFTWARE_UNDERFLOWS(const int* mode) TARN_LINK_NAME("SET_SOFTWARE_UNDERFLOWS$");
@@ -101,14 +101,14 @@ TARNAPI void mask_all_fp_errors(int on);
 
 /* Type 0: `routine` is called at Ctrl+C and Ctrl+Break, on a thread that the
  * system starts; non-zero means that it dealt with it, else the program ends.
- * Gives back the routine before. Another type does nothing and gives null. */
+ * Returns the routine before. For another type it does nothing and returns null. */
 typedef int TARNAPI tarn_break_routine(void);
 TARNAPI tarn_break_routine* SET_TRAP(tarn_break_routine* routine, const int* type)
     TARN_LINK_NAME("SET_TRAP@");
 
 /* ---- Labels -------------------------------------------------------------------- */
 
-/* Records the place behind the call in `cell`; 256 bytes of the heap, never
+/* Records the place after the call in `cell`; 256 bytes of the heap, never
  * freed; without room it raises 199. The result is not 1; after a jump to the
  * label it is 1. All registers that a routine keeps for its caller are kept. */
 TARNAPI int64_t LABEL(void** cell) TARN_LINK_NAME("LABEL@") __attribute__((returns_twice));
@@ -125,7 +125,7 @@ TARNAPI TARN_NO_RETURN void JUMP(void** cell) TARN_LINK_NAME("JUMP@");
  * region", memory that runs out on a touch the same with "physical". */
 TARNAPI void* setup_expanding_region(const char* name, int64_t size);
 
-/* mode 0x4000 gives the memory back, 0x8000 the address space too; the region no
+/* mode 0x4000 releases the memory, 0x8000 the address space too; the region no
  * longer grows in either case. Non-zero on success, 0 if no region begins at
  * `region` or the mode is another. */
 TARNAPI int remove_virtual_region(void* region, int mode);

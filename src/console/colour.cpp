@@ -22,7 +22,9 @@ std::int32_t SetConsoleColour(std::int32_t colour) {
   console.text_attribute = static_cast<std::int16_t>(console.background | colour);
   return before;
 }
-std::int32_t SET_CONSOLE_COLOUR_at(const std::int32_t* colour) { return SetConsoleColour(*colour); }
+std::int32_t tarn_set_console_colour(const std::int32_t* colour) {
+  return SetConsoleColour(*colour);
+}
 
 std::int32_t SetConsoleBackground(std::int32_t colour) {
   const std::int32_t before = console.background / kBackgroundStep;
@@ -33,7 +35,7 @@ std::int32_t SetConsoleBackground(std::int32_t colour) {
   console.text_attribute = (console.text_attribute & kForeground) | console.background;
   return before;
 }
-std::int32_t SET_CONSOLE_BACKGROUND_at(const std::int32_t* colour) {
+std::int32_t tarn_set_console_background(const std::int32_t* colour) {
   return SetConsoleBackground(*colour);
 }
 
@@ -44,24 +46,24 @@ void SetTextAttribute(std::int32_t colour) {
 
 void PushConsoleColour(std::int32_t colour) {
   if (console.redirected) return;
-  int_stack* const node = new_int_stack();
+  tarn_int_stack* const node = new_int_stack();
   node->value = console.text_attribute;
   node->next = console.colour_stack;
   console.colour_stack = node;
   SetConsoleColour(colour);
 }
-void PUSH_CONSOLE_COLOUR_at(const std::int32_t* colour) { PushConsoleColour(*colour); }
+void tarn_push_console_colour(const std::int32_t* colour) { PushConsoleColour(*colour); }
 
 void PopConsoleColour() {
   if (console.redirected) return;
   FlushConsole();
-  int_stack* const top = console.colour_stack;
+  tarn_int_stack* const top = console.colour_stack;
   if (!top) return;
   console.text_attribute = top->value;
   console.colour_stack = top->next;
   discard_int_stack(top);
 }
-void POP_CONSOLE_COLOUR_at() { PopConsoleColour(); }
+void tarn_pop_console_colour() { PopConsoleColour(); }
 
 std::int32_t colour_from_code(char code) {
   const char capital = code >= 'a' && code <= 'z' ? static_cast<char>(code - 'a' + 'A') : code;

@@ -161,7 +161,7 @@ const DesktopFacts& desktop_facts() {
   return facts;
 }
 
-extern "C" void __InitialiseConsole() {
+void __InitialiseConsole() {
   if (console.console_initialised) return;
   console.console_initialised = 1;
   reset_state();
@@ -175,16 +175,16 @@ extern "C" void __InitialiseConsole() {
 }
 
 std::int32_t ConsoleRedirected() { return console.redirected; }
-std::int32_t CONSOLE_REDIRECTED_at() { return ConsoleRedirected(); }
+std::int32_t tarn_console_redirected() { return ConsoleRedirected(); }
 
 void RedirectConsoleOutput(std::int64_t handle) {
   console.redirected = 1;
   console.output_handle = handle;
 }
-void REDIRECT_CONSOLE_OUTPUT_at(const std::int64_t* handle) { RedirectConsoleOutput(*handle); }
+void tarn_redirect_console_output(const std::int64_t* handle) { RedirectConsoleOutput(*handle); }
 
 void RedirectConsoleInput(std::int64_t handle) { console.input_handle = handle; }
-void REDIRECT_CONSOLE_INPUT_at(const std::int64_t* handle) { RedirectConsoleInput(*handle); }
+void tarn_redirect_console_input(const std::int64_t* handle) { RedirectConsoleInput(*handle); }
 
 std::int32_t _get_console_handle(std::int32_t which) {
   constexpr RuntimeCell kCells[] = {kCellInputHandle, kCellOutputHandle, kCellErrorHandle};
@@ -201,7 +201,7 @@ std::int32_t ScreenHeight() {
 }
 
 void CursorWrapMode(std::int32_t mode) { console.wrap_mode = mode; }
-void SET_CONSOLE_WRAP_MODE_at(const std::int32_t* mode) { CursorWrapMode(*mode); }
+void tarn_set_console_wrap_mode(const std::int32_t* mode) { CursorWrapMode(*mode); }
 
 void SetConsoleCursorPos(std::int32_t x, std::int32_t y) {
   console.cursor_x = x;
@@ -210,7 +210,7 @@ void SetConsoleCursorPos(std::int32_t x, std::int32_t y) {
   platform::SetConsoleCursorPosition(system_handle(console.output_handle),
                                      {static_cast<std::int16_t>(x), static_cast<std::int16_t>(y)});
 }
-void SET_CONSOLE_CURSOR_POS_at(const std::int32_t* x, const std::int32_t* y) {
+void tarn_set_console_cursor_pos(const std::int32_t* x, const std::int32_t* y) {
   SetConsoleCursorPos(*x, *y);
 }
 
@@ -228,7 +228,7 @@ void GetCursorPos(std::int32_t* x, std::int32_t* y) {
   *x = console.screen.cursor.x;
   *y = console.screen.cursor.y;
 }
-void GET_CONSOLE_CURSOR_POS_at(std::int32_t* x, std::int32_t* y) { GetCursorPos(x, y); }
+void tarn_get_console_cursor_pos(std::int32_t* x, std::int32_t* y) { GetCursorPos(x, y); }
 
 std::int32_t SetConsoleCursorSize(std::int32_t size) {
   const platform::Handle output = system_handle(console.output_handle);
@@ -238,20 +238,20 @@ std::int32_t SetConsoleCursorSize(std::int32_t size) {
   platform::SetConsoleCursorInfo(output, &console.cursor);
   return before;
 }
-std::int32_t SET_CURSOR_SIZE_at(const std::int32_t* size) { return SetConsoleCursorSize(*size); }
+std::int32_t tarn_set_cursor_size(const std::int32_t* size) { return SetConsoleCursorSize(*size); }
 
 void CursorControl(std::int32_t on) {
   if (on && console.cursor_hidden) {
-    RESTORE_CURSOR_at();
+    tarn_restore_cursor();
     console.cursor_hidden = 0;
   } else if (!on && !console.cursor_hidden) {
-    HIDE_CURSOR_at();
+    tarn_hide_cursor();
     console.cursor_hidden = 1;
   }
 }
-void CURSOR_CONTROL_at(const std::int32_t* on) { CursorControl(*on); }
+void tarn_cursor_control(const std::int32_t* on) { CursorControl(*on); }
 
-void HIDE_CURSOR_at() {
+void tarn_hide_cursor() {
   platform::ConsoleCursorInfo info;
   const platform::Handle output = system_handle(console.output_handle);
   if (console.redirected || hidden_cursor.screen != kNoHandle ||
@@ -264,7 +264,7 @@ void HIDE_CURSOR_at() {
 }
 
 // A size that was set in between is kept.
-void RESTORE_CURSOR_at() {
+void tarn_restore_cursor() {
   platform::ConsoleCursorInfo info;
   const platform::Handle screen = system_handle(hidden_cursor.screen);
   if (hidden_cursor.screen != kNoHandle && platform::GetConsoleCursorInfo(screen, &info)) {
@@ -274,14 +274,14 @@ void RESTORE_CURSOR_at() {
   hidden_cursor.screen = kNoHandle;
 }
 
-int_stack* new_int_stack() {
-  int_stack* const node = console.int_stack_free_list;
-  if (!node) return static_cast<int_stack*>(vmalloc(sizeof(int_stack)));
+tarn_int_stack* new_int_stack() {
+  tarn_int_stack* const node = console.int_stack_free_list;
+  if (!node) return static_cast<tarn_int_stack*>(vmalloc(sizeof(tarn_int_stack)));
   console.int_stack_free_list = node->next;
   return node;
 }
 
-void discard_int_stack(int_stack* node) {
+void discard_int_stack(tarn_int_stack* node) {
   if (!node) return;
   node->next = console.int_stack_free_list;
   console.int_stack_free_list = node;

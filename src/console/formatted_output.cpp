@@ -131,10 +131,10 @@ std::int32_t __ConsolePrintf(const char* format, ...) {
 }
 
 void ConsoleWrite(const char* text) { output_win32_line(text, -1); }
-void CONSOLE_WRITE_at(const char* text, std::int64_t length) {
+void tarn_console_write(const char* text, std::int64_t length) {
   output_win32_line(text, static_cast<std::int32_t>(length));
 }
 void ConsoleWriteChar(char character) { output_win32_char(character); }
-void CONSOLE_WRITE_CHAR_at(const char* character) { ConsoleWriteChar(*character); }
+void tarn_console_write_char(const char* character) { ConsoleWriteChar(*character); }
 
 }  // namespace tarn

@@ -11,6 +11,10 @@
 namespace tarn {
 namespace {
 
+const tarn_cell* as_cells(const platform::CharInfo* cells) {
+  return reinterpret_cast<const tarn_cell*>(cells);
+}
+
 constexpr char kPauseMessage[] = "*** PAUSED - Press any key to continue (ESC to quit) ***";
 constexpr std::int32_t kPauseLength = sizeof kPauseMessage - 1;
 constexpr std::uint16_t kPauseAttribute = 0x4E;       // yellow on red
@@ -204,7 +208,7 @@ void clear_columns(std::int32_t from, std::int32_t to) {
   const std::int32_t left = from > 0 ? from : 0;
   const std::int32_t right = to < console.clear_width ? to : console.clear_width;
   console.cursor_x = left;
-  write_linebuff(right - left, console.clear_buffer);
+  write_linebuff(right - left, as_cells(console.clear_buffer));
 }
 
 }  // namespace
@@ -243,13 +247,13 @@ void FlushConsole() {
   output_unbuffered_win32_line(console.pending_text, console.pending_count);
   console.pending_count = 0;
 }
-void FLUSH_CONSOLE_at() { FlushConsole(); }
+void tarn_flush_console() { FlushConsole(); }
 
 void ConsoleBufferMode(std::int32_t mode) {
   if (mode == 0 && console.buffered) FlushConsole();
   console.buffered = mode;
 }
-void SET_CONSOLE_BUFFER_MODE_at(const std::int32_t* mode) { ConsoleBufferMode(*mode); }
+void tarn_set_console_buffer_mode(const std::int32_t* mode) { ConsoleBufferMode(*mode); }
 
 void ClearCurrentLine() {
   if (console.redirected) return;
@@ -307,7 +311,7 @@ void ConsolePauseMode(std::int32_t mode) {
   }
   console.pause_enabled = mode;
 }
-void SET_PAUSE_MODE_at(const std::int32_t* mode) { ConsolePauseMode(*mode); }
+void tarn_set_pause_mode(const std::int32_t* mode) { ConsolePauseMode(*mode); }
 
 std::int32_t ConsolePaused() { return console.pause_active; }
 
@@ -320,7 +324,7 @@ void ClearPauseLine() {
   yield_to_screen();
   console.pause_active = 0;
 }
-void CLEAR_PAUSE_LINE_at() { ClearPauseLine(); }
+void tarn_clear_pause_line() { ClearPauseLine(); }
 
 void OutputPauseMessage() {
   if (console.redirected) return;  // nobody would see what is waited for
@@ -331,7 +335,7 @@ void OutputPauseMessage() {
   console.pause_threshold = console.pause_once ? kNeverPause : console.buffer_height - kRowsKept;
   CursorControl(0);
   console.cursor_x = 0;
-  write_linebuff(console.clear_width, console.pause_buffer);
+  write_linebuff(console.clear_width, as_cells(console.pause_buffer));
   yield_to_screen();
   std::int32_t key = 0;  // stays where no key can be read
   get_key(&key);
@@ -339,7 +343,9 @@ void OutputPauseMessage() {
   if (key == kEscape) exit(0);
 }
 
-void write_linebuff(std::int32_t count, const platform::CharInfo* cells) {
+void write_linebuff(std::int32_t count, const tarn_cell* row_of_cells) {
+  static_assert(sizeof(tarn_cell) == sizeof(platform::CharInfo));
+  const auto* cells = reinterpret_cast<const platform::CharInfo*>(row_of_cells);
   if (!cells) {
     cells = console.line_cells;
     if (count > kLineCells) count = kLineCells;

@@ -4,23 +4,10 @@
 // and its line end are two writes.
 #pragma once
 
+#include "include/tarn/console.h"
 #include "platform/abi.h"
 
 namespace tarn {
-
-// With a line end: nothing else, a NUL-terminated text, `length` bytes.
-TARNAPI std::int32_t __newline();
-TARNAPI std::int32_t __errnewline();
-TARNAPI std::int32_t __cou(const char* text);
-TARNAPI std::int32_t __cou1(const char* text, std::int32_t length);
-TARNAPI std::int32_t __errcou(const char* text);
-TARNAPI std::int32_t __errcou1(const char* text, std::int32_t length);
-
-// Without.
-TARNAPI std::int32_t __coua(const char* text);
-TARNAPI std::int32_t _coua1(const char* text, std::int32_t length);
-TARNAPI std::int32_t __errcoua(const char* text);
-TARNAPI std::int32_t __errcoua1(const char* text, std::int32_t length);
 
 // Puts the bytes, unchanged, on standard output (1) or error (2).
 TARNAPI std::int32_t write(std::int32_t stream, const void* text, std::int32_t length);

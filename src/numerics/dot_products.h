@@ -22,15 +22,15 @@
 // processor's. Any thread.
 #pragma once
 
+#include "include/tarn/fortran_math.h"
 #include "platform/abi.h"
 
 namespace tarn {
 
-extern "C" {
-TARNAPI double __dotp8(const double* a, const double* b, std::int64_t n);
-TARNAPI double __dotp8x(const double* a, const double* b, std::int64_t n);
-TARNAPI float __dotp4(const float* a, const float* b, std::int64_t n);
-TARNAPI float __dotp4x(const float* a, const float* b, std::int64_t n);
-}
+// In assembly.
+TARN_SYMBOL(__dotp8, "__dotp8");
+TARN_SYMBOL(__dotp8x, "__dotp8x");
+TARN_SYMBOL(__dotp4, "__dotp4");
+TARN_SYMBOL(__dotp4x, "__dotp4x");
 
 }  // namespace tarn

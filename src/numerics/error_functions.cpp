@@ -98,7 +98,7 @@ double error_function(const double* x, std::int32_t selector) {
 
 }  // namespace
 
-extern "C" void CALERF(const double* x, double* result, const std::int32_t* selector) {
+void CALERF(const double* x, double* result, const std::int32_t* selector) {
   const double value = *x;
   const std::int32_t wanted = *selector;
   if (is_nan(value) || wanted < kErf || wanted > kScaledErfc) {
@@ -118,9 +118,9 @@ extern "C" void CALERF(const double* x, double* result, const std::int32_t* sele
   }
 }
 
-double DERF_at(const double* x) { return error_function(x, kErf); }
-double DERFC_at(const double* x) { return error_function(x, kErfc); }
-double DERFC_SCALED_at(const double* x) { return DERFCX(x); }
+double DERF(const double* x) { return error_function(x, kErf); }
+double DERFC(const double* x) { return error_function(x, kErfc); }
+double DERFC_SCALED(const double* x) { return DERFCX(x); }
 extern "C" double DERFCX(const double* x) { return error_function(x, kScaledErfc); }
 
 }  // namespace tarn

@@ -68,82 +68,82 @@ std::int64_t nearest_integer(double x) {
 
 }  // namespace
 
-float ALOG_at(const float* x) { return paneview::ALOG$$(*x); }
-float ALOG1_at(const float* x) { return paneview::AL10$$(*x); }
-float ALOG2_at(const float* x) { return paneview::ALG2$$(*x); }
-double DLOG_at(const double* x) { return paneview::DALOG$$(*x); }
-double DLOG1_at(const double* x) { return paneview::DAL10$$(*x); }
-double DLOG2_at(const double* x) { return paneview::DALG2$$(*x); }
-float EXP_at(const float* x) { return paneview::EXP$$(*x); }
-double DEXP_at(const double* x) { return paneview::DEXP$$(*x); }
+float ALOG(const float* x) { return paneview::ALOG$$(*x); }
+float ALOG1(const float* x) { return paneview::AL10$$(*x); }
+float ALOG2(const float* x) { return paneview::ALG2$$(*x); }
+double DLOG(const double* x) { return paneview::DALOG$$(*x); }
+double DLOG1(const double* x) { return paneview::DAL10$$(*x); }
+double DLOG2(const double* x) { return paneview::DALG2$$(*x); }
+float EXP(const float* x) { return paneview::EXP$$(*x); }
+double DEXP(const double* x) { return paneview::DEXP$$(*x); }
 
-float SIN_at(const float* x) { return to_single(sine(x87_load(*x))); }
-float COS_at(const float* x) { return to_single(cosine(x87_load(*x))); }
-float TAN_at(const float* x) { return to_single(tangent(x87_load(*x))); }
-float ATAN_at(const float* x) { return to_single(x87_atan2(x87_load(*x), 1.0L)); }
-double DSIN_at(const double* x) { return to_double(sine(x87_load(*x))); }
-double DCOS_at(const double* x) { return to_double(cosine(x87_load(*x))); }
-double DTAN_at(const double* x) { return to_double(tangent(x87_load(*x))); }
-double DATAN_at(const double* x) { return to_double(x87_atan2(x87_load(*x), 1.0L)); }
+float SIN(const float* x) { return to_single(sine(x87_load(*x))); }
+float COS(const float* x) { return to_single(cosine(x87_load(*x))); }
+float TAN(const float* x) { return to_single(tangent(x87_load(*x))); }
+float ATAN(const float* x) { return to_single(x87_atan2(x87_load(*x), 1.0L)); }
+double DSIN(const double* x) { return to_double(sine(x87_load(*x))); }
+double DCOS(const double* x) { return to_double(cosine(x87_load(*x))); }
+double DTAN(const double* x) { return to_double(tangent(x87_load(*x))); }
+double DATAN(const double* x) { return to_double(x87_atan2(x87_load(*x), 1.0L)); }
 
-float ASIN_at(const float* x) { return paneview::ASIN$$(*x); }
-float ACOS_at(const float* x) { return paneview::ACOS$$(*x); }
-double DASIN_at(const double* x) { return paneview::DASIN$$(*x); }
-double DACOS_at(const double* x) { return paneview::DACOS$$(*x); }
-float ATAN2_at(const float* y, const float* x) { return paneview::ATAN2V$(*y, *x); }
-double DATN2_at(const double* y, const double* x) { return paneview::DATAN2V$(*y, *x); }
+float ASIN(const float* x) { return paneview::ASIN$$(*x); }
+float ACOS(const float* x) { return paneview::ACOS$$(*x); }
+double DASIN(const double* x) { return paneview::DASIN$$(*x); }
+double DACOS(const double* x) { return paneview::DACOS$$(*x); }
+float ATAN2(const float* y, const float* x) { return paneview::ATAN2V$(*y, *x); }
+double DATN2(const double* y, const double* x) { return paneview::DATAN2V$(*y, *x); }
 
-float SINH_at(const float* x) { return paneview::SINH$$(*x); }
-float COSH_at(const float* x) { return paneview::COSH$$(*x); }
-float TANH_at(const float* x) { return paneview::TANH$$(*x); }
-double DSINH_at(const double* x) { return paneview::DSINH$$(*x); }
-double DCOSH_at(const double* x) { return paneview::DCOSH$$(*x); }
-double DTANH_at(const double* x) { return paneview::DTANH$$(*x); }
+float SINH(const float* x) { return paneview::SINH$$(*x); }
+float COSH(const float* x) { return paneview::COSH$$(*x); }
+float TANH(const float* x) { return paneview::TANH$$(*x); }
+double DSINH(const double* x) { return paneview::DSINH$$(*x); }
+double DCOSH(const double* x) { return paneview::DCOSH$$(*x); }
+double DTANH(const double* x) { return paneview::DTANH$$(*x); }
 
-float SQRT_at(const float* x) {
+float SQRT(const float* x) {
   float result;
   asm volatile("sqrtss %1, %0" : "=x"(result) : "m"(*x));
   return result;
 }
 
-double DSQRT_at(const double* x) {
+double DSQRT(const double* x) {
   double result;
   asm volatile("sqrtsd %1, %0" : "=x"(result) : "m"(*x));
   return result;
 }
 
-float AMOD_at(const float* x, const float* y) { return paneview::MOD$$(*x, *y); }
-double DMOD_at(const double* x, const double* y) { return paneview::DMOD$$(*x, *y); }
-float AINT_at(const float* x) { return paneview::AINT$$(*x); }
-double DINT_at(const double* x) { return paneview::DAINT$$(*x); }
+float AMOD(const float* x, const float* y) { return paneview::MOD$$(*x, *y); }
+double DMOD(const double* x, const double* y) { return paneview::DMOD$$(*x, *y); }
+float AINT(const float* x) { return paneview::AINT$$(*x); }
+double DINT(const double* x) { return paneview::DAINT$$(*x); }
 
-float ANINT_at(const float* x) { return paneview::AINT$$(half_away(*x)); }
-double DNINT_at(const double* x) { return paneview::DAINT$$(half_away(*x)); }
+float ANINT(const float* x) { return paneview::AINT$$(half_away(*x)); }
+double DNINT(const double* x) { return paneview::DAINT$$(half_away(*x)); }
 
-std::int16_t ININT_at(const float* x) {
+std::int16_t ININT(const float* x) {
   return static_cast<std::int16_t>(nearest_integer(static_cast<double>(*x)));
 }
-std::int16_t IDNIN_at(const double* x) { return static_cast<std::int16_t>(nearest_integer(*x)); }
-std::int32_t JNINT_at(const float* x) {
+std::int16_t IDNIN(const double* x) { return static_cast<std::int16_t>(nearest_integer(*x)); }
+std::int32_t JNINT(const float* x) {
   return static_cast<std::int32_t>(nearest_integer(static_cast<double>(*x)));
 }
-std::int32_t JDNIN_at(const double* x) { return static_cast<std::int32_t>(nearest_integer(*x)); }
+std::int32_t JDNIN(const double* x) { return static_cast<std::int32_t>(nearest_integer(*x)); }
 
-std::int8_t HABS_at(const std::int8_t* x) { return static_cast<std::int8_t>(abs(*x)); }
-std::int16_t IABS_at(const std::int16_t* x) { return static_cast<std::int16_t>(abs(*x)); }
-std::int32_t JABS_at(const std::int32_t* x) { return abs(*x); }
+std::int8_t HABS(const std::int8_t* x) { return static_cast<std::int8_t>(abs(*x)); }
+std::int16_t IABS(const std::int16_t* x) { return static_cast<std::int16_t>(abs(*x)); }
+std::int32_t JABS(const std::int32_t* x) { return abs(*x); }
 
-float ABS_at(const float* x) {
+float ABS(const float* x) {
   return __builtin_bit_cast(float, __builtin_bit_cast(std::uint32_t, *x) & 0x7FFFFFFF);
 }
-double DABS_at(const double* x) { return __builtin_bit_cast(double, magnitude_bits(*x)); }
+double DABS(const double* x) { return __builtin_bit_cast(double, magnitude_bits(*x)); }
 
-float CABS_at(const float* z) { return paneview::CABS$$(z); }
-double CDABS_at(const double* z) { return paneview::ZABS$$(z); }
+float CABS(const float* z) { return paneview::CABS$$(z); }
+double CDABS(const double* z) { return paneview::ZABS$$(z); }
 
-Complex8 CONJ_at(const float* z) { return Complex8{z[0], 0.0f - z[1], 0.0f, 0.0f}; }
-Complex16 DCONJ_at(const double* z) { return Complex16{z[0], 0.0 - z[1]}; }
-float AIMAG_at(const float* z) { return z[1]; }
-double DIMAG_at(const double* z) { return z[1]; }
+tarn_complex8 CONJ(const float* z) { return tarn_complex8{z[0], 0.0f - z[1], 0.0f, 0.0f}; }
+tarn_complex16 DCONJ(const double* z) { return tarn_complex16{z[0], 0.0 - z[1]}; }
+float AIMAG(const float* z) { return z[1]; }
+double DIMAG(const double* z) { return z[1]; }
 
 }  // namespace tarn

@@ -45,32 +45,32 @@ std::int32_t real_kind(std::int32_t p, std::int32_t r, std::int32_t RealRow::*nu
 
 }  // namespace
 
-std::int32_t SELECTED_INT_KIND_at(const std::int32_t* p) {
+std::int32_t SELECTED_INT_KIND(const std::int32_t* p) {
   return integer_kind(*p, &IntegerRow::usual);
 }
 
-std::int32_t SELECTED_INT_KIND1_at(const std::int32_t* p) {
+std::int32_t SELECTED_INT_KIND1(const std::int32_t* p) {
   return integer_kind(*p, &IntegerRow::with_long);
 }
 
-std::int32_t SELECTED_INT_KINDA_at(const std::int32_t* p) {
+std::int32_t SELECTED_INT_KINDA(const std::int32_t* p) {
   return integer_kind(*p, &IntegerRow::by_bytes);
 }
 
-std::int32_t SELECTED_REAL_KIND_at(const std::int32_t* p, const std::int32_t* r) {
+std::int32_t SELECTED_REAL_KIND(const std::int32_t* p, const std::int32_t* r) {
   return real_kind(*p, *r, &RealRow::usual);
 }
 
-std::int32_t CLR_SELECTED_REAL_KIND_at(const std::int32_t* p, const std::int32_t* r) {
+std::int32_t CLR_SELECTED_REAL_KIND(const std::int32_t* p, const std::int32_t* r) {
   return real_kind(*p, *r, &RealRow::usual);
 }
 
-std::int32_t SELECTED_REAL_KIND2_at(const std::int32_t* p, const std::int32_t* r) {
+std::int32_t SELECTED_REAL_KIND2(const std::int32_t* p, const std::int32_t* r) {
   return real_kind(*p, *r, &RealRow::with_extended);
 }
 
-std::int32_t SELECTED_REAL_KINDA_at(const std::int32_t* p, const std::int32_t* r) {
-  switch (const std::int32_t kind = SELECTED_REAL_KIND_at(p, r)) {
+std::int32_t SELECTED_REAL_KINDA(const std::int32_t* p, const std::int32_t* r) {
+  switch (const std::int32_t kind = SELECTED_REAL_KIND(p, r)) {
     case 1:
       return 4;
     case 2:

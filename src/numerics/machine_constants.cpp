@@ -45,12 +45,12 @@ struct [[gnu::packed]] TextBlock {
 
 }  // namespace
 
-extern "C" double D1MACH(const std::int32_t* i) {
+double D1MACH(const std::int32_t* i) {
   if (*i < 1 || *i > kDoubleCount) return 0.0;
   return __builtin_bit_cast(double, kDoubleConstants[*i - 1]);
 }
 
-extern "C" std::int32_t I1MACH(const std::int32_t* i) {
+std::int32_t I1MACH(const std::int32_t* i) {
   if (*i < 1 || *i > kIntegerCount) stop_out_of_bounds();
   return kIntegerConstants[*i - 1];
 }

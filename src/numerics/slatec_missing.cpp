@@ -12,7 +12,7 @@ namespace tarn {
 using Real = const double*;
 using Integer = const std::int32_t*;
 
-TARN_MISSING(double, DGAMMA, Real)
+double slatec_DGAMMA(Real) { __MissingRoutine("DGAMMA"); }
 TARN_MISSING(double, DLNGAM, Real)
 TARN_MISSING(double, DBESJ0, Real)
 TARN_MISSING(double, DBESJ1, Real)

@@ -8,17 +8,17 @@
 namespace tarn {
 
 extern "C" {
-TARNAPI double tarn_slatec_atan(double x) { return DATAN_at(&x); }
-TARNAPI double tarn_slatec_cos(double x) { return DCOS_at(&x); }
+TARNAPI double tarn_slatec_atan(double x) { return DATAN(&x); }
+TARNAPI double tarn_slatec_cos(double x) { return DCOS(&x); }
 TARNAPI double tarn_slatec_cosh(double x) { return paneview::DCOSH$$(x); }
 TARNAPI double tarn_slatec_exp(double x) { return paneview::DEXP$$(x); }
 TARNAPI double tarn_slatec_log(double x) { return paneview::DALOG$$(x); }
 TARNAPI double tarn_slatec_pow(double x, double y) { return paneview::XX$DD(x, y); }
-TARNAPI double tarn_slatec_sin(double x) { return DSIN_at(&x); }
+TARNAPI double tarn_slatec_sin(double x) { return DSIN(&x); }
 TARNAPI double tarn_slatec_sinh(double x) { return paneview::DSINH$$(x); }
 TARNAPI void tarn_slatec_sincos(double x, double* sine, double* cosine) {
-  *sine = DSIN_at(&x);
-  *cosine = DCOS_at(&x);
+  *sine = DSIN(&x);
+  *cosine = DCOS(&x);
 }
 }
 

@@ -48,7 +48,7 @@ bool is_tiny(double x) {
 // it means x + (i - 1), and loses what the sum rounds away: near 0 up to all of
 // x. This takes each such divisor back and divides by the right one.
 double stepped_gamma(const double* x) {
-  double value = number_through(DGAMMA, x);
+  double value = number_through(slatec_DGAMMA, x);
   const std::int32_t steps = 1 - static_cast<std::int32_t>(*x) + (is_below_zero(*x) ? 1 : 0);
   for (std::int32_t i = 1; i <= steps; ++i) value *= (*x + i - 1.0) / (*x + (i - 1));
   return value;
@@ -70,27 +70,27 @@ extern "C" void XERMSG(const char*, const char*, const char*, const std::int32_t
   bad_argument();
 }
 
-double DGAMMA_at(const double* x) {
+double DGAMMA(const double* x) {
   if (has_reciprocal_gamma(*x)) return 1.0 / *x;
-  return has_stepped_gamma(*x) ? stepped_gamma(x) : number_through(DGAMMA, x);
+  return has_stepped_gamma(*x) ? stepped_gamma(x) : number_through(slatec_DGAMMA, x);
 }
-double DLOG_GAMMA_at(const double* x) {
+double DLOG_GAMMA(const double* x) {
   if (has_reciprocal_gamma(*x)) return -paneview::DALOG$$(*x);
   if (!has_stepped_gamma(*x)) return number_through(DLNGAM, x);
   return paneview::DALOG$$(__builtin_fabs(stepped_gamma(x)));
 }
-double DBESSEL_J0_at(const double* x) { return number_through(DBESJ0, x); }
-double DBESSEL_J1_at(const double* x) { return number_through(DBESJ1, x); }
-double DBESSEL_Y0_at(const double* x) {
+double DBESSEL_J0(const double* x) { return number_through(DBESJ0, x); }
+double DBESSEL_J1(const double* x) { return number_through(DBESJ1, x); }
+double DBESSEL_Y0(const double* x) {
   if (is_tiny(*x)) return kTwoByPi * (paneview::DALOG$$(*x) + kGammaLessLog2);
   return number_through(DBESY0, x);
 }
-double DBESSEL_Y1_at(const double* x) {
+double DBESSEL_Y1(const double* x) {
   if (is_tiny(*x)) bad_argument();  // as J1, from which the published routine makes it
   return number_through(DBESY1, x);
 }
 
-double DBESSEL_JN_at(const std::int32_t* n, const double* x) {
+double DBESSEL_JN(const std::int32_t* n, const double* x) {
   require_order_argument(*x);
   if (is_tiny(*x) && *n >= 0) return *n == 0 ? 1.0 : 0.0;
   const double order = *n;
@@ -100,7 +100,7 @@ double DBESSEL_JN_at(const std::int32_t* n, const double* x) {
   return y;
 }
 
-double DBESSEL_YN_at(const std::int32_t* n, const double* x) {
+double DBESSEL_YN(const std::int32_t* n, const double* x) {
   require_order_argument(*x);
   const double order = *n;
   if (order > 0 && *x < order * kSmallestQuotient) bad_argument();

@@ -5,12 +5,10 @@
 // else goes with the process, so every way out is one ExitProcess.
 #pragma once
 
+#include "include/stdlib.h"
 #include "platform/abi.h"
 
 namespace tarn {
-
-// Ends the process with `code`, at once.
-[[noreturn]] TARNAPI void exit(std::int32_t code);
 
 extern "C" {
 // Keeps the caller's rbx and rbp. One pair is kept: a second call replaces

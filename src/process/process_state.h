@@ -8,6 +8,7 @@
 // lives as long as the process; nothing is locked.
 #pragma once
 
+#include "include/errno.h"
 #include "platform/abi.h"
 
 namespace tarn {
@@ -37,9 +38,12 @@ extern Slot* __runtime_slots[kRuntimeCells];  // this image's
 inline Slot& runtime_cell(RuntimeCell cell) { return *__runtime_slots[cell]; }
 
 // errno: one cell for the process. Besides C's use it holds -1001 (range or
-// argument), -1002 (domain), 307 (a write failed) or a raw system code.
-inline std::int32_t get_errno() { return static_cast<std::int32_t>(runtime_cell(kCellErrno)); }
-inline void set_errno(std::int32_t value) {
+// argument), -1002 (domain), 307 (a write failed) or a raw system code. Both are
+// "used", so that the forms for programs exist too.
+[[gnu::used]] TARNAPI inline std::int32_t get_errno() {
+  return static_cast<std::int32_t>(runtime_cell(kCellErrno));
+}
+[[gnu::used]] TARNAPI inline void set_errno(std::int32_t value) {
   runtime_cell(kCellErrno) = static_cast<std::uint32_t>(value);
 }
 

@@ -1,12 +1,11 @@
 // What the processor can do. No state but the answers; any thread.
 #pragma once
 
+#include "include/tarn/runtime.h"
 #include "platform/abi.h"
 
 namespace tarn {
 
-// 1 if the processor and the system support AVX, else 0.
-TARNAPI std::int32_t isAVXSupported();
 // Its result, found when the library is loaded; __test_avx compares it.
 extern "C" std::int32_t tarn_avx_supported;
 

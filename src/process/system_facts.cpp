@@ -26,7 +26,7 @@ void GetWinVer(std::uint32_t* platform_id, std::uint32_t* major, std::uint32_t* 
   *minor = system_facts.version.minor;
 }
 
-extern "C" std::int32_t __GetNtWindowsMode() {
+std::int32_t __GetNtWindowsMode() {
   const auto* const base = static_cast<const std::uint8_t*>(platform::GetModuleHandleA(nullptr));
   if (!base) return 0;
   const auto* const dos = reinterpret_cast<const pe::DosHeader*>(base);

@@ -4,6 +4,7 @@
 // console starts: it is the first to need them. Zeros until then.
 #pragma once
 
+#include "include/tarn/runtime.h"
 #include "platform/platform.h"
 
 namespace tarn {
@@ -19,14 +20,5 @@ void note_system_facts();
 
 // Total physical memory in bytes as the system reports it now; 0 if it does not.
 std::uint64_t ask_physical_memory();
-
-// Total physical memory in bytes; 0 before initialisation.
-TARNAPI std::uint64_t GetPhysicalMemorySize();
-
-// The system's platform identifier and version; zeros before initialisation.
-TARNAPI void GetWinVer(std::uint32_t* platform_id, std::uint32_t* major, std::uint32_t* minor);
-
-// 1 if the process's main image is marked for the graphical subsystem.
-extern "C" TARNAPI std::int32_t __GetNtWindowsMode();
 
 }  // namespace tarn

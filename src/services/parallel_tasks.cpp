@@ -172,9 +172,9 @@ void hold_barrier_as_master() {
 }
 
 void broadcast(void* value, std::uint64_t size) {
-  TASKSYNCHRONISE_at();
+  TASKSYNCHRONISE();
   if (parallel_task_id == 0) memmove(parallel_region + kBroadcastArea, value, size);
-  TASKSYNCHRONISE_at();
+  TASKSYNCHRONISE();
   if (parallel_task_id > 0) memmove(value, parallel_region + kBroadcastArea, size);
 }
 
@@ -246,7 +246,7 @@ void watch_master() {
 std::int32_t begin_as_slave(std::int32_t task) {
   parallel_task_id = task;
   watch_master();
-  TASKSYNCHRONISE_at();
+  TASKSYNCHRONISE();
   parallel_status_id = task;
   return task;
 }
@@ -308,7 +308,7 @@ std::int32_t begin_as_master(std::int32_t slaves) {
   __atomic_store_n(control_word(), kAlive, __ATOMIC_RELEASE);
   set_up_team();
   start_slaves();
-  TASKSYNCHRONISE_at();
+  TASKSYNCHRONISE();
   parallel_status_count = parallel_slave_count;
   parallel_status_id = 0;
   return 0;
@@ -342,7 +342,7 @@ std::int32_t GetParallelTaskID(std::int32_t slaves) {
   const bool is_stopped_master = parallel_task_id == 0 && parallel_slave_count > 0 &&
                                  __atomic_load_n(control_word(), __ATOMIC_ACQUIRE) == kStopped;
   if ((parallel_task_id > 0 || parallel_slave_count > 0) && !is_stopped_master) {
-    TASKSYNCHRONISE_at();
+    TASKSYNCHRONISE();
     return parallel_task_id;
   }
   char text[kTaskTextSize];
@@ -381,7 +381,7 @@ void* allocate_auto_shared_memory(std::int64_t size) {
   return memory;
 }
 
-void TASKSYNCHRONISE_at() {
+void TASKSYNCHRONISE() {
   if (!parallel_region) return;
   if (parallel_task_id > 0) {
     join_barrier_as_slave();
@@ -392,11 +392,11 @@ void TASKSYNCHRONISE_at() {
   if (team) __atomic_store_n(&team->tasks[parallel_task_id].passed, barriers, __ATOMIC_RELEASE);
 }
 
-void BROADCASTINTEGER_at(std::int32_t* value) { broadcast(value, sizeof *value); }
+void BROADCASTINTEGER(std::int32_t* value) { broadcast(value, sizeof *value); }
 
-void BROADCASTDOUBLE_at(double* value) { broadcast(value, sizeof *value); }
+void BROADCASTDOUBLE(double* value) { broadcast(value, sizeof *value); }
 
-void BROADCASTBYTES_at(void* buffer, std::int32_t* count) {
+void BROADCASTBYTES(void* buffer, std::int32_t* count) {
   auto* next = static_cast<std::uint8_t*>(buffer);
   while (*count > 0) {
     const std::int32_t piece = *count < kBroadcastPiece ? *count : kBroadcastPiece;
@@ -420,7 +420,7 @@ void count_processors(const platform::LogicalProcessorRecord* records, std::uint
   }
 }
 
-void GETPROCESSORCOUNTS_at(std::int32_t* cores, std::int32_t* logical) {
+void GETPROCESSORCOUNTS(std::int32_t* cores, std::int32_t* logical) {
   alignas(platform::LogicalProcessorRecord) std::uint8_t buffer[kFirstRecordBytes];
   auto* const records = reinterpret_cast<platform::LogicalProcessorRecord*>(buffer);
   std::uint32_t bytes = kFirstRecordBytes;
@@ -435,7 +435,7 @@ void GETPROCESSORCOUNTS_at(std::int32_t* cores, std::int32_t* logical) {
 
 std::int32_t RecommendedProcessorCount(std::int32_t power_of_two) {
   std::int32_t cores, logical;
-  GETPROCESSORCOUNTS_at(&cores, &logical);
+  GETPROCESSORCOUNTS(&cores, &logical);
   if (power_of_two == 0) return logical;
   std::int32_t power = 1;
   while (power <= logical / 2) power *= 2;

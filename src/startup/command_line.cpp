@@ -105,7 +105,7 @@ TARNAPI char** tarn_build_main_arguments(std::int32_t* count) {
 
 }  // extern "C"
 
-void GET_PROGRAM_NAME_at(char* name, std::int64_t length) {
+void GET_PROGRAM_NAME(char* name, std::int64_t length) {
   char path[kProgramPathSize];
   const std::uint32_t found = platform::GetModuleFileNameA(nullptr, path, kProgramPathSize);
   for (std::int64_t i = 0; i < length; ++i) name[i] = i < found ? path[i] : ' ';

@@ -10,6 +10,7 @@
 // There is no limit but the system's own: every argument is passed whole.
 #pragma once
 
+#include "include/tarn/runtime.h"
 #include "platform/abi.h"
 
 namespace tarn {
@@ -23,13 +24,5 @@ TARNAPI void __get_main_arguments();
 // 0, if the heap is exhausted.
 TARNAPI char** tarn_split_command_line(const char* command_line, std::int32_t* count);
 }
-
-// Fills `name` with the full path of the main image, padded with spaces or cut
-// at `length` characters.
-TARNAPI void GET_PROGRAM_NAME_at(char* name, std::int64_t length);
-
-// Copies the base file name of the image that holds this library, with its
-// NUL, to `name`, which has room for 1,024 bytes.
-TARNAPI void THIS_MODULE_NAME(char* name);
 
 }  // namespace tarn

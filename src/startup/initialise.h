@@ -2,6 +2,7 @@
 // process/process_state.h and process/system_facts.h, and by the console.
 #pragma once
 
+#include "include/tarn/runtime.h"
 #include "platform/abi.h"
 
 namespace tarn {
@@ -12,8 +13,5 @@ extern "C" {
 // switches. Later calls return at once.
 TARNAPI void __initialise_cpplib();
 }
-
-// The library's version as compiled code tests it: 0x460E.
-TARNAPI std::int32_t _ncx_lib_version();
 
 }  // namespace tarn

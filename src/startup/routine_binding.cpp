@@ -7,21 +7,21 @@
 
 namespace tarn {
 
-Routine ProcessDynt(const char* routine, const char* library) {
+void* ProcessDynt(const char* routine, const char* library) {
   platform::Module module = platform::GetModuleHandleA(library);
   if (!module) {
     if (!platform::LoadLibraryA(library)) return nullptr;
     module = platform::GetModuleHandleA(library);
     if (!module) return nullptr;
   }
-  return reinterpret_cast<Routine>(platform::GetProcAddress(module, routine));
+  return reinterpret_cast<void*>(platform::GetProcAddress(module, routine));
 }
 
 void rlo_error() { text_error("Attempt to call a function in an rlo library failed"); }
 
 extern "C" const char* __attempt_rlo_load(Routine* slot, const char* texts) {
   const char* const routine = strend(texts) + 1;
-  const Routine found = ProcessDynt(routine, texts);
+  const auto found = reinterpret_cast<Routine>(ProcessDynt(routine, texts));
   *slot = found ? found : rlo_error;
   return strend(routine) + 1;
 }

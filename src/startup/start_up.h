@@ -12,15 +12,15 @@
 // within the system's own serialised calls of its entry.
 #pragma once
 
+#include "include/tarn/runtime.h"
 #include "process/process_state.h"
 
 namespace tarn {
 
-extern "C" {
-// An image's entry point: walks its start-up script. Takes nothing; returns
-// non-zero, and only in an image whose script names no main.
-TARNAPI std::int32_t __BrackenStartup();
+// In assembly; every image has its own.
+TARN_SYMBOL(__BrackenStartup, "__BrackenStartup");
 
+extern "C" {
 // Initialises the library once per process and builds argv. Assembly:
 // rax = &__runtime_block, rcx = argc, rdx = argv.
 TARNAPI void __main_setup();
@@ -50,10 +50,6 @@ TARNAPI void __test_avx();
 // guard page in order. Changes no register but the flags.
 TARNAPI void __stack_adjust();
 }
-
-// Address of a routine in a library, loading the library if necessary; null if
-// either cannot be found.
-TARNAPI Routine ProcessDynt(const char* routine, const char* library);
 
 // Raises error 345, "Attempt to call a function in an rlo library failed".
 TARNAPI void rlo_error();

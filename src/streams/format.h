@@ -35,51 +35,16 @@
 // Threads: any; no state. No heap.
 #pragma once
 
+#include "include/stdio.h"
+#include "include/tarn/number_text.h"
 #include "platform/abi.h"
 #include "streams/file_stream.h"
 
 namespace tarn {
 
-// ---- Front ends -----------------------------------------------------------
-
-// Returns the number of characters formatted, even if a write failed, which ferror
-// reports. The text goes to the stream by fputs: in one piece up to 4,119 characters, a
-// longer one in pieces of that length, so that nothing is lost.
-TARNAPI std::int32_t printf(const char* format, ...);
-TARNAPI std::int32_t fprintf(FILE* stream, const char* format, ...);
-
-// Returns the number of characters without the NUL. `destination` has room for all of them.
-TARNAPI std::int32_t sprintf(char* destination, const char* format, ...);
-TARNAPI std::int32_t vsprintf(char* destination, const char* format, const Slot* slots);
-
-// The same for at most `size` bytes, the NUL included; the rest is cut. The
+// vsprintf for at most `size` bytes, the NUL included; the rest is cut. The
 // result is the length without the cut. A size of 0 writes nothing.
 TARNAPI std::int32_t format_bounded(char* destination, std::uint64_t size, const char* format,
                                     const Slot* slots);
-
-// ---- The engine and its parts ---------------------------------------------
-
-TARNAPI std::int32_t _sprintf(char* destination, const char* format, const Slot* slots);
-
-// The decimal number at *text, which moves past it; 0 without a digit. Wraps
-// at 32 bits.
-TARNAPI std::int32_t _getnum(const char** text);
-
-// Writes `text` as a field. It is filled up to `precision` characters by zeros
-// after the sign (a space is a sign if `signed_text` is set), and to `width` by
-// spaces after it (`left`) or before it; with `zero` and not `left` by zeros before
-// it, after the first character if `signed_text` is set. A NUL
-// follows unless `left` padded. Result: the byte after the field.
-TARNAPI char* _form(const char* text, char* out, std::int32_t width, std::int32_t left,
-                    std::int32_t zero, std::int32_t signed_text, std::int32_t precision);
-
-// As _form for at most `precision` characters of a string, without a NUL.
-TARNAPI char* _formfixl(const char* text, char* out, std::int32_t width, std::int32_t left,
-                        std::int32_t zero, std::int32_t precision);
-
-// The value 0 with precision 0: `width` spaces, one of them (the first if
-// `left`, else the last) a "+" if `signed_text` is set. A NUL follows.
-TARNAPI char* __form_zero_precandvalue(char* out, std::int32_t width, std::int32_t left,
-                                       std::int32_t signed_text);
 
 }  // namespace tarn

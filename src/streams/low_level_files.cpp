@@ -32,10 +32,6 @@ std::uint32_t forbidden_attributes(std::int32_t mode) {
 
 }  // namespace
 
-void store_errno(std::int32_t value) { set_errno(value); }
-
-std::int32_t load_errno() { return get_errno(); }
-
 char* getcwd(char* buffer, std::int32_t size) {
   if (!buffer || size == 0) return nullptr;
   const auto room = static_cast<std::uint32_t>(size);

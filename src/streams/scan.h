@@ -34,52 +34,15 @@
 // State: the source, one for the process. Not re-entrant, one thread at a time.
 #pragma once
 
+#include "include/stdio.h"
+#include "include/tarn/number_text.h"
 #include "platform/abi.h"
 #include "streams/file_stream.h"
 
 namespace tarn {
 
-TARNAPI std::int32_t sscanf(const char* text, const char* format, ...);
-TARNAPI std::int32_t scanf(const char* format, ...);
-// Returns 0 for a null stream, and -1 if the end-of-file indicator is set; raises
-// 296, "Invalid FILE structure", for a pointer that is no stream. The character
-// after what was read is pushed back by ungetc.
-TARNAPI std::int32_t fscanf(FILE* stream, const char* format, ...);
-
-// ---- The engine and its parts ---------------------------------------------
-// All of them read from the source that one of these three has set.
-
-TARNAPI std::int32_t _scanf(const char* format, const Slot* slots);
-
-// The next character, sign-extended; 0 at the end of a string, -1 at that of a
-// stream (and for a byte 0xFF).
-TARNAPI std::int32_t _next();
-// The same, but it remains to be read.
-TARNAPI std::int32_t _peek_next();
-// The next character that is not white space, consumed.
-TARNAPI std::int32_t _skipwhite();
-
-// Copies the set at `format`, which is after "[" or "[^", with a NUL. The
-// first 175 characters are copied as they are, of the others those not yet in
-// the set. Result: the position after the "]", or null if there is none.
+// What _getdels needs: the first 175 characters of a set are copied as they are,
+// of the others those not yet in it, and a NUL.
 inline constexpr std::int32_t kSetSize = 175 + 255 + 1;
-TARNAPI const char* _getdels(char* set, const char* format);
-
-// Skips white space, then reads up to `width` characters into `buffer` (not if
-// `suppress`), with a NUL. `stop_in_set`: true, ends at a character of the set;
-// false, at one outside. 0 if any was read, else -1.
-TARNAPI std::int32_t _getstr(std::int32_t suppress, char* buffer, const char* set,
-                             std::int32_t stop_in_set, std::int32_t width);
-
-// Reads the text of an integer of up to `width` characters; a "0x" of radix 16
-// counts but is not stored. Result: the character after it, pushed back.
-TARNAPI std::int32_t _getn(char* buffer, std::int32_t radix, std::int32_t no_sign,
-                           std::int32_t width);
-
-// Stores the value of an integer's text as 16 (`short_flag`) or 32 bits,
-// unless `suppress`. `unused` has no effect.
-TARNAPI void _set(const char* text, std::int32_t short_flag, std::int32_t suppress,
-                  void* destination, std::int32_t radix, std::int32_t unsigned_flag,
-                  std::int32_t unused);
 
 }  // namespace tarn

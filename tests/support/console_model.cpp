@@ -211,8 +211,8 @@ platform::ScreenBufferInfo screen_info() {
 
 Model model_of_the_screen() {
   // A start forgets what it had.
-  for (int_stack** const nodes : {&console.colour_stack, &console.int_stack_free_list}) {
-    while (int_stack* const node = *nodes) {
+  for (tarn_int_stack** const nodes : {&console.colour_stack, &console.int_stack_free_list}) {
+    while (tarn_int_stack* const node = *nodes) {
       *nodes = node->next;
       free(node);
     }

@@ -311,14 +311,14 @@ TEST(ConsoleFortranForms, DereferenceAndCallThePlainForms) {
   const std::string text = output_of([] {
     const char c = '!';
     const std::int32_t mode = 0;
-    tarn::CONSOLE_WRITE_at("hello there", 5);
-    tarn::CONSOLE_WRITE_CHAR_at(&c);
-    tarn::FLUSH_CONSOLE_at();
-    tarn::SET_CONSOLE_BUFFER_MODE_at(&mode);
-    tarn::CONSOLE_WRITE_at("-", 1);
-    EXPECT_EQ(tarn::CONSOLE_REDIRECTED_at(), 1);
+    tarn::tarn_console_write("hello there", 5);
+    tarn::tarn_console_write_char(&c);
+    tarn::tarn_flush_console();
+    tarn::tarn_set_console_buffer_mode(&mode);
+    tarn::tarn_console_write("-", 1);
+    EXPECT_EQ(tarn::tarn_console_redirected(), 1);
     const std::int64_t handle = tarn::kNoHandle;
-    tarn::REDIRECT_CONSOLE_OUTPUT_at(&handle);
+    tarn::tarn_redirect_console_output(&handle);
     EXPECT_EQ(tarn::console.output_handle, tarn::kNoHandle);
   });
   EXPECT_EQ(text, "hello!-");

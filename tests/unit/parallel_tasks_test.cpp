@@ -41,9 +41,9 @@ std::int32_t run_number() {
 // The task of the run's number is lost.
 TEST(ParallelTask, DISABLED_LosesOne) {
   const std::int32_t task = GetParallelTaskID(2);
-  TASKSYNCHRONISE_at();
+  TASKSYNCHRONISE();
   if (task == run_number()) platform::TerminateProcess(platform::GetCurrentProcess(), 3);
-  TASKSYNCHRONISE_at();
+  TASKSYNCHRONISE();
   std::_Exit(99);  // nobody comes here
 }
 
@@ -51,7 +51,7 @@ TEST(ParallelTask, DISABLED_FailsInTheMaster) {
   __initialise_cpplib();
   kill_dialogbox = 1;
   if (GetParallelTaskID(2) == 0) ReportErrorNumber(TARN_ERROR_HEAP_EXHAUSTED);
-  TASKSYNCHRONISE_at();
+  TASKSYNCHRONISE();
   std::_Exit(99);  // nobody comes here
 }
 
@@ -148,13 +148,13 @@ TEST(ParallelAlone, NothingIsDoneOutsideARun) {
   GetParallelTaskStatus(&task, &slaves);
   EXPECT_EQ(task, -1);
   EXPECT_EQ(slaves, 0);
-  TASKSYNCHRONISE_at();
+  TASKSYNCHRONISE();
   TerminateParallelProcessing();
   EXPECT_EQ(allocate_auto_shared_memory(8), nullptr);
   char bytes[3000] = "unchanged";
   for (const std::int32_t given : {3000, 0, -1, INT32_MIN}) {
     std::int32_t count = given;
-    BROADCASTBYTES_at(bytes, &count);
+    BROADCASTBYTES(bytes, &count);
     EXPECT_EQ(count, 0) << given;
   }
   EXPECT_STREQ(bytes, "unchanged");
@@ -183,7 +183,7 @@ TEST(ParallelAlone, NothingIsDoneOutsideARun) {
   std::uint64_t control;
   std::memcpy(&control, memory - 64, sizeof control);
   EXPECT_EQ(control, 1182u);
-  TASKSYNCHRONISE_at();
+  TASKSYNCHRONISE();
 }
 
 TEST(Processors, AreCountedByTheirRecords) {
@@ -201,7 +201,7 @@ TEST(Processors, AreCountedByTheirRecords) {
   EXPECT_EQ(cores, 30);
   EXPECT_EQ(logical, 50);
 
-  GETPROCESSORCOUNTS_at(&cores, &logical);
+  GETPROCESSORCOUNTS(&cores, &logical);
   platform::SystemInfo info;
   platform::GetSystemInfo(&info);
   EXPECT_EQ(static_cast<std::uint32_t>(logical), info.processor_count);

@@ -83,13 +83,13 @@ TEST(Identity, ProgramNameIsPaddedOrCutToTheLength) {
   char own[1024];
   const std::uint32_t length = tarn::platform::GetModuleFileNameA(nullptr, own, sizeof own);
   std::string name(length + 9, '#');
-  tarn::GET_PROGRAM_NAME_at(name.data(), length + 8);
+  tarn::GET_PROGRAM_NAME(name.data(), length + 8);
   EXPECT_EQ(name, std::string(own) + "        #");
   std::string cut(6, '#');
-  tarn::GET_PROGRAM_NAME_at(cut.data(), 5);
+  tarn::GET_PROGRAM_NAME(cut.data(), 5);
   EXPECT_EQ(cut, std::string(own, 5) + "#");
-  tarn::GET_PROGRAM_NAME_at(cut.data(), 0);
-  tarn::GET_PROGRAM_NAME_at(cut.data(), -3);
+  tarn::GET_PROGRAM_NAME(cut.data(), 0);
+  tarn::GET_PROGRAM_NAME(cut.data(), -3);
   EXPECT_EQ(cut, std::string(own, 5) + "#");
   char module[1024] = "";
   tarn::THIS_MODULE_NAME(module);

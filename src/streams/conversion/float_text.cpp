@@ -335,7 +335,8 @@ std::int32_t invalid_double(double value) {
   return exponent == kExponentMask || (exponent == 0 && fraction != 0);
 }
 
-std::int32_t invalid_long_double(const ExtendedValue* value) {
+std::int32_t invalid_long_double(const void* address) {
+  const auto* const value = static_cast<const ExtendedValue*>(address);
   const std::uint32_t exponent = value->sign_and_exponent & 0x7FFF;
   return exponent == 0x7FFF || (value->significand == 0) != (exponent == 0);
 }
