@@ -39,8 +39,9 @@ std::uint32_t readable_length(const std::uint8_t* bytes, std::uint32_t length) {
 }
 
 ResourcePointers setup_resource_pointers() {
-  ResourcePointers pointers;
+  ResourcePointers pointers{};  // no section, if the system does not find the program's image
   pointers.image_base = static_cast<const std::uint8_t*>(platform::GetModuleHandleA(nullptr));
+  if (!pointers.image_base) return pointers;
   const auto* const dos = reinterpret_cast<const pe::DosHeader*>(pointers.image_base);
   pointers.pe_location = pointers.image_base + dos->pe_offset;
   const auto* const headers = reinterpret_cast<const pe::NtHeaders*>(pointers.pe_location);

@@ -2,6 +2,7 @@
 
 #include "platform/byte_block.h"
 #include "platform/platform.h"
+#include "process/raising.h"
 #include "storage/heap.h"
 #include "strings/c_string.h"
 
@@ -13,6 +14,13 @@ constexpr std::uint32_t kModuleNameSize = 1024;
 constexpr std::uint32_t kProgramPathSize = 32'768;  // the longest path of the system
 
 char module_name[kModuleNameSize];
+
+// The program has no use for a part of its arguments: without storage it ends.
+template <class T>
+T* required(T* allocated) {
+  if (!allocated) __RuntimeError(TARN_ERROR_HEAP_EXHAUSTED);
+  return allocated;
+}
 
 // A heap copy of the path that the program's name leads to, or of the main
 // image's own path if the name is not found or its path is too long.
@@ -45,8 +53,7 @@ const char* token_end(const char* start) {
 }
 
 char* copy_text(const char* from, std::uint64_t length) {
-  auto* const text = static_cast<char*>(malloc(length + 1));
-  if (!text) return nullptr;
+  auto* const text = required(static_cast<char*>(malloc(length + 1)));
   copy_bytes(text, from, length);
   text[length] = '\0';
   return text;
@@ -58,8 +65,7 @@ char* first_argument(const char* start, std::uint64_t length) {
     length = length >= 2 ? length - 2 : 0;
   }
   char* const name = copy_text(start, length);
-  if (!name) return nullptr;
-  char* const path = program_path(name);
+  char* const path = required(program_path(name));
   free(name);
   return path;
 }
@@ -82,9 +88,8 @@ extern "C" {
 char** tarn_split_command_line(const char* command_line, std::int32_t* count) {
   const std::int32_t wanted = count_tokens(command_line);
   *count = 0;
-  auto** const argv =
-      static_cast<char**>(malloc((static_cast<std::uint64_t>(wanted) + 1) * sizeof(char*)));
-  if (!argv) return nullptr;
+  auto** const argv = required(
+      static_cast<char**>(malloc((static_cast<std::uint64_t>(wanted) + 1) * sizeof(char*))));
   const char* p = command_line;
   for (std::int32_t i = 0; i < wanted; ++i) {
     p = skip_space(p);

@@ -20,8 +20,7 @@ extern "C" {
 // strings, the last null. Nothing frees them.
 TARNAPI void __get_main_arguments();
 
-// What it calls: splits `command_line` and stores argc. Null, with an argc of
-// 0, if the heap is exhausted.
+// What it calls: splits `command_line` and stores argc. Raises 199 if the heap is exhausted.
 TARNAPI char** tarn_split_command_line(const char* command_line, std::int32_t* count);
 }
 

@@ -36,9 +36,8 @@ SCENARIOS = [
 if EVERY:  # it takes its time
     SCENARIOS.append(("progress", [], True))
 # Operations whose failure may end in a real fault: no page for what was reserved, no handler of
-# exceptions, no reading of the instruction that tells a run-time error from a fault, no own image.
-MAY_FAULT = ("VirtualAlloc", "VirtualProtect", "AddVectoredExceptionHandler", "ReadProcessMemory",
-             "GetModuleHandleA")
+# exceptions.
+MAY_FAULT = ("VirtualAlloc", "VirtualProtect", "AddVectoredExceptionHandler")
 
 programs, folder, tarnrun = sys.argv[1:]
 counts_file = folder + "/counts"
@@ -91,6 +90,12 @@ def in_library(output, operation):
     found = re.search(rb"\(c00000\w\w\) at address ([0-9a-f]+)", output)
     if found is None or not 0x10000 < int(found[1], 16) < 0x140000000:
         return False
+    address = int(found[1], 16)
+    instruction = subprocess.run(
+        ["objdump", "-s", f"--start-address={address}", f"--stop-address={address + 2}", tarnrun],
+        capture_output=True, text=True, check=True).stdout
+    if re.search(r"\bcd ?09\b", instruction):  # a run-time error whose instruction could not be read
+        return operation != "ReadProcessMemory"
     frames = re.search(rb"Within file TARNLIBC64.DLL((?:\s+in [^\n]*)*)\s+Within", output)
     return operation != "GlobalAlloc" or frames is None or frames[1].count(b"in ") != 1
 
