@@ -32,9 +32,9 @@ void type_keys(int count) {
 int main(int argc, char** argv) {
   if (argc != 3) return 2;
   tarn::test::initialise();
-  const std::string found = tarn::ConsoleRedirected()
-                                ? "no screen"
-                                : tarn::test::compare_random_streams(1, std::atoi(argv[1]), type_keys);
+  const std::string found = tarn::ConsoleRedirected() ? "no screen"
+                                                      : tarn::test::compare_random_streams(
+                                                            1, std::atoi(argv[1]), type_keys);
   std::FILE* const result = std::fopen(argv[2], "w");
   if (!result) return 2;
   std::fprintf(result, "%d by %d: %s\n", tarn::ScreenWidth(), tarn::ScreenHeight(),
