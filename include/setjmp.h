@@ -20,9 +20,9 @@ TARN_API_BEGIN
 typedef uint64_t jmp_buf[5];
 
 /* Records this place. 0; or, when longjmp comes back to it, its `value`. */
-TARNAPI int setjmp(jmp_buf buffer) __attribute__((returns_twice));
+TARNAPI int setjmp(jmp_buf buffer) TARN_SYMBOL("tarn_setjmp") __attribute__((returns_twice));
 /* Goes back to the place in the buffer, where setjmp then returns `value`. */
-TARNAPI TARN_NO_RETURN void longjmp(jmp_buf buffer, int value);
+TARN_NO_RETURN TARNAPI void longjmp(jmp_buf buffer, int value) TARN_SYMBOL("tarn_longjmp");
 
 TARN_API_END
 

@@ -96,7 +96,7 @@ TARNAPI int system(const char* command);
 /* Ends the process with `status`, at once. There are no exit routines; streams
  * hold nothing back. A Linux shell sees the low 8 bits, but 1 where they would
  * make a 0 of another status. */
-TARNAPI TARN_NO_RETURN void exit(int status);
+TARN_NO_RETURN TARNAPI void exit(int status);
 
 #ifndef TARN_LIBRARY
 #define EXIT_SUCCESS 0

@@ -613,9 +613,9 @@ def texts(folder, suffixes):
 
 def definitions(sources):
     """The sources that define each routine, by its name in the library."""
-    everything = "".join(sources.values())
+    everything = "".join((sources | texts("include", (".h",))).values())
     # What assembly calls a routine.
-    symbols = re.findall(r'TARN_SYMBOL\((\w+), "(\w+)"\)', everything)
+    symbols = re.findall(r'\b(\w+)\([^()]*\)\s+TARN_SYMBOL\("(\w+)"\)', everything)
     symbols += re.findall(r'\b(\w+)\([^()]*\) __asm__\("(\w+)"\);', everything)
     routines = {symbol: routine for routine, symbol in symbols}
     places = {}

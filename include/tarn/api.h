@@ -3,8 +3,6 @@
 #ifndef TARN_API_H
 #define TARN_API_H
 
-#define TARN_NO_RETURN __attribute__((__noreturn__))
-
 #ifdef TARN_LIBRARY
 #include <stdint.h>
 
@@ -14,7 +12,10 @@
 #define TARN_API_BEGIN namespace tarn {
 #define TARN_API_END }
 #define TARNAPI __attribute__((ms_abi))
+#define TARN_NO_RETURN [[noreturn]] /* clang counts the other form as part of the type */
 #define TARN_LINK_NAME(name)
+/* The name of a routine that assembly or compiled Fortran defines or calls. */
+#define TARN_SYMBOL(name) __asm__(name)
 #define TARN_FORMAT(kind, text, first)
 #define TARN_LONG int
 #define TARN_VA_LIST const uint64_t* /* a slot an argument */
@@ -28,6 +29,8 @@
 #define TARN_API_END
 #endif
 #define TARNAPI /* the compiler's own convention */
+#define TARN_NO_RETURN __attribute__((__noreturn__))
+#define TARN_SYMBOL(name)
 /* The name that a routine is exported under, where C cannot spell it. */
 #define TARN_LINK_NAME(name) __asm__(name)
 /* The compiler checks the arguments from number `first` on against the format, the

@@ -36,7 +36,7 @@ TARNAPI void LCASE(char* text, int64_t length) TARN_LINK_NAME("LCASE@");
  * that is below 1. What goes beyond the result is cut. Returns the length of the
  * result. */
 TARNAPI int64_t CENTRE(char* result, int64_t result_length, const char* source, const short* width,
-                       int64_t length) TARN_LINK_NAME("CENTRE@");
+                       int64_t length) TARN_SYMBOL("tarn_CENTRE") TARN_LINK_NAME("CENTRE@");
 
 /* A C string of the source without its trailing spaces; the first byte stays even
  * if it is a space. The destination must have `*length` + 1 bytes. */

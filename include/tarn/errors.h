@@ -70,27 +70,28 @@ enum tarn_error {
 /* ---- Raising ------------------------------------------------------------ */
 
 /* Raises `number`. */
-TARNAPI TARN_NO_RETURN void __RuntimeError(int number);
+TARN_NO_RETURN TARNAPI void __RuntimeError(int number) TARN_SYMBOL("__RuntimeError");
 
 /* Fortran's form: the number by reference. */
-TARNAPI TARN_NO_RETURN void FAIL(const int* number) TARN_LINK_NAME("FAIL@");
+TARN_NO_RETURN TARNAPI void FAIL(const int* number) TARN_SYMBOL("FAIL_at") TARN_LINK_NAME("FAIL@");
 
 /* As __RuntimeError. Neither sets a text for the message's placeholders: what
  * the registers r8 to r13 hold is taken, and what cannot be read there is
  * shown as "???". */
-TARNAPI TARN_NO_RETURN void ReportErrorNumber(int number) TARN_LINK_NAME("ReportErrorNumber@");
+TARN_NO_RETURN TARNAPI void ReportErrorNumber(int number) TARN_SYMBOL("ReportErrorNumber_at")
+    TARN_LINK_NAME("ReportErrorNumber@");
 
 /* Makes any text a run-time error: 345, whose message is `text` as it stands.
  * A '%' in it means nothing. Shown to at most 1,023 bytes. `length` is the
  * hidden length of Fortran's form and not looked at: `text` ends at its NUL. */
-TARNAPI TARN_NO_RETURN void ReportErrorString(const char* text, int64_t length)
-    TARN_LINK_NAME("ReportErrorString@");
+TARN_NO_RETURN TARNAPI void ReportErrorString(const char* text, int64_t length)
+    TARN_SYMBOL("ReportErrorString_at") TARN_LINK_NAME("ReportErrorString@");
 
 /* The same with a text formatted by printf's rules, cut at 527 bytes. */
-TARNAPI TARN_NO_RETURN void text_error(const char* format, ...);
+TARN_NO_RETURN TARNAPI void text_error(const char* format, ...);
 
 /* Raises 29 for the routine called `name`. */
-TARNAPI TARN_NO_RETURN void __MissingRoutine(const char* name);
+TARN_NO_RETURN TARNAPI void __MissingRoutine(const char* name) TARN_SYMBOL("__MissingRoutine");
 
 /* ---- Related -------------------------------------------------------- */
 

@@ -148,10 +148,10 @@ TARNAPI double DBESSEL_YN(const int* n, const double* x) TARN_AT("DBESSEL_YN");
  * 10 the floating-point base; 11 to 13 digits, smallest and largest exponent of a
  * single, 14 to 16 of a double; another i writes an error message and stops the
  * program. */
-TARNAPI double D1MACH(const int* i);
-TARNAPI int I1MACH(const int* i);
+TARNAPI double D1MACH(const int* i) TARN_SYMBOL("D1MACH");
+TARNAPI int I1MACH(const int* i) TARN_SYMBOL("I1MACH");
 /* *result := one of the error functions, by *selector 0, 1 or 2 (else 357). */
-TARNAPI void CALERF(const double* x, double* result, const int* selector);
+TARNAPI void CALERF(const double* x, double* result, const int* selector) TARN_SYMBOL("CALERF");
 
 #undef TARN_AT
 
@@ -177,10 +177,10 @@ TARNAPI void CALERF(const double* x, double* result, const int* selector);
     return sum;                                                                                \
   }
 
-TARNAPI double __dotp8(void);
-TARNAPI double __dotp8x(void);
-TARNAPI float __dotp4(void);
-TARNAPI float __dotp4x(void);
+TARNAPI double __dotp8(void) TARN_SYMBOL("__dotp8");
+TARNAPI double __dotp8x(void) TARN_SYMBOL("__dotp8x");
+TARNAPI float __dotp4(void) TARN_SYMBOL("__dotp4");
+TARNAPI float __dotp4x(void) TARN_SYMBOL("__dotp4x");
 TARN_DOT_PRODUCT(tarn_dot_product8_strided, double, &__dotp8x)
 TARN_DOT_PRODUCT(tarn_dot_product4_strided, float, &__dotp4x)
 TARN_DOT_PRODUCT(tarn_dot_product8_any, double, &__dotp8)

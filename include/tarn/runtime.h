@@ -68,7 +68,7 @@ TARNAPI void* ProcessDynt(const char* routine, const char* library);
 /* Walks the calling image's start-up script. The system calls it; a second
  * walk does nothing but set the thread's floating-point control. Every image
  * has its own. */
-TARNAPI int __BrackenStartup(void);
+TARNAPI int __BrackenStartup(void) TARN_SYMBOL("__BrackenStartup");
 
 /* 1 if the processor and the system support AVX, else 0. */
 TARNAPI int isAVXSupported(void);

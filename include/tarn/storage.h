@@ -48,7 +48,7 @@ TARNAPI void __add_array_destruct_info(int element_size, int total_bytes, void* 
 /* Forgets the array and returns the address after its last element. For code that
  * reads registers: rcx is the number of elements, rdx their size. Raises 311 if
  * nothing is recorded for the address. */
-TARNAPI void* __get_destruct_array_info(void* address);
+TARNAPI void* __get_destruct_array_info(void* address) TARN_SYMBOL("__get_destruct_array_info");
 
 /* ---- The secondary stack -------------------------------------------------
  * Address space for temporaries, used from both ends; memory is committed when

@@ -111,10 +111,11 @@ TARNAPI tarn_break_routine* SET_TRAP(tarn_break_routine* routine, const int* typ
 /* Records the place after the call in `cell`; 256 bytes of the heap, never
  * freed; without room it raises 199. The result is not 1; after a jump to the
  * label it is 1. All registers that a routine keeps for its caller are kept. */
-TARNAPI int64_t LABEL(void** cell) TARN_LINK_NAME("LABEL@") __attribute__((returns_twice));
+TARNAPI int64_t LABEL(void** cell) TARN_SYMBOL("tarn_LABEL") TARN_LINK_NAME("LABEL@")
+    __attribute__((returns_twice));
 
 /* Goes to the place, any number of times while its routine has not returned. */
-TARNAPI TARN_NO_RETURN void JUMP(void** cell) TARN_LINK_NAME("JUMP@");
+TARN_NO_RETURN TARNAPI void JUMP(void** cell) TARN_SYMBOL("tarn_JUMP") TARN_LINK_NAME("JUMP@");
 
 /* ---- Regions that grow on fault --------------------------------------------------- */
 

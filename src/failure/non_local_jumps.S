@@ -1,4 +1,11 @@
-// Jumps across frames. The records' fields are in failure/non_local_jumps.h.
+// Jumps across frames.
+//
+// A label, 256 bytes:          A setjmp buffer, 40 bytes:
+//     0  return address            0  stack pointer
+//     8  stack pointer             8  return address
+//    16  rbp, rbx, rsi, rdi       16  the secondary stack's pointer
+//    48  r12 to r15               24  the sum of the three
+//    80  xmm6 to xmm15            32  rbp
 
 #include "platform/assembly.h"
 

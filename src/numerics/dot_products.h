@@ -24,13 +24,3 @@
 
 #include "include/tarn/fortran_math.h"
 #include "platform/abi.h"
-
-namespace tarn {
-
-// In assembly.
-TARN_SYMBOL(__dotp8, "__dotp8");
-TARN_SYMBOL(__dotp8x, "__dotp8x");
-TARN_SYMBOL(__dotp4, "__dotp4");
-TARN_SYMBOL(__dotp4x, "__dotp4x");
-
-}  // namespace tarn

@@ -22,11 +22,6 @@
 
 namespace tarn {
 
-// What SLATEC's compiled routines call, and the programs.
-TARN_SYMBOL(D1MACH, "D1MACH");
-TARN_SYMBOL(I1MACH, "I1MACH");
-TARN_SYMBOL(CALERF, "CALERF");
-
 extern "C" {
 // Raises 357. The arguments are not read: texts of library, routine and
 // message, number, level, and the texts' lengths by value.

@@ -15,10 +15,6 @@
 #endif
 #include "include/tarn/api.h"
 
-// A routine that is declared in include/ and that assembly defines or calls has
-// this name there.
-#define TARN_SYMBOL(routine, symbol) extern decltype(routine) routine asm(symbol)
-
 namespace tarn {
 
 using Slot = std::uint64_t;

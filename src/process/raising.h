@@ -14,13 +14,6 @@
 
 namespace tarn {
 
-// In assembly, or called by it.
-TARN_SYMBOL(__RuntimeError, "__RuntimeError");
-TARN_SYMBOL(FAIL, "FAIL_at");
-TARN_SYMBOL(ReportErrorNumber, "ReportErrorNumber_at");
-TARN_SYMBOL(ReportErrorString, "ReportErrorString_at");
-TARN_SYMBOL(__MissingRoutine, "__MissingRoutine");
-
 // Raises `number` with `text` as %1, inline: the report's first frame is the
 // caller.
 [[noreturn, gnu::always_inline]] inline void raise_with_text(std::int64_t number,

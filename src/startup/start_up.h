@@ -17,9 +17,6 @@
 
 namespace tarn {
 
-// In assembly; every image has its own.
-TARN_SYMBOL(__BrackenStartup, "__BrackenStartup");
-
 extern "C" {
 // Initialises the library once per process and builds argv. Assembly:
 // rax = &__runtime_block, rcx = argc, rdx = argv.

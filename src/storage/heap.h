@@ -27,7 +27,4 @@ namespace tarn {
 TARNAPI void* operator_new(std::uint64_t size);
 TARNAPI void operator_delete(void* block);
 
-// In assembly.
-TARN_SYMBOL(__get_destruct_array_info, "__get_destruct_array_info");
-
 }  // namespace tarn

@@ -6,9 +6,6 @@
 
 namespace tarn {
 
-// Assembly: rcx = result, rax = result_length, as a CHARACTER function returns.
-TARN_SYMBOL(CENTRE, "tarn_CENTRE");
-
 // MAKE_CSTRING under a second name.
 TARNAPI void MAKE_CSTRING$(const char* source, char* destination, const std::int32_t* length);
 
