@@ -21,9 +21,12 @@ namespace tarn::platform {
 
 // Windows codes of this back end alone, in addition to those of platform.h.
 inline constexpr std::uint32_t kErrorInvalidFunction = 1;
+inline constexpr std::uint32_t kErrorNotSameDevice = 17;
+inline constexpr std::uint32_t kErrorBadLength = 24;
 inline constexpr std::uint32_t kErrorNotSupported = 50;
 inline constexpr std::uint32_t kErrorInvalidName = 123;
 inline constexpr std::uint32_t kErrorNegativeSeek = 131;
+inline constexpr std::uint32_t kErrorDirectoryNotEmpty = 145;
 inline constexpr std::uint32_t kErrorFileNameTooLong = 206;
 inline constexpr std::uint32_t kErrorNoMoreItems = 259;
 inline constexpr std::uint32_t kErrorDirectory = 267;
@@ -31,6 +34,7 @@ inline constexpr std::uint32_t kErrorPartialCopy = 299;
 inline constexpr std::uint32_t kErrorMessageNotFound = 317;
 inline constexpr std::uint32_t kErrorInvalidAddress = 487;
 inline constexpr std::uint32_t kErrorDllInitFailed = 1114;
+inline constexpr std::uint32_t kErrorNoUnicodeTranslation = 1113;
 inline constexpr std::uint32_t kErrorIoDevice = 1117;
 
 // The Windows code for a value of errno.

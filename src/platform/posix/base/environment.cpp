@@ -9,6 +9,7 @@
 #include <strings.h>
 #include <unistd.h>
 
+#include "platform/image_imports.h"
 #include "platform/posix/base/base.h"
 
 namespace tarn::platform {
@@ -63,6 +64,27 @@ Bool SetEnvironmentVariableA(const char* name, const char* value) {
   const int failed = value != nullptr ? setenv(spelling, value, 1) : unsetenv(spelling);
   free(spelling);
   return failed == 0 ? 1 : fail_by_errno();
+}
+
+char* GetEnvironmentStrings() {
+  const EnvironmentLock lock;
+  std::size_t size = 1;
+  for (char* const* entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+    size += strlen(*entry) + 1;
+  }
+  auto* const strings = static_cast<char*>(malloc(size));
+  if (strings == nullptr) return fail(kErrorNotEnoughMemory), nullptr;
+  char* to = strings;
+  for (char* const* entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+    to = stpcpy(to, *entry) + 1;
+  }
+  *to = '\0';
+  return strings;
+}
+
+Bool FreeEnvironmentStringsA(char* strings) {
+  free(strings);
+  return 1;
 }
 
 }  // namespace tarn::platform

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/image_imports.h"
 #include "platform/posix/base/base.h"
 #include "platform/posix/files/file_claims.h"
 #include "platform/posix/files/files.h"
@@ -186,6 +187,10 @@ Handle open_path(const char* path, const Request& request) {
   }
   const std::uint32_t failure = settle(descriptor, request, existed);
   if (failure != 0) return close_and_refuse(descriptor, failure);
+  // The name goes at once, so that no file is left however the process ends.
+  if ((request.attributes & kFlagDeleteOnClose) != 0 && unlink(path) != 0) {
+    return close_and_refuse(descriptor, windows_code(errno));
+  }
   const Handle handle = keep(descriptor, request, false);
   const bool tells_existing = request.creation == kCreateAlways || request.creation == kOpenAlways;
   if (handle != invalid_handle()) {
@@ -276,9 +281,7 @@ Bool fail_transfer() { return fail(errno == EBADF ? kErrorAccessDenied : windows
 Handle CreateFileA(const char* path, std::uint32_t access, std::uint32_t share, void*,
                    std::uint32_t creation, std::uint32_t attributes, Handle) {
   if (creation < kCreateNew || creation > kTruncateExisting) return refuse(kErrorInvalidParameter);
-  if ((attributes & (kFlagOverlapped | kFlagDeleteOnClose)) != 0) {
-    return refuse(kErrorNotSupported);
-  }
+  if ((attributes & kFlagOverlapped) != 0) return refuse(kErrorNotSupported);
   const Request request{(access & (kGenericRead | kGenericAll | kReadData)) != 0,
                         (access & (kGenericWrite | kGenericAll | kWriteData | kAppendData)) != 0,
                         share, creation, attributes};
@@ -293,6 +296,47 @@ Bool close_file(Handle handle) {
   forget_descriptor(object.descriptor);
   close(object.descriptor);
   return 1;
+}
+
+Handle duplicate_file(Handle handle) {
+  const OpenObject* const object = find_handle(handle, HandleKind::kFile);
+  if (object == nullptr) return nullptr;
+  OpenObject copy = *object;
+  copy.descriptor = fcntl(object->descriptor, F_DUPFD_CLOEXEC, static_cast<int>(kStandardHandles));
+  if (copy.descriptor < 0) return fail_by_errno(), nullptr;
+  const Handle added = add_handle(copy);
+  if (added == nullptr) close(copy.descriptor);
+  return added;
+}
+
+Bool CreatePipe(Handle* read_end, Handle* write_end, const SecurityAttributes*, std::uint32_t) {
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) return fail_by_errno();
+  const int reading = keep_off_standard(ends[0]), writing = keep_off_standard(ends[1]);
+  if (reading < 0 || writing < 0) {
+    const int failure = errno;
+    if (reading >= 0) close(reading);
+    if (writing >= 0) close(writing);
+    errno = failure;
+    return fail_by_errno();
+  }
+  *read_end = add_handle({HandleKind::kFile, reading, true, false, false, nullptr});
+  *write_end = add_handle({HandleKind::kFile, writing, false, true, false, nullptr});
+  if (*read_end != nullptr && *write_end != nullptr) return 1;
+  if (*read_end != nullptr) remove_handle(*read_end, HandleKind::kFile);
+  if (*write_end != nullptr) remove_handle(*write_end, HandleKind::kFile);
+  close(reading);
+  close(writing);
+  return fail(kErrorTooManyOpenFiles);
+}
+
+Bool SetEndOfFile(Handle file) {
+  const OpenObject* const object = find_handle(file, HandleKind::kFile);
+  if (object == nullptr) return 0;
+  if (!object->writable) return fail(kErrorAccessDenied);
+  survive_refused_writes();
+  const off_t here = lseek(object->descriptor, 0, SEEK_CUR);
+  return here >= 0 && ftruncate(object->descriptor, here) == 0 ? 1 : fail_by_errno();
 }
 
 // At the end of a pipe, whose writers are gone, a read fails.

@@ -3,6 +3,8 @@
 // the handles; a share mode is a set of the system's file locks.
 #pragma once
 
+#include <time.h>
+
 #include "platform/platform.h"
 
 namespace tarn::platform {
@@ -12,7 +14,13 @@ inline constexpr std::uint32_t kAttributeArchive = 0x20;  // of a plain file, an
 // The attributes of a file with this st_mode: read-only if nobody may write it.
 std::uint32_t attributes_of(std::uint32_t mode);
 
-// What CloseHandle does for a file.
+// True if an opener of the file in this or another process denies its deletion.
+bool is_held(const char* host_path);
+
+FileTime file_time_of(const timespec& time);
+
+// What CloseHandle and DuplicateHandle do for a file.
 Bool close_file(Handle handle);
+Handle duplicate_file(Handle handle);
 
 }  // namespace tarn::platform

@@ -114,10 +114,6 @@ Search* read_names(int folder, const char* pattern) {
   return search;
 }
 
-FileTime stamp(const timespec& time) {
-  return file_time((time.tv_sec + kSecondsFrom1601To1970) * kUnitsPerSecond + time.tv_nsec / 100);
-}
-
 // The next name that still exists.
 bool fill_next(Search* search, int folder, FindData* data) {
   for (; search->next < search->count; ++search->next) {
@@ -130,9 +126,9 @@ bool fill_next(Search* search, int folder, FindData* data) {
     }
     *data = FindData{};
     data->attributes = attributes_of(facts.st_mode);
-    data->created = stamp(facts.st_ctim);  // the closest that the host has
-    data->accessed = stamp(facts.st_atim);
-    data->written = stamp(facts.st_mtim);
+    data->created = file_time_of(facts.st_ctim);  // the closest that the host has
+    data->accessed = file_time_of(facts.st_atim);
+    data->written = file_time_of(facts.st_mtim);
     if (S_ISREG(facts.st_mode)) {
       const auto size = static_cast<std::uint64_t>(facts.st_size);
       data->size_low = static_cast<std::uint32_t>(size);

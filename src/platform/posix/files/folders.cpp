@@ -24,15 +24,6 @@ Bool fail_on_folder(const char* path) {
   return fail_on_path(path);
 }
 
-// True if an opener in this or another process denies deletion.
-bool is_held(const char* path) {
-  const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-  if (descriptor < 0) return false;  // then nobody can hold it with this user's rights either
-  const bool held = deletion_is_denied(descriptor);
-  close(descriptor);
-  return held;
-}
-
 // What GetDriveTypeA returns.
 enum DriveType : std::uint32_t { kNoDrive = 1, kFixed = 3, kRemote = 4, kCdRom = 5, kInMemory = 6 };
 
@@ -52,6 +43,18 @@ constexpr struct {
 };
 
 }  // namespace
+
+bool is_held(const char* host_path) {
+  const int descriptor = open(host_path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+  if (descriptor < 0) return false;  // nor can anyone hold it by this user's rights
+  const bool held = deletion_is_denied(descriptor);
+  close(descriptor);
+  return held;
+}
+
+FileTime file_time_of(const timespec& time) {
+  return file_time((time.tv_sec + kSecondsFrom1601To1970) * kUnitsPerSecond + time.tv_nsec / 100);
+}
 
 std::uint32_t attributes_of(std::uint32_t mode) {
   const std::uint32_t kind = S_ISDIR(mode)   ? kAttributeDirectory

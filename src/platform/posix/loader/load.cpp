@@ -1,6 +1,7 @@
 // Loading: a file and every library that it needs are mapped and bound before
 // anything of them runs.
 
+#include "platform/image_imports.h"
 #include "platform/posix/loader/entry.h"
 #include "platform/posix/loader/search.h"
 
@@ -159,6 +160,14 @@ bool is_finished_program(const char* host_path) {
   const bool good = check_image(file, &image, &error) && !image.is_dll;
   release_image_file(&file);
   return good;
+}
+
+// How the library is looked for is always the same.
+Module LoadLibraryExA(const char* name, Handle, std::uint32_t flags) {
+  constexpr std::uint32_t kWithItsFolder = 8;  // LOAD_WITH_ALTERED_SEARCH_PATH
+  if ((flags & ~kWithItsFolder) == 0) return LoadLibraryA(name);
+  SetLastError(kErrorInvalidParameter);
+  return nullptr;
 }
 
 Module LoadLibraryA(const char* name) {

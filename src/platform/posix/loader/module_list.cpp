@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include "platform/posix/loader/loader.h"
-#include "platform/posix/threads/threads.h"
+#include "platform/posix/system_library/system_library.h"
 
 extern "C" {
 // The linker's names for the bounds of this executable.
@@ -41,18 +41,6 @@ void set_native(ModuleRecord* record, void* (*find)(const char* name)) {
 }
 
 void* find_nothing(const char*) { return nullptr; }
-
-// The system services that the script interpreter and the program support in
-// each image call.
-void* find_system_routine(const char* name) {
-  if (strcmp(name, "ExitProcess") == 0) return reinterpret_cast<void*>(&ExitProcess);
-  if (strcmp(name, "GlobalAlloc") == 0) return reinterpret_cast<void*>(&GlobalAlloc);
-  if (strcmp(name, "TlsAlloc") == 0) return reinterpret_cast<void*>(&TlsAlloc);
-  if (strcmp(name, "TlsGetValue") == 0) return reinterpret_cast<void*>(&TlsGetValue);
-  if (strcmp(name, "TlsSetValue") == 0) return reinterpret_cast<void*>(&TlsSetValue);
-  if (strcmp(name, "VirtualProtect") == 0) return reinterpret_cast<void*>(&VirtualProtect);
-  return nullptr;
-}
 
 // There is room: native libraries come first, and are few.
 int offer(const char* name, void* (*find)(const char*)) {

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 
+#include "platform/image_imports.h"
 #include "platform/posix/base/base.h"
 #include "platform/posix/memory/memory.h"
 
@@ -90,28 +91,40 @@ std::uint32_t windows_protection(int host) {
   return kPageReadWrite;  // written, but not read: the processor allows both
 }
 
-// The protection that the host reports at `address`; kPageNoAccess if nothing
-// is mapped.
-std::uint32_t told_protection(std::uint64_t address) {
+struct Mapping {
+  std::uint64_t begin, end;
+  std::uint32_t protection;
+};
+
+// What the host tells of the mapping at `address`. If there is none: the gap there, its
+// protection 0.
+Mapping mapping_at(std::uint64_t address) {
+  Mapping found = {0, kAddressLimit, 0};
   FILE* const maps = fopen("/proc/self/maps", "re");
-  if (maps == nullptr) return kPageNoAccess;
+  if (maps == nullptr) return found;
   char* line = nullptr;
   std::size_t room = 0;
-  std::uint32_t protection = kPageNoAccess;
   while (getline(&line, &room, maps) > 0) {
     unsigned long long begin, end;
     char rights[5];
-    if (sscanf(line, "%llx-%llx %4s", &begin, &end, rights) != 3 || address >= end) continue;
-    if (address >= begin) {
-      protection = windows_protection((rights[0] == 'r' ? PROT_READ : 0) |
-                                      (rights[1] == 'w' ? PROT_WRITE : 0) |
-                                      (rights[2] == 'x' ? PROT_EXEC : 0));
+    if (sscanf(line, "%llx-%llx %4s", &begin, &end, rights) != 3) continue;
+    if (address >= end) {
+      found.begin = end;
+      continue;
     }
+    if (address < begin) {
+      found.end = begin;
+      break;
+    }
+    found = {begin, end,
+             windows_protection((rights[0] == 'r' ? PROT_READ : 0) |
+                                (rights[1] == 'w' ? PROT_WRITE : 0) |
+                                (rights[2] == 'x' ? PROT_EXEC : 0))};
     break;
   }
   free(line);
   fclose(maps);
-  return protection;
+  return found;
 }
 
 // The rights of an image's pages, a byte each. The start of a program changes
@@ -134,7 +147,8 @@ std::uint32_t protection_at(std::uint64_t address) {
     if (address < image->range.begin || address >= image->range.end) continue;
     if (*image->of(address) != kUnknownRights) return windows_protection(*image->of(address));
   }
-  return told_protection(address);
+  const std::uint32_t protection = mapping_at(address).protection;
+  return protection == 0 ? std::uint32_t{kPageNoAccess} : protection;
 }
 
 // mprotect, noted for images. With the lock held.
@@ -377,6 +391,43 @@ Bool VirtualProtect(void* address, std::uint64_t size, std::uint32_t protection,
   }
   *old_protection = old;
   return 1;
+}
+
+// Memory from elsewhere is committed; it is one allocation of its own.
+std::uint64_t VirtualQuery(const void* address, MemoryInformation* information,
+                           std::uint64_t size) {
+  constexpr std::uint32_t kMemFree = 0x10000, kMemPrivate = 0x20000;
+  PageRange page;
+  if (size < sizeof *information) return static_cast<std::uint64_t>(fail(kErrorBadLength));
+  if (!pages_of(address, 1, &page)) return static_cast<std::uint64_t>(fail(kErrorInvalidParameter));
+  const ReservationsLock lock;
+  Mapping mapping = mapping_at(page.begin);
+  *information = {};
+  information->base = address_of(page.begin);
+  if (mapping.protection == 0) {
+    information->state = kMemFree;
+    information->protection = kPageNoAccess;
+  } else if (const Reservation* const r = reservation_around(page)) {
+    if (mapping.end > r->base + r->size) mapping.end = r->base + r->size;
+    const bool committed = all_committed(*r, page);
+    information->allocation_base = address_of(r->base);
+    information->state = committed ? kMemCommit : kMemReserve;
+    information->protection = committed ? mapping.protection : 0;
+    for (PageRange next = page; next.end < mapping.end;) {
+      next = {next.end, next.end + kPage};
+      if (all_committed(*r, next) != committed) mapping.end = next.begin;
+    }
+  } else {
+    information->allocation_base = address_of(mapping.begin);
+    information->state = kMemCommit;
+    information->protection = mapping.protection;
+  }
+  if (information->state != kMemFree) {
+    information->type = kMemPrivate;
+    information->allocation_protection = kPageReadWrite;
+  }
+  information->size = mapping.end - page.begin;
+  return sizeof *information;
 }
 
 }  // namespace tarn::platform

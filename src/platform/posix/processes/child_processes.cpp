@@ -214,9 +214,50 @@ char** environment_with(char* entry) {
   return list;
 }
 
+// The descriptors that the child has as its own 0, 1 and 2: those that the caller names,
+// or else GetStdHandle's. What is no file leaves the process's own.
+class ChildStreams {
+ public:
+  explicit ChildStreams(const StartupInfo* info) {
+    const bool named = info != nullptr && (info->flags & kStartUseStdHandles) != 0;
+    const Handle handles[] = {
+        named ? info->standard_input : GetStdHandle(kStandardInput),
+        named ? info->standard_output : GetStdHandle(kStandardOutput),
+        named ? info->standard_error : GetStdHandle(kStandardError),
+    };
+    for (int i = 0; i < kCount; ++i) {
+      if (kind_of_handle(handles[i]) != HandleKind::kFile) continue;
+      sources_[i] = find_handle(handles[i], HandleKind::kFile)->descriptor;
+      // One that serves under another standard number would be overwritten.
+      if (sources_[i] == i || sources_[i] >= kCount) continue;
+      sources_[i] = copies_[i] = fcntl(sources_[i], F_DUPFD_CLOEXEC, kCount);
+    }
+  }
+  ~ChildStreams() {
+    for (const int copy : copies_) {
+      if (copy >= 0) close(copy);
+    }
+  }
+  ChildStreams(const ChildStreams&) = delete;
+  ChildStreams& operator=(const ChildStreams&) = delete;
+
+  void add_to(posix_spawn_file_actions_t* actions) const {
+    for (int i = 0; i < kCount; ++i) {
+      if (sources_[i] >= 0 && sources_[i] != i) {
+        posix_spawn_file_actions_adddup2(actions, sources_[i], i);
+      }
+    }
+  }
+
+ private:
+  static constexpr int kCount = static_cast<int>(kStandardHandles);
+  int sources_[kCount] = {0, 1, 2};
+  int copies_[kCount] = {-1, -1, -1};
+};
+
 // Any thread may start a child, even one that takes no signals. `exit_socket`
 // is the child's alone, -1 for none.
-int spawn(const HostCommand& command, int exit_socket, pid_t* id) {
+int spawn(const HostCommand& command, const ChildStreams& streams, int exit_socket, pid_t* id) {
   posix_spawnattr_t attributes;
   posix_spawn_file_actions_t actions;
   if (posix_spawnattr_init(&attributes) != 0) return ENOMEM;
@@ -234,6 +275,7 @@ int spawn(const HostCommand& command, int exit_socket, pid_t* id) {
     environment = environment_with(entry);
     posix_spawn_file_actions_adddup2(&actions, exit_socket, exit_socket);  // it stays open
   }
+  streams.add_to(&actions);
   const int error = environment ? posix_spawn(id, command.path, &actions, &attributes,
                                               command.arguments, environment)
                                 : ENOMEM;
@@ -243,7 +285,7 @@ int spawn(const HostCommand& command, int exit_socket, pid_t* id) {
   return error;
 }
 
-bool start(const char* command_line, Process* process) {
+bool start(const char* command_line, const ChildStreams& streams, Process* process) {
   HostCommand command;
   if (!read_command(command_line, &command)) return false;
   keep_exit_statuses();
@@ -251,7 +293,7 @@ bool start(const char* command_line, Process* process) {
   int exit_socket = -1;  // without one, only 8 bits arrive
   if (command.runs_image) make_exit_sockets(&process->exit_socket, &exit_socket);
   lend_terminal();
-  const int error = spawn(command, exit_socket, &id);
+  const int error = spawn(command, streams, exit_socket, &id);
   if (error) take_terminal_back();
   if (exit_socket >= 0) close(exit_socket);
   free(command.arguments);
@@ -289,7 +331,8 @@ Process* new_process() {
 
 Bool CreateProcessA(const char* application, char* command_line, const SecurityAttributes*,
                     const SecurityAttributes*, Bool, std::uint32_t flags, void* environment,
-                    const char* directory, const StartupInfo*, ProcessInformation* information) {
+                    const char* directory, const StartupInfo* startup,
+                    ProcessInformation* information) {
   if (application || flags || environment || directory) return fail(kErrorNotSupported);
   if (!command_line || !information) return fail(kErrorInvalidParameter);
   // The handles are made first, so that no child is left without one.
@@ -299,7 +342,7 @@ Bool CreateProcessA(const char* application, char* command_line, const SecurityA
   const Handle handle = add_reference(process);
   const Handle thread = handle ? add_reference(process) : nullptr;
   process->is_child = true;
-  const bool started = thread && start(command_line, process);
+  const bool started = thread && start(command_line, ChildStreams(startup), process);
   if (started) {
     const auto id = static_cast<std::uint32_t>(process->id);
     *information = {handle, thread, id, id};

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "platform/image_imports.h"
 #include "platform/posix/base/base.h"
 #include "platform/posix/processes/child_processes.h"
 #include "platform/posix/terminal/terminal.h"
@@ -11,6 +12,9 @@ namespace tarn::platform {
 namespace {
 
 bool is_open(int descriptor) { return fcntl(descriptor, F_GETFD) >= 0; }
+
+// Instead of the process's own; null: not set.
+Handle standard_now[kStandardHandles];
 
 }  // namespace
 
@@ -30,9 +34,19 @@ Handle GetStdHandle(std::int32_t which) {
     fail(kErrorInvalidHandle);
     return invalid_handle();
   }
+  if (standard_now[descriptor] != nullptr) return standard_now[descriptor];
   const Handle handle = standard_handle(static_cast<std::uint32_t>(descriptor));
   return find_handle(handle, HandleKind::kFile) != nullptr && is_open(descriptor) ? handle
                                                                                   : nullptr;
+}
+
+Bool SetStdHandle(std::int32_t which, Handle handle) {
+  const std::int32_t descriptor = kStandardInput - which;
+  if (descriptor < 0 || descriptor >= static_cast<std::int32_t>(kStandardHandles)) {
+    return fail(kErrorInvalidHandle);
+  }
+  standard_now[descriptor] = handle;
+  return 1;
 }
 
 void GetStartupInfoA(StartupInfo* info) {

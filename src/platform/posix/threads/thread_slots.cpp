@@ -1,7 +1,7 @@
 #include <pthread.h>
 
+#include "platform/image_imports.h"
 #include "platform/posix/base/base.h"
-#include "platform/posix/threads/threads.h"
 
 namespace tarn::platform {
 namespace {
@@ -17,7 +17,14 @@ std::uint32_t TlsAlloc() {
   return kNoSlot;
 }
 
-void* TlsGetValue(std::uint32_t slot) { return pthread_getspecific(slot); }
+Bool TlsFree(std::uint32_t slot) {
+  return pthread_key_delete(slot) == 0 ? 1 : fail(kErrorInvalidParameter);
+}
+
+void* TlsGetValue(std::uint32_t slot) {
+  SetLastError(0);
+  return pthread_getspecific(slot);
+}
 
 Bool TlsSetValue(std::uint32_t slot, void* value) {
   if (pthread_setspecific(slot, value) == 0) return 1;

@@ -10,6 +10,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "platform/image_imports.h"
 #include "platform/posix/base/base.h"
 #include "platform/posix/threads/threads.h"
 
@@ -238,7 +239,16 @@ Bool TerminateThread(Handle thread, std::uint32_t code) {
   __builtin_unreachable();
 }
 
-std::uint32_t GetCurrentThreadId() { return static_cast<std::uint32_t>(syscall(SYS_gettid)); }
+void ExitThread(std::uint32_t code) {
+  TerminateThread(current_thread(), code);
+  __builtin_unreachable();
+}
+
+std::uint32_t GetCurrentThreadId() {
+  static thread_local std::uint32_t known;  // the call of the system costs a lock's worth
+  if (known == 0) known = static_cast<std::uint32_t>(syscall(SYS_gettid));
+  return known;
+}
 
 // The alternate stack of the signal handlers is the guarantee; it has this
 // many bytes or more.

@@ -36,11 +36,4 @@ void set_stack_low(const void* low);
 void find_first_stack();
 std::uint64_t stack_low();
 
-// Slots in which each thread keeps a pointer of its own, for images, with
-// Windows' meaning: a slot is null in every thread at first. TlsAlloc returns a
-// new slot, or 0xFFFFFFFF if the system has no more.
-TARNAPI std::uint32_t TlsAlloc();
-TARNAPI void* TlsGetValue(std::uint32_t slot);
-TARNAPI Bool TlsSetValue(std::uint32_t slot, void* value);
-
 }  // namespace tarn::platform

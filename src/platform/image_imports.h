@@ -1,0 +1,152 @@
+// Routines of the system that program images import and the library itself does not
+// call. Windows brings them; these are the host's, with Windows' names, meaning and
+// errors. What an image may import besides stands in platform.h; the list of all is
+// posix/system_library/system_exports.inc.
+#pragma once
+
+#include "platform/platform.h"
+
+namespace tarn::platform {
+
+// ---- Threads ------------------------------------------------------------------
+
+// Slots in which each thread keeps a pointer of its own: null in every thread at
+// first. TlsAlloc returns a new slot, or 0xFFFFFFFF if the system has no more.
+TARNAPI std::uint32_t TlsAlloc();
+TARNAPI Bool TlsFree(std::uint32_t slot);
+TARNAPI void* TlsGetValue(std::uint32_t slot);
+TARNAPI Bool TlsSetValue(std::uint32_t slot, void* value);
+
+// A lock that its owner may enter again. Only `recursion` and `owner` are as on
+// Windows; programs leave the members alone.
+struct CriticalSection {
+  void* debug;
+  std::int32_t state;      // 0 free, 1 taken, 2 taken and waited for
+  std::int32_t recursion;  // how often the owner has entered
+  std::uint64_t owner;     // its thread's number, or 0
+  void* semaphore;
+  std::uint64_t spin;
+};
+static_assert(sizeof(CriticalSection) == 40);
+TARNAPI void InitializeCriticalSection(CriticalSection* section);
+TARNAPI Bool InitializeCriticalSectionAndSpinCount(CriticalSection* section, std::uint32_t spin);
+TARNAPI void EnterCriticalSection(CriticalSection* section);
+TARNAPI Bool TryEnterCriticalSection(CriticalSection* section);
+TARNAPI void LeaveCriticalSection(CriticalSection* section);
+TARNAPI void DeleteCriticalSection(CriticalSection* section);
+
+[[noreturn]] TARNAPI void ExitThread(std::uint32_t code);
+
+// ---- Libraries --------------------------------------------------------------------
+
+// As LoadLibraryA. `file` is null; of the flags LOAD_WITH_ALTERED_SEARCH_PATH is known.
+TARNAPI Module LoadLibraryExA(const char* name, Handle file, std::uint32_t flags);
+
+// ---- The process ----------------------------------------------------------------
+
+// What GetStdHandle returns from now on. `which` is a kStandard number.
+TARNAPI Bool SetStdHandle(std::int32_t which, Handle handle);
+
+// The environment as "NAME=value" strings, with an empty one at the end; null if
+// there is no memory. FreeEnvironmentStringsA releases it.
+TARNAPI char* GetEnvironmentStrings();
+TARNAPI Bool FreeEnvironmentStringsA(char* strings);
+
+// ---- Files ----------------------------------------------------------------------
+
+enum FileType : std::uint32_t {
+  kFileTypeUnknown,
+  kFileTypeDisk,
+  kFileTypeCharacter,
+  kFileTypePipe
+};
+TARNAPI std::uint32_t GetFileType(Handle file);
+
+// Another handle for the same open object. Only within this process: both process
+// handles are the current one's. `access` is that of the source whatever is asked.
+inline constexpr std::uint32_t kDuplicateCloseSource = 1;
+TARNAPI Bool DuplicateHandle(Handle from, Handle source, Handle to, Handle* copy,
+                             std::uint32_t access, Bool inherits, std::uint32_t options);
+
+// The file ends at its position.
+TARNAPI Bool SetEndOfFile(Handle file);
+
+// `level` is 0.
+struct FileAttributeData {
+  std::uint32_t attributes;
+  FileTime created, accessed, written;
+  std::uint32_t size_high, size_low;
+};
+static_assert(sizeof(FileAttributeData) == 36);
+TARNAPI Bool GetFileAttributesExA(const char* path, std::uint32_t level, FileAttributeData* data);
+
+struct FileInformation {
+  std::uint32_t attributes;
+  FileTime created, accessed, written;
+  std::uint32_t volume, size_high, size_low, links, index_high, index_low;
+};
+static_assert(sizeof(FileInformation) == 52);
+TARNAPI Bool GetFileInformationByHandle(Handle file, FileInformation* information);
+
+// Both ends of a new pipe. The others of the arguments are not read.
+TARNAPI Bool CreatePipe(Handle* read_end, Handle* write_end, const SecurityAttributes* security,
+                        std::uint32_t size);
+
+// Of the attributes the host keeps kAttributeReadOnly.
+TARNAPI Bool SetFileAttributesA(const char* path, std::uint32_t attributes);
+
+// `to` must not exist without kMoveReplaces; to another file system a file is moved
+// with kMoveCopies only.
+inline constexpr std::uint32_t kMoveReplaces = 1;
+inline constexpr std::uint32_t kMoveCopies = 2;
+TARNAPI Bool MoveFileExA(const char* from, const char* to, std::uint32_t flags);
+TARNAPI Bool RemoveDirectoryA(const char* path);
+
+// The absolute form of a path, which need not exist. Result: its length, or the size
+// that is needed; 0 on failure. `*file_part`, if asked for, leads to its last name.
+TARNAPI std::uint32_t GetFullPathNameA(const char* path, std::uint32_t size, char* buffer,
+                                       char** file_part);
+// The folder for temporary files, with a '\' at its end.
+TARNAPI std::uint32_t GetTempPathA(std::uint32_t size, char* buffer);
+
+// ---- Characters -----------------------------------------------------------------
+
+// Bytes of a code page, which is UTF-8, to and from UTF-16. `length` -1: up to the NUL,
+// which is converted too. Result: units stored, or needed if `size` is 0; 0 on failure.
+TARNAPI std::int32_t MultiByteToWideChar(std::uint32_t page, std::uint32_t flags, const char* bytes,
+                                         std::int32_t length, char16_t* wide, std::int32_t size);
+TARNAPI std::int32_t WideCharToMultiByte(std::uint32_t page, std::uint32_t flags,
+                                         const char16_t* wide, std::int32_t length, char* bytes,
+                                         std::int32_t size, const char* substitute,
+                                         Bool* substituted);
+// UTF-8 has no such bytes: 0.
+TARNAPI Bool IsDBCSLeadByteEx(std::uint32_t page, std::uint8_t byte);
+TARNAPI std::uint32_t GetACP();
+
+// ---- Time -----------------------------------------------------------------------
+
+// A steady count of ten million a second.
+TARNAPI Bool QueryPerformanceCounter(std::int64_t* count);
+TARNAPI Bool QueryPerformanceFrequency(std::int64_t* per_second);
+TARNAPI std::uint32_t GetTickCount();
+TARNAPI std::uint64_t GetTickCount64();
+// Of the current process: when it began, and its time in the system and in programs.
+TARNAPI Bool GetProcessTimes(Handle process, FileTime* created, FileTime* ended, FileTime* kernel,
+                             FileTime* user);
+
+// ---- Memory -----------------------------------------------------------------------
+
+struct MemoryInformation {
+  void* base;
+  void* allocation_base;
+  std::uint32_t allocation_protection;
+  std::uint32_t partition;
+  std::uint64_t size;
+  std::uint32_t state, protection, type, padding;
+};
+static_assert(sizeof(MemoryInformation) == 48);
+// The pages from `address` on that are alike. Result: bytes stored, or 0.
+TARNAPI std::uint64_t VirtualQuery(const void* address, MemoryInformation* information,
+                                   std::uint64_t size);
+
+}  // namespace tarn::platform

@@ -1,0 +1,120 @@
+// Names of files and folders: their change, their absolute form, and the removal of
+// folders.
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/sendfile.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/image_imports.h"
+#include "platform/posix/base/base.h"
+#include "platform/posix/files/file_claims.h"
+#include "platform/posix/files/files.h"
+
+namespace tarn::platform {
+namespace {
+
+bool copy_all(int from, int to, off_t size) {
+  for (off_t left = size; left > 0;) {
+    const ssize_t sent = sendfile(to, from, nullptr, static_cast<std::size_t>(left));
+    if (sent <= 0) return false;
+    left -= sent;
+  }
+  return fsync(to) == 0 || errno == EINVAL;
+}
+
+// A copy under a private name beside `to` takes its name when it is whole.
+Bool move_by_copy(const char* from, const char* to) {
+  char unfinished[kPathSize + 32];
+  struct stat facts;
+  snprintf(unfinished, sizeof unfinished, "%s.new-%d", to, getpid());
+  const int source = open(from, O_RDONLY | O_CLOEXEC);
+  if (source < 0) return fail_on_path(from);
+  const int copy = open(unfinished, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  bool done = copy >= 0 && fstat(source, &facts) == 0 && copy_all(source, copy, facts.st_size);
+  if (done) {
+    const timespec times[] = {facts.st_atim, facts.st_mtim};
+    fchmod(copy, facts.st_mode & 07777);
+    futimens(copy, times);
+    done = rename(unfinished, to) == 0 && unlink(from) == 0;
+  }
+  const int failure = errno;
+  close(source);
+  if (copy >= 0) close(copy);
+  if (!done && copy >= 0) unlink(unfinished);
+  errno = failure;
+  return done ? 1 : fail_on_path(to);
+}
+
+}  // namespace
+
+Bool MoveFileExA(const char* from, const char* to, std::uint32_t flags) {
+  char host_from[kPathSize], host_to[kPathSize];
+  struct stat source, target;
+  if ((flags & ~(kMoveReplaces | kMoveCopies)) != 0) return fail(kErrorNotSupported);
+  if (!to_host_path(from, host_from) || !to_host_path(to, host_to)) return 0;
+  if (lstat(host_from, &source) != 0) return fail_on_path(host_from);
+  if (S_ISREG(source.st_mode) && is_held(host_from)) return fail(kErrorSharingViolation);
+  const bool exists = lstat(host_to, &target) == 0;
+  const bool same = exists && source.st_ino == target.st_ino && source.st_dev == target.st_dev;
+  if (exists && !same) {  // the same one is renamed to another case
+    if ((flags & kMoveReplaces) == 0) return fail(kErrorAlreadyExists);
+    if (S_ISDIR(target.st_mode) || (attributes_of(target.st_mode) & kAttributeReadOnly) != 0) {
+      return fail(kErrorAccessDenied);
+    }
+    if (is_held(host_to)) return fail(kErrorAccessDenied);
+  }
+  const unsigned how = exists ? 0 : RENAME_NOREPLACE;
+  int result = renameat2(AT_FDCWD, host_from, AT_FDCWD, host_to, how);
+  if (result != 0 && errno == EINVAL && how != 0) result = rename(host_from, host_to);
+  if (result == 0) return 1;
+  if (errno != EXDEV) return errno == ENOENT ? fail(kErrorPathNotFound) : fail_on_path(host_to);
+  if ((flags & kMoveCopies) == 0 || !S_ISREG(source.st_mode)) return fail(kErrorNotSameDevice);
+  return move_by_copy(host_from, host_to);
+}
+
+Bool RemoveDirectoryA(const char* path) {
+  char host[kPathSize];
+  if (!to_host_path(path, host)) return 0;
+  if (rmdir(host) == 0) return 1;
+  if (errno == ENOTEMPTY || errno == EEXIST) return fail(kErrorDirectoryNotEmpty);
+  struct stat facts;
+  if (errno == ENOTDIR && stat(host, &facts) == 0) return fail(kErrorDirectory);
+  return fail_on_path(host);
+}
+
+std::uint32_t GetFullPathNameA(const char* path, std::uint32_t size, char* buffer,
+                               char** file_part) {
+  char host[kPathSize], whole[kPathSize + 2];
+  if (path == nullptr || *path == '\0' || !translate_path(path, host) ||
+      !to_program_path(host, whole, sizeof whole)) {
+    if (path == nullptr || *path == '\0') SetLastError(kErrorInvalidName);
+    return 0;
+  }
+  const std::size_t length = strlen(whole);
+  if (length >= size || buffer == nullptr) return static_cast<std::uint32_t>(length + 1);
+  memcpy(buffer, whole, length + 1);
+  if (file_part != nullptr) {
+    char* const last = strrchr(buffer, '\\');
+    *file_part = last != nullptr && last[1] != '\0' ? last + 1 : nullptr;
+  }
+  return static_cast<std::uint32_t>(length);
+}
+
+std::uint32_t GetTempPathA(std::uint32_t size, char* buffer) {
+  const char* folder = getenv("TMPDIR");
+  if (folder == nullptr || *folder != '/') folder = "/tmp";
+  char path[kPathSize + 2];
+  std::size_t length = from_host_path(folder, path, sizeof path - 1);
+  if (length >= sizeof path - 1) return static_cast<std::uint32_t>(fail(kErrorFileNameTooLong));
+  if (path[length - 1] != '\\') strcpy(path + length++, "\\");
+  if (length >= size || buffer == nullptr) return static_cast<std::uint32_t>(length + 1);
+  memcpy(buffer, path, length + 1);
+  return static_cast<std::uint32_t>(length);
+}
+
+}  // namespace tarn::platform

@@ -1,0 +1,10 @@
+// KERNEL32.DLL as images see it on the host: the routines that they may import, by name.
+// An import that is not in the table is refused when the image is loaded.
+#pragma once
+
+namespace tarn::platform {
+
+// The routine of exactly that name, or null.
+void* find_system_routine(const char* name);
+
+}  // namespace tarn::platform
