@@ -43,8 +43,11 @@ endif()
 
 install(FILES ${TARN_PROGRAM_DLLS} DESTINATION bin COMPONENT tools)
 install(FILES ${TARN_PROGRAM_DLLS} ${TARN_PROGRAM_IMPORT} cmake/program_flags cmake/program_flags_cpp
+  cmake/hosted_flags ${TARN_HOSTED_PARTS}
   DESTINATION lib/tarnlib COMPONENT program)
 install(FILES ${TARN_PROGRAM_START} DESTINATION lib/tarnlib RENAME program_start.o
+  COMPONENT program)
+install(FILES $<TARGET_OBJECTS:tarn_hosted_traps> DESTINATION lib/tarnlib RENAME hosted_traps.o
   COMPONENT program)
 install(TARGETS tarn_program_support ARCHIVE DESTINATION lib/tarnlib COMPONENT program)
 install(DIRECTORY include/ DESTINATION include/tarnlib COMPONENT program)

@@ -1,12 +1,14 @@
 # Program images: compiled by the cross compiler against include/, linked
 # without its C run-time, finished.
 #
-#   tarn_add_program(name [DLL] SOURCES file... [LINK dll...] [FINISH option...])
+#   tarn_add_program(name [DLL] [HOSTED] SOURCES file... [LINK dll...] [FINISH option...])
 #
 # makes programs/NAME.exe, or programs/NAME.dll with DLL, in the build folder,
 # and beside it NAME.unfinished.exe, what the linker made. LINK names DLLs that
 # this function made before; a DLL exports what it declares dllexport. FINISH
-# passes options to finish_image. The DLLs of the library are in the same
+# passes options to finish_image. HOSTED is for programs in ISO C: compiled
+# against the compiler's own headers, linked with the whole of the C library.
+# The DLLs of the library are in the same
 # folder, where Windows, Wine and tarnrun look for them. The target is
 # tarn_program_NAME.
 #
@@ -18,6 +20,7 @@
 #                          of what the compiler calls of itself
 #   TARN_PROGRAM_IMPORT    the import library
 #   TARN_PROGRAM_DLLS      the two DLLs
+#   TARN_HOSTED_PARTS      the archive of hosted programs, and its import library
 #   TARN_PROGRAM_WAITS     targets that make these, if any
 #   TARN_FINISH_IMAGE      the finisher
 
@@ -46,6 +49,11 @@ target_include_directories(tarn_program_flags INTERFACE ${TARN_PROGRAM_INCLUDE})
 target_compile_options(tarn_program_flags INTERFACE
   "$<$<COMPILE_LANGUAGE:C,CXX>:${tarn_flags}>" "$<$<COMPILE_LANGUAGE:CXX>:${tarn_flags_cpp}>")
 
+tarn_read_flags(hosted_flags tarn_flags_hosted)
+add_library(tarn_hosted_flags INTERFACE)
+target_compile_options(tarn_hosted_flags INTERFACE
+  "$<$<COMPILE_LANGUAGE:C,CXX>:${tarn_flags_hosted};-idirafter;${TARN_PROGRAM_INCLUDE}>")
+
 set(tarn_copies)
 foreach(dll ${TARN_PROGRAM_DLLS})
   get_filename_component(dll_name ${dll} NAME)
@@ -60,16 +68,22 @@ if(TARN_PROGRAM_WAITS)
 endif()
 
 function(tarn_add_program name)
-  cmake_parse_arguments(PARSE_ARGV 1 program "DLL" "" "SOURCES;LINK;FINISH")
+  cmake_parse_arguments(PARSE_ARGV 1 program "DLL;HOSTED" "" "SOURCES;LINK;FINISH")
   if(program_UNPARSED_ARGUMENTS OR NOT program_SOURCES)
-    message(FATAL_ERROR "tarn_add_program(${name} [DLL] SOURCES file... [LINK dll...] [FINISH option...])")
+    message(FATAL_ERROR "tarn_add_program(${name} [DLL] [HOSTED] SOURCES file... [LINK dll...] [FINISH option...])")
   endif()
 
   set(code tarn_program_${name}_code)
   add_library(${code} OBJECT ${program_SOURCES})
-  target_link_libraries(${code} PRIVATE tarn_program_flags)
-
-  set(import_libraries ${TARN_PROGRAM_IMPORT})
+  set(hosted_libraries)
+  if(program_HOSTED)
+    target_link_libraries(${code} PRIVATE tarn_hosted_flags)
+    set(import_libraries ${TARN_HOSTED_PARTS})
+    set(hosted_libraries -Wl,-Bstatic -lmingwex -lpthread -lgcc_eh)
+  else()
+    target_link_libraries(${code} PRIVATE tarn_program_flags)
+    set(import_libraries ${TARN_PROGRAM_IMPORT})
+  endif()
   set(waits_for tarn_program_dlls)
   foreach(dll ${program_LINK})
     list(APPEND import_libraries ${TARN_PROGRAMS}/lib${dll}.dll.a)
@@ -98,7 +112,7 @@ function(tarn_add_program name)
     COMMAND ${CMAKE_C_COMPILER} -nostdlib ${link_options}
             -Wl,-e,__BrackenStartup -Wl,--dynamicbase -Wl,--disable-auto-import
             ${TARN_PROGRAM_START} $<TARGET_OBJECTS:${code}>
-            -Wl,--start-group ${import_libraries} ${TARN_PROGRAM_SUPPORT} -lgcc -lkernel32
+            -Wl,--start-group ${import_libraries} ${TARN_PROGRAM_SUPPORT} ${hosted_libraries} -lgcc -lkernel32
             -Wl,--end-group -o ${unfinished}
     COMMAND ${TARN_FINISH_IMAGE} ${finish_options} ${program_FINISH} ${unfinished} -o ${image}
     DEPENDS ${code} $<TARGET_OBJECTS:${code}> ${TARN_PROGRAM_START} ${TARN_PROGRAM_SUPPORT}

@@ -5,11 +5,9 @@
 # line and fails. TARN_WITHOUT_SLATEC=1 asks for a library without them,
 # on a machine that cannot fetch. --check only says
 # whether they are there.
-#
-# Uses the machine's own package sources, read as source repositories in a
-# folder of its own; nothing in the system's configuration changes.
 set -uo pipefail
 cd "$(dirname "$0")/.."
+. scripts/package_source.sh
 
 cache=build/slatec
 package=maxima
@@ -39,43 +37,9 @@ complete "$cache" && exit 0
 
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
-mkdir -p "$scratch"/{sources,lists/partial,cache/archives/partial,fortran} "$cache"
+mkdir -p "$scratch/fortran" "$cache"
 tarball=$cache/$package.orig.tar.gz
-
-has_digest() { echo "$tarball_sha256  $1" | sha256sum --check --status 2>/dev/null; }
-
-# The configured package sources, as source repositories.
-list_sources() {
-  local file
-  for file in /etc/apt/sources.list /etc/apt/sources.list.d/*; do
-    case $file in
-      *.list) sed -n -E 's/^[[:space:]]*deb([[:space:]])/deb-src\1/p' "$file" ;;
-    esac
-  done 2>/dev/null >"$scratch/sources/from_lists.list"
-  for file in /etc/apt/sources.list.d/*.sources; do
-    [ -r "$file" ] || continue
-    sed -E 's/^Types:.*/Types: deb-src/' "$file" >"$scratch/sources/$(basename "$file")"
-  done
-}
-
-own_apt() {
-  apt-get -q -o Dir::Etc::sourcelist=/dev/null -o Dir::Etc::sourceparts="$scratch/sources" \
-    -o Dir::State::lists="$scratch/lists" -o Dir::Cache="$scratch/cache" \
-    -o APT::Sandbox::User=root -o Acquire::Languages=none \
-    -o Acquire::http::Timeout=20 -o Acquire::https::Timeout=20 -o Acquire::Retries=1 "$@"
-}
-
-if ! has_digest "$tarball"; then
-  command -v apt-get >/dev/null || not_available "no apt-get"
-  list_sources
-  own_apt update >"$scratch/log" 2>&1
-  (cd "$scratch" && own_apt source --download-only --tar-only "$package") >>"$scratch/log" 2>&1 ||
-    not_available "the source package $package cannot be fetched"
-  found=$(find "$scratch" -maxdepth 1 -name "${package}_*.orig.tar.*" | head -n 1)
-  [ -n "$found" ] || not_available "the source package $package has no upstream tarball"
-  has_digest "$found" || not_available "the tarball of $package is not the expected one"
-  mv "$found" "$tarball"
-fi
+fetch_package_source "$package" "$tarball_sha256" "$tarball" || not_available "$fetch_failure"
 
 for routine in $routines; do
   echo "*/$folder/$routine.f"

@@ -27,6 +27,7 @@ import re
 import shutil
 import subprocess
 import sys
+import textwrap
 import tempfile
 from dataclasses import dataclass, field
 from pathlib import Path
@@ -662,6 +663,18 @@ def architecture(headers):
     return page[:start.start()] + "".join(made) + row.sub("", page[start.start():])
 
 
+def hosted_programs():
+    """docs/hosted-programs.md with the names at its end that images may import."""
+    page = (DOCS / "hosted-programs.md").read_text()
+    source = "src/platform/posix/system_library/system_exports.inc"
+    names = re.findall(r"^TARN_SYSTEM_EXPORT\((\w+)\)", (ROOT / source).read_text(), re.M)
+    if names != sorted(set(names)):
+        raise Fault(f"{source}: not in the order of the names")
+    marker = f"<!-- made from {source} -->\n"
+    return page[:page.index(marker)] + marker + "\n" + textwrap.fill(
+        ", ".join(f"`{name}`" for name in names) + ".", 90, break_on_hyphens=False) + "\n"
+
+
 def broken_links():
     for path in [ROOT / "README.md", *sorted((ROOT / "docs").rglob("*.md"))]:
         for target in re.findall(r"\]\(([^)\s]+)\)", path.read_text()):
@@ -718,6 +731,7 @@ def make():
     pages["reference/README.md"] = write_index(headers, rows, places)
     pages["errors.md"] = write_errors(catalogue, places)
     pages["architecture.md"] = architecture(headers)
+    pages["hosted-programs.md"] = hosted_programs()
     return headers, pages
 
 

@@ -27,12 +27,15 @@ for package in "${packages[@]}"; do
 done
 if [ "${1:-}" = --check ]; then
   scripts/fetch_slatec.sh --check >/dev/null 2>&1 || missing+=("SLATEC (or TARN_WITHOUT_SLATEC=1)")
+  scripts/fetch_musl.sh --check >/dev/null 2>&1 || missing+=("the sources of musl")
   [ ${#missing[@]} -eq 0 ] && exit 0
   echo "Missing: ${missing[*]}; run scripts/setup.sh" >&2
   exit 1
 fi
 if [ ${#missing[@]} -eq 0 ]; then
   scripts/fetch_slatec.sh
+  scripts/fetch_musl.sh
+  scripts/fetch_gcc_tests.sh || true
   exit 0
 fi
 
@@ -55,3 +58,6 @@ if ! { "${as_root[@]}" apt-get update &&
   exit 1
 fi
 scripts/fetch_slatec.sh
+scripts/fetch_musl.sh
+# Without them a test is left out.
+scripts/fetch_gcc_tests.sh || true

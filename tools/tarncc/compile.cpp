@@ -24,6 +24,13 @@ constexpr int kStandardError = 2;
 constexpr const char* kRegistersForAssembly[] = {"-fcall-saved-rbx", "-fcall-saved-rsi",
                                                  "-fcall-saved-rdi"};
 
+constexpr const char* kHostedHeaders[] = {
+    "assert.h", "complex.h", "ctype.h",    "dirent.h",   "errno.h",     "fcntl.h",  "fenv.h",
+    "float.h",  "getopt.h",  "inttypes.h", "io.h",       "iso646.h",    "libgen.h", "limits.h",
+    "locale.h", "math.h",    "pthread.h",  "setjmp.h",   "signal.h",    "stdio.h",  "stdlib.h",
+    "string.h", "strings.h", "sys/stat.h", "sys/time.h", "sys/types.h", "tgmath.h", "threads.h",
+    "time.h",   "uchar.h",   "unistd.h",   "utime.h",    "wchar.h",     "wctype.h"};
+
 bool has_option(const Words& options, std::initializer_list<const char*> names) {
   return std::any_of(options.begin(), options.end(), [&names](const std::string& option) {
     return std::any_of(names.begin(), names.end(),
@@ -54,11 +61,14 @@ void add_dependency_options(const Request& request, const Input& source, Words* 
 
 Words command(const Job& job, const Input& source, const fs::path& object) {
   const Request& request = job.request;
-  Words words = {job.places.compiler.string(), "@" + (job.places.parts / "program_flags").string()};
-  if (is_cpp(source)) {
+  const char* const flags = request.hosted ? "hosted_flags" : "program_flags";
+  Words words = {job.places.compiler.string(), "@" + (job.places.parts / flags).string()};
+  if (is_cpp(source) && !request.hosted) {
     words.push_back("@" + (job.places.parts / "program_flags_cpp").string());
   }
-  words.insert(words.end(), {"-isystem", job.places.include.string()});
+  // A hosted program's standard headers are the compiler's: ours come after them.
+  words.insert(words.end(),
+               {request.hosted ? "-idirafter" : "-isystem", job.places.include.string()});
   if (isatty(kStandardError)) words.push_back("-fdiagnostics-color=always");
   words.insert(words.end(), request.compiler_options.begin(), request.compiler_options.end());
   add_dependency_options(request, source, &words);
@@ -98,6 +108,19 @@ std::string text_of(const fs::path& name) {
   return text;
 }
 
+// The headers of ISO C and the common ones of POSIX that only hosted programs have.
+void hint_at_hosted(const std::string& messages) {
+  const std::size_t end = messages.find(": No such file or directory");
+  const std::size_t begin = messages.rfind(' ', end);
+  if (end == std::string::npos || begin == std::string::npos) return;
+  const std::string header = messages.substr(begin + 1, end - begin - 1);
+  for (const char* const name : kHostedHeaders) {
+    if (header == name) {
+      std::fprintf(stderr, "tarncc: %s: programs that are compiled with --hosted have it\n", name);
+    }
+  }
+}
+
 }  // namespace
 
 int compile(const Job& job, const Input& source, const fs::path& object) {
@@ -120,5 +143,6 @@ int compile(const Job& job, const Input& source, const fs::path& object) {
     }
   }
   std::fwrite(messages.data(), 1, messages.size(), stderr);
+  if (status != 0 && !job.request.hosted) hint_at_hosted(messages);
   return status == 0 ? kDone : kRefused;
 }

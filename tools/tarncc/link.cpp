@@ -49,8 +49,18 @@ int link(const Job& job, const Words& objects, const fs::path& unfinished) {
       words.push_back("-Wl,--out-implib," + (job.scratch / library).string());
     }
   }
-  words.insert(words.end(), {"-Wl,--start-group", (parts / "libprogram_support.a").string(),
-                             (parts / "libtarnlibc64.dll.a").string(), "-lgcc", "-lkernel32",
-                             "-Wl,--end-group", "-o", unfinished.string()});
+  words.push_back("-Wl,--start-group");
+  if (request.hosted) {
+    // The archive comes first: what it has in common with the compiler's libraries is its own.
+    if (request.traps) words.push_back((parts / "hosted_traps.o").string());
+    words.insert(words.end(),
+                 {(parts / "libtarncrt.a").string(), (parts / "libtarnhosted.a").string(),
+                  (parts / "libprogram_support.a").string(), "-Wl,-Bstatic", "-lmingwex",
+                  "-lpthread", "-lgcc_eh"});
+  } else {
+    words.insert(words.end(), {(parts / "libprogram_support.a").string(),
+                               (parts / "libtarnlibc64.dll.a").string()});
+  }
+  words.insert(words.end(), {"-lgcc", "-lkernel32", "-Wl,--end-group", "-o", unfinished.string()});
   return run_program(words, job.run_options()) == 0 ? kDone : kRefused;
 }

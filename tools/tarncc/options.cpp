@@ -37,6 +37,9 @@ enum Here {
   kDependenciesOnly,
   kCheckOnly,
   kDll,
+  kHosted,
+  kTrap,
+  kThreads,
   kNoDlls,
   kVerbose,
   kVerboseCompiler,
@@ -80,6 +83,9 @@ constexpr Option kOptions[] = {
     here("--dll", Form::kAlone, kDll),
     here("-shared", Form::kAlone, kDll),
     here("-mdll", Form::kAlone, kDll),
+    here("--hosted", Form::kAlone, kHosted),
+    here("--trap", Form::kAlone, kTrap),
+    here("-pthread", Form::kAlone, kThreads),
     here("--no-dlls", Form::kAlone, kNoDlls),
     here("--verbose", Form::kAlone, kVerbose),
     here("-v", Form::kAlone, kVerboseCompiler),
@@ -159,7 +165,6 @@ constexpr Option kOptions[] = {
     {"-fsanitize=", Form::kPrefix, Goes::kRefused, kNoSanitizer},
     {"-fopenmp", Form::kAlone, Goes::kRefused, kNoThreads},
     {"-fopenacc", Form::kAlone, Goes::kRefused, kNoThreads},
-    {"-pthread", Form::kAlone, Goes::kRefused, kNoThreads},
     {"-p", Form::kAlone, Goes::kRefused, kNoProfile},
     {"-pg", Form::kAlone, Goes::kRefused, kNoProfile},
     {"-fprofile-arcs", Form::kAlone, Goes::kRefused, kNoProfile},
@@ -302,6 +307,16 @@ class Reader {
       case kDll:
         request.dll = true;
         break;
+      case kHosted:
+        request.hosted = true;
+        break;
+      case kTrap:
+        request.traps = true;
+        break;
+      case kThreads:
+        threads_ = true;
+        request.compiler_options.push_back(word);
+        break;
       case kNoDlls:
         request.copy_dlls = false;
         break;
@@ -368,6 +383,7 @@ class Reader {
 
  public:
   bool verbose_compiler_ = false;
+  bool threads_ = false;
 };
 
 bool is_header(const Input& input) {
@@ -402,6 +418,7 @@ std::string contradiction(const Request& request) {
     }
   }
   if (standard_inputs > 1) return "standard input is one source";
+  if (request.traps && !request.hosted) return "--trap goes with --hosted: others trap anyway";
   return {};
 }
 
@@ -429,6 +446,9 @@ int read_command_line(const Words& words, Request* request) {
     }
     request->compiler_options.push_back("-v");
     request->inputs.push_back({"-v", false, {}});
+  }
+  if (reader.threads_ && !request->hosted) {
+    return refuse("-pthread is not supported: only hosted programs have POSIX threads");
   }
   const std::string wrong = contradiction(*request);
   return wrong.empty() ? kDone : usage_error(wrong);

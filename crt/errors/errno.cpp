@@ -1,0 +1,184 @@
+// errno: one cell a thread. The first thread's is static, so that a program
+// without threads never allocates one.
+#include <stdlib.h>
+#include <string.h>
+
+#include "../crt.h"
+#include "cells.h"
+
+namespace crt {
+
+bool has_threads;
+
+namespace {
+
+int first_cell;
+DWORD slot = TLS_OUT_OF_INDEXES;
+
+struct Row {
+  unsigned short code;
+  unsigned char error;
+};
+
+// By code. A code that is not here is EINVAL.
+constexpr Row kRows[] = {
+    {ERROR_INVALID_FUNCTION, EINVAL},
+    {ERROR_FILE_NOT_FOUND, ENOENT},
+    {ERROR_PATH_NOT_FOUND, ENOENT},
+    {ERROR_TOO_MANY_OPEN_FILES, EMFILE},
+    {ERROR_ACCESS_DENIED, EACCES},
+    {ERROR_INVALID_HANDLE, EBADF},
+    {ERROR_ARENA_TRASHED, ENOMEM},
+    {ERROR_NOT_ENOUGH_MEMORY, ENOMEM},
+    {ERROR_INVALID_BLOCK, ENOMEM},
+    {ERROR_BAD_ENVIRONMENT, E2BIG},
+    {ERROR_BAD_FORMAT, ENOEXEC},
+    {ERROR_OUTOFMEMORY, ENOMEM},
+    {ERROR_INVALID_DRIVE, ENOENT},
+    {ERROR_CURRENT_DIRECTORY, EACCES},
+    {ERROR_NOT_SAME_DEVICE, EXDEV},
+    {ERROR_NO_MORE_FILES, ENOENT},
+    {ERROR_WRITE_PROTECT, EACCES},
+    {ERROR_SHARING_VIOLATION, EACCES},
+    {ERROR_LOCK_VIOLATION, EACCES},
+    {ERROR_HANDLE_DISK_FULL, ENOSPC},
+    {ERROR_BAD_NETPATH, ENOENT},
+    {ERROR_NETWORK_ACCESS_DENIED, EACCES},
+    {ERROR_BAD_NET_NAME, ENOENT},
+    {ERROR_FILE_EXISTS, EEXIST},
+    {ERROR_CANNOT_MAKE, EACCES},
+    {ERROR_FAIL_I24, EACCES},
+    {ERROR_NO_PROC_SLOTS, EAGAIN},
+    {ERROR_DRIVE_LOCKED, EACCES},
+    {ERROR_BROKEN_PIPE, EPIPE},
+    {ERROR_DISK_FULL, ENOSPC},
+    {ERROR_INVALID_TARGET_HANDLE, EBADF},
+    {ERROR_INVALID_NAME, ENOENT},
+    {ERROR_WAIT_NO_CHILDREN, ECHILD},
+    {ERROR_CHILD_NOT_COMPLETE, ECHILD},
+    {ERROR_DIRECT_ACCESS_HANDLE, EBADF},
+    {ERROR_NEGATIVE_SEEK, EINVAL},
+    {ERROR_SEEK_ON_DEVICE, EACCES},
+    {ERROR_DIR_NOT_EMPTY, ENOTEMPTY},
+    {ERROR_NOT_LOCKED, EACCES},
+    {ERROR_BAD_PATHNAME, ENOENT},
+    {ERROR_MAX_THRDS_REACHED, EAGAIN},
+    {ERROR_LOCK_FAILED, EACCES},
+    {ERROR_ALREADY_EXISTS, EEXIST},
+    {ERROR_FILENAME_EXCED_RANGE, ENOENT},
+    {ERROR_NO_DATA, EPIPE},
+    {ERROR_DIRECTORY, ENOTDIR},
+    {ERROR_NESTING_NOT_ALLOWED, EAGAIN},
+    {ERROR_NOT_ENOUGH_QUOTA, ENOMEM},
+};
+
+// By number, from 0.
+constexpr const char* kTexts[] = {
+    "No error",
+    "Operation not permitted",
+    "No such file or directory",
+    "No such process",
+    "Interrupted function call",
+    "Input/output error",
+    "No such device or address",
+    "Arg list too long",
+    "Exec format error",
+    "Bad file descriptor",
+    "No child processes",
+    "Resource temporarily unavailable",
+    "Not enough space",
+    "Permission denied",
+    "Bad address",
+    "Unknown error",
+    "Resource device",
+    "File exists",
+    "Improper link",
+    "No such device",
+    "Not a directory",
+    "Is a directory",
+    "Invalid argument",
+    "Too many open files in system",
+    "Too many open files",
+    "Inappropriate I/O control operation",
+    "Unknown error",
+    "File too large",
+    "No space left on device",
+    "Invalid seek",
+    "Read-only file system",
+    "Too many links",
+    "Broken pipe",
+    "Domain error",
+    "Result too large",
+    "Unknown error",
+    "Resource deadlock avoided",
+    "Unknown error",
+    "Filename too long",
+    "No locks available",
+    "Function not implemented",
+    "Directory not empty",
+    "Illegal byte sequence",
+};
+constexpr int kTextCount = sizeof kTexts / sizeof kTexts[0];
+
+}  // namespace
+
+int fail_with(int error) {
+  errno = error;
+  return -1;
+}
+
+int fail(DWORD code) {
+  for (const Row& row : kRows) {
+    if (row.code == code) return fail_with(row.error);
+  }
+  return fail_with(EINVAL);
+}
+
+}  // namespace crt
+
+void crt::begin_threads() {
+  if (has_threads) return;
+  slot = TlsAlloc();
+  use_cell(&first_cell);
+  has_threads = true;
+}
+
+void crt::use_cell(int* cell) { TlsSetValue(slot, cell); }
+
+// A thread that the program started by the system's own means gets a cell when it
+// first asks.
+CRT_API int* _errno(void) {
+  using namespace crt;
+  if (!has_threads) return &first_cell;
+  const DWORD last_error = GetLastError();
+  int* cell = static_cast<int*>(TlsGetValue(slot));
+  if (!cell) {
+    cell = static_cast<int*>(calloc(1, sizeof(int)));
+    if (!cell) cell = &first_cell;
+    use_cell(cell);
+  }
+  SetLastError(last_error);
+  return cell;
+}
+CRT_API char* strerror(int error) {
+  return const_cast<char*>(crt::kTexts[error >= 0 && error < crt::kTextCount ? error : 15]);
+}
+CRT_API errno_t strerror_s(char* to, size_t size, int error) {
+  if (!to || size == 0) return EINVAL;
+  strncpy(to, strerror(error), size - 1);
+  to[size - 1] = '\0';
+  return 0;
+}
+CRT_API errno_t _set_errno(int value) {
+  errno = value;
+  return 0;
+}
+CRT_API errno_t _get_errno(int* value) {
+  *value = errno;
+  return 0;
+}
+CRT_API unsigned long* __doserrno(void) {
+  static unsigned long code;
+  code = GetLastError();
+  return &code;
+}

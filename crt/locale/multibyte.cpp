@@ -1,0 +1,208 @@
+// Bytes to and from wide characters, which are UTF-16. A character beyond 16 bits is
+// two of them: the first call consumes its bytes and returns the high half, the next
+// one returns the low half and consumes nothing (the result is then 0 bytes for a
+// character that is not the NUL, as in other libraries with 16-bit wchar_t; the string
+// routines pass over it).
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <wchar.h>
+
+#include "../crt.h"
+#include "locale.h"
+
+namespace {
+
+constexpr size_t kInvalid = static_cast<size_t>(-1);
+constexpr size_t kIncomplete = static_cast<size_t>(-2);
+
+// The code point of UTF-8. Result: its bytes; 0 if it is cut short, -1 if it is none.
+int decode(const unsigned char* bytes, size_t size, unsigned* code) {
+  const unsigned first = bytes[0];
+  if (first < 0x80) return *code = first, 1;
+  const int length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+  if (first < 0xC2 || first > 0xF4) return -1;
+  unsigned value = first & (0x7Fu >> length);
+  for (int i = 1; i < length; ++i) {
+    if (static_cast<size_t>(i) == size) return 0;
+    const unsigned next = bytes[i];
+    const bool too_low =
+        i == 1 && ((first == 0xE0 && next < 0xA0) || (first == 0xF0 && next < 0x90));
+    const bool too_high =
+        i == 1 && ((first == 0xED && next > 0x9F) || (first == 0xF4 && next > 0x8F));
+    if ((next & 0xC0) != 0x80 || too_low || too_high) return -1;
+    value = value << 6 | (next & 0x3F);
+  }
+  return *code = value, length;
+}
+
+int encode(unsigned code, char* to) {
+  if (code < 0x80) return to[0] = static_cast<char>(code), 1;
+  const int length = code < 0x800 ? 2 : code < 0x10000 ? 3 : 4;
+  for (int i = length - 1; i > 0; --i, code >>= 6) to[i] = static_cast<char>(0x80 | (code & 0x3F));
+  to[0] = static_cast<char>(0xF00 >> length | code);
+  return length;
+}
+
+bool is_high(unsigned unit) { return unit >= 0xD800 && unit < 0xDC00; }
+bool is_low(unsigned unit) { return unit >= 0xDC00 && unit < 0xE000; }
+
+// What a state holds between calls: bytes of a character so far and their number, or
+// the half of a pair that is still to come.
+struct State {
+  unsigned char bytes[3];
+  unsigned char count;  // 1 to 3, or kPair
+};
+constexpr unsigned char kPair = 0xFF;
+static_assert(sizeof(State) <= sizeof(mbstate_t));
+
+State* state_of(mbstate_t* state, State* own) {
+  return state ? reinterpret_cast<State*>(state) : own;
+}
+
+size_t invalid() {
+  errno = EILSEQ;
+  return kInvalid;
+}
+
+size_t to_wide(wchar_t* to, const char* from, size_t size, State* state) {
+  if (!from) return *state = {}, 0;
+  if (state->count == kPair) {
+    if (to) *to = static_cast<wchar_t>(state->bytes[0] | state->bytes[1] << 8);
+    return *state = {}, 0;
+  }
+  if (size == 0) return kIncomplete;
+  if (!crt::is_utf8) {
+    if (to) *to = static_cast<unsigned char>(*from);
+    return *from != '\0';
+  }
+  unsigned char bytes[4];
+  const size_t before = state->count;
+  memcpy(bytes, state->bytes, before);
+  size_t all = before;
+  for (size_t i = 0; all < sizeof bytes && i < size; ++i)
+    bytes[all++] = static_cast<unsigned char>(from[i]);
+  unsigned code = 0;
+  const int length = decode(bytes, all, &code);
+  if (length < 0) return *state = {}, invalid();
+  if (length == 0) {
+    memcpy(state->bytes, bytes, all);
+    state->count = static_cast<unsigned char>(all);
+    return kIncomplete;
+  }
+  *state = {};
+  if (code >= 0x10000) {
+    const unsigned low = 0xDC00 | (code & 0x3FF);
+    *state = {{static_cast<unsigned char>(low), static_cast<unsigned char>(low >> 8)}, kPair};
+    code = 0xD800 + ((code - 0x10000) >> 10);
+  }
+  if (to) *to = static_cast<wchar_t>(code);
+  return code == 0 ? 0 : static_cast<size_t>(length) - before;
+}
+
+size_t to_bytes(char* to, wchar_t wide, State* state) {
+  if (!to) return *state = {}, 1;
+  if (!crt::is_utf8) {
+    if (wide > 0xFF) return invalid();
+    *to = static_cast<char>(wide);
+    return 1;
+  }
+  if (state->count == kPair) {
+    const unsigned high = state->bytes[0] | static_cast<unsigned>(state->bytes[1]) << 8;
+    *state = {};
+    if (!is_low(wide)) return invalid();
+    return static_cast<size_t>(encode(0x10000 + ((high & 0x3FF) << 10) + (wide & 0x3FFu), to));
+  }
+  if (is_high(wide)) {
+    *state = {{static_cast<unsigned char>(wide), static_cast<unsigned char>(wide >> 8)}, kPair};
+    return 0;
+  }
+  if (is_low(wide)) return invalid();
+  return static_cast<size_t>(encode(wide, to));
+}
+
+State mbrtowc_state, mbrlen_state, wcrtomb_state, mbtowc_state, wctomb_state, mbsrtowcs_state,
+    wcsrtombs_state;
+
+}  // namespace
+
+CRT_API size_t mbrtowc(wchar_t* to, const char* from, size_t size, mbstate_t* state) {
+  return to_wide(to, from, size, state_of(state, &mbrtowc_state));
+}
+CRT_API size_t mbrlen(const char* from, size_t size, mbstate_t* state) {
+  return to_wide(nullptr, from, size, state_of(state, &mbrlen_state));
+}
+CRT_API size_t wcrtomb(char* to, wchar_t wide, mbstate_t* state) {
+  return to_bytes(to, wide, state_of(state, &wcrtomb_state));
+}
+CRT_API int(mbsinit)(const mbstate_t* state) {
+  return !state || reinterpret_cast<const State*>(state)->count == 0;
+}
+
+// One byte and one wide character, where each stands for the other.
+CRT_API wint_t btowc(int byte) {
+  if (byte == EOF || (crt::is_utf8 && static_cast<unsigned>(byte) > 0x7F)) return WEOF;
+  return static_cast<unsigned char>(byte);
+}
+CRT_API int wctob(wint_t wide) { return wide <= (crt::is_utf8 ? 0x7F : 0xFF) ? wide : EOF; }
+
+CRT_API int mbtowc(wchar_t* to, const char* from, size_t size) {
+  const size_t length = to_wide(to, from, size, &mbtowc_state);
+  if (length == kIncomplete) return mbtowc_state = {}, -1;
+  if (mbtowc_state.count == kPair) mbtowc_state = {};
+  return static_cast<int>(length);
+}
+CRT_API int mblen(const char* from, size_t size) { return mbtowc(nullptr, from, size); }
+CRT_API int wctomb(char* to, wchar_t wide) {
+  if (!to) return wctomb_state = {}, 0;
+  return static_cast<int>(to_bytes(to, wide, &wctomb_state));
+}
+
+CRT_API size_t mbsrtowcs(wchar_t* to, const char** from, size_t size, mbstate_t* state) {
+  State* const now = state_of(state, &mbsrtowcs_state);
+  const char* at = *from;
+  size_t count = 0;
+  for (; !to || count < size; ++count) {
+    wchar_t wide;
+    const bool second = now->count == kPair;
+    const size_t length = to_wide(&wide, at, SIZE_MAX, now);
+    if (length == kInvalid) return kInvalid;
+    if (to) to[count] = wide;
+    if (length == 0 && !second) {
+      if (to) *from = nullptr;
+      return count;
+    }
+    at += length;
+  }
+  *from = at;
+  return count;
+}
+
+CRT_API size_t wcsrtombs(char* to, const wchar_t** from, size_t size, mbstate_t* state) {
+  State* const now = state_of(state, &wcsrtombs_state);
+  const wchar_t* at = *from;
+  size_t count = 0;
+  for (;; ++at) {
+    char bytes[4];
+    const size_t length = to_bytes(bytes, *at, now);
+    if (length == kInvalid) return kInvalid;
+    if (to && count + length > size) break;
+    if (to) memcpy(to + count, bytes, length);
+    if (*at == 0) {
+      if (to) *from = nullptr;
+      return count;
+    }
+    count += length;
+  }
+  *from = at;
+  return count;
+}
+
+CRT_API size_t mbstowcs(wchar_t* to, const char* from, size_t size) {
+  mbstate_t state = {};
+  return mbsrtowcs(to, &from, size, &state);
+}
+CRT_API size_t wcstombs(char* to, const wchar_t* from, size_t size) {
+  mbstate_t state = {};
+  return wcsrtombs(to, &from, size, &state);
+}

@@ -1,0 +1,41 @@
+// Floating-point numbers from strings: libmingwex's, which round correctly.
+#include <math.h>
+#include <stdlib.h>
+
+#include "../crt.h"
+
+extern "C" {
+double __strtod(const char*, char**);
+
+#undef strtod
+double out_of_line_strtod(const char*, char**) __asm__("strtod");
+double out_of_line_strtod(const char* s, char** end) { return __strtod(s, end); }
+double atof(const char* s) { return __strtod(s, nullptr); }
+
+double frexp(double value, int* exponent) {
+  union {
+    double real;
+    unsigned long long bits;
+  } parts = {value};
+  const int field = static_cast<int>(parts.bits >> 52 & 0x7FF);
+  *exponent = 0;
+  if (field == 0x7FF || value == 0) return value;
+  if (field == 0) {
+    const double result = frexp(value * 0x1p64, exponent);
+    *exponent -= 64;
+    return result;
+  }
+  *exponent = field - 0x3FE;
+  parts.bits = (parts.bits & ~(0x7FFull << 52)) | 0x3FEull << 52;
+  return parts.real;
+}
+
+int _finite(double value) { return __builtin_isfinite(value); }
+int _isnan(double value) { return __builtin_isnan(value); }
+double _copysign(double value, double sign) { return __builtin_copysign(value, sign); }
+double _hypot(double x, double y) { return hypot(x, y); }
+double _chgsign(double value) { return -value; }
+double _logb(double value) { return logb(value); }
+double _nextafter(double value, double toward) { return nextafter(value, toward); }
+double _scalb(double value, long exponent) { return scalbln(value, exponent); }
+}

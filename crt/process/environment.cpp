@@ -1,0 +1,97 @@
+// The environment: the program's own table, and the system's, which children get.
+#include <stdlib.h>
+#include <string.h>
+
+#include "../crt.h"
+#include "../files/wide_path.h"
+#include "../start/arguments.h"
+#include "lock.h"
+
+using namespace crt;
+
+namespace {
+
+Lock table_lock;
+bool table_is_own;  // its array is from malloc alone, without the strings of the start
+
+char** find(const char* name, size_t length) {
+  for (char** entry = environment; entry && *entry; ++entry) {
+    if (_strnicmp(*entry, name, length) == 0 && (*entry)[length] == '=') return entry;
+  }
+  return nullptr;
+}
+
+// Strings that getenv has returned stay valid, so a replaced one is not freed.
+bool set(char* entry, size_t name_length) {
+  if (char** const place = find(entry, name_length)) {
+    *place = entry;
+    return true;
+  }
+  size_t count = 0;
+  while (environment && environment[count]) ++count;
+  char** const table = static_cast<char**>(malloc((count + 2) * sizeof(char*)));
+  if (!table) return false;
+  memcpy(table, environment, count * sizeof(char*));
+  table[count] = entry;
+  table[count + 1] = nullptr;
+  if (table_is_own) free(environment);
+  table_is_own = true;
+  environment = table;
+  return true;
+}
+
+void remove_entry(char** place) {
+  do {
+    place[0] = place[1];
+  } while (*place++);
+}
+
+}  // namespace
+
+CRT_API char* getenv(const char* name) {
+  const Locked locked(table_lock);
+  char** const entry = find(name, strlen(name));
+  return entry ? *entry + strlen(name) + 1 : nullptr;
+}
+
+// "NAME=value"; without a value the variable goes.
+CRT_API int _putenv(const char* assignment) {
+  const char* const equals = strchr(assignment, '=');
+  if (!equals || equals == assignment) return fail_with(EINVAL);
+  const Locked locked(table_lock);
+  const size_t length = static_cast<size_t>(equals - assignment);
+  char* const entry = _strdup(assignment);
+  if (!entry) return -1;
+  entry[length] = '\0';
+  if (!SetEnvironmentVariableA(entry, equals[1] ? equals + 1 : nullptr) && equals[1]) {
+    free(entry);
+    return fail();
+  }
+  entry[length] = '=';
+  if (equals[1]) return set(entry, length) ? 0 : -1;
+  if (char** const place = find(entry, length)) remove_entry(place);
+  free(entry);
+  return 0;
+}
+
+CRT_API errno_t _putenv_s(const char* name, const char* value) {
+  if (!name || !value || strchr(name, '=')) return errno = EINVAL;
+  char* const assignment = static_cast<char*>(malloc(strlen(name) + strlen(value) + 2));
+  if (!assignment) return errno = ENOMEM;
+  strcat(strcat(strcpy(assignment, name), "="), value);
+  const int result = _putenv(assignment);
+  free(assignment);
+  return result == 0 ? 0 : errno;
+}
+
+CRT_API wchar_t* _wgetenv(const wchar_t* name) {
+  static wchar_t* value;
+  const NarrowPath narrow(name);
+  const char* const found = narrow.valid() ? getenv(narrow) : nullptr;
+  if (!found) return nullptr;
+  const size_t size = strlen(found) + 1;
+  wchar_t* const wide = static_cast<wchar_t*>(malloc(size * 2 * sizeof(wchar_t)));
+  if (!wide || !to_wide(found, wide, size * 2)) return free(wide), nullptr;
+  free(value);
+  return value = wide;
+}

@@ -1,0 +1,30 @@
+// The ends that C programs choose for failures: each is the library's report, headed
+// by what the program says.
+#include <assert.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+
+#include "../crt.h"
+
+extern "C" {
+// Run-time error 345, whose text is the caller's, formatted by the library's printf.
+[[noreturn]] void suite_text_error(const char* format, ...) __asm__("tarn_suite_text_error");
+
+void abort(void) {
+  raise(SIGABRT);
+  suite_text_error("Abnormal end: abort was called");
+}
+
+void _assert(const char* expression, const char* file, unsigned line) {
+  raise(SIGABRT);
+  suite_text_error("Assertion failed: %s, file %s, line %u", expression, file, line);
+}
+
+void _purecall(void) { suite_text_error("Pure virtual function called"); }
+void _amsg_exit(int number) { suite_text_error("Run-time error R60%02d", number); }
+
+void __mingw_raise_matherr(int, const char*, double, double, double) {}
+void __mingw_setusermatherr(int (*)(void*)) {}
+void __setusermatherr(int (*)(void*)) {}
+}

@@ -1,0 +1,54 @@
+// A lock that costs nothing until the program starts its first thread. The thread
+// that holds it may take it again.
+#pragma once
+
+#include "../crt.h"
+
+namespace crt {
+
+class Lock {
+ public:
+  void take() {
+    if (has_threads) take_it();
+  }
+  void give_back() {
+    if (depth_ > 0 && has_threads) give_it_back();
+  }
+  // For the programs that ask: taken even without threads.
+  void take_it() {
+    const DWORD self = GetCurrentThreadId();
+    if (owner_ == self) {
+      ++depth_;
+      return;
+    }
+    for (int turns = 0; __atomic_exchange_n(&taken_, true, __ATOMIC_ACQUIRE); ++turns) {
+      Sleep(turns < kTurnsBeforeSleep ? 0 : 1);
+    }
+    __atomic_store_n(&owner_, self, __ATOMIC_RELAXED);
+    depth_ = 1;
+  }
+  void give_it_back() {
+    if (--depth_ > 0) return;
+    __atomic_store_n(&owner_, 0, __ATOMIC_RELAXED);
+    __atomic_store_n(&taken_, false, __ATOMIC_RELEASE);
+  }
+
+ private:
+  static constexpr int kTurnsBeforeSleep = 50;
+  DWORD owner_ = 0;
+  int depth_ = 0;
+  bool taken_ = false;
+};
+
+class Locked {
+ public:
+  explicit Locked(Lock& lock) : lock_(lock) { lock_.take(); }
+  ~Locked() { lock_.give_back(); }
+  Locked(const Locked&) = delete;
+  Locked& operator=(const Locked&) = delete;
+
+ private:
+  Lock& lock_;
+};
+
+}  // namespace crt

@@ -1,0 +1,122 @@
+// signal and raise for the six signals of ISO C, and SIGBREAK.
+//
+// A handler of a failure is called from the library's trap routines; it may leave by
+// longjmp. If it returns, the instruction runs again, with the default in force, so that
+// a failure that is still there is reported.
+#include <signal.h>
+
+#include "../crt.h"
+
+extern "C" {
+[[noreturn]] void suite_text_error(const char* format, ...) __asm__("tarn_suite_text_error");
+using TrapRoutine = int(void* context, EXCEPTION_RECORD* record, int);
+TrapRoutine* set_trap_routine(const int* type,
+                              TrapRoutine* routine) __asm__("tarn_suite_trap_exception");
+int (*set_break_routine(int (*routine)(void),
+                        const int* type))(void) __asm__("tarn_suite_set_trap");
+}
+
+namespace {
+
+// What a trap routine answers, and the types of trap, by the library's numbers.
+constexpr int kResume = -1, kReport = 1;
+constexpr int kAllTraps = 12, kAllFloatTraps = 13;
+
+struct Signal {
+  int number;
+  const char* name;
+  __p_sig_fn_t handler;  // null: the default
+};
+
+Signal signals[] = {
+    {SIGINT, "Interrupt", nullptr},
+    {SIGILL, "Illegal instruction", nullptr},
+    {SIGFPE, "Arithmetic exception", nullptr},
+    {SIGSEGV, "Access violation", nullptr},
+    {SIGTERM, "Termination", nullptr},
+    {SIGBREAK, "Ctrl-Break", nullptr},
+    {SIGABRT, "Abnormal end", nullptr},
+};
+
+Signal* find(int number) {
+  if (number == SIGABRT_COMPAT) number = SIGABRT;
+  for (Signal& signal : signals) {
+    if (signal.number == number) return &signal;
+  }
+  return nullptr;
+}
+
+// Calls the handler, with the default in force. False if there is none.
+bool deliver(Signal& signal) {
+  const __p_sig_fn_t handler = signal.handler;
+  if (handler == SIG_DFL || handler == SIG_IGN) return handler == SIG_IGN;
+  signal.handler = SIG_DFL;
+  handler(signal.number);
+  return true;
+}
+
+int signal_of(DWORD code) {
+  switch (code) {
+    case EXCEPTION_ACCESS_VIOLATION:
+    case EXCEPTION_IN_PAGE_ERROR:
+    case EXCEPTION_STACK_OVERFLOW:
+      return SIGSEGV;
+    case EXCEPTION_ILLEGAL_INSTRUCTION:
+    case EXCEPTION_PRIV_INSTRUCTION:
+      return SIGILL;
+    case EXCEPTION_INT_DIVIDE_BY_ZERO:
+    case EXCEPTION_INT_OVERFLOW:
+    case EXCEPTION_FLT_DENORMAL_OPERAND:
+    case EXCEPTION_FLT_DIVIDE_BY_ZERO:
+    case EXCEPTION_FLT_INEXACT_RESULT:
+    case EXCEPTION_FLT_INVALID_OPERATION:
+    case EXCEPTION_FLT_OVERFLOW:
+    case EXCEPTION_FLT_STACK_CHECK:
+    case EXCEPTION_FLT_UNDERFLOW:
+      return SIGFPE;
+    default:
+      return 0;
+  }
+}
+
+int on_failure(void*, EXCEPTION_RECORD* record, int) {
+  Signal* const signal = find(signal_of(record->ExceptionCode));
+  return signal && signal->handler != SIG_IGN && deliver(*signal) ? kResume : kReport;
+}
+
+// Non-zero: dealt with. SIGBREAK is not told apart from SIGINT by the library; a handler
+// of either gets it.
+int on_break() {
+  if (signals[0].handler != SIG_DFL) return deliver(signals[0]);
+  return deliver(*find(SIGBREAK));
+}
+
+}  // namespace
+
+CRT_API __p_sig_fn_t signal(int number, __p_sig_fn_t handler) {
+  Signal* const signal = find(number);
+  if (!signal) {
+    errno = EINVAL;
+    return SIG_ERR;
+  }
+  const __p_sig_fn_t before = signal->handler;
+  signal->handler = handler;
+  if (number == SIGINT || number == SIGBREAK) {
+    constexpr int kConsole = 0;
+    set_break_routine(on_break, &kConsole);
+  } else if (handler != SIG_DFL && (number == SIGSEGV || number == SIGILL || number == SIGFPE)) {
+    set_trap_routine(&kAllTraps, on_failure);
+    set_trap_routine(&kAllFloatTraps, on_failure);
+  }
+  return before;
+}
+
+// The default of an interruption and a termination ends the process with status 3;
+// that of a failure is the report. abort reports by itself.
+CRT_API int raise(int number) {
+  Signal* const signal = find(number);
+  if (!signal) return crt::fail_with(EINVAL);
+  if (deliver(*signal) || signal->number == SIGABRT) return 0;
+  if (number == SIGINT || number == SIGTERM || number == SIGBREAK) ExitProcess(3);
+  suite_text_error("%s (raise)", signal->name);
+}

@@ -1,0 +1,147 @@
+#include <fcntl.h>
+#include <io.h>
+#include <share.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+
+#include "stream.h"
+
+using namespace crt;
+
+namespace {
+
+FILE* open_as(Stream* stream, int number, int flags) {
+  set_up(*stream, number, flags);
+  return &stream->face;
+}
+
+FILE* open_path(const char* path, const char* mode, int share) {
+  int flags;
+  if (!read_mode(mode, &flags)) return nullptr;
+  Stream* const stream = new_stream();
+  if (!stream) return nullptr;
+  const int number = open_file(path, flags, share, _S_IREAD | _S_IWRITE);
+  if (number < 0) {
+    stream->number = -1;
+    return nullptr;
+  }
+  return open_as(stream, number, flags);
+}
+
+}  // namespace
+
+CRT_API FILE* __acrt_iob_func(unsigned index) { return &standard_streams[index].face; }
+
+CRT_API FILE* fopen(const char* path, const char* mode) {
+  return open_path(path, mode, _SH_DENYNO);
+}
+
+CRT_API FILE* _fsopen(const char* path, const char* mode, int share) {
+  return open_path(path, mode, share);
+}
+
+CRT_API FILE* _fdopen(int number, const char* mode) {
+  int flags;
+  if (!descriptor(number) || !read_mode(mode, &flags)) return nullptr;
+  Stream* const stream = new_stream();
+  if (!stream) return nullptr;
+  Descriptor& file = *descriptor(number);
+  if (flags & (_O_TEXT | _O_BINARY)) file.text = flags & _O_TEXT;
+  if (flags & _O_APPEND) file.append = true;
+  return open_as(stream, number, flags);
+}
+
+// With a null path the same file is kept, and only its mode changes.
+CRT_API FILE* freopen(const char* path, const char* mode, FILE* file) {
+  Stream& stream = stream_of(file);
+  const Locked locked(stream.lock);
+  int flags;
+  if (!read_mode(mode, &flags)) return nullptr;
+  if (!path) {
+    if (!(flags & (_O_TEXT | _O_BINARY))) flags |= _O_TEXT;
+    flush(stream);
+    if (Descriptor* const kept = descriptor(stream.number)) {
+      kept->text = flags & _O_TEXT;
+      kept->append = flags & _O_APPEND;
+    }
+    stream.text = flags & _O_TEXT;
+    stream.face._flag = 0;
+    return file;
+  }
+  const int old_number = stream.number;
+  if (old_number >= 0) close(stream);
+  int number = open_file(path, flags, _SH_DENYNO, _S_IREAD | _S_IWRITE);
+  if (number < 0) return nullptr;
+  // A standard stream keeps its number, which programs and child processes know.
+  if (old_number >= 0 && old_number <= 2 && number != old_number) {
+    _dup2(number, old_number);
+    _close(number);
+    number = old_number;
+  }
+  const Lock kept = stream.lock;
+  set_up(stream, number, flags);
+  stream.lock = kept;
+  return file;
+}
+
+CRT_API int fclose(FILE* file) {
+  Stream& stream = stream_of(file);
+  const Locked locked(stream.lock);
+  if (stream.number < 0) return fail_with(EBADF);
+  return crt::close(stream);
+}
+
+CRT_API int fflush(FILE* file) {
+  if (!file) return flush_all();
+  const Locked locked(stream_of(file).lock);
+  return crt::flush(stream_of(file));
+}
+
+CRT_API int _flushall(void) { return flush_all() == 0 ? 3 : EOF; }
+
+CRT_API int _fileno(FILE* file) {
+  const int number = stream_of(file).number;
+  return number >= 0 ? number : fail_with(EBADF);
+}
+
+CRT_API int setvbuf(FILE* file, char* buffer, int mode, size_t size) {
+  Stream& stream = stream_of(file);
+  const Locked locked(stream.lock);
+  if (mode != _IOFBF && mode != _IOLBF && mode != _IONBF) return fail_with(EINVAL);
+  if (crt::flush(stream) != 0) return EOF;
+  if (stream.own) free(stream.own);
+  stream.own = stream.base = stream.next = stream.last = stream.limit = nullptr;
+  stream.reading = stream.writing = false;
+  stream.buffering_set = true;
+  stream.buffering = mode == _IOFBF   ? Buffering::kFull
+                     : mode == _IOLBF ? Buffering::kLine
+                                      : Buffering::kNone;
+  stream.size = mode == _IONBF ? 0 : size;
+  if (buffer && mode != _IONBF && size >= 2) {
+    stream.base = stream.next = stream.last = stream.limit =
+        reinterpret_cast<unsigned char*>(buffer);
+  }
+  return 0;
+}
+
+CRT_API void setbuf(FILE* file, char* buffer) {
+  setvbuf(file, buffer, buffer ? _IOFBF : _IONBF, BUFSIZ);
+}
+
+// Programs hold a stream over several calls by these.
+CRT_API void _lock_file(FILE* file) { stream_of(file).lock.take(); }
+CRT_API void _unlock_file(FILE* file) { stream_of(file).lock.give_back(); }
+
+// What is in a stream's buffer was written in its former mode.
+CRT_API int _setmode(int number, int mode) {
+  Descriptor* const file = descriptor(number);
+  if (!file) return -1;
+  if (mode != _O_TEXT && mode != _O_BINARY) return fail_with(EINVAL);
+  const int before = file->text ? _O_TEXT : _O_BINARY;
+  file->text = mode == _O_TEXT;
+  for_each_stream([number, file](Stream& stream) {
+    if (stream.number == number) stream.text = file->text;
+  });
+  return before;
+}

@@ -1,0 +1,369 @@
+#include "stream.h"
+
+#include <fcntl.h>
+#include <io.h>
+#include <share.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+
+namespace crt {
+namespace {
+
+constexpr size_t kBufferSize = 16384;
+constexpr size_t kSmallBuffer = 512;  // of a stream without a buffer: one call's characters
+constexpr unsigned char kEndMark = 0x1A;
+
+Lock streams_lock;
+
+void set_flag(Stream& stream, int flag) { stream.face._flag |= flag; }
+
+bool take_buffer(Stream& stream) {
+  if (stream.base) return true;
+  Descriptor* const file = descriptor(stream.number);
+  if (!file) return false;
+  if (!stream.buffering_set) {
+    stream.buffering = stream.number == 2 ? Buffering::kNone
+                       : file->device     ? Buffering::kLine
+                                          : Buffering::kFull;
+  }
+  if (stream.size == 0) {
+    stream.size = stream.buffering == Buffering::kNone ? kSmallBuffer : kBufferSize;
+  }
+  stream.own = static_cast<unsigned char*>(malloc(stream.size));
+  if (!stream.own) return fail_with(ENOMEM) == 0;
+  stream.base = stream.next = stream.last = stream.limit = stream.own;
+  return true;
+}
+
+// The file's position goes back to the next character to come.
+void leave_reading(Stream& stream) {
+  if (!stream.reading) return;
+  Descriptor* const file = descriptor(stream.number);
+  const long long ahead = stream.last - stream.next + stream.pushed_count;
+  if (file && ahead > 0 && !file->device && !file->pipe) seek_file(*file, -ahead, SEEK_CUR);
+  stream.reading = false;
+  stream.pushed_count = 0;
+  stream.next = stream.last = stream.base;
+}
+
+bool begin_reading(Stream& stream) {
+  if (stream.reading) return true;
+  if (!stream.can_read) {
+    set_flag(stream, _IOERR);
+    errno = EBADF;
+    return false;
+  }
+  if (stream.writing && flush(stream) != 0) return false;
+  if (!take_buffer(stream)) {
+    set_flag(stream, _IOERR);
+    return false;
+  }
+  stream.writing = false;
+  stream.reading = true;
+  stream.next = stream.last = stream.limit = stream.base;
+  return true;
+}
+
+bool begin_writing(Stream& stream) {
+  if (stream.writing) return true;
+  if (!stream.can_write) {
+    set_flag(stream, _IOERR);
+    errno = EBADF;
+    return false;
+  }
+  leave_reading(stream);
+  if (!take_buffer(stream)) {
+    set_flag(stream, _IOERR);
+    return false;
+  }
+  stream.writing = true;
+  stream.next = stream.last = stream.base;
+  stream.limit = stream.buffering == Buffering::kFull ? stream.base + stream.size : stream.base;
+  return true;
+}
+
+// Someone who is asked at a console has to see the question.
+void show_questions(const Descriptor& asked) {
+  if (!asked.device) return;
+  for (Stream& stream : standard_streams) {
+    if (stream.writing && stream.buffering == Buffering::kLine) flush(stream);
+  }
+}
+
+// Fills the buffer after the bytes that are still in it. Result: false at the end
+// of the file or on failure, with the indicator set.
+bool fill(Stream& stream) {
+  Descriptor* const file = descriptor(stream.number);
+  const size_t kept = static_cast<size_t>(stream.last - stream.next);
+  if (!file || (stream.text && file->device && (stream.face._flag & _IOEOF))) return false;
+  show_questions(*file);
+  memmove(stream.base, stream.next, kept);
+  stream.next = stream.base;
+  stream.last = stream.base + kept;
+  const long long count = read_bytes(*file, stream.last, stream.size - kept);
+  if (count <= 0) {
+    set_flag(stream, count == 0 ? _IOEOF : _IOERR);
+    return false;
+  }
+  stream.last += count;
+  return true;
+}
+
+int next_raw(Stream& stream) {
+  if (stream.next == stream.last && !fill(stream)) return EOF;
+  return *stream.next++;
+}
+
+// The bytes of a write as they go out: what cannot be written is lost, so that a
+// full disk does not fill the memory too.
+int send(Stream& stream, const unsigned char* bytes, size_t size) {
+  if (size == 0) return 0;
+  Descriptor* const file = descriptor(stream.number);
+  if (file && write_bytes(*file, bytes, size) >= 0) return 0;
+  set_flag(stream, _IOERR);
+  return EOF;
+}
+
+// A byte into the buffer, whatever it is.
+int keep(Stream& stream, unsigned char byte) {
+  if (stream.next == stream.base + stream.size && flush(stream) != 0) return EOF;
+  *stream.next++ = byte;
+  return 0;
+}
+
+}  // namespace
+
+Stream standard_streams[3] = {
+    {.face = {._file = 0}, .number = 0, .can_read = true, .text = true},
+    {.face = {._file = 1}, .number = 1, .can_write = true, .text = true},
+    {.face = {._file = 2}, .number = 2, .can_write = true, .text = true},
+};
+
+Stream* other_streams;
+
+Stream* new_stream() {
+  const Locked locked(streams_lock);
+  Stream* stream = other_streams;
+  while (stream && stream->number >= 0) stream = stream->following;
+  if (!stream) {
+    stream = static_cast<Stream*>(calloc(1, sizeof(Stream)));
+    if (!stream) {
+      errno = ENOMEM;
+      return nullptr;
+    }
+    stream->following = other_streams;
+    other_streams = stream;
+  }
+  stream->number = 0;  // taken; set_up says by which
+  return stream;
+}
+
+bool read_mode(const char* mode, int* flags) {
+  int result;
+  switch (mode ? *mode : 0) {
+    case 'r':
+      result = _O_RDONLY;
+      break;
+    case 'w':
+      result = _O_WRONLY | _O_CREAT | _O_TRUNC;
+      break;
+    case 'a':
+      result = _O_WRONLY | _O_CREAT | _O_APPEND;
+      break;
+    default:
+      errno = EINVAL;
+      return false;
+  }
+  for (const char* letter = mode + 1; *letter && *letter != ','; ++letter) {
+    switch (*letter) {
+      case '+':
+        result = (result & ~_O_WRONLY) | _O_RDWR;
+        break;
+      case 'b':
+        result |= _O_BINARY;
+        break;
+      case 't':
+        result |= _O_TEXT;
+        break;
+      case 'x':
+        result |= _O_EXCL;
+        break;
+      case 'N':
+        result |= _O_NOINHERIT;
+        break;
+      case 'D':
+        result |= _O_TEMPORARY;
+        break;
+      case 'S':
+        result |= _O_SEQUENTIAL;
+        break;
+      case 'R':
+        result |= _O_RANDOM;
+        break;
+      case 'T':
+        result |= _O_SHORT_LIVED;
+        break;
+      case 'c':
+      case 'n':
+      case ' ':
+        break;
+      default:
+        errno = EINVAL;
+        return false;
+    }
+  }
+  *flags = result;
+  return true;
+}
+
+void set_up(Stream& stream, int number, int flags) {
+  Stream* const following = stream.following;
+  stream = {};
+  stream.following = following;
+  stream.number = stream.face._file = number;
+  stream.can_read = !(flags & _O_WRONLY);
+  stream.can_write = flags & (_O_WRONLY | _O_RDWR);
+  stream.text = descriptor(number) && descriptor(number)->text;
+}
+
+int flush(Stream& stream) {
+  if (stream.reading) {
+    leave_reading(stream);
+    return 0;
+  }
+  if (!stream.writing) return 0;
+  const size_t size = static_cast<size_t>(stream.next - stream.base);
+  stream.next = stream.base;
+  return send(stream, stream.base, size);
+}
+
+int close(Stream& stream) {
+  int result = flush(stream);
+  const int number = stream.number;
+  if (stream.own) free(stream.own);
+  char* const name = stream.remove_name;
+  stream.own = stream.base = stream.next = stream.last = stream.limit = nullptr;
+  stream.reading = stream.writing = stream.can_read = stream.can_write = false;
+  stream.remove_name = nullptr;
+  stream.number = -1;
+  if (_close(number) != 0) result = EOF;
+  if (name) {
+    DeleteFileA(name);
+    free(name);
+  }
+  return result;
+}
+
+int flush_all() {
+  int result = 0;
+  for_each_stream([&result](Stream& stream) {
+    const Locked locked(stream.lock);
+    if (stream.writing && flush(stream) != 0) result = EOF;
+  });
+  return result;
+}
+
+int read_with_care(Stream& stream) {
+  if (stream.pushed_count > 0) return stream.pushed[--stream.pushed_count];
+  if (!begin_reading(stream)) return EOF;
+  const int character = next_raw(stream);
+  if (!stream.text || character == EOF) return character;
+  if (character == '\r') {
+    if (stream.next == stream.last) {
+      --stream.next;  // fill keeps it
+      const int flags = stream.face._flag;
+      const bool filled = fill(stream);
+      ++stream.next;
+      if (!filled) stream.face._flag = flags;  // the next call meets the end again
+    }
+    if (stream.next < stream.last && *stream.next == '\n') return *stream.next++;
+  }
+  if (character == kEndMark) {
+    --stream.next;
+    set_flag(stream, _IOEOF);
+    return EOF;
+  }
+  return character;
+}
+
+int write_with_care(Stream& stream, unsigned char character) {
+  if (!begin_writing(stream)) return EOF;
+  if (character == '\n' && stream.text && keep(stream, '\r') != 0) return EOF;
+  if (keep(stream, character) != 0) return EOF;
+  const bool goes = stream.buffering == Buffering::kNone ||
+                    (stream.buffering == Buffering::kLine && character == '\n');
+  if (goes && flush(stream) != 0) return EOF;
+  return character;
+}
+
+size_t read_block(Stream& stream, void* buffer, size_t size) {
+  unsigned char* to = static_cast<unsigned char*>(buffer);
+  unsigned char* const end = to + size;
+  while (to < end) {
+    if (!stream.text && stream.reading && stream.pushed_count == 0) {
+      const size_t wanted = static_cast<size_t>(end - to);
+      size_t here = static_cast<size_t>(stream.last - stream.next);
+      if (here == 0 && wanted >= stream.size) {  // past the buffer
+        Descriptor* const file = descriptor(stream.number);
+        if (!file) break;
+        show_questions(*file);
+        const long long count = read_bytes(*file, to, wanted - wanted % stream.size);
+        if (count <= 0) {
+          set_flag(stream, count == 0 ? _IOEOF : _IOERR);
+          break;
+        }
+        to += count;
+        continue;
+      }
+      if (here == 0 && !fill(stream)) break;
+      here = static_cast<size_t>(stream.last - stream.next);
+      const size_t part = here < wanted ? here : wanted;
+      memcpy(to, stream.next, part);
+      stream.next += part;
+      to += part;
+      continue;
+    }
+    const int character = get(stream);
+    if (character == EOF) break;
+    *to++ = static_cast<unsigned char>(character);
+  }
+  return size - static_cast<size_t>(end - to);
+}
+
+size_t write_block(Stream& stream, const void* bytes, size_t size) {
+  const unsigned char* from = static_cast<const unsigned char*>(bytes);
+  const unsigned char* const end = from + size;
+  if (size == 0 || !begin_writing(stream)) return 0;
+  bool line_ended = false;
+  while (from < end) {
+    const size_t left = static_cast<size_t>(end - from);
+    const unsigned char* const line =
+        stream.text || stream.buffering == Buffering::kLine
+            ? static_cast<const unsigned char*>(memchr(from, '\n', left))
+            : nullptr;
+    size_t part = line ? static_cast<size_t>(line - from) : left;
+    const size_t room = static_cast<size_t>(stream.base + stream.size - stream.next);
+    if (part > room && stream.next == stream.base) {
+      if (send(stream, from, part) != 0) break;
+    } else {
+      if (part > room) part = room;
+      memcpy(stream.next, from, part);
+      stream.next += part;
+      if (part == room && flush(stream) != 0) break;
+    }
+    from += part;
+    if (from == line) {
+      if (stream.text && keep(stream, '\r') != 0) break;
+      if (keep(stream, '\n') != 0) break;
+      line_ended = true;
+      ++from;
+    }
+  }
+  const bool goes =
+      stream.buffering == Buffering::kNone || (stream.buffering == Buffering::kLine && line_ended);
+  if (goes && flush(stream) != 0) return 0;
+  return size - static_cast<size_t>(end - from);
+}
+
+}  // namespace crt

@@ -1,0 +1,102 @@
+// Formatting and scanning of wide strings; libmingwex does the work.
+#include <limits.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <wchar.h>
+
+#include "../crt.h"
+
+extern "C" {
+int __mingw_vfwprintf(FILE*, const wchar_t*, va_list);
+int __mingw_vsnwprintf(wchar_t*, size_t, const wchar_t*, va_list);
+int __mingw_vfwscanf(FILE*, const wchar_t*, va_list);
+int __mingw_vswscanf(const wchar_t*, const wchar_t*, va_list);
+double __mingw_wcstod(const wchar_t*, wchar_t**);
+}
+
+#define ARGUMENTS(last, call) \
+  va_list arguments;          \
+  va_start(arguments, last);  \
+  const int result = (call);  \
+  va_end(arguments);          \
+  return result
+
+CRT_API int vfwprintf(FILE* file, const wchar_t* format, va_list arguments) {
+  return __mingw_vfwprintf(file, format, arguments);
+}
+CRT_API int fwprintf(FILE* file, const wchar_t* format, ...) {
+  ARGUMENTS(format, __mingw_vfwprintf(file, format, arguments));
+}
+CRT_API int vwprintf(const wchar_t* format, va_list arguments) {
+  return __mingw_vfwprintf(stdout, format, arguments);
+}
+CRT_API int wprintf(const wchar_t* format, ...) {
+  ARGUMENTS(format, __mingw_vfwprintf(stdout, format, arguments));
+}
+CRT_API int _vsnwprintf(wchar_t* buffer, size_t size, const wchar_t* format, va_list arguments) {
+  return __mingw_vsnwprintf(buffer, size, format, arguments);
+}
+CRT_API int _snwprintf(wchar_t* buffer, size_t size, const wchar_t* format, ...) {
+  ARGUMENTS(format, __mingw_vsnwprintf(buffer, size, format, arguments));
+}
+extern "C" {
+int iso_vswprintf(wchar_t*, size_t, const wchar_t*, va_list) __asm__("vswprintf");
+int iso_swprintf(wchar_t*, size_t, const wchar_t*, ...) __asm__("swprintf");
+double out_of_line_wcstod(const wchar_t*, wchar_t**) __asm__("wcstod");
+// ISO C: -1 for what does not fit.
+int iso_vswprintf(wchar_t* buffer, size_t size, const wchar_t* format, va_list arguments) {
+  const int length = __mingw_vsnwprintf(buffer, size, format, arguments);
+  return length >= 0 && static_cast<size_t>(length) >= size ? -1 : length;
+}
+int iso_swprintf(wchar_t* buffer, size_t size, const wchar_t* format, ...) {
+  ARGUMENTS(format, iso_vswprintf(buffer, size, format, arguments));
+}
+double out_of_line_wcstod(const wchar_t* string, wchar_t** end) {
+  return __mingw_wcstod(string, end);
+}
+}
+
+CRT_API int fwscanf(FILE* file, const wchar_t* format, ...) {
+  ARGUMENTS(format, __mingw_vfwscanf(file, format, arguments));
+}
+CRT_API int wscanf(const wchar_t* format, ...) {
+  ARGUMENTS(format, __mingw_vfwscanf(stdin, format, arguments));
+}
+CRT_API int swscanf(const wchar_t* string, const wchar_t* format, ...) {
+  ARGUMENTS(format, __mingw_vswscanf(string, format, arguments));
+}
+
+// libmingwex writes the strings of its own formatting by this, with six formats alone:
+// "%*.*s", "%-*.*s", "%.*s", and the same with S for a string of bytes.
+extern "C" int __ms_fwprintf(FILE* file, const wchar_t* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  const bool to_left = format[1] == L'-';
+  const bool has_width = format[to_left ? 2 : 1] == L'*';
+  const int width = has_width ? va_arg(arguments, int) : 0;
+  const int count = va_arg(arguments, int);
+  const void* const string = va_arg(arguments, const void*);
+  const bool bytes = format[wcslen(format) - 1] == L'S';
+  va_end(arguments);
+  int written = 0;
+  const auto put = [file, &written](wchar_t character) {
+    if (fputwc(character, file) != WEOF) ++written;
+  };
+  for (int i = count; !to_left && i < width; ++i) put(L' ');
+  const char* from = static_cast<const char*>(string);
+  mbstate_t state = {};
+  for (int i = 0; i < count; ++i) {
+    wchar_t character;
+    if (bytes) {
+      const size_t length = mbrtowc(&character, from, MB_LEN_MAX, &state);
+      if (length == static_cast<size_t>(-1)) return -1;
+      from += length;
+    } else {
+      character = static_cast<const wchar_t*>(string)[i];
+    }
+    put(character);
+  }
+  for (int i = count; to_left && i < width; ++i) put(L' ');
+  return written;
+}

@@ -1,0 +1,167 @@
+/* The system's own routines, as images import them from KERNEL32: the same results and
+ * last errors on both targets. */
+#include <stdio.h>
+#include <string.h>
+#include <windows.h>
+
+static DWORD last(void) {
+  DWORD code = GetLastError();
+  SetLastError(0);
+  return code;
+}
+
+static void files(void) {
+  char buffer[300], *part;
+  DWORD count = 0;
+  HANDLE file = CreateFileA("k.tmp", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, NULL,
+                            CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, NULL);
+  WriteFile(file, "0123456789", 10, &count, NULL);
+  LARGE_INTEGER place = {.QuadPart = 4}, size, moved;
+  BOOL sought = SetFilePointerEx(file, place, &moved, FILE_BEGIN), cut = SetEndOfFile(file);
+  GetFileSizeEx(file, &size);
+  printf("file %lu %d %lld %d %lld type %lu\n", count, sought, moved.QuadPart, cut, size.QuadPart,
+         GetFileType(file));
+  BY_HANDLE_FILE_INFORMATION facts;
+  WIN32_FILE_ATTRIBUTE_DATA data;
+  BOOL told = GetFileInformationByHandle(file, &facts);
+  BOOL named = GetFileAttributesExA("k.tmp", GetFileExInfoStandard, &data);
+  printf("facts %d %lu %lu %lu, %d %lu\n", told, facts.nFileSizeLow, facts.nNumberOfLinks,
+         facts.dwFileAttributes, named, data.nFileSizeLow);
+  HANDLE copy;
+  BOOL copied = DuplicateHandle(GetCurrentProcess(), file, GetCurrentProcess(), &copy, 0, FALSE,
+                                DUPLICATE_SAME_ACCESS);
+  CloseHandle(file);
+  place.QuadPart = 0;
+  SetFilePointerEx(copy, place, NULL, FILE_BEGIN);
+  BOOL read = ReadFile(copy, buffer, 10, &count, NULL);
+  printf("copy %d %d %lu %.4s\n", copied, read, count, buffer);
+  BOOL held = MoveFileExA("k.tmp", "l.tmp", 0);
+  printf("move held %d %lu", held, last());
+  CloseHandle(copy);
+  BOOL free_now = MoveFileExA("k.tmp", "l.tmp", 0);
+  printf(", free %d", free_now);
+  BOOL gone = MoveFileExA("k.tmp", "m.tmp", 0);
+  printf(", gone %d %lu", gone, last());
+  CloseHandle(CreateFileA("m.tmp", GENERIC_WRITE, 0, NULL, CREATE_NEW, 0, NULL));
+  BOOL onto = MoveFileExA("l.tmp", "m.tmp", 0);
+  printf(", onto %d %lu", onto, last());
+  printf(", replaced %d\n", MoveFileExA("l.tmp", "m.tmp", MOVEFILE_REPLACE_EXISTING));
+  BOOL marked = SetFileAttributesA("m.tmp", FILE_ATTRIBUTE_READONLY);
+  printf("read-only %d %d\n", marked, (GetFileAttributesA("m.tmp") & FILE_ATTRIBUTE_READONLY) != 0);
+  SetFileAttributesA("m.tmp", FILE_ATTRIBUTE_NORMAL);
+  CreateDirectoryA("d", NULL);
+  CloseHandle(CreateFileA("d\\x", GENERIC_WRITE, 0, NULL, CREATE_NEW, 0, NULL));
+  BOOL full = RemoveDirectoryA("d");
+  printf("full folder %d %lu", full, last());
+  DeleteFileA("d\\x");
+  BOOL empty = RemoveDirectoryA("d"), none = RemoveDirectoryA("d");
+  printf(", empty %d, none %d %lu\n", empty, none, last());
+  DWORD length = GetFullPathNameA("a\\..\\b.txt", sizeof buffer, buffer, &part);
+  printf("full path %d %s\n", length == strlen(buffer) && buffer[1] == ':', part);
+  HANDLE temporary = CreateFileA("t.tmp", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_DELETE, NULL,
+                                 CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE, NULL);
+  WriteFile(temporary, "x", 1, &count, NULL);
+  CloseHandle(temporary);
+  DWORD attributes = GetFileAttributesA("t.tmp");
+  printf("delete on close: %lx %lu\n", attributes, last());
+  DeleteFileA("m.tmp");
+  HANDLE reading, writing;
+  CreatePipe(&reading, &writing, NULL, 0);
+  WriteFile(writing, "abc", 3, &count, NULL);
+  CloseHandle(writing);
+  ReadFile(reading, buffer, 10, &count, NULL);
+  BOOL more = ReadFile(reading, buffer + 3, 10, &length, NULL);
+  DWORD why = last(), type = GetFileType(reading);
+  printf("pipe %lu %.3s, at its end %d %lu, type %lu\n", count, buffer, more, why, type);
+  type = GetFileType((HANDLE)0x7777);
+  printf("no file: type %lu, last error %lu\n", type, last());
+}
+
+static CRITICAL_SECTION section;
+static DWORD slot;
+static int shared, tried;
+
+static DWORD WINAPI add(LPVOID times) {
+  TlsSetValue(slot, times);
+  for (int i = 0; i < *(int*)times; ++i) {
+    EnterCriticalSection(&section);
+    EnterCriticalSection(&section);
+    ++shared;
+    LeaveCriticalSection(&section);
+    LeaveCriticalSection(&section);
+  }
+  tried = TryEnterCriticalSection(&section);
+  if (tried) LeaveCriticalSection(&section);
+  ExitThread(TlsGetValue(slot) == times);
+}
+
+static void threads(void) {
+  int times = 50000;
+  slot = TlsAlloc();
+  InitializeCriticalSection(&section);
+  HANDLE made[2] = {CreateThread(NULL, 0, add, &times, 0, NULL),
+                    CreateThread(NULL, 0, add, &times, 0, NULL)};
+  for (int i = 0; i < 2; ++i) WaitForSingleObject(made[i], INFINITE);
+  EnterCriticalSection(&section);
+  HANDLE third = CreateThread(NULL, 0, add, &(int){0}, 0, NULL);
+  WaitForSingleObject(third, INFINITE);
+  printf("threads %d, taken by another %d, own slot %d\n", shared, tried,
+         TlsGetValue(slot) == NULL);
+  LeaveCriticalSection(&section);
+  DeleteCriticalSection(&section);
+}
+
+static void memory(void) {
+  char* pages = VirtualAlloc(NULL, 0x30000, MEM_RESERVE, PAGE_NOACCESS);
+  MEMORY_BASIC_INFORMATION told;
+  DWORD before;
+  VirtualAlloc(pages + 0x10000, 0x2000, MEM_COMMIT, PAGE_READWRITE);
+  VirtualQuery(pages + 5, &told, sizeof told);
+  printf("reserved: %d %llx %lx", told.AllocationBase == pages, told.RegionSize, told.State);
+  VirtualQuery(pages + 0x10005, &told, sizeof told);
+  printf(", committed: %d %llx %lx %lx\n", told.BaseAddress == pages + 0x10000, told.RegionSize,
+         told.State, told.Protect);
+  VirtualProtect(pages + 0x10000, 0x1000, PAGE_READONLY, &before);
+  VirtualQuery(pages + 0x10000, &told, sizeof told);
+  printf("protected: was %lx, now %lx of %llx\n", before, told.Protect, told.RegionSize);
+  VirtualFree(pages, 0, MEM_RELEASE);
+  VirtualQuery(pages, &told, sizeof told);
+  printf("freed: %lx\n", told.State);
+}
+
+static void characters(void) {
+  WCHAR wide[20];
+  char bytes[20];
+  int count = MultiByteToWideChar(CP_UTF8, 0, "gr\xc3\xb6\xf0\x9f\x98\x80", -1, wide, 20);
+  printf("wide %d %x %x %x", count, wide[2], wide[3], wide[4]);
+  int back = WideCharToMultiByte(CP_UTF8, 0, wide, -1, bytes, 20, NULL, NULL);
+  printf(", back %d %02x, needed %d", back, (unsigned char)bytes[2],
+         MultiByteToWideChar(CP_UTF8, 0, "abc", 3, NULL, 0));
+  int small = MultiByteToWideChar(CP_UTF8, 0, "abc", 3, wide, 2);
+  printf(", small %d %lu", small, last());
+  int invalid = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, "\xff", 1, wide, 2);
+  printf(", invalid %d %lu\n", invalid, last());
+}
+
+int main(void) {
+  last();
+  files();
+  threads();
+  memory();
+  characters();
+  char* strings = GetEnvironmentStrings();
+  LARGE_INTEGER a, b, per_second;
+  QueryPerformanceFrequency(&per_second);
+  QueryPerformanceCounter(&a);
+  Sleep(20);
+  QueryPerformanceCounter(&b);
+  FILETIME created, ended, kernel, user;
+  printf("environment %d, clock %d, times %d\n", strings[0] != 0,
+         (b.QuadPart - a.QuadPart) * 1000 / per_second.QuadPart >= 15,
+         GetProcessTimes(GetCurrentProcess(), &created, &ended, &kernel, &user));
+  FreeEnvironmentStringsA(strings);
+  HANDLE before = GetStdHandle(STD_OUTPUT_HANDLE);
+  SetStdHandle(STD_OUTPUT_HANDLE, GetStdHandle(STD_ERROR_HANDLE));
+  printf("standard handle replaced %d\n", GetStdHandle(STD_OUTPUT_HANDLE) != before);
+  return 0;
+}
