@@ -30,7 +30,7 @@ SCENARIOS = [
     ("redirected", [], False), ("console_tour", [], True), ("answers", [], True),
     ("blocks_and_resources", [], False),
     ("regions", [], False), ("script_start", [], False), ("script_blocks", [], False),
-    ("gallery", ["read_null"], False), ("gallery", ["read_null"], True), ("raise", ["text"], False),
+    ("gallery", ["read_null"], False), ("gallery", ["read_null"], True), ("gallery", ["text"], False),
     ("primes", [], False), ("pack", ["pack", "input", "packed"], False),
 ]
 if EVERY:  # it takes its time

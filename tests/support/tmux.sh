@@ -1,10 +1,11 @@
-# Sourced: programs on real terminals, by tmux. What is done and seen is on the
-# page $page of the target $target; each target has a tmux of its own.
+# Sourced as targets.sh is: programs on real terminals, by tmux. What is done and seen is on the
+# page $page; each target has a tmux of its own.
 command -v tmux >/dev/null || { echo "Skipped: no tmux"; exit 77; }
-failed=0
-target=none page=none
+. "$(dirname "${BASH_SOURCE[0]}")/targets.sh"
+trap 'for target in tarnrun wine; do tmux kill-server 2>/dev/null; done' EXIT
+page=none
 
-tmux() { command tmux -L "tarn_$$_$target" -f /dev/null "$@"; }
+tmux() { command tmux -u -L "tarn_$$_$target" -f /dev/null "$@"; }
 
 # open_page PAGE COLUMNS ROWS COMMAND: the page ends with the command's status.
 open_page() {
@@ -30,16 +31,4 @@ wait_for() {
     sleep 0.05
   done
   fail "the screen never shows: $1"
-}
-
-# on_targets TARNRUN WINE: calls visit TARGET RUNNER for tarnrun, and for Wine
-# where there is one.
-on_targets() {
-  target=tarnrun
-  visit "$target" "$1"
-  tmux kill-server 2>/dev/null
-  [[ -z $2 || $2 == *NOTFOUND ]] && return
-  target=wine
-  visit "$target" "$2"
-  tmux kill-server 2>/dev/null
 }

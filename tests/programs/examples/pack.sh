@@ -1,15 +1,8 @@
 #!/usr/bin/env bash
-# pack.sh image folder tarnrun wine
-#
 # Packs and unpacks on each target, compares the packed files of the two, and
 # lets the program refuse: nothing is lost, and nothing is left behind.
-set -uo pipefail
-image=$1 folder=$2 tarnrun=$3 wine=$4
-failed=0
-fail() {
-  echo "FAILED: $*"
-  failed=1
-}
+. "$(dirname "$0")/../../support/targets.sh"
+image=$programs/pack.exe
 
 # Runs the program and compares status and standard error.
 expect() {
@@ -17,25 +10,20 @@ expect() {
   shift 2
   "$runner" "$image" "$@" >out.txt 2>err.txt
   local got=$?
-  [ "$got" = "$status" ] || fail "$target: pack $*: status $got: $(cat err.txt)"
-  [ "$(tr -d '\r' <err.txt)" = "$message" ] || fail "$target: pack $*: $(cat err.txt)"
+  [ "$got" = "$status" ] || fail "pack $*: status $got: $(cat err.txt)"
+  [ "$(tr -d '\r' <err.txt)" = "$message" ] || fail "pack $*: $(cat err.txt)"
 }
 
-for target in tarnrun wine; do
-  runner=${!target}
-  [ -n "$runner" ] && [[ $runner != *NOTFOUND ]] || continue
-  rm -rf "$folder/$target"
-  mkdir -p "$folder/$target"
-  cd "$folder/$target" || exit 1
+visit() {
   for _ in 1 2 3; do cat "$image" "$0"; done | head -c 700000 >data
   : >empty
   for name in data empty; do
     expect 0 "" "$name" "$name.packed"
     tr -d '\r' <out.txt >"$name.out"
     expect 0 "" -u "$name.packed" "$name.back"
-    cmp "$name" "$name.back" || fail "$target: $name came back changed"
+    cmp "$name" "$name.back" || fail "$name came back changed"
   done
-  [ "$(stat -c %s data.packed)" -lt 500000 ] || fail "$target: data were not packed"
+  [ "$(stat -c %s data.packed)" -lt 500000 ] || fail "data were not packed"
 
   size=$(stat -c %s data.packed)
   head -c $((size - 7)) data.packed >cut
@@ -50,13 +38,14 @@ for target in tarnrun wine; do
   expect 1 "pack: damaged: it is damaged" -u damaged kept
   expect 1 "pack: missing: it cannot be opened" missing kept
   expect 2 $'usage: pack FILE PACKED\n       pack -u PACKED FILE' data
-  [ "$(cat kept)" = kept ] || fail "$target: a refusal changed the result's place"
-  [ -z "$(ls | grep '\.new$')" ] || fail "$target: left behind: $(ls ./*.new)"
-done
-if [ -d "$folder/wine" ]; then
+  [ "$(cat kept)" = kept ] || fail "a refusal changed the result's place"
+  [ -z "$(ls | grep '\.new$')" ] || fail "left behind: $(ls ./*.new)"
+}
+
+on_targets
+if [ -n "$wine" ]; then
   for name in data.packed data.out empty.packed; do
     cmp "$folder/tarnrun/$name" "$folder/wine/$name" || fail "the targets differ in $name"
   done
 fi
-rm -rf "$folder"
 exit $failed

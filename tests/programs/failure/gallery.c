@@ -161,46 +161,29 @@ static DEEP void region_under(void) {
   region[-1] = 1;
 }
 
+#define FAILURE(name) \
+  { #name, name }
 static const struct failure {
   const char* name;
   void (*routine)(void);
-} failures[] = {
-    {"read_null", read_null},
-    {"write_null", write_null},
-    {"call_null", call_null},
-    {"jump_wild", jump_wild},
-    {"breakpoint", breakpoint},
-    {"single_step", single_step},
-    {"denormal", denormal},
-    {"float_divide", float_divide},
-    {"precision", precision},
-    {"invalid", invalid},
-    {"square_root", square_root},
-    {"overflow", overflow},
-    {"x87_stack", x87_stack},
-    {"underflow", underflow},
-    {"integer_divide", integer_divide},
-    {"divide_overflow", divide_overflow},
-    {"privileged", privileged},
-    {"illegal", illegal},
-    {"stack_overflow", stack_overflow},
-    {"raised", raised},
-    {"missing", missing},
-    {"closed_stream", closed_stream},
-    {"library_fault", library_fault},
-    {"double_free", double_free},
-    {"inside_free", inside_free},
-    {"realloc_static", realloc_static},
-    {"hurt_heap", hurt_heap},
-    {"text", text},
-    {"pure_virtual", pure_virtual},
-    {"bad_jump", bad_jump},
-    {"no_label", no_label},
-    {"trap_faults", trap_faults},
-    {"smashed", smashed},
-    {"region_over", region_over},
-    {"region_under", region_under},
-};
+} failures[] = {FAILURE(read_null),      FAILURE(write_null),
+                FAILURE(call_null),      FAILURE(jump_wild),
+                FAILURE(breakpoint),     FAILURE(single_step),
+                FAILURE(denormal),       FAILURE(float_divide),
+                FAILURE(precision),      FAILURE(invalid),
+                FAILURE(square_root),    FAILURE(overflow),
+                FAILURE(x87_stack),      FAILURE(underflow),
+                FAILURE(integer_divide), FAILURE(divide_overflow),
+                FAILURE(privileged),     FAILURE(illegal),
+                FAILURE(stack_overflow), FAILURE(raised),
+                FAILURE(missing),        FAILURE(closed_stream),
+                FAILURE(library_fault),  FAILURE(double_free),
+                FAILURE(inside_free),    FAILURE(realloc_static),
+                FAILURE(hurt_heap),      FAILURE(text),
+                FAILURE(pure_virtual),   FAILURE(bad_jump),
+                FAILURE(no_label),       FAILURE(trap_faults),
+                FAILURE(smashed),        FAILURE(region_over),
+                FAILURE(region_under)};
 
 static DEEP int run(const char* name) {
   for (unsigned i = 0; i < sizeof failures / sizeof failures[0]; ++i) {

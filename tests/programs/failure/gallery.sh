@@ -1,18 +1,12 @@
 #!/usr/bin/env bash
-# gallery.sh gallery.exe gallery.c run-folder tarnrun wine
+# gallery.sh ... gallery.exe gallery.c
 #
 # Each failure of the gallery, on both targets: the report's description, the
 # three routines with the lines at which they stand in the source, the program's
 # output before it, and the same bytes on both but for addresses in the library.
-set -uo pipefail
-image=$1 source=$2 folder=$3 tarnrun=$4 wine=$5
-program=$(basename "$image")
-mkdir -p "$folder"
-failed=0
-fail() {
-  echo "FAILED: $*"
-  failed=1
-}
+. "$(dirname "$0")/../../support/targets.sh"
+program=$1 source=$2
+image=$programs/$program
 
 # The name of the case and of its routine; the description. Where the library is
 # the place of the failure, its address is shown as LIBRARY.
@@ -75,70 +69,53 @@ check_frame() {
     fail "$report: routine $routine in line '$line', not $(line_of "$routine")"
 }
 
+# The report of a case goes to a file of its name.
 run_case() {
-  local target=$1 runner=$2 name=$3 wanted=$4
-  local report="$folder/$name.$target"
-  timeout 120 "$runner" "$image" "$name" </dev/null 2>&1 | tr -d '\r' >"$report.raw"
+  local name=$1 wanted=$2
+  timeout 120 "$runner" "$image" "$name" </dev/null 2>&1 | tr -d '\r' >"$name"
   local status=${PIPESTATUS[0]}
-  [ "$status" = 1 ] || fail "$name on $target: exit status $status"
-  [ -z "$(sed -n 2p "$report.raw")" ] || fail "$name on $target: the report has no line of its own"
-  sed -i 2d "$report.raw"
-  # Where the windows of the report fail on the heap, it says so behind the report.
-  [ "$name" = hurt_heap ] && sed -i '/^Exception \|^Fatal error!/d' "$report.raw"
-  if [[ $wanted == *LIBRARY ]]; then
-    sed -i '3s/at address [0-9a-f]*$/at address LIBRARY/' "$report.raw"
-  fi
+  [ "$status" = 1 ] || fail "$name: exit status $status"
+  [ -z "$(sed -n 2p "$name")" ] || fail "$name: the report has no line of its own"
+  sed -i 2d "$name"
+  # Where the windows of the report fail on the heap, it says so after the report.
+  [ "$name" = hurt_heap ] && sed -i '/^Exception \|^Fatal error!/d' "$name"
+  [[ $wanted == *LIBRARY ]] && sed -i '3s/at address [0-9a-f]*$/at address LIBRARY/' "$name"
   # The handler that called the routine, and the system's ways to it.
-  [ "$name" = trap_faults ] &&
-    sed -i "/^Within file TARNLIBC64/,/^Within file $program/d" "$report.raw"
-  mv "$report.raw" "$report"
-  [ "$(sed -n 1p "$report")" = before ] || fail "$name on $target: output before the failure is lost"
-  [ "$(sed -n 2p "$report")" = "Brackenmoor exception report on $program" ] ||
-    fail "$name on $target: no heading"
-  [[ "$(sed -n 3p "$report")" == "$wanted"* ]] ||
-    fail "$name on $target: described as '$(sed -n 3p "$report")', not '$wanted'"
-  grep -q '^after' "$report" && fail "$name on $target: the program went on"
+  [ "$name" = trap_faults ] && sed -i "/^Within file TARNLIBC64/,/^Within file $program/d" "$name"
+  [[ "$(head -3 "$name")" == "before
+Brackenmoor exception report on $program
+$wanted"* ]] || fail "$name, not '$wanted': $(head -3 "$name")"
+  grep -q '^after' "$name" && fail "$name: the program went on"
   case $name in
-  smashed)
-    [ "$(grep -c '^in ' "$report")" = 1 ] || fail "$name on $target: not one frame"
-    ;;
-  stack_overflow)
-    [ "$(grep -c '^in deeper in line' "$report")" = 10 ] || fail "$name on $target: not ten frames"
-    ;;
+  smashed) [ "$(grep -c '^in ' "$name")" = 1 ] || fail "$name: not one frame" ;;
+  stack_overflow) [ "$(grep -c '^in deeper in line' "$name")" = 10 ] || fail "$name: not ten frames" ;;
   *)
-    grep -q "^Within file $program$" "$report" || fail "$name on $target: no module line"
-    for routine in "$name" run main; do check_frame "$report" "$routine"; done
+    grep -q "^Within file $program$" "$name" || fail "$name: no module line"
+    for routine in "$name" run main; do check_frame "$name" "$routine"; done
     ;;
   esac
   if [ "$name" = library_fault ]; then
-    [ "$(sed -n 5,6p "$report")" = "$(printf 'Within file TARNLIBC64.DLL\nin strlen at address 0')" ] ||
-      fail "$name on $target: the library's routine is not shown"
+    [ "$(sed -n 5,6p "$name")" = "$(printf 'Within file TARNLIBC64.DLL\nin strlen at address 0')" ] ||
+      fail "$name: the library's routine is not shown"
   else
-    grep -q 'TARNLIBC64' "$report" && fail "$name on $target: the library's frames are shown"
+    grep -q 'TARNLIBC64' "$name" && fail "$name: the library's frames are shown"
   fi
 }
 
-count=0
-while read -r name wanted; do
-  [ -n "$name" ] || continue
-  count=$((count + 1))
-  run_case tarnrun "$tarnrun" "$name" "$wanted"
-  [ -n "$wine" ] && [[ $wine != *NOTFOUND ]] || continue
-  run_case wine "$wine" "$name" "$wanted"
-  diff "$folder/$name.tarnrun" "$folder/$name.wine" || fail "$name: the two targets report differently"
-done <<<"$cases"
-
-# kill_dialogbox: one line and status 1. no_traceback: no frames.
-for runner in "$tarnrun" "$wine"; do
-  [[ $runner == *NOTFOUND ]] && continue
+visit() {
+  local name wanted output
+  while read -r name wanted; do
+    [ -z "$name" ] || run_case "$name" "$wanted"
+  done <<<"$cases"
+  # kill_dialogbox: one line and status 1. no_traceback: no frames.
   output=$(TARNENVAR=Kill_DialogBox timeout 60 "$runner" "$image" float_divide 2>/dev/null </dev/null)
-  status=$?
-  [ "$status" = 1 ] || fail "kill_dialogbox: exit status $status"
+  [ $? = 1 ] || fail "kill_dialogbox: the exit status"
   [ "$(tr -d '\r' <<<"$output")" = "$(printf 'before\nFloating point divide by zero (c000008e)')" ] ||
     fail "kill_dialogbox prints: $output"
   output=$(TARNENVAR="no_traceback;other" timeout 60 "$runner" "$image" raised 2>/dev/null </dev/null)
   grep -q 'in raised' <<<"$output" && fail "no_traceback shows frames"
-done
+}
 
-echo "$count kinds of failure"
+on_targets
+[ -z "$wine" ] || diff -r "$folder/tarnrun" "$folder/wine" || fail "the two targets report differently"
 exit $failed

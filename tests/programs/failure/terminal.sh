@@ -1,10 +1,6 @@
 #!/usr/bin/env bash
-# terminal.sh gallery.exe run-folder tarnrun wine
-#
 # The report on a real terminal, by its keys: details, a file that cannot be
 # written, a file that can, quit. The saved file is checked line by line.
-set -uo pipefail
-image=$1 folder=$2 tarnrun=$3 wine=$4
 . "$(dirname "$0")/../../support/tmux.sh"
 
 operate() {
@@ -60,13 +56,10 @@ check_file() {
 }
 
 visit() {
-  rm -rf "${folder:?}/$1"
-  mkdir -p "$folder/$1"
-  cd "$folder/$1" || exit 1
-  open_page report 110 50 "'$2' '$image' raised"
+  open_page report 110 50 "'$runner' '$programs/gallery.exe' raised"
   operate
   if [ -f report.txt ]; then check_file; else failed=1; fi
 }
 
-on_targets "$tarnrun" "$wine"
+on_targets
 exit $failed

@@ -1,20 +1,9 @@
 #!/usr/bin/env bash
-# load_errors.sh programs folder tarnrun
-#
 # A file that cannot run is not run: one line says why, and nothing
 # of it runs.
-set -uo pipefail
-programs=$1 folder=$2 tarnrun=$3
+. "$(dirname "$0")/../../support/targets.sh"
 export LC_ALL=C
-rm -rf "$folder"
-mkdir -p "$folder/sub"
-cd "$folder" || exit 1
-
-failed=0
-fail() {
-  echo "FAILED: $*"
-  failed=1
-}
+mkdir sub
 
 # refused file status text
 refused() {

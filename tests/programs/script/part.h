@@ -1,19 +1,14 @@
 /* What the DLL of the script tests offers. */
 
-/* Walks the DLL's start-up script a second time. Result: what the walk gave;
- * *changed: whether a byte of the DLL's writable sections differs, other than
- * in the interpreter's own cells. */
-int walk_again(int* changed);
+/* Walks the DLL's start-up script a second time, as a new thread does. Result: whether it came to
+ * its end. */
+int walk_again(void);
 
-/* How often the DLL's initialiser and its constructor ran, and whether in this
- * order: constructor, then initialiser. */
+/* How often the DLL's initialiser ran after its constructor had run once, and its constructor. */
 int initialiser_runs(void);
 int constructor_runs(void);
 
-/* A text that a relocated pointer leads to. */
-const char* relocated_text(void);
-
-/* The constant pointers of which that is one. */
+/* Constant pointers, which the script relocates. */
 const char* volatile* texts_of_part(void);
 
 /* The bytes of the DLL's allocated block that are 0x80; its size. */

@@ -10,6 +10,7 @@ TARN_BIND(bound, doubler, "script_part.dll", "twice")
 TARN_BIND(no_routine, doubler, "script_part.dll", "no_such_routine")
 TARN_BIND(no_library, doubler, "no_such_library.dll", "twice")
 TARN_NOTE_IMAGE
+TARN_REQUIRE_AVX
 
 extern unsigned char __ImageBase[];
 extern unsigned long long tarn_script_word;
@@ -54,7 +55,9 @@ int main(int argc, char** argv) {
   }
   if (argc > 1) printf("survived\n");
 
-  printf("initialiser ran %d time\n", runs);
+  printf("the DLL's script again: %d, its text \"%s\"\n", walk_again(), *texts_of_part());
+  printf("initialiser ran %d time, the DLL's %d, its constructor %d\n", runs, initialiser_runs(),
+         constructor_runs());
   printf("a bound routine: %d\n", bound(21));
   printf("the others are bound too: %d\n", no_routine && no_library && no_routine == no_library);
   early_region()[0] = 1; /* it grows once the library is up */

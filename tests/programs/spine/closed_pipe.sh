@@ -1,18 +1,15 @@
 #!/usr/bin/env bash
-# closed_pipe.sh image tarnrun wine
 # A program whose reader goes away ends as a filter does; one that asks for the
 # state of its stream goes on as long as it likes.
-set -uo pipefail
-image=$1
-shift
-failed=0
-for runner in "$@"; do
-  [ -z "$runner" ] || [[ $runner == *NOTFOUND ]] && continue
+. "$(dirname "$0")/../../support/targets.sh"
+
+visit() {
   for case in printf:141 console:141 line:141 heeded:3; do
-    line=$(timeout 60 "$runner" "$image" "${case%:*}" 2>&1 </dev/null | { head -1; })
+    line=$(timeout 60 "$runner" "$programs/closed_pipe.exe" "${case%:*}" 2>&1 </dev/null | { head -1; })
     status=$?
-    [ "$status" = "${case#*:}" ] && [ "$line" = $'y\r' ] ||
-      { echo "FAILED: $case with $runner: '$line', status $status"; failed=1; }
+    [ "$status" = "${case#*:}" ] && [ "$line" = $'y\r' ] || fail "$case: '$line', status $status"
   done
-done
+}
+
+on_targets
 exit $failed

@@ -1,6 +1,7 @@
 /* Streams as a program uses them: files in both modes, positions, ends. */
 #include <errno.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 static void show_bytes(const char* path) {
@@ -50,5 +51,5 @@ int main(void) {
   fclose(file);
   printf("line read: %s\n", fgets(line, sizeof line, stdin) ? line : "(none)");
   printf("then: %s\n", gets(line) ? line : "(none)");
-  return 0;
+  exit(3);
 }
