@@ -1,10 +1,7 @@
 // Any data through the compressor and back. All ways to search write the same
 // stream; the data are in a block of exactly their size.
 
-#include <algorithm>
-#include <cstdint>
-#include <vector>
-
+#include "fuzz/fuzz.h"
 #include "process/processor.h"
 #include "services/compression_parts.h"
 #include "storage/heap.h"
@@ -40,16 +37,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::int32_t length = 0;
     auto* const result =
         static_cast<std::uint8_t*>(compress_by(encode, block.data(), count, &length));
-    if (!result) __builtin_trap();
+    fuzz::require(result != nullptr);
     const std::vector<std::uint8_t> stream(result, result + length);
     tarn::free(result);
     if (first.empty()) first = stream;
-    if (first != stream) __builtin_trap();
+    fuzz::require(first == stream);
   }
   std::vector<std::uint8_t> back(kWindow + plain.size(), tarn::kCompressionFill);
   Expansion expansion{first.data() + 1,      first.data() + first.size(), 0, false,
                       back.data() + kWindow, back.data() + back.size()};
-  if (!expand(expansion) || expansion.output != back.data() + back.size()) __builtin_trap();
-  if (!std::equal(plain.begin(), plain.end(), back.begin() + kWindow)) __builtin_trap();
+  fuzz::require(expand(expansion) && expansion.output == back.data() + back.size());
+  fuzz::require(std::equal(plain.begin(), plain.end(), back.begin() + kWindow));
   return 0;
 }

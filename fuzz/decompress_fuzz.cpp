@@ -1,12 +1,7 @@
-// Streams of any bytes through the reader. Input and output are in blocks of
-// exactly their size; where the space runs out the reader gets more, and its
+// Streams of any bytes through the reader. Where the space runs out the reader gets more, and its
 // data are those that it returns with enough space.
 
-#include <algorithm>
-#include <cstdint>
-#include <cstdlib>
-#include <vector>
-
+#include "fuzz/fuzz.h"
 #include "services/compression_parts.h"
 
 namespace {
@@ -15,9 +10,9 @@ using tarn::compression::Expansion;
 constexpr std::size_t kWindow = tarn::kCompressionWindow;
 
 // The data, the room made larger by `step` bytes each time.
-std::vector<std::uint8_t> expanded(const std::vector<std::uint8_t>& stream, std::size_t step) {
+std::vector<std::uint8_t> expanded(const std::uint8_t* data, std::size_t size, std::size_t step) {
   std::vector<std::uint8_t> buffer(kWindow, tarn::kCompressionFill);
-  Expansion expansion{stream.data() + 1, stream.data() + stream.size(), 0, false, nullptr, nullptr};
+  Expansion expansion{data + 1, data + size, 0, false, nullptr, nullptr};
   std::size_t used = kWindow;
   do {
     std::vector<std::uint8_t> larger(buffer.size() + step);
@@ -37,11 +32,10 @@ std::vector<std::uint8_t> expanded(const std::vector<std::uint8_t>& stream, std:
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
-  const std::vector<std::uint8_t> stream(data, data + size);
   // 43 bytes from 19 bits are the most that there can be.
   const std::size_t most = size * 8 / 19 * 43 + 64;
-  const auto at_once = expanded(stream, most);
-  if (at_once.size() > kWindow + most) __builtin_trap();
-  if (expanded(stream, 1 + most / 16) != at_once) __builtin_trap();
+  const auto at_once = expanded(data, size, most);
+  fuzz::require(at_once.size() <= kWindow + most);
+  fuzz::require(expanded(data, size, 1 + most / 16) == at_once);
   return 0;
 }

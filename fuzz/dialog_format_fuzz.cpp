@@ -2,11 +2,9 @@
 // stores no more than its limits, and what it made can be laid out as text and
 // as a window. The input is a few formats, each up to a NUL.
 
-#include <cstdint>
-#include <cstring>
-#include <string>
-
 #include "paneview/dialog.h"
+
+#include "fuzz/fuzz.h"
 #include "paneview/window_layout.h"
 
 namespace {
@@ -17,9 +15,7 @@ std::int32_t text_width(void*, const char*, std::uint32_t length) {
   return static_cast<std::int32_t>(length % 1000) * 5;
 }
 
-void require(bool condition) {
-  if (!condition) __builtin_trap();
-}
+using fuzz::require;
 
 Dialog dialog;
 WindowLayout layout;

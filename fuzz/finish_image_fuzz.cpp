@@ -1,6 +1,7 @@
 // finish_image on hostile images. The input is an image file, or changes to a
-// sound one: groups of two bytes of offset and one of value.
+// sound one.
 
+#include "fuzz/fuzz.h"
 #include "tests/support/linked_image.h"
 #include "tools/finish_image/finish.h"
 #include "tools/finish_image/routine_table.h"
@@ -39,15 +40,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static const finisher::Bytes linked = sound_image();
   static const finisher::Bytes complete = finisher::finish(linked, {}).file;
   if (size == 0) return 0;
-  finisher::Bytes file;
-  if (data[0] % 4 == 0) {
-    file.assign(data + 1, data + size);
-  } else {
-    file = data[0] % 2 == 0 ? linked : complete;
-    for (std::size_t i = 1; i + 3 <= size; i += 3) {
-      file[(data[i] | std::size_t{data[i + 1]} << 8) % file.size()] = data[i + 2];
-    }
-  }
+  const finisher::Bytes file =
+      data[0] % 4 == 0 ? finisher::Bytes(data + 1, data + size)
+                       : fuzz::changed(data[0] % 2 == 0 ? linked : complete, data + 1, size - 1);
   try {
     list(file);
   } catch (const finisher::ImageError&) {

@@ -2,12 +2,7 @@
 // nothing may be written outside the buffer. Values that would raise an error
 // are replaced: the unit tests have those.
 
-#include <algorithm>
-#include <cstdint>
-#include <cstring>
-#include <string>
-#include <vector>
-
+#include "fuzz/fuzz.h"
 #include "streams/conversion/float_text.h"
 #include "streams/format.h"
 
@@ -55,10 +50,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     tarn::format_bounded(part.data(), cut, format.c_str(), slots.data());
     if (cut == 0 || addresses) continue;  // %n changes the text of %s
     const std::size_t kept = std::strlen(part.data());
-    if (std::memcmp(part.data(), whole.data(), kept) != 0) __builtin_trap();
-    if (length >= 0 && kept != std::min<std::size_t>(cut - 1, static_cast<std::size_t>(length))) {
-      __builtin_trap();
-    }
+    fuzz::require(std::memcmp(part.data(), whole.data(), kept) == 0);
+    fuzz::require(length < 0 ||
+                  kept == std::min<std::size_t>(cut - 1, static_cast<std::size_t>(length)));
   }
   return 0;
 }

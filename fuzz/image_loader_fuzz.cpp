@@ -1,12 +1,10 @@
 // The image loader over hostile files: all steps that come before anything of
-// an image runs. An input whose first byte is odd is a file; any other is a
-// list of changes to a good one, each the offset and the value of 4 bytes.
-
-#include <algorithm>
-#include <cstring>
-#include <iterator>
+// an image runs. An input whose first byte is odd is a file; any other is changes
+// to a good one.
 
 #include "platform/posix/loader/image_loader.h"
+
+#include "fuzz/fuzz.h"
 #include "tests/support/finished_image.h"
 
 namespace {
@@ -19,22 +17,6 @@ FinishedImage::Bytes good_file() {
   made.imports = {{"FIRST.DLL", {"one", "#2", "three"}}, {"second.dll", {"four"}}};
   made.exports = {{"five", FinishedImage::kText}, {"six", FinishedImage::kData}};
   return made.file();
-}
-
-FinishedImage::Bytes changed_file(const std::uint8_t* data, std::size_t size) {
-  struct Change {
-    std::uint16_t offset;
-    std::uint8_t value[4];
-  } change;
-  static const FinishedImage::Bytes good = good_file();
-  FinishedImage::Bytes file = good;
-  for (; size >= sizeof change; data += sizeof change, size -= sizeof change) {
-    std::memcpy(&change, data, sizeof change);
-    const std::size_t at = change.offset % (file.size() - sizeof change.value);
-    std::copy(std::begin(change.value), std::end(change.value),
-              file.begin() + static_cast<std::ptrdiff_t>(at));
-  }
-  return file;
 }
 
 const void* open_any(void*, const char* library, platform::LoadError* error) {
@@ -53,9 +35,9 @@ void* find_most(const void*, const char* name, std::uint32_t ordinal) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
-  const bool whole = *data & 1;
-  const FinishedImage::Bytes bytes =
-      whole ? FinishedImage::Bytes(data + 1, data + size) : changed_file(data + 1, size - 1);
+  static const FinishedImage::Bytes sound = good_file();
+  const FinishedImage::Bytes bytes = *data & 1 ? FinishedImage::Bytes(data + 1, data + size)
+                                               : fuzz::changed(sound, data + 1, size - 1);
   const platform::FileBytes file{bytes.data(), bytes.size()};
   const platform::ImportSource source{nullptr, &open_any, &find_most};
   platform::LoadError error{};
@@ -63,12 +45,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool good =
       platform::check_image(file, &image, &error) && platform::map_image(file, &image, &error) &&
       platform::bind_imports(image, source, &error) && platform::protect_image(image, &error);
-  if (good == (error.text[0] != '\0')) __builtin_trap();
+  fuzz::require(good == (error.text[0] == '\0'));
   if (good) {
     for (const char* const name : {"five", "six", "", "zzz"}) {
       const auto* const found =
           static_cast<const std::uint8_t*>(platform::find_image_export(image, name));
-      if (found && (found < image.base || found >= image.base + image.size)) __builtin_trap();
+      fuzz::require(!found || (found >= image.base && found < image.base + image.size));
     }
     platform::find_image_export(image, static_cast<std::uint32_t>(size));
   }

@@ -1,12 +1,9 @@
 // The reader of the registry file: any bytes as the file, key and name. What
 // it finds must be inside the text, and the key that has a value must exist.
 
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <string>
-
 #include "platform/posix/registry/registry_text.h"
+
+#include "fuzz/fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace tarn::platform;
@@ -18,18 +15,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string key = input.substr(0, first).c_str();
   const std::string name = input.substr(first + 1, second - first - 1).c_str();
   const std::size_t length = size - second - 1;
-  // Of its own, so that a read past the end is seen.
-  char* const text = static_cast<char*>(std::malloc(length ? length : 1));
-  std::memcpy(text, input.data() + second + 1, length);
+  const char* const text = reinterpret_cast<const char*>(data) + second + 1;
 
   RegistryText value{nullptr, 0};
   const bool has_key = has_registry_key({text, length}, key.c_str());
   if (find_registry_value({text, length}, key.c_str(), name.c_str(), &value)) {
-    if (!has_key || value.begin < text || value.begin + value.size > text + length ||
-        std::memchr(value.begin, '\n', value.size) != nullptr) {
-      std::abort();
-    }
+    fuzz::require(has_key && value.begin >= text && value.begin + value.size <= text + length &&
+                  std::memchr(value.begin, '\n', value.size) == nullptr);
   }
-  std::free(text);
   return 0;
 }

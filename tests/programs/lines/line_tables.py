@@ -1,13 +1,15 @@
 #!/usr/bin/env python3
 """Compares the line tables of finished images with what addr2line reads from the
 linked ones: the innermost line that an address has in its routine's own file."""
-import argparse
 import re
 import struct
 import subprocess
 import sys
 from pathlib import Path
+from types import SimpleNamespace
 
+ARGUMENTS = """folder examples programs include flags start support import_ compiler finish
+    addr2line objdump""".split()
 KINDS = ("-O0", "-O1", "-O2", "-O3", "-O2 -gdwarf-4")
 # So many instructions have a line in all of them; fewer, and the test looks away.
 FEWEST_COMPARED = 30_000
@@ -102,11 +104,7 @@ def build(options, name, kind, dll, sources, libraries):
 
 
 def main():
-    parser = argparse.ArgumentParser()
-    for name in ("folder", "examples", "programs", "include", "flags", "start", "support", "import",
-                 "compiler", "finish", "addr2line", "objdump"):
-        parser.add_argument(f"--{name}", type=Path, required=True, dest=name if name != "import" else "import_")
-    options = parser.parse_args()
+    options = SimpleNamespace(**dict(zip(ARGUMENTS, map(Path, sys.argv[1:]), strict=True)))
     programs = re.findall(r"tarn_add_program\((\w+)( DLL)? SOURCES ([^)]*?)(?: LINK (\w+))?\)",
                           (options.examples / "CMakeLists.txt").read_text())
     compared = wrong = 0

@@ -5,7 +5,6 @@
  *   at VALUE             UpdateProgressDialog
  *   counts E W C         SetErrorCounters
  *   close                CloseProgressDialog
- *   thread TOTAL         MakeProgressThread; value VALUE; stop
  *   say TEXT             a line of output
  *
  * At its end it prints "end". */
@@ -36,12 +35,6 @@ static void obey(char* line) {
     SetErrorCounters(errors, warnings, comments);
   } else if (after(line, "close") != 0) {
     CloseProgressDialog();
-  } else if ((rest = after(line, "thread")) != 0) {
-    MakeProgressThread(atoi(rest));
-  } else if ((rest = after(line, "value")) != 0) {
-    UpdateProgressValue(atoi(rest));
-  } else if (after(line, "stop") != 0) {
-    CloseProgressThread();
   } else if ((rest = after(line, "say")) != 0) {
     printf("%s\n", rest);
   } else {
