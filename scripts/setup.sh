@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 
 host_packages=(
   g++ gfortran cmake ninja-build make git pkg-config
-  libgtest-dev googletest libbenchmark-dev libzydis-dev libmpfr-dev libopenblas-dev libncurses-dev
+  libgtest-dev googletest libbenchmark-dev libmpfr-dev libopenblas-dev libncurses-dev
   liblz4-dev
   clang clang-format clang-tidy libclang-rt-14-dev tmux valgrind python3
 )

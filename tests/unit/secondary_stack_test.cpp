@@ -135,18 +135,6 @@ TEST_F(SecondaryStackTest, BothStacksFollowAModelUntilTheyMeet) {
   EXPECT_GT(met, 100);
 }
 
-TEST_F(SecondaryStackTest, SizesBeyondAllBoundsAreRefusedAndChangeNothing) {
-  for (const std::int64_t size :
-       {INT64_MAX, INT64_MAX - 4096, static_cast<std::int64_t>(kSmall + 1)}) {
-    const std::uint64_t before = pointer();
-    EXPECT_EQ(raised_by([&] { pseudo(size); }).number, 444) << size;
-    EXPECT_EQ(raised_by([&] { quasi(size); }).number, 444) << size;
-    EXPECT_EQ(pointer(), before);
-  }
-  EXPECT_EQ(pseudo(kSmall), secondary_stack.base);  // all of it fits
-  EXPECT_EQ(raised_by([] { quasi(1); }).number, 444);
-}
-
 TEST_F(SecondaryStackTest, AStackMadeTooSmallForWhatItHoldsRefusesWork) {
   quasi(4 * kPage);
   tarn::__set_stack_size(kPage);

@@ -169,21 +169,6 @@ TEST(Binding, FindsLoadsOrFallsBackToTheError) {
   EXPECT_EQ(raised.text[0], "Attempt to call a function in an rlo library failed");
 }
 
-TEST(StackProbe, ChangesNoRegister) {
-  for (const std::uint64_t size : {1u, 4000u, 4001u, 100'000u}) {
-    std::uint64_t a = size, b = 1, c = 2, d = 3, s = 4;
-    asm volatile("mov %%rsp, %%r14; sub $256, %%rsp; and $-16, %%rsp; call *%5; mov %%r14, %%rsp"
-                 : "+a"(a), "+b"(b), "+c"(c), "+d"(d), "+S"(s)
-                 : "D"(&tarn::__stack_adjust)
-                 : "r14", "memory", "cc");
-    EXPECT_EQ(a, size);
-    EXPECT_EQ(b, 1u);
-    EXPECT_EQ(c, 2u);
-    EXPECT_EQ(d, 3u);
-    EXPECT_EQ(s, 4u);
-  }
-}
-
 TEST(FailedStatement, ResumesWithTheSavedRegistersHoweverDeep) {
   std::uint64_t rbx_after = 0, landed = 0;
   asm volatile(
