@@ -320,7 +320,7 @@ class Stream {
     const int number = below(5) - 2;
     std::string bytes = text(true);
     const auto length = static_cast<std::int32_t>(bytes.size());
-    switch (below(24)) {
+    switch (below(23)) {
       default:
         return both(
             "output_win32_line", [&] { m.front(bytes); },
@@ -413,30 +413,17 @@ class Stream {
             [&] { ConsolePauseMode(number); });
       case 16:
         return both(
-            "FreeConsoleInstance",
-            [&] {
-              m.flush();
-              m.clear_attribute = -1;
-            },
-            [] {
-              FlushConsole();  // may make a row
-              platform::CharInfo* const rows[] = {console.clear_buffer, console.pause_buffer};
-              FreeConsoleInstance();
-              for (platform::CharInfo* const row : rows) free(row);  // it keeps them
-            });
-      case 17:
-        return both(
             "ClearPrintfCLine", [&] { m.clear_before = number; },
             [&] { ClearPrintfCLine(number); });
-      case 18:
-      case 19: {
+      case 17:
+      case 18: {
         const char* const ends[] = {"\n", "\r", "", "\r\n"};
         bytes = text(false) + ends[below(4)];
         return both(
             "ConsolePrintfC", [&] { m.centred(bytes); },
             [&] { ConsolePrintfC("%s", bytes.c_str()); });
       }
-      case 20: {
+      case 19: {
         bytes = text(false);
         if (below(2)) bytes += "\n" + text(false);
         const int foreground = below(20);
@@ -444,7 +431,7 @@ class Stream {
             "ConsoleBoxPrint", [&] { m.box(colour + 4, foreground, bytes); },
             [&] { ConsoleBoxPrint(2, colour + 4, foreground, "%s", bytes.c_str()); });
       }
-      case 21:
+      case 20:
         return both(
             "SetBoxShadow", [&] { m.shadow = colour - 1; }, [&] { SetBoxShadow(colour - 1); });
     }

@@ -38,7 +38,7 @@ class Terminal : public PseudoTerminal {
   int cursor_shape = 0;
   std::string title;
   int saved_titles = 0;
-  int bells = 0, questions = 0;
+  int questions = 0;
   std::string received;
   std::string unknown;  // sequences that this terminal does not understand
 
@@ -74,7 +74,6 @@ class Terminal : public PseudoTerminal {
     column = std::min(column, columns - 1);
     cells.resize(static_cast<std::size_t>(rows));
     for (auto& line : cells) line.resize(static_cast<std::size_t>(columns));
-    scroll_end_ = rows;
     set_size(columns, rows);
   }
 
@@ -115,7 +114,6 @@ class Terminal : public PseudoTerminal {
         column = std::min((column | 7) + 1, width() - 1);
         return;
       case '\a':
-        ++bells;
         return;
       default:
         return c < 32 ? void(unknown += static_cast<char>(c)) : put(c);
@@ -140,14 +138,6 @@ class Terminal : public PseudoTerminal {
     } else if (p[1] == ']') {
       if (c != '\a') return;
       take_string(p.substr(2, p.size() - 3));
-    } else if (p[1] == '7') {
-      saved_ = {column, row, pen};
-    } else if (p[1] == '8') {
-      column = saved_.column;
-      row = saved_.row;
-      pen = saved_.pen;
-    } else if (p[1] == 'D') {
-      line_feed();
     } else {
       unknown += p;
     }
@@ -164,13 +154,6 @@ class Terminal : public PseudoTerminal {
     if (final == 'H' && numbers.size() == 2) {
       row = std::clamp(numbers[0] - 1, 0, height() - 1);
       column = std::clamp(numbers[1] - 1, 0, width() - 1);
-    } else if (final == 'A') {
-      row = std::max(0, row - std::max(1, numbers[0]));
-    } else if (final == 'r') {  // from the first row only
-      scroll_end_ = numbers.size() == 2 ? std::clamp(numbers[1], 2, height()) : height();
-      column = row = 0;
-    } else if (final == 'K' && parameters == "2") {
-      for (SeenCell& cell : cells[static_cast<std::size_t>(row)]) cell = {};
     } else if (final == 'm') {
       for (const int n : numbers) set_pen(n);
     } else if (final == 'n' && parameters == "6") {
@@ -228,21 +211,14 @@ class Terminal : public PseudoTerminal {
   }
 
   void line_feed() {
-    if (row + 1 != scroll_end_) {
-      row = std::min(row + 1, height() - 1);
-      return;
-    }
+    if (++row < height()) return;
+    --row;
     SeenCell blank = pen;
     blank.glyph = U' ';
     cells.erase(cells.begin());
-    cells.emplace(cells.begin() + row, static_cast<std::size_t>(width()), blank);
+    cells.emplace_back(static_cast<std::size_t>(width()), blank);
   }
 
-  int scroll_end_ = 0;  // the rows below it don't scroll
-  struct {
-    int column, row;
-    SeenCell pen;
-  } saved_{};
   std::string typed_at_question_, pending_;
   bool answers_ = true;
   int markers_written_ = 0, markers_seen_ = 0;

@@ -20,7 +20,6 @@
 
 #include "paneview/dialog.h"
 #include "paneview/paneview_exports.h"
-#include "paneview/window_layout.h"
 #include "platform/platform.h"
 #include "platform/windows_ui.h"
 #include "services/child_processes.h"
@@ -34,7 +33,6 @@ namespace {
 
 using namespace paneview;
 using tarn::Slot;
-using tarn::platform::ControlKind;
 using tarn::test::fault_by;
 using tarn::test::raised_by;
 
@@ -412,22 +410,6 @@ TEST(SharedMemory, TwoRunsAtOnceNeverMeetAndOneRunShares) {
   }
   EXPECT_EQ(__create_interprocess_shared_memory("AUTO", 1 << 20), nullptr);  // larger than it is
   EXPECT_EQ(__create_interprocess_shared_memory("zero", 0), nullptr);
-
-  // What follows the last page is no memory of the program.
-  for (const std::uint64_t size : {std::uint64_t{5000}, std::uint64_t{65536}}) {
-    const auto* const start = static_cast<const char*>(
-        __create_interprocess_shared_memory(size == 5000 ? "small" : "step", size));
-    ASSERT_NE(start, nullptr);
-    const std::uint64_t end = (size + 4095) / 4096 * 4096;
-    const auto readable = [&](std::uint64_t at) {
-      char byte;
-      std::uint64_t copied;
-      return tarn::platform::ReadProcessMemory(tarn::platform::GetCurrentProcess(), start + at,
-                                               &byte, 1, &copied) != 0;
-    };
-    EXPECT_TRUE(readable(end - 1)) << size;
-    EXPECT_FALSE(readable(end)) << size;
-  }
 }
 
 // ---- Dialogs ----------------------------------------------------------------------
@@ -443,64 +425,10 @@ struct Pending {
   }
 };
 
-// Those of one kind, of a dialog's items or a layout's parts.
-template <class Row, class Kind>
-std::vector<const Row*> all_of(const Row* rows, std::uint32_t count, Kind kind) {
-  std::vector<const Row*> found;
-  for (std::uint32_t i = 0; i < count; ++i) {
-    if (rows[i].kind == kind) found.push_back(&rows[i]);
-  }
-  return found;
-}
-
 std::string text_of(const Dialog* dialog) {
   std::string text(dialog_text(dialog, nullptr, 0), '\0');
   dialog_text(dialog, text.data(), text.size());
   return text;
-}
-
-TARNAPI std::int32_t stay() { return 1; }
-TARNAPI std::int32_t leave() { return 0; }
-
-// The report itself is operated on a terminal and on a desktop.
-TEST(DialogFormat, CodesFillTheDialog) {
-  Pending pending;
-  void* control = nullptr;
-  char text[] = "in a box";
-  pending.add("%ex%ca[Title]%bg%ww[topmost]%fn[Courier New]&", {0xC8C8C8});
-  pending.add("%ac[Ctrl+C]%pm[Copy]&", {slot("COPY"), slot("PASTE")});
-  pending.add("%si#%ws\n&", {slot("a \nb")});
-  pending.add("%50.10eb[read_only]%lc%sc\f&",
-              {slot(text), sizeof text, slot(&control), reinterpret_cast<Slot>(&stay)});
-  EXPECT_EQ(pending.add("%?8bt[ONE][Its help]  %^8bt[TWO]%cn", {reinterpret_cast<Slot>(&leave)}),
-            FormatEnd::kShow);
-  const Dialog& dialog = *pending.dialog;
-  EXPECT_EQ(dialog.problem, nullptr);
-  EXPECT_STREQ(dialog.title, "Title");
-  EXPECT_STREQ(dialog.style, "topmost");
-  EXPECT_STREQ(dialog.font, "Courier New");
-  EXPECT_TRUE(dialog.has_colour);
-  EXPECT_EQ(dialog.colour, 0xC8C8C8u);
-  EXPECT_EQ(dialog.icon, '#');
-  EXPECT_EQ(dialog.start, &stay);
-  ASSERT_EQ(dialog.key_count, 2u);
-  EXPECT_STREQ(dialog.keys[0].name, "Ctrl+C");
-  EXPECT_TRUE(dialog.keys[1].in_menu);
-  EXPECT_STREQ(dialog.keys[1].standard, "PASTE");
-  const auto boxes = all_of(dialog.items, dialog.item_count, ItemKind::kBox);
-  const auto buttons = all_of(dialog.items, dialog.item_count, ItemKind::kButton);
-  ASSERT_EQ(boxes.size(), 1u);
-  EXPECT_EQ(boxes[0]->width, 50);
-  EXPECT_EQ(boxes[0]->height, 10);
-  EXPECT_EQ(boxes[0]->handle_cell, &control);
-  EXPECT_STREQ(boxes[0]->options, "read_only");
-  ASSERT_EQ(buttons.size(), 2u);
-  EXPECT_STREQ(buttons[0]->help, "Its help");
-  EXPECT_EQ(buttons[1]->callback, &leave);
-  EXPECT_EQ(text_of(pending.dialog), "Title\r\na\r\nb\r\nin a box\r\n");
-  char part[6] = "-----";
-  EXPECT_GT(dialog_text(pending.dialog, part, 4), 4u);
-  EXPECT_STREQ(part, "Titl-");
 }
 
 TEST(DialogFormat, WhatIsMalformedIsLeftOutWithALine) {
@@ -582,39 +510,6 @@ TEST(DialogKeys, EachButtonHasItsOwnAndShortcutsAreNamed) {
   }
 }
 
-std::int32_t six_a_character(void*, const char*, std::uint32_t length) {
-  return static_cast<std::int32_t>(length) * 6;
-}
-
-struct LaidOut {
-  std::vector<char> bytes = std::vector<char>(sizeof(WindowLayout));
-  WindowLayout* layout = reinterpret_cast<WindowLayout*>(bytes.data());
-  explicit LaidOut(const Dialog* dialog, std::int32_t screen_height = 700,
-                   std::int32_t screen_width = 900) {
-    const WindowMeasures measures = {
-        {6, 13, 17, 32, screen_width, screen_height}, six_a_character, nullptr};
-    lay_out_window(dialog, &measures, layout);
-  }
-};
-
-TEST(WindowLayout, ButtonsStandInTheMiddleBelowTheBox) {
-  Pending pending;
-  char text[] = "text";
-  pending.add("%si#above\n\n%50.10eb\n\n%cn%8bt[ONE]  %8bt[TWO]  %8bt[THREE]",
-              {slot(text), sizeof text});
-  const LaidOut laid_out(pending.dialog);
-  const WindowLayout& layout = *laid_out.layout;
-  const auto boxes = all_of(layout.parts, layout.count, ControlKind::kBox);
-  const auto buttons = all_of(layout.parts, layout.count, ControlKind::kButton);
-  ASSERT_EQ(boxes.size(), 1u);
-  ASSERT_EQ(buttons.size(), 3u);
-  EXPECT_GE(boxes[0]->width, 50 * 6);
-  EXPECT_GE(boxes[0]->height, 10 * 13);
-  EXPECT_GT(buttons[0]->y, boxes[0]->y + boxes[0]->height);
-  EXPECT_EQ(buttons[0]->y, buttons[2]->y);
-  EXPECT_LE(std::abs(buttons[0]->x - (layout.width - buttons[2]->x - buttons[2]->width)), 1);
-}
-
 // ---- Without a desktop or a terminal --------------------------------------------------
 
 std::int32_t order;
@@ -651,17 +546,6 @@ TEST(Winio, PrintsItsTextAndRunsTheLastButton) {
               EXPECT_EQ(__winio("kept"), kNobodyAnswered);
             }),
             "kept\n");
-
-  struct {
-    std::int32_t size = 1023;
-    char path[64] = "Z:\\prog.exe";
-  } record;
-  char name[1024] = "before";
-  printed_by([&] {
-    EXPECT_EQ(get_filename(nullptr, "File", 0, name, reinterpret_cast<FileNameRecord*>(&record)),
-              0);
-  });
-  EXPECT_STREQ(name, "");
   __yield_program_control(1);
 }
 

@@ -118,31 +118,6 @@ TEST_F(Title, TheThreadShowsASlowJobUntilItIsDoneAndNoOther) {
   CloseProgressThread();  // there is none
 }
 
-TEST(ProgressThread, ASlowMachineHasNone) {
-  auto& slow_machine = const_cast<DesktopFacts&>(desktop_facts()).slow_machine;
-  slow_machine = 1;
-  EXPECT_EQ(MakeProgressThread(100), nullptr);
-  slow_machine = 0;
-  CloseProgressThread();
-}
-
-// What a window shows is for the tests of programs.
-TEST(ProgressDialog, EndsBeforeItsWindowAndForgetsTheCounts) {
-  StartProgressDialog(0, "none", "none");
-  CloseProgressDialog();
-  StartProgressDialog(1000, "title", std::string(400, 'x').c_str());
-  StartProgressDialog(100, std::string(400, 't').c_str(), "");  // closes the first
-  SetErrorCounters(1, 2, 3);
-  UpdateProgressDialog(-5);
-  UpdateProgressDialog(INT_MAX);
-  CloseProgressDialog();
-  CloseProgressDialog();
-  const ErrorCounters counts = error_counters();
-  EXPECT_EQ(counts.error_count, -1);
-  EXPECT_EQ(counts.warning_count, -1);
-  EXPECT_EQ(counts.comment_count, -1);
-}
-
 TEST(ReportLine, NamesTheCountsThatAreNotZero) {
   const struct {
     std::int32_t errors, warnings, comments;

