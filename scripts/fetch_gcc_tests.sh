@@ -2,7 +2,7 @@
 # Brings GCC's own execution tests for C (gcc.c-torture/execute, under the GNU General
 # Public License) into build/gcc-tests, from Debian's package gcc-12-source. They are run
 # as hosted programs and are no part of anything that is built. Does nothing where they
-# are already there. --check only tells whether they are.
+# are already there. --check only says whether they are.
 set -uo pipefail
 cd "$(dirname "$0")/.."
 cache=build/gcc-tests

@@ -139,7 +139,7 @@ CRT_API int(mbsinit)(const mbstate_t* state) {
   return !state || reinterpret_cast<const State*>(state)->count == 0;
 }
 
-// One byte and one wide character, where each stands for the other.
+// One byte and one wide character, where each is the other.
 CRT_API wint_t btowc(int byte) {
   if (byte == EOF || (crt::is_utf8 && static_cast<unsigned>(byte) > 0x7F)) return WEOF;
   return static_cast<unsigned char>(byte);

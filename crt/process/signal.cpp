@@ -84,7 +84,7 @@ int on_failure(void*, EXCEPTION_RECORD* record, int) {
   return signal && signal->handler != SIG_IGN && deliver(*signal) ? kResume : kReport;
 }
 
-// Non-zero: dealt with. SIGBREAK is not told apart from SIGINT by the library; a handler
+// Non-zero: dealt with. SIGBREAK and SIGINT are one to the library; a handler
 // of either gets it.
 int on_break() {
   if (signals[0].handler != SIG_DFL) return deliver(signals[0]);

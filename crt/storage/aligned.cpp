@@ -1,4 +1,4 @@
-// Blocks at a multiple of a power of two: the address from malloc stands before each.
+// Blocks at a multiple of a power of two: the address that malloc returned is before each.
 #include <malloc.h>
 #include <stdlib.h>
 #include <string.h>

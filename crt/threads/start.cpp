@@ -64,7 +64,7 @@ CRT_API void _endthreadex(unsigned status) {
 }
 
 // Its handle is closed when the thread starts, as on Windows when it ends: the result
-// tells that there is one, and no more.
+// says that there is one, and no more.
 CRT_API uintptr_t _beginthread(_beginthread_proc_type routine, unsigned stack_size,
                                void* argument) {
   auto* const start = static_cast<OldStart*>(malloc(sizeof(OldStart)));

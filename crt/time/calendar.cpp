@@ -164,7 +164,7 @@ CRT_API __time64_t _mktime64(struct tm* fields) {
     const bool wants_after = fields->tm_isdst >= 0 && (fields->tm_isdst > 0) == after.summer;
     if (holds_after && (!holds_before || wants_after)) seconds = local - after.seconds;
   } else if (fields->tm_isdst >= 0) {
-    // An hour that is told in the other time of the year.
+    // The fields are meant by the clock of the other half of the year.
     const bool summer = zone_offset(seconds).summer;
     if (fields->tm_isdst > 0 && !summer) {
       constexpr long long kHalfYear = 182 * kSecondsPerDay;

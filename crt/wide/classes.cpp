@@ -1,5 +1,5 @@
 // Classes of wide characters, by the bits of mingw-w64's headers. A character's own
-// routine (iswalpha and so on, of all of Unicode's 16 bits) tells each.
+// routine (iswalpha and so on, of all of Unicode's 16 bits) decides each.
 #include <wctype.h>
 
 #include "../crt.h"

@@ -1,6 +1,6 @@
 // Routines of the system that program images import and the library itself does not
 // call. Windows brings them; these are the host's, with Windows' names, meaning and
-// errors. What an image may import besides stands in platform.h; the list of all is
+// errors. What else an image may import is in platform.h; the list of all is
 // posix/system_library/system_exports.inc.
 #pragma once
 

@@ -60,6 +60,9 @@ printf '"hello.c"\n-DTEXT=a\\ b @more.rsp' >some.rsp && printf "'-o' file.exe -X
 tarncc @some.rsp && expect 4 hello tarnrun file.exe
 tarncc -shared greeting_part.c -o part.dll -Wl,--out-implib,other.a && [ -s other.a ] || fail "-shared"
 expect 1 "-flto is not supported" tarncc -flto hello.c
+echo '#include <time.h>' >wants_time.c
+expect 1 "time.h: programs that are compiled with --hosted have it" tarncc -c wants_time.c
+expect 1 "only hosted programs have POSIX threads" tarncc -pthread hello.c
 expect 1 "-fsanitize=address is not supported" tarncc -fsanitize=address hello.c
 expect 2 "no value after -include" tarncc hello.c -include
 expect 2 "x?y.c: there is no such file" tarncc $'x\ty.c'
