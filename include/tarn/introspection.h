@@ -23,17 +23,18 @@ struct tarn_block_record {
 /* The newest of the blocks, from which `next` leads to the others; null if
  * there are none. The second entry also executes a breakpoint with the result
  * in rax: for programs that run under a debugger. */
-struct tarn_block_record* __get_common_info(void);
-struct tarn_block_record* __dbgget_common_info(void);
+TARNAPI struct tarn_block_record* __get_common_info(void);
+TARNAPI struct tarn_block_record* __dbgget_common_info(void);
 
 /* Prints the blocks, sorted by name without regard to case: name, address and
- * size in hexadecimal, image. */
+ * size in hexadecimal, image. Only the heading if there are none, or no storage
+ * to sort them. */
 TARNAPI void __display_common_info(void);
 
 /* Writes the resource section of the program's image to the file
  * "bracken_resource_block_N" in the current folder, N being the section's place
- * in the image in hexadecimal. A program without resources makes none. Raises
- * 296 if the file cannot be made. */
+ * in the image in hexadecimal, and prints where the section is. Without resources
+ * it prints that, and makes no file. Raises 296 if the file cannot be made. */
 TARNAPI void __dump_resource_section(void);
 
 /* Prints the tree of the section: directories, entries, and for each resource
@@ -41,9 +42,9 @@ TARNAPI void __dump_resource_section(void);
  * it lies in the section, to 16 directories within each other. */
 TARNAPI void __display_resource_data(void);
 
-/* Shows a message box "Window HANDLE Enabled (text)", or Disabled; of the text,
- * which has `length` bytes, the first 127. Without a desktop it is a line on
- * standard error. */
+/* Shows a message box "Information" that says "Window HANDLE Enabled (text)", or
+ * Disabled; of the text, which has `length` bytes, the first 127. Without a desktop
+ * no window is enabled, and the message goes to standard error. */
 TARNAPI void DESCRIBE_WINDOW(void* const* window, const char* text, int64_t length)
     TARN_LINK_NAME("DESCRIBE_WINDOW@");
 

@@ -17,7 +17,15 @@ TARN_API_BEGIN
 
 /* The system's records; a routine that repairs a fault changes the context, and
  * the change takes effect, in the XMM registers too. */
-struct tarn_context {
+#ifdef TARN_LIBRARY
+namespace platform {
+struct AMD_CONTEXT;
+struct ExceptionRecord;
+}  // namespace platform
+using tarn_context = platform::AMD_CONTEXT;
+using tarn_exception = platform::ExceptionRecord;
+#else
+typedef struct tarn_context {
   uint64_t home[6];
   unsigned int flags, mxcsr; /* mxcsr stands in fxsave + 24 too: change both */
   unsigned short cs, ds, es, fs, gs, ss;
@@ -27,15 +35,16 @@ struct tarn_context {
   uint64_t rip;
   unsigned char fxsave[512]; /* XMM0 at 160, 16 bytes each */
   unsigned char rest[464];
-};
+} tarn_context;
 
-struct tarn_exception {
+typedef struct tarn_exception {
   unsigned int code, flags;
   struct tarn_exception* next;
   void* address;
   unsigned int parameter_count, padding;
   uint64_t parameters[15]; /* access violation: kind, address */
-};
+} tarn_exception;
+#endif
 
 /* Answers: go on at rip (a breakpoint instruction there is stepped over, any
  * other runs again unless the routine moved rip); pass it to the next handler;
@@ -46,8 +55,7 @@ enum { TARN_RESUME = -1, TARN_PASS_ON = 0, TARN_NOT_AN_ERROR = 0x10002, TARN_REP
  * control, on an empty x87 stack; longjmp and JUMP@ may leave it, after a stack
  * overflow too. One that makes its own exception again is not entered a second
  * time: that one is reported. */
-typedef int TARNAPI tarn_trap_routine(struct tarn_context* context,
-                                      struct tarn_exception* exception, int zero);
+typedef int TARNAPI tarn_trap_routine(tarn_context* context, tarn_exception* exception, int zero);
 
 enum tarn_trap_type {
   TARN_TRAP_ACCESS = 0,
@@ -93,8 +101,10 @@ TARNAPI void UNDERFLOW_COUNT(int* count) TARN_LINK_NAME("UNDERFLOW_COUNT$");
 TARNAPI void CLEAR_FLT_UNDERFLOW(void) TARN_LINK_NAME("CLEAR_FLT_UNDERFLOW$");
 TARNAPI int64_t EXCEPTION_ADDRESS(void) TARN_LINK_NAME("EXCEPTION_ADDRESS$");
 
-/* Non-zero: no floating-point operation of the calling thread traps any more,
- * and subnormal values count as zero. Zero: back to how the first call found it. */
+/* Non-zero: underflow, overflow, invalid operation and division by zero no longer
+ * trap on the calling thread, and subnormal values count as zero, as operands and
+ * as results. Zero: the control register is as the first call of the process found
+ * it. */
 TARNAPI void mask_all_fp_errors(int on);
 
 /* ---- Console break ------------------------------------------------------------ */
@@ -122,13 +132,14 @@ TARN_NO_RETURN TARNAPI void JUMP(void** cell) TARN_SYMBOL("tarn_JUMP") TARN_LINK
 /* Reserves `size` bytes of address space, in whole pages, with a guard page at
  * each end, and commits none: touching it brings memory, ten pages at a time.
  * `name` (null: "No name") is not copied; reports show it. What cannot be
- * reserved raises "Insufficient virtual memory available to create expanding
- * region", memory that runs out on a touch the same with "physical". */
+ * reserved, or a negative size, raises "Insufficient virtual memory available to create expanding
+ * region", memory that runs out on a touch the same with "physical". Regions are
+ * made and removed by one thread at a time; any number may touch them. */
 TARNAPI void* setup_expanding_region(const char* name, int64_t size);
 
 /* mode 0x4000 releases the memory, 0x8000 the address space too; the region no
  * longer grows in either case. Non-zero on success, 0 if no region begins at
- * `region` or the mode is another. */
+ * `region` or the mode is another; nothing changes then. */
 TARNAPI int remove_virtual_region(void* region, int mode);
 
 TARN_API_END

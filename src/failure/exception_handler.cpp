@@ -72,14 +72,14 @@ void clear_trapped_flags(platform::AMD_CONTEXT* context) {
   __builtin_memcpy(context->FxSaveArea + kFxSaveMxcsr, &context->MxCsr, sizeof context->MxCsr);
 }
 
-// The result of the row's trap routine; kTrapReport if there is none.
+// The result of the row's trap routine; TARN_REPORT if there is none.
 std::int32_t ask_trap_routine(const exception_row& row, platform::ExceptionPointers* exception) {
   TrapRoutine routine = row.handler;
   if (!routine && (row.flags & kFloatingPointException)) routine = float_trap;
   if (!routine) routine = catch_all_trap;
-  if (!routine) return kTrapReport;
+  if (!routine) return TARN_REPORT;
   const std::int32_t answer = call_trap_routine(routine, exception);
-  if (answer == kTrapResume) {
+  if (answer == TARN_RESUME) {
     std::uint64_t& rip = exception->context->Rip;
     if (static_cast<std::uint8_t>(safe_core1(rip)) == kBreakpointByte) ++rip;
     if (row.flags & kFloatingPointException) clear_trapped_flags(exception->context);
@@ -197,7 +197,7 @@ extern "C" void __install_system_exception_handler() {
 
 extern "C" TARN_MACHINERY std::int32_t __system_exception_handler(
     platform::ExceptionPointers* exception) {
-  if (dump_busy) return kTrapPassOn;
+  if (dump_busy) return TARN_PASS_ON;
   const MaskedTraps own;  // the context keeps the program's control
   platform::AMD_CONTEXT* const context = exception->context;
   std::uint32_t& code = exception->record->code;
@@ -208,14 +208,14 @@ extern "C" TARN_MACHINERY std::int32_t __system_exception_handler(
   const char* name = "Unknown exception";
   if (const exception_row* const row = find_exception(code)) {
     const std::int32_t answer = ask_trap_routine(*row, exception);
-    if (answer == kTrapResume || answer == kTrapPassOn || answer == kTrapNotAnError) {
+    if (answer == TARN_RESUME || answer == TARN_PASS_ON || answer == TARN_NOT_AN_ERROR) {
       return leave(answer);
     }
     name = row->name;
   }
-  if (!(code & kErrorSeverity)) return leave(kTrapNotAnError);
+  if (!(code & kErrorSeverity)) return leave(TARN_NOT_AN_ERROR);
   const bool is_access = is_access_violation(*exception->record);
-  if (is_access && grow_expanding_region(page_of_fault(*exception->record))) return kTrapResume;
+  if (is_access && grow_expanding_region(page_of_fault(*exception->record))) return TARN_RESUME;
   if (__atomic_exchange_n(&report_busy, 1, __ATOMIC_ACQ_REL)) fail_in_report(*exception);
 
   exception_context = context;
@@ -232,7 +232,7 @@ extern "C" TARN_MACHINERY std::int32_t __system_exception_handler(
   if (code == platform::kExceptionInvalidOperation) {
     if (is_script_engine_conversion(context->Rip)) {
       context->Rip += sizeof kConvertToEcx;
-      return leave(kTrapResume);
+      return leave(TARN_RESUME);
     }
     for (const instruction_head& root : kSquareRoots) {
       if (match_instruction(&root, context->Rip)) {

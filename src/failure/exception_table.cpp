@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::uint64_t kFloat = kFloatingPointException;
 
-enum TrapType : std::int32_t { kCatchAll = 12, kFloatAll = 13, kTrapTypes = 16 };
+constexpr std::int32_t kTrapTypes = 16;
 
 // The exception of each type; 0: none.
 constexpr std::uint32_t kTypeCodes[kTrapTypes] = {
@@ -75,15 +75,15 @@ exception_row* find_exception(std::uint32_t code) {
   return nullptr;
 }
 
-TrapRoutine TRAP_EXCEPTION_at(const std::int32_t* type, TrapRoutine routine) {
-  if (*type == kCatchAll) return exchange(&catch_all_trap, routine);
-  if (*type == kFloatAll) return exchange(&float_trap, routine);
+TrapRoutine TRAP_EXCEPTION(const std::int32_t* type, TrapRoutine routine) {
+  if (*type == TARN_TRAP_ALL) return exchange(&catch_all_trap, routine);
+  if (*type == TARN_TRAP_ALL_FLOAT) return exchange(&float_trap, routine);
   if (*type < 0 || *type >= kTrapTypes || !kTypeCodes[*type]) return nullptr;
   exception_row* const row = find_exception(kTypeCodes[*type]);
   return row ? exchange(&row->handler, routine) : nullptr;
 }
 
-void RESTORE_DEFAULT_HANDLER_at(const void*) {
+void RESTORE_DEFAULT_HANDLER(const void*) {
   for (exception_row* row = exception_table; row->code; ++row) row->handler = nullptr;
   find_exception(platform::kExceptionFloatUnderflow)->handler = &underflow_handler;
 }

@@ -89,15 +89,15 @@ void __set_software_underflows(std::int32_t mode) {
   underflow_mode = mode;
 }
 
-void SET_SOFTWARE_UNDERFLOWS$(const std::int32_t* mode) { __set_software_underflows(*mode); }
+void SET_SOFTWARE_UNDERFLOWS(const std::int32_t* mode) { __set_software_underflows(*mode); }
 
-void PERMIT_UNDERFLOW$(const std::int16_t* permitted) {
+void PERMIT_UNDERFLOW(const std::int16_t* permitted) {
   __set_software_underflows(*permitted ? kHardware : kReport);
 }
 
-void CLEAR_FLT_UNDERFLOW$() {}
+void CLEAR_FLT_UNDERFLOW() {}
 
-void UNDERFLOW_COUNT$(std::int32_t* count) {
+void UNDERFLOW_COUNT(std::int32_t* count) {
   constexpr std::uint64_t kNoticeColour = 0xBEFFBE;
   static char notice[] =
       "In 64-bit mode underflows are normally handled by the hardware, \n"
@@ -116,7 +116,7 @@ void UNDERFLOW_COUNT$(std::int32_t* count) {
   *count = underflow_count;
 }
 
-std::int64_t EXCEPTION_ADDRESS$() { return 0; }
+std::int64_t EXCEPTION_ADDRESS() { return 0; }
 
 void mask_all_fp_errors(std::int32_t on) {
   if (saved_mxcsr == kNothingSaved) saved_mxcsr = _mm_getcsr();
@@ -129,20 +129,20 @@ std::int32_t underflow_handler(platform::AMD_CONTEXT* context, platform::Excepti
                                std::int32_t) {
   ++underflow_count;
   SseInstruction instruction;
-  if (!read_sse_instruction(context->Rip, &instruction)) return kTrapReport;
+  if (!read_sse_instruction(context->Rip, &instruction)) return TARN_REPORT;
   const bool was_zero = clear_register(context, instruction.destination);
-  if (underflow_mode == kReport) return kTrapReport;
+  if (underflow_mode == kReport) return TARN_REPORT;
   if (was_zero || !depends_on_destination(instruction.opcode)) {
-    return step_over(context) ? kTrapResume : kTrapReport;
+    return step_over(context) ? TARN_RESUME : TARN_REPORT;
   }
-  return kTrapResume;
+  return TARN_RESUME;
 }
 
 std::int32_t ime_kludge_handler(platform::AMD_CONTEXT*, platform::ExceptionRecord*, std::int32_t) {
-  return kTrapNotAnError;
+  return TARN_NOT_AN_ERROR;
 }
 
-BreakRoutine SET_TRAP_at(BreakRoutine routine, const std::int32_t* type) {
+BreakRoutine SET_TRAP(BreakRoutine routine, const std::int32_t* type) {
   if (*type != 0) return nullptr;
   platform::SetConsoleCtrlHandler(&intermediate_break_handler, 1);
   const BreakRoutine before = break_routine;

@@ -65,7 +65,7 @@ void tell() {
 TARN_MACHINERY TARNAPI std::int32_t on_exception(platform::ExceptionPointers* exception) {
   const platform::ExceptionRecord& record = *exception->record;
   const std::uint64_t address = exception->context->Rip;
-  if (reports_failures || (record.code & kErrorSeverity) != kErrorSeverity) return kTrapPassOn;
+  if (reports_failures || (record.code & kErrorSeverity) != kErrorSeverity) return TARN_PASS_ON;
   if (telling) platform::ExitProcess(kStatusFailed);
   const MaskedTraps own;
   const bool is_number = is_raised_number(*exception);
@@ -76,7 +76,7 @@ TARN_MACHINERY TARNAPI std::int32_t on_exception(platform::ExceptionPointers* ex
   const std::uint64_t base = image_at(in_script ? context.Rip : address);
   if (!in_script && others_handle && !(base && is_marked_image(base))) {
     begin_traceback(false);
-    return kTrapPassOn;
+    return TARN_PASS_ON;
   }
   telling = 1;
   if (!image_name(base, name)) strcpy(name, "an unknown image");

@@ -87,7 +87,7 @@ std::int32_t call_trap_routine(TrapRoutine routine, platform::ExceptionPointers*
   const std::uint32_t thread = platform::GetCurrentThreadId();
   leave_trap_routines(frame, context->Rsp);  // what was left in other ways than by a jump
   for (const RunningRoutine& place : running) {
-    if (place.thread == thread && place.routine == routine) return kTrapReport;
+    if (place.thread == thread && place.routine == routine) return TARN_REPORT;
   }
   RunningRoutine* const place = enter({thread, exception->record->code, routine, frame});
   std::int32_t answer;

@@ -26,7 +26,7 @@ class MaskedTraps {
   std::uint16_t x87_control_;
 };
 
-// The routine's result. kTrapReport, without a call, if the exception happened
+// The routine's result. TARN_REPORT, without a call, if the exception happened
 // in this very routine on this thread.
 std::int32_t call_trap_routine(TrapRoutine routine, platform::ExceptionPointers* exception);
 

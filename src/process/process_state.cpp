@@ -6,7 +6,7 @@ std::uint32_t page_size = 4096;
 std::int32_t kill_dialogbox;
 std::int32_t no_traceback;
 
-BlockRecord* common_block_list;
+tarn_block_record* common_block_list;
 std::int32_t common_block_count;
 void* profile_block;
 std::int64_t program_storage;

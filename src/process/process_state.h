@@ -9,6 +9,7 @@
 #pragma once
 
 #include "include/errno.h"
+#include "include/tarn/introspection.h"
 #include "platform/abi.h"
 
 namespace tarn {
@@ -61,17 +62,8 @@ extern std::int32_t no_traceback;    // report without a traceback
 
 // ---- What the images' start-up scripts record -------------------------------
 
-// One registered common block. Never freed.
-struct BlockRecord {
-  BlockRecord* next;
-  const char* name;
-  void* address;
-  std::uint64_t size;
-  const char* module;  // base file name of the image that registered it
-};
-
-// The common block list, newest first.
-extern BlockRecord* common_block_list;
+// The common block list, newest first. No record is freed.
+extern tarn_block_record* common_block_list;
 extern std::int32_t common_block_count;
 // The profile block that opcode 15 recorded, or null.
 extern void* profile_block;

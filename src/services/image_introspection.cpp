@@ -58,25 +58,26 @@ ResourcePointers setup_resource_pointers() {
 
 // ---- Common blocks -------------------------------------------------------------
 
-BlockRecord* __get_common_info() { return common_block_list; }
+tarn_block_record* __get_common_info() { return common_block_list; }
 
-BlockRecord* __dbgget_common_info() {
-  BlockRecord* head = __get_common_info();
+tarn_block_record* __dbgget_common_info() {
+  tarn_block_record* head = __get_common_info();
   asm volatile("int3" : "+a"(head));
   return head;
 }
 
 void __display_common_info() {
   const auto count = static_cast<std::uint64_t>(common_block_count);
-  auto* const blocks = static_cast<BlockRecord**>(malloc(count * sizeof(void*)));
+  auto* const blocks = static_cast<tarn_block_record**>(malloc(count * sizeof(void*)));
   std::uint64_t filled = 0;
-  for (BlockRecord* each = common_block_list; blocks && each && filled < count; each = each->next) {
+  for (tarn_block_record* each = common_block_list; blocks && each && filled < count;
+       each = each->next) {
     blocks[filled++] = each;
   }
   qsort(blocks, filled, sizeof(void*), &compare);
   printf("Block name                 Address                        Size     Module\n\n");
   for (std::uint64_t i = 0; i < filled; ++i) {
-    const BlockRecord& block = *blocks[i];
+    const tarn_block_record& block = *blocks[i];
     printf("%-25s  %16.16llx  %16llx     %s\n", block.name, block.address, block.size,
            block.module ? block.module : "");
   }
@@ -114,7 +115,7 @@ void __display_resource_data() {
 
 // ---- Windows ------------------------------------------------------------------------
 
-void DESCRIBE_WINDOW_at(const platform::Handle* window, const char* text, std::int64_t length) {
+void DESCRIBE_WINDOW(void* const* window, const char* text, std::int64_t length) {
   char copy[kDescriptionSize], message[2 * kDescriptionSize];
   std::int64_t taken = 0;
   for (; taken < length && taken < kDescriptionSize - 1; ++taken) copy[taken] = text[taken];

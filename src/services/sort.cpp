@@ -149,8 +149,8 @@ void _swap(void* left, void* right, std::int32_t size) {
 }
 
 std::int32_t compare(const void* left, const void* right) {
-  return strcmpl((*static_cast<const BlockRecord* const*>(left))->name,
-                 (*static_cast<const BlockRecord* const*>(right))->name);
+  return strcmpl((*static_cast<const tarn_block_record* const*>(left))->name,
+                 (*static_cast<const tarn_block_record* const*>(right))->name);
 }
 
 }  // namespace tarn

@@ -19,7 +19,7 @@ void __record_program_storage(std::int64_t bytes) { program_storage += bytes; }
 
 void __record_profile_address(void* address) { profile_block = address; }
 
-void append_common_spec(BlockRecord* record) {
+void append_common_spec(tarn_block_record* record) {
   // If the module cannot be found, or its path does not fit, the record is
   // listed all the same, with what there is of the path.
   char path[kModulePathSize];

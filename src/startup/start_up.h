@@ -27,7 +27,7 @@ TARNAPI void __record_program_storage(std::int64_t bytes);
 
 // Names the record's module and links it in at the head of the list. `name`,
 // `address` and `size` are filled by the caller.
-TARNAPI void append_common_spec(BlockRecord* record);
+TARNAPI void append_common_spec(tarn_block_record* record);
 
 // Stores the profile block's address.
 TARNAPI void __record_profile_address(void* address);

@@ -20,17 +20,17 @@ TEST(Format, ATrapRoutineThatGoesOnAfterTheRaiseGetsTheFailureFromTheEngine) {
   std::string many;
   for (int i = 0; i < 12'500; ++i) many += "%lld";
   const std::int32_t access = 0;
-  const tarn::TrapRoutine before = tarn::TRAP_EXCEPTION_at(
+  const tarn::TrapRoutine before = tarn::TRAP_EXCEPTION(
       &access,
       [](tarn::platform::AMD_CONTEXT* context, tarn::platform::ExceptionRecord*, std::int32_t)
           TARNAPI -> std::int32_t {
             context->Rip += 2;
-            return tarn::kTrapResume;
+            return tarn::TARN_RESUME;
           });
   for (const char* last : {"%d", "%s"}) {
     EXPECT_EQ(tarn::vsprintf(buffer.data(), (many + last).c_str(), slots.data()), -1);
   }
-  tarn::TRAP_EXCEPTION_at(&access, before);
+  tarn::TRAP_EXCEPTION(&access, before);
 }
 
 TEST(Format, BoundedTextIsTheBeginningOfTheWholeText) {

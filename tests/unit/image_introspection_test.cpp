@@ -18,9 +18,9 @@ using tarn::test::with_crlf;
 
 // Puts a list of blocks in place of the process's own.
 struct BlockList {
-  tarn::BlockRecord* const head = tarn::common_block_list;
+  tarn::tarn_block_record* const head = tarn::common_block_list;
   const std::int32_t count = tarn::common_block_count;
-  explicit BlockList(std::vector<tarn::BlockRecord>& blocks) {
+  explicit BlockList(std::vector<tarn::tarn_block_record>& blocks) {
     for (std::size_t i = 0; i + 1 < blocks.size(); ++i) blocks[i].next = &blocks[i + 1];
     tarn::common_block_list = blocks.empty() ? nullptr : blocks.data();
     tarn::common_block_count = static_cast<std::int32_t>(blocks.size());
@@ -35,14 +35,14 @@ constexpr char kHeading[] =
     "Block name                 Address                        Size     Module\n\n";
 
 TEST(CommonBlocks, AreSortedByNameWhateverTheirOrder) {
-  std::vector<tarn::BlockRecord> none;
+  std::vector<tarn::tarn_block_record> none;
   {
     const BlockList list(none);
     EXPECT_EQ(output_of([] { tarn::__display_common_info(); }), with_crlf(kHeading));
     EXPECT_EQ(tarn::__get_common_info(), nullptr);
   }
   const auto address = [](std::uint64_t value) { return reinterpret_cast<void*>(value); };
-  std::vector<tarn::BlockRecord> blocks = {
+  std::vector<tarn::tarn_block_record> blocks = {
       {nullptr, "zebra", address(0x140001000), 0x10, "b.dll"},
       {nullptr, "A_NAME_OF_MORE_THAN_25_CHARACTERS", address(0xFEDCBA9876543210), 0x123456789,
        "a.exe"},

@@ -62,9 +62,9 @@ class Handler : public ::testing::Test {
 
 TEST_F(Handler, PassesOnWhatIsNotItsOwn) {
   tarn::report_busy = 1;
-  EXPECT_EQ(handle(0x406D1388, &context_), tarn::kTrapNotAnError);  // a thread's name
+  EXPECT_EQ(handle(0x406D1388, &context_), tarn::TARN_NOT_AN_ERROR);  // a thread's name
   EXPECT_EQ(tarn::report_busy, 0);
-  EXPECT_EQ(handle(0xE06D7363, &context_), tarn::kTrapNotAnError);  // other code's C++
+  EXPECT_EQ(handle(0xE06D7363, &context_), tarn::TARN_NOT_AN_ERROR);  // other code's C++
   tarn::dump_busy = 1;
   EXPECT_EQ(handle(0xC0000005, &context_), kDeclined);
   tarn::dump_busy = 0;
@@ -73,16 +73,16 @@ TEST_F(Handler, PassesOnWhatIsNotItsOwn) {
 TEST_F(Handler, HasTheContextReadyForATrapRoutine) {
   static char text[tarn::kRegisterDetailsSize];
   const std::int32_t integer_divide = 14;
-  const tarn::TrapRoutine before = tarn::TRAP_EXCEPTION_at(
+  const tarn::TrapRoutine before = tarn::TRAP_EXCEPTION(
       &integer_divide,
       [](platform::AMD_CONTEXT*, platform::ExceptionRecord*, std::int32_t) TARNAPI -> std::int32_t {
         tarn::prepare_register_details(text);
-        return tarn::kTrapPassOn;
+        return tarn::TARN_PASS_ON;
       });
   context_.Rax = 0x4711;
-  EXPECT_EQ(handle(0xC0000094, &context_), tarn::kTrapPassOn);
+  EXPECT_EQ(handle(0xC0000094, &context_), tarn::TARN_PASS_ON);
   EXPECT_EQ(std::string(text, 22), "RAX = 0000000000004711");
-  tarn::TRAP_EXCEPTION_at(&integer_divide, before);
+  tarn::TRAP_EXCEPTION(&integer_divide, before);
 }
 
 TEST_F(Handler, ThreadsGrowARegionAtOnce) {
@@ -134,19 +134,19 @@ TEST_F(Handler, TellsADivisionWithoutRoomFromOneByZero) {
 TEST_F(Handler, StubsStopWithTheirAnswerInTheAccumulator) {
   static std::uint64_t answer;
   const std::int32_t breakpoint = 9;
-  const tarn::TrapRoutine before = tarn::TRAP_EXCEPTION_at(
+  const tarn::TrapRoutine before = tarn::TRAP_EXCEPTION(
       &breakpoint,
       [](platform::AMD_CONTEXT* context, platform::ExceptionRecord*, std::int32_t)
           TARNAPI -> std::int32_t {
             answer = context->Rax;
-            return tarn::kTrapResume;
+            return tarn::TARN_RESUME;
           });
   platform::SetLastError(4711);
   tarn::__debugger_stub_get_last_error();
   EXPECT_EQ(static_cast<std::uint32_t>(answer), 4711u);
   tarn::__debugger_stub_get_focus();
   EXPECT_EQ(static_cast<std::uint32_t>(answer), 0u);
-  tarn::TRAP_EXCEPTION_at(&breakpoint, before);
+  tarn::TRAP_EXCEPTION(&breakpoint, before);
 }
 
 TEST_F(Handler, MatchesInstructionsWithARexPrefix) {
@@ -248,7 +248,7 @@ TEST_F(FatalFailure, InARoutineIsReportedAfterManyThreadsEndedInOne) {
         }
         platform::ExitProcess(static_cast<std::uint32_t>(call_by_handler(&fail_again)));
       },
-      ::testing::ExitedWithCode(tarn::kTrapReport), "");
+      ::testing::ExitedWithCode(tarn::TARN_REPORT), "");
 }
 
 TEST_F(FatalFailure, InsideTheReportEndsTheProcess) {
