@@ -85,13 +85,13 @@ TARNAPI int fputs(const char* text, FILE* stream);
 /* fputs on stdout. No line feed is added. */
 TARNAPI int puts(const char* text);
 
-/* The character, whatever happens: ferror tells. */
+/* Returns the character, whatever happens: see ferror. */
 TARNAPI int fputc(int character, FILE* stream);
 TARNAPI int putc(int character, FILE* stream);
 TARNAPI int putchar(int character);
 
 /* The character as a signed byte (0xE9 is -23), or EOF. A byte 0xFF returns -1
- * too: feof tells them apart. */
+ * too: feof distinguishes them. */
 TARNAPI int fgetc(FILE* stream);
 TARNAPI int getc(FILE* stream);
 TARNAPI int getchar(void);
@@ -140,13 +140,16 @@ TARNAPI int fsetpos(FILE* stream, const fpos_t* position);
  * d i u o x X p c s n f e E g G %. Where it differs from standard C:
  *   long has 32 bits; 64 need ll or L. An L floating argument is a double.
  *   "% d" of 0 has no space; the precision of # o x counts the prefix
+ *   negative precisions count as 0; %% has no width
  *   %p shows 32 bits, %llp 64, in capitals without leading zeros
  *   0 pads strings too; %c of 0 writes only the padding
  *   the precision of g counts digits after the point
  *   other conversion characters write nothing: %zu writes u
+ *   a format that ends inside a directive ends there
  *   a NaN, an infinity or a subnormal value raises 297, "Invalid double passed
  *   to printf", with L 298
  *   arguments of more than 100,000 bytes raise 291
+ * The pointers of %s and %n are not checked; widths and precisions have no limit.
  * Floating digits are not correctly rounded: docs/number-text.md. Result: the
  * number of characters formatted. Any thread. The compiler checks arguments
  * against the format, and warns of %Ld and %llp, which work here alone. */
@@ -155,7 +158,7 @@ TARNAPI int fsetpos(FILE* stream, const fpos_t* position);
 TARNAPI int printf(const char* format, ...) TARN_FORMAT(ms_printf, 1, 2);
 TARNAPI int fprintf(FILE* stream, const char* format, ...) TARN_FORMAT(ms_printf, 2, 3);
 
-/* The destination must have room for the text and a NUL. */
+/* The destination must have space for the text and a NUL. */
 TARNAPI int sprintf(char* destination, const char* format, ...) TARN_FORMAT(ms_printf, 2, 3);
 TARNAPI int vsprintf(char* destination, const char* format, TARN_VA_LIST arguments)
     TARN_FORMAT(ms_printf, 2, 0);
@@ -167,6 +170,7 @@ TARNAPI int vsprintf(char* destination, const char* format, TARN_VA_LIST argumen
  *   white space is skipped before literals and sets too
  *   a set has no ranges: [a-c] is "a", "-", "c"; it may match nothing
  *   %i takes all characters from "0" up; 64 bits need L, there is no ll
+ *   %n is not counted; other conversion characters store nothing and are counted
  * Result: the number of values stored; EOF at the end of the stream before a
  * literal or directive, also when values were stored, and for a string of
  * nothing but white space. More than 25,000 directives raise 291. One thread at a

@@ -16,8 +16,8 @@
  * its four bits goes into the cell's attribute, on whose 16 bits the system
  * decides.
  *
- * One thread at a time. What a screen refuses is not shown, and no routine tells;
- * a screen that goes away while the program runs is such a case. The only error
+ * One thread at a time. What a screen refuses is not shown, and no routine reports
+ * it; a screen that goes away while the program runs is such a case. The only error
  * is 199, "Run out of heap space", where a row or a node has no storage.
  *
  * All routines use the Microsoft x64 convention. A comment ends with the name

@@ -3,7 +3,7 @@
  * spell are given by their link names.
  *
  * A raised number ends the program: its text heads the report, and the process
- * ends with it (docs/reading-a-report.md, which tells the exit status too). No
+ * ends with it (docs/reading-a-report.md, which has the exit status too). No
  * raising entry returns, nothing is cleaned up, streams are not closed (they
  * are unbuffered, so nothing is lost). All of them may be called on any thread.
  *

@@ -46,7 +46,7 @@ TARNAPI void get_now_file_date_time(int* date, int* time);
 /* ---- Contents ----------------------------------------------------------- */
 
 /* The whole file in a block for free(), as its bytes stand and without a NUL;
- * get_file_size of <io.h> tells how many. Null if it cannot be read whole, and
+ * get_file_size of <io.h> returns how many. Null if it cannot be read whole, and
  * for 2 GiB or more. */
 TARNAPI void* __read_file(const char* path);
 
@@ -76,8 +76,8 @@ TARNAPI void __dquote_string(char* source, char* destination);
 TARNAPI void __dunquote_string(char* source, char* destination);
 
 /* fopen; if that fails, makes the folders of the path that are missing and tries
- * again. Null if that fails too. Folders are told apart by '\' alone, and what
- * stands before the first one is taken to exist. A path without '\', or of 260
+ * again. Null if that fails too. Folders are separated by '\' alone, and what
+ * comes before the first one is taken to exist. A path without '\', or of 260
  * characters or more, gets no second try. */
 TARNAPI FILE* open_file_path(const char* path, const char* mode);
 

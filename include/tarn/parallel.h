@@ -8,10 +8,10 @@
  *   TASKSYNCHRONISE();                all are done
  *
  * Outside a run barriers and broadcasts do nothing. A barrier has no time limit,
- * and it spins, so a run wants as many processors as tasks. Where a task has
+ * and it spins, so a run needs as many processors as tasks. Where a task has
  * ended, however it ended, those that come to a barrier at which it is missing
- * end too, with exit code 1; one line on standard error tells which task it was.
- * Those that wait for it no more are left alone.
+ * end too, with exit code 1; one line on standard error says which task it was.
+ * Those that no longer wait for it are not affected.
  *
  * A task may run programs that are teams themselves: each has memory of its own.
  *
@@ -39,7 +39,7 @@ TARNAPI void SetParallelTaskMemorySize(int64_t size);
  * master that has slaves, is a barrier; in a master that has no slaves, or has
  * called TerminateParallelProcessing, it begins the next run, whose memory is new
  * unless the size is no larger and nobody shared it. Raises 345, with a text that
- * tells why, for more than 63 slaves, memory that cannot be had, an environment
+ * says why, for more than 63 slaves, memory that cannot be had, an environment
  * that takes no more and a slave that cannot be started; no further slave is
  * started then. */
 TARNAPI int GetParallelTaskID(int slaves);

@@ -26,7 +26,7 @@ TARNAPI int _spawns(int mode, const char* program, const char* arguments);
 
 /* The arguments one by one, to a null, each with a space after it. argv[0]
  * names the program again and is left out, unless `program` is null or empty.
- * 0 whether it waits or not: the exit code is not told. -1 as above. */
+ * 0 whether it waits or not: the exit code is not returned. -1 as above. */
 TARNAPI int _spawnv(int mode, const char* program, const char* const* argv);
 
 /* Waits in slices of so many milliseconds, and serves the program's windows in

@@ -64,11 +64,11 @@ TARN_API_BEGIN
  * word of at least four characters, with digits in places 1 and 4 and no ';' in
  * place 3. Its count stands in column 82 or further right: "12,345 Times", or
  * "Never executed"; a line without code, or beyond the block's lines, gets a
- * space and no count. A last line tells which ran most, the first of equals.
+ * space and no count. A last line says which ran most, the first of equals.
  *
  * The source's path ends in a dot and three letters, and becomes the listing's,
  * in the block itself. Does nothing without a block, or with a path of fewer
- * than four characters. A summary that cannot be opened is told in its line;
+ * than four characters. A summary that cannot be opened is reported in its line;
  * a listing that cannot be read or rewritten is left out without a word. */
 TARNAPI void __use_profile_data(void);
 

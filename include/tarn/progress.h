@@ -36,7 +36,7 @@ TARNAPI void DisplayProgress(int percent);
 TARNAPI void* MakeProgressThread(int total);
 
 /* The steps done. A smaller value than an earlier one is ignored; a negative one
- * tells that the job is done. */
+ * says that the job is done. */
 TARNAPI void UpdateProgressValue(int value);
 
 /* Ends the thread, if there is one, and puts the title back. Raises the run-time

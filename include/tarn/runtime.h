@@ -36,7 +36,7 @@ TARNAPI char* read_config_key(const char* value);
 /* ---- The system ------------------------------------------------------- */
 
 /* Version of a library that has an entry "DllGetVersion": major in the high
- * 16 bits, minor in the low 16; 0 if it cannot be loaded or told. */
+ * 16 bits, minor in the low 16; 0 if it cannot be loaded or has none. */
 TARNAPI unsigned int GetDllVersion(const char* library);
 
 /* Physical memory in bytes. */

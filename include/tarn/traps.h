@@ -27,7 +27,7 @@ using tarn_exception = platform::ExceptionRecord;
 #else
 typedef struct tarn_context {
   uint64_t home[6];
-  unsigned int flags, mxcsr; /* mxcsr stands in fxsave + 24 too: change both */
+  unsigned int flags, mxcsr; /* mxcsr is at fxsave + 24 too: change both */
   unsigned short cs, ds, es, fs, gs, ss;
   unsigned int eflags;
   uint64_t dr[6];
@@ -119,7 +119,7 @@ TARNAPI tarn_break_routine* SET_TRAP(tarn_break_routine* routine, const int* typ
 /* ---- Labels -------------------------------------------------------------------- */
 
 /* Records the place after the call in `cell`; 256 bytes of the heap, never
- * freed; without room it raises 199. The result is not 1; after a jump to the
+ * freed; without storage it raises 199. The result is not 1; after a jump to the
  * label it is 1. All registers that a routine keeps for its caller are kept. */
 TARNAPI int64_t LABEL(void** cell) TARN_SYMBOL("tarn_LABEL") TARN_LINK_NAME("LABEL@")
     __attribute__((returns_twice));

@@ -1,15 +1,8 @@
-// Parallel tasks: a program that runs as one master and a number of slaves, all
-// processes, all started from the same command line. They meet at barriers in a
-// region of memory that all processes of the run share, and no other process.
-//
-// The first process is the master. GetParallelTaskID starts the slaves there,
-// each with its number in the environment variable merle_parallel_id, and from
-// then on master and slaves run the same code and branch on their number:
-//
-//   task = GetParallelTaskID(3);     // four tasks, 0 to 3
-//   BROADCASTINTEGER(&size);         // all have the master's size
-//   ...                              // each its part of the work
-//   TASKSYNCHRONISE();               // all are done
+// Parallel tasks: processes that meet at barriers in a region of memory that they
+// share. The contract is include/tarn/parallel.h. The first process is the master;
+// it starts the slaves, each with its number in the environment variable
+// merle_parallel_id. A process that a task has started is not a task, although it
+// has inherited the variable: it begins a run of its own.
 //
 // State: one run a process. The region:
 //
@@ -19,18 +12,9 @@
 //   72    the broadcast area, 4, 8 or up to 1,024 bytes
 //   128   to the end: memory for allocate_auto_shared_memory
 //
-// Outside a run (before GetParallelTaskID) barriers and broadcasts do nothing.
-//
-// A barrier has no time limit, and it spins, so a run wants as many processors as
-// tasks. A thread in each task watches others: the master's its slaves, a slave's
-// the master. It records one that has ended, however it ended, and a task that
-// reaches a barrier at which that one is missing leaves with status 1. The first reports it
-// on standard error. Tasks that no longer wait for it are not affected.
-//
-// A process that a task has started is not a task, although it has inherited the
-// variable: it begins a run of its own.
-//
-// Threads: one thread a process calls these routines.
+// A thread in each task watches others: the master's its slaves, a slave's the
+// master. It records one that has ended, and a task that reaches a barrier at which
+// that one is missing leaves with status 1; the first reports it on standard error.
 #pragma once
 
 #include "include/tarn/parallel.h"
