@@ -1,4 +1,5 @@
 #include "services/image_introspection.h"
+#include "process/process_state.h"
 
 #include <gtest/gtest.h>
 
