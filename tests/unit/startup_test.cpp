@@ -14,6 +14,7 @@
 #include "startup/command_line.h"
 #include "startup/initialise.h"
 #include "startup/start_up.h"
+#include "storage/heap.h"
 #include "tests/support/raised.h"
 
 namespace {
@@ -24,8 +25,12 @@ std::vector<std::string> split(const std::string& line) {
   std::int32_t count = -1;
   char** const argv = tarn::tarn_split_command_line(line.c_str(), &count);
   std::vector<std::string> arguments;
-  for (int i = 0; i < count; ++i) arguments.emplace_back(argv[i]);
   EXPECT_EQ(argv[count], nullptr);
+  for (int i = 0; i < count; ++i) {
+    arguments.emplace_back(argv[i]);
+    tarn::free(argv[i]);
+  }
+  tarn::free(argv);
   return arguments;
 }
 
