@@ -85,6 +85,7 @@ void end_row(Flow* flow) {
       if (!centred) continue;
       part.x -= start - flow->left;
       part.centred_width = flow->row_right - start;
+      part.row_left = flow->left;
     }
     layout->width = at_least(layout->width, flow->row_right - (centred ? start - flow->left : 0));
   }
@@ -302,8 +303,7 @@ void put_item(Flow* flow, const Item& item) {
 void adjust_to_width(Flow* flow, std::uint32_t index) {
   WindowLayout* layout = flow->layout;
   WindowPart& part = layout->parts[index];
-  const std::int32_t middle = (layout->width - flow->margin - part.centred_width) / 2;
-  if (part.centred_width > 0) part.x += middle - flow->left + flow->margin;
+  if (part.centred_width > 0) part.x += (layout->width - part.row_left - part.centred_width) / 2;
   const bool last =
       index + 1 == layout->count || layout->parts[index + 1].y >= part.y + part.height;
   if (part.kind == ControlKind::kBox && part.centred_width == 0 && part.x == flow->margin && last) {

@@ -24,6 +24,7 @@ struct WindowPart {
   std::uint64_t length;
   std::int32_t x, y, width, height;
   std::int32_t centred_width;  // of its row, without the spaces around; 0: not centred
+  std::int32_t row_left;       // of a centred row: where it could begin
 };
 
 struct WindowLayout {
