@@ -4,19 +4,13 @@
 #include <cstring>
 
 #include "failure/decoder/decoder.h"
-#include "platform/platform.h"
+#include "tests/support/guarded_pages.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  constexpr std::size_t kPage = 4096;
-  static std::uint8_t* const page = [] {
-    void* const pages = tarn::platform::VirtualAlloc(
-        nullptr, 2 * kPage, tarn::platform::kMemReserve, tarn::platform::kPageReadWrite);
-    return static_cast<std::uint8_t*>(tarn::platform::VirtualAlloc(
-        pages, kPage, tarn::platform::kMemCommit, tarn::platform::kPageReadWrite));
-  }();
-  if (size > kPage) return 0;
-  std::memcpy(page + kPage - size, data, size);
-  std::uint64_t address = reinterpret_cast<std::uint64_t>(page + kPage - size);
+  static const tarn::test::GuardedPages pages(tarn::test::GuardedPages::kPage);
+  if (size > pages.size()) return 0;
+  std::memcpy(pages.end() - size, data, size);
+  std::uint64_t address = reinterpret_cast<std::uint64_t>(pages.end() - size);
   const std::uint64_t end = address + size;
   while (address < end) {
     char text[tarn::kInstructionTextSize];

@@ -6,22 +6,11 @@
 #include "failure/image_tables.h"
 #include "failure/unwind_data.h"
 #include "platform/platform.h"
+#include "tests/support/guarded_pages.h"
 
 namespace {
 
 constexpr std::uint64_t kImageSize = 64 * 1024;
-
-// After the image nothing can be read.
-std::uint8_t* image_memory() {
-  namespace platform = tarn::platform;
-  static auto* const memory = [] {
-    void* const space = platform::VirtualAlloc(nullptr, kImageSize + 4096, platform::kMemReserve,
-                                               platform::kPageNoAccess);
-    return static_cast<std::uint8_t*>(
-        platform::VirtualAlloc(space, kImageSize, platform::kMemCommit, platform::kPageReadWrite));
-  }();
-  return memory;
-}
 
 }  // namespace
 
@@ -29,7 +18,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::uint16_t offset = 0;
   if (size < sizeof offset || size > kImageSize) return 0;
   std::memcpy(&offset, data, sizeof offset);
-  std::uint8_t* const image = image_memory();
+  static const tarn::test::GuardedPages memory(kImageSize);
+  std::uint8_t* const image = memory.data();
   std::memset(image, 0, kImageSize);
   std::memcpy(image, data, size);
   const auto base = reinterpret_cast<std::uint64_t>(image);

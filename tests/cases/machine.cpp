@@ -17,7 +17,6 @@ extern "C" void __asan_handle_no_return();
 namespace tarn::cases {
 namespace {
 
-constexpr std::uint64_t kPage = 4096;
 constexpr std::uint8_t kTrap[] = {0xCD, 0x09};
 constexpr std::uint32_t kErrorSeverity = 0x80000000;
 constexpr std::size_t kTextSize = 256;
@@ -130,22 +129,14 @@ std::string read_memory(std::uint64_t address, std::size_t size) {
 }
 
 std::uint8_t* GuardedMemory::take(std::size_t size) {
+  constexpr std::size_t kPage = test::GuardedPages::kPage;
   const std::size_t whole = size == 0 ? kPage : (size + kPage - 1) / kPage * kPage;
   Slot* slot = nullptr;
   for (Slot& each : slots_) {
-    if (!each.block && each.size == whole) slot = &each;
+    if (!each.block && each.pages.size() == whole) slot = &each;
   }
-  if (!slot) {
-    auto* const reserved = static_cast<std::uint8_t*>(platform::VirtualAlloc(
-        nullptr, whole + 2 * kPage, platform::kMemReserve, platform::kPageNoAccess));
-    if (!reserved || !platform::VirtualAlloc(reserved + kPage, whole, platform::kMemCommit,
-                                             platform::kPageReadWrite)) {
-      std::abort();
-    }
-    slots_.push_back({reserved + kPage, whole, nullptr});
-    slot = &slots_.back();
-  }
-  std::uint8_t* const block = at_end_ ? slot->pages + slot->size - size : slot->pages;
+  if (!slot) slot = &slots_.emplace_back(Slot{test::GuardedPages(size), nullptr});
+  std::uint8_t* const block = at_end_ ? slot->pages.end() - size : slot->pages.data();
   slot->block = block;
   return block;
 }

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/guarded_pages.h"
+
 #include "tests/cases/call.h"
 
 namespace tarn::cases {
@@ -38,8 +40,7 @@ class GuardedMemory {
 
  private:
   struct Slot {
-    std::uint8_t* pages;
-    std::size_t size;
+    test::GuardedPages pages;
     const std::uint8_t* block;  // null: free
   };
   std::vector<Slot> slots_;

@@ -11,6 +11,7 @@
 #include "failure/catalogue.h"
 #include "failure/error_message.h"
 #include "platform/platform.h"
+#include "tests/support/guarded_pages.h"
 #include "tests/support/raised.h"
 
 namespace {
@@ -123,11 +124,9 @@ TEST(Message, IsCutAtItsRoom) {
 }
 
 TEST(Message, ArgumentsMayEndWithTheirMemory) {
-  using namespace tarn::platform;
-  constexpr std::uint64_t kPage = 4096;
-  auto* const pages =
-      static_cast<char*>(VirtualAlloc(nullptr, 3 * kPage, kMemReserve, kPageNoAccess));
-  ASSERT_NE(VirtualAlloc(pages, 2 * kPage, kMemCommit, kPageReadWrite), nullptr);
+  constexpr std::uint64_t kPage = tarn::test::GuardedPages::kPage;
+  const tarn::test::GuardedPages memory(2 * kPage);
+  auto* const pages = reinterpret_cast<char*>(memory.data());
   std::memset(pages, 'x', 2 * kPage);
   tarn::platform::AMD_CONTEXT context{};
   const struct {
@@ -146,7 +145,6 @@ TEST(Message, ArgumentsMayEndWithTheirMemory) {
   pages[kPage + 1] = '\0';
   context.R8 = address_of(pages + kPage - 3);
   EXPECT_EQ(expand("%1", context), "xxxx");
-  VirtualFree(pages, 0, kMemRelease);
 }
 
 TEST(SystemText, IsTheSystemsOrUnknown) {

@@ -12,6 +12,7 @@
 #include "failure/unwind_data.h"
 #include "platform/pe_format.h"
 #include "strings/c_string.h"
+#include "tests/support/guarded_pages.h"
 #include "tests/support/raised.h"
 
 namespace {
@@ -19,6 +20,7 @@ namespace {
 namespace platform = tarn::platform;
 namespace pe = tarn::pe;
 using Bytes = std::vector<std::uint8_t>;
+using tarn::test::GuardedPages;
 
 std::uint64_t address_of(const void* p) { return reinterpret_cast<std::uint64_t>(p); }
 
@@ -27,23 +29,6 @@ void add(Bytes* bytes, T value) {
   const auto* const raw = reinterpret_cast<const std::uint8_t*>(&value);
   bytes->insert(bytes->end(), raw, raw + sizeof value);
 }
-
-// Readable pages with an unreadable one behind them; data ends with the last.
-class Pages {
- public:
-  explicit Pages(std::uint64_t pages) : size_(pages * 4096) {
-    memory_ = static_cast<std::uint8_t*>(platform::VirtualAlloc(
-        nullptr, size_ + 4096, platform::kMemReserve, platform::kPageNoAccess));
-    platform::VirtualAlloc(memory_, size_, platform::kMemCommit, platform::kPageReadWrite);
-  }
-  ~Pages() { platform::VirtualFree(memory_, 0, platform::kMemRelease); }
-  std::uint8_t* data() const { return memory_; }
-  std::uint8_t* end() const { return memory_ + size_; }
-
- private:
-  std::uint64_t size_;
-  std::uint8_t* memory_;
-};
 
 TEST(Traceback, StepsOverBothPrologues) {
   alignas(16) std::uint64_t stack[64];
@@ -155,7 +140,7 @@ class UnwindData : public ::testing::Test {
            tarn::UnwindStep::kStepped;
   }
 
-  Pages pages_{2};  // the records' and the code's
+  GuardedPages pages_{2 * GuardedPages::kPage};  // the records' and the code's
   std::uint64_t stack_[64];
   platform::AMD_CONTEXT context_;
 };
@@ -211,7 +196,7 @@ TEST_F(UnwindData, CarriesOutWhatIsLeftOfAnEpilogue) {
 }
 
 TEST(SafeMemory, UnreadableBytesAreF0) {
-  Pages pages(1);
+  const GuardedPages pages(1);
   std::uint8_t* const last = pages.end() - 4;
   std::memcpy(last, "\x11\x22\x33\x44", 4);
   EXPECT_EQ(tarn::safe_core4(address_of(last)), 0x44332211u);

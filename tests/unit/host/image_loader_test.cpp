@@ -15,6 +15,7 @@
 #include "platform/posix/loader/loader.h"
 #include "platform/posix/processes/processes.h"
 #include "tests/support/finished_image.h"
+#include "tests/support/scratch_folder.h"
 
 namespace {
 
@@ -169,15 +170,6 @@ constexpr platform::NativeLibrary kNative[] = {{kKnown, &find_routine}};
 class Modules : public testing::Test {
  protected:
   static void SetUpTestSuite() { platform::offer_native_libraries(kNative, 1); }
-  void SetUp() override {
-    char name[] = "/tmp/image_loader_test.XXXXXX";
-    folder = mkdtemp(name);
-    std::filesystem::current_path(folder);
-  }
-  void TearDown() override {
-    std::filesystem::current_path(start);
-    std::filesystem::remove_all(folder);
-  }
   static void write(const std::string& name, const FinishedImage& image) {
     const FinishedImage::Bytes bytes = image.file();
     std::ofstream(name, std::ios::binary)
@@ -196,8 +188,8 @@ class Modules : public testing::Test {
     if (cell) std::memcpy(&starts, cell, sizeof starts);
     return starts;
   }
-  const std::filesystem::path start = std::filesystem::current_path();
-  std::string folder;
+  const tarn::test::ScratchFolder scratch;
+  const std::string folder = scratch.path();
 };
 
 TEST_F(Modules, LoadsWhatALibraryNeedsAndStartsEachOnce) {
