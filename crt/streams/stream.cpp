@@ -242,16 +242,10 @@ int close(Stream& stream) {
   int result = flush(stream);
   const int number = stream.number;
   if (stream.own) free(stream.own);
-  char* const name = stream.remove_name;
   stream.own = stream.base = stream.next = stream.last = stream.limit = nullptr;
   stream.reading = stream.writing = stream.can_read = stream.can_write = false;
-  stream.remove_name = nullptr;
   stream.number = -1;
   if (_close(number) != 0) result = EOF;
-  if (name) {
-    DeleteFileA(name);
-    free(name);
-  }
   return result;
 }
 
@@ -263,6 +257,10 @@ int flush_all() {
   });
   return result;
 }
+
+// The last of an image's destructors, since the archive is linked after the program's own:
+// what a DLL has printed is written too.
+__attribute__((destructor)) static void write_streams() { flush_all(); }
 
 int read_with_care(Stream& stream) {
   if (stream.pushed_count > 0) return stream.pushed[--stream.pushed_count];

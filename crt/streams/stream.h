@@ -39,7 +39,6 @@ struct Stream {
   unsigned char pushed_count;
   unsigned char pushed[4];  // by ungetc, the last one first to come
   void* child;              // popen's process
-  char* remove_name;        // tmpfile's
   Stream* following;
   Lock lock;
 };

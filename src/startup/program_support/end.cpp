@@ -1,8 +1,8 @@
 // The end of an image: destructors of static objects, of which the compiler
 // registers each when the object is made. They run when main returns, the last
-// one first, then those of the DLLs that the image is linked to. `exit` and a
-// failure end the process at once, without them; so does a DLL that was loaded
-// by name.
+// one first, then those of the DLLs that the image is linked to. The library's `exit`
+// and a failure end the process at once, without them; so does a DLL that was loaded
+// by name. A hosted program's `exit` runs them.
 //
 // A DLL exports tarn_end_of_image, and importers find it by that name.
 
