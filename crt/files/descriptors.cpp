@@ -25,6 +25,7 @@ Descriptor first_block[kBlock];
 Descriptor* blocks[kMostDescriptors / kBlock] = {first_block};
 bool standard_open;
 Lock table_lock;
+int creation_mask;  // umask
 
 void set_kind(Descriptor& file, HANDLE handle) {
   const DWORD kind = GetFileType(handle) & ~FILE_TYPE_REMOTE;
@@ -154,7 +155,8 @@ int open_file(const char* path, int flags, int share, int mode) {
   if (!path || !share_of(share, &sharing)) return fail_with(EINVAL);
   DWORD access = access_of(flags);
   DWORD attributes = FILE_ATTRIBUTE_NORMAL;
-  if ((flags & _O_CREAT) && !(mode & _S_IWRITE)) attributes = FILE_ATTRIBUTE_READONLY;
+  if ((flags & _O_CREAT) && !(mode & ~creation_mask & _S_IWRITE))
+    attributes = FILE_ATTRIBUTE_READONLY;
   if (flags & _O_TEMPORARY) {
     attributes |= FILE_FLAG_DELETE_ON_CLOSE;
     access |= DELETE;
@@ -207,3 +209,9 @@ long long seek_file(Descriptor& file, long long distance, int whence) {
 }
 
 }  // namespace crt
+
+CRT_API int _umask(int mode) {
+  const int before = crt::creation_mask;
+  crt::creation_mask = mode & (_S_IREAD | _S_IWRITE);
+  return before;
+}

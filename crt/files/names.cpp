@@ -23,8 +23,6 @@ int with_narrow(const wchar_t* path, Act act) {
   return narrow.valid() ? act(narrow) : -1;
 }
 
-int umask_now;
-
 }  // namespace
 
 CRT_API int _unlink(const char* path) { return done(DeleteFileA(path)); }
@@ -73,12 +71,6 @@ CRT_API int _chmod(const char* path, int mode) {
   attributes &= ~DWORD{FILE_ATTRIBUTE_READONLY};
   if (!(mode & _S_IWRITE)) attributes |= FILE_ATTRIBUTE_READONLY;
   return done(SetFileAttributesA(path, attributes));
-}
-
-CRT_API int _umask(int mode) {
-  const int before = umask_now;
-  umask_now = mode & (_S_IREAD | _S_IWRITE);
-  return before;
 }
 
 CRT_API char* _fullpath(char* buffer, const char* path, size_t size) {

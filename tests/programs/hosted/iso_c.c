@@ -102,6 +102,12 @@ static void descriptors(void) {
   ftruncate(copy, 2);
   printf("truncated: %ld, isatty %d\n", lseek(copy, 0, SEEK_END), isatty(copy));
   close(copy);
+  int mask = umask(_S_IWRITE);
+  close(open("m.tmp", O_WRONLY | O_CREAT, 0666));
+  stat("m.tmp", &facts);
+  printf("umask %o, then %o, mode %o\n", mask, umask(mask), facts.st_mode);
+  chmod("m.tmp", 0666);
+  remove("m.tmp");
   int onto = rename("d.tmp", "s.tmp");
   printf("rename onto a file: %d %s\n", onto, strerror(errno));
   int renamed = rename("d.tmp", "e.tmp"), gone = access("d.tmp", F_OK);
