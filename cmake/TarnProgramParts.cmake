@@ -24,7 +24,7 @@ set(TARN_PROGRAM_START $<TARGET_OBJECTS:tarn_program_start>)
 set(TARN_PROGRAM_SUPPORT $<TARGET_FILE:tarn_program_support>)
 set(TARN_PROGRAM_IMPORT ${CMAKE_BINARY_DIR}/libtarnlibc64.dll.a)
 set(TARN_PROGRAM_DLLS ${CMAKE_BINARY_DIR}/TARNLIBC64.DLL ${CMAKE_BINARY_DIR}/PANEVIEW64.DLL)
-set(TARN_PROGRAM_WAITS tarn_dll paneview_dll)
+set(TARN_PROGRAM_WAITS tarn_dll paneview_dll tarn_crt)
 set(TARN_FINISH_IMAGE ${TARN_HOST_BUILD}/tools/finish_image/finish_image)
 # What hosted programs are linked with in addition; crt/ makes them.
 set(TARN_HOSTED_PARTS ${CMAKE_BINARY_DIR}/libtarncrt.a ${CMAKE_BINARY_DIR}/libtarnhosted.a)

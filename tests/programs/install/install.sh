@@ -143,6 +143,7 @@ cmake -S "$here/consumer" -B consumer -DCMAKE_PREFIX_PATH="$prefix" \
   { cat consumer.log; fail "find_package"; }
 cmake --build consumer >>consumer.log 2>&1 || { cat consumer.log; fail "tarn_add_program"; }
 expect 3 "Hello, Bea" tarnrun consumer/programs/greeting.exe Bea
+expect 6 "a/b 1.5" tarnrun consumer/programs/hosted.exe a/b
 export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
 cc=x86_64-w64-mingw32-gcc
 cmake -S "$here/compiled" -B compiled -G Ninja -DCMAKE_SYSTEM_NAME=Windows \

@@ -1,0 +1,9 @@
+#include <math.h>
+#include <stdio.h>
+
+int main(int count, char** arguments) {
+  char line[20];
+  snprintf(line, sizeof line, "%s %g", count > 1 ? arguments[1] : "", sqrt(2.25));
+  puts(line);
+  return 6;
+}
