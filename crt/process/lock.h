@@ -9,15 +9,9 @@ namespace crt {
 class Lock {
  public:
   void take() {
-    if (has_threads) take_it();
-  }
-  void give_back() {
-    if (depth_ > 0 && has_threads) give_it_back();
-  }
-  // For the programs that ask: taken even without threads.
-  void take_it() {
+    if (!has_threads) return;
     const DWORD self = GetCurrentThreadId();
-    if (owner_ == self) {
+    if (__atomic_load_n(&owner_, __ATOMIC_RELAXED) == self) {
       ++depth_;
       return;
     }
@@ -27,7 +21,9 @@ class Lock {
     __atomic_store_n(&owner_, self, __ATOMIC_RELAXED);
     depth_ = 1;
   }
-  void give_it_back() {
+  // A thread that took it before there were others does not hold it.
+  void give_back() {
+    if (!has_threads || __atomic_load_n(&owner_, __ATOMIC_RELAXED) != GetCurrentThreadId()) return;
     if (--depth_ > 0) return;
     __atomic_store_n(&owner_, 0, __ATOMIC_RELAXED);
     __atomic_store_n(&taken_, false, __ATOMIC_RELEASE);
