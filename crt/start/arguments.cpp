@@ -92,26 +92,23 @@ struct Split {
   }
 };
 
+// What the system calls a block of strings, as a table that leads into a copy. The entries
+// that begin with '=' are the command processor's own.
 void read_environment() {
   char* const block = GetEnvironmentStringsA();
-  size_t count = 0, bytes = 0;
-  for (const char* line = block; line && *line; line += strlen(line) + 1) {
-    ++count;
-    bytes += strlen(line) + 1;
-  }
-  char** const table = static_cast<char**>(malloc((count + 1) * sizeof(char*) + bytes));
+  if (!block) abort();
+  size_t count = 0, size = 0;
+  for (; block[size] != '\0'; size += strlen(block + size) + 1) ++count;
+  char** const table = static_cast<char**>(malloc((count + 1) * sizeof(char*) + size));
   if (!table) abort();
-  char* to = reinterpret_cast<char*>(table + count + 1);
-  if (block) memcpy(to, block, bytes);
-  size_t kept = 0;
-  for (; bytes > 0 && *to && kept < count; to += strlen(to) + 1) {
-    if (*to != '=') table[kept++] = to;  // the shell's own begin with one
-    if (static_cast<size_t>(to - reinterpret_cast<char*>(table + count + 1)) + strlen(to) + 1 >=
-        bytes)
-      break;
+  char* const strings = reinterpret_cast<char*>(table + count + 1);
+  memcpy(strings, block, size);
+  FreeEnvironmentStringsA(block);
+  char** next = table;
+  for (size_t at = 0; at < size; at += strlen(strings + at) + 1) {
+    if (strings[at] != '=') *next++ = strings + at;
   }
-  table[kept] = nullptr;
-  if (block) FreeEnvironmentStringsA(block);
+  *next = nullptr;
   crt::environment = table;
 }
 

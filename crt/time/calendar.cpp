@@ -107,12 +107,29 @@ bool local_time(long long seconds, struct tm* broken) {
   return true;
 }
 
-// The seconds that the fields make, whatever their ranges. False on overflow.
-bool seconds_of_fields(const struct tm& fields, long long* seconds) {
+// The seconds that the fields make, whatever their ranges, if they are UTC.
+long long seconds_of_fields(const struct tm& fields) {
   const long long days =
       days_from_epoch(fields.tm_year + 1900LL, fields.tm_mon, 1) + fields.tm_mday - 1;
-  *seconds = days * kSecondsPerDay + fields.tm_hour * 3600LL + fields.tm_min * 60LL + fields.tm_sec;
-  return true;
+  return days * kSecondsPerDay + fields.tm_hour * 3600LL + fields.tm_min * 60LL + fields.tm_sec;
+}
+
+// When the zone's clock shows `local`. What it shows twice, or in the other time of the year,
+// `isdst` decides; if that is negative, or what it shows never, the zone's offset before counts.
+long long universal_time(long long local, int isdst) {
+  constexpr long long kHalfYear = 182 * kSecondsPerDay;
+  const auto fits = [isdst](const ZoneOffset& zone) {
+    return isdst < 0 || (isdst > 0) == zone.summer;
+  };
+  const ZoneOffset nearby[] = {zone_offset(local - kSecondsPerDay),
+                               zone_offset(local + kSecondsPerDay)};
+  for (const ZoneOffset& zone : nearby) {
+    const ZoneOffset shown = zone_offset(local - zone.seconds);
+    if (shown.seconds == zone.seconds && fits(shown)) return local - zone.seconds;
+  }
+  const ZoneOffset other = zone_offset(local + kHalfYear);
+  if (isdst >= 0 && fits(other)) return local - other.seconds;
+  return local - nearby[0].seconds;
 }
 
 }  // namespace
@@ -141,47 +158,17 @@ CRT_API struct tm* _localtime64(const __time64_t* seconds) {
 }
 
 CRT_API __time64_t _mkgmtime64(struct tm* fields) {
-  long long seconds;
-  if (!seconds_of_fields(*fields, &seconds) || !break_down(seconds, fields)) {
-    errno = EOVERFLOW;
-    return -1;
-  }
-  return seconds;
+  const long long seconds = seconds_of_fields(*fields);
+  if (break_down(seconds, fields)) return seconds;
+  errno = EOVERFLOW;
+  return -1;
 }
 
-// A time that the clock shows twice or never is read as tm_isdst says; if that is
-// negative, as the earlier of two, and as if the clock had not been put forward.
 CRT_API __time64_t _mktime64(struct tm* fields) {
-  long long local;
-  struct tm result;
-  if (!seconds_of_fields(*fields, &local)) return -1;
-  const ZoneOffset before = zone_offset(local - zone_offset(local).seconds - 7200);
-  const ZoneOffset after = zone_offset(local - zone_offset(local).seconds + 7200);
-  long long seconds = local - before.seconds;
-  const bool holds_before = zone_offset(seconds).seconds == before.seconds;
-  const bool holds_after = zone_offset(local - after.seconds).seconds == after.seconds;
-  if (before.seconds != after.seconds) {
-    const bool wants_after = fields->tm_isdst >= 0 && (fields->tm_isdst > 0) == after.summer;
-    if (holds_after && (!holds_before || wants_after)) seconds = local - after.seconds;
-  } else if (fields->tm_isdst >= 0) {
-    // The fields are meant by the clock of the other half of the year.
-    const bool summer = zone_offset(seconds).summer;
-    if (fields->tm_isdst > 0 && !summer) {
-      constexpr long long kHalfYear = 182 * kSecondsPerDay;
-      const ZoneOffset other = zone_offset(seconds + kHalfYear);
-      if (other.summer) seconds -= other.seconds - before.seconds;
-    } else if (fields->tm_isdst == 0 && summer) {
-      constexpr long long kHalfYear = 182 * kSecondsPerDay;
-      const ZoneOffset other = zone_offset(seconds + kHalfYear);
-      if (!other.summer) seconds += before.seconds - other.seconds;
-    }
-  }
-  if (!local_time(seconds, &result)) {
-    errno = EOVERFLOW;
-    return -1;
-  }
-  *fields = result;
-  return seconds;
+  const long long seconds = universal_time(seconds_of_fields(*fields), fields->tm_isdst);
+  if (local_time(seconds, fields)) return seconds;
+  errno = EOVERFLOW;
+  return -1;
 }
 
 CRT_API double _difftime64(__time64_t later, __time64_t earlier) {

@@ -59,8 +59,8 @@ struct Output {
 };
 
 void write_zone(Output& out, const struct tm& t) {
-  struct tm copy = t;
-  const long offset = static_cast<long>(_mkgmtime64(&copy) - _mktime64(&(copy = t)));
+  struct tm as_universal = t, as_local = t;
+  const auto offset = static_cast<long>(_mkgmtime64(&as_universal) - _mktime64(&as_local));
   const long minutes = (offset < 0 ? -offset : offset) / 60;
   char text[16];
   sprintf(text, "%c%02ld%02ld", offset < 0 ? '-' : '+', minutes / 60, minutes % 60);
