@@ -44,11 +44,10 @@ bool make_pipe(bool reads, Pipe* pipe) {
 
 // The command processor, with one of its standard handles replaced.
 HANDLE start(const char* command, bool reads, HANDLE theirs) {
-  const char* const processor = getenv("COMSPEC");
-  const char* const program = processor ? processor : "cmd.exe";
-  char* const line = static_cast<char*>(malloc(strlen(program) + strlen(command) + 8));
+  constexpr char kProcessor[] = "cmd /c ";  // on Linux the platform runs /bin/sh for it
+  char* const line = static_cast<char*>(malloc(sizeof kProcessor + strlen(command)));
   if (!line) return nullptr;
-  strcat(strcat(strcpy(line, program), " /c "), command);
+  strcat(strcpy(line, kProcessor), command);
   STARTUPINFOA how = {};
   how.cb = sizeof how;
   how.dwFlags = STARTF_USESTDHANDLES;

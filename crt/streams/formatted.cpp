@@ -1,9 +1,9 @@
 // printf and scanf under the names that code compiled without mingw-w64's own
 // formatting uses; libmingwex does the work.
-#include <stdarg.h>
 #include <string.h>
 
 #include "stream.h"
+#include "variadic.h"
 
 using namespace crt;
 
@@ -13,13 +13,6 @@ int __mingw_vsnprintf(char*, size_t, const char*, va_list);
 int __mingw_vfscanf(FILE*, const char*, va_list);
 int __mingw_vsscanf(const char*, const char*, va_list);
 }
-
-#define ARGUMENTS(last, call) \
-  va_list arguments;          \
-  va_start(arguments, last);  \
-  const int result = (call);  \
-  va_end(arguments);          \
-  return result
 
 CRT_API int vfprintf(FILE* file, const char* format, va_list arguments) {
   return __mingw_vfprintf(file, format, arguments);

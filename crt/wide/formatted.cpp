@@ -1,11 +1,10 @@
 // Formatting and scanning of wide strings; libmingwex does the work.
 #include <limits.h>
-#include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <wchar.h>
 
-#include "../crt.h"
+#include "../streams/variadic.h"
 
 extern "C" {
 int __mingw_vfwprintf(FILE*, const wchar_t*, va_list);
@@ -14,13 +13,6 @@ int __mingw_vfwscanf(FILE*, const wchar_t*, va_list);
 int __mingw_vswscanf(const wchar_t*, const wchar_t*, va_list);
 double __mingw_wcstod(const wchar_t*, wchar_t**);
 }
-
-#define ARGUMENTS(last, call) \
-  va_list arguments;          \
-  va_start(arguments, last);  \
-  const int result = (call);  \
-  va_end(arguments);          \
-  return result
 
 CRT_API int vfwprintf(FILE* file, const wchar_t* format, va_list arguments) {
   return __mingw_vfwprintf(file, format, arguments);
