@@ -1,7 +1,11 @@
 // Clocks that only go forward, and the processor time of the process.
 
+#include <fcntl.h>
+#include <stdlib.h>
+#include <string.h>
 #include <sys/resource.h>
 #include <time.h>
+#include <unistd.h>
 
 #include "platform/image_imports.h"
 #include "platform/posix/base/base.h"
@@ -22,13 +26,24 @@ FileTime duration(const timeval& time) {
   return file_time(time.tv_sec * kUnitsPerSecond + time.tv_usec * 10);
 }
 
-// The clock when the first routine of this file's was called is near enough to the
-// start of the process only if it is taken early; so it is taken as the program loads.
-struct Start {
-  FileTime time;
-  Start() { GetSystemTimeAsFileTime(&time); }
-};
-const Start start_of_process;
+// The 22nd field of /proc/self/stat is when the process began, in ticks since the machine
+// did; the second, a name in parentheses, may hold anything.
+FileTime start_of_process() {
+  FileTime now{};
+  GetSystemTimeAsFileTime(&now);
+  timespec since_boot;
+  char facts[1024];
+  const int file = open("/proc/self/stat", O_RDONLY | O_CLOEXEC);
+  const ssize_t length = file < 0 ? 0 : read(file, facts, sizeof facts - 1);
+  if (file >= 0) close(file);
+  facts[length > 0 ? length : 0] = '\0';
+  const char* at = strrchr(facts, ')');
+  for (int field = 2; at != nullptr && field < 22; ++field) at = strchr(at + 1, ' ');
+  if (at == nullptr || clock_gettime(CLOCK_BOOTTIME, &since_boot) != 0) return now;
+  const std::int64_t began = atoll(at) * (kUnitsPerSecond / sysconf(_SC_CLK_TCK));
+  const std::int64_t alive = since_boot.tv_sec * kUnitsPerSecond + since_boot.tv_nsec / 100 - began;
+  return file_time(units_of(now) - alive);
+}
 
 }  // namespace
 
@@ -53,7 +68,7 @@ Bool GetProcessTimes(Handle process, FileTime* created, FileTime* ended, FileTim
   rusage used;
   if (process != GetCurrentProcess()) return fail(kErrorInvalidHandle);
   if (getrusage(RUSAGE_SELF, &used) != 0) return fail_by_errno();
-  *created = start_of_process.time;
+  *created = start_of_process();
   *ended = FileTime{};
   *kernel = duration(used.ru_stime);
   *user = duration(used.ru_utime);
