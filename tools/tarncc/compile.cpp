@@ -111,9 +111,11 @@ std::string text_of(const fs::path& name) {
 // The headers of ISO C and the common ones of POSIX that only hosted programs have.
 void hint_at_hosted(const std::string& messages) {
   const std::size_t end = messages.find(": No such file or directory");
-  const std::size_t begin = messages.rfind(' ', end);
-  if (end == std::string::npos || begin == std::string::npos) return;
-  const std::string header = messages.substr(begin + 1, end - begin - 1);
+  if (end == std::string::npos) return;
+  // Before it a space, or the end of a colour.
+  const std::size_t begin = messages.find_last_of(" \x1b", end) + 1;
+  std::string header = messages.substr(begin, end - begin);
+  if (header.starts_with("[K")) header.erase(0, 2);
   for (const char* const name : kHostedHeaders) {
     if (header == name) {
       std::fprintf(stderr, "tarncc: %s: programs that are compiled with --hosted have it\n", name);
@@ -134,7 +136,8 @@ int compile(const Job& job, const Input& source, const fs::path& object) {
   options.messages = job.scratch / "messages";
   int status = run_program(words, options);
   std::string messages = text_of(options.messages);
-  if (status != 0 && !is_interrupted() && messages.find("asm") != std::string::npos) {
+  if (status != 0 && !job.request.hosted && !is_interrupted() &&
+      messages.find("asm") != std::string::npos) {
     words.insert(words.end(), std::begin(kRegistersForAssembly), std::end(kRegistersForAssembly));
     options.print = false;
     if (run_program(words, options) == 0) {
