@@ -45,7 +45,10 @@ CRT_API int _chdir(const char* path) { return done(SetCurrentDirectoryA(path)); 
 
 CRT_API char* _getcwd(char* buffer, int size) {
   const DWORD needed = GetCurrentDirectoryA(0, nullptr);
-  if (needed == 0) return fail(), nullptr;
+  if (needed == 0) {
+    fail();
+    return nullptr;
+  }
   if (buffer && (size <= 0 || needed > static_cast<DWORD>(size))) {
     errno = ERANGE;
     return nullptr;
@@ -76,7 +79,10 @@ CRT_API int _chmod(const char* path, int mode) {
 CRT_API char* _fullpath(char* buffer, const char* path, size_t size) {
   if (!path || !*path) return _getcwd(buffer, static_cast<int>(size));
   const DWORD needed = GetFullPathNameA(path, 0, nullptr, nullptr);
-  if (needed == 0) return fail(), nullptr;
+  if (needed == 0) {
+    fail();
+    return nullptr;
+  }
   if (buffer && needed > size) {
     errno = ERANGE;
     return nullptr;

@@ -38,7 +38,10 @@ bool exists(const char* path) { return GetFileAttributesA(path) != INVALID_FILE_
 // Folder, prefix and eight letters. Empty if there is no such name.
 bool make_name(const char* folder, const char* prefix, char* name, size_t size) {
   const size_t length = strlen(folder) + strlen(prefix);
-  if (length + 14 > size) return fail_with(ENAMETOOLONG) == 0;
+  if (length + 14 > size) {
+    fail_with(ENAMETOOLONG);
+    return false;
+  }
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     strcpy(name, folder);
     strcat(name, prefix);
@@ -46,14 +49,18 @@ bool make_name(const char* folder, const char* prefix, char* name, size_t size) 
     strcpy(name + length + 8, ".tmp");
     if (!exists(name)) return true;
   }
-  return fail_with(EEXIST) == 0;
+  fail_with(EEXIST);
+  return false;
 }
 
 }  // namespace
 
 CRT_API FILE* tmpfile(void) {
   char folder[kPathSize], name[kPathSize];
-  if (GetTempPathA(sizeof folder, folder) == 0) return fail(), nullptr;
+  if (GetTempPathA(sizeof folder, folder) == 0) {
+    fail();
+    return nullptr;
+  }
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     if (!make_name(folder, "tmp", name, sizeof name)) return nullptr;
     const int number =
@@ -85,17 +92,22 @@ CRT_API char* _tempnam(const char* folder, const char* prefix) {
     strcpy(path, folder);
     if (!strchr("\\/", path[strlen(path) - 1])) strcat(path, "\\");
   } else if (GetTempPathA(sizeof path, path) == 0) {
-    return fail(), nullptr;
+    fail();
+    return nullptr;
   }
   return make_name(path, prefix ? prefix : "", name, sizeof name) ? _strdup(name) : nullptr;
 }
 
 CRT_API char* _mktemp(char* form) {
   const size_t length = strlen(form);
-  if (length < 6 || strcmp(form + length - 6, "XXXXXX") != 0) return fail_with(EINVAL), nullptr;
+  if (length < 6 || strcmp(form + length - 6, "XXXXXX") != 0) {
+    fail_with(EINVAL);
+    return nullptr;
+  }
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     fill(form + length - 6, 6);
     if (!exists(form)) return form;
   }
-  return fail_with(EEXIST), nullptr;
+  fail_with(EEXIST);
+  return nullptr;
 }

@@ -10,10 +10,14 @@ bool to_utf8(const wchar_t* wide, char* bytes, size_t size) {
     if (code >= 0xD800 && code < 0xDC00 && wide[1] >= 0xDC00 && wide[1] < 0xE000) {
       code = 0x10000 + ((code & 0x3FF) << 10) + (*++wide & 0x3FFu);
     } else if (code >= 0xD800 && code < 0xE000) {
-      return fail_with(EILSEQ) == 0;
+      fail_with(EILSEQ);
+      return false;
     }
     const int count = code < 0x80 ? 1 : code < 0x800 ? 2 : code < 0x10000 ? 3 : 4;
-    if (length + static_cast<size_t>(count) >= size) return fail_with(ENAMETOOLONG) == 0;
+    if (length + static_cast<size_t>(count) >= size) {
+      fail_with(ENAMETOOLONG);
+      return false;
+    }
     for (int i = count - 1; i > 0; --i, code >>= 6) {
       bytes[length + static_cast<size_t>(i)] = static_cast<char>(0x80 | (code & 0x3F));
     }
@@ -32,10 +36,16 @@ bool to_wide(const char* bytes, wchar_t* wide, size_t size) {
     const int more = first < 0x80 ? 0 : first < 0xE0 ? 1 : first < 0xF0 ? 2 : 3;
     unsigned code = more == 0 ? first : first & (0x3Fu >> more);
     for (int i = 0; i < more; ++i) {
-      if ((*at & 0xC0) != 0x80) return fail_with(EILSEQ) == 0;
+      if ((*at & 0xC0) != 0x80) {
+        fail_with(EILSEQ);
+        return false;
+      }
       code = code << 6 | (*at++ & 0x3Fu);
     }
-    if (length + 2 >= size) return fail_with(ENAMETOOLONG) == 0;
+    if (length + 2 >= size) {
+      fail_with(ENAMETOOLONG);
+      return false;
+    }
     if (code >= 0x10000) {
       wide[length++] = static_cast<wchar_t>(0xD800 + ((code - 0x10000) >> 10));
       code = 0xDC00 | (code & 0x3FF);

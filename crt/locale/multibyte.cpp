@@ -19,7 +19,10 @@ constexpr size_t kIncomplete = static_cast<size_t>(-2);
 // The code point of UTF-8. Result: its bytes; 0 if it is cut short, -1 if it is none.
 int decode(const unsigned char* bytes, size_t size, unsigned* code) {
   const unsigned first = bytes[0];
-  if (first < 0x80) return *code = first, 1;
+  if (first < 0x80) {
+    *code = first;
+    return 1;
+  }
   const int length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
   if (first < 0xC2 || first > 0xF4) return -1;
   unsigned value = first & (0x7Fu >> length);
@@ -33,11 +36,15 @@ int decode(const unsigned char* bytes, size_t size, unsigned* code) {
     if ((next & 0xC0) != 0x80 || too_low || too_high) return -1;
     value = value << 6 | (next & 0x3F);
   }
-  return *code = value, length;
+  *code = value;
+  return length;
 }
 
 int encode(unsigned code, char* to) {
-  if (code < 0x80) return to[0] = static_cast<char>(code), 1;
+  if (code < 0x80) {
+    to[0] = static_cast<char>(code);
+    return 1;
+  }
   const int length = code < 0x800 ? 2 : code < 0x10000 ? 3 : 4;
   for (int i = length - 1; i > 0; --i, code >>= 6) to[i] = static_cast<char>(0x80 | (code & 0x3F));
   to[0] = static_cast<char>(0xF00 >> length | code);
@@ -66,10 +73,14 @@ size_t invalid() {
 }
 
 size_t to_wide(wchar_t* to, const char* from, size_t size, State* state) {
-  if (!from) return *state = {}, 0;
+  if (!from) {
+    *state = {};
+    return 0;
+  }
   if (state->count == kPair) {
     if (to) *to = static_cast<wchar_t>(state->bytes[0] | state->bytes[1] << 8);
-    return *state = {}, 0;
+    *state = {};
+    return 0;
   }
   if (size == 0) return kIncomplete;
   if (!crt::is_utf8) {
@@ -84,7 +95,10 @@ size_t to_wide(wchar_t* to, const char* from, size_t size, State* state) {
     bytes[all++] = static_cast<unsigned char>(from[i]);
   unsigned code = 0;
   const int length = decode(bytes, all, &code);
-  if (length < 0) return *state = {}, invalid();
+  if (length < 0) {
+    *state = {};
+    return invalid();
+  }
   if (length == 0) {
     memcpy(state->bytes, bytes, all);
     state->count = static_cast<unsigned char>(all);
@@ -101,7 +115,10 @@ size_t to_wide(wchar_t* to, const char* from, size_t size, State* state) {
 }
 
 size_t to_bytes(char* to, wchar_t wide, State* state) {
-  if (!to) return *state = {}, 1;
+  if (!to) {
+    *state = {};
+    return 1;
+  }
   if (!crt::is_utf8) {
     if (wide > 0xFF) return invalid();
     *to = static_cast<char>(wide);
@@ -148,13 +165,19 @@ CRT_API int wctob(wint_t wide) { return wide <= (crt::is_utf8 ? 0x7F : 0xFF) ? w
 
 CRT_API int mbtowc(wchar_t* to, const char* from, size_t size) {
   const size_t length = to_wide(to, from, size, &mbtowc_state);
-  if (length == kIncomplete) return mbtowc_state = {}, -1;
+  if (length == kIncomplete) {
+    mbtowc_state = {};
+    return -1;
+  }
   if (mbtowc_state.count == kPair) mbtowc_state = {};
   return static_cast<int>(length);
 }
 CRT_API int mblen(const char* from, size_t size) { return mbtowc(nullptr, from, size); }
 CRT_API int wctomb(char* to, wchar_t wide) {
-  if (!to) return wctomb_state = {}, 0;
+  if (!to) {
+    wctomb_state = {};
+    return 0;
+  }
   return static_cast<int>(to_bytes(to, wide, &wctomb_state));
 }
 

@@ -29,7 +29,10 @@ struct Pipe {
 
 bool make_pipe(bool reads, Pipe* pipe) {
   HANDLE read_end, write_end, inherited;
-  if (!CreatePipe(&read_end, &write_end, nullptr, 0)) return fail() == 0;
+  if (!CreatePipe(&read_end, &write_end, nullptr, 0)) {
+    fail();
+    return false;
+  }
   *pipe = reads ? Pipe{read_end, write_end} : Pipe{write_end, read_end};
   const HANDLE self = GetCurrentProcess();
   if (!DuplicateHandle(self, pipe->theirs, self, &inherited, 0, TRUE,
@@ -67,7 +70,10 @@ HANDLE start(const char* command, bool reads, HANDLE theirs) {
 }  // namespace
 
 CRT_API FILE* _popen(const char* command, const char* mode) {
-  if (!command || !mode || (*mode != 'r' && *mode != 'w')) return fail_with(EINVAL), nullptr;
+  if (!command || !mode || (*mode != 'r' && *mode != 'w')) {
+    fail_with(EINVAL);
+    return nullptr;
+  }
   const bool reads = *mode == 'r';
   Pipe pipe = {};
   flush_all();

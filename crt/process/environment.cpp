@@ -91,7 +91,10 @@ CRT_API wchar_t* _wgetenv(const wchar_t* name) {
   if (!found) return nullptr;
   const size_t size = strlen(found) + 1;
   wchar_t* const wide = static_cast<wchar_t*>(malloc(size * 2 * sizeof(wchar_t)));
-  if (!wide || !to_wide(found, wide, size * 2)) return free(wide), nullptr;
+  if (!wide || !to_wide(found, wide, size * 2)) {
+    free(wide);
+    return nullptr;
+  }
   free(value);
   return value = wide;
 }

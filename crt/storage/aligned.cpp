@@ -41,7 +41,10 @@ CRT_API void _aligned_free(void* aligned) {
 
 CRT_API void* _aligned_realloc(void* aligned, size_t size, size_t alignment) {
   if (!aligned) return _aligned_malloc(size, alignment);
-  if (size == 0) return _aligned_free(aligned), nullptr;
+  if (size == 0) {
+    _aligned_free(aligned);
+    return nullptr;
+  }
   void* const moved = _aligned_malloc(size, alignment);
   if (!moved) return nullptr;
   const size_t before = header_of(aligned)->size;

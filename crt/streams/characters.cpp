@@ -104,7 +104,10 @@ CRT_API size_t fread(void* buffer, size_t size, size_t count, FILE* file) {
   Stream& stream = stream_of(file);
   const Locked locked(stream.lock);
   if (size == 0 || count == 0) return 0;
-  if (count > SIZE_MAX / size) return fail_with(EINVAL), 0;
+  if (count > SIZE_MAX / size) {
+    fail_with(EINVAL);
+    return 0;
+  }
   return read_block(stream, buffer, size * count) / size;
 }
 
@@ -112,6 +115,9 @@ CRT_API size_t fwrite(const void* bytes, size_t size, size_t count, FILE* file) 
   Stream& stream = stream_of(file);
   const Locked locked(stream.lock);
   if (size == 0 || count == 0) return 0;
-  if (count > SIZE_MAX / size) return fail_with(EINVAL), 0;
+  if (count > SIZE_MAX / size) {
+    fail_with(EINVAL);
+    return 0;
+  }
   return write_block(stream, bytes, size * count) / size;
 }

@@ -31,7 +31,10 @@ bool take_buffer(Stream& stream) {
     stream.size = stream.buffering == Buffering::kNone ? kSmallBuffer : kBufferSize;
   }
   stream.own = static_cast<unsigned char*>(malloc(stream.size));
-  if (!stream.own) return fail_with(ENOMEM) == 0;
+  if (!stream.own) {
+    fail_with(ENOMEM);
+    return false;
+  }
   stream.base = stream.next = stream.last = stream.limit = stream.own;
   return true;
 }

@@ -34,7 +34,10 @@ int iso_week(const struct tm& t, long long* year) {
     return first == 3 || (first == 2 && is_leap(y)) ? 53 : 52;
   };
   if (week < 1) return week = weeks_in(--*year);
-  if (week > weeks_in(*year)) return ++*year, 1;
+  if (week > weeks_in(*year)) {
+    ++*year;
+    return 1;
+  }
   return week;
 }
 

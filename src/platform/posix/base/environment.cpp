@@ -73,7 +73,10 @@ char* GetEnvironmentStrings() {
     size += strlen(*entry) + 1;
   }
   auto* const strings = static_cast<char*>(malloc(size));
-  if (strings == nullptr) return fail(kErrorNotEnoughMemory), nullptr;
+  if (strings == nullptr) {
+    fail(kErrorNotEnoughMemory);
+    return nullptr;
+  }
   char* to = strings;
   for (char* const* entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
     to = stpcpy(to, *entry) + 1;

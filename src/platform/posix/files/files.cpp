@@ -303,7 +303,10 @@ Handle duplicate_file(Handle handle) {
   if (object == nullptr) return nullptr;
   OpenObject copy = *object;
   copy.descriptor = fcntl(object->descriptor, F_DUPFD_CLOEXEC, static_cast<int>(kStandardHandles));
-  if (copy.descriptor < 0) return fail_by_errno(), nullptr;
+  if (copy.descriptor < 0) {
+    fail_by_errno();
+    return nullptr;
+  }
   const Handle added = add_handle(copy);
   if (added == nullptr) close(copy.descriptor);
   return added;

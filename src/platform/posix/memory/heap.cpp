@@ -407,7 +407,10 @@ void* take_large(std::uint64_t size, bool* clean) {
   bool clean = false;
   {
     const HeapLock lock;
-    if (heap.size == 0 && !reserve()) return SetLastError(kErrorNotEnoughMemory), nullptr;
+    if (heap.size == 0 && !reserve()) {
+      SetLastError(kErrorNotEnoughMemory);
+      return nullptr;
+    }
     if (own_stores == &no_stores) find_stores();
     if (size > kLargestSmall) {
       block = take_large(size, &clean);
@@ -433,7 +436,10 @@ void* take_large(std::uint64_t size, bool* clean) {
 [[gnu::noinline]] TARNAPI void* free_slowly(void* block) {
   const HeapLock lock;
   const Mark mark = find_mark(block);
-  if (mark == 0) return SetLastError(kErrorInvalidHandle), block;
+  if (mark == 0) {
+    SetLastError(kErrorInvalidHandle);
+    return block;
+  }
   *mark_of(block) = 0;
   if (own_stores == &no_stores) find_stores();
   if (mark == kLargeMark) {
