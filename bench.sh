@@ -29,9 +29,9 @@ if [ -d "$programs" ]; then
   }
   report=$((($(nanoseconds 201) - $(nanoseconds 1)) / 200000))
   printf '%-34s %-24s %10s\n' "report, ten frames, as text" "(microseconds; aim 2000)" "$report"
-  if command -v wine >/dev/null; then
+  if [ -n "$wine" ]; then
     keep_wine_server
-    (cd "$programs" && wine heap_on_windows.exe 2>/dev/null | tr -d '\r') || status=1
+    (cd "$programs" && "$wine" heap_on_windows.exe 2>/dev/null | tr -d '\r') || status=1
     "$host/bench/start_time" "Wine, empty program" 1.5 40 \
       wine "$programs/empty_program.exe" -- wine "$programs/empty_mingw.exe" || status=1
   fi

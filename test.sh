@@ -55,7 +55,7 @@ if [ $long = 1 ]; then
   export TARN_SOAK=1000000 TARN_EVERY_FAILURE=1 TARN_EVERY_TORTURE=1
 fi
 run_tests host "host target"
-if [ -d build/windows ] && command -v wine >/dev/null; then
+if [ -d build/windows ] && [ -n "$wine" ]; then
   keep_wine_server
   run_tests windows "Windows target under Wine, and the same programs on both targets"
 else

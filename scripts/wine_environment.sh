@@ -1,11 +1,13 @@
-# Sourced: a quiet Wine with a prefix of its own in the build folder.
+# Sourced at the top: a quiet Wine with a prefix of its own in the build folder;
+# $wine runs a program by it, and is empty where there is none.
 export WINEDEBUG=-all
 export WINEPREFIX="${WINEPREFIX:-$PWD/build/wine}"
 export WINEDLLOVERRIDES="mscoree,mshtml="
 unset DISPLAY
-if command -v wine >/dev/null && [ ! -e "$WINEPREFIX/system.reg" ]; then
+wine=$(command -v wine >/dev/null && echo "$PWD/scripts/run_wine" || true)
+if [ -n "$wine" ] && [ ! -e "$WINEPREFIX/system.reg" ]; then
   mkdir -p "$(dirname "$WINEPREFIX")"
-  wine wineboot --init >/dev/null 2>&1 || true
+  "$wine" wineboot --init >/dev/null 2>&1 || true
 fi
 
 # For a run of many programs. Wine's server ends with the last of its programs, and
@@ -17,7 +19,7 @@ keep_wine_server() {
   mkfifo "$WINEPREFIX/stay.$$" || return 0
   exec {wine_stays}<>"$WINEPREFIX/stay.$$"
   rm "$WINEPREFIX/stay.$$"
-  wine cmd <&"$wine_stays" >/dev/null 2>&1 {wine_stays}<&- &
+  "$wine" cmd <&"$wine_stays" >/dev/null 2>&1 {wine_stays}<&- &
   trap 'wineserver -k || true' EXIT
   sleep 3
 }
