@@ -232,7 +232,8 @@ void set_up(Stream& stream, int number, int flags) {
 
 int flush(Stream& stream) {
   if (stream.reading) {
-    leave_reading(stream);
+    const Descriptor* const file = descriptor(stream.number);
+    if (!file || !file->pipe) leave_reading(stream);  // a pipe's bytes do not come again
     return 0;
   }
   if (!stream.writing) return 0;

@@ -237,7 +237,10 @@ static void processes(void) {
   putenv("HOSTED_NAME=");
   printf(" %d; system %d %d\n", getenv("HOSTED_NAME") == NULL, system(NULL) != 0, system("exit 3"));
   FILE* pipe = popen("echo from the child", "r");
-  fgets(line, sizeof line, pipe);
+  getc(pipe);
+  fflush(pipe);  // what a pipe has given cannot be read again, so it stays
+  line[0] = 'f';
+  fgets(line + 1, sizeof line - 1, pipe);
   line[strcspn(line, "\r\n")] = 0;
   printf("popen [%s] %d\n", line, pclose(pipe));
 }
