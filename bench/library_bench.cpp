@@ -149,7 +149,6 @@ const Row kRows[] = {
 int main(int argc, char** argv) {
   bench::initialise(argc, argv);
   tarn::__initialise_cpplib();
-  std::printf("%-34s %-24s %10s %10s %7s %7s\n", "row", "peer", "ours ns", "peer ns", "ratio",
-              "limit");
-  return bench::run_rows(kRows);
+  bench::run_rows(kRows);
+  return 0;
 }

@@ -72,9 +72,12 @@ double undisturbed(std::vector<double>* passes) {
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  bench::initialise(argc, argv);
+  constexpr const char* kRow = "barrier of two tasks, round";
+  if (!bench::wanted(kRow)) return 0;
   if (tarn::RecommendedProcessorCount(0) < 2) {
-    std::puts("barrier of two tasks: left out, there is one processor");
+    std::fprintf(stderr, "Left out: %s (there is one processor)\n", kRow);
     return 0;
   }
   const std::int32_t task = tarn::GetParallelTaskID(1);
@@ -85,8 +88,7 @@ int main() {
     ours.push_back(measure(kBarriers, &barriers));
     theirs.push_back(measure(kBytes, &bytes));
   }
-  const int status = bench::print_row("barrier of two tasks, round", "one shared byte",
-                                      undisturbed(&ours), undisturbed(&theirs), kLimit);
+  bench::print_row(kRow, "one shared byte", undisturbed(&ours), undisturbed(&theirs), kLimit);
   tarn::TerminateParallelProcessing();
-  return status;
+  return 0;
 }

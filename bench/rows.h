@@ -1,11 +1,15 @@
-// Rows of the speed table: the library against a named peer, both in this
-// process.
+// One run of rows of the speed table: the library against a named peer, both in
+// this process. bench/table.py runs it several times and judges.
 //
-// A row is two benchmarks, "row/ours" and "row/peer", each run in many short
-// repetitions that are mixed with those of all others. The figure is the ratio
-// of the times that a tenth of the repetitions kept below: whatever else the
-// machine does only adds. The limit is what the row promises; 0 promises
-// nothing.
+// A row is two benchmarks, each run in many short repetitions that are mixed with
+// those of the other. The figures are the times that a tenth of the repetitions
+// kept below: whatever else the machine does only adds. The limit is what the row
+// promises; 0 promises nothing.
+//
+//   NAME_bench [--row TEXT]...     only the rows whose names contain one of the texts
+//
+// prints a line for each row, with a tab after each field but the last: name, peer,
+// time of ours and of the peer in nanoseconds, limit, bytes.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -13,6 +17,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <map>
 #include <span>
 #include <string>
@@ -36,14 +42,28 @@ T opaque(T value) {
   return value;
 }
 
-// In place of benchmark::Initialize.
+inline std::vector<const char*> wanted_rows;  // none: all
+
+// Reads the command line.
 inline void initialise(int argc, char** argv) {
+  for (int i = 1; i < argc; i += 2) {
+    if (std::strcmp(argv[i], "--row") != 0 || i + 1 == argc) {
+      std::fprintf(stderr, "usage: %s [--row TEXT]...\n", argv[0]);
+      std::exit(2);
+    }
+    wanted_rows.push_back(argv[i + 1]);
+  }
+  static char name[] = "bench";
   static char interleave[] = "--benchmark_enable_random_interleaving=true";
-  std::vector<char*> arguments(argv, argv + argc);
-  arguments.insert(arguments.begin() + 1, interleave);
-  int count = static_cast<int>(arguments.size());
-  arguments.push_back(nullptr);
-  benchmark::Initialize(&count, arguments.data());
+  char* arguments[] = {name, interleave, nullptr};
+  int count = 2;
+  benchmark::Initialize(&count, arguments);
+}
+
+inline bool wanted(const char* row) {
+  return wanted_rows.empty() ||
+         std::any_of(wanted_rows.begin(), wanted_rows.end(),
+                     [&](const char* text) { return std::strstr(row, text) != nullptr; });
 }
 
 class TimeReporter : public benchmark::BenchmarkReporter {
@@ -56,7 +76,6 @@ class TimeReporter : public benchmark::BenchmarkReporter {
       }
     }
   }
-  bool ran(const std::string& name) const { return times_.count(name) != 0; }
   double time(const std::string& name) const {
     std::vector<double> times = times_.at(name);
     const auto tenth = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 10);
@@ -68,43 +87,30 @@ class TimeReporter : public benchmark::BenchmarkReporter {
   std::map<std::string, std::vector<double>> times_;
 };
 
-// Prints a row, times in nanoseconds, and the speed if a turn of ours works
-// through `bytes`. Result: 1 if it missed its limit, else 0.
-inline int print_row(const char* name, const char* peer, double ours, double theirs, double limit,
-                     std::size_t bytes = 0) {
-  const bool kept = limit == 0 || ours / theirs <= limit;
-  std::printf("%-34s %-24s %10.1f %10.1f %7.3f ", name, peer, ours, theirs, ours / theirs);
-  if (limit == 0) {
-    std::printf("%7s", "-");
-  } else {
-    std::printf("%7.3f%s", limit, kept ? "" : "  missed");
-  }
-  if (bytes) std::printf("  %.0f MB/s", static_cast<double>(bytes) * 1e3 / ours);
-  std::printf("\n");
-  return !kept;
+inline void print_row(const char* name, const char* peer, double ours, double theirs, double limit,
+                      std::size_t bytes = 0) {
+  std::printf("%s\t%s\t%.3f\t%.3f\t%.4f\t%zu\n", name, peer, ours, theirs, limit, bytes);
+  std::fflush(stdout);
 }
 
-// Runs and prints the rows. Result: 1 if one of them missed its limit, else 0.
-inline int run_rows(std::span<const Row> rows, int repetitions = 40) {
-  for (const Row& row : rows) {
+// Runs and prints the rows that are wanted.
+inline void run_rows(std::span<const Row> rows, int repetitions = 14) {
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    const Row& row = rows[i];
+    if (!wanted(row.name)) continue;
+    const std::string number = std::to_string(i);
     for (const bool ours : {true, false}) {
-      const std::string name = std::string(row.name) + (ours ? "/ours" : "/peer");
-      benchmark::RegisterBenchmark(name.c_str(), ours ? row.ours : row.theirs)
+      benchmark::RegisterBenchmark((number + (ours ? "/ours" : "/peer")).c_str(),
+                                   ours ? row.ours : row.theirs)
           ->Repetitions(repetitions)
           ->MinTime(0.002)
           ->Unit(benchmark::kNanosecond);
     }
+    TimeReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter, "^" + number + "/");
+    print_row(row.name, row.peer, reporter.time(number + "/ours"), reporter.time(number + "/peer"),
+              row.limit, row.bytes);
   }
-  TimeReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  int status = 0;
-  for (const Row& row : rows) {
-    const std::string name = row.name;
-    if (!reporter.ran(name + "/ours") || !reporter.ran(name + "/peer")) continue;
-    status |= print_row(row.name, row.peer, reporter.time(name + "/ours"),
-                        reporter.time(name + "/peer"), row.limit, row.bytes);
-  }
-  return status;
 }
 
 }  // namespace bench
