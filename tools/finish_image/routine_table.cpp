@@ -1,16 +1,13 @@
 #include "routine_table.h"
 
-#include <cxxabi.h>
-
 #include <algorithm>
 #include <cstddef>
-#include <cstdlib>
 #include <cstring>
 #include <map>
-#include <memory>
 #include <set>
 
 #include "debug_info.h"
+#include "routine_names.h"
 
 namespace finisher {
 namespace {
@@ -21,24 +18,10 @@ constexpr std::uint32_t kEntrySize = 40;  // after the name
 // The offset field of a debug record is 4 bytes before the line table that
 // follows the record, and the reader takes 4 off: so 8.
 constexpr std::uint32_t kLineTableBehindRecord = 8;
-// Longer C++ names are left as the linker knows them: a report line is for
-// reading.
-constexpr std::size_t kLongestReadableName = 120;
-constexpr std::size_t kLongestDecodedName = 512;
 
 // The traceback ends at this name.
 constexpr char kStartRoutine[] = "__BrackenStartup";
 constexpr char kStartRoutineInTable[] = "__brackenstartup";
-
-std::string readable_name(const std::string& name) {
-  if (name == kStartRoutine || name == kRunRoutine) return kStartRoutineInTable;
-  if (!name.starts_with("_Z") || name.size() > kLongestDecodedName) return name;
-  int status = 0;
-  const std::unique_ptr<char, void (*)(void*)> text(
-      abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status), std::free);
-  if (status != 0 || text == nullptr) return name;
-  return std::strlen(text.get()) <= kLongestReadableName ? text.get() : name;
-}
 
 // The two prologues that the traceback steps over: one subtraction, or a size
 // for the stack probe and then the subtraction.
@@ -173,7 +156,8 @@ std::vector<Routine> collect_routines(Image& image) {
     const Section& home = image.sections[static_cast<std::size_t>(symbol->section)];
     const auto bound = std::upper_bound(bounds.begin(), bounds.end(), symbol->offset);
     Routine routine;
-    routine.name = readable_name(symbol->name);
+    const bool is_start = symbol->name == kStartRoutine || symbol->name == kRunRoutine;
+    routine.name = is_start ? kStartRoutineInTable : shown_name(symbol->name);
     if (routine.name.empty()) continue;
     routine.start = symbol->offset;
     routine.end = (bound == bounds.end() ? home.end() : std::min(*bound, home.end())) - 1;

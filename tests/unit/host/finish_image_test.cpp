@@ -5,6 +5,7 @@
 
 #include "tests/support/linked_image.h"
 #include "tools/finish_image/finish.h"
+#include "tools/finish_image/routine_names.h"
 #include "tools/finish_image/routine_table.h"
 #include "tools/finish_image/script.h"
 
@@ -218,6 +219,19 @@ TEST(FinishedImage, TheRoutineTableStandsWhereTheMarkLeads) {
       finisher::read_u64(image, table + start.size() + 5 + 24, "a debug offset"));
   EXPECT_EQ(bytes_at(image, debug + 4, 16),
             Bytes({'R', 'H', 'U', 'B'}) + u32(8) + u32(3) + u32(10));
+}
+
+TEST(FinishedImage, RoutinesHaveTheNamesOfTheSource) {
+  const struct {
+    const char *symbol, *shown;
+  } cases[] = {
+      {"settle.part.0.constprop.12.cold", "settle"},
+      {"inner.3041", "inner"},
+      {"_ZN4bank6settleEi.isra.0", "bank::settle(int)"},
+      {"copy.fast", "copy.fast"},
+      {".0", ".0"},
+  };
+  for (const auto& each : cases) EXPECT_EQ(finisher::shown_name(each.symbol), each.shown);
 }
 
 TEST(FinishedImage, CanBeStrippedAndIsRefusedASecondTime) {

@@ -1,0 +1,61 @@
+#include "routine_names.h"
+
+#include <cxxabi.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+namespace finisher {
+namespace {
+
+// Longer C++ names are left as the linker knows them: a report line is for
+// reading.
+constexpr std::size_t kLongestReadableName = 120;
+constexpr std::size_t kLongestDecodedName = 512;
+
+// The compiler's words for a copy or a part of a routine, each after a dot and many
+// with a number after it: settle.part.0.cold. A number alone tells apart routines
+// within routines.
+constexpr std::string_view kCloneWords[] = {
+    "clone", "cold", "constprop", "isra", "localalias", "lto_priv", "part", "simdclone", "_omp_fn",
+};
+
+bool is_clone_word(std::string_view word) {
+  return std::all_of(word.begin(), word.end(), [](char c) { return c >= '0' && c <= '9'; }) ||
+         std::find(std::begin(kCloneWords), std::end(kCloneWords), word) != std::end(kCloneWords);
+}
+
+std::string without_clone_words(std::string name) {
+  for (;;) {
+    const std::size_t dot = name.rfind('.');
+    if (dot == std::string::npos || dot == 0) return name;
+    if (!is_clone_word(std::string_view(name).substr(dot + 1))) return name;
+    name.resize(dot);
+  }
+}
+
+std::string demangled(std::string name) {
+  if (!name.starts_with("_Z") || name.size() > kLongestDecodedName) return name;
+  int status = 0;
+  const std::unique_ptr<char, void (*)(void*)> text(
+      abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status), std::free);
+  if (status != 0 || text == nullptr) return name;
+  return std::strlen(text.get()) <= kLongestReadableName ? text.get() : name;
+}
+
+// Applied in this order. Each returns a name that it does not concern unchanged.
+constexpr std::string (*kRules[])(std::string) = {without_clone_words, demangled};
+
+}  // namespace
+
+std::string shown_name(std::string symbol) {
+  for (const auto rule : kRules) symbol = rule(std::move(symbol));
+  return symbol;
+}
+
+}  // namespace finisher
