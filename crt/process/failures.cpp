@@ -24,6 +24,17 @@ void _assert(const char* expression, const char* file, unsigned line) {
 void _purecall(void) { suite_text_error("Pure virtual function called"); }
 void _amsg_exit(int number) { suite_text_error("Run-time error R60%02d", number); }
 
+// The filter of winpthreads' threads. A C++ exception without a handler goes on after its
+// throw, which then calls std::terminate.
+long _gnu_exception_handler(EXCEPTION_POINTERS* exception) {
+  constexpr DWORD kOfCompiler = 0x20474343, kCodes = 0x20FFFFFF;
+  const EXCEPTION_RECORD& record = *exception->ExceptionRecord;
+  return (record.ExceptionCode & kCodes) == kOfCompiler &&
+                 !(record.ExceptionFlags & EXCEPTION_NONCONTINUABLE)
+             ? EXCEPTION_CONTINUE_EXECUTION
+             : EXCEPTION_CONTINUE_SEARCH;
+}
+
 void __mingw_raise_matherr(int, const char*, double, double, double) {}
 void __mingw_setusermatherr(int (*)(void*)) {}
 void __setusermatherr(int (*)(void*)) {}

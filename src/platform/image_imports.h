@@ -5,6 +5,7 @@
 #pragma once
 
 #include "platform/platform.h"
+#include "platform/unwind_records.h"
 
 namespace tarn::platform {
 
@@ -133,6 +134,59 @@ TARNAPI std::uint64_t GetTickCount64();
 // Of the current process: when it began, and its time in the system and in programs.
 TARNAPI Bool GetProcessTimes(Handle process, FileTime* created, FileTime* ended, FileTime* kernel,
                              FileTime* user);
+
+// ---- Exceptions -------------------------------------------------------------------
+// What compilers' run-times ask for to find handlers by the unwind data of images. A
+// walk goes over the frames of images, of the library, and of handlers that run, up to
+// the first frame of the thread; nothing of it faults, whatever the stack and the data
+// hold.
+
+struct DispatcherContext {
+  std::uint64_t control_pc, image_base;
+  FunctionRecord* function_entry;
+  std::uint64_t establisher_frame, target_ip;
+  AMD_CONTEXT* context;
+  Routine language_handler;
+  void* handler_data;
+  void* history_table;
+  std::uint32_t scope_index, fill;
+};
+static_assert(sizeof(DispatcherContext) == 80);
+using LanguageHandler = std::int32_t(TARNAPI*)(ExceptionRecord*, std::uint64_t frame, AMD_CONTEXT*,
+                                               DispatcherContext*);
+
+// Calls the vectored handlers, then those of the frames from the caller's on, then the
+// filter. Returns if one of them goes on; else the process ends with the code.
+TARNAPI void RaiseException(std::uint32_t code, std::uint32_t flags, std::uint32_t count,
+                            const std::uint64_t* parameters) asm("tarn_RaiseException");
+// What an exception without a handler is passed to last; null: nothing. Result: what it
+// was before.
+TARNAPI VectoredHandler SetUnhandledExceptionFilter(VectoredHandler filter);
+
+// Leaves the frames below `target_frame`, whose handlers are told so, and goes on in that
+// frame at `target_ip` with `result` in rax. `record` may be null; `original` and
+// `history` are passed on to nobody.
+TARNAPI void RtlUnwindEx(std::uint64_t target_frame, std::uint64_t target_ip,
+                         ExceptionRecord* record, std::uint64_t result, AMD_CONTEXT* original,
+                         void* history) asm("tarn_RtlUnwindEx");
+// The registers as they are when the call returns.
+TARNAPI void RtlCaptureContext(AMD_CONTEXT* context) asm("tarn_RtlCaptureContext");
+// Goes on with them. `record` is not read.
+[[noreturn]] TARNAPI void RtlRestoreContext(
+    const AMD_CONTEXT* context, const ExceptionRecord* record) asm("tarn_RtlRestoreContext");
+
+// The record of the routine that holds `address`, and the base of its image; null for
+// code without a record. Code of the library has one and the same record.
+TARNAPI FunctionRecord* RtlLookupFunctionEntry(std::uint64_t address, std::uint64_t* base,
+                                               void* history);
+// Makes `context` that of the caller. Result: the routine's handler if it has one of the
+// `kinds`. A caller that is not found has an Rip of 0. `pointers` is not read.
+TARNAPI Routine RtlVirtualUnwind(std::uint32_t kinds, std::uint64_t base, std::uint64_t address,
+                                 FunctionRecord* entry, AMD_CONTEXT* context, void** handler_data,
+                                 std::uint64_t* frame, void* pointers);
+// The handler of routines with tables of filters and of blocks that run in any case.
+TARNAPI std::int32_t __C_specific_handler(ExceptionRecord* record, std::uint64_t frame,
+                                          AMD_CONTEXT* context, DispatcherContext* dispatcher);
 
 // ---- Memory -----------------------------------------------------------------------
 

@@ -11,6 +11,7 @@
 #include "failure/safe_memory.h"
 #include "failure/unwind_data.h"
 #include "platform/pe_format.h"
+#include "platform/unwind_records.h"
 #include "strings/c_string.h"
 #include "tests/support/guarded_pages.h"
 #include "tests/support/raised.h"
@@ -193,6 +194,33 @@ TEST_F(UnwindData, CarriesOutWhatIsLeftOfAnEpilogue) {
   ASSERT_TRUE(step(0x1043));
   EXPECT_EQ(context_.Rip, 0x2000u);
   EXPECT_EQ(context_.Rsp, address_of(stack_ + 1));
+}
+
+TEST_F(UnwindData, FindsTheHandlerPastThePrologueAndRestoresXmm) {
+  // sub rsp,0x28 (at 4), movaps [rsp+0x10],xmm7 (at 9); two handlers after an odd count.
+  record(0x500, 3, 0, {0x7809, 1, 0x4204});
+  const std::uint32_t handler = 0x1080;
+  std::memcpy(pages_.data() + 0x500 + 4 + 2 * 4, &handler, sizeof handler);
+  const platform::MemoryReader reader{[](void*, std::uint64_t from, void* to, std::uint64_t count) {
+                                        std::memcpy(to, reinterpret_cast<void*>(from), count);
+                                        return true;
+                                      },
+                                      nullptr};
+  for (const std::uint64_t offset : {0x1004, 0x1040}) {
+    const platform::FunctionRecord routine{0x1000, 0x1100, 0x500};
+    platform::FrameFacts facts;
+    context_ = {};
+    context_.Rip = address_of(pages_.data()) + offset;
+    context_.Rsp = address_of(stack_);
+    ASSERT_TRUE(
+        platform::unwind_frame(reader, address_of(pages_.data()), &routine, &context_, &facts));
+    EXPECT_EQ(context_.Rip, 0x2005u);
+    EXPECT_EQ(facts.handler_kinds, offset == 0x1040 ? 3u : 0u);
+    EXPECT_EQ(facts.frame, address_of(stack_));
+  }
+  std::uint64_t xmm7 = 0;
+  std::memcpy(&xmm7, context_.FxSaveArea + 160 + 7 * 16, sizeof xmm7);
+  EXPECT_EQ(xmm7, 0x2002u);
 }
 
 TEST(SafeMemory, UnreadableBytesAreF0) {

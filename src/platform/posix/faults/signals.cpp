@@ -11,6 +11,7 @@
 #include <ucontext.h>
 #include <unistd.h>
 
+#include "platform/posix/faults/exceptions.h"
 #include "platform/posix/faults/fault_records.h"
 #include "platform/posix/terminal/terminal.h"
 #include "platform/posix/threads/threads.h"
@@ -33,16 +34,6 @@ void hold_table() {
 }
 
 void release_table() { __atomic_clear(&table_held, __ATOMIC_RELEASE); }
-
-std::int32_t ask_handlers(ExceptionPointers* exception) {
-  for (int i = 0; i < 2 * kMaxHandlers; ++i) {
-    VectoredHandler* const slot =
-        i < kMaxHandlers ? &first_handlers[kMaxHandlers - 1 - i] : &last_handlers[i - kMaxHandlers];
-    const VectoredHandler handler = __atomic_load_n(slot, __ATOMIC_ACQUIRE);
-    if (handler && handler(exception) == kContinueExecution) return kContinueExecution;
-  }
-  return kContinueSearch;
-}
 
 // ---- A signal ---------------------------------------------------------------
 
@@ -92,7 +83,7 @@ void on_signal(int number, siginfo_t* info, void* machine_state) {
   const bool fault = describe_fault(number, *info, *signal, &context, &record);
   record.address = reinterpret_cast<void*>(context.Rip);
   ExceptionPointers exception{&record, &context};
-  if (fault && ask_handlers(&exception) == kContinueExecution) {
+  if (fault && dispatch_exception(&exception)) {
     put_context(context, signal);
   } else {
     pass_on(number, fault);
@@ -141,6 +132,21 @@ bool install_signals() {
 }
 
 }  // namespace
+
+std::int32_t ask_handlers(ExceptionPointers* exception) {
+  const InFlight in_flight{exception->context, nullptr};
+  const std::uint64_t arguments[] = {reinterpret_cast<std::uint64_t>(exception), 0, 0, 0};
+  for (int i = 0; i < 2 * kMaxHandlers; ++i) {
+    VectoredHandler* const slot =
+        i < kMaxHandlers ? &first_handlers[kMaxHandlers - 1 - i] : &last_handlers[i - kMaxHandlers];
+    const VectoredHandler handler = __atomic_load_n(slot, __ATOMIC_ACQUIRE);
+    if (handler && tarn_call_in_flight(reinterpret_cast<Routine>(handler), &in_flight, arguments) ==
+                       kContinueExecution) {
+      return kContinueExecution;
+    }
+  }
+  return kContinueSearch;
+}
 
 void set_recovery_point(sigjmp_buf* point) {
   if (!signals_installed) {

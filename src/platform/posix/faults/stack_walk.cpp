@@ -7,6 +7,7 @@
 #include <setjmp.h>
 #include <unwind.h>
 
+#include "platform/posix/faults/exceptions.h"
 #include "platform/posix/faults/fault_records.h"
 #include "platform/posix/loader/loader.h"
 
@@ -89,27 +90,6 @@ _Unwind_Reason_Code take_frame(_Unwind_Context* frame, void* argument) {
   return _URC_END_OF_STACK;
 }
 
-// The unwinder trusts the stack; its fault on a damaged one jumps back here.
-bool step(AMD_CONTEXT* context) {
-  HostRoutine routine;
-  if (!find_host_routine(context->Rip, &routine)) return false;
-  static AMD_CONTEXT before;
-  before = *context;
-  static Walk walk;
-  walk = {context, 0};
-  sigjmp_buf point;
-  if (sigsetjmp(point, 0) != 0) {
-    set_recovery_point(nullptr);
-    return false;
-  }
-  set_recovery_point(&point);
-  (routine.after_call ? tarn_unwind_from_return : tarn_unwind_from_instruction)(&before,
-                                                                                &take_frame, &walk);
-  set_recovery_point(nullptr);
-  constexpr int kWholeWalk = 3;
-  return walk.frame >= kWholeWalk && context->Rip != 0;
-}
-
 void describe(const AMD_CONTEXT& context, StackFrame64* frame) {
   frame->pc.offset = context.Rip;
   frame->stack.offset = context.Rsp;
@@ -141,6 +121,30 @@ int find_index(dl_phdr_info* module, std::size_t, void* argument) {
 
 }  // namespace
 
+bool is_host_code(std::uint64_t address) {
+  HostRoutine routine;
+  return find_host_routine(address, &routine);
+}
+
+// The unwinder trusts the stack; its fault on a damaged one jumps back here.
+bool step_over_host_frame(AMD_CONTEXT* context) {
+  HostRoutine routine;
+  if (!find_host_routine(context->Rip, &routine)) return false;
+  AMD_CONTEXT before = *context;
+  Walk walk{context, 0};
+  sigjmp_buf point;
+  if (sigsetjmp(point, 0) != 0) {
+    set_recovery_point(nullptr);
+    return false;
+  }
+  set_recovery_point(&point);
+  (routine.after_call ? tarn_unwind_from_return : tarn_unwind_from_instruction)(&before,
+                                                                                &take_frame, &walk);
+  set_recovery_point(nullptr);
+  constexpr int kWholeWalk = 3;
+  return walk.frame >= kWholeWalk && context->Rip != 0;
+}
+
 Bool SymInitialize(Handle process, const char*, Bool) {
   if (process == GetCurrentProcess()) return 1;
   SetLastError(kErrorInvalidHandle);
@@ -155,7 +159,7 @@ Bool StackWalk64(std::uint32_t machine, Handle, Handle, StackFrame64* frame, AMD
     describe(*context, frame);
     return 1;
   }
-  if (!step(context)) return 0;
+  if (!step_over_host_frame(context)) return 0;
   describe(*context, frame);
   return 1;
 }

@@ -2,25 +2,7 @@
 // an unwinder that starts inside it goes on from there.
 
 #include "platform/assembly.h"
-
-// Offsets of AMD_CONTEXT.
-#define RAX 0x78
-#define RCX 0x80
-#define RDX 0x88
-#define RBX 0x90
-#define RSP 0x98
-#define RBP 0xA0
-#define RSI 0xA8
-#define RDI 0xB0
-#define R8 0xB8
-#define R9 0xC0
-#define R10 0xC8
-#define R11 0xD0
-#define R12 0xD8
-#define R13 0xE0
-#define R14 0xE8
-#define R15 0xF0
-#define RIP 0xF8
+#include "platform/posix/faults/context_offsets.h"
 
 // DWARF: the record's address is in r12, register 12.
 #define CFA_DEF_EXPRESSION 0x0F

@@ -30,7 +30,7 @@ void* stack_end;
 bool start_modules(const StartOrder& order, LoadError* error) {
   for (int i = 0; i < order.count; ++i) {
     ModuleRecord* const record = &modules[order.modules[i]];
-    record->state = ModuleState::kStarted;
+    set_state(record, ModuleState::kStarted);
     if (order.modules[i] == kMainImage) continue;
     if (call_entry(record->image, kProcessAttach) == 0) {
       return refuse(error, "%s failed to start", record->path);

@@ -395,6 +395,7 @@ bool check_image(const FileBytes& file, Image* image, LoadError* error) {
   image->stack_reserve = headers.optional.stack_reserve;
   image->exports = headers.optional.directories[pe::kExportDirectory];
   image->imports = headers.optional.directories[pe::kImportDirectory];
+  image->exceptions = headers.optional.directories[pe::kExceptionDirectory];
   image->section_count = headers.file.section_count;
   return check_sections(file, dos.pe_offset + sizeof headers, image, error) &&
          check_entry(*image, error);

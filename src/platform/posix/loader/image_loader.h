@@ -48,7 +48,7 @@ struct Image {
   std::uint32_t entry;  // in an executable section
   bool is_dll;
   std::uint64_t stack_reserve;
-  pe::DataDirectory exports, imports;
+  pe::DataDirectory exports, imports, exceptions;
   std::uint32_t section_count;
   ImageSection sections[kMostSections];
 };

@@ -18,7 +18,7 @@ void drop_reference(int index) {
   if (record->references > 0) --record->references;
   if (record->references > 0) return;
   if (record->state == ModuleState::kStarted) stop_module(*record);
-  record->state = ModuleState::kFree;
+  set_state(record, ModuleState::kFree);
   unmap_image(&record->image);
   for (int i = 0; i < kMostModules; ++i) {
     if (record->needs >> i & 1) drop_reference(i);
@@ -45,7 +45,7 @@ void drop_load(const Load& load) {
   }
   for (ModuleRecord& record : modules) {
     if (!belongs_to(record, load)) continue;
-    record.state = ModuleState::kFree;
+    set_state(&record, ModuleState::kFree);
     unmap_image(&record.image);
   }
 }
@@ -127,7 +127,7 @@ int load_file(const char* host_path, int index, Load* load, LoadError* error) {
   record->needs = 0;
   record->references = 0;
   record->load = load->number;
-  record->state = ModuleState::kLoading;
+  set_state(record, ModuleState::kLoading);
   if (!bind_record(record, load, error)) return kNoModule;
   load->order.modules[load->order.count++] = index;
   return index;
@@ -144,7 +144,7 @@ bool load_program(const char* host_path, LoadError* error) {
   if (load_file(host_path, kMainImage, &load, error) == kNoModule ||
       !make_stack(record->image.stack_reserve, error)) {
     drop_load(load);
-    record->state = ModuleState::kFree;
+    set_state(record, ModuleState::kFree);
     name_main_image();
     return false;
   }

@@ -18,6 +18,7 @@
 // import from each other stay.
 #pragma once
 
+#include "platform/pe_format.h"
 #include "platform/posix/base/base.h"
 
 namespace tarn::platform {
@@ -46,6 +47,14 @@ void offer_native_libraries(const NativeLibrary* libraries, int count);
 // The exported name of the routine that begins at `address` in one of them, or
 // null. Takes no lock.
 const char* native_routine_name(const void* address);
+
+// The loaded image that holds `address`, and its unwind records. Takes no lock: an image
+// on the stack stays. False if there is none.
+struct CodeImage {
+  std::uint64_t base, size;
+  pe::DataDirectory exceptions;
+};
+bool find_code_image(std::uint64_t address, CodeImage* image);
 
 // Loads a program and every DLL that it needs, and makes a stack of the size that
 // it asks for. None of their code has run, and none stays loaded if one is

@@ -37,7 +37,7 @@ void set_native(ModuleRecord* record, void* (*find)(const char* name)) {
   record->headers.nt.file.machine = pe::kMachineAmd64;
   record->headers.nt.optional.magic = pe::kOptionalMagic64;
   record->find = find;
-  record->state = ModuleState::kNative;
+  set_state(record, ModuleState::kNative);
 }
 
 void* find_nothing(const char*) { return nullptr; }
@@ -70,6 +70,10 @@ std::uint32_t copy_name(const char* name, char* buffer, std::uint32_t size) {
 }  // namespace
 
 // ---- The list -----------------------------------------------------------------
+
+void set_state(ModuleRecord* record, ModuleState state) {
+  __atomic_store_n(&record->state, state, __ATOMIC_RELEASE);
+}
 
 ModuleLock::ModuleLock() { pthread_mutex_lock(&list_mutex); }
 
@@ -167,6 +171,18 @@ void offer_native_libraries(const NativeLibrary* libraries, int count) {
     if (i == 0) own_library = index;
     if (i < kMostNativeNames) native_names[i] = libraries[i].name_of;
   }
+}
+
+bool find_code_image(std::uint64_t address, CodeImage* found) {
+  for (const ModuleRecord& record : modules) {
+    const ModuleState state = __atomic_load_n(&record.state, __ATOMIC_ACQUIRE);
+    if (state != ModuleState::kLoading && state != ModuleState::kStarted) continue;
+    const auto base = reinterpret_cast<std::uint64_t>(record.image.base);
+    if (address - base >= record.image.size) continue;
+    *found = {base, record.image.size, record.image.exceptions};
+    return true;
+  }
+  return false;
 }
 
 const char* native_routine_name(const void* address) {

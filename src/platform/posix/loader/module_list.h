@@ -39,6 +39,10 @@ struct ModuleRecord {
 };
 extern ModuleRecord modules[kMostModules];
 
+// What the record says besides is there before and as long as its image counts as loaded
+// (find_code_image).
+void set_state(ModuleRecord* record, ModuleState state);
+
 class ModuleLock {
  public:
   ModuleLock();
