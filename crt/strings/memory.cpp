@@ -4,6 +4,9 @@
 #include <string.h>
 
 #include "../crt.h"
+#include "short_copy.h"
+
+using crt::copy_short;
 
 namespace {
 
@@ -15,28 +18,6 @@ constexpr size_t kRepFrom = 2048;  // from here on the processor's own copy is f
 
 __m128i load(ConstBytes at) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(at)); }
 void store(Bytes at, __m128i value) { _mm_storeu_si128(reinterpret_cast<__m128i*>(at), value); }
-
-template <class Word>
-void copy_ends(Bytes to, ConstBytes from, size_t size) {
-  Word first, last;
-  __builtin_memcpy(&first, from, sizeof(Word));
-  __builtin_memcpy(&last, from + size - sizeof(Word), sizeof(Word));
-  __builtin_memcpy(to, &first, sizeof(Word));
-  __builtin_memcpy(to + size - sizeof(Word), &last, sizeof(Word));
-}
-
-// All is read before anything is written, so blocks may overlap.
-void copy_short(Bytes to, ConstBytes from, size_t size) {
-  if (size >= 8) {
-    copy_ends<uint64_t>(to, from, size);
-  } else if (size >= 4) {
-    copy_ends<uint32_t>(to, from, size);
-  } else if (size >= 2) {
-    copy_ends<uint16_t>(to, from, size);
-  } else if (size == 1) {
-    *to = *from;
-  }
-}
 
 void copy_upward(Bytes to, ConstBytes from, size_t size) {
   const __m128i last = load(from + size - kWidth);
