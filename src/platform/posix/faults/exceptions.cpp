@@ -44,12 +44,12 @@ constexpr int kMostOtherFrames = 1 << 16;
 
 // A fault of this returns to the point that guarded() has set.
 template <std::size_t kSize>
-[[gnu::no_sanitize("address"), gnu::always_inline]] inline void move(void* to, const void* from) {
+[[gnu::no_sanitize_address, gnu::always_inline]] inline void move(void* to, const void* from) {
   __builtin_memcpy(to, from, kSize);
 }
 
-[[gnu::no_sanitize("address")]] bool read_directly(void*, std::uint64_t address, void* to,
-                                                   std::uint64_t count) {
+[[gnu::no_sanitize_address]] bool read_directly(void*, std::uint64_t address, void* to,
+                                                std::uint64_t count) {
   const auto* from = reinterpret_cast<const std::uint8_t*>(address);
   auto* bytes = static_cast<std::uint8_t*>(to);
   for (; count >= 8; count -= 8, bytes += 8, from += 8) move<8>(bytes, from);
@@ -120,7 +120,7 @@ FrameKind step(AMD_CONTEXT* context, DispatcherContext* dispatcher, FrameFacts* 
     const InFlight* in_flight = nullptr;
     const AMD_CONTEXT* origin = nullptr;
     if (!guarded([&] {
-          kReader(context->Rsp + kInFlightCell, &in_flight, sizeof in_flight);
+          kReader(context->Rsp + kInFlightCell, &in_flight, sizeof(std::uint64_t));
           origin = in_flight->origin;
           if (in_flight->dispatcher) {
             origin = in_flight->dispatcher->context;

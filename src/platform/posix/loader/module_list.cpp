@@ -72,7 +72,7 @@ std::uint32_t copy_name(const char* name, char* buffer, std::uint32_t size) {
 // ---- The list -----------------------------------------------------------------
 
 void set_state(ModuleRecord* record, ModuleState state) {
-  __atomic_store_n(&record->state, state, __ATOMIC_RELEASE);
+  __atomic_store(&record->state, &state, __ATOMIC_RELEASE);
 }
 
 ModuleLock::ModuleLock() { pthread_mutex_lock(&list_mutex); }
@@ -174,8 +174,9 @@ void offer_native_libraries(const NativeLibrary* libraries, int count) {
 }
 
 bool find_code_image(std::uint64_t address, CodeImage* found) {
-  for (const ModuleRecord& record : modules) {
-    const ModuleState state = __atomic_load_n(&record.state, __ATOMIC_ACQUIRE);
+  for (ModuleRecord& record : modules) {
+    ModuleState state;
+    __atomic_load(&record.state, &state, __ATOMIC_ACQUIRE);
     if (state != ModuleState::kLoading && state != ModuleState::kStarted) continue;
     const auto base = reinterpret_cast<std::uint64_t>(record.image.base);
     if (address - base >= record.image.size) continue;
