@@ -10,7 +10,7 @@ constexpr int kMostCodes = 256;
 struct UnwindRecord {
   std::uint8_t version_and_flags, prologue_size, code_count, frame_register_and_offset;
 
-  int flags() const { return version_and_flags >> 3; }
+  std::uint32_t flags() const { return version_and_flags >> 3; }
   int frame_register() const { return frame_register_and_offset & 15; }
   std::uint64_t frame_offset() const { return 16u * (frame_register_and_offset >> 4u); }
 };
@@ -180,7 +180,7 @@ bool undo_prologue(Machine* machine, std::uint64_t base, std::uint64_t at, std::
         at + sizeof record + 2 * ((static_cast<std::uint64_t>(count) + 1) & ~1ull);
     if (!(record.flags() & kChained)) {
       if (in_prologue || !(record.flags() & (kExceptionHandler | kTerminationHandler))) return true;
-      facts->handler_kinds = static_cast<std::uint32_t>(record.flags());
+      facts->handler_kinds = record.flags();
       facts->handler_data = base + after_codes + sizeof facts->handler;
       return reader(base + after_codes, &facts->handler, sizeof facts->handler);
     }
