@@ -483,8 +483,14 @@ bool Output::finish() {
 void Output::pass(const char* conversion, va_list arguments) {
   if (stream_) {
     finish();
+    // It counts the characters whether they could be written or not.
+    int& flags = stream_->face._flag;
+    const int before = flags;
+    flags &= ~_IOERR;
     passed_ += static_cast<unsigned>(
         __mingw_pformat(kToFile | kNoLimit, &stream_->face, 0, conversion, arguments));
+    if (flags & _IOERR) failed_ = true;
+    flags |= before & _IOERR;
     return;
   }
   const size_t room = static_cast<size_t>(end_ - next_);

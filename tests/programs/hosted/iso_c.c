@@ -63,8 +63,9 @@ static void streams(void) {
   fsetpos(file, &mark);
   int b = getc(file), c = getc(file), after = getc(file);
   printf("end: %02x %02x %c %d\n", a, b, c, after);
-  int written = fputc('x', file);
-  printf("write on a reader: %d, errno %d\n", written, errno == EBADF);
+  int written = fputc('x', file), formatted = fprintf(file, "%d", 1);
+  int passed_on = fprintf(file, "%a", 1.0);
+  printf("write on a reader: %d %d %d, errno %d\n", written, formatted, passed_on, errno == EBADF);
   file = freopen("t.tmp", "w", file);
   setvbuf(file, NULL, _IONBF, 0);
   fputs("unbuffered", file);
