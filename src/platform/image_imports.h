@@ -163,7 +163,7 @@ TARNAPI void RaiseException(std::uint32_t code, std::uint32_t flags, std::uint32
 // was before.
 TARNAPI VectoredHandler SetUnhandledExceptionFilter(VectoredHandler filter);
 
-// Leaves the frames below `target_frame`, whose handlers are told so, and goes on in that
+// Leaves the frames below `target_frame`, calling their handlers first, and goes on in that
 // frame at `target_ip` with `result` in rax. `record` may be null; `original` and
 // `history` are passed on to nobody.
 TARNAPI void RtlUnwindEx(std::uint64_t target_frame, std::uint64_t target_ip,

@@ -212,17 +212,6 @@ VectoredHandler SetUnhandledExceptionFilter(VectoredHandler filter) {
   return __atomic_exchange_n(&unhandled_filter, filter, __ATOMIC_ACQ_REL);
 }
 
-// ---- Leaving frames ---------------------------------------------------------------
-
-namespace {
-
-[[noreturn]] void refuse_target() {
-  RaiseException(kStatusInvalidUnwindTarget, kNonContinuable, 0, nullptr);
-  ExitProcess(kStatusInvalidUnwindTarget);
-}
-
-}  // namespace
-
 // ---- What programs call -------------------------------------------------------------
 
 FunctionRecord* RtlLookupFunctionEntry(std::uint64_t address, std::uint64_t* base, void*) {
@@ -256,19 +245,14 @@ Routine RtlVirtualUnwind(std::uint32_t kinds, std::uint64_t base, std::uint64_t 
   return reinterpret_cast<Routine>(base + facts.handler);
 }
 
-namespace {
-
-// The table of a routine's guarded parts; all are image offsets.
-struct Scope {
-  std::uint32_t begin, end;
-  std::uint32_t handler;  // a filter, or 1: catch everything; or the block that runs anyway
-  std::uint32_t target;   // 0: of the latter kind
-};
-
-}  // namespace
-
 std::int32_t __C_specific_handler(ExceptionRecord* record, std::uint64_t frame,
                                   AMD_CONTEXT* context, DispatcherContext* dispatcher) {
+  // The table of a routine's guarded parts; all are image offsets.
+  struct Scope {
+    std::uint32_t begin, end;
+    std::uint32_t handler;  // a filter, or 1: catch everything; or the block that runs anyway
+    std::uint32_t target;   // 0: of the latter kind
+  };
   using Filter = std::int32_t(TARNAPI*)(ExceptionPointers*, std::uint64_t frame);
   using Block = void(TARNAPI*)(Bool abnormal, std::uint64_t frame);
   constexpr std::uint32_t kCatchAll = 1;
@@ -366,6 +350,8 @@ void tarn_unwind_from(AMD_CONTEXT* context, std::uint64_t target_frame, std::uin
     current = next;
     next = left;
   }
-  if (target_frame != 0) refuse_target();
+  if (target_frame != 0) {
+    RaiseException(kStatusInvalidUnwindTarget, kNonContinuable, 0, nullptr);
+  }
   ExitProcess(record->code);
 }
