@@ -56,7 +56,7 @@ int link(const Job& job, const Words& objects, const fs::path& unfinished) {
     words.insert(words.end(),
                  {(parts / "libtarncrt.a").string(), (parts / "libtarnhosted.a").string(),
                   (parts / "libprogram_support.a").string(), "-Wl,-Bstatic", "-lmingwex",
-                  "-lstdc++", "-lpthread", "-lgcc_eh"});
+                  "-lpthread", "-lgcc_eh"});
   } else {
     words.insert(words.end(), {(parts / "libprogram_support.a").string(),
                                (parts / "libtarnlibc64.dll.a").string()});
