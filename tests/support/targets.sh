@@ -1,7 +1,7 @@
 # Sourced by the scripts of tests, whose arguments are PROGRAMS RUN_FOLDER TARNRUN WINE [MORE...].
 # What is left in $1 and the next is MORE; the run folder is made anew.
 set -uo pipefail
-programs=$1 folder=$2 tarnrun=$3 wine=${4%%*NOTFOUND}
+programs=$1 folder=$2 tarnrun=$3 wine=$4
 shift 4
 rm -rf "$folder"
 mkdir -p "$folder"
