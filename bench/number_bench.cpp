@@ -1,5 +1,4 @@
-// Numbers as text and back, dot products and elementary functions against named
-// peers.
+// Numbers as text and back, and dot products, against named peers.
 
 #include <emmintrin.h>
 
@@ -9,13 +8,10 @@
 #include <cstdlib>
 #include <random>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 #include "bench/rows.h"
 #include "numerics/dot_products.h"
-#include "numerics/elementary.h"
-#include "numerics/intrinsics.h"
 #include "startup/initialise.h"
 #include "streams/conversion/number_parse.h"
 #include "streams/format.h"
@@ -37,7 +33,7 @@ constexpr int kValues = 1024;  // a power of two
 constexpr int kLength = 1024;  // of the vectors
 
 struct Data {
-  std::vector<double> ordinary, unit;  // -1e6 to 1e6; 0.1 to 0.9
+  std::vector<double> ordinary;  // -1e6 to 1e6
   std::vector<std::string> texts, lines;
   std::vector<double> a8, b8;
   std::vector<float> a4, b4;
@@ -51,7 +47,6 @@ const Data& data() {
     std::uniform_real_distribution<double> narrow(0.1, 0.9);
     for (int i = 0; i < kValues; ++i) {
       d.ordinary.push_back(wide(random));
-      d.unit.push_back(narrow(random));
       char text[64];
       std::snprintf(text, sizeof text, "%.*g", 3 + i % 15, d.ordinary.back());
       d.texts.emplace_back(text);
@@ -164,42 +159,6 @@ void dot4_chain(benchmark::State& state) {
   }
 }
 
-// A routine of the library's convention or of glibc's, on one value.
-template <class Real, auto kRoutine>
-void unary(benchmark::State& state) {
-  over_values(state, data().unit, [](double x) {
-    if constexpr (std::is_invocable_v<decltype(kRoutine), const double*>) {
-      benchmark::DoNotOptimize(kRoutine(&x));
-    } else {
-      benchmark::DoNotOptimize(kRoutine(x));
-    }
-  });
-}
-
-template <double (*kRoutine)(double)>
-void glibc(benchmark::State& state) {
-  over_values(state, data().unit, [](double x) { benchmark::DoNotOptimize(kRoutine(x)); });
-}
-
-// The bare x87 instructions of a function whose steps are fixed.
-void bare_sine(benchmark::State& state) {
-  over_values(state, data().unit, [](double x) {
-    double result;
-    asm volatile("fldl %1\n\tfsin\n\tfstpl %0" : "=m"(result) : "m"(x));
-    benchmark::DoNotOptimize(result);
-  });
-}
-
-void bare_arc_tangent(benchmark::State& state) {
-  over_values(state, data().unit, [](double x) {
-    double result;
-    asm volatile("fldl %1\n\tfld1\n\tfpatan\n\tfstpl %0" : "=m"(result) : "m"(x));
-    benchmark::DoNotOptimize(result);
-  });
-}
-
-#define GLIBC(name) glibc<[](double x) { return std::name(x); }>
-
 const Row kRows[] = {
     {"sprintf %.6f", "snprintf, glibc", print_ours<0>, print_peer<0>, 1 / 3.0},
     {"sprintf %g", "snprintf, glibc", print_ours<1>, print_peer<1>, 1 / 3.0},
@@ -252,17 +211,6 @@ const Row kRows[] = {
      },
      0},
 #endif
-    {"DSIN@", "the bare fsin", unary<double, tarn::DSIN>, bare_sine, 1.1},
-    {"DATAN@", "the bare fpatan", unary<double, tarn::DATAN>, bare_arc_tangent, 1.1},
-    {"exp", "exp, glibc", unary<double, tarn::exp>, GLIBC(exp), 0},
-    {"log", "log, glibc", unary<double, tarn::log>, GLIBC(log), 0},
-    {"log10", "log10, glibc", unary<double, tarn::log10>, GLIBC(log10), 0},
-    {"DSIN@ against glibc", "sin, glibc", unary<double, tarn::DSIN>, GLIBC(sin), 0},
-    {"DCOS@", "cos, glibc", unary<double, tarn::DCOS>, GLIBC(cos), 0},
-    {"DTAN@", "tan, glibc", unary<double, tarn::DTAN>, GLIBC(tan), 0},
-    {"DASIN@", "asin, glibc", unary<double, tarn::DASIN>, GLIBC(asin), 0},
-    {"DSINH@", "sinh, glibc", unary<double, tarn::DSINH>, GLIBC(sinh), 0},
-    {"DSQRT@", "sqrt, glibc", unary<double, tarn::DSQRT>, GLIBC(sqrt), 0},
 };
 
 }  // namespace

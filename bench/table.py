@@ -29,7 +29,7 @@ RUN = TOP / "build/host/tools/tarnrun/tarnrun"
 WINE = TOP / "scripts/run_wine"
 
 # Programs that hold rows of their own; see bench/rows.h.
-BENCHES = ["library", "number", "console", "parallel", "compression", "sort"]
+BENCHES = ["library", "number", "mathematics", "console", "parallel", "compression", "sort"]
 
 
 def output(command):

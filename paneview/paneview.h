@@ -150,11 +150,12 @@ TARNAPI void WSF2$();
 
 // ---- Elementary functions ---------------------------------------------------------
 //
-// Computed on the x87 unit in 80-bit precision whatever its control word says,
-// rounded once: the error stays below 0.51 units in the last place in double
-// and 0.501 in single precision. The same bits on both targets. They neither
-// trap nor depend on the SSE control register: subnormal arguments and results
-// count as they are. The result of a NaN is a quiet NaN.
+// Computed in SSE2 arithmetic by the same steps on every processor: the same
+// bits on both targets. The error stays below 0.52 units in the last place in
+// double and 0.503 in single precision. Whatever the SSE control register says,
+// results are those of rounding to the nearest, subnormal arguments and
+// results count as they are, and no exception is raised but the loss of
+// precision. The result of a NaN is a quiet NaN.
 
 TARNAPI float EXP$$(float x);   // raises 25 if the result overflows; 0 on underflow
 TARNAPI float ALOG$$(float x);  // natural, raises 34 for x <= 0

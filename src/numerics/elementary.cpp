@@ -10,7 +10,8 @@ namespace {
 constexpr double kLargeResult = 1e308;
 constexpr double kExpLimit = 708.25;
 constexpr std::uint32_t kExpLimitHighWord = 0x40862200;
-constexpr Extended kPowerLimit = 1025.0L;  // on the exponent of 2
+constexpr Extended kPowerLimit = 1025.0L;        // on the exponent of 2
+constexpr Extended kOrdinaryExponent = 1020.0L;  // a power below has no limit to meet
 constexpr Extended kLargestDouble = 0x1.fffffffffffffp1023L;
 constexpr Extended kSmallestNormal = 0x1p-1022L;
 constexpr Extended kLog2E = 0xb.8aa3b295c17f0bcp-3L;
@@ -18,7 +19,7 @@ constexpr Extended kLn2 = 0xb.17217f7d1cf79acp-4L;
 constexpr Extended kLog10Of2 = 0x9.a209a84fbcff799p-5L;
 constexpr Extended kSqrt2 = 0xb.504f333f9de6484p-3L;
 
-// How __xxdd reports an error to pow.
+// The errors of __xxdd.
 constexpr std::int32_t kPowerDomain = 1;
 constexpr std::int32_t kPowerRange = 2;
 
@@ -29,24 +30,54 @@ double failed(std::int32_t code, double value) {
 
 // 2^t, |t| <= 1025, under kX87Nearest: t = i + f with 0 <= f < 1. The upper half
 // of f's range is computed by the square root of 2, which keeps the argument of f2xm1
-// small. Rounding down is done without a change of the control word, which costs
-// more than all the rest, and without branches; subtracting 0 and multiplying by
-// 1 are exact.
+// small. Both without a change of the control word, which would cost more than
+// all the rest, and without a branch: with the integer n nearest to t, an f of the
+// upper half is t - n + 1, rounded as t - i is, and half of the root times 2^n is
+// the root times 2^i. Where t - n is a half the lower half's way has the same bits.
 [[gnu::always_inline]] inline Extended power_of_2(Extended t) {
-  static constexpr Extended kOneIf[2] = {0.0L, 1.0L};
-  static constexpr Extended kHalfIf[2] = {0.0L, 0.5L};
-  static constexpr Extended kTimes[2] = {1.0L, kSqrt2};
-  const Extended nearest = x87_integer(t);
-  const Extended i = nearest - kOneIf[nearest > t];
-  const Extended f = t - i;
-  const bool upper = f >= 0.5L;
-  return x87_scale(x87_exp2m1(f - kHalfIf[upper]) + 1, i) * kTimes[upper];
+  static constexpr float kOneIf[2] = {0.0f, 1.0f}, kHalfIf[2] = {0.0f, 0.5f};
+  static constexpr Extended kTimes[2] = {1.0L, kSqrt2 / 2};
+  const Extended n = x87_integer(t);
+  const Extended rest = t - n;
+  const bool upper = rest < 0;
+  const Extended f = rest + static_cast<Extended>(kOneIf[upper]);
+  const Extended reduced = f - static_cast<Extended>(kHalfIf[upper]);
+  return x87_scale(x87_exp2m1(reduced) + 1, n) * kTimes[upper];
+}
+
+// One test for all that is ordinary.
+[[gnu::always_inline]] inline bool is_positive_normal(double x) {
+  return __builtin_expect((bits_of(x) >> 52) - 1 < 0x7FE, 1);
 }
 
 [[gnu::always_inline]] inline double logarithm(double x, Extended scale) {
-  if (is_nan(x) || is_below_zero(x)) return failed(kErrnoDomain, kLargeResult);
-  if (is_zero(x)) return failed(kErrnoRange, -kLargeResult);
+  if (!is_positive_normal(x)) {
+    if (is_nan(x) || is_below_zero(x)) return failed(kErrnoDomain, kLargeResult);
+    if (is_zero(x)) return failed(kErrnoRange, -kLargeResult);
+  }
   return x87_double(x87_ylog2(scale, x87_load(x)));
+}
+
+// x^y; the result is 0 or one of the errors.
+[[gnu::always_inline]] inline std::int32_t real_power(double x, double y, double* power) {
+  if (!is_positive_normal(x) || !is_finite(y)) {
+    if (is_nan(x) || is_nan(y) || is_below_zero(x)) return kPowerDomain;
+  }
+  const Extended t = x87_ylog2(x87_load(y), x87_load(x));
+  if (__builtin_expect(__builtin_fabsl(t) < kOrdinaryExponent, 1)) {
+    x87_set_nearest();
+    *power = x87_double(power_of_2(t));
+    return 0;
+  }
+  if (t != t) return kPowerDomain;
+  if (t >= kPowerLimit) return kPowerRange;
+  *power = 0.0;
+  if (t <= -kPowerLimit) return 0;
+  x87_set_nearest();
+  const Extended value = power_of_2(t);
+  if (value >= kLargestDouble) return kPowerRange;
+  if (value > kSmallestNormal) *power = x87_double(value);
+  return 0;
 }
 
 bool fits_32_bits(double integral) { return integral >= -0x1p31 && integral < 0x1p31; }
@@ -67,10 +98,13 @@ double negative_to_power(double x, double y) {
 }  // namespace
 
 double exp(double x) {
-  if (is_nan(x)) return failed(kErrnoDomain, kLargeResult);
-  if (x > kExpLimit) return failed(kErrnoRange, kLargeResult);
+  const bool ordinary = magnitude_bits(x) < bits_of(700.0);
+  if (__builtin_expect(!ordinary, 0)) {
+    if (is_nan(x)) return failed(kErrnoDomain, kLargeResult);
+    if (x > kExpLimit) return failed(kErrnoRange, kLargeResult);
+  }
   x87_set_nearest();
-  if ((high_word(x) & 0x7FFFFFFF) > kExpLimitHighWord) return 0.0;
+  if (!ordinary && (high_word(x) & 0x7FFFFFFF) > kExpLimitHighWord) return 0.0;
   return x87_double(power_of_2(x87_load(x) * kLog2E));
 }
 
@@ -90,7 +124,9 @@ double frexp(double x, std::int32_t* exponent) {
 }
 
 double ldexp(double x, std::int32_t exponent) {
-  return x87_double(x87_scale(x87_load(x), static_cast<Extended>(exponent)));
+  const double result = x87_double(x87_scale(x87_load(x), static_cast<Extended>(exponent)));
+  asm volatile("fwait");  // an unmasked overflow traps here, not at some later x87 instruction
+  return result;
 }
 
 double modf(double x, double* integral) {
@@ -126,27 +162,22 @@ double __xxjj(double x, std::int64_t n) {
 }
 
 double __xxdd(double x, double y) {
-  if (is_nan(x) || is_nan(y) || is_below_zero(x)) return failed(kPowerDomain, kLargeResult);
-  const Extended t = x87_ylog2(x87_load(y), x87_load(x));
-  if (t != t) return failed(kPowerDomain, kLargeResult);
-  if (t >= kPowerLimit) return failed(kPowerRange, kLargeResult);
-  if (t <= -kPowerLimit) return 0.0;
-  x87_set_nearest();
-  const Extended value = power_of_2(t);
-  if (value >= kLargestDouble) return failed(kPowerRange, kLargeResult);
-  if (value <= kSmallestNormal) return 0.0;
-  return x87_double(value);
+  double result;
+  const std::int32_t error = real_power(x, y, &result);
+  return error == 0 ? result : failed(error, kLargeResult);
 }
 
 double pow(double x, double y) {
-  if (is_nan(x) || is_nan(y)) return failed(kErrnoDomain, kLargeResult);
-  if (is_zero(x) && (is_zero(y) || is_below_zero(y))) return failed(kErrnoDomain, kLargeResult);
-  if (is_below_zero(x)) return negative_to_power(x, y);
+  if (!is_positive_normal(x) || !is_finite(y)) {
+    if (is_nan(x) || is_nan(y)) return failed(kErrnoDomain, kLargeResult);
+    if (is_zero(x) && (is_zero(y) || is_below_zero(y))) return failed(kErrnoDomain, kLargeResult);
+    if (is_below_zero(x)) return negative_to_power(x, y);
+  }
+  double result;
+  const std::int32_t error = real_power(x, y, &result);
   set_errno(0);
-  const double value = __xxdd(x, y);
-  if (get_errno() == kPowerDomain) return failed(kErrnoDomain, kLargeResult);
-  if (get_errno() == kPowerRange) return failed(kErrnoRange, kLargeResult);
-  return value;
+  if (__builtin_expect(error == 0, 1)) return result;
+  return failed(error == kPowerDomain ? kErrnoDomain : kErrnoRange, kLargeResult);
 }
 
 }  // namespace tarn

@@ -22,10 +22,14 @@ namespace {
   return result;
 }
 
-[[gnu::always_inline]] inline Extended tangent(Extended x) {
-  // Two values come back in either case: fptan adds a 1 unless x is out of range.
+// Two values come back in either case: fptan adds a 1 unless x is out of range.
+[[gnu::always_inline]] inline Extended tangent(Extended x, bool in_range) {
   Extended result;
   Extended unused;
+  if (__builtin_expect(in_range, 1)) {
+    asm("fptan" : "=t"(unused), "=u"(result) : "0"(x));
+    return result;
+  }
   asm("fptan\n\t"
       "fnstsw %%ax\n\t"
       "testb $4, %%ah\n\t"
@@ -38,18 +42,10 @@ namespace {
   return result;
 }
 
-// The results of all these are no larger than a double or float: unlike
-// x87_double, no overflow has to be waited for.
-[[gnu::always_inline]] inline double to_double(Extended value) {
-  double result;
-  x87_store(value, &result);
-  return result;
-}
-
-[[gnu::always_inline]] inline float to_single(Extended value) {
-  float result;
-  x87_store(value, &result);
-  return result;
+// |x| < 2^63, by the bits of its exponent.
+bool is_in_range(const double& x) { return (bits_of(x) >> 52 & 0x7FF) < 1023 + 63; }
+bool is_in_range(const float& x) {
+  return (__builtin_bit_cast(std::uint32_t, x) >> 23 & 0xFF) < 127 + 63;
 }
 
 // x with 0.5 added away from zero. A NaN or infinity stays what it is.
@@ -77,14 +73,14 @@ double DLOG2(const double* x) { return paneview::DALG2$$(*x); }
 float EXP(const float* x) { return paneview::EXP$$(*x); }
 double DEXP(const double* x) { return paneview::DEXP$$(*x); }
 
-float SIN(const float* x) { return to_single(sine(x87_load(*x))); }
-float COS(const float* x) { return to_single(cosine(x87_load(*x))); }
-float TAN(const float* x) { return to_single(tangent(x87_load(*x))); }
-float ATAN(const float* x) { return to_single(x87_atan2(x87_load(*x), 1.0L)); }
-double DSIN(const double* x) { return to_double(sine(x87_load(*x))); }
-double DCOS(const double* x) { return to_double(cosine(x87_load(*x))); }
-double DTAN(const double* x) { return to_double(tangent(x87_load(*x))); }
-double DATAN(const double* x) { return to_double(x87_atan2(x87_load(*x), 1.0L)); }
+float SIN(const float* x) { return x87_single(sine(x87_load(*x))); }
+float COS(const float* x) { return x87_single(cosine(x87_load(*x))); }
+float TAN(const float* x) { return x87_single(tangent(x87_load(*x), is_in_range(*x))); }
+float ATAN(const float* x) { return x87_single(x87_atan2(x87_load(*x), 1.0L)); }
+double DSIN(const double* x) { return x87_double(sine(x87_load(*x))); }
+double DCOS(const double* x) { return x87_double(cosine(x87_load(*x))); }
+double DTAN(const double* x) { return x87_double(tangent(x87_load(*x), is_in_range(*x))); }
+double DATAN(const double* x) { return x87_double(x87_atan2(x87_load(*x), 1.0L)); }
 
 float ASIN(const float* x) { return paneview::ASIN$$(*x); }
 float ACOS(const float* x) { return paneview::ACOS$$(*x); }

@@ -50,8 +50,8 @@ struct Function {
       : routine(two), low(from), high(to) {}
 };
 
-// One sum over the bits of many results. It was taken while each of them lay within 0.52 units of
-// the last place of the extended result (XX$DD within 1).
+// One sum over the bits of many results. It was taken while bench/accuracy found none of the
+// functions off by more than 0.52 units of the last place.
 template <class Real, class Bits>
 std::uint64_t digest(const std::vector<Function<Real>>& functions) {
   std::mt19937_64 random(71);
@@ -85,7 +85,7 @@ TEST(Elementary, ResultsAreThoseOfTheDigest) {
                                             {&XX$DD, 1e-3, 300},
                                             {&DATAN2V$, -300, 300},
                                             {&DMOD$$, -1e18, 1e18}})),
-            15649009575203064640u);
+            5356069946976515532u);
   EXPECT_EQ((digest<float, std::uint32_t>({{&EXP$$, -110, 88},
                                            {&ALOG$$, FLT_MIN, 1e30},
                                            {&AL10$$, FLT_MIN, 1e9},
@@ -169,7 +169,8 @@ TEST(Elementary, DomainErrorsAreNumbered) {
     EXPECT_EQ(raised_by([&] { c.call(); }).number, c.number) << &c - cases;
 }
 
-// A program runs with invalid operation, zero divide and overflow unmasked.
+// A program runs with invalid operation, zero divide, overflow and at times underflow
+// unmasked, subnormal numbers taken for zero and flushed; this one rounds upward too.
 TEST(Elementary, NeitherTrapsNorDependsOnTheControlRegisters) {
   volatile double hard[] = {0x1p-1074, NAN, 5e-324, 1e-310, 709.0, -745.0, HUGE_VAL};
   const auto run = [&hard](std::vector<double>* results) {
@@ -182,12 +183,19 @@ TEST(Elementary, NeitherTrapsNorDependsOnTheControlRegisters) {
       results->push_back(DAINT$$(x));
       results->push_back(DMOD$$(hard[6], x));
     }
+    const double tiny[] = {hard[0], hard[3]};
+    for (const double result : {DASIN$$(0.7), DSINH$$(709.0), DTANH$$(0.3), ZABS$$(tiny)}) {
+      results->push_back(result);
+    }
+    for (const float result : {EXP$$(-95.0f), ALOG$$(1e-40f), ATAN2V$(1e-40f, 3.0f)}) {
+      results->push_back(std::bit_cast<std::uint32_t>(result));  // they may be subnormal
+    }
   };
   std::vector<double> plain, unmasked;
   plain.reserve(64);
   unmasked.reserve(64);
   run(&plain);
-  std::uint32_t mxcsr, strict = 0x1F80 & ~0x680u;
+  std::uint32_t mxcsr, strict = 0xC040 | (0x1F80 & ~0xE80u);
   std::uint16_t control, short_precision = 0x0272;
   asm volatile("stmxcsr %0\n\tfnstcw %1" : "=m"(mxcsr), "=m"(control));
   const auto fault = fault_by([&] {
