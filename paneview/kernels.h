@@ -118,7 +118,7 @@ PANEVIEW_INLINE bool is_positive_normal(Real x) {
 
 // x * 2^exponent for x and result that are normal.
 PANEVIEW_INLINE double shifted(double x, int exponent) {
-  return real_of<double>(bits_of(x) + (static_cast<std::uint64_t>(exponent) << 52));
+  return real_of<double>(bits_of(x) + static_cast<std::uint64_t>(exponent) * kLeastNormal<double>);
 }
 
 // A subnormal number as a normal one, x = result * 2^*exponent.
@@ -155,11 +155,11 @@ struct Pair {
   double high, low;  // low is small beside high
 };
 
-// The first 26 bits.
+// The first 26 bits. Written out, since the intrinsic clears the upper half first.
 PANEVIEW_INLINE double leading(double x) {
-  __m128d bits;
-  asm("" : "=x"(bits) : "0"(x));  // whatever is in the upper half
-  return _mm_cvtsd_f64(_mm_and_pd(bits, _mm_castsi128_pd(_mm_set1_epi64x(~0x7FFFFFFLL))));
+  alignas(16) static constexpr std::uint64_t kLeadingBits[2] = {~std::uint64_t{0x7FFFFFF}};
+  asm("andpd %1, %0" : "+x"(x) : "m"(kLeadingBits));
+  return x;
 }
 
 // |a| >= |b| or a = 0
