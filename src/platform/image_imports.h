@@ -38,10 +38,19 @@ TARNAPI void DeleteCriticalSection(CriticalSection* section);
 
 [[noreturn]] TARNAPI void ExitThread(std::uint32_t code);
 
+// A lock that its owner may take again, by waiting for it; who waits for one whose owner
+// has ended gets it with kWaitAbandoned. Without names: `name` is null.
+inline constexpr std::uint32_t kWaitAbandoned = 0x80;
+TARNAPI Handle CreateMutexW(const SecurityAttributes* security, Bool owned, const char16_t* name);
+TARNAPI Bool ReleaseMutex(Handle mutex);
+TARNAPI std::uint32_t WaitForSingleObjectEx(Handle object, std::uint32_t milliseconds,
+                                            Bool alertable);
+
 // ---- Libraries --------------------------------------------------------------------
 
 // As LoadLibraryA. `file` is null; of the flags LOAD_WITH_ALTERED_SEARCH_PATH is known.
 TARNAPI Module LoadLibraryExA(const char* name, Handle file, std::uint32_t flags);
+TARNAPI Module LoadLibraryW(const char16_t* name);
 
 // ---- The process ----------------------------------------------------------------
 
@@ -52,6 +61,18 @@ TARNAPI Bool SetStdHandle(std::int32_t which, Handle handle);
 // there is no memory. FreeEnvironmentStringsA releases it.
 TARNAPI char* GetEnvironmentStrings();
 TARNAPI Bool FreeEnvironmentStringsA(char* strings);
+
+// The breakpoint instruction: without a debugger the program ends in a report. What is
+// told a debugger goes nowhere.
+TARNAPI void DebugBreak();
+TARNAPI void OutputDebugStringA(const char* text);
+TARNAPI void OutputDebugStringW(const char16_t* text);
+
+// As FormatMessageA, which takes the flag 0x100 as well: then `buffer` is where the address
+// of a new block goes, which LocalFree releases.
+TARNAPI std::uint32_t FormatMessageW(std::uint32_t flags, const void* source, std::uint32_t code,
+                                     std::uint32_t language, char16_t* buffer, std::uint32_t size,
+                                     void* arguments);
 
 // ---- Files ----------------------------------------------------------------------
 
@@ -110,6 +131,77 @@ TARNAPI std::uint32_t GetFullPathNameA(const char* path, std::uint32_t size, cha
 // The folder for temporary files, with a '\' at its end.
 TARNAPI std::uint32_t GetTempPathA(std::uint32_t size, char* buffer);
 
+// The size of the file system's unit in sectors, that of a sector in bytes, and how many
+// units there are free and in all, no more than 2^31 - 1. Any of them may be null.
+TARNAPI Bool GetDiskFreeSpaceA(const char* root, std::uint32_t* sectors, std::uint32_t* bytes,
+                               std::uint32_t* free_clusters, std::uint32_t* clusters);
+
+// The size and the position in two halves; all bits set on failure, which is a right
+// answer too if the last error is 0.
+TARNAPI std::uint32_t GetFileSize(Handle file, std::uint32_t* high);
+TARNAPI std::uint32_t SetFilePointer(Handle file, std::int32_t distance, std::int32_t* high,
+                                     std::uint32_t origin);
+
+// With such a record ReadFile and WriteFile begin at its offset, and leave the file's
+// position after what they have transferred; at the end of the file a read fails.
+struct Overlapped {
+  std::uint64_t status, count;
+  std::uint64_t offset;
+  Handle event;  // set at the end, or null
+};
+static_assert(sizeof(Overlapped) == 32);
+
+// Locks on parts of a file, which may lie beyond its end. Those of one handle exclude
+// each other too; what is unlocked is exactly what was locked once. CloseHandle takes off
+// the rest. LockFileEx waits unless bit 0 of `flags` is set; bit 1: exclusive. On the host
+// they bind those who lock, not reads and writes, and for other processes an exclusive lock
+// by a handle that cannot write is a shared one.
+TARNAPI Bool LockFile(Handle file, std::uint32_t low, std::uint32_t high, std::uint32_t size_low,
+                      std::uint32_t size_high);
+TARNAPI Bool UnlockFile(Handle file, std::uint32_t low, std::uint32_t high, std::uint32_t size_low,
+                        std::uint32_t size_high);
+TARNAPI Bool LockFileEx(Handle file, std::uint32_t flags, std::uint32_t reserved,
+                        std::uint32_t size_low, std::uint32_t size_high, Overlapped* place);
+TARNAPI Bool UnlockFileEx(Handle file, std::uint32_t reserved, std::uint32_t size_low,
+                          std::uint32_t size_high, Overlapped* place);
+
+// A file in memory, or memory alone for invalid_handle(). A size of 0 is the file's; a
+// greater one than the file's makes it longer. Without names: `name` is null. Views begin at
+// multiples of 65,536, in the file and in memory; a file is not cut while a view of this
+// process goes beyond.
+TARNAPI Handle CreateFileMappingW(Handle file, const SecurityAttributes* security,
+                                  std::uint32_t protection, std::uint32_t size_high,
+                                  std::uint32_t size_low, const char16_t* name);
+TARNAPI void* MapViewOfFile(Handle mapping, std::uint32_t access, std::uint32_t offset_high,
+                            std::uint32_t offset_low, std::uint64_t size);
+TARNAPI Bool UnmapViewOfFile(const void* address);
+TARNAPI Bool FlushViewOfFile(const void* address, std::uint64_t size);
+
+// As the routines with an A at the end, with names in UTF-16.
+TARNAPI Handle CreateFileW(const char16_t* path, std::uint32_t access, std::uint32_t share,
+                           void* security, std::uint32_t creation, std::uint32_t attributes,
+                           Handle template_file);
+TARNAPI Bool DeleteFileW(const char16_t* path);
+TARNAPI std::uint32_t GetFileAttributesW(const char16_t* path);
+TARNAPI Bool GetFileAttributesExW(const char16_t* path, std::uint32_t level,
+                                  FileAttributeData* data);
+TARNAPI Bool SetCurrentDirectoryW(const char16_t* path);
+TARNAPI std::uint32_t GetFullPathNameW(const char16_t* path, std::uint32_t size, char16_t* buffer,
+                                       char16_t** file_part);
+TARNAPI std::uint32_t GetTempPathW(std::uint32_t size, char16_t* buffer);
+TARNAPI Bool GetDiskFreeSpaceW(const char16_t* root, std::uint32_t* sectors, std::uint32_t* bytes,
+                               std::uint32_t* free_clusters, std::uint32_t* clusters);
+struct WideFindData {
+  std::uint32_t attributes;
+  FileTime created, accessed, written;
+  std::uint32_t size_high, size_low, reserved0, reserved1;
+  char16_t name[260];
+  char16_t short_name[14];
+};
+static_assert(sizeof(WideFindData) == 592);
+TARNAPI Handle FindFirstFileW(const char16_t* pattern, WideFindData* data);
+TARNAPI Bool FindNextFileW(Handle find, WideFindData* data);
+
 // ---- Characters -----------------------------------------------------------------
 
 // Bytes of a code page, which is UTF-8, to and from UTF-16. `length` -1: up to the NUL,
@@ -123,9 +215,13 @@ TARNAPI std::int32_t WideCharToMultiByte(std::uint32_t page, std::uint32_t flags
 // UTF-8 has no such bytes: 0.
 TARNAPI Bool IsDBCSLeadByteEx(std::uint32_t page, std::uint8_t byte);
 TARNAPI std::uint32_t GetACP();
+// Names of files are in that code page: 1.
+TARNAPI Bool AreFileApisANSI();
 
 // ---- Time -----------------------------------------------------------------------
 
+TARNAPI void GetSystemTime(SystemTime* time);
+TARNAPI Bool SystemTimeToFileTime(const SystemTime* broken, FileTime* time);
 // A steady count of ten million a second.
 TARNAPI Bool QueryPerformanceCounter(std::int64_t* count);
 TARNAPI Bool QueryPerformanceFrequency(std::int64_t* per_second);
@@ -188,6 +284,12 @@ TARNAPI Routine RtlVirtualUnwind(std::uint32_t kinds, std::uint64_t base, std::u
 TARNAPI std::int32_t __C_specific_handler(ExceptionRecord* record, std::uint64_t frame,
                                           AMD_CONTEXT* context, DispatcherContext* dispatcher);
 
+// ---- Console ----------------------------------------------------------------------
+
+// The attributes of the text that is printed from now on; at the end of the process they
+// are as they were.
+TARNAPI Bool SetConsoleTextAttribute(Handle screen, std::uint16_t attributes);
+
 // ---- Memory -----------------------------------------------------------------------
 
 struct MemoryInformation {
@@ -202,5 +304,18 @@ static_assert(sizeof(MemoryInformation) == 48);
 // The pages from `address` on that are alike. Result: bytes stored, or 0.
 TARNAPI std::uint64_t VirtualQuery(const void* address, MemoryInformation* information,
                                    std::uint64_t size);
+
+// Heaps of the program's own; GetProcessHeap's is one too. Of the flags of HeapCreate bit
+// 0 is known; `most` bytes may be allocated, any number if it is 0. HeapSize is what was
+// asked for, of the process's heap at least that. HeapReAlloc: with bit 4 in place or not
+// at all. HeapCompact finds nothing to do.
+TARNAPI Handle HeapCreate(std::uint32_t flags, std::uint64_t initial, std::uint64_t most);
+TARNAPI Bool HeapDestroy(Handle heap);
+TARNAPI Bool HeapFree(Handle heap, std::uint32_t flags, void* block);
+TARNAPI void* HeapReAlloc(Handle heap, std::uint32_t flags, void* block, std::uint64_t size);
+TARNAPI std::uint64_t HeapSize(Handle heap, std::uint32_t flags, void* block);
+TARNAPI Bool HeapValidate(Handle heap, std::uint32_t flags, void* block);
+TARNAPI std::uint64_t HeapCompact(Handle heap, std::uint32_t flags);
+TARNAPI void* LocalFree(void* block);
 
 }  // namespace tarn::platform

@@ -77,6 +77,102 @@ static void files(void) {
   printf("no file: type %lu, last error %lu\n", type, last());
 }
 
+/* Names in UTF-16, places of transfers, locks and mappings. */
+static void parts_of_files(void) {
+  WCHAR wide[300], *part;
+  DWORD count = 0, high = 7;
+  OVERLAPPED at = {.Offset = 4}, first = {0};
+  WIN32_FIND_DATAW found;
+  WIN32_FILE_ATTRIBUTE_DATA data;
+  const DWORD all = FILE_SHARE_READ | FILE_SHARE_WRITE;
+  HANDLE file = CreateFileW(L"gr\u00f6\u00dfe.tmp", GENERIC_READ | GENERIC_WRITE, all, NULL,
+                            CREATE_ALWAYS, 0, NULL);
+  HANDLE other = CreateFileA("gr\u00f6\u00dfe.tmp", GENERIC_READ | GENERIC_WRITE, all, NULL,
+                             OPEN_EXISTING, 0, NULL);
+  BOOL wrote = WriteFile(file, "ab", 2, &count, &at);
+  printf("at a place %d %lu, then %lu", wrote, count, SetFilePointer(file, 0, NULL, FILE_CURRENT));
+  at.Offset = 6;
+  BOOL read = ReadFile(file, wide, 4, &count, &at);
+  printf(", at the end %d %lu %lu", read, count, last());
+  printf(", size %lu", GetFileSize(file, &high));
+  LONG up = 1;
+  DWORD low = SetFilePointer(file, -1, &up, FILE_BEGIN);
+  printf(" %lu, far %lx %ld", high, low, up);
+  low = SetFilePointer(file, -1, NULL, FILE_BEGIN);
+  printf(", before %lx %lu\n", low, last());
+  DWORD length = GetFullPathNameW(L"a\\gr\u00f6.b", 300, wide, &part);
+  HANDLE search = FindFirstFileW(L"gr*.tmp", &found);
+  BOOL more = FindNextFileW(search, &found);
+  printf("wide: part %d, found %x %d %lu", length == wcslen(wide) && part == wide + length - 5,
+         found.cFileName[2], more, last());
+  FindClose(search);
+  BOOL told = GetFileAttributesExW(L"gr\u00f6\u00dfe.tmp", GetFileExInfoStandard, &data);
+  printf(", attributes %d %lu %lx", told, data.nFileSizeLow, GetFileAttributesW(L"none"));
+  printf(" %lu\n", last());
+  BOOL locked = LockFile(file, 10, 0, 5, 0), again = LockFile(file, 14, 0, 1, 0);
+  printf("lock %d, own again %d %lu", locked, again, last());
+  BOOL across = LockFile(other, 12, 0, 100, 0);
+  printf(", other's %d %lu", across, last());
+  BOOL beside = LockFileEx(other, LOCKFILE_FAIL_IMMEDIATELY, 0, 10, 0, &first);
+  BOOL shared_too = LockFileEx(file, LOCKFILE_FAIL_IMMEDIATELY, 0, 5, 0, &first);
+  BOOL cut = UnlockFile(file, 10, 0, 4, 0);
+  printf(", shared %d %d, unlocked part %d", beside, shared_too, cut);
+  last();
+  CloseHandle(other);
+  BOOL rest = UnlockFile(file, 10, 0, 5, 0);
+  other = CreateFileA("gr\u00f6\u00dfe.tmp", GENERIC_READ, all, NULL, OPEN_EXISTING, 0, NULL);
+  BOOL then = LockFile(other, 12, 0, 100, 0), shared = LockFile(other, 0, 0, 1, 0);
+  printf(", whole %d, then other's %d, shared by another %d %lu\n", rest, then, shared, last());
+  HANDLE mapping = CreateFileMappingW(file, NULL, PAGE_READWRITE, 0, 0x10100, NULL);
+  char* view = MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0x10000, 0x100);
+  void* crooked = MapViewOfFile(mapping, FILE_MAP_READ, 0, 0x1000, 0x100);
+  printf("mapped %lu, crooked %d %lu", GetFileSize(file, NULL), crooked != NULL, last());
+  void* beyond = MapViewOfFile(mapping, FILE_MAP_READ, 0, 0x10000, 0x20000);
+  printf(", beyond %d %lu", beyond != NULL, last());
+  CloseHandle(mapping);
+  memcpy(view + 0x80, "view", 4);
+  BOOL flushed = FlushViewOfFile(view, 0);
+  at.Offset = 0x10080;
+  ReadFile(file, wide, 4, &count, &at);
+  printf(", flushed %d, read %.4s", flushed, (char*)wide);
+  SetFilePointer(file, 10, NULL, FILE_BEGIN);
+  cut = SetEndOfFile(file);
+  printf(", cut %d %lu", cut, last());
+  BOOL unmapped = UnmapViewOfFile(view), twice = UnmapViewOfFile(view);
+  DWORD why = last();
+  printf(", unmapped %d %d %lu, cut %d\n", unmapped, twice, why, SetEndOfFile(file));
+  CloseHandle(file);
+  CloseHandle(other);
+  DeleteFileW(L"gr\u00f6\u00dfe.tmp");
+  SYSTEMTIME day = {.wYear = 2024, .wMonth = 2, .wDay = 29, .wMilliseconds = 5};
+  FILETIME units;
+  BOOL right = SystemTimeToFileTime(&day, &units);
+  printf("day %d %lx %lx", right, units.dwHighDateTime, units.dwLowDateTime);
+  day.wMonth = 4;
+  day.wDay = 31;
+  right = SystemTimeToFileTime(&day, &units);
+  printf(", none %d %lu\n", right, last());
+}
+
+static void heaps(void) {
+  HANDLE heap = HeapCreate(0, 0, 0);
+  char* block = HeapAlloc(heap, HEAP_ZERO_MEMORY, 100);
+  int sum = 0;
+  for (int i = 0; i < 100; ++i) sum += block[i];
+  memset(block, 7, 100);
+  block = HeapReAlloc(heap, HEAP_ZERO_MEMORY, block, 300);
+  printf("heap %d %d %d %d", sum, block[99], block[100], (int)HeapSize(heap, 0, block));
+  printf(", valid %d %d", HeapValidate(heap, 0, block), HeapValidate(heap, 0, NULL));
+  printf(", freed %d", HeapFree(heap, 0, block));
+  HeapAlloc(heap, 0, 50000);
+  printf(", destroyed %d\n", HeapDestroy(heap));
+  char* text = NULL;
+  DWORD length = FormatMessageA(
+      FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+      NULL, ERROR_DISK_FULL, 0, (char*)&text, 0, NULL);
+  printf("message %d\n", length > 5 && length == strlen(text) && LocalFree(text) == NULL);
+}
+
 static CRITICAL_SECTION section;
 static DWORD slot;
 static int shared, tried;
@@ -93,6 +189,29 @@ static DWORD WINAPI add(LPVOID times) {
   tried = TryEnterCriticalSection(&section);
   if (tried) LeaveCriticalSection(&section);
   ExitThread(TlsGetValue(slot) == times);
+}
+
+static DWORD waited[2];
+
+static DWORD WINAPI keep(LPVOID mutex) {
+  waited[waited[0] != 0] = WaitForSingleObject(mutex, 0);
+  return 0;
+}
+
+static void mutexes(void) {
+  HANDLE mutex = CreateMutexW(NULL, TRUE, NULL);
+  DWORD entered = WaitForSingleObjectEx(mutex, INFINITE, FALSE);
+  for (int i = 0; i < 2; ++i) {
+    HANDLE thread = CreateThread(NULL, 0, keep, mutex, 0, NULL);
+    WaitForSingleObject(thread, INFINITE);
+    if (i == 0) ReleaseMutex(mutex), ReleaseMutex(mutex);
+  }
+  BOOL twice = ReleaseMutex(mutex);
+  DWORD why = last();
+  printf("mutex %lu %lu %lu, not owned %d %lu", entered, waited[0], waited[1], twice, why);
+  printf(", abandoned %lx", WaitForSingleObject(mutex, 1000));
+  printf(", released %d\n", ReleaseMutex(mutex));
+  CloseHandle(mutex);
 }
 
 static void threads(void) {
@@ -146,6 +265,9 @@ static void characters(void) {
 int main(void) {
   last();
   files();
+  parts_of_files();
+  heaps();
+  mutexes();
   threads();
   memory();
   characters();

@@ -23,19 +23,26 @@ namespace tarn::platform {
 inline constexpr std::uint32_t kErrorInvalidFunction = 1;
 inline constexpr std::uint32_t kErrorNotSameDevice = 17;
 inline constexpr std::uint32_t kErrorBadLength = 24;
+inline constexpr std::uint32_t kErrorLockViolation = 33;
+inline constexpr std::uint32_t kErrorHandleEof = 38;
 inline constexpr std::uint32_t kErrorNotSupported = 50;
 inline constexpr std::uint32_t kErrorInvalidName = 123;
 inline constexpr std::uint32_t kErrorNegativeSeek = 131;
 inline constexpr std::uint32_t kErrorDirectoryNotEmpty = 145;
+inline constexpr std::uint32_t kErrorNotLocked = 158;
 inline constexpr std::uint32_t kErrorFileNameTooLong = 206;
 inline constexpr std::uint32_t kErrorNoMoreItems = 259;
 inline constexpr std::uint32_t kErrorDirectory = 267;
+inline constexpr std::uint32_t kErrorNotOwner = 288;
 inline constexpr std::uint32_t kErrorPartialCopy = 299;
 inline constexpr std::uint32_t kErrorMessageNotFound = 317;
 inline constexpr std::uint32_t kErrorInvalidAddress = 487;
+inline constexpr std::uint32_t kErrorFileInvalid = 1006;
 inline constexpr std::uint32_t kErrorDllInitFailed = 1114;
 inline constexpr std::uint32_t kErrorNoUnicodeTranslation = 1113;
 inline constexpr std::uint32_t kErrorIoDevice = 1117;
+inline constexpr std::uint32_t kErrorMappedAlignment = 1132;
+inline constexpr std::uint32_t kErrorUserMappedFile = 1224;
 
 // The Windows code for a value of errno.
 std::uint32_t windows_code(int error);
@@ -104,6 +111,16 @@ struct Device {
 // The device that the path names, or null.
 const Device* find_device(const char* path);
 
+// ---- UTF-16 -------------------------------------------------------------------
+
+// A program's UTF-16 name in UTF-8; false, with the last error, if it is too long. A null
+// pointer is an empty name.
+bool to_narrow(const char16_t* wide, char (&bytes)[kPathSize]);
+
+// Stores UTF-8 as UTF-16. Result: its units without the NUL, or the size needed if that
+// is greater than `size`; 0, with the last error, on failure.
+std::uint32_t put_wide(const char* bytes, char16_t* wide, std::uint32_t size);
+
 // ---- Writing ------------------------------------------------------------------
 
 // Called before a write or a change of a file's size. From then on a write to a
@@ -121,7 +138,9 @@ enum class HandleKind : std::uint32_t {
   kEvent,
   kThread,
   kProcess,
-  kSnapshot
+  kSnapshot,
+  kMapping,
+  kMutex
 };
 
 // One open object. A file has its descriptor and what the opener asked for; a

@@ -2,6 +2,7 @@
 
 #include <string.h>
 
+#include "platform/image_imports.h"
 #include "platform/posix/base/base.h"
 
 namespace tarn::platform {
@@ -21,6 +22,8 @@ constexpr struct {
     {kErrorNotEnoughMemory, "There is not enough memory."},
     {kErrorNoMoreFiles, "There are no more files."},
     {kErrorSharingViolation, "The file is in use by another opener."},
+    {kErrorLockViolation, "Part of the file is locked by another opener."},
+    {kErrorHandleEof, "The end of the file is reached."},
     {kErrorNotSupported, "The operation is not supported."},
     {kErrorFileExists, "The file exists."},
     {kErrorInvalidParameter, "An argument is not valid."},
@@ -43,27 +46,56 @@ constexpr struct {
     {kErrorIoDevice, "The device reported an error."},
 };
 
+constexpr std::uint32_t kAllocates = 0x0100;
+constexpr char kEnd[] = "\r\n";
+
+// The text of the code; null, with the last error, for other flags than these callers'
+// and for a code without a text.
+const char* message_of(std::uint32_t flags, std::uint32_t code, const void* buffer) {
+  constexpr std::uint32_t kFromSystem = 0x1000;
+  constexpr std::uint32_t kIgnoreInserts = 0x0200;
+  if ((flags & ~kAllocates) != (kFromSystem | kIgnoreInserts) || buffer == nullptr) {
+    fail(kErrorInvalidParameter);
+    return nullptr;
+  }
+  for (const auto& row : kTexts) {
+    if (row.code == code) return row.text;
+  }
+  fail(kErrorMessageNotFound);
+  return nullptr;
+}
+
+// Stores the text and the end of its line. With kAllocates `buffer` is where the address
+// of a new block goes, for LocalFree, and `size` the least room in it.
+template <class Unit>
+std::uint32_t put_message(const char* text, std::uint32_t flags, Unit* buffer, std::uint32_t size) {
+  const std::size_t length = strlen(text) + sizeof kEnd - 1;
+  if ((flags & kAllocates) != 0) {
+    const std::size_t room = length < size ? size : length + 1;
+    auto* const block = static_cast<Unit*>(GlobalAlloc(0, room * sizeof(Unit)));
+    if (block == nullptr) return 0;
+    memcpy(buffer, &block, sizeof block);
+    buffer = block;
+  } else if (length >= size) {
+    return static_cast<std::uint32_t>(fail(kErrorInsufficientBuffer));
+  }
+  for (; *text != '\0'; ++text) *buffer++ = static_cast<Unit>(*text);
+  for (const char unit : kEnd) *buffer++ = static_cast<Unit>(unit);
+  return static_cast<std::uint32_t>(length);
+}
+
 }  // namespace
 
 std::uint32_t FormatMessageA(std::uint32_t flags, const void*, std::uint32_t code, std::uint32_t,
                              char* buffer, std::uint32_t size, void*) {
-  constexpr std::uint32_t kFromSystem = 0x1000;
-  constexpr std::uint32_t kIgnoreInserts = 0x0200;
-  constexpr char kEnd[] = "\r\n";
-  if (flags != (kFromSystem | kIgnoreInserts) || buffer == nullptr) {
-    return static_cast<std::uint32_t>(fail(kErrorInvalidParameter));
-  }
-  for (const auto& row : kTexts) {
-    if (row.code != code) continue;
-    const std::size_t length = strlen(row.text);
-    if (length + sizeof kEnd > size) {
-      return static_cast<std::uint32_t>(fail(kErrorInsufficientBuffer));
-    }
-    memcpy(buffer, row.text, length);
-    memcpy(buffer + length, kEnd, sizeof kEnd);
-    return static_cast<std::uint32_t>(length + sizeof kEnd - 1);
-  }
-  return static_cast<std::uint32_t>(fail(kErrorMessageNotFound));
+  const char* const text = message_of(flags, code, buffer);
+  return text == nullptr ? 0 : put_message(text, flags, buffer, size);
+}
+
+std::uint32_t FormatMessageW(std::uint32_t flags, const void*, std::uint32_t code, std::uint32_t,
+                             char16_t* buffer, std::uint32_t size, void*) {
+  const char* const text = message_of(flags, code, buffer);
+  return text == nullptr ? 0 : put_message(text, flags, buffer, size);
 }
 
 }  // namespace tarn::platform

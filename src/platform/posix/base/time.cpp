@@ -6,6 +6,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "platform/image_imports.h"
 #include "platform/posix/base/base.h"
 
 namespace tarn::platform {
@@ -85,6 +86,19 @@ Bool FileTimeToSystemTime(const FileTime* time, SystemTime* broken) {
   return 1;
 }
 
+Bool SystemTimeToFileTime(const SystemTime* broken, FileTime* time) {
+  const std::int64_t seconds = seconds_of(*broken);
+  if (seconds < 0) return fail(kErrorInvalidParameter);
+  *time = file_time(seconds * kUnitsPerSecond + broken->milliseconds * std::int64_t{10'000});
+  return 1;
+}
+
+void GetSystemTime(SystemTime* time) {
+  FileTime now;
+  GetSystemTimeAsFileTime(&now);
+  FileTimeToSystemTime(&now, time);
+}
+
 // A `zone` other than null, with the caller's own rules, is not supported.
 Bool SystemTimeToTzSpecificLocalTime(const void* zone, const SystemTime* universal,
                                      SystemTime* local) {
@@ -103,10 +117,8 @@ Bool SystemTimeToTzSpecificLocalTime(const void* zone, const SystemTime* univers
 }
 
 void GetLocalTime(SystemTime* time) {
-  FileTime now;
   SystemTime universal;
-  GetSystemTimeAsFileTime(&now);
-  FileTimeToSystemTime(&now, &universal);
+  GetSystemTime(&universal);
   if (!SystemTimeToTzSpecificLocalTime(nullptr, &universal, time)) *time = universal;
 }
 

@@ -115,4 +115,24 @@ Bool IsDBCSLeadByteEx(std::uint32_t, std::uint8_t) { return 0; }
 
 std::uint32_t GetACP() { return kUtf8; }
 
+Bool AreFileApisANSI() { return 1; }
+
+bool to_narrow(const char16_t* wide, char (&bytes)[kPathSize]) {
+  bytes[0] = '\0';
+  if (wide == nullptr ||
+      WideCharToMultiByte(kUtf8, 0, wide, -1, bytes, kPathSize, nullptr, nullptr) > 0) {
+    return true;
+  }
+  fail(kErrorFileNameTooLong);
+  return false;
+}
+
+std::uint32_t put_wide(const char* bytes, char16_t* wide, std::uint32_t size) {
+  const auto needed =
+      static_cast<std::uint32_t>(MultiByteToWideChar(kUtf8, 0, bytes, -1, nullptr, 0));
+  if (needed > size || wide == nullptr) return needed;
+  MultiByteToWideChar(kUtf8, 0, bytes, -1, wide, static_cast<std::int32_t>(size));
+  return needed - 1;
+}
+
 }  // namespace tarn::platform

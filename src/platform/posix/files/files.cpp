@@ -223,12 +223,41 @@ bool is_pipe(int descriptor) {
   return fstat(descriptor, &facts) == 0 && (S_ISFIFO(facts.st_mode) || S_ISSOCK(facts.st_mode));
 }
 
+// Where a transfer begins: at the offset of `place`, or where the file is.
+constexpr std::int64_t kHere = -1;
+
+std::int64_t start_of(const Overlapped* place) {
+  return place == nullptr ? kHere : static_cast<std::int64_t>(place->offset);
+}
+
+// What has no positions is read from where it is.
+ssize_t read_from(int descriptor, void* buffer, std::size_t size, std::int64_t start) {
+  const ssize_t taken = start == kHere ? -1 : pread(descriptor, buffer, size, start);
+  return start == kHere || (taken < 0 && errno == ESPIPE) ? read(descriptor, buffer, size) : taken;
+}
+
+ssize_t write_at(int descriptor, const void* bytes, std::size_t size, std::int64_t start) {
+  const ssize_t put = start == kHere ? -1 : pwrite(descriptor, bytes, size, start);
+  return start == kHere || (put < 0 && errno == ESPIPE) ? write(descriptor, bytes, size) : put;
+}
+
+// The file goes on after what was transferred, and the record says how much that was.
+void finish_transfer(int descriptor, Overlapped* place, std::uint32_t count) {
+  if (place == nullptr) return;
+  lseek(descriptor, start_of(place) + count, SEEK_SET);
+  place->status = 0;
+  place->count = count;
+  if (place->event != nullptr) SetEvent(place->event);
+}
+
 // Writes all of the bytes, or returns false with the count of those that were
 // written.
-bool write_all(int descriptor, const void* buffer, std::uint32_t size, std::uint32_t* done) {
+bool write_all(int descriptor, const void* buffer, std::uint32_t size, std::uint32_t* done,
+               std::int64_t start = kHere) {
   *done = 0;
   do {
-    const ssize_t put = write(descriptor, static_cast<const char*>(buffer) + *done, size - *done);
+    const ssize_t put = write_at(descriptor, static_cast<const char*>(buffer) + *done, size - *done,
+                                 start == kHere ? kHere : start + *done);
     if (put >= 0) {
       *done += static_cast<std::uint32_t>(put);
     } else if (errno != EINTR && !(errno == EAGAIN && wait_for(descriptor, POLLOUT))) {
@@ -255,12 +284,11 @@ bool write_glyphs(int descriptor, const void* buffer, std::uint32_t size, std::u
   return true;
 }
 
-// The object of the handle, if the call is one that this back end supports.
-const OpenObject* find_for_transfer(Handle file, const void* overlapped, bool OpenObject::*right) {
+const OpenObject* find_for_transfer(Handle file, bool OpenObject::*right) {
   const OpenObject* const object = find_handle(file, HandleKind::kFile);
   if (object == nullptr) return nullptr;
-  if (overlapped == nullptr && object->*right) return object;
-  SetLastError(overlapped != nullptr ? kErrorNotSupported : kErrorAccessDenied);
+  if (object->*right) return object;
+  SetLastError(kErrorAccessDenied);
   return nullptr;
 }
 
@@ -293,6 +321,7 @@ Handle CreateFileA(const char* path, std::uint32_t access, std::uint32_t share, 
 Bool close_file(Handle handle) {
   const OpenObject object = remove_handle(handle, HandleKind::kFile);
   if (object.kind == HandleKind::kFree) return 0;
+  unlock_file(handle, object.descriptor);
   forget_descriptor(object.descriptor);
   close(object.descriptor);
   return 1;
@@ -339,15 +368,18 @@ Bool SetEndOfFile(Handle file) {
   if (!object->writable) return fail(kErrorAccessDenied);
   survive_refused_writes();
   const off_t here = lseek(object->descriptor, 0, SEEK_CUR);
+  if (here >= 0 && is_mapped_beyond(object->descriptor, here)) return fail(kErrorUserMappedFile);
   return here >= 0 && ftruncate(object->descriptor, here) == 0 ? 1 : fail_by_errno();
 }
 
-// At the end of a pipe, whose writers are gone, a read fails.
+// At the end of a pipe, whose writers are gone, a read fails, and so does one with a place
+// of its own at the end of a file.
 Bool ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* delivered,
               void* overlapped) {
   if (delivered != nullptr) *delivered = 0;
-  const OpenObject* const object = find_for_transfer(file, overlapped, &OpenObject::readable);
+  const OpenObject* const object = find_for_transfer(file, &OpenObject::readable);
   if (object == nullptr) return 0;
+  auto* const place = static_cast<Overlapped*>(overlapped);
   std::size_t count = 0;
   auto* const bytes = static_cast<char*>(buffer);
   const TerminalRead ours = read_terminal(object->descriptor, bytes, size, &count);
@@ -358,13 +390,15 @@ Bool ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* deli
   }
   ssize_t taken;
   do {
-    taken = read(object->descriptor, bytes, size);
+    taken = read_from(object->descriptor, bytes, size, start_of(place));
   } while (taken < 0 &&
            (errno == EINTR || (errno == EAGAIN && wait_for(object->descriptor, POLLIN))));
   if (taken < 0) return fail_transfer();
   if (taken == 0 && size > 0 && is_pipe(object->descriptor)) return fail(kErrorBrokenPipe);
+  if (taken == 0 && size > 0 && place != nullptr) return fail(kErrorHandleEof);
   count = take_terminal_bytes(object->descriptor, bytes, static_cast<std::size_t>(taken), size);
   if (delivered != nullptr) *delivered = static_cast<std::uint32_t>(count);
+  finish_transfer(object->descriptor, place, static_cast<std::uint32_t>(count));
   return 1;
 }
 
@@ -372,15 +406,18 @@ Bool ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* deli
 Bool WriteFile(Handle file, const void* buffer, std::uint32_t size, std::uint32_t* written,
                void* overlapped) {
   if (written != nullptr) *written = 0;
-  const OpenObject* const object = find_for_transfer(file, overlapped, &OpenObject::writable);
+  const OpenObject* const object = find_for_transfer(file, &OpenObject::writable);
   if (object == nullptr) return 0;
+  auto* const place = static_cast<Overlapped*>(overlapped);
   survive_refused_writes();
   if (object->screen) send_held_output();
   std::uint32_t done;
-  const bool all = object->code_page ? write_glyphs(object->descriptor, buffer, size, &done)
-                                     : write_all(object->descriptor, buffer, size, &done);
+  const bool all = object->code_page
+                       ? write_glyphs(object->descriptor, buffer, size, &done)
+                       : write_all(object->descriptor, buffer, size, &done, start_of(place));
   if (written != nullptr) *written = done;
   if (!all) return fail_transfer();
+  finish_transfer(object->descriptor, place, done);
   if (object->screen && !object->code_page) follow_output(object->descriptor, buffer, done);
   return 1;
 }
@@ -395,6 +432,30 @@ Bool SetFilePointerEx(Handle file, std::int64_t distance, std::int64_t* position
   if (reached < 0) return errno == EINVAL ? fail(kErrorNegativeSeek) : fail_by_errno();
   if (position != nullptr) *position = reached;
   return 1;
+}
+
+// The low half of a position may be all bits set: then the last error is 0.
+std::uint32_t SetFilePointer(Handle file, std::int32_t distance, std::int32_t* high,
+                             std::uint32_t origin) {
+  constexpr std::uint32_t kFailed = 0xFFFFFFFF;
+  std::int64_t whole = distance, reached = 0;
+  if (high != nullptr) {
+    whole = static_cast<std::int64_t>(std::uint64_t{static_cast<std::uint32_t>(*high)} << 32 |
+                                      static_cast<std::uint32_t>(distance));
+  }
+  if (!SetFilePointerEx(file, whole, &reached, origin)) return kFailed;
+  SetLastError(0);
+  if (high != nullptr) *high = static_cast<std::int32_t>(reached >> 32);
+  return static_cast<std::uint32_t>(reached);
+}
+
+std::uint32_t GetFileSize(Handle file, std::uint32_t* high) {
+  constexpr std::uint32_t kFailed = 0xFFFFFFFF;
+  std::int64_t size = 0;
+  if (!GetFileSizeEx(file, &size)) return kFailed;
+  SetLastError(0);
+  if (high != nullptr) *high = static_cast<std::uint32_t>(size >> 32);
+  return static_cast<std::uint32_t>(size);
 }
 
 Bool GetFileSizeEx(Handle file, std::int64_t* size) {

@@ -22,5 +22,12 @@ FileTime file_time_of(const timespec& time);
 // What CloseHandle and DuplicateHandle do for a file.
 Bool close_file(Handle handle);
 Handle duplicate_file(Handle handle);
+Bool close_mapping(Handle handle);
+
+// Takes off what LockFile has locked by this handle.
+void unlock_file(Handle file, int descriptor);
+
+// Whether a view of the file goes beyond this position.
+bool is_mapped_beyond(int descriptor, std::int64_t end);
 
 }  // namespace tarn::platform

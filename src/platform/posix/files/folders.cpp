@@ -8,6 +8,7 @@
 #include <sys/vfs.h>
 #include <unistd.h>
 
+#include "platform/image_imports.h"
 #include "platform/posix/base/base.h"
 #include "platform/posix/files/file_claims.h"
 #include "platform/posix/files/files.h"
@@ -125,6 +126,23 @@ std::uint32_t GetDriveTypeA(const char* root) {
     if (system.number == static_cast<std::uint32_t>(facts.f_type)) return system.type;
   }
   return kFixed;
+}
+
+Bool GetDiskFreeSpaceA(const char* root, std::uint32_t* sectors, std::uint32_t* bytes,
+                       std::uint32_t* free_clusters, std::uint32_t* clusters) {
+  constexpr std::uint32_t kSector = 512, kMost = 0x7FFFFFFF;
+  char host[kPathSize];
+  struct statfs facts;
+  if (!to_host_path(root == nullptr ? "." : root, host)) return 0;
+  if (statfs(host, &facts) != 0) return fail_on_path(host);
+  const auto counted = [](std::uint64_t count) {
+    return count < kMost ? static_cast<std::uint32_t>(count) : kMost;
+  };
+  if (sectors != nullptr) *sectors = static_cast<std::uint32_t>(facts.f_frsize) / kSector;
+  if (bytes != nullptr) *bytes = kSector;
+  if (free_clusters != nullptr) *free_clusters = counted(facts.f_bavail);
+  if (clusters != nullptr) *clusters = counted(facts.f_blocks);
+  return 1;
 }
 
 std::uint32_t GetLogicalDrives() { return std::uint32_t{1} << ('Z' - 'A'); }

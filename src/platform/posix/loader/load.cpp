@@ -170,6 +170,11 @@ Module LoadLibraryExA(const char* name, Handle, std::uint32_t flags) {
   return nullptr;
 }
 
+Module LoadLibraryW(const char16_t* name) {
+  char bytes[kPathSize];
+  return to_narrow(name, bytes) ? LoadLibraryA(bytes) : nullptr;
+}
+
 Module LoadLibraryA(const char* name) {
   const ModuleLock lock;
   name_main_image();

@@ -473,9 +473,6 @@ inline void* allocate(std::uint64_t size, bool zero_fill) {
   return allocate_slowly(size, zero_fill);
 }
 
-// All heap handles are this one.
-char process_heap;
-
 }  // namespace
 
 void* GlobalAlloc(std::uint32_t flags, std::uint64_t size) {
@@ -514,16 +511,6 @@ bool IsInsideHeapBlock(const void* address) {
   if (record.use != Use::kSmall) return false;
   const std::uint32_t size = size_at(record.index);
   return offset % size != 0 && *mark_of(start_of(unit) + offset / size * size) != 0;
-}
-
-Handle GetProcessHeap() { return &process_heap; }
-
-void* HeapAlloc(Handle heap_handle, std::uint32_t flags, std::uint64_t size) {
-  if (heap_handle != &process_heap) {
-    fail(kErrorInvalidHandle);
-    return nullptr;
-  }
-  return allocate(size, (flags & kHeapZeroMemory) != 0);
 }
 
 }  // namespace tarn::platform

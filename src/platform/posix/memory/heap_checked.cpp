@@ -19,8 +19,6 @@ namespace {
 
 constexpr std::uint32_t kGlobalZeroFill = 0x40;
 
-char process_heap;
-
 void* allocate(std::uint64_t size, bool zero_fill) {
   void* const block = zero_fill ? calloc(1, size) : malloc(size);
   if (block == nullptr) SetLastError(kErrorNotEnoughMemory);
@@ -59,16 +57,6 @@ bool IsInsideHeapBlock(const void* address) {
   const auto offset =
       reinterpret_cast<std::uintptr_t>(address) - reinterpret_cast<std::uintptr_t>(start);
   return is_block(start) && offset > 0 && offset < size;
-}
-
-Handle GetProcessHeap() { return &process_heap; }
-
-void* HeapAlloc(Handle heap, std::uint32_t flags, std::uint64_t size) {
-  if (heap != &process_heap) {
-    fail(kErrorInvalidHandle);
-    return nullptr;
-  }
-  return allocate(size, (flags & kHeapZeroMemory) != 0);
 }
 
 }  // namespace tarn::platform

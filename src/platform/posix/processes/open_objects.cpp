@@ -30,6 +30,8 @@ constexpr KindOperations kOperations[] = {
     {&close_thread, &wait_for_thread},        // kThread
     {&close_process, &wait_for_process},      // kProcess
     {&close_snapshot, nullptr},               // kSnapshot
+    {&close_mapping, nullptr},                // kMapping
+    {&close_mutex, &wait_for_mutex},          // kMutex
 };
 
 const KindOperations& operations_of(Handle handle) {
@@ -61,6 +63,11 @@ std::uint32_t WaitForSingleObject(Handle object, std::uint32_t milliseconds) {
   if (wait != nullptr) return wait(object, milliseconds);
   fail(kErrorInvalidHandle);
   return kWaitFailed;
+}
+
+// No thread has calls queued that an alertable wait would run.
+std::uint32_t WaitForSingleObjectEx(Handle object, std::uint32_t milliseconds, Bool) {
+  return WaitForSingleObject(object, milliseconds);
 }
 
 }  // namespace tarn::platform

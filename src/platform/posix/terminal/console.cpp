@@ -2,6 +2,7 @@
 
 #include <string.h>
 
+#include "platform/image_imports.h"
 #include "platform/posix/base/base.h"
 #include "platform/posix/terminal/code_page.h"
 #include "platform/posix/terminal/console.h"
@@ -57,7 +58,7 @@ void print(const ScreenState& screen, const std::uint8_t* text, std::uint32_t le
     start = x;
   };
   const auto print_cell = [&](std::uint8_t c) {
-    set_cell(x++, screen.cursor.y, {c, 0, kPlainAttribute});
+    set_cell(x++, screen.cursor.y, {c, 0, screen.text});
     if (x < screen.size.x) return;
     draw();
     next_row();
@@ -141,10 +142,17 @@ Bool GetConsoleScreenBufferInfo(Handle handle, ScreenBufferInfo* info) {
   info->size = screen->size;
   info->cursor = screen->cursor;
   if (info->cursor.x >= screen->size.x) info->cursor.x = narrow(screen->size.x - 1);
-  info->attributes = kPlainAttribute;
+  info->attributes = screen->text;
   info->window = visible(*screen);
   info->largest_window = screen->window_size;
   return 1;
+}
+
+Bool SetConsoleTextAttribute(Handle handle, std::uint16_t attributes) {
+  const ScreenLock lock;
+  if (select_screen(handle) == nullptr || !use_screen()) return 0;
+  set_text_attributes(attributes);
+  return flush_screen();
 }
 
 Bool GetConsoleWindowSize(Handle handle, Coord* size) {

@@ -297,7 +297,7 @@ bool follow_text(const std::uint8_t* text, std::size_t count) {
         step_down();
         x = 0;
       }
-      if (x < state.size.x) cell_at(x, state.cursor.y) = {c, kUnknown, kPlainAttribute};
+      if (x < state.size.x) cell_at(x, state.cursor.y) = {c, kUnknown, state.text};
       ++x;
     } else {
       known = known && c == 7;
@@ -409,6 +409,7 @@ bool use_screen() {
   reader = open_reader();
   out.begin(terminal, state.kind.colours, -1);
   state.cursor_look = kFirstLook;
+  state.text = kPlainAttribute;
   located = lost = touched = cursor_away = title_kept = false;
   __atomic_store_n(&in_use, true, __ATOMIC_RELEASE);
   restore_at_every_end();
@@ -540,6 +541,11 @@ void hold_screen(bool hold) {
 
 void ring_terminal() { out.put("\a"); }
 
+void set_text_attributes(std::uint16_t attributes) {
+  state.text = attributes;
+  out.set_text_attributes(attributes);
+}
+
 int screen_terminal() { return look(&in_use) ? terminal : -1; }
 
 void follow_output(int descriptor, const void* bytes, std::size_t count) {
@@ -580,7 +586,7 @@ void finish_screen() {
   if (!used) return;
   closing.begin(terminal, true, kFinishMilliseconds);
   if (held) closing.put_waiting(out);
-  if (touched) closing.put("\x1B[m");
+  if (touched || state.text != kPlainAttribute) closing.put("\x1B[m");
   if (state.cursor_look.visible == 0) closing.put(kShowCursor);
   if (state.cursor_look.size != kFirstLook.size) put_shape(closing, kFirstLook.size);
   if (title_kept) closing.put("\x1B[23;2t");

@@ -7,7 +7,7 @@
 // window does.
 //
 // Between two operations the terminal has its cursor where the kept one is and
-// its plain attributes, so that others can print in between. When they do so by
+// the attributes of text, so that others can print in between. When they do so by
 // WriteFile, the kept cursor follows plain text and its line ends; after anything
 // else (other sequences, characters beyond ASCII, input with the system's echo, a stop of
 // the process) the terminal is asked for the cursor before the next operation.
@@ -34,7 +34,8 @@ struct ScreenState {
   int top;            // row of the buffer at the window's top; negative if rows
                       // that are no longer in the buffer are above it
   ConsoleCursorInfo cursor_look;
-  bool looked_at;  // by the start-up
+  bool looked_at;                        // by the start-up
+  std::uint16_t text = kPlainAttribute;  // in which others print
 };
 
 // Makes the terminal of the handle the screen without touching it. Null, with
@@ -74,6 +75,7 @@ void next_row();
 void set_cursor_look(ConsoleCursorInfo look);
 void set_terminal_title(const char* title);
 void ring_terminal();
+void set_text_attributes(std::uint16_t attributes);
 // While held, the two routines below send nothing; what is drawn is sent when
 // the hold ends.
 void hold_screen(bool hold);

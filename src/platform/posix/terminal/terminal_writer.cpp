@@ -45,7 +45,7 @@ void TerminalWriter::begin(int terminal, bool colours, int milliseconds) {
   milliseconds_ = milliseconds;
   terminal_ = terminal;
   colours_ = colours;
-  attributes_ = kPlainAttribute;
+  attributes_ = text_attributes_ = kPlainAttribute;
   count_ = 0;
   failure_ = 0;
 }
@@ -133,6 +133,6 @@ void TerminalWriter::put_cell(CharInfo cell) {
   put(glyph, put_glyph(cell.character, glyph));
 }
 
-void TerminalWriter::plain() { set_attributes(kPlainAttribute); }
+void TerminalWriter::plain() { set_attributes(text_attributes_); }
 
 }  // namespace tarn::platform

@@ -38,8 +38,9 @@ class TerminalWriter {
   void put_cell(CharInfo cell);
   // What another writer has collected.
   void put_waiting(const TerminalWriter& other) { put(other.bytes_, other.count_); }
-  // Returns to the attributes in which others print.
+  // Returns to the attributes in which others print, and chooses them.
   void plain();
+  void set_text_attributes(std::uint16_t attributes) { text_attributes_ = attributes; }
   // False, with errno, if bytes did not arrive since the last call.
   bool flush();
 
@@ -54,6 +55,7 @@ class TerminalWriter {
   int milliseconds_ = -1;
   bool colours_ = true;
   std::uint16_t attributes_ = kPlainAttribute;  // that the terminal has now
+  std::uint16_t text_attributes_ = kPlainAttribute;
   std::size_t count_ = 0;
   char bytes_[kRoom];
 };

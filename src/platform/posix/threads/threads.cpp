@@ -1,4 +1,4 @@
-// Threads and events. Both are records that can be waited for, under one lock:
+// Threads, events and mutexes. All are records that can be waited for, under one lock:
 // a handle is found, used and closed under it, and a record lasts until its
 // handle, its thread and its waits have let it go.
 
@@ -25,6 +25,10 @@ struct Waitable {
   bool signalled;
   bool stays_signalled;  // a thread, a manual-reset event
   pthread_cond_t changed;
+  // Of a mutex alone: the thread that has it, and how often.
+  std::uint32_t owner, entries;
+  Waitable* next_owned;
+  bool abandoned;
   // Of a thread alone.
   std::uint32_t suspensions;
   ThreadRoutine routine;
@@ -44,6 +48,9 @@ class WaitsLock {
 
 // The record of the calling thread, if CreateThread made it.
 thread_local Waitable* own_thread;
+
+// The mutexes that the calling thread has. Each counts as one reference.
+thread_local Waitable* owned_mutexes;
 
 // Windows' pseudo-handle of the calling thread.
 Handle current_thread() { return reinterpret_cast<Handle>(~std::uintptr_t{1}); }
@@ -97,12 +104,8 @@ Bool close_waitable(Handle handle, HandleKind kind) {
   return 1;
 }
 
-std::uint32_t wait_for(Handle handle, HandleKind kind, std::uint32_t milliseconds) {
-  const timespec end = deadline_after(milliseconds);
-  const WaitsLock lock;
-  Waitable* const object = find_waitable(handle, kind);
-  if (object == nullptr) return kWaitFailed;
-  ++object->references;
+// With the lock held and a reference taken: whether the object was signalled in time.
+bool await(Waitable* object, std::uint32_t milliseconds, const timespec& end) {
   bool timed_out = milliseconds == 0;
   while (!object->signalled && !timed_out) {
     if (milliseconds == kWaitForever) {
@@ -113,8 +116,29 @@ std::uint32_t wait_for(Handle handle, HandleKind kind, std::uint32_t millisecond
   }
   const bool taken = object->signalled;
   if (taken && !object->stays_signalled) object->signalled = false;
+  return taken;
+}
+
+std::uint32_t wait_for(Handle handle, HandleKind kind, std::uint32_t milliseconds) {
+  const timespec end = deadline_after(milliseconds);
+  const WaitsLock lock;
+  Waitable* const object = find_waitable(handle, kind);
+  if (object == nullptr) return kWaitFailed;
+  ++object->references;
+  const bool taken = await(object, milliseconds, end);
   let_go(object);
   return taken ? kWaitObject : kWaitTimeout;
+}
+
+// With the lock held: what the ending thread has goes to the next that waits.
+void abandon_mutexes() {
+  while (Waitable* const mutex = owned_mutexes) {
+    owned_mutexes = mutex->next_owned;
+    mutex->owner = 0;
+    mutex->abandoned = true;
+    signal_waitable(mutex);
+    let_go(mutex);
+  }
 }
 
 // ---- A thread's life ----------------------------------------------------------
@@ -129,6 +153,7 @@ void* run_thread(void* record) {
   // TerminateThread jumps back here.
   if (_setjmp(thread->end) == 0) thread->routine(thread->argument);
   const WaitsLock lock;
+  abandon_mutexes();
   signal_waitable(thread);
   let_go(thread);
   return nullptr;
@@ -180,6 +205,61 @@ Bool close_event(Handle handle) { return close_waitable(handle, HandleKind::kEve
 
 std::uint32_t wait_for_event(Handle handle, std::uint32_t milliseconds) {
   return wait_for(handle, HandleKind::kEvent, milliseconds);
+}
+
+// ---- Mutexes ------------------------------------------------------------------
+
+Handle CreateMutexW(const SecurityAttributes*, Bool owned, const char16_t* name) {
+  if (name != nullptr) return null_for(kErrorNotSupported);
+  Waitable* const mutex = new_waitable(true, false);
+  if (mutex == nullptr) return null_for(kErrorNotEnoughMemory);
+  const Handle handle = add_handle({HandleKind::kMutex, -1, false, false, false, mutex});
+  if (handle == nullptr) let_go(mutex);
+  if (handle != nullptr && owned) wait_for_mutex(handle, 0);
+  return handle;
+}
+
+Bool ReleaseMutex(Handle handle) {
+  const WaitsLock lock;
+  Waitable* const mutex = find_waitable(handle, HandleKind::kMutex);
+  if (mutex == nullptr) return 0;
+  if (mutex->owner != GetCurrentThreadId()) return fail(kErrorNotOwner);
+  if (--mutex->entries > 0) return 1;
+  mutex->owner = 0;
+  for (Waitable** link = &owned_mutexes; *link != nullptr; link = &(*link)->next_owned) {
+    if (*link != mutex) continue;
+    *link = mutex->next_owned;
+    break;
+  }
+  signal_waitable(mutex);
+  let_go(mutex);
+  return 1;
+}
+
+Bool close_mutex(Handle handle) { return close_waitable(handle, HandleKind::kMutex); }
+
+std::uint32_t wait_for_mutex(Handle handle, std::uint32_t milliseconds) {
+  const timespec end = deadline_after(milliseconds);
+  const std::uint32_t caller = GetCurrentThreadId();
+  const WaitsLock lock;
+  Waitable* const mutex = find_waitable(handle, HandleKind::kMutex);
+  if (mutex == nullptr) return kWaitFailed;
+  if (mutex->owner == caller) {
+    ++mutex->entries;
+    return kWaitObject;
+  }
+  ++mutex->references;
+  if (!await(mutex, milliseconds, end)) {
+    let_go(mutex);
+    return kWaitTimeout;
+  }
+  mutex->owner = caller;
+  mutex->entries = 1;
+  mutex->next_owned = owned_mutexes;
+  owned_mutexes = mutex;
+  const bool abandoned = mutex->abandoned;
+  mutex->abandoned = false;
+  return abandoned ? kWaitAbandoned : kWaitObject;
 }
 
 // ---- Threads ------------------------------------------------------------------

@@ -13,6 +13,8 @@ namespace tarn::platform {
 // What CloseHandle and WaitForSingleObject do for these kinds of object.
 Bool close_event(Handle handle);
 std::uint32_t wait_for_event(Handle handle, std::uint32_t milliseconds);
+Bool close_mutex(Handle handle);
+std::uint32_t wait_for_mutex(Handle handle, std::uint32_t milliseconds);
 Bool close_thread(Handle handle);
 std::uint32_t wait_for_thread(Handle handle, std::uint32_t milliseconds);
 
