@@ -49,6 +49,9 @@ install(FILES ${TARN_PROGRAM_START} DESTINATION lib/tarnlib RENAME program_start
   COMPONENT program)
 install(FILES $<TARGET_OBJECTS:tarn_hosted_traps> DESTINATION lib/tarnlib RENAME hosted_traps.o
   COMPONENT program)
+install(FILES $<TARGET_OBJECTS:tarn_report> DESTINATION lib/tarnlib RENAME tarnreport.o
+  COMPONENT program)
+install(FILES ${CMAKE_BINARY_DIR}/libtarnreport.a DESTINATION lib/tarnlib COMPONENT program)
 install(TARGETS tarn_program_support ARCHIVE DESTINATION lib/tarnlib COMPONENT program)
 install(DIRECTORY include/ DESTINATION include/tarnlib COMPONENT program)
 
@@ -56,7 +59,7 @@ set(tarn_package lib/cmake/tarnlib)
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/tarnlibConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)
 install(FILES cmake/tarnlibConfig.cmake ${CMAKE_BINARY_DIR}/tarnlibConfigVersion.cmake
-  cmake/TarnProgram.cmake cmake/mingw-w64.cmake
+  cmake/TarnProgram.cmake cmake/TarnReport.cmake cmake/mingw-w64.cmake
   DESTINATION ${tarn_package} COMPONENT program)
 configure_file(cmake/tarnlib.pc.in ${CMAKE_BINARY_DIR}/tarnlib.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/tarnlib.pc DESTINATION lib/pkgconfig COMPONENT program)

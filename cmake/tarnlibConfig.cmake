@@ -1,5 +1,5 @@
-# find_package(tarnlib): defines tarn_add_program, which TarnProgram.cmake beside
-# this file documents. Images are Windows images on every machine: configure with
+# find_package(tarnlib): defines tarn_add_program and tarn_add_report, which
+# TarnProgram.cmake and TarnReport.cmake beside this file document. Images are Windows images on every machine: configure with
 # the toolchain file in this folder, too.
 if(NOT WIN32)
   message(FATAL_ERROR "tarnlib makes Windows images; configure with "
@@ -14,9 +14,11 @@ set(TARN_PROGRAM_SUPPORT ${tarn_parts}/libprogram_support.a)
 set(TARN_PROGRAM_IMPORT ${tarn_parts}/libtarnlibc64.dll.a)
 set(TARN_HOSTED_PARTS ${tarn_parts}/libtarncrt.a ${tarn_parts}/libtarnhosted.a)
 set(TARN_PROGRAM_DLLS ${tarn_parts}/TARNLIBC64.DLL ${tarn_parts}/PANEVIEW64.DLL)
+set(TARN_REPORT_OBJECT ${tarn_parts}/tarnreport.o)
 set(TARN_PROGRAM_WAITS "")
 set(TARN_FINISH_IMAGE ${tarn_prefix}/bin/finish_image)
 if(CMAKE_HOST_WIN32)
   set(TARN_FINISH_IMAGE ${tarn_prefix}/bin/finish_image.exe)
 endif()
 include(${CMAKE_CURRENT_LIST_DIR}/TarnProgram.cmake)
+include(${CMAKE_CURRENT_LIST_DIR}/TarnReport.cmake)

@@ -53,5 +53,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     list(finisher::finish(file, options).file);
   } catch (const finisher::ImageError&) {
   }
+  try {
+    finisher::finish(file, {.report_only = true});
+  } catch (const finisher::ImageError&) {
+  }
   return 0;
 }

@@ -169,6 +169,38 @@ bool is_script_engine_conversion(std::uint64_t rip) {
          module && module == platform::GetModuleHandleA(kScriptEngine);
 }
 
+// Heads the report of `reported`: its name, or what is known better.
+void describe(const char* name) {
+  const platform::ExceptionRecord& record = *reported.record;
+  exception_context = reported.context;
+  sprintf(message, "%s (%x)", name, record.code);
+  strcpy(second_message, message);
+  exception_name = second_message;
+  if (is_raised_number(reported)) {
+    hide_library_frames = 1;
+    compose_error_message(*reported.context, message);
+    strcpy(second_message, message);
+  }
+  if (is_access_violation(record)) name_region(page_of_fault(record));
+  if (record.code == platform::kExceptionInvalidOperation) {
+    for (const instruction_head& root : kSquareRoots) {
+      if (match_instruction(&root, reported.context->Rip)) {
+        exception_name = "Negative argument to square root";
+      }
+    }
+  }
+}
+
+// Result: false if nobody saw it.
+bool show() {
+  walk_back(reported);
+  traceback_text = traceback;
+  sprintf(message, "%llx", reported.context->Rip);
+  const bool seen = show_report(title, message, traceback);
+  paneview::__close_all_windows();
+  return seen;
+}
+
 }  // namespace
 
 std::int32_t report_busy;
@@ -218,38 +250,47 @@ extern "C" TARN_MACHINERY std::int32_t __system_exception_handler(
   if (is_access && grow_expanding_region(page_of_fault(*exception->record))) return TARN_RESUME;
   if (__atomic_exchange_n(&report_busy, 1, __ATOMIC_ACQ_REL)) fail_in_report(*exception);
 
-  exception_context = context;
-  sprintf(message, "%s (%x)", name, code);
-  strcpy(second_message, message);
-  exception_name = second_message;
   reported = *exception;
-  if (is_raised_number(*exception)) {
-    hide_library_frames = 1;
-    compose_error_message(*context, message);
-    strcpy(second_message, message);
-  }
-  if (is_access) name_region(page_of_fault(*exception->record));
-  if (code == platform::kExceptionInvalidOperation) {
-    if (is_script_engine_conversion(context->Rip)) {
-      context->Rip += sizeof kConvertToEcx;
-      return leave(TARN_RESUME);
-    }
-    for (const instruction_head& root : kSquareRoots) {
-      if (match_instruction(&root, context->Rip)) {
-        exception_name = "Negative argument to square root";
-      }
-    }
+  describe(name);
+  if (code == platform::kExceptionInvalidOperation && is_script_engine_conversion(context->Rip)) {
+    context->Rip += sizeof kConvertToEcx;
+    return leave(TARN_RESUME);
   }
   if (kill_dialogbox) {
     print_line(message);
     platform::ExitProcess(kStatusFailed);
   }
-  walk_back(reported);
-  traceback_text = traceback;
-  sprintf(message, "%llx", context->Rip);
-  const bool seen = show_report(title, message, traceback);
-  paneview::__close_all_windows();
+  const bool seen = show();
   platform::ExitProcess(seen ? 0 : kStatusFailed);
+}
+
+TARN_MACHINERY void report_for_others(platform::ExceptionPointers* exception, const char* text) {
+  const MaskedTraps own;
+  if (__atomic_exchange_n(&report_busy, 1, __ATOMIC_ACQ_REL)) fail_in_report(*exception);
+  const exception_row* const row = find_exception(exception->record->code);
+  reported = *exception;
+  describe(row ? row->name : "Unknown exception");
+  if (text) {
+    strncpy(second_message, text, sizeof second_message - 1);
+    strcpy(message, second_message);
+    exception_name = second_message;
+  }
+  if (kill_dialogbox) {
+    print_line(message);
+  } else {
+    show();
+  }
+}
+
+TARN_MACHINERY void fail_report_for_others(platform::ExceptionPointers* exception) {
+  if (dump_busy) return;
+  const MaskedTraps own;
+  fail_in_report(*exception);
+}
+
+void begin_reports_for_others() {
+  compose_title();
+  reports_failures = 1;
 }
 
 TARN_MACHINERY std::int32_t match_instruction(const instruction_head* pattern,

@@ -52,6 +52,21 @@ TARNAPI void __install_system_exception_handler();
 TARNAPI std::int32_t __system_exception_handler(platform::ExceptionPointers* exception);
 }
 
+// ---- Reports for programs that are not of the suite ----------------------------
+// Their failures reach the library by another way than its handler:
+// startup/reports_for_others.h. One report a process.
+
+// From now on failures are reported; what heads the reports is settled.
+void begin_reports_for_others();
+
+// Reports the failure, headed by `text` if it is not null, and returns when the user
+// has seen it, or it has been written.
+TARNAPI void report_for_others(platform::ExceptionPointers* exception, const char* text);
+
+// A failure within the report: what is known is written on standard error, and the
+// process ends. Returns while the system asks for a file name, and may fail on its own.
+TARNAPI void fail_report_for_others(platform::ExceptionPointers* exception);
+
 // 1 if the code at `address` begins with the pattern. A REX prefix is skipped
 // before the pattern, and between F2 and the rest; not after F3.
 TARNAPI std::int32_t match_instruction(const instruction_head* pattern, std::uint64_t address);

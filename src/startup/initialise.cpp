@@ -5,6 +5,7 @@
 #include "platform/platform.h"
 #include "process/process_state.h"
 #include "services/configuration.h"
+#include "startup/reports_for_others.h"
 #include "storage/secondary_stack.h"
 #include "streams/file_stream.h"
 #include "strings/c_string.h"
@@ -37,11 +38,20 @@ constexpr struct {
     {kCellErrorHandle, platform::kStandardError},
 };
 
+const ReportsForOthers reports_for_others = {&report_for_others, &fail_report_for_others};
+
 bool is_separator(char c) {
   for (const char* s = kSwitchSeparators; *s; ++s) {
     if (c == *s) return true;
   }
   return false;
+}
+
+void read_system_facts() {
+  platform::SystemInfo system{};
+  platform::GetSystemInfo(&system);
+  page_size = system.page_size;
+  runtime_cell(kCellClassTable) = reinterpret_cast<Slot>(character_class_table);
 }
 
 void settle_standard_handles() {
@@ -89,10 +99,7 @@ extern "C" void __initialise_cpplib() {
   if (!not_initialised) return;
   not_initialised = 0;
 
-  platform::SystemInfo system{};
-  platform::GetSystemInfo(&system);
-  page_size = system.page_size;
-  runtime_cell(kCellClassTable) = reinterpret_cast<Slot>(character_class_table);
+  read_system_facts();
   asm volatile("fninit");
   __install_system_exception_handler();  // from here on failures are reported
   settle_standard_handles();
@@ -102,6 +109,15 @@ extern "C" void __initialise_cpplib() {
   kill_dialogbox = 0;
   no_traceback = 0;
   read_switches();
+}
+
+extern "C" const ReportsForOthers* tarn_begin_reports() {
+  if (reports_failures) return nullptr;
+  read_system_facts();
+  settle_standard_handles();
+  read_switches();
+  begin_reports_for_others();
+  return &reports_for_others;
 }
 
 std::int32_t _ncx_lib_version() { return 0x460E; }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "exports/export_headers.h"
+#include "startup/reports_for_others.h"
 
 namespace {
 
@@ -60,6 +61,7 @@ int print_def(const char* path) {
     if (next == linked.size()) break;
     text += "\"" + row.name + "\" = " + linked[next++] + "\n";
   }
+  text += "tarn_begin_reports @" + std::to_string(tarn::kBeginReportsOrdinal) + " NONAME\n";
   std::size_t expected = 0;
   for (const Row& row : rows()) expected += row.kind != Row::kFamily;
   if (linked.size() != expected) {

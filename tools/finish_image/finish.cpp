@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <map>
 #include <set>
 
 #include "notes.h"
+#include "routine_names.h"
 #include "routine_table.h"
 #include "script.h"
 
@@ -278,12 +280,90 @@ void mark(Image& image, std::uint32_t table) {
   std::memcpy(image.dos_part.data() + pe::kRoutineTableFieldOffset, &field, sizeof field);
 }
 
+void add_tables(Image& image, const std::vector<Routine>& routines) {
+  const std::uint32_t table = next_section_offset(image);
+  append_section(image, ".tarntab", build_routine_table(routines, table),
+                 pe::kSectionInitialised | pe::kSectionRead);
+  mark(image, table);
+}
+
+// What writing the file anew would lose, or make wrong.
+void refuse_what_follows(const Image& image, std::size_t file_size) {
+  if (image.headers.optional.directories[pe::kSecurityDirectory].size != 0) {
+    refuse("the image is signed: finish it first, then sign it");
+  }
+  std::uint64_t end = image.headers.file.symbol_table;
+  end += image.symbol_records.size() + image.symbol_texts.size();
+  for (const Section& section : image.sections) {
+    end = std::max(end, std::uint64_t{section.header.raw_offset} + section.header.raw_size);
+  }
+  if (file_size > image.headers.optional.file_alignment + end) {
+    refuse("data follow the image in its file: finish it first, then append them");
+  }
+}
+
+// The run-time's routines before main: a traceback ends there.
+bool is_start_of_run_time(const Image& image, const Routine& routine) {
+  constexpr std::string_view kNames[] = {"__tmainCRTStartup", "mainCRTStartup", "WinMainCRTStartup",
+                                         "DllMainCRTStartup"};
+  return routine.start == image.headers.optional.entry_point ||
+         std::find(std::begin(kNames), std::end(kNames), routine.name) != std::end(kNames);
+}
+
+// The compiler's libraries come without the names of their static routines, and a
+// traceback ends at code without a name. The unwind data say where there is code; the
+// section that it came from may have the name.
+void add_unnamed_routines(Image& image, std::vector<Routine>& routines) {
+  constexpr char kWhat[] = "the unwind data";
+  constexpr std::uint32_t kEntrySize = 12;
+  constexpr std::string_view kSection = ".text$";
+  std::map<std::uint32_t, std::uint32_t> known;  // first bytes, last bytes
+  for (const Routine& routine : routines) known[routine.start] = routine.end;
+  std::map<std::uint32_t, std::string> sections;
+  for (const Symbol& symbol : image.symbols) {
+    if (symbol.is_section && symbol.name.starts_with(kSection)) {
+      sections[symbol.offset] = symbol.name.substr(kSection.size());
+    }
+  }
+  const pe::DataDirectory directory = image.headers.optional.directories[pe::kExceptionDirectory];
+  for (std::uint32_t at = 0; at + kEntrySize <= directory.size; at += kEntrySize) {
+    Routine routine;
+    routine.start = read_u32(image, std::uint64_t{directory.offset} + at, kWhat);
+    routine.end = read_u32(image, std::uint64_t{directory.offset} + at + 4, kWhat) - 1;
+    const auto after = known.upper_bound(routine.start);
+    if (routine.start == 0 || routine.end < routine.start ||
+        (after != known.begin() && std::prev(after)->second >= routine.start)) {
+      continue;
+    }
+    const auto section = sections.find(routine.start);
+    routine.name = section == sections.end() ? "(unnamed)" : shown_name(section->second);
+    routines.push_back(std::move(routine));
+  }
+}
+
+Finished add_report(Image image, const Options& options, std::size_t file_size) {
+  refuse_what_follows(image, file_size);
+  if (image.symbols.empty()) {
+    refuse("the image has no symbols: link without -s, and leave them out here by --strip");
+  }
+  std::vector<Routine> routines =
+      options.public_routines ? collect_public_routines(image) : collect_routines(image);
+  if (!options.public_routines) add_unnamed_routines(image, routines);
+  for (Routine& routine : routines) {
+    if (is_start_of_run_time(image, routine)) routine.name = kStartRoutineInTable;
+  }
+  if (options.strip) strip(image);
+  add_tables(image, routines);
+  return {write_image(std::move(image)), ""};
+}
+
 }  // namespace
 
 Finished finish(const Bytes& linked, const Options& options) {
   Image image = read_image(linked);
   if (image.is_finished()) refuse("the image is already finished");
   if (options.must_be_dll && !image.is_dll()) refuse("not a DLL");
+  if (options.report_only) return add_report(std::move(image), options, linked.size());
   const Interpreter interpreter = find_interpreter(image);
   refuse_unsupported(image);
 
@@ -311,10 +391,7 @@ Finished finish(const Bytes& linked, const Options& options) {
   if (options.strip) strip(image);
   Finished result;
   result.remark = place_script(image, interpreter, script);
-  const std::uint32_t table = next_section_offset(image);
-  append_section(image, ".tarntab", build_routine_table(routines, table),
-                 pe::kSectionInitialised | pe::kSectionRead);
-  mark(image, table);
+  add_tables(image, routines);
   result.file = write_image(std::move(image));
   return result;
 }

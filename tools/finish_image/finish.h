@@ -12,6 +12,8 @@ struct Options {
   bool undefined_fill = false;  // as TARN_UNDEFINED_FILL
   bool require_avx = false;     // as TARN_REQUIRE_AVX
   bool strip = false;           // leave out symbols and debug sections
+  // An ordinary program or DLL, which gets the tables and stays as it is otherwise.
+  bool report_only = false;
   // The routine table has only what the image exports, under the exported
   // names and without lines: for a library whose internals mean nothing to a program.
   bool public_routines = false;

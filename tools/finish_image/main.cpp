@@ -17,6 +17,8 @@ namespace fs = std::filesystem;
 
 constexpr char kHelp[] =
     "finish_image [options] INPUT -o OUTPUT   finish a linked program or DLL\n"
+    "finish_image --report-only IMAGE         give an ordinary program or DLL the tables that\n"
+    "                                         reports need; it stays as it is otherwise\n"
     "finish_image --list IMAGE                print a finished image's start-up script\n"
     "\n"
     "  --dll             refuse INPUT if it is not a DLL\n"
@@ -29,8 +31,8 @@ constexpr char kHelp[] =
     "  --help            print this\n"
     "\n"
     "Exit status: 0 if done, 1 if the image cannot be finished, 2 for a wrong command line.\n"
-    "The image must be linked with the start-up object first, -e __BrackenStartup and\n"
-    "its symbols kept; docs/image-format.md has the rest.\n";
+    "The image must be linked with its symbols kept and, but for --report-only, with the\n"
+    "start-up object first and -e __BrackenStartup; docs/image-format.md has the rest.\n";
 
 constexpr int kRefused = 1;
 constexpr int kWrongUsage = 2;
@@ -121,6 +123,8 @@ int main(int count, char** arguments) {
       options.note = true;
     } else if (argument == "--strip") {
       options.strip = true;
+    } else if (argument == "--report-only") {
+      options.report_only = true;
     } else if (argument == "--public-routines") {
       options.public_routines = true;
     } else if (argument == "--list") {
@@ -135,6 +139,7 @@ int main(int count, char** arguments) {
   }
   if (input.empty()) return usage_error("no input", "");
   if (called.empty()) called = input;
+  if (options.report_only && output.empty() && !list) output = input;
   if (list != output.empty()) {
     return usage_error(list ? "--list takes no -o" : "no output: give -o", "");
   }

@@ -19,9 +19,7 @@ constexpr std::uint32_t kEntrySize = 40;  // after the name
 // follows the record, and the reader takes 4 off: so 8.
 constexpr std::uint32_t kLineTableBehindRecord = 8;
 
-// The traceback ends at this name.
 constexpr char kStartRoutine[] = "__BrackenStartup";
-constexpr char kStartRoutineInTable[] = "__brackenstartup";
 
 // The two prologues that the traceback steps over: one subtraction, or a size
 // for the stack probe and then the subtraction.

@@ -15,6 +15,9 @@ namespace finisher {
 // the user's main; a traceback ends there as in the interpreter.
 inline constexpr char kRunRoutine[] = "tarn_run_program";
 
+// The name in the table at which a traceback ends.
+inline constexpr char kStartRoutineInTable[] = "__brackenstartup";
+
 struct Routine {
   std::string name;
   std::uint32_t start = 0;

@@ -61,14 +61,17 @@ void add_dependency_options(const Request& request, const Input& source, Words* 
 
 Words command(const Job& job, const Input& source, const fs::path& object) {
   const Request& request = job.request;
-  const char* const flags = request.hosted ? "hosted_flags" : "program_flags";
-  Words words = {job.places.compiler.string(), "@" + (job.places.parts / flags).string()};
-  if (is_cpp(source) && !request.hosted) {
-    words.push_back("@" + (job.places.parts / "program_flags_cpp").string());
+  Words words = {job.places.compiler.string()};
+  if (!request.report_only) {
+    const char* const flags = request.hosted ? "hosted_flags" : "program_flags";
+    words.push_back("@" + (job.places.parts / flags).string());
+    if (is_cpp(source) && !request.hosted) {
+      words.push_back("@" + (job.places.parts / "program_flags_cpp").string());
+    }
+    // A hosted program's standard headers are the compiler's: ours come after them.
+    words.insert(words.end(),
+                 {request.hosted ? "-idirafter" : "-isystem", job.places.include.string()});
   }
-  // A hosted program's standard headers are the compiler's: ours come after them.
-  words.insert(words.end(),
-               {request.hosted ? "-idirafter" : "-isystem", job.places.include.string()});
   if (isatty(kStandardError)) words.push_back("-fdiagnostics-color=always");
   words.insert(words.end(), request.compiler_options.begin(), request.compiler_options.end());
   add_dependency_options(request, source, &words);
@@ -136,8 +139,8 @@ int compile(const Job& job, const Input& source, const fs::path& object) {
   options.messages = job.scratch / "messages";
   int status = run_program(words, options);
   std::string messages = text_of(options.messages);
-  if (status != 0 && !job.request.hosted && !is_interrupted() &&
-      messages.find("asm") != std::string::npos) {
+  const bool is_suite = !job.request.hosted && !job.request.report_only;
+  if (status != 0 && is_suite && !is_interrupted() && messages.find("asm") != std::string::npos) {
     words.insert(words.end(), std::begin(kRegistersForAssembly), std::end(kRegistersForAssembly));
     options.print = false;
     if (run_program(words, options) == 0) {
@@ -146,6 +149,6 @@ int compile(const Job& job, const Input& source, const fs::path& object) {
     }
   }
   std::fwrite(messages.data(), 1, messages.size(), stderr);
-  if (status != 0 && !job.request.hosted) hint_at_hosted(messages);
+  if (status != 0 && is_suite) hint_at_hosted(messages);
   return status == 0 ? kDone : kRefused;
 }

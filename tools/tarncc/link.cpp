@@ -18,6 +18,41 @@ bool write_definition(const fs::path& definition, const std::string& image) {
   return std::fclose(file) == 0 && written;
 }
 
+// The compiler that links a C++ library by itself: beside the other, named as it is.
+std::string linking_compiler(const Job& job) {
+  const std::vector<Input>& inputs = job.request.inputs;
+  const bool has_cpp = std::any_of(inputs.begin(), inputs.end(), [](const Input& input) {
+    return input.is_source && is_cpp(input);
+  });
+  const fs::path& compiler = job.places.compiler;
+  std::string name = compiler.filename().string();
+  const std::size_t gcc = name.rfind("gcc");
+  if (!has_cpp || gcc == std::string::npos) return compiler.string();
+  name.replace(gcc, 3, "g++");
+  return (compiler.parent_path() / name).string();
+}
+
+// As the compiler links by itself. A DLL gets the tables alone: its program reports.
+int link_ordinary(const Job& job, const Words& objects, const fs::path& unfinished) {
+  const Request& request = job.request;
+  Words words = {linking_compiler(job)};
+  if (request.dll) {
+    words.push_back("-shared");
+    const std::string library = import_library(request);
+    if (!library.empty()) {
+      words.push_back("-Wl,--out-implib," + (job.scratch / library).string());
+    }
+  } else {
+    words.push_back((job.places.parts / "tarnreport.o").string());
+  }
+  auto object = objects.begin();
+  for (const Input& input : request.inputs) {
+    words.push_back(input.is_source ? *object++ : input.word);
+  }
+  words.insert(words.end(), {"-L" + job.places.parts.string(), "-o", unfinished.string()});
+  return run_program(words, job.run_options()) == 0 ? kDone : kRefused;
+}
+
 }  // namespace
 
 std::string import_library(const Request& request) {
@@ -30,6 +65,7 @@ std::string import_library(const Request& request) {
 
 int link(const Job& job, const Words& objects, const fs::path& unfinished) {
   const Request& request = job.request;
+  if (request.report_only) return link_ordinary(job, objects, unfinished);
   const fs::path& parts = job.places.parts;
   Words words = {job.places.compiler.string(), "-nostdlib",
                  "-Wl,-e,__BrackenStartup",    "-Wl,--dynamicbase",

@@ -22,6 +22,8 @@ constexpr char kHelp[] =
     "                 whole of the C library; at any -O\n"
     "  --trap         hosted, but invalid operations, divisions by zero and overflows\n"
     "                 trap as in other programs of the library\n"
+    "  --report-only  an ordinary program of the cross compiler, with its own C run-time\n"
+    "                 and any of its options, whose failures end in the library's report\n"
     "  --no-dlls      do not copy TARNLIBC64.DLL and PANEVIEW64.DLL\n"
     "  --verbose      print each command; -### prints them and runs none\n"
     "  --undefined-fill --require-avx --note --strip --public-routines\n"

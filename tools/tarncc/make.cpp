@@ -23,7 +23,11 @@ int finish(const Job& job, const fs::path& unfinished) {
 
 int make_image(const Job& job, const Words& objects) {
   const Request& request = job.request;
-  const fs::path unfinished = job.scratch / (request.dll ? "unfinished.dll" : "unfinished.exe");
+  // Importers of an ordinary DLL see the name that it was linked by.
+  const fs::path unfinished =
+      job.scratch / (request.report_only
+                         ? fs::path(request.output).filename()
+                         : fs::path(request.dll ? "unfinished.dll" : "unfinished.exe"));
   if (const int status = link(job, objects, unfinished)) return status;
   if (const int status = finish(job, unfinished)) return status;
   if (request.only_print) return kDone;

@@ -38,6 +38,7 @@ enum Here {
   kCheckOnly,
   kDll,
   kHosted,
+  kReportOnly,
   kTrap,
   kThreads,
   kNoDlls,
@@ -84,6 +85,7 @@ constexpr Option kOptions[] = {
     here("-shared", Form::kAlone, kDll),
     here("-mdll", Form::kAlone, kDll),
     here("--hosted", Form::kAlone, kHosted),
+    here("--report-only", Form::kAlone, kReportOnly),
     here("--trap", Form::kAlone, kTrap),
     here("-pthread", Form::kAlone, kThreads),
     here("--no-dlls", Form::kAlone, kNoDlls),
@@ -216,7 +218,9 @@ std::string extension_of(const std::string& word) { return fs::path(word).extens
 
 class Reader {
  public:
-  Reader(const Words& words, Request* request) : words_(words), request_(request) {}
+  // Ordinary programs may be compiled and linked by options that images cannot have.
+  Reader(const Words& words, Request* request)
+      : words_(words), request_(request), ordinary_(holds(words, "--report-only")) {}
 
   int read() {
     while (next_ < words_.size()) {
@@ -256,6 +260,15 @@ class Reader {
       all.push_back(value);
     }
     switch (option->goes) {
+      case Goes::kNowhere:
+      case Goes::kRefused:
+        if (ordinary_) {
+          append(&request_->compiler_options, all);
+          link(all);
+        } else if (option->goes == Goes::kRefused) {
+          return refuse(word + " is not supported: " + option->note);
+        }
+        break;
       case Goes::kCompiler:
         append(&request_->compiler_options, all);
         break;
@@ -268,10 +281,6 @@ class Reader {
       case Goes::kQuestion:
         append(&request_->question, all);
         break;
-      case Goes::kNowhere:
-        break;
-      case Goes::kRefused:
-        return refuse(word + " is not supported: " + option->note);
       case Goes::kHere:
         act(option->here, word, value);
         break;
@@ -310,12 +319,17 @@ class Reader {
       case kHosted:
         request.hosted = true;
         break;
+      case kReportOnly:
+        request.report_only = true;
+        request.finish_options.push_back(word);
+        break;
       case kTrap:
         request.traps = true;
         break;
       case kThreads:
         threads_ = true;
         request.compiler_options.push_back(word);
+        if (ordinary_) link({word});
         break;
       case kNoDlls:
         request.copy_dlls = false;
@@ -378,6 +392,7 @@ class Reader {
 
   const Words& words_;
   Request* request_;
+  const bool ordinary_;
   std::size_t next_ = 0;
   std::string language_;
 
@@ -418,6 +433,7 @@ std::string contradiction(const Request& request) {
     }
   }
   if (standard_inputs > 1) return "standard input is one source";
+  if (request.report_only && request.hosted) return "--hosted programs have the report anyway";
   if (request.traps && !request.hosted) return "--trap goes with --hosted: others trap anyway";
   return {};
 }
@@ -447,7 +463,7 @@ int read_command_line(const Words& words, Request* request) {
     request->compiler_options.push_back("-v");
     request->inputs.push_back({"-v", false, {}});
   }
-  if (reader.threads_ && !request->hosted) {
+  if (reader.threads_ && !request->hosted && !request->report_only) {
     return refuse("-pthread is not supported: only hosted programs have POSIX threads");
   }
   const std::string wrong = contradiction(*request);

@@ -30,8 +30,9 @@ struct Request {
   Words compiler_options, finish_options;
   std::string output;
   bool dll = false, copy_dlls = true;
-  bool hosted = false;  // against the compiler's own headers and libraries
-  bool traps = false;   // of a hosted program: with the library's floating-point traps
+  bool hosted = false;       // against the compiler's own headers and libraries
+  bool report_only = false;  // an ordinary program, with the report
+  bool traps = false;        // of a hosted program: with the library's floating-point traps
   bool verbose = false, only_print = false;
   // A query to the compiler, such as -dumpmachine: its words; nothing is made.
   Words question;

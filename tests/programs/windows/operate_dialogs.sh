@@ -4,7 +4,7 @@
 # display number that is free, and a Wine prefix that only sees this screen: Wine keeps one desktop
 # for a prefix, made by whoever comes first.
 #
-#   operate_dialogs.sh DIALOG_PROBE_EXE PANEVIEW64_DLL RUN_FOLDER WINE PROGRAMS_FOLDER
+#   operate_dialogs.sh DIALOG_PROBE_EXE PANEVIEW64_DLL RUN_FOLDER WINE PROGRAMS_FOLDER OWN_WINDOW_EXE
 #
 # Leaves screenshots in RUN_FOLDER. Exit status 77: something is missing here.
 set -u
@@ -13,6 +13,7 @@ dll=$(realpath "$2")
 run=$3
 wine=$4
 programs=$(realpath "$5")
+own_window=$(realpath "$6")
 
 for tool in Xvfb xdotool import "$wine"; do
   command -v "$tool" >/dev/null || {
@@ -24,7 +25,7 @@ done
 mkdir -p "$run"
 cd "$run" || exit 1
 rm -f -- *.png *.txt *.out *.exe *.DLL display orders
-cp "$probe" "$dll" "$programs"/{divide,traps,progress_steps}.exe "$programs/TARNLIBC64.DLL" . || exit 1
+cp "$probe" "$dll" "$programs"/{divide,traps,progress_steps}.exe "$programs/TARNLIBC64.DLL" "$own_window" . || exit 1
 
 exec 3>display
 # -r: a key held for long on a slow machine must not repeat.
@@ -142,6 +143,14 @@ grep -q '^Floating point divide by zero (c000008e) at address 140' copied.txt ||
   fail "Ctrl+C didn't copy the report"
 press Escape ended # is QUIT
 finish
+
+echo "The report of an ordinary program, whose own window gets no messages meanwhile"
+begin own_window 'exception report on own_window.exe'
+sleep 0.5
+picture ordinary C8C8C8
+press Escape ended
+wait "$program"
+[ $? = 5 ] || fail "its status is not the exception's"
 
 echo "The report, by mouse, and Tab"
 begin divide 'exception report on divide.exe'

@@ -1,0 +1,1 @@
+__declspec(dllexport) int store(int* place) { return *place = 1; }
