@@ -67,6 +67,7 @@ constexpr Row kRows[] = {
     {ERROR_ALREADY_EXISTS, EEXIST},
     {ERROR_FILENAME_EXCED_RANGE, ENOENT},
     {ERROR_NO_DATA, EPIPE},
+    {ERROR_PIPE_NOT_CONNECTED, EPIPE},
     {ERROR_DIRECTORY, ENOTDIR},
     {ERROR_NESTING_NOT_ALLOWED, EAGAIN},
     {ERROR_NOT_ENOUGH_QUOTA, ENOMEM},
@@ -118,7 +119,56 @@ constexpr const char* kTexts[] = {
     "Directory not empty",
     "Illegal byte sequence",
 };
-constexpr int kTextCount = sizeof kTexts / sizeof kTexts[0];
+
+// From 100.
+constexpr const char* kPosixTexts[] = {
+    "Address in use",
+    "Address not available",
+    "Address family not supported",
+    "Connection already in progress",
+    "Bad message",
+    "Operation canceled",
+    "Connection aborted",
+    "Connection refused",
+    "Connection reset",
+    "Destination address required",
+    "Host unreachable",
+    "Identifier removed",
+    "Operation in progress",
+    "Already connected",
+    "Too many symbolic link levels",
+    "Message too long",
+    "Network down",
+    "Network reset",
+    "Network unreachable",
+    "No buffer space",
+    "No message available",
+    "No link",
+    "No message",
+    "No protocol option",
+    "No stream resources",
+    "Not a stream",
+    "Not connected",
+    "State not recoverable",
+    "Not a socket",
+    "Not supported",
+    "Operation not supported",
+    "Unknown error",
+    "Value too large",
+    "Owner dead",
+    "Protocol error",
+    "Protocol not supported",
+    "Wrong protocol type",
+    "Stream timeout",
+    "Timed out",
+    "Text file busy",
+    "Operation would block",
+};
+
+template <int count>
+const char* text_at(const char* const (&texts)[count], int index) {
+  return index >= 0 && index < count ? texts[index] : nullptr;
+}
 
 }  // namespace
 
@@ -161,7 +211,10 @@ CRT_API int* _errno(void) {
   return cell;
 }
 CRT_API char* strerror(int error) {
-  return const_cast<char*>(crt::kTexts[error >= 0 && error < crt::kTextCount ? error : 15]);
+  using namespace crt;
+  const char* text = text_at(kTexts, error);
+  if (!text) text = text_at(kPosixTexts, error - EADDRINUSE);
+  return const_cast<char*>(text ? text : "Unknown error");
 }
 CRT_API errno_t strerror_s(char* to, size_t size, int error) {
   if (!to || size == 0) return EINVAL;

@@ -47,7 +47,7 @@ constexpr DWORD kStandard[] = {STD_INPUT_HANDLE, STD_OUTPUT_HANDLE, STD_ERROR_HA
 void open_standard() {
   for (int i = 0; i < 3; ++i) {
     const HANDLE handle = GetStdHandle(kStandard[i]);
-    if (handle && handle != INVALID_HANDLE_VALUE) set(first_block[i], handle, 0);
+    if (GetFileType(handle) != FILE_TYPE_UNKNOWN) set(first_block[i], handle, 0);
   }
   standard_open = true;
 }
@@ -171,15 +171,18 @@ int open_file(const char* path, int flags, int share, int mode) {
   return number;
 }
 
+int fail_on_handle() {
+  const DWORD error = GetLastError();
+  return error == ERROR_ACCESS_DENIED ? fail_with(EBADF) : fail(error);
+}
+
 long long read_bytes(Descriptor& file, void* buffer, size_t size) {
   DWORD count = 0;
   if (ReadFile(file.handle, buffer, size > kMostBytes ? kMostBytes : static_cast<DWORD>(size),
                &count, nullptr)) {
     return count;
   }
-  const DWORD error = GetLastError();
-  if (error == ERROR_BROKEN_PIPE) return 0;  // its writer has gone
-  return fail(error == ERROR_ACCESS_DENIED ? DWORD{ERROR_INVALID_HANDLE} : error);
+  return GetLastError() == ERROR_BROKEN_PIPE ? 0 : fail_on_handle();  // 0: its writer has gone
 }
 
 long long write_bytes(Descriptor& file, const void* bytes, size_t size) {
@@ -189,8 +192,7 @@ long long write_bytes(Descriptor& file, const void* bytes, size_t size) {
     DWORD count = 0;
     if (!WriteFile(file.handle, next, left > kMostBytes ? kMostBytes : static_cast<DWORD>(left),
                    &count, nullptr)) {
-      const DWORD error = GetLastError();
-      return fail(error == ERROR_ACCESS_DENIED ? DWORD{ERROR_INVALID_HANDLE} : error);
+      return fail_on_handle();
     }
     if (count == 0) return fail_with(ENOSPC);
     next += count;

@@ -40,6 +40,10 @@ void release_descriptor(int number);
 // open's work. Result: the number, or -1 and errno.
 int open_file(const char* path, int flags, int share, int mode);
 
+// Sets errno after a failure of the system: a descriptor that was not opened for the
+// operation is a bad one. Result: -1.
+int fail_on_handle();
+
 // Bytes as they are. Result: how many, 0 at the end of a file; -1 and errno. A
 // write is whole or fails.
 long long read_bytes(Descriptor& file, void* buffer, size_t size);

@@ -64,6 +64,20 @@ CRT_API int _creat(const char* path, int mode) {
   return open_file(path, _O_CREAT | _O_TRUNC | _O_RDWR, _SH_DENYNO, mode);
 }
 
+// Bytes that are written to the second come out of the first.
+CRT_API int _pipe(int* ends, unsigned size, int flags) {
+  SECURITY_ATTRIBUTES security = {sizeof security, nullptr, !(flags & _O_NOINHERIT)};
+  HANDLE reading, writing;
+  if (!CreatePipe(&reading, &writing, &security, size)) return fail();
+  ends[0] = claim_descriptor(reading, flags);
+  ends[1] = claim_descriptor(writing, flags);
+  if (ends[0] >= 0 && ends[1] >= 0) return 0;
+  if (ends[0] >= 0) release_descriptor(ends[0]);
+  CloseHandle(reading);
+  CloseHandle(writing);
+  return -1;
+}
+
 CRT_API int _close(int number) {
   Descriptor* const file = descriptor(number);
   if (!file) return -1;

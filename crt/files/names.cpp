@@ -97,7 +97,7 @@ namespace {
 int set_size(Descriptor& file, long long size) {
   const long long here = seek_file(file, 0, SEEK_CUR);
   if (here < 0 || seek_file(file, size, SEEK_SET) < 0) return -1;
-  const int result = done(SetEndOfFile(file.handle));
+  const int result = SetEndOfFile(file.handle) ? 0 : fail_on_handle();
   seek_file(file, here, SEEK_SET);
   return result;
 }

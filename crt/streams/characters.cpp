@@ -58,10 +58,11 @@ CRT_API char* fgets(char* line, int size, FILE* file) {
     return nullptr;
   }
   char* next = line;
+  const FreshError error(stream);
   while (next < line + size - 1) {
     const int character = get(stream);
     if (character == EOF) {
-      if (next == line || (stream.face._flag & _IOERR)) return nullptr;
+      if (next == line || error.is_set()) return nullptr;
       break;
     }
     *next++ = static_cast<char>(character);

@@ -15,16 +15,14 @@ struct Conversion {
   long long width;
   long long precision;  // -1: none
   enum Length : unsigned char { kInt, kChar, kShort, kLong, kWide, kLongDouble } length;
-  int stars;
-  bool other;  // something in it that is left to libmingwex
 };
 
-constexpr long long kGreatest = 1 << 20;  // width and precision; greater ones are passed on
+constexpr long long kGreatest = INT_MAX;  // width and precision
 
 long long read_number(const char** text) {
   long long number = 0;
   for (; **text >= '0' && **text <= '9'; ++*text) {
-    if (number < kGreatest) number = number * 10 + (**text - '0');
+    if (number <= kGreatest) number = number * 10 + (**text - '0');
   }
   return number;
 }
@@ -57,7 +55,6 @@ Conversion read_conversion(const char** text, va_list& arguments) {
   }
   if (**text == '*') {
     ++*text;
-    ++is.stars;
     is.width = static_cast<int>(next_slot(arguments));
     if (is.width < 0) {
       is.left = true;
@@ -70,14 +67,12 @@ Conversion read_conversion(const char** text, va_list& arguments) {
     ++*text;
     if (**text == '*') {
       ++*text;
-      ++is.stars;
       is.precision = static_cast<int>(next_slot(arguments));
       if (is.precision < 0) is.precision = -1;
     } else {
       is.precision = read_number(text);
     }
   }
-  is.other = is.width >= kGreatest || is.precision >= kGreatest;
   switch (**text) {
     case 'h':
       ++*text;
@@ -413,7 +408,6 @@ constexpr Letters kLetters;
 
 // Result: false if libmingwex is to do it, with nothing written.
 bool put_conversion(Output& output, const Conversion& is, char letter, unsigned long long slot) {
-  if (is.other) return false;
   switch (letter) {
     case 'd':
     case 'i':
@@ -467,6 +461,14 @@ void Output::append_long(const char* bytes, size_t size) {
 }
 
 void Output::fill(char character, long long count) {
+  constexpr long long kPiece = 256;
+  if (count > static_cast<long long>(kShortCopy)) {
+    char piece[kPiece];
+    memset(piece, character, static_cast<size_t>(count < kPiece ? count : kPiece));
+    for (; count >= kPiece; count -= kPiece) append(piece, kPiece);
+    append(piece, static_cast<size_t>(count));
+    return;
+  }
   for (; count > 0; --count) put(character);
 }
 
@@ -484,13 +486,10 @@ void Output::pass(const char* conversion, va_list arguments) {
   if (stream_) {
     finish();
     // It counts the characters whether they could be written or not.
-    int& flags = stream_->face._flag;
-    const int before = flags;
-    flags &= ~_IOERR;
+    const FreshError error(*stream_);
     passed_ += static_cast<unsigned>(
         __mingw_pformat(kToFile | kNoLimit, &stream_->face, 0, conversion, arguments));
-    if (flags & _IOERR) failed_ = true;
-    flags |= before & _IOERR;
+    if (error.is_set()) failed_ = true;
     return;
   }
   const size_t room = static_cast<size_t>(end_ - next_);
@@ -515,6 +514,10 @@ void format(Output& output, const char* text, va_list arguments) {
     va_list before;
     va_copy(before, arguments);
     const Conversion is = read_conversion(&text, arguments);
+    if (is.width > kGreatest || is.precision > kGreatest) {
+      output.count_too_many();
+      return;
+    }
     const char letter = *text++;
     char alone[64];
     const size_t size = static_cast<size_t>(text - begin);

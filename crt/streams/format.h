@@ -4,6 +4,7 @@
 // means nothing to %u.
 #pragma once
 
+#include <limits.h>
 #include <stdarg.h>
 
 #include "../strings/short_copy.h"
@@ -39,6 +40,8 @@ class Output {
   void pass(const char* conversion, va_list arguments);
   // Writes to the stream what is left. Result: false if something could not be written.
   bool finish();
+  // More than any result can say.
+  void count_too_many() { passed_ += INT_MAX + 1ull; }
   // The characters so far; for a block also those that it had no room for.
   unsigned long long count() const {
     return passed_ + static_cast<unsigned long long>(next_ - begin_);

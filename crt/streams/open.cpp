@@ -11,6 +11,8 @@ using namespace crt;
 
 namespace {
 
+constexpr size_t kLeastBuffer = 2;  // a carriage return and what comes after it
+
 FILE* open_as(Stream* stream, int number, int flags) {
   set_up(*stream, number, flags);
   return &stream->face;
@@ -108,7 +110,9 @@ CRT_API int _fileno(FILE* file) {
 CRT_API int setvbuf(FILE* file, char* buffer, int mode, size_t size) {
   Stream& stream = stream_of(file);
   const Locked locked(stream.lock);
-  if (mode != _IOFBF && mode != _IOLBF && mode != _IONBF) return fail_with(EINVAL);
+  if ((mode != _IOFBF && mode != _IOLBF && mode != _IONBF) || size > INT_MAX) {
+    return fail_with(EINVAL);
+  }
   if (crt::flush(stream) != 0) return EOF;
   if (stream.own) free(stream.own);
   stream.own = stream.base = stream.next = stream.last = stream.limit = nullptr;
@@ -117,8 +121,8 @@ CRT_API int setvbuf(FILE* file, char* buffer, int mode, size_t size) {
   stream.buffering = mode == _IOFBF   ? Buffering::kFull
                      : mode == _IOLBF ? Buffering::kLine
                                       : Buffering::kNone;
-  stream.size = mode == _IONBF ? 0 : size;
-  if (buffer && mode != _IONBF && size >= 2) {
+  stream.size = mode == _IONBF || size < kLeastBuffer ? 0 : size;
+  if (buffer && stream.size > 0) {
     stream.base = stream.next = stream.last = stream.limit =
         reinterpret_cast<unsigned char*>(buffer);
   }

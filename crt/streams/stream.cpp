@@ -95,11 +95,12 @@ void show_questions(const Descriptor& asked) {
 }
 
 // Fills the buffer after the bytes that are still in it. Result: false at the end
-// of the file or on failure, with the indicator set.
+// of the file or on failure, with the indicator set. Until that is cleared, an end stays
+// the end, though the file may have grown.
 bool fill(Stream& stream) {
   Descriptor* const file = descriptor(stream.number);
   const size_t kept = static_cast<size_t>(stream.last - stream.next);
-  if (!file || (stream.text && file->device && (stream.face._flag & _IOEOF))) return false;
+  if (!file || (stream.face._flag & _IOEOF)) return false;
   show_questions(*file);
   memmove(stream.base, stream.next, kept);
   stream.next = stream.base;
@@ -207,13 +208,8 @@ bool read_mode(const char* mode, int* flags) {
       case 'T':
         result |= _O_SHORT_LIVED;
         break;
-      case 'c':
-      case 'n':
-      case ' ':
+      default:  // what is unknown says nothing, as in other libraries
         break;
-      default:
-        errno = EINVAL;
-        return false;
     }
   }
   *flags = result;
@@ -308,7 +304,7 @@ size_t read_block(Stream& stream, void* buffer, size_t size) {
       size_t here = static_cast<size_t>(stream.last - stream.next);
       if (here == 0 && wanted >= stream.size) {  // past the buffer
         Descriptor* const file = descriptor(stream.number);
-        if (!file) break;
+        if (!file || (stream.face._flag & _IOEOF)) break;
         show_questions(*file);
         const long long count = read_bytes(*file, to, wanted - wanted % stream.size);
         if (count <= 0) {

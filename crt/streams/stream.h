@@ -45,6 +45,22 @@ struct Stream {
 
 inline Stream& stream_of(FILE* file) { return *reinterpret_cast<Stream*>(file); }
 
+// Whether a call fails itself, for streams whose indicator an earlier one may have set.
+class FreshError {
+ public:
+  explicit FreshError(Stream& stream) : stream_(stream), before_(stream.face._flag & _IOERR) {
+    stream.face._flag &= ~_IOERR;
+  }
+  ~FreshError() { stream_.face._flag |= before_; }
+  FreshError(const FreshError&) = delete;
+  FreshError& operator=(const FreshError&) = delete;
+  bool is_set() const { return stream_.face._flag & _IOERR; }
+
+ private:
+  Stream& stream_;
+  int before_;
+};
+
 // The standard streams are the first three.
 extern Stream standard_streams[3];
 

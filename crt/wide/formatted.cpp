@@ -4,27 +4,34 @@
 #include <stdlib.h>
 #include <wchar.h>
 
+#include "../streams/stream.h"
 #include "../streams/variadic.h"
 
 extern "C" {
-int __mingw_vfwprintf(FILE*, const wchar_t*, va_list);
+int __mingw_wpformat(int flags, void* to, int size, const wchar_t* format, va_list);
 int __mingw_vsnwprintf(wchar_t*, size_t, const wchar_t*, va_list);
 int __mingw_vfwscanf(FILE*, const wchar_t*, va_list);
 int __mingw_vswscanf(const wchar_t*, const wchar_t*, va_list);
 double __mingw_wcstod(const wchar_t*, wchar_t**);
 }
 
+// libmingwex counts the characters whether they could be written or not.
 CRT_API int vfwprintf(FILE* file, const wchar_t* format, va_list arguments) {
-  return __mingw_vfwprintf(file, format, arguments);
+  crt::Stream& stream = crt::stream_of(file);
+  const crt::Locked locked(stream.lock);
+  const crt::FreshError error(stream);
+  constexpr int kNoLimit = 0x4000, kToFile = 0x2000;
+  const int count = __mingw_wpformat(kToFile | kNoLimit, file, 0, format, arguments);
+  return error.is_set() ? -1 : count;
 }
 CRT_API int fwprintf(FILE* file, const wchar_t* format, ...) {
-  ARGUMENTS(format, __mingw_vfwprintf(file, format, arguments));
+  ARGUMENTS(format, vfwprintf(file, format, arguments));
 }
 CRT_API int vwprintf(const wchar_t* format, va_list arguments) {
-  return __mingw_vfwprintf(stdout, format, arguments);
+  return vfwprintf(stdout, format, arguments);
 }
 CRT_API int wprintf(const wchar_t* format, ...) {
-  ARGUMENTS(format, __mingw_vfwprintf(stdout, format, arguments));
+  ARGUMENTS(format, vfwprintf(stdout, format, arguments));
 }
 CRT_API int _vsnwprintf(wchar_t* buffer, size_t size, const wchar_t* format, va_list arguments) {
   return __mingw_vsnwprintf(buffer, size, format, arguments);

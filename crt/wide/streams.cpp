@@ -88,10 +88,11 @@ CRT_API wchar_t* fgetws(wchar_t* line, int size, FILE* file) {
   const Locked locked(stream.lock);
   wchar_t* next = line;
   if (!line || size <= 0) return nullptr;
+  const FreshError error(stream);
   while (next < line + size - 1) {
     const wint_t character = get_wide(stream);
     if (character == WEOF) {
-      if (next == line || (stream.face._flag & _IOERR)) return nullptr;
+      if (next == line || error.is_set()) return nullptr;
       break;
     }
     *next++ = character;

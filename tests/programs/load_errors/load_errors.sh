@@ -50,6 +50,9 @@ headers"
 perl -0777 -pe 's/(?<![a-z])printf\0/prontf\0/g' good.exe >unknown.exe
 refused unknown.exe 126 "imports prontf, which TARNLIBC64.DLL does not have"
 
+perl -0777 -pe 's/CreateFileA\0/CreateFalsA\0/g' "$programs/hosted_iso_c.exe" >foreign.exe
+refused foreign.exe 126 "imports CreateFalsA, which KERNEL32.dll does not have"
+
 # Wherever it is cut: one line, and nothing runs.
 for cut in $(seq 1 997 $((size - 1))); do
   head -c "$cut" good.exe >cut.exe
