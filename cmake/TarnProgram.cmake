@@ -112,8 +112,8 @@ function(tarn_add_program name)
     COMMAND ${CMAKE_C_COMPILER} -nostdlib ${link_options}
             -Wl,-e,__BrackenStartup -Wl,--dynamicbase -Wl,--disable-auto-import
             ${TARN_PROGRAM_START} $<TARGET_OBJECTS:${code}>
-            -Wl,--start-group ${import_libraries} ${TARN_PROGRAM_SUPPORT} ${hosted_libraries} -lgcc -lkernel32
-            -Wl,--end-group -o ${unfinished}
+            -Wl,--start-group ${import_libraries} ${TARN_PROGRAM_SUPPORT} ${hosted_libraries} -lgcc
+            -Wl,--end-group -lkernel32 -o ${unfinished}
     COMMAND ${TARN_FINISH_IMAGE} ${finish_options} ${program_FINISH} ${unfinished} -o ${image}
     DEPENDS ${code} $<TARGET_OBJECTS:${code}> ${TARN_PROGRAM_START} ${TARN_PROGRAM_SUPPORT}
             ${import_libraries} ${TARN_FINISH_IMAGE}

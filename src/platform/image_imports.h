@@ -37,14 +37,45 @@ TARNAPI void LeaveCriticalSection(CriticalSection* section);
 TARNAPI void DeleteCriticalSection(CriticalSection* section);
 
 [[noreturn]] TARNAPI void ExitThread(std::uint32_t code);
+// 259 while the thread runs.
+TARNAPI Bool GetExitCodeThread(Handle thread, std::uint32_t* code);
+// When it began and ended (0: not yet), and its time in the system and in programs.
+TARNAPI Bool GetThreadTimes(Handle thread, FileTime* created, FileTime* ended, FileTime* kernel,
+                            FileTime* user);
+// What SetThreadPriority has set, at first 0; kNoPriority on failure.
+inline constexpr std::int32_t kNoPriority = 0x7FFFFFFF;
+TARNAPI std::int32_t GetThreadPriority(Handle thread);
+
+// Result: how often the thread was suspended before, or all bits set on failure. When
+// it returns, the thread runs no more.
+TARNAPI std::uint32_t SuspendThread(Handle thread);
+// The registers of a thread, in the parts that ContextFlags names; of a thread that is
+// not suspended, as they happen to be. A thread within a routine of the system or the
+// library has the host's registers there, and those that are set for it while it waits
+// for an object take effect as its wait ends.
+TARNAPI Bool GetThreadContext(Handle thread, AMD_CONTEXT* context);
+TARNAPI Bool SetThreadContext(Handle thread, const AMD_CONTEXT* context);
+
+// ---- Events, semaphores, mutexes ----------------------------------------------------
+
+TARNAPI Bool ResetEvent(Handle event);
+
+// A count from 0 to `limit`, of which each wait takes 1. `name` is null.
+TARNAPI Handle CreateSemaphoreA(const SecurityAttributes* security, std::int32_t count,
+                                std::int32_t limit, const char* name);
+// `before` may be null.
+TARNAPI Bool ReleaseSemaphore(Handle semaphore, std::int32_t more, std::int32_t* before);
 
 // A lock that its owner may take again, by waiting for it; who waits for one whose owner
-// has ended gets it with kWaitAbandoned. Without names: `name` is null.
-inline constexpr std::uint32_t kWaitAbandoned = 0x80;
+// has ended gets it, with kWaitAbandoned added to the result. Without names: `name` is null.
 TARNAPI Handle CreateMutexW(const SecurityAttributes* security, Bool owned, const char16_t* name);
 TARNAPI Bool ReleaseMutex(Handle mutex);
+
+// As WaitForSingleObject: nothing interrupts a wait here.
 TARNAPI std::uint32_t WaitForSingleObjectEx(Handle object, std::uint32_t milliseconds,
                                             Bool alertable);
+TARNAPI std::uint32_t WaitForMultipleObjectsEx(std::uint32_t count, const Handle* handles, Bool all,
+                                               std::uint32_t milliseconds, Bool alertable);
 
 // ---- Libraries --------------------------------------------------------------------
 
@@ -62,11 +93,22 @@ TARNAPI Bool SetStdHandle(std::int32_t which, Handle handle);
 TARNAPI char* GetEnvironmentStrings();
 TARNAPI Bool FreeEnvironmentStringsA(char* strings);
 
-// The breakpoint instruction: without a debugger the program ends in a report. What is
-// told a debugger goes nowhere.
+// The processors that the process may use, and those that there are, one bit each.
+TARNAPI Bool GetProcessAffinityMask(Handle process, std::uint64_t* usable, std::uint64_t* present);
+TARNAPI Bool SetProcessAffinityMask(Handle process, std::uint64_t usable);
+
+// The breakpoint instruction: without a debugger the program ends in a report.
 TARNAPI void DebugBreak();
-TARNAPI void OutputDebugStringA(const char* text);
-TARNAPI void OutputDebugStringW(const char16_t* text);
+// Whether a debugger of the host traces the process. It does not take strings.
+TARNAPI Bool IsDebuggerPresent();
+TARNAPI void OutputDebugStringA(const char* string);
+TARNAPI void OutputDebugStringW(const char16_t* string);
+
+// Takes a handler of AddVectoredExceptionHandler out of the list; 0 if it is not there.
+TARNAPI std::uint32_t RemoveVectoredExceptionHandler(void* handler);
+
+// As GetModuleHandleA.
+TARNAPI Module GetModuleHandleW(const char16_t* name);
 
 // As FormatMessageA, which takes the flag 0x100 as well: then `buffer` is where the address
 // of a new block goes, which LocalFree releases.
@@ -84,11 +126,15 @@ enum FileType : std::uint32_t {
 };
 TARNAPI std::uint32_t GetFileType(Handle file);
 
-// Another handle for the same open object. Only within this process: both process
-// handles are the current one's. `access` is that of the source whatever is asked.
+// Another handle for the same open object: a file, an event, a semaphore, a thread, a
+// process. Only within this process: both process handles are the current one's. `access` is that
+// of the source whatever is asked.
 inline constexpr std::uint32_t kDuplicateCloseSource = 1;
 TARNAPI Bool DuplicateHandle(Handle from, Handle source, Handle to, Handle* copy,
                              std::uint32_t access, Bool inherits, std::uint32_t options);
+
+// Whether it is an open handle; none is inherited or protected: 0.
+TARNAPI Bool GetHandleInformation(Handle handle, std::uint32_t* flags);
 
 // The file ends at its position.
 TARNAPI Bool SetEndOfFile(Handle file);
@@ -225,6 +271,13 @@ TARNAPI Bool SystemTimeToFileTime(const SystemTime* broken, FileTime* time);
 // A steady count of ten million a second.
 TARNAPI Bool QueryPerformanceCounter(std::int64_t* count);
 TARNAPI Bool QueryPerformanceFrequency(std::int64_t* per_second);
+TARNAPI void GetSystemTimePreciseAsFileTime(FileTime* time);
+// Sets the clock of the machine, as far as the user may.
+TARNAPI Bool SetSystemTime(const SystemTime* time);
+// In units of 100 ns what the clock gains in a step, and how long a step is. As the
+// system that reports them by default, 15.625 ms and no adjustment.
+TARNAPI Bool GetSystemTimeAdjustment(std::uint32_t* adjustment, std::uint32_t* step,
+                                     Bool* disabled);
 TARNAPI std::uint32_t GetTickCount();
 TARNAPI std::uint64_t GetTickCount64();
 // Of the current process: when it began, and its time in the system and in programs.

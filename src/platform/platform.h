@@ -375,6 +375,7 @@ TARNAPI std::int32_t GetSystemMetrics(std::int32_t metric);
 // ---- Threads and events -------------------------------------------------------
 inline constexpr std::uint32_t kWaitForever = 0xFFFFFFFF;
 inline constexpr std::uint32_t kWaitObject = 0;
+inline constexpr std::uint32_t kWaitAbandoned = 0x80;  // plus the index: its owner has ended
 inline constexpr std::uint32_t kWaitTimeout = 258;
 inline constexpr std::uint32_t kWaitFailed = 0xFFFFFFFF;
 inline constexpr std::uint32_t kCreateSuspended = 4;
@@ -393,14 +394,14 @@ TARNAPI Handle CreateThread(const SecurityAttributes* security, std::uint64_t st
                             std::uint32_t* id);
 // The previous suspend count, or all bits set on failure.
 TARNAPI std::uint32_t ResumeThread(Handle thread);
-// -15, -2 to 2 or 15; the host has only one priority.
+// -15, -2 to 2 or 15; on the host all run alike.
 TARNAPI Bool SetThreadPriority(Handle thread, std::int32_t priority);
 // Names are not supported on the host: null there. Null on failure.
 TARNAPI Handle CreateEventA(const SecurityAttributes* security, Bool manual_reset, Bool signalled,
                             const char* name);
 TARNAPI Bool SetEvent(Handle event);
-// Waits for an event, a thread or a child process: kWaitObject, kWaitTimeout or
-// kWaitFailed. An auto-reset event is taken by the wait.
+// Waits for an event, a semaphore, a mutex, a thread or a process: kWaitObject, kWaitTimeout
+// or kWaitFailed. An auto-reset event is taken by the wait.
 TARNAPI std::uint32_t WaitForSingleObject(Handle object, std::uint32_t milliseconds);
 
 // ---- Child processes ------------------------------------------------------------
@@ -427,8 +428,9 @@ TARNAPI Bool CreateProcessA(const char* application, char* command_line,
 // has the low 8 bits only, and is 128 plus the signal's number for a child that
 // a signal ended. Denied for a process that was opened by its id.
 TARNAPI Bool GetExitCodeProcess(Handle process, std::uint32_t* code);
-// Waits for one of up to 64 processes: kWaitObject plus its index, kWaitTimeout
-// or kWaitFailed. `all` is 0.
+// Waits for one of up to 64 such objects, the first that is there: kWaitObject plus
+// its index, kWaitTimeout or kWaitFailed; or, if `all`, for all of them at the same
+// time: kWaitObject.
 inline constexpr std::uint32_t kMostWaits = 64;
 TARNAPI std::uint32_t WaitForMultipleObjects(std::uint32_t count, const Handle* handles, Bool all,
                                              std::uint32_t milliseconds);
@@ -548,7 +550,7 @@ TARNAPI void* AddVectoredExceptionHandler(std::uint32_t first, VectoredHandler h
 // ---- Threads, console events, messages ------------------------------------
 TARNAPI Handle GetCurrentThread();
 // Ends the calling thread at once; nothing is unwound. Only the calling thread
-// may be named.
+// may be named. The process ends with its last thread, with that one's code.
 TARNAPI Bool TerminateThread(Handle thread, std::uint32_t code);
 
 // A number that no other living thread has; never 0.

@@ -87,7 +87,8 @@ int link(const Job& job, const Words& objects, const fs::path& unfinished) {
   }
   words.push_back("-Wl,--start-group");
   if (request.hosted) {
-    // The archive comes first: what it has in common with the compiler's libraries is its own.
+    // The archive comes first, the system last: what the archive has in common with the
+    // compiler's libraries and the system is its own.
     if (request.traps) words.push_back((parts / "hosted_traps.o").string());
     words.insert(words.end(),
                  {(parts / "libtarncrt.a").string(), (parts / "libtarnhosted.a").string(),
@@ -97,6 +98,6 @@ int link(const Job& job, const Words& objects, const fs::path& unfinished) {
     words.insert(words.end(), {(parts / "libprogram_support.a").string(),
                                (parts / "libtarnlibc64.dll.a").string()});
   }
-  words.insert(words.end(), {"-lgcc", "-lkernel32", "-Wl,--end-group", "-o", unfinished.string()});
+  words.insert(words.end(), {"-lgcc", "-Wl,--end-group", "-lkernel32", "-o", unfinished.string()});
   return run_program(words, job.run_options()) == 0 ? kDone : kRefused;
 }

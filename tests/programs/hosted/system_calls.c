@@ -194,22 +194,23 @@ static DWORD WINAPI add(LPVOID times) {
 static DWORD waited[2];
 
 static DWORD WINAPI keep(LPVOID mutex) {
-  waited[waited[0] != 0] = WaitForSingleObject(mutex, 0);
+  waited[waited[0] != 0] = WaitForSingleObject(mutex, waited[0] != 0 ? INFINITE : 0);
   return 0;
 }
 
 static void mutexes(void) {
-  HANDLE mutex = CreateMutexW(NULL, TRUE, NULL);
+  HANDLE mutex = CreateMutexW(NULL, TRUE, NULL),
+         both[] = {CreateEventA(NULL, TRUE, FALSE, NULL), mutex};
   DWORD entered = WaitForSingleObjectEx(mutex, INFINITE, FALSE);
   for (int i = 0; i < 2; ++i) {
     HANDLE thread = CreateThread(NULL, 0, keep, mutex, 0, NULL);
+    if (i == 1) Sleep(20), ReleaseMutex(mutex), ReleaseMutex(mutex);
     WaitForSingleObject(thread, INFINITE);
-    if (i == 0) ReleaseMutex(mutex), ReleaseMutex(mutex);
   }
   BOOL twice = ReleaseMutex(mutex);
   DWORD why = last();
   printf("mutex %lu %lu %lu, not owned %d %lu", entered, waited[0], waited[1], twice, why);
-  printf(", abandoned %lx", WaitForSingleObject(mutex, 1000));
+  printf(", abandoned %lx", WaitForMultipleObjects(2, both, FALSE, 1000));
   printf(", released %d\n", ReleaseMutex(mutex));
   CloseHandle(mutex);
 }
@@ -228,6 +229,114 @@ static void threads(void) {
          TlsGetValue(slot) == NULL);
   LeaveCriticalSection(&section);
   DeleteCriticalSection(&section);
+}
+
+static volatile LONG turns;
+
+static DWORD WINAPI turn(LPVOID limit) {
+  while (turns >= 0) {
+    ++turns;
+  }
+  return (DWORD)(ULONG_PTR)limit;
+}
+
+static DWORD WINAPI post(LPVOID semaphore) {
+  Sleep(20);
+  ReleaseSemaphore(semaphore, 2, NULL);
+  return 0;
+}
+
+static void waits(void) {
+  HANDLE kept = CreateEventA(NULL, TRUE, TRUE, NULL),
+         taken = CreateEventA(NULL, FALSE, FALSE, NULL);
+  HANDLE counted = CreateSemaphoreA(NULL, 1, 3, NULL);
+  HANDLE all[] = {kept, taken, counted};
+  DWORD first = WaitForMultipleObjects(3, all, FALSE, 0);
+  DWORD not_all = WaitForMultipleObjects(3, all, TRUE, 10);
+  SetEvent(taken);
+  DWORD at_once = WaitForMultipleObjects(3, all, TRUE, 0);
+  DWORD emptied = WaitForMultipleObjects(2, all + 1, FALSE, 0);
+  printf("any %lu, all %lu then %lu, taken %lu\n", first, not_all, at_once, emptied);
+  ResetEvent(kept);
+  HANDLE poster = CreateThread(NULL, 0, post, counted, 0, NULL);
+  HANDLE mixed[] = {GetCurrentProcess(), kept, counted};
+  DWORD posted = WaitForMultipleObjects(3, mixed, FALSE, INFINITE);
+  LONG before = -1;
+  BOOL released = ReleaseSemaphore(counted, 2, &before);
+  printf("posted %lu, released %d after %ld", posted, released, before);
+  BOOL over = ReleaseSemaphore(counted, 1, NULL);
+  printf(", over %d %lu", over, last());
+  HANDLE bad[] = {kept, poster, (HANDLE)0x7777};
+  DWORD no_handle = WaitForMultipleObjects(3, bad, FALSE, 0);
+  printf(", no handle %lx %lu", no_handle, last());
+  HANDLE none = CreateSemaphoreA(NULL, 2, 1, NULL);
+  printf(", no semaphore %d %lu\n", none != NULL, last());
+  DWORD flags = 9;
+  BOOL known = GetHandleInformation(counted, &flags),
+       unknown = GetHandleInformation(bad[2], &flags);
+  printf("information %d %lu, %d %lu\n", known, flags, unknown, last());
+}
+
+static void suspended_threads(void) {
+  DWORD id, code = 0;
+  HANDLE runner = CreateThread(NULL, 0, turn, (LPVOID)7, CREATE_SUSPENDED, &id), copy, self;
+  DuplicateHandle(GetCurrentProcess(), runner, GetCurrentProcess(), &copy, 0, FALSE,
+                  DUPLICATE_SAME_ACCESS);
+  Sleep(10);
+  LONG still = turns;
+  DWORD once = SuspendThread(copy), twice = ResumeThread(runner), resumed = ResumeThread(runner);
+  while (turns < 1000) Sleep(1);
+  DWORD stopped = SuspendThread(runner);
+  LONG then = turns;
+  Sleep(20);
+  CONTEXT registers = {.ContextFlags = CONTEXT_FULL};
+  BOOL told = GetThreadContext(runner, &registers);
+  char* program = (char*)GetModuleHandleW(NULL);
+  printf("suspended %ld %lu %lu %lu %lu %d, in the program %d\n", still, once, twice, resumed,
+         stopped, turns == then,
+         told && (char*)registers.Rip > program && (char*)registers.Rip < program + 0x1000000);
+  BOOL set = SetThreadContext(runner, &registers);
+  GetExitCodeThread(runner, &code);
+  ResumeThread(runner);
+  turns = -1000000000;
+  DWORD ended = WaitForSingleObject(copy, INFINITE), running = code;
+  GetExitCodeThread(copy, &code);
+  DWORD refused = SuspendThread(copy);
+  printf("set %d, running %lu, ended %lu with %lu, suspended then %lx %lu\n", set, running, ended,
+         code, refused, last());
+  DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &self, 0, FALSE,
+                  DUPLICATE_SAME_ACCESS);
+  BOOL lower = SetThreadPriority(self, THREAD_PRIORITY_LOWEST);
+  FILETIME created, end, kernel, user;
+  printf("own handle: waits %lu, priority %d %d, times %d\n", WaitForSingleObject(self, 0), lower,
+         GetThreadPriority(GetCurrentThread()),
+         GetThreadTimes(self, &created, &end, &kernel, &user));
+}
+
+static LONG CALLBACK pass_named(EXCEPTION_POINTERS* exception) {
+  return exception->ExceptionRecord->ExceptionCode == 0x406D1388 ? EXCEPTION_CONTINUE_EXECUTION
+                                                                 : EXCEPTION_CONTINUE_SEARCH;
+}
+
+static void process(void) {
+  void* handler = AddVectoredExceptionHandler(1, pass_named);
+  RaiseException(0x406D1388, 0, 0, NULL);
+  ULONG once = RemoveVectoredExceptionHandler(handler);
+  printf("handler passed, removed %lu %lu\n", once, RemoveVectoredExceptionHandler(handler));
+  DWORD_PTR usable, present;
+  BOOL told = GetProcessAffinityMask(GetCurrentProcess(), &usable, &present);
+  BOOL set = SetProcessAffinityMask(GetCurrentProcess(), usable);
+  BOOL none = SetProcessAffinityMask(GetCurrentProcess(), 0);
+  printf("processors %d %d %d, none %d %lu\n", told, set, (usable & ~present) == 0, none, last());
+  SYSTEMTIME time = {2024, 2, 0, 29, 12, 30, 15, 250}, back;
+  FILETIME packed;
+  BOOL made = SystemTimeToFileTime(&time, &packed);
+  FileTimeToSystemTime(&packed, &back);
+  printf("time %d %08lx%08lx %d", made, packed.dwHighDateTime, packed.dwLowDateTime,
+         back.wDayOfWeek);
+  time.wMonth = 13;
+  BOOL no_month = SystemTimeToFileTime(&time, &packed);
+  printf(", no such month %d %lu\n", no_month, last());
 }
 
 static void memory(void) {
@@ -269,6 +378,9 @@ int main(void) {
   heaps();
   mutexes();
   threads();
+  waits();
+  suspended_threads();
+  process();
   memory();
   characters();
   char* strings = GetEnvironmentStrings();

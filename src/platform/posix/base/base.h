@@ -4,10 +4,11 @@
 // The folders are layered in the order that scripts/check_modules.py checks; a
 // file includes headers of its own folder, and of a lower folder only the
 // overview header, which has the folder's name. What a folder does for programs
-// is declared in platform/platform.h. State: the last error of each thread, the
-// table of handles. Every routine may be called on any thread.
+// is declared in platform/platform.h. State: the last error of each thread, whether
+// it may be suspended, the table of handles. Every routine may be called on any thread.
 #pragma once
 
+#include <signal.h>
 #include <time.h>
 
 #include <cstddef>
@@ -29,11 +30,13 @@ inline constexpr std::uint32_t kErrorNotSupported = 50;
 inline constexpr std::uint32_t kErrorInvalidName = 123;
 inline constexpr std::uint32_t kErrorNegativeSeek = 131;
 inline constexpr std::uint32_t kErrorDirectoryNotEmpty = 145;
+inline constexpr std::uint32_t kErrorSignalRefused = 156;
 inline constexpr std::uint32_t kErrorNotLocked = 158;
 inline constexpr std::uint32_t kErrorFileNameTooLong = 206;
 inline constexpr std::uint32_t kErrorNoMoreItems = 259;
 inline constexpr std::uint32_t kErrorDirectory = 267;
 inline constexpr std::uint32_t kErrorNotOwner = 288;
+inline constexpr std::uint32_t kErrorTooManyPosts = 298;
 inline constexpr std::uint32_t kErrorPartialCopy = 299;
 inline constexpr std::uint32_t kErrorMessageNotFound = 317;
 inline constexpr std::uint32_t kErrorInvalidAddress = 487;
@@ -43,6 +46,7 @@ inline constexpr std::uint32_t kErrorNoUnicodeTranslation = 1113;
 inline constexpr std::uint32_t kErrorIoDevice = 1117;
 inline constexpr std::uint32_t kErrorMappedAlignment = 1132;
 inline constexpr std::uint32_t kErrorUserMappedFile = 1224;
+inline constexpr std::uint32_t kErrorPrivilegeNotHeld = 1314;
 
 // The Windows code for a value of errno.
 std::uint32_t windows_code(int error);
@@ -136,6 +140,7 @@ enum class HandleKind : std::uint32_t {
   kFind,
   kKey,
   kEvent,
+  kSemaphore,
   kThread,
   kProcess,
   kSnapshot,
@@ -178,6 +183,26 @@ const OpenObject* find_handle(Handle handle, HandleKind kind);
 // Takes the handle out of the table and returns what it stood for; kind kFree,
 // with the last error, if it is not an open one of that kind.
 OpenObject remove_handle(Handle handle, HandleKind kind);
+
+// ---- Suspension -------------------------------------------------------------
+
+// A thread is suspended by this signal, which is ignored where nobody handles it.
+inline constexpr int kSuspendSignal = SIGURG;
+
+// While the calling thread has one, it is not suspended; a suspension that comes
+// meanwhile takes effect afterwards. Each lock of this back end has one with it:
+// others may need the lock while the thread is suspended.
+class Unsuspended {
+ public:
+  Unsuspended();
+  ~Unsuspended();
+  Unsuspended(const Unsuspended&) = delete;
+  Unsuspended& operator=(const Unsuspended&) = delete;
+};
+
+// For the signal's handler: whether the calling thread has one. The signal then
+// comes again afterwards.
+bool put_off_suspension();
 
 // ---- Time -------------------------------------------------------------------
 

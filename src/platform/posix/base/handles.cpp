@@ -55,6 +55,7 @@ int keep_off_standard(int descriptor) {
 }
 
 Handle add_handle(const OpenObject& object) {
+  const Unsuspended unsuspended;
   pthread_mutex_lock(&objects_lock);
   std::uint32_t place = kStandardHandles;
   while (place < kMaxHandles && kind_of(objects[place]) != HandleKind::kFree) ++place;
@@ -87,6 +88,7 @@ const OpenObject* find_handle(Handle handle, HandleKind kind) {
 OpenObject remove_handle(Handle handle, HandleKind kind) {
   OpenObject removed{};
   OpenObject* const object = object_of(handle);
+  const Unsuspended unsuspended;
   pthread_mutex_lock(&objects_lock);
   if (object != nullptr && kind_of(*object) == kind) {
     removed = *object;

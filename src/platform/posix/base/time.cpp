@@ -73,6 +73,8 @@ void GetSystemTimeAsFileTime(FileTime* time) {
   *time = file_time((now.tv_sec + kSecondsFrom1601To1970) * kUnitsPerSecond + now.tv_nsec / 100);
 }
 
+void GetSystemTimePreciseAsFileTime(FileTime* time) { GetSystemTimeAsFileTime(time); }
+
 Bool FileTimeToSystemTime(const FileTime* time, SystemTime* broken) {
   const std::int64_t units = units_of(*time);
   if (units < 0) return fail(kErrorInvalidParameter);
@@ -86,6 +88,12 @@ Bool FileTimeToSystemTime(const FileTime* time, SystemTime* broken) {
   return 1;
 }
 
+void GetSystemTime(SystemTime* time) {
+  FileTime now;
+  GetSystemTimeAsFileTime(&now);
+  FileTimeToSystemTime(&now, time);
+}
+
 Bool SystemTimeToFileTime(const SystemTime* broken, FileTime* time) {
   const std::int64_t seconds = seconds_of(*broken);
   if (seconds < 0) return fail(kErrorInvalidParameter);
@@ -93,10 +101,20 @@ Bool SystemTimeToFileTime(const SystemTime* broken, FileTime* time) {
   return 1;
 }
 
-void GetSystemTime(SystemTime* time) {
-  FileTime now;
-  GetSystemTimeAsFileTime(&now);
-  FileTimeToSystemTime(&now, time);
+Bool SetSystemTime(const SystemTime* time) {
+  const std::int64_t seconds = seconds_of(*time);
+  if (seconds < 0) return fail(kErrorInvalidParameter);
+  const timespec now{seconds - kSecondsFrom1601To1970, time->milliseconds * 1'000'000L};
+  if (clock_settime(CLOCK_REALTIME, &now) == 0) return 1;
+  return fail(errno == EPERM ? kErrorPrivilegeNotHeld : windows_code(errno));
+}
+
+Bool GetSystemTimeAdjustment(std::uint32_t* adjustment, std::uint32_t* step, Bool* disabled) {
+  constexpr std::uint32_t kStep = 156'250;
+  *adjustment = kStep;
+  *step = kStep;
+  *disabled = 1;
+  return 1;
 }
 
 // A `zone` other than null, with the caller's own rules, is not supported.

@@ -1,5 +1,5 @@
-// A signal's machine state as the platform's records, and back. All may be called
-// in a signal handler.
+// A signal of a fault as the platform's record. All may be called in a signal
+// handler.
 #pragma once
 
 #include <setjmp.h>
@@ -25,11 +25,6 @@ enum Vector : std::int64_t {
   kAlignmentCheck = 17,
   kSimdError = 19,
 };
-
-void take_context(const ucontext_t& from, AMD_CONTEXT* to);
-
-// Of the flags, the MXCSR and the floating-point image only what a program may set.
-void put_context(const AMD_CONTEXT& from, ucontext_t* to);
 
 // Fills the record's code and parameters, and puts the context on the
 // instruction; false if the signal is not a fault of this thread.

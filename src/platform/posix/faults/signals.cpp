@@ -11,6 +11,7 @@
 #include <ucontext.h>
 #include <unistd.h>
 
+#include "platform/image_imports.h"
 #include "platform/posix/faults/exceptions.h"
 #include "platform/posix/faults/fault_records.h"
 #include "platform/posix/terminal/terminal.h"
@@ -22,9 +23,9 @@ namespace {
 // ---- Handlers ---------------------------------------------------------------
 
 // The platform's list, as two tables: handlers called first, newest to oldest,
-// then handlers called last, oldest to newest. They are only added to; readers
-// take no lock.
-constexpr int kMaxHandlers = 32;
+// then handlers called last, oldest to newest. A place of the table is the handle;
+// one that was removed is null. Readers take no lock.
+constexpr int kMaxHandlers = 64;
 VectoredHandler first_handlers[kMaxHandlers];
 VectoredHandler last_handlers[kMaxHandlers];
 bool table_held;
@@ -34,6 +35,12 @@ void hold_table() {
 }
 
 void release_table() { __atomic_clear(&table_held, __ATOMIC_RELEASE); }
+
+// In the order of the calls.
+VectoredHandler* place_of(int i) {
+  return i < kMaxHandlers ? &first_handlers[kMaxHandlers - 1 - i]
+                          : &last_handlers[i - kMaxHandlers];
+}
 
 // ---- A signal ---------------------------------------------------------------
 
@@ -137,9 +144,7 @@ std::int32_t ask_handlers(ExceptionPointers* exception) {
   const InFlight in_flight{exception->context, nullptr};
   const std::uint64_t arguments[] = {reinterpret_cast<std::uint64_t>(exception), 0, 0, 0};
   for (int i = 0; i < 2 * kMaxHandlers; ++i) {
-    VectoredHandler* const slot =
-        i < kMaxHandlers ? &first_handlers[kMaxHandlers - 1 - i] : &last_handlers[i - kMaxHandlers];
-    const VectoredHandler handler = __atomic_load_n(slot, __ATOMIC_ACQUIRE);
+    const VectoredHandler handler = __atomic_load_n(place_of(i), __ATOMIC_ACQUIRE);
     if (handler && tarn_call_in_flight(reinterpret_cast<Routine>(handler), &in_flight, arguments) ==
                        kContinueExecution) {
       return kContinueExecution;
@@ -163,8 +168,8 @@ void* AddVectoredExceptionHandler(std::uint32_t first, VectoredHandler handler) 
   VectoredHandler* place = nullptr;
   if (install_signals()) {
     VectoredHandler* const table = first ? first_handlers : last_handlers;
-    int used = 0;
-    while (used < kMaxHandlers && table[used]) ++used;
+    int used = kMaxHandlers;
+    while (used > 0 && !table[used - 1]) --used;
     if (used < kMaxHandlers) {
       place = &table[used];
       __atomic_store_n(place, handler, __ATOMIC_RELEASE);
@@ -173,6 +178,19 @@ void* AddVectoredExceptionHandler(std::uint32_t first, VectoredHandler handler) 
   release_table();
   if (!place) SetLastError(kErrorNotEnoughMemory);
   return place;
+}
+
+std::uint32_t RemoveVectoredExceptionHandler(void* handler) {
+  std::uint32_t removed = 0;
+  hold_table();
+  for (int i = 0; i < 2 * kMaxHandlers; ++i) {
+    VectoredHandler* const place = place_of(i);
+    if (place != handler || !*place) continue;
+    __atomic_store_n(place, nullptr, __ATOMIC_RELEASE);
+    removed = 1;
+  }
+  release_table();
+  return removed;
 }
 
 }  // namespace tarn::platform

@@ -5,6 +5,7 @@
 #include <strings.h>
 #include <unistd.h>
 
+#include "platform/image_imports.h"
 #include "platform/posix/loader/loader.h"
 #include "platform/posix/system_library/system_library.h"
 
@@ -240,6 +241,11 @@ Bool GetModuleHandleExW(std::uint32_t flags, const void* name, Module* module) {
   }
   narrow[length] = '\0';
   return GetModuleHandleExA(flags, narrow, module);
+}
+
+Module GetModuleHandleW(const char16_t* name) {
+  Module module = nullptr;
+  return GetModuleHandleExW(kUnchangedCount, name, &module) ? module : nullptr;
 }
 
 void* GetProcAddress(Module module, const char* name) {

@@ -46,6 +46,8 @@ struct ExitMessage {
   std::uint32_t code;
 };
 
+}  // namespace
+
 struct Process {
   std::uint32_t references;
   pid_t id;
@@ -55,6 +57,8 @@ struct Process {
   std::uint32_t code;  // of a child that has ended, or was terminated by its handle
 };
 
+namespace {
+
 pthread_mutex_t processes_lock = PTHREAD_MUTEX_INITIALIZER;
 
 class ProcessesLock {
@@ -63,6 +67,9 @@ class ProcessesLock {
   ~ProcessesLock() { pthread_mutex_unlock(&processes_lock); }
   ProcessesLock(const ProcessesLock&) = delete;
   ProcessesLock& operator=(const ProcessesLock&) = delete;
+
+ private:
+  Unsuspended unsuspended_;
 };
 
 // The host's C library has no name for it in every version.
@@ -411,46 +418,37 @@ Bool close_process(Handle handle) {
   return let_go_of(handle);
 }
 
-std::uint32_t WaitForMultipleObjects(std::uint32_t count, const Handle* handles, Bool all,
-                                     std::uint32_t milliseconds) {
-  if (count == 0 || count > kMostWaits || all) {
-    fail(kErrorInvalidParameter);
-    return kWaitFailed;
-  }
-  const timespec end = deadline_after(milliseconds);
-  Process* processes[kMostWaits];
-  pollfd wanted[kMostWaits];
-  std::uint32_t known = 0;
-  pthread_mutex_lock(&processes_lock);
-  for (; known < count; ++known) {
-    Process* const process = find_process(handles[known]);
-    if (!process) break;
-    ++process->references;
-    processes[known] = process;
-    wanted[known] = {process->descriptor, POLLIN, 0};
-  }
-  pthread_mutex_unlock(&processes_lock);
-  int ready = -1, left = 0;
-  if (known == count) {
-    do {
-      left = milliseconds == kWaitForever ? -1 : milliseconds_until(end);
-      ready = poll(wanted, count, left);
-    } while (ready <= 0 && left != 0 && (ready == 0 || errno == EINTR));
-  }
-  std::uint32_t result = ready == 0 ? kWaitTimeout : kWaitFailed;
+Handle duplicate_process(Handle handle) {
+  if (handle == GetCurrentProcess()) return OpenProcess(0, 0, GetCurrentProcessId());
   const ProcessesLock lock;
-  for (std::uint32_t i = known; i-- > 0;) {
-    if (ready > 0 && wanted[i].revents) {
-      result = kWaitObject + i;
-      look_at(processes[i]);
-    }
-    let_go(processes[i]);
-  }
-  return result;
+  Process* const process = find_process(handle);
+  return process ? add_reference(process) : nullptr;
 }
 
-std::uint32_t wait_for_process(Handle handle, std::uint32_t milliseconds) {
-  return WaitForMultipleObjects(1, &handle, 0, milliseconds);
+Process* hold_process(Handle handle, int* descriptor) {
+  const ProcessesLock lock;
+  Process* const process = find_process(handle);
+  if (!process) return nullptr;
+  ++process->references;
+  *descriptor = process->descriptor;
+  return process;
+}
+
+int host_id(Handle handle) {
+  if (handle == GetCurrentProcess()) return getpid();
+  const ProcessesLock lock;
+  Process* const process = find_process(handle);
+  if (!process) return -1;
+  look_at(process);
+  if (!process->ended) return process->id;
+  fail(kErrorAccessDenied);
+  return -1;
+}
+
+void stop_holding(Process* process) {
+  const ProcessesLock lock;
+  look_at(process);
+  let_go(process);
 }
 
 // ---- The exit code of this process ----------------------------------------------

@@ -49,12 +49,6 @@ Bool SetStdHandle(std::int32_t which, Handle handle) {
   return 1;
 }
 
-// A process of the host has no debugger that would read it.
-void OutputDebugStringA(const char*) {}
-void OutputDebugStringW(const char16_t*) {}
-
-void DebugBreak() { asm volatile("int3"); }
-
 void GetStartupInfoA(StartupInfo* info) {
   *info = StartupInfo{};
   info->length = sizeof *info;

@@ -1,7 +1,6 @@
-// What CloseHandle, DuplicateHandle and WaitForSingleObject do for each kind of object. This
-// is here because it is the highest folder that has objects. A routine finds its
-// object by the handle, which may have been closed since the kind was looked
-// at.
+// What CloseHandle, DuplicateHandle and GetHandleInformation do for each kind of object.
+// This is here because it is the highest folder that has objects. A routine finds its
+// object by the handle, which may have been closed since the kind was looked at.
 
 #include "platform/image_imports.h"
 #include "platform/posix/base/base.h"
@@ -16,31 +15,39 @@ namespace {
 // invalid.
 struct KindOperations {
   Bool (*close)(Handle handle);
-  std::uint32_t (*wait)(Handle handle, std::uint32_t milliseconds);
-  Handle (*duplicate)(Handle handle) = nullptr;
+  Handle (*duplicate)(Handle handle);
 };
 
 // In the order of HandleKind.
 constexpr KindOperations kOperations[] = {
-    {nullptr, nullptr},                       // kFree
-    {&close_file, nullptr, &duplicate_file},  // kFile
-    {nullptr, nullptr},                       // kFind
-    {nullptr, nullptr},                       // kKey
-    {&close_event, &wait_for_event},          // kEvent
-    {&close_thread, &wait_for_thread},        // kThread
-    {&close_process, &wait_for_process},      // kProcess
-    {&close_snapshot, nullptr},               // kSnapshot
-    {&close_mapping, nullptr},                // kMapping
-    {&close_mutex, &wait_for_mutex},          // kMutex
+    {nullptr, nullptr},                      // kFree
+    {&close_file, &duplicate_file},          // kFile
+    {nullptr, nullptr},                      // kFind
+    {nullptr, nullptr},                      // kKey
+    {&close_waitable, &duplicate_waitable},  // kEvent
+    {&close_waitable, &duplicate_waitable},  // kSemaphore
+    {&close_waitable, &duplicate_waitable},  // kThread
+    {&close_process, &duplicate_process},    // kProcess
+    {&close_snapshot, nullptr},              // kSnapshot
+    {&close_mapping, nullptr},               // kMapping
+    {&close_waitable, &duplicate_waitable},  // kMutex
 };
 
+bool is_pseudo_handle(Handle handle) {
+  return handle == GetCurrentProcess() || handle == GetCurrentThread();
+}
+
 const KindOperations& operations_of(Handle handle) {
-  return kOperations[static_cast<std::uint32_t>(kind_of_handle(handle))];
+  HandleKind kind = kind_of_handle(handle);
+  if (handle == GetCurrentProcess()) kind = HandleKind::kProcess;
+  if (handle == GetCurrentThread()) kind = HandleKind::kThread;
+  return kOperations[static_cast<std::uint32_t>(kind)];
 }
 
 }  // namespace
 
 Bool CloseHandle(Handle handle) {
+  if (is_pseudo_handle(handle)) return 1;  // they are not opened either
   const auto close = operations_of(handle).close;
   return close == nullptr ? fail(kErrorInvalidHandle) : close(handle);
 }
@@ -58,16 +65,12 @@ Bool DuplicateHandle(Handle from, Handle source, Handle to, Handle* copy, std::u
   return 1;
 }
 
-std::uint32_t WaitForSingleObject(Handle object, std::uint32_t milliseconds) {
-  const auto wait = operations_of(object).wait;
-  if (wait != nullptr) return wait(object, milliseconds);
-  fail(kErrorInvalidHandle);
-  return kWaitFailed;
-}
-
-// No thread has calls queued that an alertable wait would run.
-std::uint32_t WaitForSingleObjectEx(Handle object, std::uint32_t milliseconds, Bool) {
-  return WaitForSingleObject(object, milliseconds);
+Bool GetHandleInformation(Handle handle, std::uint32_t* flags) {
+  if (!is_pseudo_handle(handle) && kind_of_handle(handle) == HandleKind::kFree) {
+    return fail(kErrorInvalidHandle);
+  }
+  *flags = 0;
+  return 1;
 }
 
 }  // namespace tarn::platform

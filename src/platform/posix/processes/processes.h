@@ -8,7 +8,9 @@
 //   program_start     what a command line makes the host execute
 //   child_processes   children, their exit codes, waits
 //   process_list      the processes of the system
-//   open_objects      CloseHandle and WaitForSingleObject for every kind of object
+//   open_objects      CloseHandle and DuplicateHandle for every kind of object
+//   waits             waits for objects of every kind
+//   affinity          the processors of a process
 #pragma once
 
 #include "platform/platform.h"

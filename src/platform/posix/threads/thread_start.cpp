@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include "platform/posix/base/base.h"
 #include "platform/posix/threads/threads.h"
 
 namespace tarn::platform {
@@ -15,6 +16,7 @@ void block_sent_signals(sigset_t* before) {
   sigset_t sent;
   sigfillset(&sent);
   for (const int fault : kFaultSignals) sigdelset(&sent, fault);
+  sigdelset(&sent, kSuspendSignal);
   pthread_sigmask(SIG_SETMASK, &sent, before);
 }
 

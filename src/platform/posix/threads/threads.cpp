@@ -1,165 +1,116 @@
-// Threads, events and mutexes. All are records that can be waited for, under one lock:
-// a handle is found, used and closed under it, and a record lasts until its
-// handle, its thread and its waits have let it go.
+// A thread's life: its record lasts until its handles, its waits and the thread
+// itself have let it go.
 
-#include <errno.h>
-#include <pthread.h>
-#include <setjmp.h>
-#include <signal.h>
+#include <stdio.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include "platform/image_imports.h"
-#include "platform/posix/base/base.h"
-#include "platform/posix/threads/threads.h"
+#include "platform/posix/threads/thread_record.h"
 
 namespace tarn::platform {
 namespace {
 
 constexpr std::uint64_t kStackStep = 65536;
 constexpr std::uint64_t kLargestStack = std::uint64_t{1} << 40;
+constexpr std::uint32_t kStillActive = 259;
 
-struct Waitable {
-  std::uint32_t references;
-  bool signalled;
-  bool stays_signalled;  // a thread, a manual-reset event
-  pthread_cond_t changed;
-  // Of a mutex alone: the thread that has it, and how often.
-  std::uint32_t owner, entries;
-  Waitable* next_owned;
-  bool abandoned;
-  // Of a thread alone.
-  std::uint32_t suspensions;
-  ThreadRoutine routine;
-  void* argument;
-  jmp_buf end;
-};
+// The program's threads: the first, and those that CreateThread made. The process
+// ends with the last of them. With the lock held.
+std::uint32_t running_threads = 1;
 
-pthread_mutex_t waits_lock = PTHREAD_MUTEX_INITIALIZER;
+thread_local ThreadRecord* own_record;
 
-class WaitsLock {
- public:
-  WaitsLock() { pthread_mutex_lock(&waits_lock); }
-  ~WaitsLock() { pthread_mutex_unlock(&waits_lock); }
-  WaitsLock(const WaitsLock&) = delete;
-  WaitsLock& operator=(const WaitsLock&) = delete;
-};
-
-// The record of the calling thread, if CreateThread made it.
-thread_local Waitable* own_thread;
-
-// The mutexes that the calling thread has. Each counts as one reference.
-thread_local Waitable* owned_mutexes;
-
-// Windows' pseudo-handle of the calling thread.
-Handle current_thread() { return reinterpret_cast<Handle>(~std::uintptr_t{1}); }
-
-Handle null_for(std::uint32_t code) {
-  SetLastError(code);
-  return nullptr;
+ThreadRecord* new_record() {
+  auto* const thread = static_cast<ThreadRecord*>(calloc(1, sizeof(ThreadRecord)));
+  if (thread == nullptr) return nullptr;
+  thread->references = 1;
+  thread->limit = 1;
+  thread->code = kStillActive;
+  GetSystemTimeAsFileTime(&thread->created);
+  return thread;
 }
 
-Waitable* new_waitable(bool signalled, bool stays_signalled) {
-  auto* const object = static_cast<Waitable*>(calloc(1, sizeof(Waitable)));
-  if (object == nullptr) return nullptr;
-  object->references = 1;
-  object->signalled = signalled;
-  object->stays_signalled = stays_signalled;
-  pthread_condattr_t attributes;
-  pthread_condattr_init(&attributes);
-  pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
-  pthread_cond_init(&object->changed, &attributes);
-  pthread_condattr_destroy(&attributes);
-  return object;
+FileTime duration(const timeval& time) {
+  return file_time(time.tv_sec * kUnitsPerSecond + time.tv_usec * 10);
 }
 
-// The three below: with the lock held.
-
-void let_go(Waitable* object) {
-  if (--object->references > 0) return;
-  pthread_cond_destroy(&object->changed);
-  free(object);
+// The calling thread's time in the system and in programs.
+void take_times(FileTime* kernel, FileTime* user) {
+  rusage used{};
+  getrusage(RUSAGE_THREAD, &used);
+  *kernel = duration(used.ru_stime);
+  *user = duration(used.ru_utime);
 }
 
-Waitable* find_waitable(Handle handle, HandleKind kind) {
-  const OpenObject* const object = find_handle(handle, kind);
-  return object == nullptr ? nullptr : static_cast<Waitable*>(object->record);
-}
-
-void signal_waitable(Waitable* object) {
-  object->signalled = true;
-  if (object->stays_signalled) {
-    pthread_cond_broadcast(&object->changed);
-  } else {
-    pthread_cond_signal(&object->changed);
+// The same of another thread, which may end meanwhile.
+void read_times(std::uint32_t id, FileTime* kernel, FileTime* user) {
+  char path[64];
+  snprintf(path, sizeof path, "/proc/self/task/%u/stat", id);
+  FILE* const file = fopen(path, "re");
+  if (file == nullptr) return;
+  // After the name in brackets, which may be anything, come eleven words and the two.
+  char line[1024];
+  const std::size_t length = fread(line, 1, sizeof line - 1, file);
+  fclose(file);
+  std::size_t at = length;
+  while (at > 0 && line[at] != ')') --at;
+  line[length] = '\0';
+  long long in_programs = 0, in_system = 0;
+  if (sscanf(line + at, ") %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %lld %lld", &in_programs,
+             &in_system) != 2) {
+    return;
   }
+  const std::int64_t unit = kUnitsPerSecond / sysconf(_SC_CLK_TCK);
+  *kernel = file_time(in_system * unit);
+  *user = file_time(in_programs * unit);
 }
 
-Bool close_waitable(Handle handle, HandleKind kind) {
-  const WaitsLock lock;
-  const OpenObject object = remove_handle(handle, kind);
-  if (object.kind == HandleKind::kFree) return 0;
-  let_go(static_cast<Waitable*>(object.record));
-  return 1;
-}
+// ---- Beginning and end --------------------------------------------------------
 
-// With the lock held and a reference taken: whether the object was signalled in time.
-bool await(Waitable* object, std::uint32_t milliseconds, const timespec& end) {
-  bool timed_out = milliseconds == 0;
-  while (!object->signalled && !timed_out) {
-    if (milliseconds == kWaitForever) {
-      pthread_cond_wait(&object->changed, &waits_lock);
-    } else {
-      timed_out = pthread_cond_timedwait(&object->changed, &waits_lock, &end) == ETIMEDOUT;
+void end_thread(ThreadRecord* thread, std::uint32_t code) {
+  FileTime kernel, user;
+  take_times(&kernel, &user);
+  for (;;) {
+    const WaitsLock lock;
+    if (thread != nullptr && thread->suspensions > 0) {
+      park_self();  // once the lock is released
+      continue;
     }
-  }
-  const bool taken = object->signalled;
-  if (taken && !object->stays_signalled) object->signalled = false;
-  return taken;
-}
-
-std::uint32_t wait_for(Handle handle, HandleKind kind, std::uint32_t milliseconds) {
-  const timespec end = deadline_after(milliseconds);
-  const WaitsLock lock;
-  Waitable* const object = find_waitable(handle, kind);
-  if (object == nullptr) return kWaitFailed;
-  ++object->references;
-  const bool taken = await(object, milliseconds, end);
-  let_go(object);
-  return taken ? kWaitObject : kWaitTimeout;
-}
-
-// With the lock held: what the ending thread has goes to the next that waits.
-void abandon_mutexes() {
-  while (Waitable* const mutex = owned_mutexes) {
-    owned_mutexes = mutex->next_owned;
-    mutex->owner = 0;
-    mutex->abandoned = true;
-    signal_waitable(mutex);
-    let_go(mutex);
+    if (--running_threads == 0) ExitProcess(code);
+    abandon_mutexes();
+    if (thread == nullptr) return;
+    thread->code = code;
+    thread->kernel = kernel;
+    thread->user = user;
+    GetSystemTimeAsFileTime(&thread->ended);
+    raise_count(thread, 1);
+    let_go(thread);
+    return;
   }
 }
-
-// ---- A thread's life ----------------------------------------------------------
 
 void* run_thread(void* record) {
-  auto* const thread = static_cast<Waitable*>(record);
-  own_thread = thread;
+  auto* const thread = static_cast<ThreadRecord*>(record);
+  own_record = thread;
   set_initial_modes();
-  pthread_mutex_lock(&waits_lock);
-  while (thread->suspensions > 0) pthread_cond_wait(&thread->changed, &waits_lock);
-  pthread_mutex_unlock(&waits_lock);
-  // TerminateThread jumps back here.
-  if (_setjmp(thread->end) == 0) thread->routine(thread->argument);
-  const WaitsLock lock;
-  abandon_mutexes();
-  signal_waitable(thread);
-  let_go(thread);
+  __atomic_store_n(&thread->id, GetCurrentThreadId(), __ATOMIC_RELEASE);
+  wake_all(&thread->id);
+  while (__atomic_load_n(&thread->suspensions, __ATOMIC_ACQUIRE) > 0) park_self();
+  std::uint32_t code = 0;
+  if (_setjmp(thread->end) == 0) {
+    thread->has_end = true;
+    code = thread->routine(thread->argument);
+  } else {
+    code = thread->code;
+  }
+  end_thread(thread, code);
   return nullptr;
 }
 
-bool start_thread(Waitable* thread, std::uint64_t stack_size) {
+bool start_thread(ThreadRecord* thread, std::uint64_t stack_size) {
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
   pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
@@ -171,8 +122,7 @@ bool start_thread(Waitable* thread, std::uint64_t stack_size) {
   if (made) {
     sigset_t before;
     block_sent_signals(&before);
-    pthread_t started;
-    made = pthread_create(&started, &attributes, &run_thread, thread) == 0;
+    made = pthread_create(&thread->system, &attributes, &run_thread, thread) == 0;
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
   }
   pthread_attr_destroy(&attributes);
@@ -181,146 +131,116 @@ bool start_thread(Waitable* thread, std::uint64_t stack_size) {
 
 }  // namespace
 
-// ---- Events -------------------------------------------------------------------
+ThreadRecord* own_thread_if_known() { return own_record; }
 
-Handle CreateEventA(const SecurityAttributes*, Bool manual_reset, Bool signalled,
-                    const char* name) {
-  if (name != nullptr) return null_for(kErrorNotSupported);
-  Waitable* const event = new_waitable(signalled != 0, manual_reset != 0);
-  if (event == nullptr) return null_for(kErrorNotEnoughMemory);
-  const Handle handle = add_handle({HandleKind::kEvent, -1, false, false, false, event});
-  if (handle == nullptr) let_go(event);  // not known to anybody else yet
-  return handle;
-}
-
-Bool SetEvent(Handle event) {
-  const WaitsLock lock;
-  Waitable* const object = find_waitable(event, HandleKind::kEvent);
-  if (object == nullptr) return 0;
-  signal_waitable(object);
-  return 1;
-}
-
-Bool close_event(Handle handle) { return close_waitable(handle, HandleKind::kEvent); }
-
-std::uint32_t wait_for_event(Handle handle, std::uint32_t milliseconds) {
-  return wait_for(handle, HandleKind::kEvent, milliseconds);
-}
-
-// ---- Mutexes ------------------------------------------------------------------
-
-Handle CreateMutexW(const SecurityAttributes*, Bool owned, const char16_t* name) {
-  if (name != nullptr) return null_for(kErrorNotSupported);
-  Waitable* const mutex = new_waitable(true, false);
-  if (mutex == nullptr) return null_for(kErrorNotEnoughMemory);
-  const Handle handle = add_handle({HandleKind::kMutex, -1, false, false, false, mutex});
-  if (handle == nullptr) let_go(mutex);
-  if (handle != nullptr && owned) wait_for_mutex(handle, 0);
-  return handle;
-}
-
-Bool ReleaseMutex(Handle handle) {
-  const WaitsLock lock;
-  Waitable* const mutex = find_waitable(handle, HandleKind::kMutex);
-  if (mutex == nullptr) return 0;
-  if (mutex->owner != GetCurrentThreadId()) return fail(kErrorNotOwner);
-  if (--mutex->entries > 0) return 1;
-  mutex->owner = 0;
-  for (Waitable** link = &owned_mutexes; *link != nullptr; link = &(*link)->next_owned) {
-    if (*link != mutex) continue;
-    *link = mutex->next_owned;
-    break;
+ThreadRecord* own_thread() {
+  if (own_record != nullptr) return own_record;
+  ThreadRecord* const thread = new_record();
+  if (thread == nullptr) {
+    SetLastError(kErrorNotEnoughMemory);
+    return nullptr;
   }
-  signal_waitable(mutex);
-  let_go(mutex);
-  return 1;
+  thread->system = pthread_self();
+  thread->id = GetCurrentThreadId();
+  take_suspensions();
+  own_record = thread;
+  return thread;
 }
 
-Bool close_mutex(Handle handle) { return close_waitable(handle, HandleKind::kMutex); }
-
-std::uint32_t wait_for_mutex(Handle handle, std::uint32_t milliseconds) {
-  const timespec end = deadline_after(milliseconds);
-  const std::uint32_t caller = GetCurrentThreadId();
-  const WaitsLock lock;
-  Waitable* const mutex = find_waitable(handle, HandleKind::kMutex);
-  if (mutex == nullptr) return kWaitFailed;
-  if (mutex->owner == caller) {
-    ++mutex->entries;
-    return kWaitObject;
-  }
-  ++mutex->references;
-  if (!await(mutex, milliseconds, end)) {
-    let_go(mutex);
-    return kWaitTimeout;
-  }
-  mutex->owner = caller;
-  mutex->entries = 1;
-  mutex->next_owned = owned_mutexes;
-  owned_mutexes = mutex;
-  const bool abandoned = mutex->abandoned;
-  mutex->abandoned = false;
-  return abandoned ? kWaitAbandoned : kWaitObject;
+ThreadRecord* find_thread(Handle handle) {
+  return static_cast<ThreadRecord*>(find_waitable(handle, HandleKind::kThread));
 }
-
-// ---- Threads ------------------------------------------------------------------
 
 Handle CreateThread(const SecurityAttributes*, std::uint64_t stack_size, ThreadRoutine routine,
                     void* argument, std::uint32_t flags, std::uint32_t* id) {
   if (routine == nullptr) return null_for(kErrorInvalidParameter);
-  Waitable* const thread = new_waitable(false, true);
+  ThreadRecord* const thread = new_record();
   if (thread == nullptr) return null_for(kErrorNotEnoughMemory);
-  thread->references = 2;  // the handle's and the thread's own
+  thread->references = 3;  // the handle's, the thread's own, and one for this routine
   thread->suspensions = (flags & kCreateSuspended) != 0 ? 1 : 0;
   thread->routine = routine;
   thread->argument = argument;
-  const Handle handle = add_handle({HandleKind::kThread, -1, false, false, false, thread});
-  if (handle != nullptr && start_thread(thread, stack_size)) {
-    // Like a handle, a small number that no other thread of the process has.
-    if (id != nullptr) *id = static_cast<std::uint32_t>(reinterpret_cast<std::uint64_t>(handle));
-    return handle;
-  }
+  take_suspensions();
+  Handle handle = add_handle({HandleKind::kThread, -1, false, false, false, thread});
   const std::uint32_t failure = handle == nullptr ? kErrorTooManyOpenFiles : kErrorNotEnoughMemory;
+  bool started = false;
+  if (handle != nullptr) {
+    const WaitsLock lock;  // nobody may suspend it before it is known
+    started = start_thread(thread, stack_size);
+    if (started) ++running_threads;
+  }
+  if (started && id != nullptr) {
+    while (__atomic_load_n(&thread->id, __ATOMIC_ACQUIRE) == 0) sleep_on(&thread->id, 0, nullptr);
+    *id = thread->id;
+  }
   const WaitsLock lock;
-  if (handle != nullptr) remove_handle(handle, HandleKind::kThread);
-  thread->references = 1;
+  if (!started) {
+    if (handle != nullptr) remove_handle(handle, HandleKind::kThread);
+    thread->references = 1;
+  }
   let_go(thread);
-  return null_for(failure);
+  return started ? handle : null_for(failure);
 }
 
-std::uint32_t ResumeThread(Handle handle) {
+Bool GetExitCodeThread(Handle handle, std::uint32_t* code) {
   const WaitsLock lock;
-  Waitable* const thread = find_waitable(handle, HandleKind::kThread);
-  if (thread == nullptr) return kWaitFailed;
-  const std::uint32_t before = thread->suspensions;
-  if (before > 0 && --thread->suspensions == 0) pthread_cond_broadcast(&thread->changed);
-  return before;
+  const ThreadRecord* const thread = find_thread(handle);
+  if (thread == nullptr) return 0;
+  *code = thread->count > 0 ? thread->code : kStillActive;
+  return 1;
+}
+
+Bool GetThreadTimes(Handle handle, FileTime* created, FileTime* ended, FileTime* kernel,
+                    FileTime* user) {
+  const WaitsLock lock;
+  ThreadRecord* const thread = find_thread(handle);
+  if (thread == nullptr) return 0;
+  if (thread == own_record) {
+    take_times(&thread->kernel, &thread->user);
+  } else if (thread->count == 0) {
+    read_times(__atomic_load_n(&thread->id, __ATOMIC_RELAXED), &thread->kernel, &thread->user);
+  }
+  *created = thread->created;
+  *ended = thread->ended;
+  *kernel = thread->kernel;
+  *user = thread->user;
+  return 1;
 }
 
 Bool SetThreadPriority(Handle handle, std::int32_t priority) {
   const bool known = (priority >= -2 && priority <= 2) || priority == -15 || priority == 15;
   if (!known) return fail(kErrorInvalidParameter);
-  if (handle == current_thread()) return 1;
   const WaitsLock lock;
-  return find_waitable(handle, HandleKind::kThread) != nullptr;
+  ThreadRecord* const thread = find_thread(handle);
+  if (thread == nullptr) return 0;
+  thread->priority = priority;
+  return 1;
 }
 
-Bool close_thread(Handle handle) { return close_waitable(handle, HandleKind::kThread); }
-
-std::uint32_t wait_for_thread(Handle handle, std::uint32_t milliseconds) {
-  return wait_for(handle, HandleKind::kThread, milliseconds);
+std::int32_t GetThreadPriority(Handle handle) {
+  const WaitsLock lock;
+  const ThreadRecord* const thread = find_thread(handle);
+  return thread == nullptr ? kNoPriority : thread->priority;
 }
 
-Handle GetCurrentThread() { return current_thread(); }
+Handle GetCurrentThread() { return reinterpret_cast<Handle>(~std::uintptr_t{1}); }
 
 Bool TerminateThread(Handle thread, std::uint32_t code) {
-  if (thread != current_thread()) return fail(kErrorInvalidHandle);
-  if (own_thread != nullptr) _longjmp(own_thread->end, 1);
-  syscall(SYS_exit, code);  // this thread only; the process ends with its last one
-  __builtin_unreachable();
+  if (thread != GetCurrentThread()) return fail(kErrorInvalidHandle);
+  if (own_record != nullptr && own_record->has_end) {
+    own_record->code = code;
+    _longjmp(own_record->end, 1);
+  }
+  end_thread(own_record, code);
+  // The process's own first thread: the host loses sight of a process without it.
+  sigset_t all;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, nullptr);
+  for (;;) pause();
 }
 
 void ExitThread(std::uint32_t code) {
-  TerminateThread(current_thread(), code);
+  TerminateThread(GetCurrentThread(), code);
   __builtin_unreachable();
 }
 

@@ -1,28 +1,86 @@
-// Threads, events, and what a thread starts with: its floating-point modes, the
-// signals that it takes, the stack whose overflow is reported. The operations
-// themselves are declared in platform/platform.h. State: the records of threads
-// and events, the lowest address of the program's stack.
+// Threads, events, semaphores, and what a thread starts with: its floating-point
+// modes, the signals that it takes, the stack whose overflow is reported. The
+// operations themselves are declared in platform/platform.h and
+// platform/image_imports.h. State: the records of threads, events, semaphores
+// and mutexes, // the lowest address of the program's stack.
+//
+//   waits           what can be waited for
+//   events          events and semaphores
+//   mutexes         locks with an owner
+//   threads         a thread's life
+//   suspension      suspended threads and their registers
+//   machine_state   a signal's registers as Windows' record, and back
+//   critical_sections, thread_slots, thread_start
 #pragma once
 
 #include <signal.h>
+#include <time.h>
+#include <ucontext.h>
 
 #include "platform/platform.h"
 
 namespace tarn::platform {
 
-// What CloseHandle and WaitForSingleObject do for these kinds of object.
-Bool close_event(Handle handle);
-std::uint32_t wait_for_event(Handle handle, std::uint32_t milliseconds);
-Bool close_mutex(Handle handle);
-std::uint32_t wait_for_mutex(Handle handle, std::uint32_t milliseconds);
-Bool close_thread(Handle handle);
-std::uint32_t wait_for_thread(Handle handle, std::uint32_t milliseconds);
+// ---- Waits --------------------------------------------------------------------
+
+// What CloseHandle and DuplicateHandle do for events, semaphores, mutexes and threads.
+// GetCurrentThread's pseudo-handle can be duplicated and waited for.
+Bool close_waitable(Handle handle);
+Handle duplicate_waitable(Handle handle);
+
+struct Waitable;
+struct Mutex;
+class ObjectWait;
+struct WaitPlace {  // of a wait in an object's queue
+  Waitable* object;
+  ObjectWait* wait;
+  WaitPlace *previous, *next;
+};
+
+// One wait of the calling thread for such objects: begin, then sleep or a wait of
+// the caller's own, then end.
+class ObjectWait {
+ public:
+  ObjectWait();
+  ~ObjectWait();
+  ObjectWait(const ObjectWait&) = delete;
+  ObjectWait& operator=(const ObjectWait&) = delete;
+
+  // For any of the objects or all of them; takes what it wants at once if it is
+  // there. Where that comes later, something is written to the descriptor (an
+  // eventfd; -1: none). True if the wait is over: then `end` returns at once.
+  bool begin(const Handle* handles, std::uint32_t count, bool all, int descriptor = -1);
+  // Until it is over or the time by CLOCK_MONOTONIC has come (null: never).
+  void sleep(const timespec* end);
+  // The index of the object, 0 for all, with kWaitAbandoned added where it, or one of
+  // all, is a mutex that its owner has abandoned; kWaitTimeout if the wait is not over;
+  // kWaitFailed, with the last error, if a handle is none.
+  std::uint32_t end();
+
+ private:
+  friend void raise_count(Waitable* object, std::int32_t more);
+  bool is_there(const Waitable& object) const;
+  bool take(std::uint32_t place);
+  void take_mutex(Mutex* mutex, std::uint32_t place);
+  void leave_queues();
+
+  std::uint32_t count_ = 0;
+  std::uint32_t over_ = 0;  // last: then the wait no longer belongs to who ends it
+  std::uint32_t result_ = kWaitTimeout;
+  bool all_ = false;
+  int descriptor_ = -1;
+  const std::uint32_t thread_;  // the waiting one's number
+  Mutex** const mutexes_;       // what it has
+  WaitPlace places_[kMostWaits];
+};
+
+// ---- The start of a thread ------------------------------------------------------
 
 // The signals of a thread's own faults.
 inline constexpr int kFaultSignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP};
 
 // For the start of a thread: signals that are sent to the process stay with the
-// program's threads, while the thread's own faults reach it.
+// program's threads, while the thread's own faults, and its suspension, reach it.
 void block_sent_signals(sigset_t* before);
 
 // For the start of a thread that runs the program's code: the modes that Windows
@@ -37,5 +95,17 @@ void set_initial_modes();
 void set_stack_low(const void* low);
 void find_first_stack();
 std::uint64_t stack_low();
+
+// ---- Registers ------------------------------------------------------------------
+
+// A signal's registers as Windows' record. May be called in a signal handler, as may
+// put_context.
+void take_context(const ucontext_t& from, AMD_CONTEXT* to);
+
+// Of the flags, the MXCSR and the floating-point image only what a program may set.
+void put_context(const AMD_CONTEXT& from, ucontext_t* to);
+
+// The parts of a record that `parts`, as in ContextFlags, names.
+void copy_context_parts(const AMD_CONTEXT& from, std::uint32_t parts, AMD_CONTEXT* to);
 
 }  // namespace tarn::platform

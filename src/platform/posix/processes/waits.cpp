@@ -1,0 +1,150 @@
+// Waits for objects of every kind. The ends of processes are descriptors of the host;
+// a wait for them and for other objects at once sleeps in poll, and has a descriptor
+// for the others.
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include "platform/image_imports.h"
+#include "platform/posix/base/base.h"
+#include "platform/posix/processes/child_processes.h"
+#include "platform/posix/threads/threads.h"
+
+namespace tarn::platform {
+namespace {
+
+constexpr std::uint32_t kNone = kMostWaits;
+
+// Until one of them is readable. False at the end of the time.
+bool poll_until(pollfd* polled, std::uint32_t count, std::uint32_t milliseconds,
+                const timespec& end) {
+  for (;;) {
+    const int left = milliseconds == kWaitForever ? -1 : milliseconds_until(end);
+    const int ready = poll(polled, count, left);
+    if (ready > 0) return true;
+    if (left == 0) return false;
+  }
+}
+
+// What a wait is for: its processes and its other objects, with their places in it.
+class Objects {
+ public:
+  Objects() = default;
+  ~Objects() {
+    for (std::uint32_t i = 0; i < processes_; ++i) {
+      if (held_[i] != nullptr) stop_holding(held_[i]);
+    }
+  }
+  Objects(const Objects&) = delete;
+  Objects& operator=(const Objects&) = delete;
+
+  // False, with the last error, for a handle that stands for no process. Whether the
+  // others are objects is seen when the wait begins.
+  bool sort(const Handle* handles, std::uint32_t count) {
+    for (std::uint32_t i = 0; i < count; ++i) {
+      Process* process = nullptr;
+      int descriptor = -1;  // of the process itself, which does not end here
+      if (kind_of_handle(handles[i]) == HandleKind::kProcess) {
+        process = hold_process(handles[i], &descriptor);
+        if (process == nullptr) return false;
+      } else if (handles[i] != GetCurrentProcess()) {
+        others_[other_count_] = handles[i];
+        other_places_[other_count_++] = i;
+        continue;
+      }
+      held_[processes_] = process;
+      polled_[processes_] = {descriptor, POLLIN, 0};
+      process_places_[processes_++] = i;
+    }
+    return true;
+  }
+
+  std::uint32_t wait_for_any(std::uint32_t milliseconds, const timespec& end) {
+    if (processes_ > 0) poll(polled_, processes_, 0);
+    std::uint32_t ended = first_ended();
+    std::uint32_t before = 0;  // of the other objects, those with a lower place
+    while (before < other_count_ && other_places_[before] < ended) ++before;
+    const bool sleeps = ended == kNone && milliseconds != 0;
+    const int descriptor =
+        sleeps && processes_ > 0 && other_count_ > 0 ? eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK) : -1;
+    std::uint32_t other = kWaitTimeout;
+    {
+      ObjectWait wait;
+      const bool over = wait.begin(others_, before, false, descriptor);
+      if (!over && sleeps && processes_ > 0) {
+        polled_[processes_] = {descriptor, POLLIN, 0};
+        poll_until(polled_, processes_ + 1, milliseconds, end);
+        ended = first_ended();
+      } else if (!over && sleeps) {
+        wait.sleep(milliseconds == kWaitForever ? nullptr : &end);
+      }
+      other = wait.end();
+    }
+    if (descriptor >= 0) close(descriptor);
+    if (other == kWaitFailed) return kWaitFailed;
+    if (other != kWaitTimeout) {
+      const std::uint32_t abandoned = other & kWaitAbandoned;
+      return (kWaitObject | abandoned) + other_places_[other - abandoned];
+    }
+    return ended == kNone ? kWaitTimeout : kWaitObject + ended;
+  }
+
+  // What has ended stays so: one process after the other, then the other objects.
+  std::uint32_t wait_for_all(std::uint32_t milliseconds, const timespec& end) {
+    for (std::uint32_t i = 0; i < processes_; ++i) {
+      if (!poll_until(&polled_[i], 1, milliseconds, end)) return kWaitTimeout;
+    }
+    if (other_count_ == 0) return kWaitObject;
+    ObjectWait wait;
+    if (!wait.begin(others_, other_count_, true) && milliseconds != 0) {
+      wait.sleep(milliseconds == kWaitForever ? nullptr : &end);
+    }
+    return wait.end();
+  }
+
+ private:
+  // The place of the first process whose end the last poll has seen, or kNone.
+  std::uint32_t first_ended() const {
+    for (std::uint32_t i = 0; i < processes_; ++i) {
+      if (polled_[i].revents != 0) return process_places_[i];
+    }
+    return kNone;
+  }
+
+  Process* held_[kMostWaits];
+  pollfd polled_[kMostWaits + 1];
+  Handle others_[kMostWaits];
+  std::uint32_t process_places_[kMostWaits], other_places_[kMostWaits];
+  std::uint32_t processes_ = 0, other_count_ = 0;
+};
+
+}  // namespace
+
+std::uint32_t WaitForMultipleObjects(std::uint32_t count, const Handle* handles, Bool all,
+                                     std::uint32_t milliseconds) {
+  if (count == 0 || count > kMostWaits) {
+    fail(kErrorInvalidParameter);
+    return kWaitFailed;
+  }
+  const timespec end = deadline_after(milliseconds);
+  Objects objects;
+  if (!objects.sort(handles, count)) return kWaitFailed;
+  return all != 0 ? objects.wait_for_all(milliseconds, end)
+                  : objects.wait_for_any(milliseconds, end);
+}
+
+std::uint32_t WaitForSingleObject(Handle object, std::uint32_t milliseconds) {
+  return WaitForMultipleObjects(1, &object, 0, milliseconds);
+}
+
+std::uint32_t WaitForSingleObjectEx(Handle object, std::uint32_t milliseconds, Bool) {
+  return WaitForSingleObject(object, milliseconds);
+}
+
+std::uint32_t WaitForMultipleObjectsEx(std::uint32_t count, const Handle* handles, Bool all,
+                                       std::uint32_t milliseconds, Bool) {
+  return WaitForMultipleObjects(count, handles, all, milliseconds);
+}
+
+}  // namespace tarn::platform

@@ -1,0 +1,70 @@
+// Events and semaphores. An event is a count of 0 or 1.
+
+#include <limits.h>
+#include <stdlib.h>
+
+#include "platform/image_imports.h"
+#include "platform/posix/threads/waits.h"
+
+namespace tarn::platform {
+namespace {
+
+Handle make(HandleKind kind, std::int32_t count, std::int32_t limit, bool taken, const char* name) {
+  if (name != nullptr) return null_for(kErrorNotSupported);
+  auto* const object = static_cast<Waitable*>(calloc(1, sizeof(Waitable)));
+  if (object == nullptr) return null_for(kErrorNotEnoughMemory);
+  object->references = 1;
+  object->count = count;
+  object->limit = limit;
+  object->taken = taken ? Waitable::Taken::kOne : Waitable::Taken::kNothing;
+  const Handle handle = add_handle({kind, -1, false, false, false, object});
+  if (handle == nullptr) free(object);
+  return handle;
+}
+
+}  // namespace
+
+Handle null_for(std::uint32_t code) {
+  SetLastError(code);
+  return nullptr;
+}
+
+Handle CreateEventA(const SecurityAttributes*, Bool manual_reset, Bool signalled,
+                    const char* name) {
+  return make(HandleKind::kEvent, signalled != 0 ? 1 : 0, 1, manual_reset == 0, name);
+}
+
+Bool SetEvent(Handle event) {
+  const WaitsLock lock;
+  Waitable* const object = find_waitable(event, HandleKind::kEvent);
+  if (object == nullptr) return 0;
+  raise_count(object, 1);
+  return 1;
+}
+
+Bool ResetEvent(Handle event) {
+  const WaitsLock lock;
+  Waitable* const object = find_waitable(event, HandleKind::kEvent);
+  if (object == nullptr) return 0;
+  object->count = 0;
+  return 1;
+}
+
+Handle CreateSemaphoreA(const SecurityAttributes*, std::int32_t count, std::int32_t limit,
+                        const char* name) {
+  if (limit <= 0 || count < 0 || count > limit) return null_for(kErrorInvalidParameter);
+  return make(HandleKind::kSemaphore, count, limit, true, name);
+}
+
+Bool ReleaseSemaphore(Handle semaphore, std::int32_t more, std::int32_t* before) {
+  if (more <= 0) return fail(kErrorInvalidParameter);
+  const WaitsLock lock;
+  Waitable* const object = find_waitable(semaphore, HandleKind::kSemaphore);
+  if (object == nullptr) return 0;
+  if (object->limit - object->count < more) return fail(kErrorTooManyPosts);
+  if (before != nullptr) *before = object->count;
+  raise_count(object, more);
+  return 1;
+}
+
+}  // namespace tarn::platform

@@ -1,0 +1,132 @@
+/* POSIX threads: what one thread does to another, and what is left when it has ended. */
+#include <errno.h>
+#include <pthread.h>
+#include <semaphore.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <unistd.h>
+
+static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+static pthread_cond_t changed = PTHREAD_COND_INITIALIZER;
+static int turn, changes;
+
+static void* alternate(void* own) {
+  for (int i = 0; i < 2000; ++i) {
+    pthread_mutex_lock(&mutex);
+    while (turn != (int)(intptr_t)own) pthread_cond_wait(&changed, &mutex);
+    turn = !turn;
+    ++changes;
+    pthread_cond_broadcast(&changed);
+    pthread_mutex_unlock(&mutex);
+  }
+  return own;
+}
+
+static void say(void* text) { printf("cleanup: %s\n", (char*)text); }
+
+static sem_t waiting;
+
+static void* wait_to_be_cancelled(void* unused) {
+  pthread_mutex_lock(&mutex);
+  pthread_cleanup_push(say, "of the cancelled thread");
+  sem_post(&waiting);
+  for (;;) pthread_cond_wait(&changed, &mutex);
+  pthread_cleanup_pop(0);
+  return unused;
+}
+
+static volatile int running;
+
+static void* run_on(void* unused) {
+  pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, NULL);
+  pthread_cleanup_push(say, "of the running thread");
+  running = 1;
+  for (;;) ++running;
+  pthread_cleanup_pop(0);
+  return unused;
+}
+
+static pthread_key_t key;
+static int destroyed;
+static void destroy(void* count) { ++*(int*)count; }
+static void* keep(void* unused) {
+  pthread_setspecific(key, &destroyed);
+  pthread_exit(&destroyed);
+  return unused;
+}
+
+static pthread_once_t once = PTHREAD_ONCE_INIT;
+static int inits, serial;
+static void init(void) { ++inits; }
+static pthread_barrier_t barrier;
+static _Thread_local int own = 5;
+
+static void* meet(void* unused) {
+  pthread_once(&once, init);
+  ++own;
+  if (pthread_barrier_wait(&barrier) == PTHREAD_BARRIER_SERIAL_THREAD) ++serial;
+  return unused ? NULL : (void*)(intptr_t)own;
+}
+
+static void* same(void* value) { return value; }
+
+enum { kMany = 500 };
+
+int main(void) {
+  pthread_t one, two, many[kMany];
+  void* result;
+  pthread_create(&one, NULL, alternate, (void*)0);
+  pthread_create(&two, NULL, alternate, (void*)1);
+  pthread_join(one, NULL);
+  pthread_join(two, &result);
+  printf("alternated %d times, result %d\n", changes, (int)(intptr_t)result);
+
+  sem_init(&waiting, 0, 0);
+  pthread_create(&one, NULL, wait_to_be_cancelled, NULL);
+  sem_wait(&waiting);
+  int cancelled = pthread_cancel(one), joined = pthread_join(one, &result);
+  printf("cancelled %d %d %d\n", cancelled, joined, result == PTHREAD_CANCELED);
+  pthread_mutex_unlock(&mutex);
+
+  pthread_create(&one, NULL, run_on, NULL);
+  while (!running) usleep(1000);
+  cancelled = pthread_cancel(one), joined = pthread_join(one, &result);
+  printf("cancelled %d %d %d\n", cancelled, joined, result == PTHREAD_CANCELED);
+
+  pthread_key_create(&key, destroy);
+  pthread_create(&one, NULL, keep, NULL);
+  pthread_join(one, &result);
+  printf("destroyed %d, exit value %d\n", destroyed, result == &destroyed);
+
+  pthread_barrier_init(&barrier, NULL, 4);
+  for (int i = 0; i < 4; ++i) pthread_create(&many[i], NULL, meet, NULL);
+  int owns = 0;
+  for (int i = 0; i < 4; ++i) {
+    pthread_join(many[i], &result);
+    owns += (int)(intptr_t)result;
+  }
+  printf("once %d, serial %d, own objects %d %d\n", inits, serial, owns, own);
+
+  long long sum = 0;
+  for (int i = 0; i < kMany; ++i) pthread_create(&many[i], NULL, same, (void*)(intptr_t)i);
+  for (int i = 0; i < kMany; ++i) {
+    pthread_join(many[i], &result);
+    sum += (intptr_t)result;
+  }
+  printf("many %lld\n", sum);
+
+  struct timespec end;
+  clock_gettime(CLOCK_REALTIME, &end);
+  end.tv_nsec += 20000000;
+  if (end.tv_nsec >= 1000000000) {
+    ++end.tv_sec;
+    end.tv_nsec -= 1000000000;
+  }
+  int timed = sem_timedwait(&waiting, &end), why = errno;
+  pthread_mutex_lock(&mutex);
+  int late = pthread_cond_timedwait(&changed, &mutex, &end);
+  printf("timed waits %d %d %d\n", timed, why == ETIMEDOUT, late == ETIMEDOUT);
+  pthread_create(&one, NULL, same, NULL);
+  pthread_detach(one);
+  return 0;
+}
