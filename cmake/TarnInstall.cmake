@@ -4,7 +4,7 @@
 #   include/tarnlib/       the headers, which are a C library of their own
 #   lib/tarnlib/           what images are made with, and the DLLs
 #   lib/cmake/tarnlib/     find_package(tarnlib)
-#   lib/pkgconfig/         tarnlib.pc
+#   lib/pkgconfig/         tarnlib.pc, tarnlib-hosted.pc
 #   share/doc/tarnlib/     README and docs
 #
 # Components: `tools` (this build's), `program` (what images are made with; the
@@ -59,10 +59,12 @@ set(tarn_package lib/cmake/tarnlib)
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/tarnlibConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)
 install(FILES cmake/tarnlibConfig.cmake ${CMAKE_BINARY_DIR}/tarnlibConfigVersion.cmake
-  cmake/TarnProgram.cmake cmake/TarnReport.cmake cmake/mingw-w64.cmake
+  cmake/TarnProgram.cmake cmake/TarnReport.cmake cmake/mingw-w64.cmake cmake/hosted.cmake
   DESTINATION ${tarn_package} COMPONENT program)
-configure_file(cmake/tarnlib.pc.in ${CMAKE_BINARY_DIR}/tarnlib.pc @ONLY)
-install(FILES ${CMAKE_BINARY_DIR}/tarnlib.pc DESTINATION lib/pkgconfig COMPONENT program)
+foreach(name tarnlib tarnlib-hosted)
+  configure_file(cmake/${name}.pc.in ${CMAKE_BINARY_DIR}/${name}.pc @ONLY)
+  install(FILES ${CMAKE_BINARY_DIR}/${name}.pc DESTINATION lib/pkgconfig COMPONENT program)
+endforeach()
 
 set(CPACK_GENERATOR ZIP)
 include(CPack)

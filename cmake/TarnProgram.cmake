@@ -25,6 +25,9 @@
 #   TARN_FINISH_IMAGE      the finisher
 
 set(TARN_PROGRAMS ${CMAKE_BINARY_DIR}/programs)
+if(TARGET tarn_program_flags) # by another folder of the project
+  return()
+endif()
 
 # How a source of a program is compiled; tarncc reads the same files. In them:
 # - The library is the C run-time: only its headers and after them the compiler's
@@ -71,6 +74,10 @@ function(tarn_add_program name)
   cmake_parse_arguments(PARSE_ARGV 1 program "DLL;HOSTED" "" "SOURCES;LINK;FINISH")
   if(program_UNPARSED_ARGUMENTS OR NOT program_SOURCES)
     message(FATAL_ERROR "tarn_add_program(${name} [DLL] [HOSTED] SOURCES file... [LINK dll...] [FINISH option...])")
+  endif()
+  get_filename_component(compiler ${CMAKE_C_COMPILER} NAME_WE)
+  if(compiler STREQUAL tarncc)
+    message(FATAL_ERROR "tarn_add_program(${name}): the compiler is tarncc, by which add_executable makes programs; this function is for the cross compiler: configure with the toolchain file mingw-w64.cmake")
   endif()
 
   set(code tarn_program_${name}_code)

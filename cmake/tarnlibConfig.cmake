@@ -1,6 +1,7 @@
 # find_package(tarnlib): defines tarn_add_program and tarn_add_report, which
-# TarnProgram.cmake and TarnReport.cmake beside this file document. Images are Windows images on every machine: configure with
-# the toolchain file in this folder, too.
+# TarnProgram.cmake and TarnReport.cmake beside this file document, and
+# TARN_PROGRAM_DLLS, the two DLLs that programs need beside them. Images are Windows
+# images on every machine: configure with a toolchain file of this folder, too.
 if(NOT WIN32)
   message(FATAL_ERROR "tarnlib makes Windows images; configure with "
     "-DCMAKE_TOOLCHAIN_FILE=${CMAKE_CURRENT_LIST_DIR}/mingw-w64.cmake")

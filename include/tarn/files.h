@@ -15,9 +15,10 @@
 #ifndef TARN_FILES_H
 #define TARN_FILES_H
 
-#include "../stdio.h"
-
 #include "api.h"
+#ifndef __TARN_HOSTED__
+#include "../stdio.h"
+#endif
 
 TARN_API_BEGIN
 
@@ -78,8 +79,11 @@ TARNAPI void __dunquote_string(char* source, char* destination);
 /* fopen; if that fails, makes the folders of the path that are missing and tries
  * again. Null if that fails too. Folders are separated by '\' alone, and what
  * comes before the first one is taken to exist. A path without '\', or of 260
- * characters or more, gets no second try. */
+ * characters or more, gets no second try. A hosted program, whose streams are others,
+ * does not have it. */
+#ifndef __TARN_HOSTED__
 TARNAPI FILE* open_file_path(const char* path, const char* mode);
+#endif
 
 TARN_API_END
 

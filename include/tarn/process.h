@@ -26,8 +26,11 @@ TARNAPI int _spawns(int mode, const char* program, const char* arguments);
 
 /* The arguments one by one, to a null, each with a space after it. argv[0]
  * names the program again and is left out, unless `program` is null or empty.
- * 0 whether it waits or not: the exit code is not returned. -1 as above. */
+ * 0 whether it waits or not: the exit code is not returned. -1 as above.
+ * Hosted programs, whose <process.h> has another routine of this name, do not have it. */
+#ifndef __TARN_HOSTED__
 TARNAPI int _spawnv(int mode, const char* program, const char* const* argv);
+#endif
 
 /* Waits in slices of so many milliseconds, and serves the program's windows in
  * between. 0 once the program has ended. A slice of 0 looks once, and returns 258

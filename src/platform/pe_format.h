@@ -31,6 +31,7 @@ inline constexpr std::size_t kImageMarkOffset = 0x10;
 inline constexpr char kImageMark[] = "BRACKENMOOR";
 inline constexpr std::size_t kImageMarkLength = 11;
 inline constexpr std::size_t kRoutineTableFieldOffset = 0x1C;
+inline constexpr char kTableSection[] = ".tarntab";
 
 struct DosHeader {
   std::uint16_t magic;

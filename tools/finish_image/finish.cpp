@@ -282,7 +282,7 @@ void mark(Image& image, std::uint32_t table) {
 
 void add_tables(Image& image, const std::vector<Routine>& routines) {
   const std::uint32_t table = next_section_offset(image);
-  append_section(image, ".tarntab", build_routine_table(routines, table),
+  append_section(image, pe::kTableSection, build_routine_table(routines, table),
                  pe::kSectionInitialised | pe::kSectionRead);
   mark(image, table);
 }

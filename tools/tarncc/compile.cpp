@@ -24,13 +24,6 @@ constexpr int kStandardError = 2;
 constexpr const char* kRegistersForAssembly[] = {"-fcall-saved-rbx", "-fcall-saved-rsi",
                                                  "-fcall-saved-rdi"};
 
-constexpr const char* kHostedHeaders[] = {
-    "assert.h", "complex.h", "ctype.h",    "dirent.h",   "errno.h",     "fcntl.h",  "fenv.h",
-    "float.h",  "getopt.h",  "inttypes.h", "io.h",       "iso646.h",    "libgen.h", "limits.h",
-    "locale.h", "math.h",    "pthread.h",  "setjmp.h",   "signal.h",    "stdio.h",  "stdlib.h",
-    "string.h", "strings.h", "sys/stat.h", "sys/time.h", "sys/types.h", "tgmath.h", "threads.h",
-    "time.h",   "uchar.h",   "unistd.h",   "utime.h",    "wchar.h",     "wctype.h"};
-
 bool has_option(const Words& options, std::initializer_list<const char*> names) {
   return std::any_of(options.begin(), options.end(), [&names](const std::string& option) {
     return std::any_of(names.begin(), names.end(),
@@ -111,18 +104,27 @@ std::string text_of(const fs::path& name) {
   return text;
 }
 
-// The headers of ISO C and the common ones of POSIX that only hosted programs have.
-void hint_at_hosted(const std::string& messages) {
+// A header that this compile stopped at, and a hosted one would find.
+void hint_at_hosted(const Job& job, const Input& source, const std::string& messages) {
   const std::size_t end = messages.find(": No such file or directory");
   if (end == std::string::npos) return;
   // Before it a space, or the end of a colour.
   const std::size_t begin = messages.find_last_of(" \x1b", end) + 1;
   std::string header = messages.substr(begin, end - begin);
   if (header.starts_with("[K")) header.erase(0, 2);
-  for (const char* const name : kHostedHeaders) {
-    if (header == name) {
-      std::fprintf(stderr, "tarncc: %s: programs that are compiled with --hosted have it\n", name);
-    }
+  const fs::path question = job.scratch / "question";
+  FILE* const file = std::fopen(question.string().c_str(), "w");
+  if (!file) return;
+  std::fprintf(file, "#include <%s>\n", header.c_str());
+  if (std::fclose(file) != 0) return;
+  RunOptions quiet = job.run_options();
+  quiet.print = false;
+  quiet.messages = job.scratch / "answer";
+  const Words words = {job.places.compiler.string(), "-fsyntax-only", "-x",
+                       is_cpp(source) ? "c++" : "c", question.string()};
+  if (run_program(words, quiet) == 0) {
+    std::fprintf(stderr, "tarncc: %s: programs that are compiled with --hosted have it\n",
+                 printable(header).c_str());
   }
 }
 
@@ -149,6 +151,6 @@ int compile(const Job& job, const Input& source, const fs::path& object) {
     }
   }
   std::fwrite(messages.data(), 1, messages.size(), stderr);
-  if (status != 0 && is_suite) hint_at_hosted(messages);
+  if (status != 0 && is_suite && !is_interrupted()) hint_at_hosted(job, source, messages);
   return status == 0 ? kDone : kRefused;
 }

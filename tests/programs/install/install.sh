@@ -130,6 +130,8 @@ expect 126 "not" tarnrun hello.c
 expect 127 "missing.exe" tarnrun missing.exe
 x86_64-w64-mingw32-gcc -o plain.exe hello.c
 expect 126 "compile it by tarncc" tarnrun plain.exe
+x86_64-w64-mingw32-strip hello.exe -o stripped.exe
+expect 126 "let tarncc -s strip it" tarnrun stripped.exe
 rm part.dll
 expect 126 "part.dll" tarnrun greet.exe
 if mv "$prefix/lib/tarnlib/program_start.o" start.o; then
@@ -144,6 +146,14 @@ cmake -S "$here/consumer" -B consumer -DCMAKE_PREFIX_PATH="$prefix" \
 cmake --build consumer >>consumer.log 2>&1 || { cat consumer.log; fail "tarn_add_program"; }
 expect 3 "Hello, Bea" tarnrun consumer/programs/greeting.exe Bea
 expect 6 "a/b 1.5" tarnrun consumer/programs/hosted.exe a/b
+cmake -S "$here/hosted" -B hosted -DCMAKE_INSTALL_PREFIX="$PWD/put there" -DCMAKE_BUILD_TYPE=Release \
+  -DCMAKE_TOOLCHAIN_FILE="$prefix/lib/cmake/tarnlib/hosted.cmake" >hosted.log 2>&1 &&
+  cmake --build hosted >>hosted.log 2>&1 && cmake --install hosted --strip >>hosted.log 2>&1 ||
+  { cat hosted.log; fail "an ordinary project"; }
+for runner in tarnrun $wine; do
+  expect 6 "Hello, a/b" "$runner" "put there/bin/greeting.exe" a/b
+  expect 6 "1.5 1" "$runner" "put there/bin/greeting.exe"
+done
 export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
 cc=x86_64-w64-mingw32-gcc
 cmake -S "$here/compiled" -B compiled -G Ninja -DCMAKE_SYSTEM_NAME=Windows \
@@ -151,9 +161,12 @@ cmake -S "$here/compiled" -B compiled -G Ninja -DCMAKE_SYSTEM_NAME=Windows \
   { cat compiled.log; fail "CMake with tarncc"; }
 cmake --build compiled >>compiled.log 2>&1 || { cat compiled.log; fail "built with tarncc"; }
 expect 5 "Hello, Cy" tarnrun compiled/greeting Cy
-$cc $(pkg-config --cflags tarnlib) -c hello.c -o packaged.o
-$cc "$(pkg-config --variable=start tarnlib)" packaged.o $(pkg-config --libs tarnlib) -o packaged.tmp.exe
-"$(pkg-config --variable=finish_image tarnlib)" packaged.tmp.exe -o packaged.exe
+for kind in tarnlib tarnlib-hosted; do
+  $cc $(pkg-config --cflags $kind) -c hello.c -o packaged.o
+  $cc "$(pkg-config --variable=start $kind)" packaged.o $(pkg-config --libs $kind) -o packaged.tmp.exe
+  "$(pkg-config --variable=finish_image $kind)" packaged.tmp.exe -o packaged.exe
+  expect 4 hello tarnrun packaged.exe
+done
 if [ -n "$wine" ]; then # over the one that is there
   expect 0 "" "$wine" "$prefix/bin/finish_image.exe" packaged.tmp.exe -o packaged.exe
 fi

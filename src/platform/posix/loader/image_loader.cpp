@@ -379,10 +379,15 @@ bool check_image(const FileBytes& file, Image* image, LoadError* error) {
   if (headers.magic != pe::kPeMagic) return refuse(error, "is not a Windows program image");
   if (!check_headers(headers, error)) return false;
   if (memcmp(file.bytes + pe::kImageMarkOffset, pe::kImageMark, pe::kImageMarkLength) != 0) {
-    // Whatever was linked for the library imports from it.
-    return refuse(error, memmem(file.bytes, file.size, kLibraryName, sizeof kLibraryName)
-                             ? "was linked but not finished; run finish_image on it"
-                             : "is an ordinary Windows image; compile it by tarncc");
+    const auto holds = [&file](const char* text) {
+      return memmem(file.bytes, file.size, text, strlen(text)) != nullptr;
+    };
+    // Whatever was linked for the library imports from it. Tools that know nothing of images
+    // write a DOS header of their own over the mark.
+    return refuse(error, !holds(kLibraryName) ? "is an ordinary Windows image; compile it by tarncc"
+                         : holds(pe::kTableSection)
+                             ? "lost its mark to strip or its like; let tarncc -s strip it"
+                             : "was linked but not finished; run finish_image on it");
   }
   if (!check_directories(headers.optional, error)) return false;
 

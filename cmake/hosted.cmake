@@ -1,0 +1,17 @@
+# Toolchain file: the programs and DLLs of an ordinary CMake project become hosted
+# programs of the library, each finished where it is linked, with the library's DLLs
+# beside it. Of an installed package:
+#   cmake -DCMAKE_TOOLCHAIN_FILE=PREFIX/lib/cmake/tarnlib/hosted.cmake ...
+get_filename_component(tarn_prefix ${CMAKE_CURRENT_LIST_DIR}/../../.. ABSOLUTE)
+set(CMAKE_C_COMPILER ${tarn_prefix}/bin/tarncc)
+set(CMAKE_CXX_COMPILER ${tarn_prefix}/bin/tarncc)
+set(CMAKE_C_FLAGS_INIT --hosted)
+set(CMAKE_CXX_FLAGS_INIT --hosted)
+include(${CMAKE_CURRENT_LIST_DIR}/mingw-w64.cmake)
+list(APPEND CMAKE_PREFIX_PATH ${tarn_prefix})
+foreach(tool AR RANLIB NM OBJDUMP)
+  string(TOLOWER ${tool} name)
+  set(CMAKE_${tool} ${TARN_TRIPLE}-${name})
+endforeach()
+# A strip that knows nothing of images would damage them; -s has them stripped.
+set(CMAKE_STRIP "" CACHE FILEPATH "none: link with -s")

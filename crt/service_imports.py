@@ -1,0 +1,32 @@
+#!/usr/bin/env python3
+"""The .def file of what hosted programs import from the library.
+
+  service_imports.py OWN_DEF EXPORTS_DEF INCLUDE COMPILER FLAG...  > hosted.def
+
+OWN_DEF, and the exports that INCLUDE/tarn/*.h declare in a hosted program. The headers of C
+are not among them: their names mean ISO C's routines there."""
+
+import re
+import subprocess
+import sys
+from pathlib import Path
+
+own, exports, include, *compiler = sys.argv[1:]
+source = "".join(f"#include <tarn/{header.name}>\n" for header in sorted(Path(include, "tarn").glob("*.h")))
+preprocessed = subprocess.run(compiler + ["-idirafter", include, "-E", "-x", "c", "-"], input=source,
+                              capture_output=True, check=True, text=True).stdout
+declared, there = set(), False
+for line in preprocessed.splitlines():
+    if line.startswith("# "):
+        there = "/tarn/" in line
+    elif there:
+        declared.update(re.findall(r"(\w+) ?\(", line))
+        # A name that C cannot spell, whose parts may be several literals.
+        declared.update(re.sub('"\\s*"', "", name) for name in re.findall(r'__asm__\("(.+?)"\)', line))
+
+text = Path(own).read_text()
+named = set(re.findall(r"^\S+", text, re.M))
+for name in re.findall(r'^"(.+)" =', Path(exports).read_text(encoding="latin-1"), re.M):
+    if name in declared and name not in named:
+        text += f'"{name}"\n'
+sys.stdout.write(text)

@@ -1,0 +1,3 @@
+#include <math.h>
+
+double kept(double number) { return sqrt(number); }
