@@ -169,6 +169,8 @@ inline constexpr std::uint32_t kMoveReplaces = 1;
 inline constexpr std::uint32_t kMoveCopies = 2;
 TARNAPI Bool MoveFileExA(const char* from, const char* to, std::uint32_t flags);
 TARNAPI Bool RemoveDirectoryA(const char* path);
+// Another name for a file.
+TARNAPI Bool CreateHardLinkA(const char* path, const char* existing, void* security);
 
 // The absolute form of a path, which need not exist. Result: its length, or the size
 // that is needed; 0 on failure. `*file_part`, if asked for, leads to its last name.
@@ -181,6 +183,9 @@ TARNAPI std::uint32_t GetTempPathA(std::uint32_t size, char* buffer);
 // units there are free and in all, no more than 2^31 - 1. Any of them may be null.
 TARNAPI Bool GetDiskFreeSpaceA(const char* root, std::uint32_t* sectors, std::uint32_t* bytes,
                                std::uint32_t* free_clusters, std::uint32_t* clusters);
+// The same in bytes, and without a limit.
+TARNAPI Bool GetDiskFreeSpaceExA(const char* folder, std::uint64_t* free_to_caller,
+                                 std::uint64_t* total, std::uint64_t* free);
 
 // The size and the position in two halves; all bits set on failure, which is a right
 // answer too if the last error is 0.
@@ -223,11 +228,17 @@ TARNAPI void* MapViewOfFile(Handle mapping, std::uint32_t access, std::uint32_t 
 TARNAPI Bool UnmapViewOfFile(const void* address);
 TARNAPI Bool FlushViewOfFile(const void* address, std::uint64_t size);
 
+// With this attribute CreateFileA opens folders, too, for GetFileInformationByHandle.
+inline constexpr std::uint32_t kOpenFolders = 0x02000000;  // FILE_FLAG_BACKUP_SEMANTICS
+
 // As the routines with an A at the end, with names in UTF-16.
 TARNAPI Handle CreateFileW(const char16_t* path, std::uint32_t access, std::uint32_t share,
                            void* security, std::uint32_t creation, std::uint32_t attributes,
                            Handle template_file);
 TARNAPI Bool DeleteFileW(const char16_t* path);
+TARNAPI Bool RemoveDirectoryW(const char16_t* path);
+TARNAPI Bool MoveFileExW(const char16_t* from, const char16_t* to, std::uint32_t flags);
+TARNAPI Bool CreateHardLinkW(const char16_t* path, const char16_t* existing, void* security);
 TARNAPI std::uint32_t GetFileAttributesW(const char16_t* path);
 TARNAPI Bool GetFileAttributesExW(const char16_t* path, std::uint32_t level,
                                   FileAttributeData* data);
@@ -237,6 +248,8 @@ TARNAPI std::uint32_t GetFullPathNameW(const char16_t* path, std::uint32_t size,
 TARNAPI std::uint32_t GetTempPathW(std::uint32_t size, char16_t* buffer);
 TARNAPI Bool GetDiskFreeSpaceW(const char16_t* root, std::uint32_t* sectors, std::uint32_t* bytes,
                                std::uint32_t* free_clusters, std::uint32_t* clusters);
+TARNAPI Bool GetDiskFreeSpaceExW(const char16_t* folder, std::uint64_t* free_to_caller,
+                                 std::uint64_t* total, std::uint64_t* free);
 struct WideFindData {
   std::uint32_t attributes;
   FileTime created, accessed, written;

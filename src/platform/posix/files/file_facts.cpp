@@ -41,7 +41,7 @@ Bool GetFileInformationByHandle(Handle file, FileInformation* information) {
   struct stat facts;
   if (object == nullptr) return 0;
   if (fstat(object->descriptor, &facts) != 0) return fail_by_errno();
-  if (!S_ISREG(facts.st_mode)) return fail(kErrorInvalidFunction);
+  if (!S_ISREG(facts.st_mode) && !S_ISDIR(facts.st_mode)) return fail(kErrorInvalidFunction);
   *information = {attributes_of(facts.st_mode), file_time_of(facts.st_ctim),
                   file_time_of(facts.st_atim),  file_time_of(facts.st_mtim),
                   low_half(facts.st_dev),       high_half(size_of(facts)),

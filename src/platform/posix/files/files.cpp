@@ -170,7 +170,9 @@ Handle open_path(const char* path, const Request& request) {
   }
   struct stat facts;
   if (fstat(descriptor, &facts) != 0) return close_and_refuse(descriptor, windows_code(errno));
-  if (S_ISDIR(facts.st_mode)) return close_and_refuse(descriptor, kErrorAccessDenied);
+  if (S_ISDIR(facts.st_mode) && (request.attributes & kOpenFolders) == 0) {
+    return close_and_refuse(descriptor, kErrorAccessDenied);
+  }
   if (!S_ISREG(facts.st_mode)) {
     return keep(descriptor, request, isatty(descriptor) == 1 && !request.reads);
   }

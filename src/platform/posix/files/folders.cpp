@@ -145,6 +145,19 @@ Bool GetDiskFreeSpaceA(const char* root, std::uint32_t* sectors, std::uint32_t* 
   return 1;
 }
 
+Bool GetDiskFreeSpaceExA(const char* folder, std::uint64_t* free_to_caller, std::uint64_t* total,
+                         std::uint64_t* free) {
+  char host[kPathSize];
+  struct statfs facts;
+  if (!to_host_path(folder == nullptr ? "." : folder, host)) return 0;
+  if (statfs(host, &facts) != 0) return fail_on_path(host);
+  const auto unit = static_cast<std::uint64_t>(facts.f_frsize);
+  if (free_to_caller != nullptr) *free_to_caller = facts.f_bavail * unit;
+  if (total != nullptr) *total = facts.f_blocks * unit;
+  if (free != nullptr) *free = facts.f_bfree * unit;
+  return 1;
+}
+
 std::uint32_t GetLogicalDrives() { return std::uint32_t{1} << ('Z' - 'A'); }
 
 }  // namespace tarn::platform

@@ -77,6 +77,15 @@ Bool MoveFileExA(const char* from, const char* to, std::uint32_t flags) {
   return move_by_copy(host_from, host_to);
 }
 
+Bool CreateHardLinkA(const char* path, const char* existing, void*) {
+  char host_new[kPathSize], host_old[kPathSize];
+  if (!to_host_path(path, host_new) || !to_host_path(existing, host_old)) return 0;
+  if (link(host_old, host_new) == 0) return 1;
+  if (errno == EEXIST) return fail(kErrorAlreadyExists);
+  struct stat facts;
+  return fail_on_path(stat(host_old, &facts) == 0 ? host_new : host_old);
+}
+
 Bool RemoveDirectoryA(const char* path) {
   char host[kPathSize];
   if (!to_host_path(path, host)) return 0;

@@ -32,6 +32,23 @@ Bool DeleteFileW(const char16_t* path) {
   return to_narrow(path, bytes) && DeleteFileA(bytes);
 }
 
+Bool RemoveDirectoryW(const char16_t* path) {
+  char bytes[kPathSize];
+  return to_narrow(path, bytes) && RemoveDirectoryA(bytes);
+}
+
+Bool MoveFileExW(const char16_t* from, const char16_t* to, std::uint32_t flags) {
+  char old_name[kPathSize], new_name[kPathSize];
+  return to_narrow(from, old_name) && to_narrow(to, new_name) &&
+         MoveFileExA(old_name, new_name, flags);
+}
+
+Bool CreateHardLinkW(const char16_t* path, const char16_t* existing, void* security) {
+  char new_name[kPathSize], old_name[kPathSize];
+  return to_narrow(path, new_name) && to_narrow(existing, old_name) &&
+         CreateHardLinkA(new_name, old_name, security);
+}
+
 std::uint32_t GetFileAttributesW(const char16_t* path) {
   char bytes[kPathSize];
   return to_narrow(path, bytes) ? GetFileAttributesA(bytes) : kInvalidAttributes;
@@ -72,6 +89,13 @@ Bool GetDiskFreeSpaceW(const char16_t* root, std::uint32_t* sectors, std::uint32
   char narrow[kPathSize];
   return to_narrow(root, narrow) && GetDiskFreeSpaceA(root == nullptr ? nullptr : narrow, sectors,
                                                       bytes, free_clusters, clusters);
+}
+
+Bool GetDiskFreeSpaceExW(const char16_t* folder, std::uint64_t* free_to_caller,
+                         std::uint64_t* total, std::uint64_t* free) {
+  char narrow[kPathSize];
+  return to_narrow(folder, narrow) &&
+         GetDiskFreeSpaceExA(folder == nullptr ? nullptr : narrow, free_to_caller, total, free);
 }
 
 Handle FindFirstFileW(const char16_t* pattern, WideFindData* data) {
