@@ -9,6 +9,7 @@
 
 #include "platform/posix/faults/exceptions.h"
 #include "platform/posix/faults/fault_records.h"
+#include "platform/posix/faults/kept_vectors.h"
 #include "platform/posix/loader/loader.h"
 
 extern "C" {
@@ -55,22 +56,23 @@ bool follows_call(std::uint64_t address) {
 }
 
 struct HostRoutine {
+  const void* entry;  // of the unwind data
   std::uint64_t start;
   bool after_call;  // the address may lie after the routine's last call
 };
 
 // The host routine that `address` belongs to, by the unwind data.
 bool find_host_routine(std::uint64_t address, HostRoutine* routine) {
-  const auto start_of = [](std::uint64_t place) {
+  const auto find = [routine](std::uint64_t place, bool after_call) {
     dwarf_eh_bases bases{};
-    const bool known = _Unwind_Find_FDE(reinterpret_cast<void*>(place), &bases) != nullptr;
-    return known ? reinterpret_cast<std::uint64_t>(bases.func) : 0;
+    routine->entry = _Unwind_Find_FDE(reinterpret_cast<void*>(place), &bases);
+    routine->start = routine->entry ? reinterpret_cast<std::uint64_t>(bases.func) : 0;
+    routine->after_call = after_call;
+    return routine->entry != nullptr;
   };
-  *routine = {start_of(address), false};
-  if (routine->start != 0 && routine->start < address) return true;
-  if (!follows_call(address)) return routine->start != 0;
-  *routine = {start_of(address - 1), true};
-  return routine->start != 0;
+  if (find(address, false) && routine->start < address) return true;
+  if (!follows_call(address)) return routine->entry != nullptr;
+  return find(address - 1, true);
 }
 
 struct Walk {
@@ -140,9 +142,14 @@ bool step_over_host_frame(AMD_CONTEXT* context) {
   set_recovery_point(&point);
   (routine.after_call ? tarn_unwind_from_return : tarn_unwind_from_instruction)(&before,
                                                                                 &take_frame, &walk);
-  set_recovery_point(nullptr);
   constexpr int kWholeWalk = 3;
-  return walk.frame >= kWholeWalk && context->Rip != 0;
+  const bool stepped = walk.frame >= kWholeWalk && context->Rip != 0;
+  if (stepped) {
+    restore_kept_vectors(routine.entry, routine.start, before.Rip - (routine.after_call ? 1 : 0),
+                         context->Rsp, context);
+  }
+  set_recovery_point(nullptr);
+  return stepped;
 }
 
 Bool SymInitialize(Handle process, const char*, Bool) {
