@@ -5,18 +5,16 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <string_view>
 #include <utility>
 
+#include "crt/cxx/readable_name.h"
+
 namespace finisher {
 namespace {
 
-// Longer C++ names are left as the linker knows them: a report line is for
-// reading.
-constexpr std::size_t kLongestReadableName = 120;
-constexpr std::size_t kLongestDecodedName = 512;
+constexpr std::size_t kLongestDecodedName = 4096;
 
 // The compiler's words for a copy or a part of a routine, each after a dot and many
 // with a number after it: settle.part.0.cold. A number alone tells apart routines
@@ -45,7 +43,8 @@ std::string demangled(std::string name) {
   const std::unique_ptr<char, void (*)(void*)> text(
       abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status), std::free);
   if (status != 0 || text == nullptr) return name;
-  return std::strlen(text.get()) <= kLongestReadableName ? text.get() : name;
+  crt::make_readable(text.get());
+  return text.get();
 }
 
 // Applied in this order. Each returns a name that it does not concern unchanged.
