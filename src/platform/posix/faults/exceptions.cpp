@@ -5,6 +5,7 @@
 
 #include "platform/image_imports.h"
 #include "platform/posix/faults/fault_records.h"
+#include "platform/posix/loader/image_loader.h"
 #include "platform/posix/loader/loader.h"
 
 extern "C" {
@@ -147,11 +148,11 @@ FrameKind step(AMD_CONTEXT* context, DispatcherContext* dispatcher, FrameFacts* 
         return search != RecordSearch::kUnreadable &&
                unwind_frame(kReader, image.base, known ? &found.record : nullptr, context, facts);
       }) ||
-      context->Rsp <= rsp) {
+      context->Rsp <= rsp || facts->frame < rsp || facts->frame >= context->Rsp) {
     return FrameKind::kEnd;
   }
   dispatcher->establisher_frame = facts->frame;
-  if (facts->handler_kinds != 0 && facts->handler < image.size) {
+  if (facts->handler_kinds != 0 && is_code(*image.image, facts->handler)) {
     dispatcher->language_handler = reinterpret_cast<Routine>(image.base + facts->handler);
     dispatcher->handler_data = reinterpret_cast<void*>(facts->handler_data);
   }
@@ -247,7 +248,7 @@ Routine RtlVirtualUnwind(std::uint32_t kinds, std::uint64_t base, std::uint64_t 
 
 std::int32_t __C_specific_handler(ExceptionRecord* record, std::uint64_t frame,
                                   AMD_CONTEXT* context, DispatcherContext* dispatcher) {
-  // The table of a routine's guarded parts; all are image offsets.
+  // The table of a routine's guarded parts, after their count; all are image offsets.
   struct Scope {
     std::uint32_t begin, end;
     std::uint32_t handler;  // a filter, or 1: catch everything; or the block that runs anyway
@@ -258,22 +259,35 @@ std::int32_t __C_specific_handler(ExceptionRecord* record, std::uint64_t frame,
   constexpr std::uint32_t kCatchAll = 1;
   const std::uint64_t base = dispatcher->image_base;
   const std::uint64_t at = dispatcher->control_pc - base;
-  const auto* const count = static_cast<const std::uint32_t*>(dispatcher->handler_data);
-  const auto* const scopes = reinterpret_cast<const Scope*>(count + 1);
-  for (std::uint32_t& i = dispatcher->scope_index; i < *count;) {
-    const Scope& scope = scopes[i++];
+  const auto table = reinterpret_cast<std::uint64_t>(dispatcher->handler_data);
+  CodeImage image;
+  std::uint32_t count = 0;
+  if (!find_code_image(dispatcher->control_pc, &image) ||
+      !guarded([&] { return kReader(table, &count, sizeof count); })) {
+    return kContinueSearchHere;
+  }
+  for (std::uint32_t& i = dispatcher->scope_index; i < count;) {
+    Scope scope;
+    const std::uint64_t place = table + sizeof count + sizeof scope * std::uint64_t{i++};
+    if (!guarded([&] { return kReader(place, &scope, sizeof scope); })) break;
     if (at < scope.begin || at >= scope.end) continue;
+    const bool catches = scope.target != 0;
+    const bool catches_all = catches && scope.handler == kCatchAll;
+    if ((!catches_all && !is_code(*image.image, scope.handler)) ||
+        (catches && !is_code(*image.image, scope.target))) {
+      break;
+    }
     if (record->flags & kUnwinding) {
       const std::uint64_t target = dispatcher->target_ip - base;
       if ((record->flags & kTargetUnwind) && target >= scope.begin && target < scope.end) break;
-      if (scope.target != 0) {
+      if (catches) {
         if ((record->flags & kTargetUnwind) && target == scope.target) break;
         continue;
       }
       reinterpret_cast<Block>(base + scope.handler)(1, frame);
-    } else if (scope.target != 0) {
+    } else if (catches) {
       std::int32_t answer = 1;
-      if (scope.handler != kCatchAll) {
+      if (!catches_all) {
         ExceptionPointers exception{record, context};
         answer = reinterpret_cast<Filter>(base + scope.handler)(&exception, frame);
       }

@@ -173,14 +173,8 @@ bool check_sections(const FileBytes& file, std::uint64_t at, Image* image, LoadE
 
 bool check_entry(const Image& image, LoadError* error) {
   if (image.entry == 0) return refuse(error, "has no entry point");
-  for (std::uint32_t i = 0; i < image.section_count; ++i) {
-    const ImageSection& section = image.sections[i];
-    if (image.entry >= section.start && image.entry < section.end &&
-        (section.characteristics & pe::kSectionExecute)) {
-      return true;
-    }
-  }
-  return refuse(error, "is damaged: its entry point lies in no executable section");
+  return is_code(image, image.entry) ||
+         refuse(error, "is damaged: its entry point lies in no executable section");
 }
 
 // ---- Imports and exports ------------------------------------------------------
@@ -362,6 +356,16 @@ bool read_image_file(const char* host_path, FileBytes* file, LoadError* error) {
 void release_image_file(FileBytes* file) {
   if (file->bytes) munmap(const_cast<std::uint8_t*>(file->bytes), file->size);
   *file = {nullptr, 0};
+}
+
+bool is_code(const Image& image, std::uint64_t offset) {
+  for (std::uint32_t i = 0; i < image.section_count; ++i) {
+    const ImageSection& section = image.sections[i];
+    if (offset >= section.start && offset < section.end) {
+      return (section.characteristics & pe::kSectionExecute) != 0;
+    }
+  }
+  return false;
 }
 
 bool check_image(const FileBytes& file, Image* image, LoadError* error) {

@@ -51,7 +51,8 @@ const char* native_routine_name(const void* address);
 // The loaded image that holds `address`, and its unwind records. Takes no lock: an image
 // on the stack stays. False if there is none.
 struct CodeImage {
-  std::uint64_t base, size;
+  std::uint64_t base;
+  const struct Image* image;  // for is_code
   pe::DataDirectory exceptions;
 };
 bool find_code_image(std::uint64_t address, CodeImage* image);

@@ -181,7 +181,7 @@ bool find_code_image(std::uint64_t address, CodeImage* found) {
     if (state != ModuleState::kLoading && state != ModuleState::kStarted) continue;
     const auto base = reinterpret_cast<std::uint64_t>(record.image.base);
     if (address - base >= record.image.size) continue;
-    *found = {base, record.image.size, record.image.exceptions};
+    *found = {base, &record.image, record.image.exceptions};
     return true;
   }
   return false;
