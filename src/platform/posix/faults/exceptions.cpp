@@ -5,7 +5,6 @@
 
 #include "platform/image_imports.h"
 #include "platform/posix/faults/fault_records.h"
-#include "platform/posix/loader/image_loader.h"
 #include "platform/posix/loader/loader.h"
 
 extern "C" {

@@ -53,9 +53,6 @@ struct Image {
   ImageSection sections[kMostSections];
 };
 
-// Whether an offset lies in an executable section.
-bool is_code(const Image& image, std::uint64_t offset);
-
 bool check_image(const FileBytes& file, Image* image, LoadError* error);
 bool map_image(const FileBytes& file, Image* image, LoadError* error);
 void unmap_image(Image* image);

@@ -50,12 +50,16 @@ const char* native_routine_name(const void* address);
 
 // The loaded image that holds `address`, and its unwind records. Takes no lock: an image
 // on the stack stays. False if there is none.
+struct Image;
 struct CodeImage {
   std::uint64_t base;
-  const struct Image* image;  // for is_code
+  const Image* image;
   pe::DataDirectory exceptions;
 };
 bool find_code_image(std::uint64_t address, CodeImage* image);
+
+// Whether an offset lies in an executable section of the image.
+bool is_code(const Image& image, std::uint64_t offset);
 
 // Loads a program and every DLL that it needs, and makes a stack of the size that
 // it asks for. None of their code has run, and none stays loaded if one is
