@@ -1,13 +1,14 @@
 # Program images: compiled by the cross compiler against include/, linked
 # without its C run-time, finished.
 #
-#   tarn_add_program(name [DLL] [HOSTED] SOURCES file... [LINK dll...] [FINISH option...])
+#   tarn_add_program(name [DLL] [HOSTED | SUITE] SOURCES file... [LINK dll...] [FINISH option...])
 #
 # makes programs/NAME.exe, or programs/NAME.dll with DLL, in the build folder,
 # and beside it NAME.unfinished.exe, what the linker made. LINK names DLLs that
 # this function made before; a DLL exports what it declares dllexport. FINISH
-# passes options to finish_image. HOSTED is for programs in ISO C: compiled
-# against the compiler's own headers, linked with the whole of the C library.
+# passes options to finish_image. HOSTED is for programs in ISO C and C++: compiled
+# against the compiler's own headers, linked with the whole of the standard libraries.
+# C++ sources are hosted unless SUITE says that they do without these.
 # The DLLs of the library are in the same
 # folder, where Windows, Wine and tarnrun look for them. The target is
 # tarn_program_NAME.
@@ -71,22 +72,32 @@ if(TARN_PROGRAM_WAITS)
 endif()
 
 function(tarn_add_program name)
-  cmake_parse_arguments(PARSE_ARGV 1 program "DLL;HOSTED" "" "SOURCES;LINK;FINISH")
+  cmake_parse_arguments(PARSE_ARGV 1 program "DLL;HOSTED;SUITE" "" "SOURCES;LINK;FINISH")
   if(program_UNPARSED_ARGUMENTS OR NOT program_SOURCES)
-    message(FATAL_ERROR "tarn_add_program(${name} [DLL] [HOSTED] SOURCES file... [LINK dll...] [FINISH option...])")
+    message(FATAL_ERROR "tarn_add_program(${name} [DLL] [HOSTED | SUITE] SOURCES file... [LINK dll...] [FINISH option...])")
   endif()
   get_filename_component(compiler ${CMAKE_C_COMPILER} NAME_WE)
   if(compiler STREQUAL tarncc)
     message(FATAL_ERROR "tarn_add_program(${name}): the compiler is tarncc, by which add_executable makes programs; this function is for the cross compiler: configure with the toolchain file mingw-w64.cmake")
   endif()
 
+  if(NOT program_SUITE AND program_SOURCES MATCHES "\\.(cpp|cc|cxx|cp|C|CPP|ii)(;|$)")
+    set(program_HOSTED TRUE)
+    set(program_CPP TRUE)
+  endif()
   set(code tarn_program_${name}_code)
   add_library(${code} OBJECT ${program_SOURCES})
+  set(standard_libraries)
   set(hosted_libraries)
   if(program_HOSTED)
     target_link_libraries(${code} PRIVATE tarn_hosted_flags)
     set(import_libraries ${TARN_HOSTED_PARTS})
-    set(hosted_libraries -Wl,-Bstatic -lmingwex -lpthread -lgcc_eh)
+    set(standard_libraries -Wl,-Bstatic -lstdc++ ${TARN_HOSTED_PARTS})
+    # How C++ programs end: libstdc++ would find its own first.
+    if(program_CPP)
+      list(PREPEND standard_libraries -Wl,-u,tarn_cpp_ends)
+    endif()
+    set(hosted_libraries -lmingwex -lpthread -lgcc_eh)
   else()
     target_link_libraries(${code} PRIVATE tarn_program_flags)
     set(import_libraries ${TARN_PROGRAM_IMPORT})
@@ -119,8 +130,8 @@ function(tarn_add_program name)
     COMMAND ${CMAKE_C_COMPILER} -nostdlib ${link_options}
             -Wl,-e,__BrackenStartup -Wl,--dynamicbase -Wl,--disable-auto-import
             ${TARN_PROGRAM_START} $<TARGET_OBJECTS:${code}>
-            -Wl,--start-group ${import_libraries} ${TARN_PROGRAM_SUPPORT} ${hosted_libraries} -lgcc
-            -Wl,--end-group -lkernel32 -o ${unfinished}
+            -Wl,--start-group ${import_libraries} ${standard_libraries} ${TARN_PROGRAM_SUPPORT}
+            ${hosted_libraries} -lgcc -Wl,--end-group -lkernel32 -o ${unfinished}
     COMMAND ${TARN_FINISH_IMAGE} ${finish_options} ${program_FINISH} ${unfinished} -o ${image}
     DEPENDS ${code} $<TARGET_OBJECTS:${code}> ${TARN_PROGRAM_START} ${TARN_PROGRAM_SUPPORT}
             ${import_libraries} ${TARN_FINISH_IMAGE}

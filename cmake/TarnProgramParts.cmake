@@ -10,7 +10,8 @@ add_library(tarn_program_start OBJECT ${tarn_startup}/startup_script.S)
 add_library(tarn_program_support STATIC ${tarn_startup}/program_memory.S
   ${tarn_startup}/program_support/manifest.S
   ${tarn_startup}/program_support/run.cpp ${tarn_startup}/program_support/end.cpp
-  ${tarn_startup}/program_support/cxx.cpp ${tarn_startup}/program_support/threads.cpp)
+  ${tarn_startup}/program_support/cxx.cpp ${tarn_startup}/program_support/threads.cpp
+  ${tarn_startup}/program_support/thread_end.cpp)
 target_link_libraries(tarn_program_support PRIVATE tarn_program_flags)
 target_compile_options(tarn_program_support PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-g0>)
 set_target_properties(tarn_program_support PROPERTIES OUTPUT_NAME program_support)

@@ -23,6 +23,9 @@ namespace crt {
 // needs a lock.
 extern bool has_threads;
 
+// Set in C++ programs, else null. It does not return.
+extern void (*on_uncaught)(EXCEPTION_POINTERS* exception);
+
 // The program's floating-point control, for the calling thread.
 void set_arithmetic();
 

@@ -18,7 +18,7 @@ inline constexpr const char* kDefaults[] = {
 };
 
 inline constexpr const char* kShorter[][2] = {
-    {"std::__cxx11::", "std::"},
+    {"__cxx11::", ""},
     {"[abi:cxx11]", ""},
     {" >", ">"},
     {"std::basic_string<char>", "std::string"},

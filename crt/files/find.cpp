@@ -51,28 +51,16 @@ int next(intptr_t handle, Data* data) {
 
 }  // namespace
 
+// The forms with sizes of 32 bits are libmingwex's, over these.
 CRT_API intptr_t _findfirst64(const char* pattern, struct __finddata64_t* data) {
   return first(pattern, data);
 }
 CRT_API int _findnext64(intptr_t handle, struct __finddata64_t* data) { return next(handle, data); }
-CRT_API intptr_t _findfirst64i32(const char* pattern, struct _finddata64i32_t* data) {
-  return first(pattern, data);
-}
-CRT_API int _findnext64i32(intptr_t handle, struct _finddata64i32_t* data) {
-  return next(handle, data);
-}
 CRT_API intptr_t _wfindfirst64(const wchar_t* pattern, struct _wfinddata64_t* data) {
   const NarrowPath narrow(pattern);
   return narrow.valid() ? first(narrow, data) : -1;
 }
 CRT_API int _wfindnext64(intptr_t handle, struct _wfinddata64_t* data) {
-  return next(handle, data);
-}
-CRT_API intptr_t _wfindfirst64i32(const wchar_t* pattern, struct _wfinddata64i32_t* data) {
-  const NarrowPath narrow(pattern);
-  return narrow.valid() ? first(narrow, data) : -1;
-}
-CRT_API int _wfindnext64i32(intptr_t handle, struct _wfinddata64i32_t* data) {
   return next(handle, data);
 }
 CRT_API int _findclose(intptr_t handle) {

@@ -111,6 +111,9 @@ CRT_API errno_t _chsize_s(int number, long long size) {
   return set_size(*file, size) == 0 ? 0 : errno;
 }
 CRT_API int _chsize(int number, long size) { return _chsize_s(number, size) == 0 ? 0 : -1; }
+CRT_API int ftruncate64(int number, long long size) {
+  return _chsize_s(number, size) == 0 ? 0 : -1;
+}
 
 CRT_API long long _filelengthi64(int number) {
   const Descriptor* const file = descriptor(number);

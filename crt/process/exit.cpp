@@ -1,10 +1,11 @@
 // The ends of a program. exit runs what the end of an image runs in any program
-// (src/startup/program_support/end.cpp: atexit, destructors, then the DLLs), writes
-// what the streams hold and ends the process; _exit only ends it.
+// (src/startup/program_support/end.cpp: atexit, destructors, then the DLLs) after the
+// objects of its thread, writes what the streams hold and ends the process; _exit only ends it.
 #include <stdlib.h>
 
 #include "../crt.h"
 #include "../streams/stream.h"
+#include "../threads/objects.h"
 
 extern "C" void tarn_end_of_image();
 
@@ -15,6 +16,7 @@ CRT_API _onexit_t _onexit(_onexit_t routine) {
 CRT_API void _exit(int status) { ExitProcess(static_cast<UINT>(status)); }
 
 CRT_API void _cexit(void) {
+  crt::end_thread_objects();
   tarn_end_of_image();
   crt::flush_all();
 }

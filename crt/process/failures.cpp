@@ -7,6 +7,10 @@
 
 #include "../crt.h"
 
+namespace crt {
+void (*on_uncaught)(EXCEPTION_POINTERS* exception);
+}
+
 extern "C" {
 // Run-time error 345, whose text is the caller's, formatted by the library's printf.
 [[noreturn]] void suite_text_error(const char* format, ...) __asm__("tarn_suite_text_error");
@@ -24,15 +28,16 @@ void _assert(const char* expression, const char* file, unsigned line) {
 void _purecall(void) { suite_text_error("Pure virtual function called"); }
 void _amsg_exit(int number) { suite_text_error("Run-time error R60%02d", number); }
 
-// The filter of winpthreads' threads. A C++ exception without a handler goes on after its
-// throw, which then calls std::terminate.
-long _gnu_exception_handler(EXCEPTION_POINTERS* exception) {
-  constexpr DWORD kOfCompiler = 0x20474343, kCodes = 0x20FFFFFF;
+// The filter of winpthreads' threads, and in C++ programs that of every thread: a C++
+// exception without a handler.
+LONG WINAPI _gnu_exception_handler(EXCEPTION_POINTERS* exception) {
+  constexpr DWORD kThrow = 0x20474343;
   const EXCEPTION_RECORD& record = *exception->ExceptionRecord;
-  return (record.ExceptionCode & kCodes) == kOfCompiler &&
-                 !(record.ExceptionFlags & EXCEPTION_NONCONTINUABLE)
-             ? EXCEPTION_CONTINUE_EXECUTION
-             : EXCEPTION_CONTINUE_SEARCH;
+  if (record.ExceptionCode != kThrow || record.NumberParameters == 0 || !crt::on_uncaught) {
+    return EXCEPTION_CONTINUE_SEARCH;
+  }
+  crt::on_uncaught(exception);
+  return EXCEPTION_CONTINUE_SEARCH;
 }
 
 void __mingw_raise_matherr(int, const char*, double, double, double) {}

@@ -4,6 +4,7 @@
 // longjmp. If it returns, the instruction runs again, with the default in force, so that
 // a failure that is still there is reported.
 #include <signal.h>
+#include <string.h>
 
 #include "../crt.h"
 
@@ -79,7 +80,17 @@ int signal_of(DWORD code) {
   }
 }
 
+// A run-time error of the library, which is an instruction that user mode may not
+// execute, is reported: no failure of memory.
+bool is_raised_number(const EXCEPTION_RECORD& record) {
+  constexpr unsigned char kTrap[] = {0xCD, 0x09};
+  return record.ExceptionCode == EXCEPTION_ACCESS_VIOLATION &&
+         record.ExceptionInformation[1] == ~ULONG_PTR{0} &&
+         memcmp(record.ExceptionAddress, kTrap, sizeof kTrap) == 0;
+}
+
 int on_failure(void*, EXCEPTION_RECORD* record, int) {
+  if (is_raised_number(*record)) return kReport;
   Signal* const signal = find(signal_of(record->ExceptionCode));
   return signal && signal->handler != SIG_IGN && deliver(*signal) ? kResume : kReport;
 }

@@ -5,6 +5,11 @@
 
 #include "../crt.h"
 #include "../errors/cells.h"
+#include "objects.h"
+
+// Of the program's support library: releases the thread's own objects. winpthreads has
+// destroyed them by then.
+extern "C" void tarn_end_of_thread();
 
 using namespace crt;
 
@@ -19,6 +24,13 @@ struct OldStart {
   void* argument;
 };
 
+void end_thread() {
+  end_thread_objects();
+  forget_thread();
+  use_cell(nullptr);
+  tarn_end_of_thread();
+}
+
 DWORD WINAPI run(void* argument) {
   const Start start = *static_cast<Start*>(argument);
   free(argument);
@@ -26,7 +38,7 @@ DWORD WINAPI run(void* argument) {
   use_cell(&cell);
   set_arithmetic();
   const unsigned status = start.routine(start.argument);
-  use_cell(nullptr);
+  end_thread();
   return status;
 }
 
@@ -59,7 +71,7 @@ CRT_API uintptr_t _beginthreadex(void* security, unsigned stack_size,
 }
 
 CRT_API void _endthreadex(unsigned status) {
-  use_cell(nullptr);
+  end_thread();
   ExitThread(status);
 }
 

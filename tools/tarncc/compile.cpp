@@ -120,11 +120,12 @@ void hint_at_hosted(const Job& job, const Input& source, const std::string& mess
   RunOptions quiet = job.run_options();
   quiet.print = false;
   quiet.messages = job.scratch / "answer";
-  const Words words = {job.places.compiler.string(), "-fsyntax-only", "-x",
-                       is_cpp(source) ? "c++" : "c", question.string()};
+  const bool cpp = is_cpp(source);
+  const Words words = {job.places.compiler.string(), "-fsyntax-only", "-x", cpp ? "c++" : "c",
+                       question.string()};
   if (run_program(words, quiet) == 0) {
-    std::fprintf(stderr, "tarncc: %s: programs that are compiled with --hosted have it\n",
-                 printable(header).c_str());
+    std::fprintf(stderr, "tarncc: %s: programs that are compiled %s have it\n",
+                 printable(header).c_str(), cpp ? "without --suite" : "with --hosted");
   }
 }
 

@@ -87,13 +87,16 @@ int link(const Job& job, const Words& objects, const fs::path& unfinished) {
   }
   words.push_back("-Wl,--start-group");
   if (request.hosted) {
-    // The archive comes first, the system last: what the archive has in common with the
-    // compiler's libraries and the system is its own.
+    // The archive comes before each of the compiler's libraries, the system last: what it has
+    // in common with these is its own. libstdc++ comes before the support library, whose
+    // operator new and the like are for other programs.
+    const std::string archive = (parts / "libtarncrt.a").string();
+    // What libstdc++ has inside it would be found there first.
+    if (has_cpp(request)) words.insert(words.end(), {"-Wl,-u,tarn_cpp_ends"});
     if (request.traps) words.push_back((parts / "hosted_traps.o").string());
-    words.insert(words.end(),
-                 {(parts / "libtarncrt.a").string(), (parts / "libtarnhosted.a").string(),
-                  (parts / "libprogram_support.a").string(), "-Wl,-Bstatic", "-lmingwex",
-                  "-lpthread", "-lgcc_eh"});
+    words.insert(words.end(), {archive, (parts / "libtarnhosted.a").string(), "-Wl,-Bstatic",
+                               "-lstdc++", archive, (parts / "libprogram_support.a").string(),
+                               "-lmingwex", "-lpthread", "-lgcc_eh"});
   } else {
     words.insert(words.end(), {(parts / "libprogram_support.a").string(),
                                (parts / "libtarnlibc64.dll.a").string()});

@@ -20,6 +20,8 @@ constexpr char kHelp[] =
     "  --dll, -shared make a DLL, and its import library libNAME.dll.a beside it\n"
     "  --hosted       for programs in ISO C: the cross compiler's own headers, and the\n"
     "                 whole of the C library; at any -O\n"
+    "                 C++ sources, and objects compiled so, are hosted without it\n"
+    "  --suite        C++ sources as C ones: without exceptions and standard library\n"
     "  --trap         hosted, but invalid operations, divisions by zero and overflows\n"
     "                 trap as in other programs of the library\n"
     "  --report-only  an ordinary program of the cross compiler, with its own C run-time\n"

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 
 #include "messages.h"
 #include "request.h"
@@ -39,6 +40,7 @@ enum Here {
   kDll,
   kHosted,
   kReportOnly,
+  kSuite,
   kTrap,
   kThreads,
   kNoDlls,
@@ -86,6 +88,7 @@ constexpr Option kOptions[] = {
     here("-mdll", Form::kAlone, kDll),
     here("--hosted", Form::kAlone, kHosted),
     here("--report-only", Form::kAlone, kReportOnly),
+    here("--suite", Form::kAlone, kSuite),
     here("--trap", Form::kAlone, kTrap),
     here("-pthread", Form::kAlone, kThreads),
     here("--no-dlls", Form::kAlone, kNoDlls),
@@ -323,6 +326,9 @@ class Reader {
         request.report_only = true;
         request.finish_options.push_back(word);
         break;
+      case kSuite:
+        request.suite = true;
+        break;
       case kTrap:
         request.traps = true;
         break;
@@ -407,6 +413,30 @@ bool is_header(const Input& input) {
                                 : input.language.ends_with("-header");
 }
 
+// Each object of a hosted program has a symbol of this name (cmake/hosted_flags).
+constexpr char kHostedMark[] = "tarn_hosted_object";
+
+// What C++ code with exceptions refers to.
+constexpr char kCppMark[] = "__gxx_personality_seh0";
+
+bool file_has(const std::string& name, const char* text) {
+  std::ifstream file(name, std::ios::binary);
+  const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+  return bytes.find(text) != std::string::npos;
+}
+
+bool is_object(const Input& input) {
+  const std::string extension = extension_of(input.word);
+  return !input.is_source && (extension == ".o" || extension == ".obj");
+}
+
+// C++ is hosted, and so is an image of objects that were compiled so.
+bool is_hosted_by_itself(const Request& request) {
+  return std::any_of(request.inputs.begin(), request.inputs.end(), [](const Input& input) {
+    return input.is_source ? is_cpp(input) : is_object(input) && file_has(input.word, kHostedMark);
+  });
+}
+
 // Errors in the combination of options; an empty string if all is well.
 std::string contradiction(const Request& request) {
   const bool to_text = request.goal == Goal::kAssembly || request.goal == Goal::kPreprocessed ||
@@ -434,6 +464,7 @@ std::string contradiction(const Request& request) {
   }
   if (standard_inputs > 1) return "standard input is one source";
   if (request.report_only && request.hosted) return "--hosted programs have the report anyway";
+  if (request.hosted && request.suite) return "--hosted and --suite exclude each other";
   if (request.traps && !request.hosted) return "--trap goes with --hosted: others trap anyway";
   return {};
 }
@@ -451,6 +482,13 @@ bool is_cpp(const Input& source) {
   return holds(kCppSources, extension) || holds(kCppHeaders, extension);
 }
 
+bool has_cpp(const Request& request) {
+  return std::any_of(request.inputs.begin(), request.inputs.end(), [](const Input& input) {
+    if (input.is_source) return is_cpp(input);
+    return (is_object(input) || extension_of(input.word) == ".a") && file_has(input.word, kCppMark);
+  });
+}
+
 int read_command_line(const Words& words, Request* request) {
   Reader reader(words, request);
   if (const int status = reader.read(); status != kDone) return status;
@@ -463,6 +501,7 @@ int read_command_line(const Words& words, Request* request) {
     request->compiler_options.push_back("-v");
     request->inputs.push_back({"-v", false, {}});
   }
+  request->hosted |= !request->suite && !request->report_only && is_hosted_by_itself(*request);
   if (reader.threads_ && !request->hosted && !request->report_only) {
     return refuse("-pthread is not supported: only hosted programs have POSIX threads");
   }

@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 #ifdef _WIN32
 constexpr const char* kCompilers[] = {"x86_64-w64-mingw32-gcc", "gcc"};
 #else
-constexpr const char* kCompilers[] = {"x86_64-w64-mingw32-gcc", "x86_64-w64-mingw32-gcc-posix",
+constexpr const char* kCompilers[] = {"x86_64-w64-mingw32-gcc-posix", "x86_64-w64-mingw32-gcc",
                                       "x86_64-w64-mingw32-gcc-win32"};
 #endif
 

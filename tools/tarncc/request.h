@@ -31,6 +31,7 @@ struct Request {
   std::string output;
   bool dll = false, copy_dlls = true;
   bool hosted = false;       // against the compiler's own headers and libraries
+  bool suite = false;        // C++ in the library's own way, without its standard library
   bool report_only = false;  // an ordinary program, with the report
   bool traps = false;        // of a hosted program: with the library's floating-point traps
   bool verbose = false, only_print = false;
@@ -43,6 +44,9 @@ inline constexpr char kStandardInput[] = "-";
 
 int source_count(const Request& request);
 bool is_cpp(const Input& source);
+// Whether a source, an object or an archive is C++ (an object, if it has to do with
+// exceptions).
+bool has_cpp(const Request& request);
 
 // `words` with each @FILE replaced by what the file holds. A message if a file
 // cannot be read.

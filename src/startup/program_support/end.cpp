@@ -81,11 +81,6 @@ int __cxa_atexit(Destructor destructor, void* object, void*) {
   return register_destructor(destructor, object) ? 0 : -1;
 }
 
-// An object of a thread lives to the end of the program, as its storage does.
-int __cxa_thread_atexit(Destructor destructor, void* object, void*) {
-  return register_destructor(destructor, object) ? 0 : -1;
-}
-
 // Once, though several images may be linked to a DLL, or DLLs to each other.
 void tarn_end_of_image() {
   if (ended) return;

@@ -1,7 +1,7 @@
 // _Thread_local and thread_local: the compiler asks here for the address of
 // each such object. An image uses one slot of the system, in which each thread
 // keeps a table of its objects, made when first used. They stay when the thread
-// ends.
+// ends; a hosted program's threads call tarn_end_of_thread.
 
 #include <tarn/errors.h>
 
@@ -21,6 +21,7 @@ struct ThreadObject {
 };
 
 void* __emutls_get_address(ThreadObject* object);
+void tarn_end_of_thread();
 }
 
 namespace {
@@ -75,10 +76,13 @@ Table* table_for(Size number) {
   return larger;
 }
 
+// Before the object is the address of its block.
 void* make(const ThreadObject& object) {
-  const Size block = reinterpret_cast<Size>(take(object.size + object.alignment));
+  void* const block = take(object.size + object.alignment + sizeof(void*));
+  const Size first = reinterpret_cast<Size>(block) + sizeof(void*);
   auto* const made =
-      reinterpret_cast<unsigned char*>((block + object.alignment - 1) & ~(object.alignment - 1));
+      reinterpret_cast<unsigned char*>((first + object.alignment - 1) & ~(object.alignment - 1));
+  reinterpret_cast<void**>(made)[-1] = block;
   const auto* const value = static_cast<const unsigned char*>(object.value);
   for (Size i = 0; i < object.size; ++i) made[i] = value ? value[i] : 0;
   return made;
@@ -91,4 +95,16 @@ void* __emutls_get_address(ThreadObject* object) {
   void** const place = &table_for(number)->objects[number - 1];
   if (!*place) *place = make(*object);
   return *place;
+}
+
+// The objects of the calling thread are no more.
+void tarn_end_of_thread() {
+  if (slot == kNoSlot) return;
+  auto* const table = static_cast<Table*>(TlsGetValue(slot));
+  if (!table) return;
+  for (Size i = 0; i < table->count; ++i) {
+    if (table->objects[i]) free(static_cast<void**>(table->objects[i])[-1]);
+  }
+  TlsSetValue(slot, nullptr);
+  free(table);
 }
