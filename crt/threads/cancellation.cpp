@@ -3,14 +3,12 @@
 // its return address at a multiple of 16 plus 8; one that doesn't faults where it, or
 // what it calls, stores registers of 16 bytes.
 #define _KERNEL32_  // its SetThreadContext is defined here, not imported
-#include "../crt.h"
+#include "system.h"
 
 extern "C" void _pthread_invoke_cancel(void) __attribute__((weak));
 
 CRT_API WINBOOL WINAPI SetThreadContext(HANDLE thread, const CONTEXT* context) {
-  using Routine = WINBOOL WINAPI(HANDLE, const CONTEXT*);
-  auto* const set = reinterpret_cast<Routine*>(reinterpret_cast<void*>(
-      GetProcAddress(GetModuleHandleA("KERNEL32.DLL"), "SetThreadContext")));
+  auto* const set = crt::system_routine<WINBOOL WINAPI(HANDLE, const CONTEXT*)>("SetThreadContext");
   if (context->Rip != reinterpret_cast<DWORD64>(&_pthread_invoke_cancel)) {
     return set(thread, context);
   }

@@ -1,22 +1,25 @@
-// _beginthreadex and _beginthread: a thread with its own errno and the program's
-// floating-point control.
+// The life of a thread, whichever routine starts and ends it: it has its own errno and
+// the program's floating-point control, and leaves nothing when it ends.
+#define _KERNEL32_  // its CreateThread and ExitThread are defined here, not imported
 #include <process.h>
 #include <stdlib.h>
 
-#include "../crt.h"
 #include "../errors/cells.h"
 #include "objects.h"
+#include "system.h"
 
-// Of the program's support library: releases the thread's own objects. winpthreads has
-// destroyed them by then.
-extern "C" void tarn_end_of_thread();
+extern "C" {
+extern PIMAGE_TLS_CALLBACK __xl_f __attribute__((weak));
+// Of the program's support library: releases the thread's own objects.
+void tarn_end_of_thread();
+}
 
 using namespace crt;
 
 namespace {
 
 struct Start {
-  _beginthreadex_proc_type routine;
+  LPTHREAD_START_ROUTINE routine;
   void* argument;
 };
 struct OldStart {
@@ -24,8 +27,11 @@ struct OldStart {
   void* argument;
 };
 
+// The destructors of C++'s objects run first, then those of pthread keys: winpthreads has
+// a routine for it that the system calls at the end of each thread of an ordinary program.
 void end_thread() {
   end_thread_objects();
+  if (&__xl_f) __xl_f(nullptr, DLL_THREAD_DETACH, nullptr);
   forget_thread();
   use_cell(nullptr);
   tarn_end_of_thread();
@@ -37,7 +43,7 @@ DWORD WINAPI run(void* argument) {
   int cell = 0;
   use_cell(&cell);
   set_arithmetic();
-  const unsigned status = start.routine(start.argument);
+  const DWORD status = start.routine(start.argument);
   end_thread();
   return status;
 }
@@ -51,29 +57,50 @@ unsigned run_old(void* argument) {
 
 }  // namespace
 
+CRT_API HANDLE WINAPI CreateThread(SECURITY_ATTRIBUTES* security, SIZE_T stack_size,
+                                   LPTHREAD_START_ROUTINE routine, void* argument, DWORD flags,
+                                   DWORD* id) {
+  auto* const start = routine ? static_cast<Start*>(malloc(sizeof(Start))) : nullptr;
+  if (!start) {
+    SetLastError(routine ? ERROR_NOT_ENOUGH_MEMORY : ERROR_INVALID_PARAMETER);
+    return nullptr;
+  }
+  *start = {routine, argument};
+  begin_threads();
+  using Create =
+      HANDLE WINAPI(SECURITY_ATTRIBUTES*, SIZE_T, LPTHREAD_START_ROUTINE, void*, DWORD, DWORD*);
+  DWORD number;
+  auto* const create = system_routine<Create>("CreateThread");
+  const HANDLE thread = create(security, stack_size, run, start, flags, id ? id : &number);
+  if (thread) return thread;
+  const DWORD why = GetLastError();
+  free(start);
+  SetLastError(why);
+  return nullptr;
+}
+
+CRT_API void WINAPI ExitThread(DWORD status) {
+  end_thread();
+  system_routine<void WINAPI(DWORD)>("ExitThread")(status);
+  __builtin_unreachable();
+}
+
 CRT_API uintptr_t _beginthreadex(void* security, unsigned stack_size,
                                  _beginthreadex_proc_type routine, void* argument, unsigned flags,
                                  unsigned* id) {
-  auto* const start = static_cast<Start*>(malloc(sizeof(Start)));
-  if (!start) return 0;
-  *start = {routine, argument};
-  begin_threads();
   DWORD number;
-  const HANDLE thread = CreateThread(static_cast<SECURITY_ATTRIBUTES*>(security), stack_size, run,
-                                     start, flags, &number);
+  const HANDLE thread =
+      CreateThread(static_cast<SECURITY_ATTRIBUTES*>(security), stack_size,
+                   reinterpret_cast<LPTHREAD_START_ROUTINE>(routine), argument, flags, &number);
   if (!thread) {
     fail();
-    free(start);
     return 0;
   }
   if (id) *id = number;
   return reinterpret_cast<uintptr_t>(thread);
 }
 
-CRT_API void _endthreadex(unsigned status) {
-  end_thread();
-  ExitThread(status);
-}
+CRT_API void _endthreadex(unsigned status) { ExitThread(status); }
 
 // Its handle is closed when the thread starts, as on Windows when it ends: the result
 // says that there is one, and no more.

@@ -1,10 +1,12 @@
 /* POSIX threads: what one thread does to another, and what is left when it has ended. */
 #include <errno.h>
+#include <process.h>
 #include <pthread.h>
 #include <semaphore.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <unistd.h>
+#include <windows.h>
 
 static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
 static pthread_cond_t changed = PTHREAD_COND_INITIALIZER;
@@ -48,12 +50,20 @@ static void* run_on(void* unused) {
 
 static pthread_key_t key;
 static int destroyed;
-static void destroy(void* count) { ++*(int*)count; }
+static void destroy(void* count) { __atomic_add_fetch((int*)count, 1, __ATOMIC_RELAXED); }
 static void* keep(void* unused) {
   pthread_setspecific(key, &destroyed);
   pthread_exit(&destroyed);
   return unused;
 }
+
+static DWORD WINAPI keep_in_system_thread(void* exits) {
+  errno = EDOM;
+  pthread_setspecific(key, &destroyed);
+  if (exits) ExitThread(0);
+  return 0;
+}
+static unsigned __stdcall keep_in_c_thread(void* unused) { return keep_in_system_thread(unused); }
 
 static pthread_once_t once = PTHREAD_ONCE_INIT;
 static int inits, serial;
@@ -97,6 +107,13 @@ int main(void) {
   pthread_create(&one, NULL, keep, NULL);
   pthread_join(one, &result);
   printf("destroyed %d, exit value %d\n", destroyed, result == &destroyed);
+
+  HANDLE system[3] = {CreateThread(NULL, 0, keep_in_system_thread, NULL, 0, NULL),
+                      CreateThread(NULL, 0, keep_in_system_thread, &key, 0, NULL),
+                      (HANDLE)_beginthreadex(NULL, 0, keep_in_c_thread, NULL, 0, NULL)};
+  errno = 0;
+  WaitForMultipleObjects(3, system, TRUE, INFINITE);
+  printf("destroyed %d, errno %d\n", destroyed, errno);
 
   pthread_barrier_init(&barrier, NULL, 4);
   for (int i = 0; i < 4; ++i) pthread_create(&many[i], NULL, meet, NULL);
