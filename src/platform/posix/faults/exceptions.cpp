@@ -117,16 +117,21 @@ FrameKind step(AMD_CONTEXT* context, DispatcherContext* dispatcher, FrameFacts* 
   dispatcher->language_handler = nullptr;
   dispatcher->function_entry = nullptr;
   if (context->Rip == reinterpret_cast<std::uint64_t>(tarn_in_flight_return)) {
-    const InFlight* in_flight = nullptr;
-    const AMD_CONTEXT* origin = nullptr;
+    // A damaged stack may have the return address and anything else.
+    std::uint64_t place = 0;
+    InFlight in_flight{};
+    DispatcherContext other{};
     if (!guarded([&] {
-          kReader(context->Rsp + kInFlightCell, &in_flight, sizeof(std::uint64_t));
-          origin = in_flight->origin;
-          if (in_flight->dispatcher) {
-            origin = in_flight->dispatcher->context;
-            dispatcher->scope_index = in_flight->dispatcher->scope_index;
+          kReader(context->Rsp + kInFlightCell, &place, sizeof place);
+          kReader(place, &in_flight, sizeof in_flight);
+          if (in_flight.dispatcher) {
+            kReader(reinterpret_cast<std::uint64_t>(in_flight.dispatcher), &other, sizeof other);
+            dispatcher->scope_index = other.scope_index;
+            in_flight.origin = other.context;
           }
-          copy_context(context, *origin);
+          const auto origin = reinterpret_cast<std::uint64_t>(in_flight.origin);
+          if (origin == 0 || origin % alignof(AMD_CONTEXT) != 0) return false;
+          copy_context(context, *in_flight.origin);
           return true;
         })) {
       return FrameKind::kEnd;
