@@ -77,6 +77,11 @@ ROWS = [
      program(3, "print_lines", "1000000 integers")),
     ("hosted: printf, doubles", "native, gcc -O2", 1.2, program(3, "print_lines", "500000 doubles")),
     ("hosted: malloc and free, mixed", "native, gcc -O2", 1.3, program(3, "churn", 10000000)),
+    ("C++: exceptions, ten frames deep", "native, g++ -O2", 2.0, program(3, "cpp_work", "throws 100000")),
+    ("C++: std::sort, a million doubles", "native, g++ -O2", 1.1, program(3, "cpp_work", "sort 1000000")),
+    ("C++: std::map, insert and erase", "native, g++ -O2", 1.1, program(3, "cpp_work", "map 3000000")),
+    ("C++: std::regex over 10 MB", "native, g++ -O2", 1.1, program(1, "cpp_work", "regex 150000")),
+    ("C++: std::cout, a million lines", "native, g++ -O2", 1.3, program(3, "cpp_work", "lines 1000000")),
 ]
 WINE_ROWS = [
     ("malloc and free, Windows", "GlobalAlloc, GlobalFree", 1.05,
