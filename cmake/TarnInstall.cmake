@@ -53,7 +53,7 @@ install(FILES $<TARGET_OBJECTS:tarn_report> DESTINATION lib/tarnlib RENAME tarnr
   COMPONENT program)
 install(FILES ${CMAKE_BINARY_DIR}/libtarnreport.a DESTINATION lib/tarnlib COMPONENT program)
 install(TARGETS tarn_program_support ARCHIVE DESTINATION lib/tarnlib COMPONENT program)
-install(DIRECTORY include/ DESTINATION include/tarnlib COMPONENT program)
+install(DIRECTORY include/ crt/include/ DESTINATION include/tarnlib COMPONENT program)
 
 set(tarn_package lib/cmake/tarnlib)
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/tarnlibConfigVersion.cmake

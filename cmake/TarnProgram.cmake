@@ -22,6 +22,7 @@
 #   TARN_PROGRAM_IMPORT    the import library
 #   TARN_PROGRAM_DLLS      the two DLLs
 #   TARN_HOSTED_PARTS      the archive of hosted programs, and its import library
+#   TARN_HOSTED_INCLUDE    the standard headers that the cross compiler lacks
 #   TARN_PROGRAM_WAITS     targets that make these, if any
 #   TARN_FINISH_IMAGE      the finisher
 
@@ -56,7 +57,7 @@ target_compile_options(tarn_program_flags INTERFACE
 tarn_read_flags(hosted_flags tarn_flags_hosted)
 add_library(tarn_hosted_flags INTERFACE)
 target_compile_options(tarn_hosted_flags INTERFACE
-  "$<$<COMPILE_LANGUAGE:C,CXX>:${tarn_flags_hosted};-idirafter;${TARN_PROGRAM_INCLUDE}>")
+  "$<$<COMPILE_LANGUAGE:C,CXX>:${tarn_flags_hosted};-idirafter${TARN_HOSTED_INCLUDE};-idirafter${TARN_PROGRAM_INCLUDE}>")
 
 set(tarn_copies)
 foreach(dll ${TARN_PROGRAM_DLLS})

@@ -5,6 +5,7 @@
 #include <semaphore.h>
 #include <stdint.h>
 #include <stdio.h>
+#include <threads.h>
 #include <unistd.h>
 #include <windows.h>
 
@@ -82,6 +83,31 @@ static void* same(void* value) { return value; }
 
 enum { kMany = 500 };
 
+/* C11's names for the same: the result is an int, a recursive mutex is taken twice. */
+static mtx_t recursive;
+static int take_twice(void* exits) {
+  int busy = mtx_trylock(&recursive);
+  tss_set(key, &destroyed);
+  if (exits) thrd_exit(-7);
+  return busy;
+}
+
+static void standard_threads(void) {
+  thrd_t one;
+  int results[2];
+  struct timespec past = {0};
+  mtx_init(&recursive, mtx_recursive | mtx_timed);
+  mtx_lock(&recursive);
+  int again = mtx_trylock(&recursive);
+  for (int i = 0; i < 2; ++i) {
+    thrd_create(&one, take_twice, i ? &key : NULL);
+    thrd_join(one, &results[i]);
+  }
+  int late = cnd_timedwait(&changed, &mutex, &past) == thrd_timedout;
+  printf("standard threads %d %d %d, destroyed %d, late %d\n", again, results[0] == thrd_busy,
+         results[1], destroyed, late);
+}
+
 int main(void) {
   pthread_t one, two, many[kMany];
   void* result;
@@ -143,6 +169,7 @@ int main(void) {
   pthread_mutex_lock(&mutex);
   int late = pthread_cond_timedwait(&changed, &mutex, &end);
   printf("timed waits %d %d %d\n", timed, why == ETIMEDOUT, late == ETIMEDOUT);
+  standard_threads();
   pthread_create(&one, NULL, same, NULL);
   pthread_detach(one);
   return 0;
