@@ -95,7 +95,8 @@ static int take_twice(void* exits) {
 static void standard_threads(void) {
   thrd_t one;
   int results[2];
-  struct timespec past = {0};
+  struct timespec past;
+  timespec_get(&past, TIME_UTC);
   mtx_init(&recursive, mtx_recursive | mtx_timed);
   mtx_lock(&recursive);
   int again = mtx_trylock(&recursive);
