@@ -27,3 +27,6 @@ char* __stpncpy(char*, const char*, size_t);
 
 typedef void* locale_t;
 void __qsort_r(void*, size_t, size_t, int (*)(const void*, const void*, void*), void*);
+
+// libmingwex has hypot, on a _hypot of the C run-time.
+#define hypot _hypot

@@ -33,7 +33,6 @@ double frexp(double value, int* exponent) {
 int _finite(double value) { return __builtin_isfinite(value); }
 int _isnan(double value) { return __builtin_isnan(value); }
 double _copysign(double value, double sign) { return __builtin_copysign(value, sign); }
-double _hypot(double x, double y) { return hypot(x, y); }
 double _chgsign(double value) { return -value; }
 double _logb(double value) { return logb(value); }
 double _nextafter(double value, double toward) { return nextafter(value, toward); }

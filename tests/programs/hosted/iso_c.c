@@ -170,6 +170,8 @@ static void numbers(void) {
   char small[5];
   int wanted = snprintf(small, sizeof small, "%s", "longer");
   printf("%d %s; %f %f\n", wanted, small, sqrt(2), fma(2, 3, 4));
+  volatile double three = 3;
+  printf("%f %f %f\n", hypot(three, 4), j0(three), jn(2, three));
   volatile double zero = 0;
   double infinite = 1 / zero;
   int raised = fetestexcept(FE_DIVBYZERO) != 0;
