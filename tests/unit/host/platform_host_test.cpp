@@ -18,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/image_imports.h"
 #include "platform/platform.h"
 #include "platform/posix/processes/processes.h"
 #include "platform/posix/processes/program_start.h"
@@ -279,6 +280,40 @@ TEST_F(HostPlatform, ShellsScriptsAndSignalsGiveTheirCodes) {
       {"cmd /k exit", -static_cast<int>(kErrorFileNotFound)},
   };
   for (const auto& test : kCases) EXPECT_EQ(code_of(test.line), test.code) << test.line;
+}
+
+// One operation under each kind of lock of the back end; null when it is told to end.
+TARNAPI std::uint32_t use_locks(void* told) {
+  const Handle heap = HeapCreate(0, 0, 0);
+  while (!__atomic_load_n(static_cast<bool*>(told), __ATOMIC_ACQUIRE)) {
+    HeapFree(heap, 0, HeapAlloc(heap, 0, 8));
+    GlobalFree(GlobalAlloc(0, 1 << 20));
+    VirtualFree(VirtualAlloc(nullptr, 4096, 0x3000, 4), 0, 0x8000);
+    SetEnvironmentVariableA("locks", "used");
+    FlushViewOfFile(told, 1);
+    UnlockFile(invalid_handle(), 0, 0, 1, 0);
+  }
+  HeapDestroy(heap);
+  return 0;
+}
+
+TEST(HostThreads, ASuspendedThreadHasNoLockThatOthersNeed) {
+  bool told = false;
+  bool once = true;
+  const Handle thread = CreateThread(nullptr, 0, &use_locks, &told, 0, nullptr);
+  ASSERT_NE(thread, nullptr);
+  for (int i = 0; i < 5000; ++i) {
+    ASSERT_NE(SuspendThread(thread), 0xFFFFFFFF);
+    SetEnvironmentVariableA("locks", "free");
+    GlobalFree(GlobalAlloc(0, 1 << 20));
+    VirtualFree(VirtualAlloc(nullptr, 4096, 0x3000, 4), 0, 0x8000);
+    HeapDestroy(HeapCreate(0, 0, 0));
+    FlushViewOfFile(&once, 1);
+    ASSERT_NE(ResumeThread(thread), 0xFFFFFFFF);
+  }
+  __atomic_store_n(&told, true, __ATOMIC_RELEASE);
+  EXPECT_EQ(WaitForSingleObject(thread, 10000), 0u);
+  CloseHandle(thread);
 }
 
 TEST(HostProcess, NobodyStaysInTheSystemsTable) {

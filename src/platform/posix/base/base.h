@@ -8,6 +8,7 @@
 // it may be suspended, the table of handles. Every routine may be called on any thread.
 #pragma once
 
+#include <pthread.h>
 #include <signal.h>
 #include <time.h>
 
@@ -53,6 +54,7 @@ std::uint32_t windows_code(int error);
 
 // Set the thread's last error and return 0.
 Bool fail(std::uint32_t code);
+void* null_for(std::uint32_t code);
 Bool fail_by_errno();
 
 // As fail_by_errno, for an operation on `host_path`: where the object is
@@ -190,8 +192,7 @@ OpenObject remove_handle(Handle handle, HandleKind kind);
 inline constexpr int kSuspendSignal = SIGURG;
 
 // While the calling thread has one, it is not suspended; a suspension that comes
-// meanwhile takes effect afterwards. Each lock of this back end has one with it:
-// others may need the lock while the thread is suspended.
+// meanwhile takes effect afterwards.
 class Unsuspended {
  public:
   Unsuspended();
@@ -203,6 +204,26 @@ class Unsuspended {
 // For the signal's handler: whether the calling thread has one. The signal then
 // comes again afterwards.
 bool put_off_suspension();
+
+// How this back end holds its locks: others may need them while a thread is suspended.
+// Not so the loader's, under which the entry points of modules run, and the keyboard's,
+// under which a thread waits for keys.
+class MutexLock {
+ public:
+  explicit MutexLock(pthread_mutex_t& mutex) : mutex_(mutex) { pthread_mutex_lock(&mutex_); }
+  ~MutexLock() { pthread_mutex_unlock(&mutex_); }
+  MutexLock(const MutexLock&) = delete;
+  MutexLock& operator=(const MutexLock&) = delete;
+
+ private:
+  Unsuspended unsuspended_;
+  pthread_mutex_t& mutex_;
+};
+
+// Sleeps while the word has the value, at the longest until `end` by CLOCK_MONOTONIC
+// (null: for ever); may wake without a reason. False at the end of the time.
+bool sleep_on(const std::uint32_t* word, std::uint32_t value, const timespec* end);
+void wake_all(const std::uint32_t* word);
 
 // ---- Time -------------------------------------------------------------------
 

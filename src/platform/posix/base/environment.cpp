@@ -17,11 +17,6 @@ namespace {
 
 pthread_mutex_t environment_lock = PTHREAD_MUTEX_INITIALIZER;
 
-struct EnvironmentLock {
-  EnvironmentLock() { pthread_mutex_lock(&environment_lock); }
-  ~EnvironmentLock() { pthread_mutex_unlock(&environment_lock); }
-};
-
 // The entry "NAME=value" of that name, or null.
 const char* find_entry(const char* name, std::size_t length) {
   const char* by_other_case = nullptr;
@@ -40,7 +35,7 @@ bool usable_name(const char* name) {
 }  // namespace
 
 std::uint32_t GetEnvironmentVariableA(const char* name, char* buffer, std::uint32_t size) {
-  const EnvironmentLock lock;
+  const MutexLock lock(environment_lock);
   const char* const entry = usable_name(name) ? find_entry(name, strlen(name)) : nullptr;
   if (entry == nullptr) {
     SetLastError(kErrorEnvironmentVariableNotFound);
@@ -56,7 +51,7 @@ std::uint32_t GetEnvironmentVariableA(const char* name, char* buffer, std::uint3
 
 Bool SetEnvironmentVariableA(const char* name, const char* value) {
   if (!usable_name(name)) return fail(kErrorInvalidParameter);
-  const EnvironmentLock lock;
+  const MutexLock lock(environment_lock);
   const std::size_t length = strlen(name);
   const char* const entry = find_entry(name, length);
   char* const spelling = strndup(entry != nullptr ? entry : name, length);
@@ -67,7 +62,7 @@ Bool SetEnvironmentVariableA(const char* name, const char* value) {
 }
 
 char* GetEnvironmentStrings() {
-  const EnvironmentLock lock;
+  const MutexLock lock(environment_lock);
   std::size_t size = 1;
   for (char* const* entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
     size += strlen(*entry) + 1;

@@ -55,8 +55,7 @@ int keep_off_standard(int descriptor) {
 }
 
 Handle add_handle(const OpenObject& object) {
-  const Unsuspended unsuspended;
-  pthread_mutex_lock(&objects_lock);
+  const MutexLock lock(objects_lock);
   std::uint32_t place = kStandardHandles;
   while (place < kMaxHandles && kind_of(objects[place]) != HandleKind::kFree) ++place;
   Handle handle = nullptr;
@@ -68,7 +67,6 @@ Handle add_handle(const OpenObject& object) {
     set_kind(&taken, object.kind);  // last: from here on it is found
     handle = handle_at(place);
   }
-  pthread_mutex_unlock(&objects_lock);
   if (handle == nullptr) SetLastError(kErrorTooManyOpenFiles);
   return handle;
 }
@@ -88,13 +86,11 @@ const OpenObject* find_handle(Handle handle, HandleKind kind) {
 OpenObject remove_handle(Handle handle, HandleKind kind) {
   OpenObject removed{};
   OpenObject* const object = object_of(handle);
-  const Unsuspended unsuspended;
-  pthread_mutex_lock(&objects_lock);
+  const MutexLock lock(objects_lock);
   if (object != nullptr && kind_of(*object) == kind) {
     removed = *object;
     set_kind(object, HandleKind::kFree);
   }
-  pthread_mutex_unlock(&objects_lock);
   if (removed.kind == HandleKind::kFree) SetLastError(kErrorInvalidHandle);
   return removed;
 }

@@ -62,6 +62,11 @@ Bool fail(std::uint32_t code) {
   return 0;
 }
 
+void* null_for(std::uint32_t code) {
+  fail(code);
+  return nullptr;
+}
+
 Bool fail_by_errno() { return fail(windows_code(errno)); }
 
 Bool fail_on_path(const char* host_path) {

@@ -1,4 +1,9 @@
+#include <errno.h>
+#include <limits.h>
+#include <linux/futex.h>
 #include <pthread.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include "platform/posix/base/base.h"
 
@@ -24,6 +29,17 @@ bool put_off_suspension() {
   if (held_off == 0) return false;
   put_off = true;
   return true;
+}
+
+bool sleep_on(const std::uint32_t* word, std::uint32_t value, const timespec* end) {
+  constexpr int kAbsoluteTime = FUTEX_WAIT_BITSET | FUTEX_PRIVATE_FLAG;
+  return syscall(SYS_futex, word, kAbsoluteTime, value, end, nullptr, FUTEX_BITSET_MATCH_ANY) ==
+             0 ||
+         errno != ETIMEDOUT;
+}
+
+void wake_all(const std::uint32_t* word) {
+  syscall(SYS_futex, word, FUTEX_WAKE_PRIVATE, INT_MAX, nullptr, nullptr, 0);
 }
 
 }  // namespace tarn::platform

@@ -48,15 +48,7 @@ struct FileLock {
 
 FileLock* locks;
 pthread_mutex_t locks_lock = PTHREAD_MUTEX_INITIALIZER;
-pthread_cond_t locks_changed = PTHREAD_COND_INITIALIZER;
-
-class LocksLock {
- public:
-  LocksLock() { pthread_mutex_lock(&locks_lock); }
-  ~LocksLock() { pthread_mutex_unlock(&locks_lock); }
-  LocksLock(const LocksLock&) = delete;
-  LocksLock& operator=(const LocksLock&) = delete;
-};
+std::uint32_t taken_off;  // locks so far, for those who wait
 
 std::uint64_t joined(std::uint32_t low, std::uint32_t high) {
   return std::uint64_t{high} << 32 | low;
@@ -96,7 +88,8 @@ void unlock(int descriptor, const FileLock& taken) {
       set_host_lock(descriptor, F_OFD_SETLK, F_RDLCK, lock->part);
     }
   }
-  pthread_cond_broadcast(&locks_changed);
+  __atomic_add_fetch(&taken_off, 1, __ATOMIC_RELEASE);
+  wake_all(&taken_off);
 }
 
 Bool lock_part(Handle file, const Part& part, bool exclusive, bool waits) {
@@ -112,19 +105,22 @@ Bool lock_part(Handle file, const Part& part, bool exclusive, bool waits) {
   auto* const added = static_cast<FileLock*>(malloc(sizeof(FileLock)));
   if (added == nullptr) return fail(kErrorNotEnoughMemory);
   *added = {nullptr, file, facts.st_dev, facts.st_ino, part, exclusive};
-  bool locked;
-  {
-    const LocksLock lock;
-    while (waits && is_contradicted(*added)) pthread_cond_wait(&locks_changed, &locks_lock);
-    locked = !is_contradicted(*added);
-    if (locked) {
-      added->next = locks;
-      locks = added;
+  for (;;) {
+    std::uint32_t seen;
+    {
+      const MutexLock lock(locks_lock);
+      if (!is_contradicted(*added)) {
+        added->next = locks;
+        locks = added;
+        break;
+      }
+      seen = taken_off;
     }
-  }
-  if (!locked) {
-    free(added);
-    return fail(kErrorLockViolation);
+    if (!waits) {
+      free(added);
+      return fail(kErrorLockViolation);
+    }
+    sleep_on(&taken_off, seen, nullptr);
   }
   if (set_host_lock(descriptor, waits ? F_OFD_SETLKW : F_OFD_SETLK, type, part) == 0) return 1;
   const std::uint32_t code =
@@ -138,7 +134,7 @@ Bool lock_part(Handle file, const Part& part, bool exclusive, bool waits) {
 Bool unlock_part(Handle file, const Part& part) {
   const OpenObject* const object = find_handle(file, HandleKind::kFile);
   if (object == nullptr) return 0;
-  const LocksLock lock;
+  const MutexLock lock(locks_lock);
   for (FileLock** link = &locks; *link != nullptr; link = &(*link)->next) {
     FileLock* const found = *link;
     if (found->handle != file || found->part.begin != part.begin || found->part.size != part.size) {
@@ -155,7 +151,7 @@ Bool unlock_part(Handle file, const Part& part) {
 }  // namespace
 
 void unlock_file(Handle file, int descriptor) {
-  const LocksLock lock;
+  const MutexLock lock(locks_lock);
   for (FileLock** link = &locks; *link != nullptr;) {
     FileLock* const found = *link;
     if (found->handle != file) {

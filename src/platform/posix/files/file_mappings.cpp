@@ -35,24 +35,10 @@ struct View {
 View* views;
 pthread_mutex_t views_lock = PTHREAD_MUTEX_INITIALIZER;
 
-class ViewsLock {
- public:
-  ViewsLock() { pthread_mutex_lock(&views_lock); }
-  ~ViewsLock() { pthread_mutex_unlock(&views_lock); }
-  ViewsLock(const ViewsLock&) = delete;
-  ViewsLock& operator=(const ViewsLock&) = delete;
-};
-
 struct Mapping {
   std::uint64_t size;
   bool writable, copies;
 };
-
-template <class Result>
-Result* null_for(std::uint32_t code) {
-  fail(code);
-  return nullptr;
-}
 
 std::uint64_t whole_pages(std::uint64_t size) { return (size + kPage - 1) & ~(kPage - 1); }
 
@@ -91,9 +77,9 @@ Handle CreateFileMappingW(Handle file, const SecurityAttributes*, std::uint32_t 
   std::uint64_t size = std::uint64_t{size_high} << 32 | size_low;
   protection &= ~(kCommitted | kReserved);
   const bool writes = protection == kPageReadWrite;
-  if (name != nullptr) return null_for<void>(kErrorNotSupported);
+  if (name != nullptr) return null_for(kErrorNotSupported);
   if (!writes && protection != kPageReadOnly && protection != kPageWriteCopy) {
-    return null_for<void>(kErrorInvalidParameter);
+    return null_for(kErrorInvalidParameter);
   }
   const bool of_file = file != invalid_handle();
   const OpenObject* const object = of_file ? find_handle(file, HandleKind::kFile) : nullptr;
@@ -101,19 +87,19 @@ Handle CreateFileMappingW(Handle file, const SecurityAttributes*, std::uint32_t 
   if (of_file) {
     if (object == nullptr) return nullptr;
     if (!object->readable || (writes && !object->writable)) {
-      return null_for<void>(kErrorAccessDenied);
+      return null_for(kErrorAccessDenied);
     }
-    if (fstat(object->descriptor, &facts) != 0) return null_for<void>(windows_code(errno));
-    if (!S_ISREG(facts.st_mode)) return null_for<void>(kErrorBadExeFormat);
+    if (fstat(object->descriptor, &facts) != 0) return null_for(windows_code(errno));
+    if (!S_ISREG(facts.st_mode)) return null_for(kErrorBadExeFormat);
     if (size == 0) size = static_cast<std::uint64_t>(facts.st_size);
-    if (size == 0) return null_for<void>(kErrorFileInvalid);
+    if (size == 0) return null_for(kErrorFileInvalid);
   } else if (size == 0) {
-    return null_for<void>(kErrorInvalidParameter);
+    return null_for(kErrorInvalidParameter);
   }
   const bool grows = size > static_cast<std::uint64_t>(facts.st_size);
-  if (grows && of_file && !writes) return null_for<void>(kErrorNotEnoughMemory);
+  if (grows && of_file && !writes) return null_for(kErrorNotEnoughMemory);
   auto* const mapping = static_cast<Mapping*>(malloc(sizeof(Mapping)));
-  if (mapping == nullptr) return null_for<void>(kErrorNotEnoughMemory);
+  if (mapping == nullptr) return null_for(kErrorNotEnoughMemory);
   *mapping = {size, writes, protection == kPageWriteCopy};
   survive_refused_writes();
   const int descriptor = open_mapped(object);
@@ -145,14 +131,14 @@ void* MapViewOfFile(Handle handle, std::uint32_t access, std::uint32_t offset_hi
   const std::uint64_t offset = std::uint64_t{offset_high} << 32 | offset_low;
   const bool copies = (access & (kViewCopy | kViewWrite | kViewRead)) == kViewCopy;
   const bool writes = (access & kViewWrite) != 0;
-  if (offset % kGranularity != 0) return null_for<void>(kErrorMappedAlignment);
+  if (offset % kGranularity != 0) return null_for(kErrorMappedAlignment);
   if (offset >= mapping.size || size > mapping.size - offset || (writes && !mapping.writable)) {
-    return null_for<void>(kErrorAccessDenied);
+    return null_for(kErrorAccessDenied);
   }
   if (size == 0) size = mapping.size - offset;
   struct stat facts {};
   auto* const view = static_cast<View*>(malloc(sizeof(View)));
-  if (view == nullptr) return null_for<void>(kErrorNotEnoughMemory);
+  if (view == nullptr) return null_for(kErrorNotEnoughMemory);
   const std::uint64_t mapped = whole_pages(size);
   const int rights = writes || copies ? PROT_READ | PROT_WRITE : PROT_READ;
   void* const base = fstat(object->descriptor, &facts) != 0
@@ -164,14 +150,14 @@ void* MapViewOfFile(Handle handle, std::uint32_t access, std::uint32_t offset_hi
     free(view);
     return nullptr;
   }
-  const ViewsLock lock;
+  const MutexLock lock(views_lock);
   *view = {views, base, mapped, offset + size, facts.st_dev, facts.st_ino};
   views = view;
   return base;
 }
 
 Bool UnmapViewOfFile(const void* address) {
-  const ViewsLock lock;
+  const MutexLock lock(views_lock);
   for (View** link = &views; *link != nullptr; link = &(*link)->next) {
     View* const view = *link;
     const auto distance = static_cast<std::uint64_t>(static_cast<const char*>(address) -
@@ -186,7 +172,7 @@ Bool UnmapViewOfFile(const void* address) {
 }
 
 Bool FlushViewOfFile(const void* address, std::uint64_t size) {
-  const ViewsLock lock;
+  const MutexLock lock(views_lock);
   for (const View* view = views; view != nullptr; view = view->next) {
     auto* const base = static_cast<char*>(view->base);
     const auto distance = static_cast<std::uint64_t>(static_cast<const char*>(address) - base);
@@ -201,7 +187,7 @@ Bool FlushViewOfFile(const void* address, std::uint64_t size) {
 
 bool is_mapped_beyond(int descriptor, std::int64_t end) {
   struct stat facts;
-  const ViewsLock lock;
+  const MutexLock lock(views_lock);
   if (views == nullptr || fstat(descriptor, &facts) != 0) return false;
   for (const View* view = views; view != nullptr; view = view->next) {
     if (view->file == facts.st_ino && view->device == facts.st_dev &&

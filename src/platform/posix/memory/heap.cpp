@@ -102,7 +102,8 @@ struct Heap {
 Heap heap;
 pthread_mutex_t heap_lock = PTHREAD_MUTEX_INITIALIZER;
 
-struct HeapLock {
+class HeapLock {
+ public:
   HeapLock() {
     // A stack that overflows does so here, not with the lock held.
     volatile char room[8192];
@@ -111,6 +112,9 @@ struct HeapLock {
     pthread_mutex_lock(&heap_lock);
   }
   ~HeapLock() { pthread_mutex_unlock(&heap_lock); }
+
+ private:
+  Unsuspended unsuspended_;
 };
 
 constexpr std::uint64_t kSmallestReservation = std::uint64_t{64} << 20;

@@ -31,19 +31,6 @@ Heap process_heap;
 Heap* made_heaps;
 pthread_mutex_t heaps_lock = PTHREAD_MUTEX_INITIALIZER;
 
-class HeapsLock {
- public:
-  HeapsLock() { pthread_mutex_lock(&heaps_lock); }
-  ~HeapsLock() { pthread_mutex_unlock(&heaps_lock); }
-  HeapsLock(const HeapsLock&) = delete;
-  HeapsLock& operator=(const HeapsLock&) = delete;
-};
-
-void* null_for(std::uint32_t code) {
-  fail(code);
-  return nullptr;
-}
-
 // The routines below: with the lock held.
 
 Heap** link_of(Handle handle) {
@@ -102,14 +89,14 @@ Handle HeapCreate(std::uint32_t flags, std::uint64_t, std::uint64_t most) {
   if ((flags & ~kNotSerialized) != 0) return null_for(kErrorNotSupported);
   auto* const heap = static_cast<Heap*>(GlobalAlloc(0, sizeof(Heap)));
   if (heap == nullptr) return nullptr;
-  const HeapsLock lock;
+  const MutexLock lock(heaps_lock);
   *heap = {made_heaps, nullptr, most != 0 ? most : kNoSize / 2};
   made_heaps = heap;
   return heap;
 }
 
 Bool HeapDestroy(Handle handle) {
-  const HeapsLock lock;
+  const MutexLock lock(heaps_lock);
   Heap** const link = link_of(handle);
   Heap* const heap = *link;
   if (heap == nullptr) return fail(kErrorInvalidHandle);
@@ -123,7 +110,7 @@ void* HeapAlloc(Handle handle, std::uint32_t flags, std::uint64_t size) {
   if (handle == &process_heap) {
     return GlobalAlloc((flags & kHeapZeroMemory) != 0 ? kGlobalZeroFill : 0, size);
   }
-  const HeapsLock lock;
+  const MutexLock lock(heaps_lock);
   Heap* const heap = *link_of(handle);
   return heap != nullptr ? allocate(heap, flags, size) : null_for(kErrorInvalidHandle);
 }
@@ -133,7 +120,7 @@ Bool HeapFree(Handle handle, std::uint32_t, void* block) {
   if (handle == &process_heap) {
     return GlobalFree(block) == nullptr ? 1 : fail(kErrorInvalidParameter);
   }
-  const HeapsLock lock;
+  const MutexLock lock(heaps_lock);
   Block* const header = header_of(handle, block);
   if (header == nullptr) return 0;
   release(header);
@@ -141,7 +128,7 @@ Bool HeapFree(Handle handle, std::uint32_t, void* block) {
 }
 
 std::uint64_t HeapSize(Handle handle, std::uint32_t, void* block) {
-  const HeapsLock lock;
+  const MutexLock lock(heaps_lock);
   const std::uint64_t size = size_of(handle, block);
   if (size == kNoSize) fail(kErrorInvalidParameter);
   return size;
@@ -161,7 +148,7 @@ void* HeapReAlloc(Handle handle, std::uint32_t flags, void* block, std::uint64_t
 }
 
 Bool HeapValidate(Handle handle, std::uint32_t, void* block) {
-  const HeapsLock lock;
+  const MutexLock lock(heaps_lock);
   if (block != nullptr) return size_of(handle, block) != kNoSize;
   return handle == &process_heap || *link_of(handle) != nullptr;
 }

@@ -34,11 +34,6 @@ struct Reservation {
 Reservation* reservations;
 pthread_mutex_t reservations_lock = PTHREAD_MUTEX_INITIALIZER;
 
-struct ReservationsLock {
-  ReservationsLock() { pthread_mutex_lock(&reservations_lock); }
-  ~ReservationsLock() { pthread_mutex_unlock(&reservations_lock); }
-};
-
 struct PageRange {
   std::uint64_t begin, end;  // addresses of pages
 };
@@ -305,7 +300,7 @@ void* VirtualAlloc(void* address, std::uint64_t size, std::uint32_t type,
       host == kNoProtection) {
     return fail_allocation(kErrorInvalidParameter);
   }
-  const ReservationsLock lock;
+  const MutexLock lock(reservations_lock);
   const bool reserves = (type & kMemReserve) != 0 || address == nullptr;
   if (reserves) {
     Reservation* const r = reserve(address, size);
@@ -330,7 +325,7 @@ Bool VirtualFree(void* address, std::uint64_t size, std::uint32_t type) {
     return fail(kErrorInvalidParameter);
   }
   if (size == 0) range.end = range.begin + kPage;
-  const ReservationsLock lock;
+  const MutexLock lock(reservations_lock);
   Reservation* const r = reservation_around(range);
   // Windows reports this for an address that it never reserved.
   if (r == nullptr) return fail(size == 0 ? kErrorInvalidParameter : kErrorInvalidAddress);
@@ -348,14 +343,14 @@ void note_image(const void* base, std::uint64_t size) {
   const std::uint64_t pages = (range.end - range.begin) / kPage;
   auto* const image = static_cast<ImageRights*>(malloc(sizeof(ImageRights) + pages));
   if (image == nullptr) return;
-  const ReservationsLock lock;
+  const MutexLock lock(reservations_lock);
   *image = {image_rights, range};
   memset(image->of(range.begin), kUnknownRights, pages);
   image_rights = image;
 }
 
 void forget_image(const void* base) {
-  const ReservationsLock lock;
+  const MutexLock lock(reservations_lock);
   for (ImageRights** link = &image_rights; *link != nullptr; link = &(*link)->next) {
     ImageRights* const image = *link;
     if (address_of(image->range.begin) != base) continue;
@@ -368,7 +363,7 @@ void forget_image(const void* base) {
 bool protect_image_pages(const void* address, std::uint64_t size, int host) {
   PageRange range;
   if (!pages_of(address, size, &range)) return false;
-  const ReservationsLock lock;
+  const MutexLock lock(reservations_lock);
   return set_rights(range, host);
 }
 
@@ -379,7 +374,7 @@ Bool VirtualProtect(void* address, std::uint64_t size, std::uint32_t protection,
   if (host == kNoProtection) return fail(kErrorInvalidParameter);
   if (old_protection == nullptr) return fail(kErrorNoAccess);
   if (size == 0 || !pages_of(address, size, &range)) return fail(kErrorInvalidAddress);
-  const ReservationsLock lock;
+  const MutexLock lock(reservations_lock);
   // Memory from elsewhere, such as an image, counts as committed.
   const Reservation* const r = reservation_around(range);
   if (r == nullptr ? touches_reservation(range) : !all_committed(*r, range)) {
@@ -400,7 +395,7 @@ std::uint64_t VirtualQuery(const void* address, MemoryInformation* information,
   PageRange page;
   if (size < sizeof *information) return static_cast<std::uint64_t>(fail(kErrorBadLength));
   if (!pages_of(address, 1, &page)) return static_cast<std::uint64_t>(fail(kErrorInvalidParameter));
-  const ReservationsLock lock;
+  const MutexLock lock(reservations_lock);
   Mapping mapping = mapping_at(page.begin);
   *information = {};
   information->base = address_of(page.begin);

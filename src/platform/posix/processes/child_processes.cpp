@@ -61,17 +61,6 @@ namespace {
 
 pthread_mutex_t processes_lock = PTHREAD_MUTEX_INITIALIZER;
 
-class ProcessesLock {
- public:
-  ProcessesLock() { pthread_mutex_lock(&processes_lock); }
-  ~ProcessesLock() { pthread_mutex_unlock(&processes_lock); }
-  ProcessesLock(const ProcessesLock&) = delete;
-  ProcessesLock& operator=(const ProcessesLock&) = delete;
-
- private:
-  Unsuspended unsuspended_;
-};
-
 // The host's C library has no name for it in every version.
 int open_descriptor(pid_t id) {
   return keep_off_standard(static_cast<int>(syscall(SYS_pidfd_open, id, 0)));
@@ -343,7 +332,7 @@ Bool CreateProcessA(const char* application, char* command_line, const SecurityA
   if (application || flags || environment || directory) return fail(kErrorNotSupported);
   if (!command_line || !information) return fail(kErrorInvalidParameter);
   // The handles are made first, so that no child is left without one.
-  const ProcessesLock lock;
+  const MutexLock lock(processes_lock);
   Process* const process = new_process();
   if (!process) return 0;
   const Handle handle = add_reference(process);
@@ -364,7 +353,7 @@ Bool CreateProcessA(const char* application, char* command_line, const SecurityA
 }
 
 Bool GetExitCodeProcess(Handle handle, std::uint32_t* code) {
-  const ProcessesLock lock;
+  const MutexLock lock(processes_lock);
   Process* const process = find_process(handle);
   if (!process) return 0;
   if (!process->is_child) return fail(kErrorAccessDenied);
@@ -383,7 +372,7 @@ Handle OpenProcess(std::uint32_t, Bool, std::uint32_t id) {
     fail(errno == ESRCH ? kErrorInvalidParameter : kErrorAccessDenied);
     return nullptr;
   }
-  const ProcessesLock lock;
+  const MutexLock lock(processes_lock);
   Process* const process = new_process();
   if (!process) return nullptr;
   process->id = host_id;
@@ -400,7 +389,7 @@ Handle OpenProcess(std::uint32_t, Bool, std::uint32_t id) {
 
 Bool TerminateProcess(Handle handle, std::uint32_t code) {
   if (handle == GetCurrentProcess()) ExitProcess(code);
-  const ProcessesLock lock;
+  const MutexLock lock(processes_lock);
   Process* const process = find_process(handle);
   if (!process) return 0;
   look_at(process);
@@ -414,19 +403,19 @@ Bool TerminateProcess(Handle handle, std::uint32_t code) {
 }
 
 Bool close_process(Handle handle) {
-  const ProcessesLock lock;
+  const MutexLock lock(processes_lock);
   return let_go_of(handle);
 }
 
 Handle duplicate_process(Handle handle) {
   if (handle == GetCurrentProcess()) return OpenProcess(0, 0, GetCurrentProcessId());
-  const ProcessesLock lock;
+  const MutexLock lock(processes_lock);
   Process* const process = find_process(handle);
   return process ? add_reference(process) : nullptr;
 }
 
 Process* hold_process(Handle handle, int* descriptor) {
-  const ProcessesLock lock;
+  const MutexLock lock(processes_lock);
   Process* const process = find_process(handle);
   if (!process) return nullptr;
   ++process->references;
@@ -436,7 +425,7 @@ Process* hold_process(Handle handle, int* descriptor) {
 
 int host_id(Handle handle) {
   if (handle == GetCurrentProcess()) return getpid();
-  const ProcessesLock lock;
+  const MutexLock lock(processes_lock);
   Process* const process = find_process(handle);
   if (!process) return -1;
   look_at(process);
@@ -446,7 +435,7 @@ int host_id(Handle handle) {
 }
 
 void stop_holding(Process* process) {
-  const ProcessesLock lock;
+  const MutexLock lock(processes_lock);
   look_at(process);
   let_go(process);
 }

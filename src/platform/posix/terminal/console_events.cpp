@@ -6,6 +6,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include "platform/posix/base/base.h"
 #include "platform/posix/terminal/terminal.h"
 #include "platform/posix/threads/threads.h"
 
@@ -108,7 +109,7 @@ bool remove_handler(ConsoleHandler handler) {
 
 Bool SetConsoleCtrlHandler(ConsoleHandler handler, std::int32_t add) {
   if (handler && (!add || start_events())) {
-    pthread_mutex_lock(&console_lock);
+    const MutexLock lock(console_lock);
     bool done = false;
     if (!add) {
       done = remove_handler(handler);
@@ -116,7 +117,6 @@ Bool SetConsoleCtrlHandler(ConsoleHandler handler, std::int32_t add) {
       console_handlers[console_handler_count++] = handler;
       done = true;
     }
-    pthread_mutex_unlock(&console_lock);
     if (done) return 1;
   }
   SetLastError(handler && add ? kErrorNotEnoughMemory : kErrorInvalidParameter);

@@ -13,6 +13,7 @@
 // the process) the terminal is asked for the cursor before the next operation.
 #pragma once
 
+#include "platform/posix/base/base.h"
 #include "platform/posix/terminal/terminal_writer.h"
 
 namespace tarn::platform {
@@ -24,6 +25,9 @@ class ScreenLock {
   ~ScreenLock();
   ScreenLock(const ScreenLock&) = delete;
   ScreenLock& operator=(const ScreenLock&) = delete;
+
+ private:
+  Unsuspended unsuspended_;
 };
 
 struct ScreenState {

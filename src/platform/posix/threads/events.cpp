@@ -24,11 +24,6 @@ Handle make(HandleKind kind, std::int32_t count, std::int32_t limit, bool taken,
 
 }  // namespace
 
-Handle null_for(std::uint32_t code) {
-  SetLastError(code);
-  return nullptr;
-}
-
 Handle CreateEventA(const SecurityAttributes*, Bool manual_reset, Bool signalled,
                     const char* name) {
   return make(HandleKind::kEvent, signalled != 0 ? 1 : 0, 1, manual_reset == 0, name);

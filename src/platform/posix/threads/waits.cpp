@@ -1,11 +1,7 @@
 #include "platform/posix/threads/waits.h"
 
-#include <errno.h>
-#include <limits.h>
-#include <linux/futex.h>
 #include <pthread.h>
 #include <stdlib.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "platform/posix/threads/thread_record.h"
@@ -24,17 +20,6 @@ bool is_waitable(HandleKind kind) {
 
 WaitsLock::WaitsLock() { pthread_mutex_lock(&waits_lock); }
 WaitsLock::~WaitsLock() { pthread_mutex_unlock(&waits_lock); }
-
-bool sleep_on(const std::uint32_t* word, std::uint32_t value, const timespec* end) {
-  constexpr int kAbsoluteTime = FUTEX_WAIT_BITSET | FUTEX_PRIVATE_FLAG;
-  return syscall(SYS_futex, word, kAbsoluteTime, value, end, nullptr, FUTEX_BITSET_MATCH_ANY) ==
-             0 ||
-         errno != ETIMEDOUT;
-}
-
-void wake_all(const std::uint32_t* word) {
-  syscall(SYS_futex, word, FUTEX_WAKE_PRIVATE, INT_MAX, nullptr, nullptr, 0);
-}
 
 // ---- Objects --------------------------------------------------------------------
 

@@ -51,12 +51,4 @@ Mutex** own_mutexes();
 // For the end of the calling thread: what it has goes to the next that waits.
 void abandon_mutexes();
 
-// Sets the last error. Takes no lock, nor do the others from here on.
-Handle null_for(std::uint32_t code);
-
-// Sleeps while the word has the value, at the longest until `end` by CLOCK_MONOTONIC
-// (null: for ever); may wake without a reason. False at the end of the time.
-bool sleep_on(const std::uint32_t* word, std::uint32_t value, const timespec* end);
-void wake_all(const std::uint32_t* word);
-
 }  // namespace tarn::platform
