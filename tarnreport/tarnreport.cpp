@@ -22,6 +22,7 @@
 #include <exception>
 #include <typeinfo>
 
+#include "crt/cxx/readable_name.h"
 #include "startup/reports_for_others.h"
 
 extern "C" {
@@ -155,7 +156,8 @@ void describe_exception() {
   if (!type) return;
   auto* const demangle = routine<char*(const char*, char*, size_t*, int*)>(kDemangle);
   const char* const name = type->name();
-  const char* const readable = demangle ? demangle(name, nullptr, nullptr, nullptr) : nullptr;
+  char* const readable = demangle ? demangle(name, nullptr, nullptr, nullptr) : nullptr;
+  if (readable) crt::make_readable(readable);
   uncaught.add(" ");
   uncaught.add(readable ? readable : name);
   if (const char* const text = text_of_exception(type)) {
@@ -206,7 +208,7 @@ bool is_cxx_machinery(const Frame& frame) {
   return library && frame.module == library;
 }
 
-// From the terminate handler to the frame that threw: behind the outermost routine of
+// From the terminate handler to the frame that threw: after the outermost routine of
 // the C++ run-time among the first, since the unwinder itself may have called it.
 void leave_cxx_machinery(CONTEXT* context) {
   constexpr int kSteps = 30;

@@ -67,7 +67,7 @@ struct Frames {
   bool by_throw, leaves_noexcept;
 };
 
-const CONTEXT* uncaught;  // where the system was told of an exception that nobody catches
+const CONTEXT* uncaught;  // where the system reported an exception that nobody catches
 
 struct Frame {
   Address base, routine;

@@ -74,22 +74,22 @@ run 3 threads.exe thread <<END
 caught: no more than 2
 
 Brackenmoor exception report on threads.exe
-Uncaught C++ exception std::runtime_error: no more than 2 at X
+Uncaught C++ exception Exceeded<std::string>: no more than 2 at X
 
 Within file threads.exe
-in check(int) in line 8
+in check(int) in line 14
 in execute_native_thread_routine at X
 END
 run 3 threads.exe quiet <<END
 caught: no more than 2
 
 Brackenmoor exception report on threads.exe
-Uncaught C++ exception std::runtime_error: no more than 2 at X
+Uncaught C++ exception Exceeded<std::string>: no more than 2 at X
 
 Within file threads.exe
-in check(int) in line 8
-in quiet(int) in line 10
-in main in line 19
+in check(int) in line 14
+in quiet(int) in line 16
+in main in line 25
 END
 
 # By tarncc and by hand; stripped, the tables stay. Without the library it is the program alone.

@@ -2,10 +2,16 @@
 #include <cstdio>
 #include <cstring>
 #include <stdexcept>
+#include <string>
 #include <thread>
 
+template <class Number>
+struct Exceeded : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
 [[gnu::noinline]] void check(int number) {
-  if (number > 2) throw std::runtime_error("no more than 2");
+  if (number > 2) throw Exceeded<std::string>("no more than 2");
 }
 [[gnu::noinline]] void quiet(int number) noexcept { check(number); }
 
