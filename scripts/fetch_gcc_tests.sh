@@ -1,18 +1,18 @@
 #!/usr/bin/env bash
-# Brings GCC's own execution tests for C (gcc.c-torture/execute, under the GNU General
-# Public License) into build/gcc-tests, from Debian's package gcc-12-source. They are run
-# as hosted programs and are no part of anything that is built. Does nothing where they
-# are already there. --check only says whether they are.
+# Brings GCC's own execution tests for C (gcc.c-torture/execute and gcc.dg/torture, under
+# the GNU General Public License) into build/gcc-tests, from Debian's package
+# gcc-12-source. They are run as hosted programs and are no part of anything that is
+# built. Does nothing where they are already there. --check only says whether they are.
 set -uo pipefail
 cd "$(dirname "$0")/.."
 cache=build/gcc-tests
-folder=gcc.c-torture/execute
+last=gcc.dg/torture/vshuf-v8si.c
 
 not_available() {
   echo "GCC's tests: not available ($1)" >&2
   exit 1
 }
-[ -s "$cache/$folder/pr98366.c" ] && exit 0
+[ -s "$cache/$last" ] && exit 0
 [ "${1:-}" != --check ] || not_available "not fetched yet"
 command -v apt-get >/dev/null || not_available "no apt-get"
 
@@ -23,6 +23,7 @@ trap 'rm -rf "$scratch"' EXIT
 mkdir -p "$cache"
 dpkg-deb --fsys-tarfile "$scratch"/gcc-12-source_*.deb |
   tar -x -C "$scratch" --wildcards './usr/src/gcc-12/gcc-*.tar.xz' &&
-  tar -x -C "$cache" --strip-components=3 --wildcards "*/gcc/testsuite/$folder/*" \
+  tar -x -C "$cache" --strip-components=3 --wildcards \
+    "*/gcc/testsuite/gcc.c-torture/execute/*" "*/gcc/testsuite/gcc.dg/torture/*" \
     -f "$scratch"/usr/src/gcc-12/gcc-*.tar.xz || not_available "the package has other contents"
-[ -s "$cache/$folder/pr98366.c" ] || not_available "a test is missing in the package"
+[ -s "$cache/$last" ] || not_available "a test is missing in the package"

@@ -3,10 +3,10 @@
 // report, headed by the exception's type and what it says, and its frames are those of
 // the throw. It takes the place of libstdc++'s handler of that name, in images that have
 // libstdc++.
-#include <signal.h>
 #include <stdlib.h>
 
 #include "../crt.h"
+#include "../process/signals.h"
 #include "readable_name.h"
 
 // Of libstdc++, as its headers declare them.
@@ -204,7 +204,7 @@ __attribute__((constructor)) void take_uncaught_exceptions() {
 
 [[noreturn, gnu::always_inline]] inline void report_call(const char* what) {
   static Frames frames;
-  raise(SIGABRT);
+  crt::deliver_abort();
   append(text, what);
   find_thrower(&frames);
   report_from(&frames.thrower);
@@ -222,7 +222,7 @@ void __gnu_cxx::__verbose_terminate_handler() {
     suite_text_error("std::terminate was called again");
   find_thrower(&frames);
   describe(frames, __cxa_current_exception_type());
-  raise(SIGABRT);
+  crt::deliver_abort();
   report_from(&frames.thrower);
 }
 

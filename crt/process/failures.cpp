@@ -1,11 +1,11 @@
 // The ends that C programs choose for failures: each is the library's report, headed
 // by what the program says.
 #include <assert.h>
-#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 
 #include "../crt.h"
+#include "signals.h"
 
 namespace crt {
 void (*on_uncaught)(EXCEPTION_POINTERS* exception);
@@ -16,12 +16,12 @@ extern "C" {
 [[noreturn]] void suite_text_error(const char* format, ...) __asm__("tarn_suite_text_error");
 
 void abort(void) {
-  raise(SIGABRT);
+  crt::deliver_abort();
   suite_text_error("Abnormal end: abort was called");
 }
 
 void _assert(const char* expression, const char* file, unsigned line) {
-  raise(SIGABRT);
+  crt::deliver_abort();
   suite_text_error("Assertion failed: %s, file %s, line %u", expression, file, line);
 }
 

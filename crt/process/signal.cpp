@@ -7,6 +7,7 @@
 #include <string.h>
 
 #include "../crt.h"
+#include "signals.h"
 
 extern "C" {
 [[noreturn]] void suite_text_error(const char* format, ...) __asm__("tarn_suite_text_error");
@@ -104,6 +105,8 @@ int on_break() {
 
 }  // namespace
 
+void crt::deliver_abort() { deliver(*find(SIGABRT)); }
+
 CRT_API __p_sig_fn_t signal(int number, __p_sig_fn_t handler) {
   Signal* const signal = find(number);
   if (!signal) {
@@ -123,11 +126,11 @@ CRT_API __p_sig_fn_t signal(int number, __p_sig_fn_t handler) {
 }
 
 // The default of an interruption and a termination ends the process with status 3;
-// that of a failure is the report. abort reports by itself.
+// that of a failure is the report.
 CRT_API int raise(int number) {
   Signal* const signal = find(number);
   if (!signal) return crt::fail_with(EINVAL);
-  if (deliver(*signal) || signal->number == SIGABRT) return 0;
+  if (deliver(*signal)) return 0;
   if (number == SIGINT || number == SIGTERM || number == SIGBREAK) ExitProcess(3);
   suite_text_error("%s (raise)", signal->name);
 }

@@ -90,14 +90,13 @@ CRT_API FILE* freopen(const char* path, const char* mode, FILE* file) {
 CRT_API int fclose(FILE* file) {
   Stream& stream = stream_of(file);
   const Locked locked(stream.lock);
-  if (stream.number < 0) return fail_with(EBADF);
-  return crt::close(stream);
+  return is_open(stream) ? crt::close(stream) : EOF;
 }
 
 CRT_API int fflush(FILE* file) {
   if (!file) return flush_all();
   const Locked locked(stream_of(file).lock);
-  return crt::flush(stream_of(file));
+  return is_open(stream_of(file)) ? crt::flush(stream_of(file)) : EOF;
 }
 
 CRT_API int _flushall(void) { return flush_all() == 0 ? 3 : EOF; }

@@ -5,7 +5,7 @@ using namespace crt;
 namespace {
 
 long long tell(Stream& stream) {
-  Descriptor* const file = descriptor(stream.number);
+  Descriptor* const file = is_open(stream) ? descriptor(stream.number) : nullptr;
   if (!file) return -1;
   // What an appending stream writes goes to the end, wherever the position is.
   if (stream.writing && file->append && crt::flush(stream) != 0) return -1;
@@ -16,7 +16,7 @@ long long tell(Stream& stream) {
 }
 
 int seek(Stream& stream, long long distance, int whence) {
-  Descriptor* const file = descriptor(stream.number);
+  Descriptor* const file = is_open(stream) ? descriptor(stream.number) : nullptr;
   if (!file) return -1;
   if (whence < SEEK_SET || whence > SEEK_END) return fail_with(EINVAL);
   if (crt::flush(stream) != 0) return -1;

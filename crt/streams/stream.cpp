@@ -7,9 +7,13 @@
 #include <string.h>
 #include <sys/stat.h>
 
+// A failure that the library reports, by its number.
+extern "C" [[noreturn]] void __RuntimeError(int number);
+
 namespace crt {
 namespace {
 
+constexpr int kInvalidFileStructure = 296;
 constexpr size_t kBufferSize = 16384;
 constexpr size_t kSmallBuffer = 512;  // of a stream without a buffer: one call's characters
 constexpr unsigned char kEndMark = 0x1A;
@@ -52,7 +56,7 @@ void leave_reading(Stream& stream) {
 
 bool begin_reading(Stream& stream) {
   if (stream.reading) return true;
-  if (!stream.can_read) {
+  if (!is_open(stream) || !stream.can_read) {
     set_flag(stream, _IOERR);
     errno = EBADF;
     return false;
@@ -70,7 +74,7 @@ bool begin_reading(Stream& stream) {
 
 bool begin_writing(Stream& stream) {
   if (stream.writing) return true;
-  if (!stream.can_write) {
+  if (!is_open(stream) || !stream.can_write) {
     set_flag(stream, _IOERR);
     errno = EBADF;
     return false;
@@ -145,6 +149,17 @@ Stream standard_streams[3] = {
 };
 
 Stream* other_streams;
+
+bool is_open(const Stream& stream) {
+  if (stream.number >= 0) return true;
+  for (const Stream& standard : standard_streams) {
+    if (&stream == &standard) {
+      errno = EBADF;
+      return false;
+    }
+  }
+  __RuntimeError(kInvalidFileStructure);
+}
 
 Stream* new_stream() {
   const Locked locked(streams_lock);

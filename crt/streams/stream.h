@@ -73,6 +73,10 @@ void for_each_stream(Act act) {
   for (Stream* stream = other_streams; stream; stream = stream->following) act(*stream);
 }
 
+// False and EBADF for a standard stream that is closed: programs close these on purpose,
+// and what their libraries print later fails. Any other that is used after it was closed
+// ends the program in a report.
+bool is_open(const Stream& stream);
 // A free stream, or null and ENOMEM.
 Stream* new_stream();
 // fopen's mode as flags of open; false and EINVAL if it is none.
