@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::memcpy(image, data, size);
   const auto base = reinterpret_cast<std::uint64_t>(image);
   static tarn::RoutinePlace routine;
-  tarn::find_routine(base, base + offset, &routine);
+  tarn::find_routine(base, base + offset, (offset & 1) != 0, &routine);
   static std::uint64_t stack[512];
   static tarn::platform::AMD_CONTEXT context;
   context = {};

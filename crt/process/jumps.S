@@ -40,7 +40,9 @@ setjmp:
 
         .globl  longjmp
 longjmp:
-        movl    %edx, %eax
+        cmpb    $0, crt_stack_overflowed(%rip)
+        jne     .Lafter_overflow
+.Lload: movl    %edx, %eax
         testl   %eax, %eax
         jnz     1f
         incl    %eax                    // setjmp never returns 0 a second time
@@ -67,3 +69,28 @@ longjmp:
         movups  224(%rcx), %xmm14
         movups  240(%rcx), %xmm15
         jmp     *80(%rcx)
+
+// Once a stack has overflowed the library makes the jump, to 2: on the other stack, for
+// it makes the next overflow known again. What it loads (include/tarn/traps.h) are the
+// arguments of this routine.
+.Lafter_overflow:
+        subq    $296, %rsp
+        leaq    2f(%rip), %rax
+        movq    %rax, 32(%rsp)
+        movq    16(%rcx), %rax
+        subq    $64, %rax
+        movq    %rax, 40(%rsp)
+        movq    %rcx, 56(%rsp)          // rbx
+        movq    %rdx, 64(%rsp)          // rsi
+        leaq    32(%rsp), %rax
+        movq    %rax, 288(%rsp)
+        leaq    288(%rsp), %rcx
+        call    tarn_suite_jump
+2:      movq    %rbx, %rcx
+        movl    %esi, %edx
+        jmp     .Lload
+
+        .bss
+        .globl  crt_stack_overflowed
+crt_stack_overflowed:
+        .byte   0

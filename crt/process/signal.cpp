@@ -16,6 +16,7 @@ TrapRoutine* set_trap_routine(const int* type,
                               TrapRoutine* routine) __asm__("tarn_suite_trap_exception");
 int (*set_break_routine(int (*routine)(void),
                         const int* type))(void) __asm__("tarn_suite_set_trap");
+extern char crt_stack_overflowed;  // of longjmp
 }
 
 namespace {
@@ -92,6 +93,7 @@ bool is_raised_number(const EXCEPTION_RECORD& record) {
 
 int on_failure(void*, EXCEPTION_RECORD* record, int) {
   if (is_raised_number(*record)) return kReport;
+  if (record->ExceptionCode == EXCEPTION_STACK_OVERFLOW) crt_stack_overflowed = 1;
   Signal* const signal = find(signal_of(record->ExceptionCode));
   return signal && signal->handler != SIG_IGN && deliver(*signal) ? kResume : kReport;
 }

@@ -37,12 +37,28 @@ void end_thread() {
   tarn_end_of_thread();
 }
 
+// Room for the report of an overflow of this thread's stack, as the library has on the
+// first thread's. A system that commits a stack whole has its guard page where it leaves
+// no room, and takes one further up; another refuses it there.
+void keep_room_for_overflow() {
+  constexpr ULONG kReportStack = 192 * 1024;
+  ULONG reserve = kReportStack;
+  ULONG_PTR low, high;
+  DWORD before;
+  SetThreadStackGuarantee(&reserve);
+  GetCurrentThreadStackLimits(&low, &high);
+  if (high - low < 2 * kReportStack) return;
+  VirtualProtect(reinterpret_cast<void*>(low + kReportStack), 1, PAGE_READWRITE | PAGE_GUARD,
+                 &before);
+}
+
 DWORD WINAPI run(void* argument) {
   const Start start = *static_cast<Start*>(argument);
   free(argument);
   int cell = 0;
   use_cell(&cell);
   set_arithmetic();
+  keep_room_for_overflow();
   const DWORD status = start.routine(start.argument);
   end_thread();
   return status;

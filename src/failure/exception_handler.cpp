@@ -217,6 +217,7 @@ void leave_wild_call(const platform::ExceptionRecord& record, platform::AMD_CONT
   if (!is_access_violation(record) || record.parameters[1] != context->Rip) return;
   context->Rip = safe_core8(context->Rsp);
   context->Rsp += 8;
+  context->ContextFlags |= platform::kContextAtCall;
 }
 
 extern "C" void __install_system_exception_handler() {

@@ -11,9 +11,10 @@ namespace tarn {
 namespace {
 
 constexpr std::uint32_t kModulePathSize = 3000;
-constexpr std::uint64_t kEntrySize = 40;            // of a routine table, after the name
-constexpr std::uint32_t kDebugMagic = 0x42554852;   // "RHUB"
-constexpr std::uint64_t kStartRoutineSize = 0x28B;  // where the table does not say
+constexpr std::uint64_t kEntrySize = 40;              // of a routine table, after the name
+constexpr std::uint32_t kDebugMagic = 0x42554852;     // "RHUB"
+constexpr std::uint32_t kCallLinesMark = 0x4C4C4143;  // "CALL"
+constexpr std::uint64_t kStartRoutineSize = 0x28B;    // where the table does not say
 
 // An offset that a table holds as the low 32 bits, signed.
 std::uint64_t offset_at(const std::uint8_t* bytes) {
@@ -23,12 +24,16 @@ std::uint64_t offset_at(const std::uint8_t* bytes) {
 }
 
 // The last pair whose offset is not above the routine's offset.
-std::uint32_t find_line(PageReader* reader, std::uint64_t debug, std::uint32_t offset) {
+std::uint32_t find_line(PageReader* reader, std::uint64_t debug, std::uint32_t offset,
+                        bool at_call) {
   std::uint8_t record[12];
+  std::uint32_t mark = 0;
   std::uint32_t magic = 0;
   if (!reader->read(debug, record, sizeof record)) return 0;
+  __builtin_memcpy(&mark, record, sizeof mark);
   __builtin_memcpy(&magic, record + 4, sizeof magic);
   if (magic != kDebugMagic) return 0;
+  if (at_call && mark == kCallLinesMark && offset > 0) --offset;
   const std::uint64_t table = debug + 8 + offset_at(record + 8) - 4;
   std::uint32_t count = 0;
   if (!reader->read(table, &count, sizeof count)) return 0;
@@ -88,7 +93,7 @@ bool is_marked_image(std::uint64_t base) {
   return memcmp(mark, pe::kImageMark, sizeof mark) == 0;
 }
 
-bool find_routine(std::uint64_t base, std::uint64_t rip, RoutinePlace* routine) {
+bool find_routine(std::uint64_t base, std::uint64_t rip, bool at_call, RoutinePlace* routine) {
   static PageReader reader;  // a table's pages; the report has one thread
   reader.reset();
   std::uint8_t field[4];
@@ -106,7 +111,7 @@ bool find_routine(std::uint64_t base, std::uint64_t rip, RoutinePlace* routine) 
     }
     if (rip < routine->start || rip > end) continue;
     routine->offset = static_cast<std::uint32_t>(rip - routine->start);
-    routine->line = find_line(&reader, base + offset_at(entry + 24), routine->offset);
+    routine->line = find_line(&reader, base + offset_at(entry + 24), routine->offset, at_call);
     return true;
   }
   return false;

@@ -37,7 +37,8 @@ bool image_name(std::uint64_t base, char* name);
 // Whether finish_image has marked the image.
 bool is_marked_image(std::uint64_t base);
 
-// The routine of the marked image at `base` in which `address` lies.
-bool find_routine(std::uint64_t base, std::uint64_t address, RoutinePlace* routine);
+// The routine of the marked image at `base` in which `address` lies. `at_call`: it is the
+// address after a call; the line is then the call's, if the image's tables want it so.
+bool find_routine(std::uint64_t base, std::uint64_t address, bool at_call, RoutinePlace* routine);
 
 }  // namespace tarn

@@ -168,9 +168,9 @@ bool step_by_walker(platform::Handle process, platform::AMD_CONTEXT* context, bo
 // Their own code saves registers as it likes, so it is stepped over by unwind
 // data; of their routines only those that programs call have a name. True if
 // the frame was shown, or is one of those that are not to be shown.
-bool pass_library_frame(const ImageOfFrame& image, RoutinePlace* routine,
+bool pass_library_frame(const ImageOfFrame& image, bool at_call, RoutinePlace* routine,
                         platform::AMD_CONTEXT* context, char* text) {
-  bool named = image.has_table && find_routine(image.base, context->Rip, routine);
+  bool named = image.has_table && find_routine(image.base, context->Rip, at_call, routine);
   const UnwindStep step =
       image.is_pe ? unwind_by_image_data(image.base, context) : UnwindStep::kNoRecords;
   if (step == UnwindStep::kLost && no_heap) {
@@ -216,6 +216,8 @@ TARN_MACHINERY std::int32_t trace_back_once(platform::Handle, char* text,
   *text = '\0';
   for (int unnamed = 0; unnamed < kUnnamedFrames; ++unnamed) {
     if (!find_image(context->Rip, &image)) return 0;
+    const bool at_call = (context->ContextFlags & platform::kContextAtCall) != 0;
+    context->ContextFlags |= platform::kContextAtCall;  // unless the step clears it
     if (!image.is_library) hide_library_frames = 0;
     if (strcmpl(image.name, last_module) != 0) {
       if (!hide_library_frames) {
@@ -225,7 +227,7 @@ TARN_MACHINERY std::int32_t trace_back_once(platform::Handle, char* text,
       strcpy(last_module, image.name);
     }
     if (image.is_library) {
-      if (pass_library_frame(image, &routine, context, text)) return 1;
+      if (pass_library_frame(image, at_call, &routine, context, text)) return 1;
       continue;
     }
     if (!image.has_table && image.is_pe && no_heap) {
@@ -236,7 +238,7 @@ TARN_MACHINERY std::int32_t trace_back_once(platform::Handle, char* text,
       if (FetchMicrosoftStack(current_process_handle, context, 0, text)) return 1;
       continue;
     }
-    if (!find_routine(image.base, context->Rip, &routine)) return 0;
+    if (!find_routine(image.base, context->Rip, at_call, &routine)) return 0;
     if (strcmpl(routine.name, kStartRoutine) == 0) return 0;
     describe_routine(routine, text);
     return step_to_caller(image, routine, context) ? 1 : 0;

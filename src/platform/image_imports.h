@@ -77,6 +77,9 @@ TARNAPI std::uint32_t WaitForSingleObjectEx(Handle object, std::uint32_t millise
 TARNAPI std::uint32_t WaitForMultipleObjectsEx(std::uint32_t count, const Handle* handles, Bool all,
                                                std::uint32_t milliseconds, Bool alertable);
 
+// The bounds of the calling thread's stack: its lowest byte, and the end.
+TARNAPI void GetCurrentThreadStackLimits(std::uint64_t* low, std::uint64_t* high);
+
 // ---- Libraries --------------------------------------------------------------------
 
 // As LoadLibraryA. `file` is null; of the flags LOAD_WITH_ALTERED_SEARCH_PATH is known.

@@ -535,6 +535,8 @@ struct alignas(16) AMD_CONTEXT {
 };
 static_assert(sizeof(AMD_CONTEXT) == 1232);
 static_assert(offsetof(AMD_CONTEXT, Rip) == 0xF8);
+// In ContextFlags of a context that was unwound: Rip is the address after a call.
+inline constexpr std::uint32_t kContextAtCall = 0x20000000;
 
 struct ExceptionPointers {
   ExceptionRecord* record;
@@ -557,8 +559,7 @@ TARNAPI Bool TerminateThread(Handle thread, std::uint32_t code);
 TARNAPI std::uint32_t GetCurrentThreadId();
 
 // Bytes that the calling thread's stack keeps back for the handler of its own
-// overflow. On the host the handlers of the first thread have a stack of their
-// own.
+// overflow. On the host the handlers have a stack of their own.
 TARNAPI Bool SetThreadStackGuarantee(std::uint32_t* size);
 
 // After an overflow of the calling thread's stack: makes the next one be

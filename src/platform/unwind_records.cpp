@@ -240,7 +240,9 @@ bool unwind_frame(const MemoryReader& reader, std::uint64_t base, const Function
       !undo_prologue(&machine, base, record->unwind, rip - base - record->begin, facts)) {
     return false;
   }
-  if (!machine.has_rip) {
+  if (machine.has_rip) {
+    context->ContextFlags &= ~kContextAtCall;
+  } else {
     if (!machine.load(context->Rsp, &context->Rip)) return false;
     context->Rsp += 8;
   }

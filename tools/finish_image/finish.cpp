@@ -280,9 +280,9 @@ void mark(Image& image, std::uint32_t table) {
   std::memcpy(image.dos_part.data() + pe::kRoutineTableFieldOffset, &field, sizeof field);
 }
 
-void add_tables(Image& image, const std::vector<Routine>& routines) {
+void add_tables(Image& image, const std::vector<Routine>& routines, bool call_lines) {
   const std::uint32_t table = next_section_offset(image);
-  append_section(image, pe::kTableSection, build_routine_table(routines, table),
+  append_section(image, pe::kTableSection, build_routine_table(routines, table, call_lines),
                  pe::kSectionInitialised | pe::kSectionRead);
   mark(image, table);
 }
@@ -353,7 +353,7 @@ Finished add_report(Image image, const Options& options, std::size_t file_size) 
     if (is_start_of_run_time(image, routine)) routine.name = kStartRoutineInTable;
   }
   if (options.strip) strip(image);
-  add_tables(image, routines);
+  add_tables(image, routines, true);
   return {write_image(std::move(image)), ""};
 }
 
@@ -391,7 +391,7 @@ Finished finish(const Bytes& linked, const Options& options) {
   if (options.strip) strip(image);
   Finished result;
   result.remark = place_script(image, interpreter, script);
-  add_tables(image, routines);
+  add_tables(image, routines, options.call_lines);
   result.file = write_image(std::move(image));
   return result;
 }

@@ -17,6 +17,9 @@ struct Options {
   // The routine table has only what the image exports, under the exported
   // names and without lines: for a library whose internals mean nothing to a program.
   bool public_routines = false;
+  // Of a routine that has called another a report shows the line of the call, and not
+  // that of the instruction after it: for hosted programs.
+  bool call_lines = false;
 };
 
 struct Finished {

@@ -26,6 +26,8 @@ constexpr char kHelp[] =
     "  --require-avx     refuse to start on a processor without AVX\n"
     "  --note            put \"NOTE\" over the image's first four bytes once loaded\n"
     "  --public-routines the routine table has exported routines only, without lines\n"
+    "  --call-lines      a report shows the line of a call, and not that of the\n"
+    "                    instruction after it: for hosted programs\n"
     "  --strip           leave out the symbols and the debug sections\n"
     "  --called NAME     call the image NAME in messages; otherwise it is INPUT\n"
     "  --help            print this\n"
@@ -127,6 +129,8 @@ int main(int count, char** arguments) {
       options.report_only = true;
     } else if (argument == "--public-routines") {
       options.public_routines = true;
+    } else if (argument == "--call-lines") {
+      options.call_lines = true;
     } else if (argument == "--list") {
       list = true;
     } else if (argument.starts_with("-")) {

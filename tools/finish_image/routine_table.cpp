@@ -12,7 +12,8 @@
 namespace finisher {
 namespace {
 
-constexpr std::uint32_t kDebugMagic = 0x42554852;  // "RHUB"
+constexpr std::uint32_t kDebugMagic = 0x42554852;     // "RHUB"
+constexpr std::uint32_t kCallLinesMark = 0x4C4C4143;  // "CALL"
 constexpr std::uint32_t kDebugRecordSize = 12;
 constexpr std::uint32_t kEntrySize = 40;  // after the name
 // The offset field of a debug record is 4 bytes before the line table that
@@ -198,7 +199,8 @@ std::vector<Routine> collect_public_routines(Image& image) {
   return result;
 }
 
-Bytes build_routine_table(const std::vector<Routine>& routines, std::uint32_t offset) {
+Bytes build_routine_table(const std::vector<Routine>& routines, std::uint32_t offset,
+                          bool call_lines) {
   std::size_t table_size = 1;
   for (const Routine& routine : routines) table_size += routine.name.size() + 1 + kEntrySize;
   std::uint32_t debug = static_cast<std::uint32_t>((table_size + 3) & ~std::size_t{3});
@@ -219,7 +221,7 @@ Bytes build_routine_table(const std::vector<Routine>& routines, std::uint32_t of
   bytes.resize((table_size + 3) & ~std::size_t{3});
   for (const Routine& routine : routines) {
     if (routine.lines.empty()) continue;
-    append_u32(bytes, 0);
+    append_u32(bytes, call_lines ? kCallLinesMark : 0);
     append_u32(bytes, kDebugMagic);
     append_u32(bytes, kLineTableBehindRecord);
     append_u32(bytes, static_cast<std::uint32_t>(routine.lines.size()));

@@ -36,8 +36,10 @@ std::vector<Routine> collect_routines(Image& image);
 std::vector<Routine> collect_public_routines(Image& image);
 
 // The bytes of the section that holds the table and, after it, the debug
-// records and line tables. `offset`: where in the image it will be.
-Bytes build_routine_table(const std::vector<Routine>& routines, std::uint32_t offset);
+// records and line tables. `offset`: where in the image it will be; `call_lines`: as
+// Options has it.
+Bytes build_routine_table(const std::vector<Routine>& routines, std::uint32_t offset,
+                          bool call_lines);
 
 // The table of a finished image.
 std::vector<Routine> read_routine_table(Image& image);

@@ -15,6 +15,7 @@ int finish(const Job& job, const fs::path& unfinished) {
   const Request& request = job.request;
   Words words = {job.places.finish_image.string()};
   if (request.dll) words.push_back("--dll");
+  if (request.hosted) words.push_back("--call-lines");
   words.insert(words.end(), request.finish_options.begin(), request.finish_options.end());
   words.insert(words.end(),
                {"--called", request.output, unfinished.string(), "-o", request.output});

@@ -6,7 +6,6 @@
 #include <errno.h>
 #include <sched.h>
 #include <signal.h>
-#include <sys/mman.h>
 #include <sys/syscall.h>
 #include <ucontext.h>
 #include <unistd.h>
@@ -100,32 +99,12 @@ void on_signal(int number, siginfo_t* info, void* machine_state) {
 
 // ---- Installation -----------------------------------------------------------
 
-// Room for a handler that composes a report with its buffers.
-constexpr std::size_t kSignalStackSize = 512 * 1024;
-
-// The first thread's handlers run on a stack of their own, so that a fault is
-// reported even when the stack is used up.
-void give_signal_stack() {
-  stack_t current{};
-  if (sigaltstack(nullptr, &current) == 0 && !(current.ss_flags & SS_DISABLE) &&
-      current.ss_size >= kSignalStackSize) {
-    return;
-  }
-  void* const memory = mmap(nullptr, kSignalStackSize, PROT_READ | PROT_WRITE,
-                            MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0);
-  if (memory == MAP_FAILED) return;  // then they run on the thread's stack
-  stack_t stack{};
-  stack.ss_sp = memory;
-  stack.ss_size = kSignalStackSize;
-  sigaltstack(&stack, nullptr);
-}
-
 bool signals_installed;
 
 bool install_signals() {
   if (signals_installed) return true;
   give_signal_stack();
-  find_first_stack();
+  find_stack();
   struct sigaction action {};
   action.sa_sigaction = &on_signal;
   // A handler's own fault must reach the handlers again.

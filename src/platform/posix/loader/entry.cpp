@@ -55,8 +55,8 @@ bool make_stack(std::uint64_t wanted, LoadError* error) {
     return refuse(error, "there is not enough memory for its stack of %llu bytes",
                   static_cast<unsigned long long>(wanted));
   }
-  set_stack_low(stack);
   stack_end = stack + usable;
+  set_stack(stack, stack_end);
   return true;
 }
 

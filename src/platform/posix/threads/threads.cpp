@@ -95,6 +95,7 @@ void end_thread(ThreadRecord* thread, std::uint32_t code) {
 void* run_thread(void* record) {
   auto* const thread = static_cast<ThreadRecord*>(record);
   own_record = thread;
+  const OverflowRoom room;
   set_initial_modes();
   __atomic_store_n(&thread->id, GetCurrentThreadId(), __ATOMIC_RELEASE);
   wake_all(&thread->id);
@@ -250,8 +251,8 @@ std::uint32_t GetCurrentThreadId() {
   return known;
 }
 
-// The alternate stack of the signal handlers is the guarantee; it has this
-// many bytes or more.
+// The stack of the signal handlers is the guarantee; it has this many bytes or
+// more.
 Bool SetThreadStackGuarantee(std::uint32_t* size) {
   stack_t current{};
   const std::uint32_t wanted = *size;

@@ -2,7 +2,7 @@
 // modes, the signals that it takes, the stack whose overflow is reported. The
 // operations themselves are declared in platform/platform.h and
 // platform/image_imports.h. State: the records of threads, events, semaphores
-// and mutexes, // the lowest address of the program's stack.
+// and mutexes, the bounds of each thread's stack.
 //
 //   waits           what can be waited for
 //   events          events and semaphores
@@ -88,13 +88,30 @@ void block_sent_signals(sigset_t* before);
 // all exceptions masked, x87 with 53 bits.
 void set_initial_modes();
 
-// The lowest address of the stack on which the program runs: a fault in the
-// guard below it is its overflow. It is 0 until one of these two is called; the
-// second makes it that of the calling thread unless it is known already. Only
-// find_first_stack may not be called in a signal handler.
-void set_stack_low(const void* low);
-void find_first_stack();
+// The bounds of the calling thread's stack: a fault in the guard below it is its
+// overflow. They are 0 until one of the first two is called; the second takes them
+// from the system unless they are known already. Only find_stack may not be called
+// in a signal handler.
+void set_stack(const void* low, const void* high);
+void find_stack();
 std::uint64_t stack_low();
+
+// Lets the calling thread's signal handlers run on a stack of their own, so that a
+// fault is reported even when its stack is used up. Returns the memory; null if it has
+// such a stack, or if there is no memory: then they run on the thread's stack.
+void* give_signal_stack();
+
+// That, and the bounds of its stack, for a thread while this lives.
+class OverflowRoom {
+ public:
+  OverflowRoom();
+  ~OverflowRoom();
+  OverflowRoom(const OverflowRoom&) = delete;
+  OverflowRoom& operator=(const OverflowRoom&) = delete;
+
+ private:
+  void* memory_;
+};
 
 // ---- Registers ------------------------------------------------------------------
 

@@ -1,2 +1,0 @@
-s/ at address [0-9a-f]*$//
-s/file .*\/assertion\.c/file assertion.c/

@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# reports.sh ... reports.exe reports.c
+#
+# Each failure of a hosted program on both targets: the description, and of each frame of
+# the program's own the routine and the line.
+. "$(dirname "$0")/../../support/targets.sh"
+image=$programs/$1 source=$2
+
+# The case; the description; the frames as ROUTINE@MARK, where the source has the mark.
+cases='
+fault|Access violation (c0000005)|fault@fault run@run_fault main@main
+abort|Abnormal end: abort was called|run@abort main@main
+assert|Assertion failed: one == 2, file .*reports.c, line LINE|two_assertions@assert run@run_assert main@main
+raise|Abnormal end (raise)|run@raise main@main
+closed_twice|Invalid FILE structure|run@closed_twice main@main
+closed_write|Invalid FILE structure|run@closed_write main@main
+handled|signal 11|run@handled main@main
+left|signal 11|
+thread|Access violation (c0000005)|fault@fault in_thread@in_thread
+thread_overflow|Stack overflow (c00000fd)|
+'
+
+line_of() { grep -n "/\* @$1 \*/" "$source" | cut -d: -f1; }
+
+visit() {
+  local name description frames frame wanted
+  while IFS='|' read -r name description frames; do
+    [ -n "$name" ] || continue
+    timeout 60 "$runner" "$image" "$name" </dev/null 2>&1 | tr -d '\r' >"$name"
+    [ "${PIPESTATUS[0]}" = 1 ] || fail "$name: not status 1"
+    description=${description/LINE/$(line_of assert)}
+    grep -q "$description" "$name" || fail "$name: not '$description': $(cat "$name")"
+    wanted=
+    for frame in $frames; do wanted+="in ${frame%@*} in line $(line_of "${frame#*@}")"$'\n'; done
+    [ -z "$frames" ] || diff <(printf %s "$wanted") <(sed -n 's/^\(in .* in line [0-9]*\), .*/\1/p' "$name") ||
+      fail "$name: these frames"
+    [[ $name != *overflow && $name != left ]] || [ "$(grep -c '^in deeper in line' "$name")" -gt 8 ] ||
+      fail "$name: not the frames of deeper: $(cat "$name")"
+  done <<<"$cases"
+  [ "$(grep -c '^signal 11' left)" = 2 ] || fail "left: $(cat left)"
+}
+
+on_targets
+exit $failed
