@@ -15,7 +15,6 @@ import argparse
 import json
 import os
 import shlex
-import shutil
 import statistics
 import subprocess
 import sys
@@ -165,7 +164,7 @@ def sources(runs, texts):
             yield bench.name, lambda: bench_rows(bench, runs, texts)
     if not IMAGES.exists():
         return
-    for row in ROWS + (WINE_ROWS if shutil.which("wine") else []):
+    for row in ROWS + (WINE_ROWS if os.environ.get("WINEPREFIX") else []):
         if not texts or any(text in row[0] for text in texts):
             yield row[0], lambda: single_row(*row, runs)
 
