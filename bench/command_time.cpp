@@ -1,10 +1,12 @@
 // command_time rounds ours... -- theirs...
 //
 // Runs two whole commands by turns, their output discarded, and prints the medians
-// of their times in nanoseconds: ours, a tab, theirs.
+// of their times in nanoseconds and of the most memory that they had at a time, in
+// bytes, with tabs between: ours, theirs, memory of ours, of theirs.
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,7 +19,11 @@
 
 namespace {
 
-double run(char* const* command) {
+struct Cost {
+  double time, memory;
+};
+
+Cost run(char* const* command) {
   static const posix_spawn_file_actions_t* const silent = [] {
     static posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
@@ -27,12 +33,14 @@ double run(char* const* command) {
   const auto start = std::chrono::steady_clock::now();
   pid_t child = 0;
   int status = 0;
+  rusage usage{};
   if (posix_spawnp(&child, command[0], silent, nullptr, command, environ) != 0 ||
-      waitpid(child, &status, 0) < 0 || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+      wait4(child, &status, 0, &usage) < 0 || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
     std::fprintf(stderr, "command_time: %s did not run to a good end\n", command[0]);
     std::exit(1);
   }
-  return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count();
+  const std::chrono::duration<double, std::nano> time = std::chrono::steady_clock::now() - start;
+  return {time.count(), static_cast<double>(usage.ru_maxrss) * 1024};
 }
 
 double median(std::vector<double> times) {
@@ -59,13 +67,16 @@ int main(int argc, char** argv) {
   }
   for (auto& command : commands) command.push_back(nullptr);
   const int rounds = std::max(1, std::atoi(argv[1]));
-  std::vector<double> times[2];
+  std::vector<double> times[2], memory[2];
   for (int i = -1; i < rounds; ++i) {
     for (int which = 0; which < 2; ++which) {
-      const double time = run(commands[which].data());
-      if (i >= 0) times[which].push_back(time);  // the first run warms up
+      const Cost cost = run(commands[which].data());
+      if (i < 0) continue;  // the first run warms up
+      times[which].push_back(cost.time);
+      memory[which].push_back(cost.memory);
     }
   }
-  std::printf("%.0f\t%.0f\n", median(times[0]), median(times[1]));
+  std::printf("%.0f\t%.0f\t%.0f\t%.0f\n", median(times[0]), median(times[1]), median(memory[0]),
+              median(memory[1]));
   return 0;
 }

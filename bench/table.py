@@ -35,22 +35,25 @@ def output(command):
     return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True).stdout
 
 
-def pair(line):
-    ours, theirs = line.split("\t")
-    return float(ours), float(theirs)
+def numbers(line):
+    return [float(field) for field in line.split("\t")]
+
+
+# Of what command_time prints.
+TIME, MEMORY = slice(0, 2), slice(2, 4)
 
 
 # Two whole commands by turns, `rounds` times in a run.
-def commands(rounds, ours, theirs):
+def commands(rounds, ours, theirs, of=TIME):
     words = {"run": RUN, "images": IMAGES, "native": NATIVE, "wine": WINE}
     ours, theirs = (shlex.split(command.format(**words)) for command in (ours, theirs))
-    return lambda: pair(output([NATIVE / "command_time", str(rounds), *ours, "--", *theirs]))
+    return lambda: numbers(output([NATIVE / "command_time", str(rounds), *ours, "--", *theirs]))[of]
 
 
 # A program of bench/CMakeLists.txt as an image and natively.
-def program(rounds, name, arguments=""):
+def program(rounds, name, arguments="", of=TIME):
     return commands(rounds, f"{{run}} {{images}}/{name}.exe {arguments}",
-                    f"{{native}}/{name}_native {arguments}")
+                    f"{{native}}/{name}_native {arguments}", of)
 
 
 # By the difference of 1 and 401 reports, against two milliseconds.
@@ -75,7 +78,15 @@ ROWS = [
     ("hosted: printf, integers, strings", "native, gcc -O2", 1.2,
      program(3, "print_lines", "1000000 integers")),
     ("hosted: printf, doubles", "native, gcc -O2", 1.2, program(3, "print_lines", "500000 doubles")),
-    ("hosted: malloc and free, mixed", "native, gcc -O2", 1.3, program(3, "churn", 10000000)),
+    ("malloc and free, 8 to 1,028 bytes", "native, gcc -O2", 1.0,
+     program(3, "churn", "20000000 pairs")),
+    ("malloc and free, mixed sizes", "native, gcc -O2", 1.0, program(3, "churn", "10000000 mixed")),
+    ("memory of a million blocks", "native, in bytes", 1.2,
+     program(1, "churn", "1000000 kept", MEMORY)),
+    ("hosted: malloc and free, mixed", "native, gcc -O2", 1.0,
+     program(3, "hosted_churn", "10000000 mixed")),
+    ("hosted: the same by eight threads", "native, gcc -O2", 1.0,
+     program(3, "hosted_churn", "10000000 threads")),
     ("C++: exceptions, ten frames deep", "native, g++ -O2", 2.0, program(3, "cpp_work", "throws 100000")),
     ("C++: std::sort, a million doubles", "native, g++ -O2", 1.1, program(3, "cpp_work", "sort 1000000")),
     ("C++: std::map, insert and erase", "native, g++ -O2", 1.1, program(3, "cpp_work", "map 3000000")),
@@ -84,7 +95,7 @@ ROWS = [
 ]
 WINE_ROWS = [
     ("malloc and free, Windows", "GlobalAlloc, GlobalFree", 1.05,
-     lambda: pair(output([WINE, IMAGES / "heap_on_windows.exe"]))),
+     lambda: numbers(output([WINE, IMAGES / "heap_on_windows.exe"]))),
     ("Wine, empty program", "mingw's, Wine", 1.5,
      commands(10, "{wine} {images}/empty_program.exe", "{wine} {images}/empty_mingw.exe")),
 ]
@@ -127,8 +138,8 @@ class Row:
         return line
 
     def quantity(self, amount):
-        if self.peer.endswith(" bytes"):
-            return f"{amount:.0f} B"
+        if self.peer.endswith("bytes"):
+            return f"{amount / 1000:.0f} kB"
         for unit in ("ns", "us", "ms"):
             if amount < 9999.5:
                 break

@@ -9,6 +9,9 @@
 
 namespace tarn::platform {
 
+// AllocateBlock with flags: 0, or 0x40 for zero fill.
+TARNAPI void* GlobalAlloc(std::uint32_t flags, std::uint64_t size);
+
 // ---- Threads ------------------------------------------------------------------
 
 // Slots in which each thread keeps a pointer of its own: null in every thread at

@@ -63,12 +63,15 @@ TARNAPI std::uint32_t FormatMessageA(std::uint32_t flags, const void* source, st
                                      void* arguments);
 
 // ---- Memory ---------------------------------------------------------------
-// Fixed memory, aligned to 16 bytes; flags 0, or 0x40 for zero fill. Null on
-// failure. A size of 0 returns a valid block.
-TARNAPI void* GlobalAlloc(std::uint32_t flags, std::uint64_t size);
+// Fixed memory, aligned to 16 bytes. Null on failure. A size of 0 returns a valid
+// block.
+TARNAPI void* AllocateBlock(std::uint64_t size);
 // Null on success. What is not a block, or no longer one, is returned, with
 // kErrorInvalidHandle: always on the host, on Windows where its heap notices.
 TARNAPI void* GlobalFree(void* block);
+// Passes what GlobalFree would return to `refused`, which may not return.
+using BlockRefusal = TARNAPI void(const void* block, std::int32_t error);
+TARNAPI void FreeBlock(void* block, std::int32_t error, BlockRefusal* refused);
 // Usable size of the block in bytes, at least what was asked for; 0 on the same
 // failure.
 TARNAPI std::uint64_t GlobalSize(void* block);

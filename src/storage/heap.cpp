@@ -36,23 +36,20 @@ void* refused(std::int32_t* status, std::int32_t value, std::int32_t error) {
 }
 
 // Raises an error if the memory service refused the block because it is none.
-// Has the callers' convention, so that they save no registers for it.
-[[gnu::noinline]] TARNAPI void give_back_refused(const void* block, std::int32_t error) {
+TARNAPI void give_back_refused(const void* block, std::int32_t error) {
   if (platform::GetLastError() != platform::kErrorInvalidHandle) return;
   __RuntimeError(platform::IsInsideHeapBlock(block) ? TARN_ERROR_PART_FREED : error);
 }
 
 void give_back(void* block, std::int32_t error) {
-  if (platform::GlobalFree(block)) give_back_refused(block, error);
+  platform::FreeBlock(block, error, give_back_refused);
 }
 
 }  // namespace
 
-void* malloc(std::uint64_t size) { return platform::GlobalAlloc(0, size); }
+void* malloc(std::uint64_t size) { return platform::AllocateBlock(size); }
 
-void free(void* block) {
-  if (block) give_back(block, TARN_ERROR_UNALLOCATED_FREED);
-}
+void free(void* block) { give_back(block, TARN_ERROR_UNALLOCATED_FREED); }
 
 void* calloc(std::uint64_t count, std::uint64_t size) {
   const std::uint64_t bytes = count * size;
@@ -88,9 +85,7 @@ void* operator_new(std::uint64_t size) {
   return block;
 }
 
-void operator_delete(void* block) {
-  if (block) give_back(block, TARN_ERROR_UNALLOCATED_DELETED);
-}
+void operator_delete(void* block) { give_back(block, TARN_ERROR_UNALLOCATED_DELETED); }
 
 tarn_new_handler set_new_handler(tarn_new_handler handler) {
   const tarn_new_handler previous = new_handler;

@@ -97,7 +97,7 @@ def in_library(output, operation):
     if re.search(r"\bcd ?09\b", instruction):  # a run-time error whose instruction could not be read
         return operation != "ReadProcessMemory"
     frames = re.search(rb"Within file TARNLIBC64.DLL((?:\s+in [^\n]*)*)\s+Within", output)
-    return operation != "GlobalAlloc" or frames is None or frames[1].count(b"in ") != 1
+    return operation != "AllocateBlock" or frames is None or frames[1].count(b"in ") != 1
 
 
 def run(program, arguments, on_terminal, operation="", failing=None):

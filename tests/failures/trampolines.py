@@ -10,7 +10,7 @@ import sys
 ALL_ONES = "CreateFileA FindFirstFileA GlobalFree GetStdHandle CreateToolhelp32Snapshot".split()
 ALL_ONES_32 = "GetFileAttributesA ResumeThread WaitForSingleObject WaitForMultipleObjects".split()
 ERROR_CODE = "RegOpenKeyExA RegQueryValueExA RegCloseKey".split()
-CANNOT_FAIL = """GetLastError SetLastError GlobalSize IsInsideHeapBlock GetSystemInfo ExitProcess
+CANNOT_FAIL = """GetLastError SetLastError FreeBlock GlobalSize IsInsideHeapBlock GetSystemInfo ExitProcess
     GetCurrentProcess GetCurrentProcessId GetCommandLineA GetStartupInfoA HoldConsoleOutput
     ToConsoleText GetSystemMetrics GetSystemTimeAsFileTime GetLocalTime Sleep GetCurrentThread
     GetCurrentThreadId RestoreStackGuard RaiseException ExitThread""".split()

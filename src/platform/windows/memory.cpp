@@ -5,9 +5,13 @@ namespace tarn::platform {
 static_assert(sizeof(MemoryStatus) == sizeof(MEMORYSTATUSEX));
 static_assert(sizeof(SystemInfo) == sizeof(SYSTEM_INFO));
 
-void* GlobalAlloc(std::uint32_t flags, std::uint64_t size) { return ::GlobalAlloc(flags, size); }
+void* AllocateBlock(std::uint64_t size) { return ::GlobalAlloc(0, size); }
 
 void* GlobalFree(void* block) { return ::GlobalFree(block); }
+
+void FreeBlock(void* block, std::int32_t error, BlockRefusal* refused) {
+  if (::GlobalFree(block)) refused(block, error);
+}
 
 std::uint64_t GlobalSize(void* block) { return ::GlobalSize(block); }
 

@@ -11,7 +11,8 @@
 //           twice, its inside, and any foreign address are refused.
 //   units   a record for each unit: its free blocks, or its run of units.
 // A thread takes and frees small blocks in its own stores, without a lock; the
-// stores are filled from the units and emptied into them by halves.
+// stores are filled from the units and emptied into them by halves. The fast paths are
+// short chains: what a routine reads has not just been written by the other one.
 //
 // With the address sanitizer the heap is the sanitizer's (heap_checked.cpp).
 
@@ -20,6 +21,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "platform/image_imports.h"
 #include "platform/posix/base/base.h"
 
 namespace tarn::platform {
@@ -53,26 +55,27 @@ constexpr std::uint32_t size_at(std::uint32_t index) {
 static_assert(size_index(128) == 7 && size_index(129) == 8 && size_at(8) == 160);
 static_assert(size_index(kLargestSmall) == kSizes - 1 && size_at(kSizes - 1) == kLargestSmall);
 
+using Mark = std::uint8_t;  // small block: the index of its size, plus 1
+constexpr Mark kLargeMark = kSizes + 1;
+
 // For the sizes that most blocks have, by grains.
 constexpr std::uint64_t kLargestTabled = 1024;
 struct SizeTable {
-  std::uint8_t index[kLargestTabled / kGrain + 1];
+  Mark mark[kLargestTabled / kGrain + 1];
 };
 constexpr SizeTable kSizeTable = [] {
   SizeTable table{};
   for (std::uint64_t grains = 0; grains <= kLargestTabled / kGrain; ++grains) {
-    table.index[grains] = static_cast<std::uint8_t>(size_index(grains * kGrain));
+    table.mark[grains] = static_cast<Mark>(size_index(grains * kGrain) + 1);
   }
   return table;
 }();
 
-using Mark = std::uint8_t;  // small block: the index of its size, plus 1
-constexpr Mark kLargeMark = 0xFF;
-
 // ---- Units ----------------------------------------------------------------------
 
 constexpr std::uint64_t kUnit = 64 * 1024;
-constexpr std::uint64_t kWords = kUnit / kGrain / 64;
+constexpr std::uint64_t kUnitGrains = kUnit / kGrain;
+constexpr std::uint64_t kWords = kUnitGrains / 64;
 
 enum class Use : std::uint8_t { kNone, kSmall, kLarge, kFree };
 
@@ -91,8 +94,9 @@ struct Unit {
 
 struct Heap {
   Address base;
-  std::uint64_t size;  // 0 until there is one
+  std::uint64_t size, grains;  // 0 until there is one
   Mark* marks;
+  Mark* unit_marks;  // those of the blocks in each unit
   Unit* units;
   std::uint32_t top, committed, limit;  // units ever used, writable, in all
   std::uint32_t with_free[kSizes];      // units that have free blocks
@@ -133,7 +137,7 @@ bool reserve() {
   std::uint64_t size = std::uint64_t{16} << 30;
   while (size < 4 * memory && size < std::uint64_t{16} << 40) size *= 2;
   for (; size >= kSmallestReservation; size /= 2) {
-    const std::uint64_t marks_size = size / kGrain;
+    const std::uint64_t marks_size = size / kGrain + size / kUnit;
     const std::uint64_t units_size = size / kUnit * sizeof(Unit);
     void* const space = map(size + kUnit, PROT_NONE, 0);
     void* const marks = map(marks_size, PROT_READ | PROT_WRITE, MAP_NORESERVE);
@@ -143,10 +147,12 @@ bool reserve() {
       madvise(units, units_size, MADV_NOHUGEPAGE);
       heap.base = (reinterpret_cast<Address>(space) + kUnit - 1) / kUnit * kUnit;
       heap.marks = static_cast<Mark*>(marks);
+      heap.unit_marks = heap.marks + size / kGrain;
       heap.units = static_cast<Unit*>(units);
       heap.limit = static_cast<std::uint32_t>(size / kUnit);
       heap.top = heap.committed = 1;
-      __atomic_store_n(&heap.size, size, __ATOMIC_RELEASE);
+      heap.size = size;
+      __atomic_store_n(&heap.grains, size / kGrain, __ATOMIC_RELEASE);
       return true;
     }
     if (space) munmap(space, size + kUnit);
@@ -271,6 +277,7 @@ std::uint32_t unit_with_free(std::uint32_t index) {
   Unit& record = heap.units[unit];
   record.use = Use::kSmall;
   record.index = static_cast<std::uint8_t>(index);
+  heap.unit_marks[unit] = static_cast<Mark>(index + 1);
   record.blocks = record.free_blocks = static_cast<std::uint16_t>(kUnit / size_at(index));
   for (std::uint32_t word = 0, left = record.blocks; word < kWords; ++word) {
     const std::uint32_t here = left < 64 ? left : 64;
@@ -323,18 +330,52 @@ constexpr std::uint32_t kStore = 64;              // most blocks of one size
 constexpr std::uint32_t kStoreBytes = 32 * 1024;  // most bytes of one size, but
 constexpr std::uint32_t kSmallestStore = 4;       // at least this many blocks
 
+// A stack of blocks in bottom[1] to bottom[n], `top` at the last one. The last one itself
+// is in `block`: whoever takes it need not wait for `top`.
 struct Store {
-  std::uint32_t count, limit;
-  void* blocks[kStore];
+  void* block;  // null: empty
+  void** top;
+  void** limit;
+  void** bottom;  // bottom[0] is null
+
+  std::uint32_t count() const { return static_cast<std::uint32_t>(top - bottom); }
+  std::uint32_t most() const { return static_cast<std::uint32_t>(limit - bottom); }
+  void set_count(std::uint32_t count) {
+    top = bottom + count;
+    block = *top;
+  }
+  bool push(void* one) {
+    void** const at = top;
+    if (at == limit) return false;
+    *at = block;
+    block = one;
+    top = at + 1;
+    return true;
+  }
+  void* pop() {
+    void* const one = block;
+    if (one) [[likely]]
+      block = *--top;
+    return one;
+  }
 };
 
+// By mark. Nothing comes out of the stores of 0 and kLargeMark, and nothing fits in.
 struct Stores {
-  Store of[kSizes];
+  Store of[kLargeMark + 1];
+  void* blocks[kSizes][kStore + 1];
   Stores* next;  // of those without a thread
 };
 
-// A thread's stores until its first block: nothing comes out and nothing fits
-// in.
+// All but `kept` blocks go back to their units. With the lock held.
+void empty_store(Store& store, std::uint32_t index, std::uint32_t kept) {
+  if (store.bottom == nullptr) return;
+  *store.top = store.block;
+  give_small(index, store.bottom + kept + 1, store.count() - kept);
+  store.set_count(kept);
+}
+
+// A thread's stores until its first block, all like these two.
 Stores no_stores;
 __thread Stores* own_stores = &no_stores;
 
@@ -347,8 +388,7 @@ void leave_stores(void* of_thread) {
   own_stores = &no_stores;
   const HeapLock lock;
   for (std::uint32_t index = 0; index < kSizes; ++index) {
-    give_small(index, stores->of[index].blocks, stores->of[index].count);
-    stores->of[index].count = 0;
+    empty_store(stores->of[index + 1], index, 0);
   }
   stores->next = unowned_stores;
   unowned_stores = stores;
@@ -367,7 +407,11 @@ void find_stores() {
     if (!stores) return;
     for (std::uint32_t index = 0; index < kSizes; ++index) {
       const std::uint32_t fit = kStoreBytes / size_at(index);
-      stores->of[index].limit = fit < kSmallestStore ? kSmallestStore : fit < kStore ? fit : kStore;
+      Store& store = stores->of[index + 1];
+      store.top = store.bottom = stores->blocks[index];
+      store.limit = store.bottom + (fit < kSmallestStore ? kSmallestStore
+                                    : fit < kStore       ? fit
+                                                         : kStore);
     }
   }
   pthread_setspecific(stores_key, stores);
@@ -380,11 +424,18 @@ Mark* mark_of(const void* block) {
   return &heap.marks[(reinterpret_cast<Address>(block) - heap.base) / kGrain];
 }
 
+// The number of the grain at the address; not less than heap.grains if no block can
+// begin there. Rotated, the bits of an address within a grain are the high ones.
+std::uint64_t grain_at(const void* address) {
+  const std::uint64_t offset = reinterpret_cast<Address>(address) - heap.base;
+  static_assert(kGrain == 16);
+  return offset >> 4 | offset << 60;
+}
+
 // The mark of the block that begins at the address; 0 if there is none.
 Mark find_mark(const void* block) {
-  const auto address = reinterpret_cast<Address>(block);
-  const bool possible = address - heap.base < heap.size && address % kGrain == 0;
-  return possible ? *mark_of(block) : Mark{0};
+  const std::uint64_t grain = grain_at(block);
+  return grain < heap.grains ? heap.marks[grain] : Mark{0};
 }
 
 void* take_large(std::uint64_t size, bool* clean) {
@@ -396,7 +447,7 @@ void* take_large(std::uint64_t size, bool* clean) {
   record.use = Use::kLarge;
   record.run = length;
   record.bytes = (size + kGrain - 1) / kGrain * kGrain;
-  *mark_of(start_of(unit)) = kLargeMark;
+  heap.unit_marks[unit] = *mark_of(start_of(unit)) = kLargeMark;
   return start_of(unit);
 }
 
@@ -420,13 +471,12 @@ void* take_large(std::uint64_t size, bool* clean) {
       block = take_large(size, &clean);
     } else {
       const std::uint32_t index = size_index(size);
-      Store& store = own_stores->of[index];
-      if (store.limit) store.count = take_small(index, store.blocks, store.limit / 2);
-      if (store.count) {
-        block = store.blocks[--store.count];
-      } else {
-        take_small(index, &block, 1);
+      Store& store = own_stores->of[index + 1];
+      if (store.block == nullptr && store.bottom) {
+        store.set_count(take_small(index, store.bottom + 1, store.most() / 2));
       }
+      block = store.pop();
+      if (!block) take_small(index, &block, 1);
       if (block) *mark_of(block) = static_cast<Mark>(index + 1);
     }
   }
@@ -451,50 +501,59 @@ void* take_large(std::uint64_t size, bool* clean) {
     return nullptr;
   }
   const std::uint32_t index = mark - 1u;
-  Store& store = own_stores->of[index];
-  if (store.limit == 0) {
-    give_small(index, &block, 1);
-    return nullptr;
-  }
-  const std::uint32_t kept = store.count / 2;
-  give_small(index, store.blocks + kept, store.count - kept);
-  store.blocks[kept] = block;
-  store.count = kept + 1;
+  Store& store = own_stores->of[mark];
+  empty_store(store, index, store.count() / 2);
+  if (!store.push(block)) give_small(index, &block, 1);
   return nullptr;
 }
 
-inline void* allocate(std::uint64_t size, bool zero_fill) {
-  if (size <= kLargestSmall) {
-    const std::uint32_t index =
-        size <= kLargestTabled ? kSizeTable.index[(size + kGrain - 1) / kGrain] : size_index(size);
-    Store& store = own_stores->of[index];
-    if (store.count) {
-      void* const block = store.blocks[--store.count];
-      *mark_of(block) = static_cast<Mark>(index + 1);
-      return zero_fill ? cleared(block, size) : block;
-    }
+[[gnu::always_inline]] inline void* allocate(std::uint64_t size, bool zero_fill) {
+  std::uint32_t mark;
+  if (size <= kLargestTabled) [[likely]] {
+    mark = kSizeTable.mark[(size + kGrain - 1) / kGrain];
+  } else if (size <= kLargestSmall) {
+    mark = size_index(size) + 1;
+  } else {
+    return allocate_slowly(size, zero_fill);
   }
-  return allocate_slowly(size, zero_fill);
+  void* const block = own_stores->of[mark].pop();
+  if (!block) [[unlikely]]
+    return allocate_slowly(size, zero_fill);
+  *mark_of(block) = static_cast<Mark>(mark);
+  return zero_fill ? cleared(block, size) : block;
+}
+
+// False: slowly, then.
+[[gnu::always_inline]] inline bool into_store(void* block) {
+  const std::uint64_t grain = grain_at(block);
+  if (grain >= heap.grains || heap.marks[grain] == 0) return false;
+  // The unit's mark is the block's, which may just have been written.
+  if (!own_stores->of[heap.unit_marks[grain / kUnitGrains]].push(block)) return false;
+  heap.marks[grain] = 0;
+  return true;
+}
+
+[[gnu::noinline]] TARNAPI void free_block_slowly(void* block, std::int32_t error,
+                                                 BlockRefusal* refused) {
+  if (block && free_slowly(block)) refused(block, error);
 }
 
 }  // namespace
 
 void* GlobalAlloc(std::uint32_t flags, std::uint64_t size) {
-  return allocate(size, (flags & kGlobalZeroFill) != 0);
+  return flags & kGlobalZeroFill ? allocate(size, true) : allocate(size, false);
 }
 
+void* AllocateBlock(std::uint64_t size) { return allocate(size, false); }
+
 void* GlobalFree(void* block) {
-  if (block == nullptr) return nullptr;
-  const Mark mark = find_mark(block);
-  if (mark != 0 && mark != kLargeMark) {
-    Store& store = own_stores->of[mark - 1];
-    if (store.count < store.limit) {
-      *mark_of(block) = 0;
-      store.blocks[store.count++] = block;
-      return nullptr;
-    }
-  }
+  if (block == nullptr || into_store(block)) return nullptr;
   return free_slowly(block);
+}
+
+void FreeBlock(void* block, std::int32_t error, BlockRefusal* refused) {
+  if (into_store(block)) return;
+  free_block_slowly(block, error, refused);
 }
 
 std::uint64_t GlobalSize(void* block) {

@@ -4,6 +4,7 @@
 #include <malloc.h>
 #include <stdlib.h>
 
+#include "platform/image_imports.h"
 #include "platform/posix/base/base.h"
 
 // Of the sanitizer's published interface, for which not every compiler has the
@@ -40,6 +41,12 @@ void* GlobalFree(void* block) {
   }
   free(block);
   return nullptr;
+}
+
+void* AllocateBlock(std::uint64_t size) { return allocate(size, false); }
+
+void FreeBlock(void* block, std::int32_t error, BlockRefusal* refused) {
+  if (GlobalFree(block)) refused(block, error);
 }
 
 std::uint64_t GlobalSize(void* block) {
