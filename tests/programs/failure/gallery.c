@@ -92,7 +92,7 @@ static DEEP void bad_jump(void) {
   static jmp_buf never_set;
   longjmp(never_set, 1);
 }
-/* The system's routine refuses all storage, until the report wants some. */
+/* There is no storage until the report wants some. */
 int VirtualProtect(void* address, unsigned long long size, unsigned rights, unsigned* before);
 static unsigned char* allocator;
 static unsigned char allocator_code[3] = {0x31, 0xC0, 0xC3}; /* xor eax, eax; ret */
@@ -110,7 +110,7 @@ static DEEP void no_label(void) {
   const unsigned all_rights = 0x40;
   unsigned before;
   void* label;
-  allocator = ProcessDynt("GlobalAlloc", "KERNEL32.DLL");
+  allocator = ProcessDynt("malloc", "TARNLIBC64.DLL");
   VirtualProtect(allocator, sizeof allocator_code, all_rights, &before);
   TRAP_EXCEPTION(&access, exchange_code);
   exchange_code(0, 0, 0);
