@@ -1,5 +1,5 @@
 // The heap of builds with the address sanitizer: the sanitizer's own, which knows
-// the bounds of every block.
+// the bounds of every block. Its locks are not held by a suspended thread either.
 
 #include <malloc.h>
 #include <stdlib.h>
@@ -21,6 +21,7 @@ namespace {
 constexpr std::uint32_t kGlobalZeroFill = 0x40;
 
 void* allocate(std::uint64_t size, bool zero_fill) {
+  const Unsuspended unsuspended;
   void* const block = zero_fill ? calloc(1, size) : malloc(size);
   if (block == nullptr) SetLastError(kErrorNotEnoughMemory);
   return block;
@@ -35,6 +36,7 @@ void* GlobalAlloc(std::uint32_t flags, std::uint64_t size) {
 }
 
 void* GlobalFree(void* block) {
+  const Unsuspended unsuspended;
   if (block != nullptr && !is_block(block)) {
     fail(kErrorInvalidHandle);
     return block;
@@ -50,6 +52,7 @@ void FreeBlock(void* block, std::int32_t error, BlockRefusal* refused) {
 }
 
 std::uint64_t GlobalSize(void* block) {
+  const Unsuspended unsuspended;
   if (block == nullptr || !is_block(block)) {
     return static_cast<std::uint64_t>(fail(kErrorInvalidHandle));
   }
@@ -57,6 +60,7 @@ std::uint64_t GlobalSize(void* block) {
 }
 
 bool IsInsideHeapBlock(const void* address) {
+  const Unsuspended unsuspended;
   char name[1];
   void* start = nullptr;
   std::size_t size = 0;
