@@ -25,10 +25,40 @@ FILE* open_path(const char* path, const char* mode, int share) {
   if (!stream) return nullptr;
   const int number = open_file(path, flags, share, _S_IREAD | _S_IWRITE);
   if (number < 0) {
-    stream->number = -1;
+    release_stream(*stream);
     return nullptr;
   }
   return open_as(stream, number, flags);
+}
+
+// The same file in another mode.
+bool change_mode(Stream& stream, int flags) {
+  Descriptor* const file = is_open(stream) ? descriptor(stream.number) : nullptr;
+  if (!file) return false;
+  if (!(flags & (_O_TEXT | _O_BINARY))) flags |= _O_TEXT;
+  flush(stream);
+  file->text = stream.text = flags & _O_TEXT;
+  file->append = flags & _O_APPEND;
+  stream.face._flag = 0;
+  return true;
+}
+
+// Another file; without success the stream is closed.
+bool reopen(Stream& stream, const char* path, int flags) {
+  const int old_number = stream.number;
+  if (is_open(stream)) close(stream);
+  int number = open_file(path, flags, _SH_DENYNO, _S_IREAD | _S_IWRITE);
+  if (number < 0) return false;
+  // A standard stream keeps its number, which programs and child processes know.
+  if (old_number >= 0 && old_number <= 2 && number != old_number) {
+    _dup2(number, old_number);
+    _close(number);
+    number = old_number;
+  }
+  const Lock kept = stream.lock;
+  set_up(stream, number, flags);
+  stream.lock = kept;
+  return true;
 }
 
 }  // namespace
@@ -56,41 +86,27 @@ CRT_API FILE* _fdopen(int number, const char* mode) {
 
 // With a null path the same file is kept, and only its mode changes.
 CRT_API FILE* freopen(const char* path, const char* mode, FILE* file) {
-  Stream& stream = stream_of(file);
-  const Locked locked(stream.lock);
   int flags;
   if (!read_mode(mode, &flags)) return nullptr;
-  if (!path) {
-    if (!(flags & (_O_TEXT | _O_BINARY))) flags |= _O_TEXT;
-    flush(stream);
-    if (Descriptor* const kept = descriptor(stream.number)) {
-      kept->text = flags & _O_TEXT;
-      kept->append = flags & _O_APPEND;
-    }
-    stream.text = flags & _O_TEXT;
-    stream.face._flag = 0;
-    return file;
+  Stream& stream = stream_of(file);
+  {
+    const Locked locked(stream.lock);
+    if (path ? reopen(stream, path, flags) : change_mode(stream, flags)) return file;
   }
-  const int old_number = stream.number;
-  if (old_number >= 0) close(stream);
-  int number = open_file(path, flags, _SH_DENYNO, _S_IREAD | _S_IWRITE);
-  if (number < 0) return nullptr;
-  // A standard stream keeps its number, which programs and child processes know.
-  if (old_number >= 0 && old_number <= 2 && number != old_number) {
-    _dup2(number, old_number);
-    _close(number);
-    number = old_number;
-  }
-  const Lock kept = stream.lock;
-  set_up(stream, number, flags);
-  stream.lock = kept;
-  return file;
+  if (stream.number < 0) release_stream(stream);
+  return nullptr;
 }
 
 CRT_API int fclose(FILE* file) {
   Stream& stream = stream_of(file);
-  const Locked locked(stream.lock);
-  return is_open(stream) ? crt::close(stream) : EOF;
+  int result;
+  {
+    const Locked locked(stream.lock);
+    if (!is_open(stream)) return EOF;
+    result = crt::close(stream);
+  }
+  release_stream(stream);
+  return result;
 }
 
 CRT_API int fflush(FILE* file) {

@@ -164,19 +164,22 @@ bool is_open(const Stream& stream) {
 Stream* new_stream() {
   const Locked locked(streams_lock);
   Stream* stream = other_streams;
-  while (stream && stream->number >= 0) stream = stream->following;
+  while (stream && __atomic_load_n(&stream->taken, __ATOMIC_ACQUIRE)) stream = stream->following;
   if (!stream) {
     stream = static_cast<Stream*>(calloc(1, sizeof(Stream)));
     if (!stream) {
       errno = ENOMEM;
       return nullptr;
     }
+    stream->number = -1;
     stream->following = other_streams;
     other_streams = stream;
   }
-  stream->number = 0;  // taken; set_up says by which
+  stream->taken = true;
   return stream;
 }
+
+void release_stream(Stream& stream) { __atomic_store_n(&stream.taken, false, __ATOMIC_RELEASE); }
 
 bool read_mode(const char* mode, int* flags) {
   int result;
@@ -235,6 +238,7 @@ void set_up(Stream& stream, int number, int flags) {
   Stream* const following = stream.following;
   stream = {};
   stream.following = following;
+  stream.taken = true;
   stream.number = stream.face._file = number;
   stream.can_read = !(flags & _O_WRONLY);
   stream.can_write = flags & (_O_WRONLY | _O_RDWR);

@@ -40,6 +40,7 @@ struct Stream {
   unsigned char pushed[4];  // by ungetc, the last one first to come
   void* child;              // popen's process
   Stream* following;
+  bool taken;  // of the list: open, or about to be
   Lock lock;
 };
 
@@ -79,6 +80,9 @@ void for_each_stream(Act act) {
 bool is_open(const Stream& stream);
 // A free stream, or null and ENOMEM.
 Stream* new_stream();
+// Lets the next open have a closed stream, for one who does not hold its lock any more:
+// the next one begins with a lock of its own.
+void release_stream(Stream& stream);
 // fopen's mode as flags of open; false and EINVAL if it is none.
 bool read_mode(const char* mode, int* flags);
 void set_up(Stream& stream, int number, int flags);
