@@ -8,7 +8,8 @@
 # this function made before; a DLL exports what it declares dllexport. FINISH
 # passes options to finish_image. HOSTED is for programs in ISO C and C++: compiled
 # against the compiler's own headers, linked with the whole of the standard libraries.
-# C++ sources are hosted unless SUITE says that they do without these.
+# C++ sources are hosted unless SUITE says that they do without these. A program with
+# a Fortran source is hosted; its project enables the language Fortran.
 # The DLLs of the library are in the same
 # folder, where Windows, Wine and tarnrun look for them. The target is
 # tarn_program_NAME.
@@ -23,6 +24,7 @@
 #   TARN_PROGRAM_DLLS      the two DLLs
 #   TARN_HOSTED_PARTS      the archive of hosted programs, and its import library
 #   TARN_HOSTED_INCLUDE    the standard headers that the cross compiler lacks
+#   TARN_FORTRAN_PART      the archive of Fortran programs
 #   TARN_PROGRAM_WAITS     targets that make these, if any
 #   TARN_FINISH_IMAGE      the finisher
 
@@ -55,9 +57,11 @@ target_compile_options(tarn_program_flags INTERFACE
   "$<$<COMPILE_LANGUAGE:C,CXX>:${tarn_flags}>" "$<$<COMPILE_LANGUAGE:CXX>:${tarn_flags_cpp}>")
 
 tarn_read_flags(hosted_flags tarn_flags_hosted)
+tarn_read_flags(fortran_flags tarn_flags_fortran)
 add_library(tarn_hosted_flags INTERFACE)
 target_compile_options(tarn_hosted_flags INTERFACE
-  "$<$<COMPILE_LANGUAGE:C,CXX>:${tarn_flags_hosted};-idirafter${TARN_HOSTED_INCLUDE};-idirafter${TARN_PROGRAM_INCLUDE}>")
+  "$<$<COMPILE_LANGUAGE:C,CXX>:${tarn_flags_hosted};-idirafter${TARN_HOSTED_INCLUDE};-idirafter${TARN_PROGRAM_INCLUDE}>"
+  "$<$<COMPILE_LANGUAGE:Fortran>:${tarn_flags_fortran}>")
 
 set(tarn_copies)
 foreach(dll ${TARN_PROGRAM_DLLS})
@@ -90,7 +94,11 @@ function(tarn_add_program name)
   add_library(${code} OBJECT ${program_SOURCES})
   set(standard_libraries)
   set(hosted_libraries)
-  if(program_HOSTED)
+  set(linker ${CMAKE_C_COMPILER})
+  set(link_options)
+  set(fortran ${program_SOURCES})
+  list(FILTER fortran INCLUDE REGEX "\\.([fF]|[fF][oO][rR]|[fF][tT][nN]|[fF]90|[fF]95|[fF]03|[fF]08)$")
+  if(program_HOSTED OR fortran)
     target_link_libraries(${code} PRIVATE tarn_hosted_flags)
     set(import_libraries ${TARN_HOSTED_PARTS})
     set(standard_libraries -Wl,-Bstatic -lstdc++ ${TARN_HOSTED_PARTS})
@@ -98,8 +106,19 @@ function(tarn_add_program name)
     if(program_CPP)
       list(PREPEND standard_libraries -Wl,-u,tarn_cpp_ends)
     endif()
-    set(hosted_libraries -lmingwex -lpthread -lgcc_eh)
     list(APPEND program_FINISH --call-lines)
+    set(hosted_libraries -lmingwex -lpthread -lgcc_eh
+      $<$<IN_LIST:-fopenmp,$<TARGET_PROPERTY:${code},COMPILE_OPTIONS>>:-lgomp>)
+    if(fortran)
+      set(linker ${CMAKE_Fortran_COMPILER})
+      set_target_properties(${code} PROPERTIES
+        Fortran_MODULE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/${code}.modules)
+      # The second option brings the members of TARN_FORTRAN_PART, which only the
+      # compiler's own library may ask for.
+      set(link_options -Wl,--stack,67108864 -Wl,-u,_gfortran_runtime_error)
+      list(PREPEND import_libraries ${TARN_FORTRAN_PART})
+      list(APPEND hosted_libraries -lgfortran -lquadmath)
+    endif()
   else()
     target_link_libraries(${code} PRIVATE tarn_program_flags)
     set(import_libraries ${TARN_PROGRAM_IMPORT})
@@ -108,11 +127,15 @@ function(tarn_add_program name)
   foreach(dll ${program_LINK})
     list(APPEND import_libraries ${TARN_PROGRAMS}/lib${dll}.dll.a)
     list(APPEND waits_for tarn_program_${dll})
+    if(fortran)
+      add_dependencies(${code} tarn_program_${dll}_code)
+      target_include_directories(${code} PRIVATE
+        $<TARGET_PROPERTY:tarn_program_${dll}_code,Fortran_MODULE_DIRECTORY>)
+    endif()
   endforeach()
 
   set(made)
   set(kind exe)
-  set(link_options)
   set(finish_options)
   if(program_DLL)
     set(kind dll)
@@ -123,13 +146,13 @@ function(tarn_add_program name)
       "LIBRARY \"${name}.dll\"\nEXPORTS\ntarn_end_of_image PRIVATE\n")
     # Without the second option a DLL that declares no exports would export
     # everything, the interpreter included.
-    set(link_options -shared -Wl,--exclude-all-symbols -Wl,--out-implib,${made} ${definition})
+    list(APPEND link_options -shared -Wl,--exclude-all-symbols -Wl,--out-implib,${made} ${definition})
     set(finish_options --dll)
   endif()
   set(image ${TARN_PROGRAMS}/${name}.${kind})
   set(unfinished ${TARN_PROGRAMS}/${name}.unfinished.${kind})
   add_custom_command(OUTPUT ${image} ${unfinished} ${made}
-    COMMAND ${CMAKE_C_COMPILER} -nostdlib ${link_options}
+    COMMAND ${linker} -nostdlib ${link_options}
             -Wl,-e,__BrackenStartup -Wl,--dynamicbase -Wl,--disable-auto-import
             ${TARN_PROGRAM_START} $<TARGET_OBJECTS:${code}>
             -Wl,--start-group ${import_libraries} ${standard_libraries} ${TARN_PROGRAM_SUPPORT}

@@ -30,6 +30,7 @@ set(TARN_FINISH_IMAGE ${TARN_HOST_BUILD}/tools/finish_image/finish_image)
 # What hosted programs are linked with in addition; crt/ makes them.
 set(TARN_HOSTED_PARTS ${CMAKE_BINARY_DIR}/libtarncrt.a ${CMAKE_BINARY_DIR}/libtarnhosted.a)
 set(TARN_HOSTED_INCLUDE ${CMAKE_SOURCE_DIR}/crt/include)
+set(TARN_FORTRAN_PART ${CMAKE_BINARY_DIR}/libtarnfortran.a)
 include(TarnProgram)
 set(TARN_REPORT_OBJECT $<TARGET_OBJECTS:tarn_report>)
 include(TarnReport)

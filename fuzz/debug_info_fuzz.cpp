@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     at += section->size();
   }
   try {
-    finisher::read_code_ranges(sections, finisher::read_line_table(sections));
+    finisher::read_debug_entries(sections, finisher::read_line_table(sections));
   } catch (const finisher::ImageError&) {
   }
   return 0;

@@ -108,7 +108,14 @@ CRT_API int _fstat64(int number, struct _stat64* result) {
     return 0;
   }
   BY_HANDLE_FILE_INFORMATION facts;
-  if (!GetFileInformationByHandle(file->handle, &facts)) return fail();
+  if (!GetFileInformationByHandle(file->handle, &facts)) {
+    // Of a handle that may only be written, as the shell passes one, the size is known.
+    LARGE_INTEGER size;
+    if (!GetFileSizeEx(file->handle, &size)) return fail();
+    result->st_mode = mode_of(0, false);
+    result->st_size = size.QuadPart;
+    return 0;
+  }
   result->st_mode = mode_of(facts.dwFileAttributes, false);
   result->st_nlink = static_cast<short>(facts.nNumberOfLinks);
   set_times(result, facts);

@@ -91,11 +91,24 @@ bool is_raised_number(const EXCEPTION_RECORD& record) {
          memcmp(record.ExceptionAddress, kTrap, sizeof kTrap) == 0;
 }
 
-int on_failure(void*, EXCEPTION_RECORD* record, int) {
-  if (is_raised_number(*record)) return kReport;
+void (*last_act)();
+TrapRoutine* earlier;  // of an image that was loaded before
+
+int on_failure(void* context, EXCEPTION_RECORD* record, int number) {
   if (record->ExceptionCode == EXCEPTION_STACK_OVERFLOW) crt_stack_overflowed = 1;
-  Signal* const signal = find(signal_of(record->ExceptionCode));
-  return signal && signal->handler != SIG_IGN && deliver(*signal) ? kResume : kReport;
+  Signal* const signal =
+      is_raised_number(*record) ? nullptr : find(signal_of(record->ExceptionCode));
+  if (signal && signal->handler != SIG_IGN && deliver(*signal)) return kResume;
+  if (last_act) last_act();
+  return earlier ? earlier(context, record, number) : kReport;
+}
+
+void watch_failures() {
+  static bool watching;
+  if (watching) return;
+  watching = true;
+  earlier = set_trap_routine(&kAllTraps, on_failure);
+  set_trap_routine(&kAllFloatTraps, on_failure);
 }
 
 // Non-zero: dealt with. SIGBREAK and SIGINT are one to the library; a handler
@@ -109,6 +122,11 @@ int on_break() {
 
 void crt::deliver_abort() { deliver(*find(SIGABRT)); }
 
+void crt::before_report(void (*routine)()) {
+  last_act = routine;
+  watch_failures();
+}
+
 CRT_API __p_sig_fn_t signal(int number, __p_sig_fn_t handler) {
   Signal* const signal = find(number);
   if (!signal) {
@@ -121,8 +139,7 @@ CRT_API __p_sig_fn_t signal(int number, __p_sig_fn_t handler) {
     constexpr int kConsole = 0;
     set_break_routine(on_break, &kConsole);
   } else if (handler != SIG_DFL && (number == SIGSEGV || number == SIGILL || number == SIGFPE)) {
-    set_trap_routine(&kAllTraps, on_failure);
-    set_trap_routine(&kAllFloatTraps, on_failure);
+    watch_failures();
   }
   return before;
 }

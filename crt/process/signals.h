@@ -6,4 +6,8 @@ namespace crt {
 // Calls the program's handler of SIGABRT, if there is one, with the default in force.
 void deliver_abort();
 
+// From now on `routine` is called before each report, on the thread that failed. There is
+// one such routine; it may fail itself, and leave that failure by longjmp.
+void before_report(void (*routine)());
+
 }  // namespace crt

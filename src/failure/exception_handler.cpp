@@ -261,6 +261,7 @@ extern "C" TARN_MACHINERY std::int32_t __system_exception_handler(
     print_line(message);
     platform::ExitProcess(kStatusFailed);
   }
+  begin_traceback(false);  // the program may have walked before
   const bool seen = show();
   platform::ExitProcess(seen ? 0 : kStatusFailed);
 }

@@ -362,6 +362,12 @@ TARNAPI std::int32_t __C_specific_handler(ExceptionRecord* record, std::uint64_t
 // are as they were.
 TARNAPI Bool SetConsoleTextAttribute(Handle screen, std::uint16_t attributes);
 
+// ---- The machine ------------------------------------------------------------------
+
+// The machine's name in capitals, at most 15 bytes of it. `*size`: that of the buffer,
+// then the name's length, or with error 111 the size that is needed.
+TARNAPI Bool GetComputerNameA(char* name, std::uint32_t* size);
+
 // ---- Memory -----------------------------------------------------------------------
 
 struct MemoryInformation {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <string>
 #include <unordered_map>
 
 namespace finisher {
@@ -12,18 +13,26 @@ constexpr std::size_t kNone = ~std::size_t{0};
 constexpr std::size_t kMostUses = 16;  // of a list of ranges
 constexpr int kMostOrigins = 16;       // a declaration, its abstract form, and then some
 
-enum Tag : std::uint64_t { kInlinedCall = 0x1D, kRoutine = 0x2E };
+// Of a name of Fortran, whose own limit is 63 characters; longer names are cut.
+constexpr std::size_t kLongestName = 100;
+
+enum Tag : std::uint64_t { kInlinedCall = 0x1D, kModule = 0x1E, kRoutine = 0x2E };
+constexpr std::uint64_t kFortranLanguages[] = {0x07, 0x08, 0x0E, 0x22, 0x23};  // 77 to 2008
 enum UnitType : std::uint8_t { kCompileUnit = 1, kPartialUnit = 3 };
 enum Attribute : std::uint64_t {
+  kName = 0x03,
   kLineOffset = 0x10,  // stmt_list
   kLowPc = 0x11,
   kHighPc = 0x12,
+  kLanguage = 0x13,
   kAbstractOrigin = 0x31,
   kDeclaringFile = 0x3A,
   kSpecification = 0x47,
   kRanges = 0x55,
   kCallFile = 0x58,
   kCallLine = 0x59,
+  kMainProgram = 0x6A,
+  kLinkageName = 0x6E,
   kAddressBase = 0x73,
   kRangeListBase = 0x74,
 };
@@ -89,18 +98,21 @@ struct Unit {
   const std::vector<std::uint32_t>* files = nullptr;
   std::uint64_t low_pc = 0;
   std::uint64_t address_base = 0, range_list_base = 0;
+  bool is_fortran = false;
 };
 
-// A value as it is stored: an address, a number, an offset or an index by its form.
+// A value as it is stored: an address, a number, an offset, an index or a text by its form.
 struct Value {
   std::uint64_t form = 0, number = 0;
+  std::string_view text = {};
 };
 
 // What the readers of ranges want to know of an entry.
 struct Entry {
   std::optional<Value> low_pc, high_pc, ranges, line_offset, address_base, range_list_base, origin,
-      file;
-  std::uint64_t line = 0;
+      file, name;
+  std::uint64_t line = 0, language = 0;
+  bool is_main_program = false, has_linkage_name = false;
 };
 
 struct Interval {
@@ -115,6 +127,8 @@ struct Node {
   std::uint32_t file = 0;    // that declares it, or that calls
   std::uint32_t line = 0;    // of the call
   std::uint64_t origin = 0;  // the entry in .debug_info with the rest; 0: none
+  std::string name = {};     // of a Fortran routine; empty if the origin has it
+  bool is_main_program = false, is_program_start = false;
   std::vector<Interval> code = {};
 };
 
@@ -185,8 +199,7 @@ struct EntryReader {
       case kFormFlagPresent:
         return value(1);
       case kFormText:
-        reader.text();
-        return value(0);
+        return Value{form, 0, reader.text()};
       case kFormData16:
         reader.skip(16);
         return value(0);
@@ -214,6 +227,18 @@ struct EntryReader {
     for (const AttributeForm& declared : abbreviation.attributes) {
       const Value value = read(reader, unit, declared);
       switch (declared.attribute) {
+        case kName:
+          entry.name = value;
+          break;
+        case kLanguage:
+          entry.language = value.number;
+          break;
+        case kMainProgram:
+          entry.is_main_program = true;
+          break;
+        case kLinkageName:
+          entry.has_linkage_name = true;
+          break;
         case kLowPc:
           entry.low_pc = value;
           break;
@@ -359,6 +384,43 @@ struct EntryReader {
     return code;
   }
 
+  // ---- Names ----
+
+  std::string_view text_of(const Value& value) const {
+    std::string_view text = value.text;
+    if (value.form == kFormTextOffset || value.form == kFormLineTextOffset) {
+      const auto bytes = value.form == kFormTextOffset ? sections.texts : sections.line_texts;
+      if (value.number >= bytes.size()) refuse_damaged(".debug_str");
+      const auto rest = bytes.subspan(static_cast<std::size_t>(value.number));
+      text = {reinterpret_cast<const char*>(rest.data()), std::min(rest.size(), kLongestName)};
+      text = text.substr(0, text.find('\0'));
+    }
+    return text.substr(0, kLongestName);
+  }
+
+  // A submodule is linear.part in the debug data, linear:part in Fortran; and the code of
+  // a routine with several entries is master.0.NAME.
+  static std::string fortran_name(std::string_view name) {
+    constexpr std::string_view kSeveralEntries = "master.";
+    if (name.starts_with(kSeveralEntries)) name = name.substr(name.rfind('.') + 1);
+    std::string result(name);
+    std::replace(result.begin(), result.end(), '.', ':');
+    return result;
+  }
+
+  // Within a routine or a module, if there is one.
+  void name_routine(Node& node, const Entry& entry, std::string_view module) const {
+    const std::string_view name = entry.name ? text_of(*entry.name) : std::string_view();
+    if (name.empty()) return;
+    node.is_main_program = entry.is_main_program;
+    node.is_program_start = name == "main" && !entry.is_main_program && !entry.has_linkage_name;
+    const std::string around(node.parent != kNone ? nodes[node.parent].name : module);
+    node.name = fortran_name(name);
+    if (!around.empty() && around.size() + node.name.size() < kLongestName) {
+      node.name = around + ":" + node.name;
+    }
+  }
+
   // ---- Units ----
 
   std::uint32_t file_index(const Unit& unit, std::uint64_t number) const {
@@ -373,16 +435,19 @@ struct EntryReader {
     if (entry.address_base) unit.address_base = entry.address_base->number;
     if (entry.range_list_base) unit.range_list_base = entry.range_list_base->number;
     if (entry.low_pc) unit.low_pc = address(unit, *entry.low_pc);
+    unit.is_fortran = std::find(std::begin(kFortranLanguages), std::end(kFortranLanguages),
+                                entry.language) != std::end(kFortranLanguages);
   }
 
   // The index of the node that `entry` becomes.
   std::size_t add_node(const Unit& unit, std::uint64_t offset, bool is_routine, std::size_t parent,
-                       const Entry& entry) {
+                       const Entry& entry, std::string_view module) {
     Node node{is_routine, parent, parent == kNone ? 0 : nodes[parent].depth + 1};
     if (entry.file) node.file = file_index(unit, entry.file->number);
     node.line = static_cast<std::uint32_t>(entry.line);
     if (entry.origin) node.origin = entry.origin->number;
     node.code = code_of(unit, entry);
+    if (is_routine && unit.is_fortran) name_routine(node, entry, module);
     nodes.push_back(std::move(node));
     if (is_routine) routines.emplace(offset, nodes.size() - 1);
     return nodes.size() - 1;
@@ -390,6 +455,7 @@ struct EntryReader {
 
   void read_unit(DwarfReader unit_bytes, Unit unit, const Abbreviations& abbreviations) {
     std::vector<std::size_t> around;  // for each open level, the node that holds it
+    std::string module;               // that is open at the unit's first level
     bool is_first = true;
     while (!unit_bytes.done()) {
       const std::uint64_t offset = unit.start + unit_bytes.at;
@@ -404,8 +470,13 @@ struct EntryReader {
       std::size_t node = around.empty() ? kNone : around.back();
       if (is_first) take_unit_entry(unit, entry);
       is_first = false;
+      constexpr std::size_t kTopLevel = 1;
+      if (around.size() == kTopLevel) {
+        module = found->second.tag == kModule && entry.name ? fortran_name(text_of(*entry.name))
+                                                            : std::string();
+      }
       if (found->second.tag == kRoutine || found->second.tag == kInlinedCall) {
-        node = add_node(unit, offset, found->second.tag == kRoutine, node, entry);
+        node = add_node(unit, offset, found->second.tag == kRoutine, node, entry, module);
       }
       if (found->second.has_children) around.push_back(node);
     }
@@ -449,6 +520,15 @@ struct EntryReader {
     }
   }
 
+  const std::string& name_of(const Node* node) const {
+    for (int i = 0; i < kMostOrigins && node->name.empty() && node->origin != 0; ++i) {
+      const auto origin = routines.find(node->origin);
+      if (origin == routines.end()) break;
+      node = &nodes[origin->second];
+    }
+    return node->name;
+  }
+
   // The file in which a routine is declared, which its abstract form may state.
   std::uint32_t declaring_file(const Node* node) const {
     for (int i = 0; i < kMostOrigins && node->file == 0 && node->origin != 0; ++i) {
@@ -462,10 +542,11 @@ struct EntryReader {
 
 }  // namespace
 
-std::vector<CodeRange> read_code_ranges(const DebugSections& sections, const LineTable& lines) {
+DebugEntries read_debug_entries(const DebugSections& sections, const LineTable& lines) {
   EntryReader reader{sections, lines};
   reader.read_all();
-  std::vector<CodeRange> ranges;
+  DebugEntries result;
+  auto& [ranges, names] = result;
   struct Place {
     std::uint32_t file, line;
   };
@@ -479,6 +560,16 @@ std::vector<CodeRange> read_code_ranges(const DebugSections& sections, const Lin
       if (node.file == place.file && node.line != 0) place.line = node.line;
     }
     places.push_back(place);
+    if (node.is_routine) {
+      const std::string& name = reader.name_of(&node);
+      for (const Interval& each : node.code) {
+        if (node.is_program_start) {
+          names.insert_or_assign(each.start, kProgramStart);
+        } else if (!name.empty()) {
+          names.insert_or_assign(each.start, name);
+        }
+      }
+    }
     for (const Interval& each : node.code) {
       if (each.start >= each.end || place.file == 0) continue;
       ranges.push_back({each.start, each.end, node.depth, place.file, place.line});
@@ -487,7 +578,7 @@ std::vector<CodeRange> read_code_ranges(const DebugSections& sections, const Lin
   std::stable_sort(ranges.begin(), ranges.end(), [](const CodeRange& a, const CodeRange& b) {
     return std::pair(a.start, a.depth) < std::pair(b.start, b.depth);
   });
-  return ranges;
+  return result;
 }
 
 }  // namespace finisher

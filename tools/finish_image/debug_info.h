@@ -1,7 +1,10 @@
-// Which code was inlined where, from the DWARF entries (versions 2 to 5).
+// Which code was inlined where, and what Fortran calls its routines, from the DWARF
+// entries (versions 2 to 5).
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "line_program.h"
@@ -19,8 +22,18 @@ struct CodeRange {
   std::uint32_t line;
 };
 
-// Ascending by start, and by depth where they start together. Refuses damaged
-// sections; leaves out units of versions that it does not know.
-std::vector<CodeRange> read_code_ranges(const DebugSections& sections, const LineTable& lines);
+struct DebugEntries {
+  // Ascending by start, and by depth where they start together.
+  std::vector<CodeRange> ranges;
+  // The routines of Fortran units by their addresses, as their users know them: `solve`, in
+  // a module `linear:solve`, in another routine `solve:step`; a main program by its name,
+  // and kProgramStart for the routine that the compiler makes to call it.
+  std::unordered_map<std::uint64_t, std::string> fortran_names;
+};
+
+inline constexpr char kProgramStart[] = "";
+
+// Refuses damaged sections; leaves out units of versions that it does not know.
+DebugEntries read_debug_entries(const DebugSections& sections, const LineTable& lines);
 
 }  // namespace finisher

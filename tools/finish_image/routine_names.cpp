@@ -37,6 +37,17 @@ std::string without_clone_words(std::string name) {
   }
 }
 
+// A routine of a Fortran module without debug data, __linear_MOD_solve; and a main
+// program, MAIN__, which has then lost its name.
+std::string fortran_name(std::string name) {
+  constexpr std::string_view kModule = "__", kRoutineOfModule = "_MOD_";
+  if (name == "MAIN__") return "main program";
+  const std::size_t middle = name.find(kRoutineOfModule);
+  if (!name.starts_with(kModule) || middle == std::string::npos) return name;
+  return name.substr(kModule.size(), middle - kModule.size()) + ":" +
+         name.substr(middle + kRoutineOfModule.size());
+}
+
 std::string demangled(std::string name) {
   if (!name.starts_with("_Z") || name.size() > kLongestDecodedName) return name;
   int status = 0;
@@ -48,7 +59,7 @@ std::string demangled(std::string name) {
 }
 
 // Applied in this order. Each returns a name that it does not concern unchanged.
-constexpr std::string (*kRules[])(std::string) = {without_clone_words, demangled};
+constexpr std::string (*kRules[])(std::string) = {without_clone_words, fortran_name, demangled};
 
 }  // namespace
 

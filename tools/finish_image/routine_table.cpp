@@ -5,6 +5,7 @@
 #include <cstring>
 #include <map>
 #include <set>
+#include <tuple>
 
 #include "debug_info.h"
 #include "routine_names.h"
@@ -21,6 +22,30 @@ constexpr std::uint32_t kEntrySize = 40;  // after the name
 constexpr std::uint32_t kLineTableBehindRecord = 8;
 
 constexpr char kStartRoutine[] = "__BrackenStartup";
+
+struct DebugData {
+  LineTable lines;
+  DebugEntries entries;
+};
+
+// The routine of a section of its own, .text$NAME or .text.unlikely.NAME: of an object
+// that was stripped it is all that is left of the name. Empty if it is no such section.
+std::string_view routine_of_section(std::string_view section) {
+  for (const std::string_view beginning :
+       {".text$", ".text.unlikely.", ".text.startup.", ".text.exit.", ".text.hot."}) {
+    if (section.starts_with(beginning)) return section.substr(beginning.size());
+  }
+  return {};
+}
+
+std::string table_name(const Symbol& symbol, const DebugData& debug, std::uint64_t base) {
+  const auto known = debug.entries.fortran_names.find(base + symbol.offset);
+  if (known != debug.entries.fortran_names.end()) {
+    return known->second == kProgramStart ? kStartRoutineInTable : known->second;
+  }
+  if (symbol.name == kStartRoutine || symbol.name == kRunRoutine) return kStartRoutineInTable;
+  return shown_name(symbol.is_section ? std::string(routine_of_section(symbol.name)) : symbol.name);
+}
 
 // The two prologues that the traceback steps over: one subtraction, or a size
 // for the stack probe and then the subtraction.
@@ -43,11 +68,6 @@ std::uint32_t frame_size_of(const Section& section, std::uint32_t start) {
   return 0;
 }
 
-struct DebugData {
-  LineTable lines;
-  std::vector<CodeRange> ranges;
-};
-
 // The innermost line of the routine's own file that the debug data have at each
 // address, since a table cannot distinguish two files: of the code's own row, or of
 // the call by which code of another file came to be there. One pair an address, only
@@ -57,14 +77,15 @@ void add_lines(Routine& routine, const DebugData& debug, std::uint64_t base) {
   auto row = std::lower_bound(
       debug.lines.rows.begin(), debug.lines.rows.end(), first,
       [](const LineRow& each, std::uint64_t address) { return each.address < address; });
+  const std::vector<CodeRange>& ranges = debug.entries.ranges;
   auto range = std::lower_bound(
-      debug.ranges.begin(), debug.ranges.end(), first,
+      ranges.begin(), ranges.end(), first,
       [](const CodeRange& each, std::uint64_t address) { return each.start < address; });
   std::set<std::uint64_t> addresses;
   for (auto each = row; each != debug.lines.rows.end() && each->address < end; ++each) {
     addresses.insert(each->address);
   }
-  for (auto each = range; each != debug.ranges.end() && each->start < end; ++each) {
+  for (auto each = range; each != ranges.end() && each->start < end; ++each) {
     addresses.insert({each->start, std::min(each->end, end)});
   }
   addresses.erase(end);
@@ -76,7 +97,7 @@ void add_lines(Routine& routine, const DebugData& debug, std::uint64_t base) {
   std::set<std::pair<std::uint64_t, const CodeRange*>> ends;
   for (const std::uint64_t address : addresses) {
     for (; row != debug.lines.rows.end() && row->address <= address; ++row) code = &*row;
-    for (; range != debug.ranges.end() && range->start <= address; ++range) {
+    for (; range != ranges.end() && range->start <= address; ++range) {
       around.insert({range->depth, &*range});
       ends.insert({range->end, &*range});
     }
@@ -113,7 +134,7 @@ DebugData debug_data(Image& image) {
   };
   DebugData data;
   data.lines = read_line_table(sections);
-  data.ranges = read_code_ranges(sections, data.lines);
+  data.entries = read_debug_entries(sections, data.lines);
   return data;
 }
 
@@ -136,13 +157,15 @@ std::vector<Routine> collect_routines(Image& image) {
     if (symbol.is_routine || symbol.is_external || symbol.is_section) {
       bounds.push_back(symbol.offset);
     }
-    if (symbol.is_routine || (symbol.is_external && imports.contains(symbol.name))) {
+    if (symbol.is_routine || (symbol.is_external && imports.contains(symbol.name)) ||
+        (symbol.is_section && !routine_of_section(symbol.name).empty())) {
       routines.push_back(&symbol);
     }
   }
   std::sort(bounds.begin(), bounds.end());
   std::stable_sort(routines.begin(), routines.end(), [](const Symbol* a, const Symbol* b) {
-    return std::pair(a->offset, !a->is_external) < std::pair(b->offset, !b->is_external);
+    return std::tuple(a->offset, a->is_section, !a->is_external) <
+           std::tuple(b->offset, b->is_section, !b->is_external);
   });
   routines.erase(
       std::unique(routines.begin(), routines.end(),
@@ -155,8 +178,7 @@ std::vector<Routine> collect_routines(Image& image) {
     const Section& home = image.sections[static_cast<std::size_t>(symbol->section)];
     const auto bound = std::upper_bound(bounds.begin(), bounds.end(), symbol->offset);
     Routine routine;
-    const bool is_start = symbol->name == kStartRoutine || symbol->name == kRunRoutine;
-    routine.name = is_start ? kStartRoutineInTable : shown_name(symbol->name);
+    routine.name = table_name(*symbol, debug, image.headers.optional.image_base);
     if (routine.name.empty()) continue;
     routine.start = symbol->offset;
     routine.end = (bound == bounds.end() ? home.end() : std::min(*bound, home.end())) - 1;

@@ -54,20 +54,29 @@ void add_dependency_options(const Request& request, const Input& source, Words* 
 
 Words command(const Job& job, const Input& source, const fs::path& object) {
   const Request& request = job.request;
-  Words words = {job.places.compiler.string()};
+  const bool fortran = is_fortran(source);
+  Words words = {(fortran ? job.places.fortran : job.places.compiler).string()};
   if (!request.report_only) {
-    const char* const flags = request.hosted ? "hosted_flags" : "program_flags";
+    const char* const flags = fortran          ? "fortran_flags"
+                              : request.hosted ? "hosted_flags"
+                                               : "program_flags";
     words.push_back("@" + (job.places.parts / flags).string());
     if (is_cpp(source) && !request.hosted) {
       words.push_back("@" + (job.places.parts / "program_flags_cpp").string());
     }
     // A hosted program's standard headers are the compiler's: ours come after them.
-    words.insert(words.end(),
-                 {request.hosted ? "-idirafter" : "-isystem", job.places.include.string()});
+    if (!fortran) {
+      words.insert(words.end(),
+                   {request.hosted ? "-idirafter" : "-isystem", job.places.include.string()});
+    }
   }
   if (isatty(kStandardError)) words.push_back("-fdiagnostics-color=always");
   words.insert(words.end(), request.compiler_options.begin(), request.compiler_options.end());
-  add_dependency_options(request, source, &words);
+  if (fortran) {
+    words.insert(words.end(), request.fortran_options.begin(), request.fortran_options.end());
+  } else {
+    add_dependency_options(request, source, &words);
+  }
   if (!source.language.empty()) words.insert(words.end(), {"-x", source.language});
   switch (request.goal) {
     case Goal::kImage:

@@ -18,12 +18,20 @@ bool write_definition(const fs::path& definition, const std::string& image) {
   return std::fclose(file) == 0 && written;
 }
 
-// The compiler that links a C++ library by itself: beside the other, named as it is.
+void add_stack_size(const Request& request, Words* words) {
+  if (const std::uint64_t size = stack_size(request)) {
+    words->push_back("-Wl,--stack," + std::to_string(size));
+  }
+}
+
+// The compiler that links the libraries of its language by itself; that of C++ is beside
+// the other, named as it is.
 std::string linking_compiler(const Job& job) {
   const std::vector<Input>& inputs = job.request.inputs;
   const bool has_cpp = std::any_of(inputs.begin(), inputs.end(), [](const Input& input) {
     return input.is_source && is_cpp(input);
   });
+  if (job.request.fortran) return job.places.fortran.string();
   const fs::path& compiler = job.places.compiler;
   std::string name = compiler.filename().string();
   const std::size_t gcc = name.rfind("gcc");
@@ -49,6 +57,7 @@ int link_ordinary(const Job& job, const Words& objects, const fs::path& unfinish
   for (const Input& input : request.inputs) {
     words.push_back(input.is_source ? *object++ : input.word);
   }
+  add_stack_size(request, &words);
   words.insert(words.end(), {"-L" + job.places.parts.string(), "-o", unfinished.string()});
   return run_program(words, job.run_options()) == 0 ? kDone : kRefused;
 }
@@ -67,9 +76,14 @@ int link(const Job& job, const Words& objects, const fs::path& unfinished) {
   const Request& request = job.request;
   if (request.report_only) return link_ordinary(job, objects, unfinished);
   const fs::path& parts = job.places.parts;
-  Words words = {job.places.compiler.string(), "-nostdlib",
-                 "-Wl,-e,__BrackenStartup",    "-Wl,--dynamicbase",
-                 "-Wl,--disable-auto-import",  (parts / "program_start.o").string()};
+  const fs::path& driver = request.fortran ? job.places.fortran : job.places.compiler;
+  Words words = {driver.string(),
+                 "-nostdlib",
+                 "-Wl,-e,__BrackenStartup",
+                 "-Wl,--dynamicbase",
+                 "-Wl,--disable-auto-import",
+                 (parts / "program_start.o").string()};
+  add_stack_size(request, &words);
   auto object = objects.begin();
   for (const Input& input : request.inputs) {
     words.push_back(input.is_source ? *object++ : input.word);
@@ -94,9 +108,16 @@ int link(const Job& job, const Words& objects, const fs::path& unfinished) {
     // What libstdc++ has inside it would be found there first.
     if (has_cpp(request)) words.insert(words.end(), {"-Wl,-u,tarn_cpp_ends"});
     if (request.traps) words.push_back((parts / "hosted_traps.o").string());
+    if (request.fortran) {
+      // Only the compiler's own library may ask for its members.
+      words.insert(words.end(),
+                   {"-Wl,-u,_gfortran_runtime_error", (parts / "libtarnfortran.a").string()});
+    }
     words.insert(words.end(), {archive, (parts / "libtarnhosted.a").string(), "-Wl,-Bstatic",
                                "-lstdc++", archive, (parts / "libprogram_support.a").string(),
                                "-lmingwex", "-lpthread", "-lgcc_eh"});
+    if (request.fortran) words.insert(words.end(), {"-lgfortran", "-lquadmath"});
+    if (request.openmp) words.push_back("-lgomp");
   } else {
     words.insert(words.end(), {(parts / "libprogram_support.a").string(),
                                (parts / "libtarnlibc64.dll.a").string()});

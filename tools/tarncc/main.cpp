@@ -12,8 +12,9 @@ namespace {
 constexpr char kHelp[] =
     "tarncc [options] FILE... -o IMAGE\n"
     "\n"
-    "Makes a program of C and C++ sources (.c .cpp .cc .cxx), assembly (.s .S),\n"
-    "objects (.o .obj) and libraries (.a), and puts the library's DLLs beside it.\n"
+    "Makes a program of C and C++ sources (.c .cpp .cc .cxx), Fortran (.f .for .f90 .f95\n"
+    ".f03 .f08, and in capitals), assembly (.s .S), objects (.o .obj) and libraries (.a),\n"
+    "and puts the library's DLLs beside it.\n"
     "Run it by `tarnrun IMAGE`, or on Windows by its name.\n"
     "\n"
     "  -o IMAGE       the image; by default a.exe\n"
@@ -26,6 +27,9 @@ constexpr char kHelp[] =
     "                 trap as in other programs of the library\n"
     "  --report-only  an ordinary program of the cross compiler, with its own C run-time\n"
     "                 and any of its options, whose failures end in the library's report\n"
+    "  --fortran      hosted, with Fortran's libraries: as with Fortran sources, for objects\n"
+    "                 that were made of them\n"
+    "  --stack SIZE   of the main thread, such as 500M; a Fortran program has 64M\n"
     "  --no-dlls      do not copy TARNLIBC64.DLL and PANEVIEW64.DLL\n"
     "  --verbose      print each command; -### prints them and runs none\n"
     "  --undefined-fill --require-avx --note --strip --public-routines\n"
@@ -37,7 +41,8 @@ constexpr char kHelp[] =
     "compiler, -l -L -Wl, -Xlinker for the linker. What an image cannot have, such\n"
     "as -flto or -fsanitize=, is refused.\n"
     "\n"
-    "The compiler is $TARN_CC, or else x86_64-w64-mingw32-gcc.\n"
+    "The compiler is $TARN_CC, or else x86_64-w64-mingw32-gcc; of Fortran $TARN_FC, or else\n"
+    "x86_64-w64-mingw32-gfortran-posix.\n"
     "Exit status: 0 if done, 1 if something was refused, 2 for a wrong command line.\n";
 
 // Ours first; then the compiler's, by which build systems recognise it.
@@ -69,8 +74,12 @@ int main(int count, char** arguments) {
   if (const std::string missing = find_places(arguments[0], &places); !missing.empty()) {
     return refuse(missing);
   }
+  if (request.fortran) {
+    if (const std::string missing = find_fortran(&places); !missing.empty()) return refuse(missing);
+  }
   if (!request.question.empty()) {
-    request.question.insert(request.question.begin(), places.compiler.string());
+    request.question.insert(request.question.begin(),
+                            (request.fortran ? places.fortran : places.compiler).string());
     return run_program(request.question, {});
   }
   if (request.goal == Goal::kImage && request.output.empty()) {

@@ -1,6 +1,8 @@
 // The command line: one table says for each option whether a word follows, and
 // which step receives it.
 #include <algorithm>
+#include <cctype>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -21,6 +23,7 @@ enum class Form {
 
 enum class Goes {
   kCompiler,
+  kFortranCompiler,  // Fortran sources alone
   kLinker,
   kFinisher,
   kQuestion,  // the compiler answers it, and nothing is made
@@ -42,6 +45,9 @@ enum Here {
   kReportOnly,
   kSuite,
   kTrap,
+  kFortran,
+  kOpenMp,
+  kStack,
   kThreads,
   kNoDlls,
   kVerbose,
@@ -69,7 +75,6 @@ constexpr Option here(const char* name, Form form, Here what) {
 constexpr char kNoProfile[] = "profiling code needs a run-time that images do not have";
 constexpr char kNoLto[] = "images are finished from compiled code; compile without it";
 constexpr char kNoSanitizer[] = "the compiler has no sanitizers for images";
-constexpr char kNoThreads[] = "the library has no POSIX threads";
 constexpr char kOnly64[] = "images are for x86-64";
 constexpr char kOwnStart[] = "each image has the library's start-up object and import library";
 
@@ -90,6 +95,10 @@ constexpr Option kOptions[] = {
     here("--report-only", Form::kAlone, kReportOnly),
     here("--suite", Form::kAlone, kSuite),
     here("--trap", Form::kAlone, kTrap),
+    here("--fortran", Form::kAlone, kFortran),
+    here("-fopenmp", Form::kAlone, kOpenMp),
+    here("--stack", Form::kNext, kStack),
+    here("--stack=", Form::kPrefix, kStack),
     here("-pthread", Form::kAlone, kThreads),
     here("--no-dlls", Form::kAlone, kNoDlls),
     here("--verbose", Form::kAlone, kVerbose),
@@ -138,6 +147,22 @@ constexpr Option kOptions[] = {
     {"--sysroot=", Form::kPrefix, Goes::kCompiler},
     {"--std=", Form::kPrefix, Goes::kCompiler},
 
+    {"-J", Form::kEither, Goes::kFortranCompiler},
+    {"-std=f", Form::kPrefix, Goes::kFortranCompiler},
+    {"-std=legacy", Form::kAlone, Goes::kFortranCompiler},
+    {"-fbounds-check", Form::kAlone, Goes::kFortranCompiler},
+    {"-fcheck=", Form::kPrefix, Goes::kFortranCompiler},
+    {"-fconvert=", Form::kPrefix, Goes::kFortranCompiler},
+    {"-fdefault-", Form::kPrefix, Goes::kFortranCompiler},
+    {"-fdec", Form::kPrefix, Goes::kFortranCompiler},
+    {"-ffixed-", Form::kPrefix, Goes::kFortranCompiler},
+    {"-ffpe-", Form::kPrefix, Goes::kFortranCompiler},
+    {"-ffree-", Form::kPrefix, Goes::kFortranCompiler},
+    {"-fimplicit-none", Form::kAlone, Goes::kFortranCompiler},
+    {"-finit-", Form::kPrefix, Goes::kFortranCompiler},
+    {"-fintrinsic-modules-path", Form::kEither, Goes::kFortranCompiler},
+    {"-frecursive", Form::kAlone, Goes::kFortranCompiler},
+
     {"-l", Form::kEither, Goes::kLinker},
     {"-L", Form::kEither, Goes::kLinker},
     {"-T", Form::kEither, Goes::kLinker},
@@ -168,8 +193,7 @@ constexpr Option kOptions[] = {
     {"-flto", Form::kPrefix, Goes::kRefused, kNoLto},
     {"-fwhopr", Form::kPrefix, Goes::kRefused, kNoLto},
     {"-fsanitize=", Form::kPrefix, Goes::kRefused, kNoSanitizer},
-    {"-fopenmp", Form::kAlone, Goes::kRefused, kNoThreads},
-    {"-fopenacc", Form::kAlone, Goes::kRefused, kNoThreads},
+    {"-fopenacc", Form::kAlone, Goes::kRefused, "the compiler has no accelerators for images"},
     {"-p", Form::kAlone, Goes::kRefused, kNoProfile},
     {"-pg", Form::kAlone, Goes::kRefused, kNoProfile},
     {"-fprofile-arcs", Form::kAlone, Goes::kRefused, kNoProfile},
@@ -208,6 +232,9 @@ const Option* find_option(const std::string& word) {
 
 constexpr const char* kCSources[] = {".c", ".i", ".s", ".S", ".sx"};
 constexpr const char* kCppSources[] = {".cpp", ".cc", ".cxx", ".cp", ".c++", ".C", ".CPP", ".ii"};
+constexpr const char* kFortranSources[] = {".f",   ".for", ".ftn", ".f90", ".f95", ".f03",
+                                           ".f08", ".F",   ".FOR", ".FTN", ".F90", ".F95",
+                                           ".F03", ".F08", ".fpp", ".FPP"};
 constexpr const char* kCHeaders[] = {".h"};
 constexpr const char* kCppHeaders[] = {".hpp", ".hh", ".hxx", ".hp", ".h++", ".H", ".HPP", ".tcc"};
 constexpr const char* kLinkerFiles[] = {".o", ".obj", ".a", ".lib", ".dll", ".def", ".res"};
@@ -240,7 +267,8 @@ class Reader {
     const std::string extension = extension_of(word);
     const bool is_source = !language_.empty() || holds(kCSources, extension) ||
                            holds(kCppSources, extension) || holds(kCHeaders, extension) ||
-                           holds(kCppHeaders, extension) || word == kStandardInput;
+                           holds(kCppHeaders, extension) || holds(kFortranSources, extension) ||
+                           word == kStandardInput;
     if (!is_source && !holds(kLinkerFiles, extension)) {
       return usage_error(word + ": not a file that tarncc takes");
     }
@@ -274,6 +302,9 @@ class Reader {
         break;
       case Goes::kCompiler:
         append(&request_->compiler_options, all);
+        break;
+      case Goes::kFortranCompiler:
+        append(&request_->fortran_options, all);
         break;
       case Goes::kLinker:
         link(all);
@@ -331,6 +362,16 @@ class Reader {
         break;
       case kTrap:
         request.traps = true;
+        break;
+      case kFortran:
+        request.fortran = true;
+        break;
+      case kOpenMp:
+        request.openmp = true;
+        request.compiler_options.push_back(word);
+        break;
+      case kStack:
+        request.stack = value;
         break;
       case kThreads:
         threads_ = true;
@@ -465,11 +506,31 @@ std::string contradiction(const Request& request) {
   if (standard_inputs > 1) return "standard input is one source";
   if (request.report_only && request.hosted) return "--hosted programs have the report anyway";
   if (request.hosted && request.suite) return "--hosted and --suite exclude each other";
+  if (request.fortran && request.suite) return "Fortran is hosted: --suite is for C++";
+  if (!request.stack.empty() && stack_size(request) == 0) {
+    return request.stack + ": a stack has at most 1G bytes, such as --stack 256M";
+  }
   if (request.traps && !request.hosted) return "--trap goes with --hosted: others trap anyway";
   return {};
 }
 
 }  // namespace
+
+std::uint64_t stack_size(const Request& request) {
+  constexpr std::uint64_t kLargest = std::uint64_t{1} << 30;
+  if (request.stack.empty()) return request.fortran ? kFortranStack : 0;
+  const char* const text = request.stack.c_str();
+  char* end;
+  std::uint64_t size =
+      std::isdigit(static_cast<unsigned char>(*text)) ? std::strtoull(text, &end, 10) : 0;
+  if (size == 0 || size > kLargest) return 0;
+  constexpr char kUnits[] = "KMG";
+  const char* const unit =
+      *end ? std::strchr(kUnits, std::toupper(static_cast<unsigned char>(*end))) : nullptr;
+  if (unit) size <<= 10 * (unit - kUnits + 1);
+  if (unit) ++end;
+  return *end || size > kLargest ? 0 : size;
+}
 
 int source_count(const Request& request) {
   return static_cast<int>(std::count_if(request.inputs.begin(), request.inputs.end(),
@@ -489,6 +550,11 @@ bool has_cpp(const Request& request) {
   });
 }
 
+bool is_fortran(const Input& source) {
+  if (!source.language.empty()) return source.language.starts_with("f");
+  return holds(kFortranSources, extension_of(source.word));
+}
+
 int read_command_line(const Words& words, Request* request) {
   Reader reader(words, request);
   if (const int status = reader.read(); status != kDone) return status;
@@ -501,8 +567,16 @@ int read_command_line(const Words& words, Request* request) {
     request->compiler_options.push_back("-v");
     request->inputs.push_back({"-v", false, {}});
   }
-  request->hosted |= !request->suite && !request->report_only && is_hosted_by_itself(*request);
-  if (reader.threads_ && !request->hosted && !request->report_only) {
+  request->fortran |=
+      std::any_of(request->inputs.begin(), request->inputs.end(),
+                  [](const Input& input) { return input.is_source && is_fortran(input); });
+  request->hosted |= !request->suite && !request->report_only &&
+                     (request->fortran || is_hosted_by_itself(*request));
+  const bool has_threads = request->hosted || request->report_only;
+  if (request->openmp && !has_threads) {
+    return refuse("-fopenmp is not supported: only hosted programs have POSIX threads");
+  }
+  if (reader.threads_ && !has_threads) {
     return refuse("-pthread is not supported: only hosted programs have POSIX threads");
   }
   const std::string wrong = contradiction(*request);

@@ -15,9 +15,13 @@ namespace fs = std::filesystem;
 
 #ifdef _WIN32
 constexpr const char* kCompilers[] = {"x86_64-w64-mingw32-gcc", "gcc"};
+constexpr const char* kFortranCompilers[] = {"x86_64-w64-mingw32-gfortran", "gfortran"};
 #else
 constexpr const char* kCompilers[] = {"x86_64-w64-mingw32-gcc-posix", "x86_64-w64-mingw32-gcc",
                                       "x86_64-w64-mingw32-gcc-win32"};
+// The run-time of the other kind has no threads.
+constexpr const char* kFortranCompilers[] = {"x86_64-w64-mingw32-gfortran-posix",
+                                             "x86_64-w64-mingw32-gfortran"};
 #endif
 
 fs::path own_file(const char* argument) {
@@ -31,6 +35,20 @@ fs::path own_file(const char* argument) {
 }
 
 }  // namespace
+
+std::string find_fortran(Places* places) {
+  if (const char* const wanted = std::getenv("TARN_FC"); wanted && *wanted) {
+    places->fortran = find_program(wanted);
+    return places->fortran.empty() ? "there is no compiler " + std::string(wanted) + " (TARN_FC)"
+                                   : std::string();
+  }
+  for (const char* const name : kFortranCompilers) {
+    places->fortran = find_program(name);
+    if (!places->fortran.empty()) return {};
+  }
+  return "there is no x86_64-w64-mingw32-gfortran on PATH; install "
+         "gfortran-mingw-w64-x86-64-posix, or name a compiler in TARN_FC";
+}
 
 std::string find_places(const char* argument, Places* places) {
   const fs::path tools = own_file(argument).parent_path();

@@ -1,6 +1,7 @@
 // What a command line asks for.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -28,12 +29,16 @@ struct Request {
   Goal goal = Goal::kImage;
   std::vector<Input> inputs;
   Words compiler_options, finish_options;
+  Words fortran_options;  // for Fortran sources alone
   std::string output;
   bool dll = false, copy_dlls = true;
   bool hosted = false;       // against the compiler's own headers and libraries
   bool suite = false;        // C++ in the library's own way, without its standard library
   bool report_only = false;  // an ordinary program, with the report
   bool traps = false;        // of a hosted program: with the library's floating-point traps
+  bool fortran = false;      // linked with Fortran's run-time, hosted unless report_only
+  bool openmp = false;
+  std::string stack;  // bytes that the main thread's stack may have; empty: the usual ones
   bool verbose = false, only_print = false;
   // A query to the compiler, such as -dumpmachine: its words; nothing is made.
   Words question;
@@ -42,11 +47,20 @@ struct Request {
 
 inline constexpr char kStandardInput[] = "-";
 
+// Automatic arrays and temporaries of Fortran programs are often large; only what is
+// used takes memory.
+inline constexpr std::uint64_t kFortranStack = std::uint64_t{64} << 20;
+
+// The main thread's stack in bytes; 0 for the linker's own, or if what was stated is
+// not a size.
+std::uint64_t stack_size(const Request& request);
+
 int source_count(const Request& request);
 bool is_cpp(const Input& source);
 // Whether a source, an object or an archive is C++ (an object, if it has to do with
 // exceptions).
 bool has_cpp(const Request& request);
+bool is_fortran(const Input& source);
 
 // `words` with each @FILE replaced by what the file holds. A message if a file
 // cannot be read.

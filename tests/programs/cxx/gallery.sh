@@ -16,7 +16,7 @@ visit() {
       echo "$name"
       tr -d '\r' <report | sed -n '3s/ at address [0-9a-f]*$//p'
       tr -d '\r' <report | sed -n 's/^in \(.*\) in line \([0-9]*\), at .*/  \2 \1/p' |
-        grep -v '^  [0-9]* \(void \)\?std::\|^  [0-9]* main' | head -2
+        grep -v '^  [0-9]* \(void \)\?std::\|^  [0-9]* \(main\|pthread_\)' | head -2
     done >shown
     diff "$expected" shown || fail "the reports at -O$level"
   done

@@ -215,6 +215,14 @@ static void mutexes(void) {
   CloseHandle(mutex);
 }
 
+static void machine(void) {
+  char name[MAX_COMPUTERNAME_LENGTH + 1];
+  DWORD size = sizeof name, small = 1;
+  BOOL named = GetComputerNameA(name, &size), cut = GetComputerNameA(name, &small);
+  printf("computer %d %d, cut %d %lu %d\n", named, strlen(name) == size, cut, last(),
+         small == size + 1);
+}
+
 static void threads(void) {
   int times = 50000;
   slot = TlsAlloc();
@@ -377,6 +385,7 @@ int main(void) {
   parts_of_files();
   heaps();
   mutexes();
+  machine();
   threads();
   waits();
   suspended_threads();

@@ -111,7 +111,10 @@ wait $! && fail "SIGTERM ends tarncc with 0"
 # Mistakes: one line that says what to do.
 expect 2 "no source" tarncc -o hello.exe
 expect 2 "missing.c: there is no such file" tarncc missing.c
-expect 2 "hello.f90: not a file that tarncc takes" tarncc hello.f90
+expect 2 "hello.adb: not a file that tarncc takes" tarncc hello.adb
+TARN_FC=nowhere expect 1 "there is no compiler nowhere (TARN_FC)" tarncc "$here/consumer/counting.f90"
+expect 1 "only hosted programs have POSIX threads" tarncc -fopenmp hello.c
+expect 2 "2G: a stack has at most 1G bytes" tarncc --stack 2G hello.c
 expect 2 "unknown option --wrong" tarncc --wrong hello.c
 expect 2 "hello.c: would be overwritten" tarncc hello.c -o ./hello.c
 expect 2 "hello.o: would be overwritten" tarncc hello.o -o ./hello.o
@@ -146,6 +149,7 @@ cmake -S "$here/consumer" -B consumer -DCMAKE_PREFIX_PATH="$prefix" \
 cmake --build consumer >>consumer.log 2>&1 || { cat consumer.log; fail "tarn_add_program"; }
 expect 3 "Hello, Bea" tarnrun consumer/programs/greeting.exe Bea
 expect 6 "a/b 1.5" tarnrun consumer/programs/hosted.exe a/b
+expect 7 "Counting 1 2 3" tarnrun consumer/programs/counting.exe
 cmake -S "$here/hosted" -B hosted -DCMAKE_INSTALL_PREFIX="$PWD/put there" -DCMAKE_BUILD_TYPE=Release \
   -DCMAKE_TOOLCHAIN_FILE="$prefix/lib/cmake/tarnlib/hosted.cmake" >hosted.log 2>&1 &&
   cmake --build hosted >>hosted.log 2>&1 && cmake --install hosted --strip >>hosted.log 2>&1 ||
@@ -157,10 +161,12 @@ done
 export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
 cc=x86_64-w64-mingw32-gcc
 cmake -S "$here/compiled" -B compiled -G Ninja -DCMAKE_SYSTEM_NAME=Windows \
-  -DCMAKE_C_COMPILER="$prefix/bin/tarncc" -DCMAKE_CXX_COMPILER="$prefix/bin/tarncc" >compiled.log 2>&1 ||
+  -DCMAKE_C_COMPILER="$prefix/bin/tarncc" -DCMAKE_CXX_COMPILER="$prefix/bin/tarncc" \
+  -DCMAKE_Fortran_COMPILER="$prefix/bin/tarncc" -DCMAKE_Fortran_FLAGS=--fortran >compiled.log 2>&1 ||
   { cat compiled.log; fail "CMake with tarncc"; }
 cmake --build compiled >>compiled.log 2>&1 || { cat compiled.log; fail "built with tarncc"; }
 expect 5 "Hello, Cy" tarnrun compiled/greeting Cy
+expect 7 "Counting 1 2 3" tarnrun compiled/counting
 for kind in tarnlib tarnlib-hosted; do
   $cc $(pkg-config --cflags $kind) -c hello.c -o packaged.o
   $cc "$(pkg-config --variable=start $kind)" packaged.o $(pkg-config --libs $kind) -o packaged.tmp.exe

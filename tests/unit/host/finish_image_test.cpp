@@ -228,6 +228,8 @@ TEST(FinishedImage, RoutinesHaveTheNamesOfTheSource) {
       {"settle.part.0.constprop.12.cold", "settle"},
       {"inner.3041", "inner"},
       {"_ZN4bank6settleEi.isra.0", "bank::settle(int)"},
+      {"__linear_MOD_solve", "linear:solve"},
+      {"MAIN__", "main program"},
       {"copy.fast", "copy.fast"},
       {".0", ".0"},
   };

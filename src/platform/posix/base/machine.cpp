@@ -7,7 +7,9 @@
 #include <stdio.h>
 #include <string.h>
 #include <sys/sysinfo.h>
+#include <sys/utsname.h>
 
+#include "platform/image_imports.h"
 #include "platform/posix/base/base.h"
 
 namespace tarn::platform {
@@ -30,6 +32,8 @@ constexpr std::uint16_t kArchitectureAmd64 = 9;
 constexpr std::uint32_t kProcessorTypeX8664 = 8664;
 
 constexpr unsigned kMostProcessors = 64;
+
+constexpr std::size_t kLongestComputerName = 15;
 
 std::uint64_t bit(unsigned processor) { return std::uint64_t{1} << processor; }
 
@@ -97,6 +101,25 @@ Bool GlobalMemoryStatusEx(MemoryStatus* status) {
   status->available_extended_virtual = 0;
   status->load_percent = static_cast<std::uint32_t>(
       (status->total_physical - status->available_physical) * 100 / status->total_physical);
+  return 1;
+}
+
+Bool GetComputerNameA(char* name, std::uint32_t* size) {
+  utsname facts;
+  if (uname(&facts) != 0) return fail_by_errno();
+  const std::uint32_t length =
+      static_cast<std::uint32_t>(strnlen(facts.nodename, kLongestComputerName));
+  const std::uint32_t room = *size;
+  *size = length;
+  if (room <= length) {
+    *size = length + 1;
+    return fail(kErrorBufferOverflow);
+  }
+  for (std::uint32_t i = 0; i < length; ++i) {
+    const char c = facts.nodename[i];
+    name[i] = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+  }
+  name[length] = '\0';
   return 1;
 }
 
