@@ -16,7 +16,7 @@ install(TARGETS finish_image tarncc RUNTIME DESTINATION bin COMPONENT tools)
 install(FILES README.md DESTINATION ${tarn_docs} COMPONENT doc)
 install(DIRECTORY docs/ DESTINATION ${tarn_docs}/docs COMPONENT doc)
 install(DIRECTORY examples/ DESTINATION ${tarn_docs}/examples COMPONENT doc
-  FILES_MATCHING PATTERN "*.c" PATTERN "*.h")
+  FILES_MATCHING PATTERN "*.c" PATTERN "*.f90" PATTERN "*.h")
 
 set(CPACK_PACKAGE_NAME tarnlib)
 set(CPACK_PACKAGE_VENDOR tarnlib)
@@ -52,6 +52,7 @@ install(FILES $<TARGET_OBJECTS:tarn_hosted_traps> DESTINATION lib/tarnlib RENAME
 install(FILES $<TARGET_OBJECTS:tarn_report> DESTINATION lib/tarnlib RENAME tarnreport.o
   COMPONENT program)
 install(FILES ${CMAKE_BINARY_DIR}/libtarnreport.a DESTINATION lib/tarnlib COMPONENT program)
+install(FILES ${TARN_FORTRAN_MODULES}/tarnlib.mod DESTINATION lib/tarnlib/modules COMPONENT program)
 install(TARGETS tarn_program_support ARCHIVE DESTINATION lib/tarnlib COMPONENT program)
 install(DIRECTORY include/ crt/include/ DESTINATION include/tarnlib COMPONENT program)
 

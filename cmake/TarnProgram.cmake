@@ -25,7 +25,9 @@
 #   TARN_HOSTED_PARTS      the archive of hosted programs, and its import library
 #   TARN_HOSTED_INCLUDE    the standard headers that the cross compiler lacks
 #   TARN_FORTRAN_PART      the archive of Fortran programs
+#   TARN_FORTRAN_MODULES   the folder of tarnlib.mod
 #   TARN_PROGRAM_WAITS     targets that make these, if any
+#   TARN_FORTRAN_WAITS     those that Fortran sources are compiled after
 #   TARN_FINISH_IMAGE      the finisher
 
 set(TARN_PROGRAMS ${CMAKE_BINARY_DIR}/programs)
@@ -61,7 +63,7 @@ tarn_read_flags(fortran_flags tarn_flags_fortran)
 add_library(tarn_hosted_flags INTERFACE)
 target_compile_options(tarn_hosted_flags INTERFACE
   "$<$<COMPILE_LANGUAGE:C,CXX>:${tarn_flags_hosted};-idirafter${TARN_HOSTED_INCLUDE};-idirafter${TARN_PROGRAM_INCLUDE}>"
-  "$<$<COMPILE_LANGUAGE:Fortran>:${tarn_flags_fortran}>")
+  "$<$<COMPILE_LANGUAGE:Fortran>:${tarn_flags_fortran};-I${TARN_FORTRAN_MODULES}>")
 
 set(tarn_copies)
 foreach(dll ${TARN_PROGRAM_DLLS})
@@ -111,6 +113,9 @@ function(tarn_add_program name)
       $<$<IN_LIST:-fopenmp,$<TARGET_PROPERTY:${code},COMPILE_OPTIONS>>:-lgomp>)
     if(fortran)
       set(linker ${CMAKE_Fortran_COMPILER})
+      if(TARN_FORTRAN_WAITS)
+        add_dependencies(${code} ${TARN_FORTRAN_WAITS})
+      endif()
       set_target_properties(${code} PROPERTIES
         Fortran_MODULE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/${code}.modules)
       # The second option brings the members of TARN_FORTRAN_PART, which only the

@@ -3,8 +3,9 @@
 
   service_imports.py OWN_DEF EXPORTS_DEF INCLUDE COMPILER FLAG...  > hosted.def
 
-OWN_DEF, and the exports that INCLUDE/tarn/*.h declare in a hosted program. The headers of C
-are not among them: their names mean ISO C's routines there."""
+OWN_DEF, and the exports that INCLUDE/tarn/*.h declare in a hosted program; those with @ or $ a
+second time with _at or _dollar, as Fortran names them (INCLUDE/tarn/tarnlib.f90). The headers of
+C are not among them: their names mean ISO C's routines there."""
 
 import re
 import subprocess
@@ -29,4 +30,10 @@ named = set(re.findall(r"^\S+", text, re.M))
 for name in re.findall(r'^"(.+)" =', Path(exports).read_text(encoding="latin-1"), re.M):
     if name in declared and name not in named:
         text += f'"{name}"\n'
+        if name[-1] in "@$":
+            text += f'{name[:-1]}_{dict(zip("@$", ("at", "dollar")))[name[-1]]} == "{name}"\n'
+module = Path(include, "tarn/tarnlib.f90").read_text()
+missing = set(re.findall(r"bind\(C, name='(\S+)'\)", module)) - set(re.findall(r'^"?(\w+)', text, re.M))
+if missing:
+    sys.exit(f"{include}/tarn/tarnlib.f90: hosted programs cannot import {', '.join(sorted(missing))}")
 sys.stdout.write(text)

@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 """The pages in docs/ that are made from sources: docs/reference from the comments of the
 headers in include/, docs/errors.md from the tables of src/failure, and the table in
-docs/architecture.md that leads from each header to its code and tests.
+docs/architecture.md that leads from each header to its code and tests. And the interfaces of
+include/tarn/tarnlib.f90, from the headers.
 
-  scripts/reference.py           writes the pages anew
+  scripts/reference.py           writes them anew
   scripts/reference.py --check   writes nothing; status 1 if a page is not what the sources give
 
 Both fail on a routine without a comment, a header or section that is on no page, and a
@@ -31,6 +32,8 @@ import textwrap
 import tempfile
 from dataclasses import dataclass, field
 from pathlib import Path
+
+import fortran_module
 
 ROOT = Path(__file__).resolve().parent.parent
 INCLUDE = ROOT / "include"
@@ -76,6 +79,10 @@ PAGES = [
 
 # Every image has these of its own; the library does not export them.
 OF_THE_IMAGE = {"memcpy", "memset"}
+
+# By link name, the interface that the Fortran module has.
+FORTRAN = {}
+MODULE = "../include/tarn/tarnlib.f90"
 
 # How the declarations are spelled; declares nothing.
 API = "tarn/api.h"
@@ -443,6 +450,8 @@ def write_section(section, places, page):
                 shown = shown[:5] + [f"and {len(shown) - 5} more"]
             out += ["#### " + ", ".join(shown), ""]
         out += ["```c"] + [d.code for d in entry.declarations] + ["```", ""]
+        if shapes := [shape for d in routines if (shape := FORTRAN.get(d.link))]:
+            out += ["```fortran", *shapes, "```", ""]
         if entry.text:
             out += markdown(entry.text, own, places, page) + [""]
     return out
@@ -727,7 +736,11 @@ def make():
                         faults.append(f"include/{header}: {fault}")
     if faults:
         raise Fault("\n".join(faults))
-    pages = {f"reference/{page[0]}.md": write_page(page, headers, places) for page in PAGES}
+    for header in fortran_module.ROUTINES:
+        for d in fortran_module.wanted(header, headers[header]):
+            FORTRAN[d.link] = "\n".join(fortran_module.interface(d))
+    pages = {MODULE: fortran_module.module((DOCS / MODULE).read_text(), headers)}
+    pages |= {f"reference/{page[0]}.md": write_page(page, headers, places) for page in PAGES}
     pages["reference/README.md"] = write_index(headers, rows, places)
     pages["errors.md"] = write_errors(catalogue, places)
     pages["architecture.md"] = architecture(headers)

@@ -74,6 +74,8 @@ Words command(const Job& job, const Input& source, const fs::path& object) {
   words.insert(words.end(), request.compiler_options.begin(), request.compiler_options.end());
   if (fortran) {
     words.insert(words.end(), request.fortran_options.begin(), request.fortran_options.end());
+    // After the user's folders, where a module of that name may be, too.
+    if (!request.report_only) words.push_back("-I" + (job.places.parts / "modules").string());
   } else {
     add_dependency_options(request, source, &words);
   }
