@@ -29,6 +29,8 @@ constexpr char kHelp[] =
     "                 and any of its options, whose failures end in the library's report\n"
     "  --fortran      hosted, with Fortran's libraries: as with Fortran sources, for objects\n"
     "                 that were made of them\n"
+    "  --legacy       Fortran of before 1990: locals keep their values and begin as zero, old\n"
+    "                 extensions, arguments unchecked\n"
     "  --stack SIZE   of the main thread, such as 500M; a Fortran program has 64M\n"
     "  --no-dlls      do not copy TARNLIBC64.DLL and PANEVIEW64.DLL\n"
     "  --verbose      print each command; -### prints them and runs none\n"

@@ -46,6 +46,7 @@ enum Here {
   kSuite,
   kTrap,
   kFortran,
+  kLegacy,
   kOpenMp,
   kStack,
   kThreads,
@@ -96,6 +97,7 @@ constexpr Option kOptions[] = {
     here("--suite", Form::kAlone, kSuite),
     here("--trap", Form::kAlone, kTrap),
     here("--fortran", Form::kAlone, kFortran),
+    here("--legacy", Form::kAlone, kLegacy),
     here("-fopenmp", Form::kAlone, kOpenMp),
     here("--stack", Form::kNext, kStack),
     here("--stack=", Form::kPrefix, kStack),
@@ -365,6 +367,9 @@ class Reader {
         break;
       case kFortran:
         request.fortran = true;
+        break;
+      case kLegacy:
+        request.legacy = true;
         break;
       case kOpenMp:
         request.openmp = true;

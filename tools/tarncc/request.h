@@ -37,6 +37,7 @@ struct Request {
   bool report_only = false;  // an ordinary program, with the report
   bool traps = false;        // of a hosted program: with the library's floating-point traps
   bool fortran = false;      // linked with Fortran's run-time, hosted unless report_only
+  bool legacy = false;       // Fortran sources mean what old compilers made of them
   bool openmp = false;
   std::string stack;  // bytes that the main thread's stack may have; empty: the usual ones
   bool verbose = false, only_print = false;

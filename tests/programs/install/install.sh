@@ -82,6 +82,14 @@ tarncc registers.c -o registers.exe
 expect 4 1 tarnrun registers.exe
 [ -z "$wine" ] || expect 4 1 "$wine" registers.exe
 
+# An old program means what its compiler made of it.
+expect 1 "Error" tarncc -w "$here/old.f" -o old.exe
+tarncc --legacy -w -O2 "$here/old.f" -o old.exe
+for runner in tarnrun $wine; do
+  [ "$("$runner" old.exe | tr -s ' \r\n' ' ')" = \
+    " HOLLERIT 111 00000000 3FF00000 3F800000 00000002 2147414580 112 " ] || fail "--legacy: $runner"
+done
+
 # A manifest of the program's own takes the place of the library's.
 tarncc hello.c -o hello.exe && grep -q activeCodePage hello.exe || fail "no manifest"
 echo '1 24 { "<assembly>own</assembly>" }' >own.rc && x86_64-w64-mingw32-windres own.rc own.o
