@@ -5,6 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")"
 scripts/setup.sh --check 2>/dev/null || scripts/setup.sh >&2
 ./build.sh >&2
+bench/foreign_programs.sh >&2
 . scripts/wine_environment.sh
 [ -z "$wine" ] || keep_wine_server
 bench/table.py "$@"

@@ -24,6 +24,7 @@ from pathlib import Path
 TOP = Path(__file__).resolve().parent.parent
 NATIVE = TOP / "build/host/bench"
 IMAGES = TOP / "build/windows/programs"
+FOREIGN = TOP / "build/bench-programs"
 RUN = TOP / "build/host/tools/tarnrun/tarnrun"
 WINE = TOP / "scripts/run_wine"
 
@@ -45,7 +46,7 @@ TIME, MEMORY = slice(0, 2), slice(2, 4)
 
 # Two whole commands by turns, `rounds` times in a run.
 def commands(rounds, ours, theirs, of=TIME):
-    words = {"run": RUN, "images": IMAGES, "native": NATIVE, "wine": WINE}
+    words = {"run": RUN, "images": IMAGES, "native": NATIVE, "wine": WINE, "foreign": FOREIGN}
     ours, theirs = (shlex.split(command.format(**words)) for command in (ours, theirs))
     return lambda: numbers(output([NATIVE / "command_time", str(rounds), *ours, "--", *theirs]))[of]
 
@@ -54,6 +55,16 @@ def commands(rounds, ours, theirs, of=TIME):
 def program(rounds, name, arguments="", of=TIME):
     return commands(rounds, f"{{run}} {{images}}/{name}.exe {arguments}",
                     f"{{native}}/{name}_native {arguments}", of)
+
+
+# One of bench/foreign_programs.sh.
+def foreign(rounds, name, arguments=""):
+    return commands(rounds, f"{{run}} {{foreign}}/{name}.exe {arguments}",
+                    f"{{foreign}}/{name}_native {arguments}")
+
+
+def lua(work):
+    return foreign(3, "lua", f"{TOP}/bench/lua_work.lua {work}")
 
 
 # By the difference of 1 and 401 reports, against two milliseconds.
@@ -92,6 +103,12 @@ ROWS = [
     ("C++: std::map, insert and erase", "native, g++ -O2", 1.1, program(3, "cpp_work", "map 3000000")),
     ("C++: std::regex over 10 MB", "native, g++ -O2", 1.1, program(1, "cpp_work", "regex 150000")),
     ("C++: std::cout, a million lines", "native, g++ -O2", 1.3, program(3, "cpp_work", "lines 1000000")),
+]
+FOREIGN_ROWS = [
+    ("hosted: Lua, calls and errors", "native, gcc -O2", 1.05, lua("calls")),
+    ("hosted: Lua, tables and a sort", "native, gcc -O2", 1.05, lua("tables")),
+    ("hosted: Lua, strings", "native, gcc -O2", 1.05, lua("strings")),
+    ("hosted: SQLite, 200,000 rows", "native, gcc -O2", 1.05, foreign(3, "insert_rows")),
 ]
 WINE_ROWS = [
     ("malloc and free, Windows", "GlobalAlloc, GlobalFree", 1.05,
@@ -175,7 +192,12 @@ def sources(runs, texts):
             yield bench.name, lambda: bench_rows(bench, runs, texts)
     if not IMAGES.exists():
         return
-    for row in ROWS + (WINE_ROWS if os.environ.get("WINEPREFIX") else []):
+    rows = list(ROWS)
+    if (FOREIGN / "insert_rows_native").exists():
+        rows += FOREIGN_ROWS
+    if os.environ.get("WINEPREFIX"):
+        rows += WINE_ROWS
+    for row in rows:
         if not texts or any(text in row[0] for text in texts):
             yield row[0], lambda: single_row(*row, runs)
 

@@ -121,6 +121,7 @@ class HeapLock {
   Unsuspended unsuspended_;
 };
 
+constexpr std::uint64_t kHugePage = std::uint64_t{2} << 20;
 constexpr std::uint64_t kSmallestReservation = std::uint64_t{64} << 20;
 
 void* map(std::uint64_t size, int rights, int flags) {
@@ -139,13 +140,13 @@ bool reserve() {
   for (; size >= kSmallestReservation; size /= 2) {
     const std::uint64_t marks_size = size / kGrain + size / kUnit;
     const std::uint64_t units_size = size / kUnit * sizeof(Unit);
-    void* const space = map(size + kUnit, PROT_NONE, 0);
+    void* const space = map(size + kHugePage, PROT_NONE, 0);
     void* const marks = map(marks_size, PROT_READ | PROT_WRITE, MAP_NORESERVE);
     void* const units = map(units_size, PROT_READ | PROT_WRITE, MAP_NORESERVE);
     if (space && marks && units) {
       madvise(marks, marks_size, MADV_NOHUGEPAGE);
       madvise(units, units_size, MADV_NOHUGEPAGE);
-      heap.base = (reinterpret_cast<Address>(space) + kUnit - 1) / kUnit * kUnit;
+      heap.base = (reinterpret_cast<Address>(space) + kHugePage - 1) / kHugePage * kHugePage;
       heap.marks = static_cast<Mark*>(marks);
       heap.unit_marks = heap.marks + size / kGrain;
       heap.units = static_cast<Unit*>(units);
@@ -155,7 +156,7 @@ bool reserve() {
       __atomic_store_n(&heap.grains, size / kGrain, __ATOMIC_RELEASE);
       return true;
     }
-    if (space) munmap(space, size + kUnit);
+    if (space) munmap(space, size + kHugePage);
     if (marks) munmap(marks, marks_size);
     if (units) munmap(units, units_size);
   }
@@ -183,7 +184,9 @@ void unlink(std::uint32_t* first, std::uint32_t unit) {
 
 // ---- Runs of units ----------------------------------------------------------------
 
-constexpr std::uint32_t kCommitUnits = 16;   // at a time
+constexpr std::uint32_t kCommitUnits = 16;  // at a time; more in a heap of some size:
+constexpr std::uint32_t kHugeUnits = kHugePage / kUnit;
+constexpr std::uint32_t kHugeFrom = 256;     // the first unit of such pages
 constexpr std::uint32_t kReturnUnits = 512;  // freed at once, they go back to the system
 constexpr int kFitTries = 16;
 
@@ -218,10 +221,22 @@ std::uint32_t find_free_run(std::uint32_t length) {
   return 0;
 }
 
-bool make_writable(std::uint32_t units) {
-  if (mprotect(start_of(heap.committed), units * kUnit, PROT_READ | PROT_WRITE) != 0) return false;
-  heap.committed += units;
+bool make_writable(std::uint32_t end) {
+  if (end > heap.limit) return false;
+  const std::uint64_t size = (end - heap.committed) * kUnit;
+  if (mprotect(start_of(heap.committed), size, PROT_READ | PROT_WRITE) != 0) return false;
+  // A program that walks through much memory in small pages waits for the translation of
+  // addresses. Where there are no huge pages, nothing changes.
+  if (heap.committed <= kHugeFrom && end > kHugeFrom) {
+    madvise(start_of(kHugeFrom), (heap.limit - kHugeFrom) * kUnit, MADV_HUGEPAGE);
+  }
+  heap.committed = end;
   return true;
+}
+
+bool make_steps_writable(std::uint32_t end) {
+  const std::uint32_t step = end <= kHugeFrom ? kCommitUnits : kHugeUnits;
+  return make_writable((end + step - 1) / step * step) || make_writable(end);
 }
 
 // 0 on failure; `clean`: the run is all zero.
@@ -235,12 +250,7 @@ std::uint32_t take_run(std::uint32_t length, bool* clean) {
   }
   if (length > heap.limit - heap.top) return 0;
   const std::uint32_t run = heap.top;
-  if (run + length > heap.committed) {
-    const std::uint32_t wanted = run + length - heap.committed;
-    const std::uint32_t rest = heap.limit - heap.committed;
-    const std::uint32_t more = wanted > kCommitUnits || rest < kCommitUnits ? wanted : kCommitUnits;
-    if (!make_writable(more) && !make_writable(wanted)) return 0;
-  }
+  if (run + length > heap.committed && !make_steps_writable(run + length)) return 0;
   heap.top += length;
   *clean = true;
   return run;
