@@ -205,7 +205,10 @@ long long seek_file(Descriptor& file, long long distance, int whence) {
   LARGE_INTEGER position, result;
   position.QuadPart = distance;
   if (whence < SEEK_SET || whence > SEEK_END) return fail_with(EINVAL);
-  if (file.device || file.pipe) return fail_with(ESPIPE);
+  if (DWORD mode; file.pipe || (file.device && GetConsoleMode(file.handle, &mode))) {
+    return fail_with(ESPIPE);
+  }
+  if (file.device) return 0;  // the null device takes each position, and has none
   if (!SetFilePointerEx(file.handle, position, &result, static_cast<DWORD>(whence))) return fail();
   return result.QuadPart;
 }

@@ -99,7 +99,7 @@ contains
 
   recursive subroutine stack_overflow(n)
     integer, value :: n
-    real(real64) :: work(n)
+    real(real64), volatile :: work(n)
     work(n) = n
     call stack_overflow(n) ! fails
     sink = work(n)

@@ -2,8 +2,8 @@
 # failures.sh ... image expected
 #
 # Each failure of failures.f90, on both targets, against `expected`: what was written
-# before it, the report with the failing line, the status. Left out are addresses, the
-# lines of callers, which optimisation moves, and the folders of files.
+# before it, the report with its lines, the status. Left out are addresses and the folders
+# of files.
 . "$(dirname "$0")/../../support/targets.sh"
 program=$1 expected=$2
 
@@ -13,9 +13,8 @@ show() {
   echo "== $1: status $status"
   cat "$1.out" "$1.err" | tr -d '\r' | sed -E "
     s/,? at address [0-9a-f]+$//; s/$program/IMAGE/
-    s/^in failures in line [0-9]+/in failures/
     s/file [^ ]*(failures\.f90)/file \1/; s/'[^']*gfortrantmp[^']*'/'SCRATCH'/" |
-    if [ "$1" = stack_overflow ]; then head -n 3; else cat; fi
+    if [ "$1" = stack_overflow ]; then sed -n '1,3p; 4,/failing:/{/failing:/p}'; else cat; fi
 }
 
 visit() {

@@ -105,6 +105,13 @@ program input_output
   print *, trim(text), i, status, status == iostat_end, ' ', trim(message)
   close (unit, status='delete')
 
+  open (newunit=unit, file='nul')
+  write (unit, '(a)') 'nowhere'
+  rewind (unit)
+  read (unit, '(a)', iostat=status) text
+  print *, 'null device ', status == iostat_end
+  close (unit)
+
   open (newunit=unit, file='missing.txt', status='old', iostat=status, iomsg=message)
   print *, status, ' ', trim(message)
   read (*, *, err=20, end=20) i
@@ -120,4 +127,48 @@ program input_output
   line = 'allocated on assignment'
   print *, len(line), index(line, 'on'), scan(line, 'xyz'), adjustr('ab  '), maxloc(values)
   print *, matmul(reshape([1, 2, 3, 4], [2, 2]), reshape([5, 6, 7, 8], [2, 2]))
+  call print_digests
+contains
+  ! One digest for the numbers of each kind in many formats.
+  subroutine print_digests
+    use ieee_arithmetic
+    character(*), parameter :: forms(*) = [character(10) :: 'f0.0', 'f0.5', 'f8.0', 'f10.3', &
+      'sp,f25.17', 'ru,f5.2', 'rd,f9.1', 'rz,e12.3', 'e12.4e3', 'es25.16', 'en15.5', 'd30.20', &
+      'g10.3', 'g25.16e4', 'g0', 'g0.5', '1pe14.6', '2pf12.3', 'dc,f7.2']
+    real(10) :: inf, nan, some(14)
+    real(4), volatile :: x4(17)
+    real(8), volatile :: x8(17)
+    real(10), volatile :: x10(17)
+    real(16), volatile :: x16(17)
+    integer(int64) :: digest
+    integer :: a_kind, form, number, at
+    character(12) :: wanted
+    character(6000) :: line
+    inf = ieee_value(inf, ieee_positive_inf)
+    nan = ieee_value(nan, ieee_quiet_nan)
+    some = [0._10, -0._10, 1._10, 0.1_10, -2.5_10, 0.5_10, 9.995_10, 999999.5_10, 1e23_10, &
+      123456.789_10, 6e-7_10, inf, -inf, nan]
+    x4 = [real(some, 4), huge(x4), tiny(x4), tiny(x4)/8]
+    x8 = [real(some, 8), huge(x8), tiny(x8), tiny(x8)/8]
+    x10 = [some, huge(x10), tiny(x10), tiny(x10)/8]
+    x16 = [real(some, 16), huge(x16), tiny(x16), tiny(x16)/8]
+    do a_kind = 1, 4
+      digest = 0
+      do form = 1, size(forms)
+        do number = 1, size(x4)
+          wanted = '('//trim(forms(form))//')'
+          select case (a_kind)
+          case (1); write (line, wanted) x4(number)
+          case (2); write (line, wanted) x8(number)
+          case (3); write (line, wanted) x10(number)
+          case (4); write (line, wanted) x16(number)
+          end select
+          do at = 1, len_trim(line)
+            digest = mod(digest*31 + iachar(line(at:at)), 1000000007_int64)
+          end do
+        end do
+      end do
+      print *, 'digest', a_kind, digest
+    end do
+  end subroutine
 end program
