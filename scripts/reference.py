@@ -477,6 +477,7 @@ def write_index(headers, rows, places):
            "Made by `scripts/reference.py` from the headers in `include/`; do not edit.", "",
            f"Every routine that a program can call from C: {len(declared)} of them, by family. All have the",
            "Microsoft x64 convention on both targets. `long` has 32 bits, `long long` and pointers 64.",
+           "What the [module for Fortran](../fortran.md#the-librarys-services) has stands below the declaration in C.",
            "Routines that compiled Fortran calls have a *link name* with `@` or `$` at its end, shown beside",
            "the C name. What differs from ISO C and Fortran, in one table: [differences](../differences.md).",
            f"The library exports {len(rows)} routines in all; those that are not here are called by compiled",
@@ -759,7 +760,7 @@ def check(headers, pages):
     for name in sorted(made_before() | set(pages)):
         path = DOCS / name
         if not path.exists() or path.read_text() != pages.get(name):
-            faults.append(f"docs/{name} differs from what the sources make; run scripts/reference.py")
+            faults.append(f"{os.path.normpath('docs/' + name)} differs from what the sources make; run scripts/reference.py")
     return faults + list(broken_links())
 
 
