@@ -4,8 +4,8 @@
 #   ./test.sh          minutes
 #   ./test.sh --long   hours: a minute for each fuzz target, the soak tests a
 #                      million times, failures at every call of the platform,
-#                      GCC's execution tests at every level, the host's unit
-#                      tests under valgrind
+#                      GCC's execution tests at every level, all tests of
+#                      foreign programs, the host's unit tests under valgrind
 set -euo pipefail
 cd "$(dirname "$0")"
 fuzz_seconds=5
@@ -52,7 +52,7 @@ run_tests() {
 }
 
 if [ $long = 1 ]; then
-  export TARN_SOAK=1000000 TARN_EVERY_FAILURE=1 TARN_EVERY_TORTURE=1
+  export TARN_SOAK=1000000 TARN_EVERY_FAILURE=1 TARN_EVERY_TORTURE=1 TARN_EVERY_PROGRAM=1
 fi
 run_tests host "host target"
 if [ -d build/windows ] && [ -n "$wine" ]; then
@@ -62,7 +62,7 @@ else
   echo "Left out: the Windows target and the program images (no cross compiler or no Wine)"
 fi
 
-unset TARN_SOAK TARN_EVERY_FAILURE TARN_EVERY_TORTURE
+unset TARN_SOAK TARN_EVERY_FAILURE TARN_EVERY_TORTURE TARN_EVERY_PROGRAM
 
 memory_checked() {
   command -v valgrind >/dev/null || { echo "Left out: valgrind (it is not installed)"; return; }

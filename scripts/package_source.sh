@@ -16,37 +16,41 @@ list_package_sources() {
   done
 }
 
-# fetch_package_source PACKAGE SHA256 FILE: the upstream tarball of PACKAGE as FILE, if
-# that is not there already. On failure the reason is in $fetch_failure.
+# fetch_package_source PACKAGE SHA256 FILE...: the upstream tarball of each PACKAGE as its
+# FILE, if that is not there already. On failure the reason is in $fetch_failure.
 fetch_package_source() {
-  local package=$1 digest=$2 file=$3 scratch found
+  local package digest file scratch=
   has_digest() { echo "$digest  $1" | sha256sum --check --status 2>/dev/null; }
-  has_digest "$file" && return 0
-  fetch_failure="no apt-get"
-  command -v apt-get >/dev/null || return 1
-  scratch=$(mktemp -d)
-  mkdir -p "$scratch"/{sources,lists/partial,cache/archives/partial}
-  list_package_sources "$scratch/sources"
   own_apt() {
     apt-get -q -o Dir::Etc::sourcelist=/dev/null -o Dir::Etc::sourceparts="$scratch/sources" \
       -o Dir::State::lists="$scratch/lists" -o Dir::Cache="$scratch/cache" \
       -o APT::Sandbox::User=root -o Acquire::Languages=none \
       -o Acquire::http::Timeout=20 -o Acquire::https::Timeout=20 -o Acquire::Retries=1 "$@"
   }
-  own_apt update >"$scratch/log" 2>&1
-  fetch_failure="the source package $package cannot be fetched"
-  if (cd "$scratch" && own_apt source --download-only --tar-only "$package") >>"$scratch/log" 2>&1; then
+  fetch_one() {
+    local found
+    (cd "$scratch" && own_apt source --download-only --tar-only "$package") >>"$scratch/log" 2>&1 ||
+      { fetch_failure="the source package $package cannot be fetched"; return 1; }
     found=$(find "$scratch" -maxdepth 1 -name "${package}_*.orig.tar.*" ! -name '*.asc' | head -n 1)
-    if [ -z "$found" ]; then
-      fetch_failure="the source package $package has no upstream tarball"
-    elif ! has_digest "$found"; then
-      fetch_failure="the tarball of $package is not the expected one"
-    else
-      fetch_failure=
-      mkdir -p "$(dirname "$file")"
-      mv "$found" "$file"
+    [ -n "$found" ] || { fetch_failure="the source package $package has no upstream tarball"; return 1; }
+    has_digest "$found" || { fetch_failure="the tarball of $package is not the expected one"; return 1; }
+    mkdir -p "$(dirname "$file")"
+    mv "$found" "$file"
+  }
+  fetch_failure=
+  while [ $# -gt 0 ] && [ -z "$fetch_failure" ]; do
+    package=$1 digest=$2 file=$3
+    shift 3
+    has_digest "$file" && continue
+    command -v apt-get >/dev/null || { fetch_failure="no apt-get"; break; }
+    if [ -z "$scratch" ]; then
+      scratch=$(mktemp -d)
+      mkdir -p "$scratch"/{sources,lists/partial,cache/archives/partial}
+      list_package_sources "$scratch/sources"
+      own_apt update >"$scratch/log" 2>&1
     fi
-  fi
-  rm -rf "$scratch"
+    fetch_one
+  done
+  [ -z "$scratch" ] || rm -rf "$scratch"
   [ -z "$fetch_failure" ]
 }

@@ -36,6 +36,7 @@ if [ ${#missing[@]} -eq 0 ]; then
   scripts/fetch_slatec.sh
   scripts/fetch_musl.sh
   scripts/fetch_gcc_tests.sh || true
+  scripts/fetch_real_programs.sh || true
   exit 0
 fi
 
@@ -59,5 +60,6 @@ if ! { "${as_root[@]}" apt-get update &&
 fi
 scripts/fetch_slatec.sh
 scripts/fetch_musl.sh
-# Without them a test is left out.
+# Without them tests are left out.
 scripts/fetch_gcc_tests.sh || true
+scripts/fetch_real_programs.sh || true
