@@ -54,7 +54,8 @@ install(FILES $<TARGET_OBJECTS:tarn_report> DESTINATION lib/tarnlib RENAME tarnr
 install(FILES ${CMAKE_BINARY_DIR}/libtarnreport.a DESTINATION lib/tarnlib COMPONENT program)
 install(FILES ${TARN_FORTRAN_MODULES}/tarnlib.mod DESTINATION lib/tarnlib/modules COMPONENT program)
 install(TARGETS tarn_program_support ARCHIVE DESTINATION lib/tarnlib COMPONENT program)
-install(DIRECTORY include/ crt/include/ DESTINATION include/tarnlib COMPONENT program)
+install(DIRECTORY include/ DESTINATION include/tarnlib COMPONENT program)
+install(DIRECTORY crt/include/ DESTINATION include/tarnlib/hosted COMPONENT program)
 
 set(tarn_package lib/cmake/tarnlib)
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/tarnlibConfigVersion.cmake

@@ -23,7 +23,7 @@
 #   TARN_PROGRAM_IMPORT    the import library
 #   TARN_PROGRAM_DLLS      the two DLLs
 #   TARN_HOSTED_PARTS      the archive of hosted programs, and its import library
-#   TARN_HOSTED_INCLUDE    the standard headers that the cross compiler lacks
+#   TARN_HOSTED_INCLUDE    what the cross compiler lacks of standard headers
 #   TARN_FORTRAN_PART      the archive of Fortran programs
 #   TARN_FORTRAN_MODULES   the folder of tarnlib.mod
 #   TARN_PROGRAM_WAITS     targets that make these, if any
@@ -62,7 +62,7 @@ tarn_read_flags(hosted_flags tarn_flags_hosted)
 tarn_read_flags(fortran_flags tarn_flags_fortran)
 add_library(tarn_hosted_flags INTERFACE)
 target_compile_options(tarn_hosted_flags INTERFACE
-  "$<$<COMPILE_LANGUAGE:C,CXX>:${tarn_flags_hosted};-idirafter${TARN_HOSTED_INCLUDE};-idirafter${TARN_PROGRAM_INCLUDE}>"
+  "$<$<COMPILE_LANGUAGE:C,CXX>:${tarn_flags_hosted};-isystem${TARN_HOSTED_INCLUDE};-idirafter${TARN_PROGRAM_INCLUDE}>"
   "$<$<COMPILE_LANGUAGE:Fortran>:${tarn_flags_fortran};-I${TARN_FORTRAN_MODULES}>")
 
 set(tarn_copies)

@@ -28,15 +28,6 @@ typedef pthread_once_t once_flag;
 typedef int (*thrd_start_t)(void* argument);
 typedef void (*tss_dtor_t)(void* value);
 
-// The clock of the points in time. The cross compiler's time.h has it for another C
-// run-time alone.
-#ifndef TIME_UTC
-#define TIME_UTC 1
-static __inline__ int timespec_get(struct timespec* now, int base) {
-  return base == TIME_UTC && clock_gettime(CLOCK_REALTIME, now) == 0 ? base : 0;
-}
-#endif
-
 enum { thrd_success, thrd_busy, thrd_error, thrd_nomem, thrd_timedout };
 enum { mtx_plain = 0, mtx_recursive = 1, mtx_timed = 2 };
 

@@ -6,6 +6,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <uchar.h>
 #include <wchar.h>
 
 #include "../crt.h"
@@ -72,19 +73,12 @@ size_t invalid() {
   return kInvalid;
 }
 
-size_t to_wide(wchar_t* to, const char* from, size_t size, State* state) {
-  if (!from) {
-    *state = {};
-    return 0;
-  }
-  if (state->count == kPair) {
-    if (to) *to = static_cast<wchar_t>(state->bytes[0] | state->bytes[1] << 8);
-    *state = {};
-    return 0;
-  }
+// The code point that the next bytes and those of the state make. Result: the bytes that it
+// took of `from`, 0 for the NUL.
+size_t to_code(unsigned* code, const char* from, size_t size, State* state) {
   if (size == 0) return kIncomplete;
   if (!crt::is_utf8) {
-    if (to) *to = static_cast<unsigned char>(*from);
+    *code = static_cast<unsigned char>(*from);
     return *from != '\0';
   }
   unsigned char bytes[4];
@@ -93,8 +87,7 @@ size_t to_wide(wchar_t* to, const char* from, size_t size, State* state) {
   size_t all = before;
   for (size_t i = 0; all < sizeof bytes && i < size; ++i)
     bytes[all++] = static_cast<unsigned char>(from[i]);
-  unsigned code = 0;
-  const int length = decode(bytes, all, &code);
+  const int length = decode(bytes, all, code);
   if (length < 0) {
     *state = {};
     return invalid();
@@ -105,13 +98,30 @@ size_t to_wide(wchar_t* to, const char* from, size_t size, State* state) {
     return kIncomplete;
   }
   *state = {};
+  return *code == 0 ? 0 : static_cast<size_t>(length) - before;
+}
+
+// `second_half` is the result for the second half of a pair.
+size_t to_wide(wchar_t* to, const char* from, size_t size, State* state, size_t second_half = 0) {
+  if (!from) {
+    *state = {};
+    return 0;
+  }
+  if (state->count == kPair) {
+    if (to) *to = static_cast<wchar_t>(state->bytes[0] | state->bytes[1] << 8);
+    *state = {};
+    return second_half;
+  }
+  unsigned code;
+  const size_t length = to_code(&code, from, size, state);
+  if (length == kInvalid || length == kIncomplete) return length;
   if (code >= 0x10000) {
     const unsigned low = 0xDC00 | (code & 0x3FF);
     *state = {{static_cast<unsigned char>(low), static_cast<unsigned char>(low >> 8)}, kPair};
     code = 0xD800 + ((code - 0x10000) >> 10);
   }
   if (to) *to = static_cast<wchar_t>(code);
-  return code == 0 ? 0 : static_cast<size_t>(length) - before;
+  return length;
 }
 
 size_t to_bytes(char* to, wchar_t wide, State* state) {
@@ -139,7 +149,7 @@ size_t to_bytes(char* to, wchar_t wide, State* state) {
 }
 
 State mbrtowc_state, mbrlen_state, wcrtomb_state, mbtowc_state, wctomb_state, mbsrtowcs_state,
-    wcsrtombs_state;
+    wcsrtombs_state, mbrtoc16_state, c16rtomb_state, mbrtoc32_state;
 
 }  // namespace
 
@@ -151,6 +161,30 @@ CRT_API size_t mbrlen(const char* from, size_t size, mbstate_t* state) {
 }
 CRT_API size_t wcrtomb(char* to, wchar_t wide, mbstate_t* state) {
   return to_bytes(to, wide, state_of(state, &wcrtomb_state));
+}
+CRT_API size_t mbrtoc16(char16_t* to, const char* from, size_t size, mbstate_t* state) {
+  constexpr size_t kSecondHalf = static_cast<size_t>(-3);
+  return to_wide(reinterpret_cast<wchar_t*>(to), from, size, state_of(state, &mbrtoc16_state),
+                 kSecondHalf);
+}
+CRT_API size_t c16rtomb(char* to, char16_t wide, mbstate_t* state) {
+  return to_bytes(to, wide, state_of(state, &c16rtomb_state));
+}
+CRT_API size_t mbrtoc32(char32_t* to, const char* from, size_t size, mbstate_t* state) {
+  State* const now = state_of(state, &mbrtoc32_state);
+  unsigned code;
+  const size_t length = from ? to_code(&code, from, size, now) : to_code(&code, "", 1, now);
+  if (from && to && length != kInvalid && length != kIncomplete) *to = code;
+  return length;
+}
+CRT_API size_t c32rtomb(char* to, char32_t code, mbstate_t*) {
+  if (!to) return 1;
+  if (code > (crt::is_utf8 ? 0x10FFFF : 0xFF) || (code >= 0xD800 && code < 0xE000)) {
+    return invalid();
+  }
+  if (crt::is_utf8) return static_cast<size_t>(encode(code, to));
+  *to = static_cast<char>(code);
+  return 1;
 }
 CRT_API int(mbsinit)(const mbstate_t* state) {
   return !state || reinterpret_cast<const State*>(state)->count == 0;
@@ -186,7 +220,7 @@ CRT_API size_t mbsrtowcs(wchar_t* to, const char** from, size_t size, mbstate_t*
   const char* at = *from;
   size_t count = 0;
   for (; !to || count < size; ++count) {
-    wchar_t wide;
+    wchar_t wide = 0;
     const bool second = now->count == kPair;
     const size_t length = to_wide(&wide, at, SIZE_MAX, now);
     if (length == kInvalid) return kInvalid;
@@ -207,9 +241,13 @@ CRT_API size_t wcsrtombs(char* to, const wchar_t** from, size_t size, mbstate_t*
   size_t count = 0;
   for (;; ++at) {
     char bytes[4];
+    const State before = *now;
     const size_t length = to_bytes(bytes, *at, now);
     if (length == kInvalid) return kInvalid;
-    if (to && count + length > size) break;
+    if (to && count + length > size) {
+      *now = before;
+      break;
+    }
     if (to) memcpy(to + count, bytes, length);
     if (*at == 0) {
       if (to) *from = nullptr;

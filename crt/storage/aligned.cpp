@@ -1,27 +1,45 @@
 // Blocks at a multiple of a power of two: the address that malloc returned is before each.
+// Those of aligned_alloc are listed too, since free and realloc take them.
+#include "aligned.h"
+
 #include <malloc.h>
 #include <stdlib.h>
 #include <string.h>
 
-#include "../crt.h"
+#include "../process/lock.h"
+
+extern "C" void* aligned_alloc(size_t alignment, size_t size);
+
+namespace crt {
+
+unsigned listed_blocks;
 
 namespace {
 
 struct Header {
   void* block;
   size_t size;
+  Header* following;  // in its list
+  void* unused;       // keeps malloc's alignment
 };
+
+constexpr size_t kLists = 1024;
+Header* lists[kLists];
+Lock lists_lock;
 
 Header* header_of(void* aligned) { return static_cast<Header*>(aligned) - 1; }
 
-}  // namespace
+Header** list_of(const void* aligned) {
+  const auto address = reinterpret_cast<uintptr_t>(aligned);
+  return &lists[(address / kAlignmentOfMalloc * 0x9E3779B97F4A7C15u) >> 54];
+}
 
-CRT_API void* _aligned_malloc(size_t size, size_t alignment) {
+void* allocate(size_t size, size_t alignment) {
   if (alignment == 0 || (alignment & (alignment - 1)) != 0) {
     errno = EINVAL;
     return nullptr;
   }
-  if (alignment < sizeof(void*)) alignment = sizeof(void*);
+  if (alignment < kAlignmentOfMalloc) alignment = kAlignmentOfMalloc;
   size_t whole;
   if (__builtin_add_overflow(size, alignment + sizeof(Header), &whole)) {
     errno = ENOMEM;
@@ -31,9 +49,49 @@ CRT_API void* _aligned_malloc(size_t size, size_t alignment) {
   if (!block) return nullptr;
   const auto first = reinterpret_cast<uintptr_t>(block) + sizeof(Header) + alignment - 1;
   void* const aligned = reinterpret_cast<void*>(first & ~(alignment - 1));
-  *header_of(aligned) = {block, size};
+  *header_of(aligned) = {block, size, nullptr, nullptr};
   return aligned;
 }
+
+}  // namespace
+
+void* block_of_listed(void* aligned) {
+  const Locked locked(lists_lock);
+  for (Header** link = list_of(aligned); *link; link = &(*link)->following) {
+    if (*link != header_of(aligned)) continue;
+    *link = (*link)->following;
+    --listed_blocks;
+    return header_of(aligned)->block;
+  }
+  return aligned;
+}
+
+bool is_listed(void* aligned, size_t* size) {
+  const Locked locked(lists_lock);
+  for (const Header* header = *list_of(aligned); header; header = header->following) {
+    if (header != header_of(aligned)) continue;
+    *size = header->size;
+    return true;
+  }
+  return false;
+}
+
+}  // namespace crt
+
+using namespace crt;
+
+CRT_API void* aligned_alloc(size_t alignment, size_t size) {
+  void* const aligned = allocate(size, alignment);
+  if (!aligned) return nullptr;
+  const Locked locked(lists_lock);
+  Header** const list = list_of(aligned);
+  header_of(aligned)->following = *list;
+  *list = header_of(aligned);
+  ++listed_blocks;
+  return aligned;
+}
+
+CRT_API void* _aligned_malloc(size_t size, size_t alignment) { return allocate(size, alignment); }
 
 CRT_API void _aligned_free(void* aligned) {
   if (aligned) free(header_of(aligned)->block);
@@ -52,3 +110,15 @@ CRT_API void* _aligned_realloc(void* aligned, size_t size, size_t alignment) {
   _aligned_free(aligned);
   return moved;
 }
+CRT_API void* _aligned_recalloc(void* aligned, size_t count, size_t size, size_t alignment) {
+  size_t total;
+  if (__builtin_mul_overflow(count, size, &total)) {
+    errno = ENOMEM;
+    return nullptr;
+  }
+  const size_t before = aligned ? header_of(aligned)->size : 0;
+  void* const moved = _aligned_realloc(aligned, total, alignment);
+  if (moved && total > before) memset(static_cast<char*>(moved) + before, 0, total - before);
+  return moved;
+}
+CRT_API size_t _aligned_msize(void* aligned, size_t, size_t) { return header_of(aligned)->size; }

@@ -24,6 +24,16 @@ const long long start = steady();
 
 }  // namespace
 
+extern "C" int timespec_get(struct timespec* result, int base) {
+  if (base != 1) return 0;  // TIME_UTC
+  FILETIME time;
+  GetSystemTimePreciseAsFileTime(&time);
+  const long long units = units_of(time);
+  result->tv_sec = units / kUnitsPerSecond - kSecondsFrom1601To1970;
+  result->tv_nsec = static_cast<long>(units % kUnitsPerSecond * 100);
+  return base;
+}
+
 // Time that has passed, as on Windows; not the processor's.
 CRT_API clock_t clock(void) {
   LARGE_INTEGER per_second;

@@ -80,7 +80,11 @@ Words command(const Job& job, const Input& source, const fs::path& object) {
     if (is_cpp(source) && !request.hosted) {
       words.push_back("@" + (job.places.parts / "program_flags_cpp").string());
     }
-    // A hosted program's standard headers are the compiler's: ours come after them.
+    // A hosted program's standard headers are the compiler's, with what these lack before them
+    // and the library's own after them.
+    if (request.hosted && !fortran) {
+      words.insert(words.end(), {"-isystem", (job.places.include / "hosted").string()});
+    }
     if (!fortran) {
       words.insert(words.end(),
                    {request.hosted ? "-idirafter" : "-isystem", job.places.include.string()});
