@@ -82,10 +82,10 @@ Words command(const Job& job, const Input& source, const fs::path& object) {
     }
     // A hosted program's standard headers are the compiler's, with what these lack before them
     // and the library's own after them.
-    if (request.hosted && !fortran) {
-      words.insert(words.end(), {"-isystem", (job.places.include / "hosted").string()});
-    }
     if (!fortran) {
+      if (request.hosted) {
+        words.insert(words.end(), {"-isystem", (job.places.include / "hosted").string()});
+      }
       words.insert(words.end(),
                    {request.hosted ? "-idirafter" : "-isystem", job.places.include.string()});
     }
