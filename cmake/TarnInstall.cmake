@@ -43,7 +43,7 @@ endif()
 
 install(FILES ${TARN_PROGRAM_DLLS} DESTINATION bin COMPONENT tools)
 install(FILES ${TARN_PROGRAM_DLLS} ${TARN_PROGRAM_IMPORT} cmake/program_flags cmake/program_flags_cpp
-  cmake/hosted_flags cmake/fortran_flags ${TARN_HOSTED_PARTS} ${TARN_FORTRAN_PART}
+  cmake/hosted_flags cmake/fortran_flags cmake/legacy_flags ${TARN_HOSTED_PARTS} ${TARN_FORTRAN_PART}
   DESTINATION lib/tarnlib COMPONENT program)
 install(FILES ${TARN_PROGRAM_START} DESTINATION lib/tarnlib RENAME program_start.o
   COMPONENT program)

@@ -1,7 +1,7 @@
 # Program images: compiled by the cross compiler against include/, linked
 # without its C run-time, finished.
 #
-#   tarn_add_program(name [DLL] [HOSTED | SUITE] SOURCES file... [LINK dll...] [FINISH option...])
+#   tarn_add_program(name [DLL] [HOSTED | SUITE] [LEGACY] SOURCES file... [LINK dll...] [FINISH option...])
 #
 # makes programs/NAME.exe, or programs/NAME.dll with DLL, in the build folder,
 # and beside it NAME.unfinished.exe, what the linker made. LINK names DLLs that
@@ -9,7 +9,8 @@
 # passes options to finish_image. HOSTED is for programs in ISO C and C++: compiled
 # against the compiler's own headers, linked with the whole of the standard libraries.
 # C++ sources are hosted unless SUITE says that they do without these. A program with
-# a Fortran source is hosted; its project enables the language Fortran.
+# a Fortran source is hosted; its project enables the language Fortran. LEGACY is for
+# those of before Fortran 90 (legacy_flags).
 # The DLLs of the library are in the same
 # folder, where Windows, Wine and tarnrun look for them. The target is
 # tarn_program_NAME.
@@ -44,6 +45,10 @@ endif()
 #   its unwind data.
 # - Nothing that a C or C++ run-time would have to supply, but what the program
 #   support library has.
+# Of legacy_flags: in programs of before Fortran 90, locals keep their values and begin as
+# zero; the language is as its old compilers extended it, structures, Hollerith data and D
+# lines included; arguments are storage, whatever their types; COMMON is one storage sequence,
+# without gaps; an integer that overflows wraps around, in constants, too.
 # A source whose inline assembly names rbx, rsi or rdi needs -fcall-saved-rbx and
 # its like, in its COMPILE_OPTIONS; tarncc adds it by itself.
 function(tarn_read_flags file result)
@@ -64,6 +69,10 @@ add_library(tarn_hosted_flags INTERFACE)
 target_compile_options(tarn_hosted_flags INTERFACE
   "$<$<COMPILE_LANGUAGE:C,CXX>:${tarn_flags_hosted};-isystem${TARN_HOSTED_INCLUDE};-idirafter${TARN_PROGRAM_INCLUDE}>"
   "$<$<COMPILE_LANGUAGE:Fortran>:${tarn_flags_fortran};-I${TARN_FORTRAN_MODULES}>")
+tarn_read_flags(legacy_flags tarn_flags_legacy)
+add_library(tarn_legacy_flags INTERFACE)
+target_compile_options(tarn_legacy_flags INTERFACE
+  "$<$<COMPILE_LANGUAGE:Fortran>:${tarn_flags_legacy}>")
 
 set(tarn_copies)
 foreach(dll ${TARN_PROGRAM_DLLS})
@@ -79,9 +88,9 @@ if(TARN_PROGRAM_WAITS)
 endif()
 
 function(tarn_add_program name)
-  cmake_parse_arguments(PARSE_ARGV 1 program "DLL;HOSTED;SUITE" "" "SOURCES;LINK;FINISH")
+  cmake_parse_arguments(PARSE_ARGV 1 program "DLL;HOSTED;SUITE;LEGACY" "" "SOURCES;LINK;FINISH")
   if(program_UNPARSED_ARGUMENTS OR NOT program_SOURCES)
-    message(FATAL_ERROR "tarn_add_program(${name} [DLL] [HOSTED | SUITE] SOURCES file... [LINK dll...] [FINISH option...])")
+    message(FATAL_ERROR "tarn_add_program(${name} [DLL] [HOSTED | SUITE] [LEGACY] SOURCES file... [LINK dll...] [FINISH option...])")
   endif()
   get_filename_component(compiler ${CMAKE_C_COMPILER} NAME_WE)
   if(compiler STREQUAL tarncc)
@@ -113,6 +122,10 @@ function(tarn_add_program name)
       $<$<IN_LIST:-fopenmp,$<TARGET_PROPERTY:${code},COMPILE_OPTIONS>>:-lgomp>)
     if(fortran)
       set(linker ${CMAKE_Fortran_COMPILER})
+      if(program_LEGACY) # before what the project adds to the target
+        target_compile_options(${code} PRIVATE
+          $<TARGET_PROPERTY:tarn_legacy_flags,INTERFACE_COMPILE_OPTIONS>)
+      endif()
       if(TARN_FORTRAN_WAITS)
         add_dependencies(${code} ${TARN_FORTRAN_WAITS})
       endif()

@@ -24,22 +24,6 @@ constexpr int kStandardError = 2;
 constexpr const char* kRegistersForAssembly[] = {"-fcall-saved-rbx", "-fcall-saved-rsi",
                                                  "-fcall-saved-rdi"};
 
-// What programs of before Fortran 90 rely on: locals keep their values and begin as zero; the
-// language as its old compilers extended it, structures, Hollerith data and D lines included;
-// arguments are storage, whatever their types; COMMON is one storage sequence, without gaps; an
-// integer that overflows wraps around, in constants, too.
-constexpr const char* kLegacy[] = {"-std=legacy",
-                                   "-fdec",
-                                   "-fno-automatic",
-                                   "-finit-local-zero",
-                                   "-finit-derived",
-                                   "-fallow-argument-mismatch",
-                                   "-fallow-invalid-boz",
-                                   "-fno-align-commons",
-                                   "-fno-range-check",
-                                   "-fno-strict-aliasing",
-                                   "-fwrapv"};
-
 bool has_option(const Words& options, std::initializer_list<const char*> names) {
   return std::any_of(options.begin(), options.end(), [&names](const std::string& option) {
     return std::any_of(names.begin(), names.end(),
@@ -91,7 +75,7 @@ Words command(const Job& job, const Input& source, const fs::path& object) {
     }
   }
   if (fortran && request.legacy) {
-    words.insert(words.end(), std::begin(kLegacy), std::end(kLegacy));
+    words.push_back("@" + (job.places.parts / "legacy_flags").string());
   }
   if (isatty(kStandardError)) words.push_back("-fdiagnostics-color=always");
   words.insert(words.end(), request.compiler_options.begin(), request.compiler_options.end());
