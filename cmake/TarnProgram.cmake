@@ -113,12 +113,13 @@ function(tarn_add_program name)
     target_link_libraries(${code} PRIVATE tarn_hosted_flags)
     set(import_libraries ${TARN_HOSTED_PARTS})
     set(standard_libraries -Wl,-Bstatic -lstdc++ ${TARN_HOSTED_PARTS})
-    # How C++ programs end: libstdc++ would find its own first.
+    # What libssp and libstdc++ have inside them would be found there first.
+    list(PREPEND standard_libraries -Wl,-u,__chk_fail)
     if(program_CPP)
       list(PREPEND standard_libraries -Wl,-u,tarn_cpp_ends)
     endif()
     list(APPEND program_FINISH --call-lines)
-    set(hosted_libraries -lmingwex -lpthread -lgcc_eh
+    set(hosted_libraries -lssp -lmingwex -lpthread -lgcc_eh
       $<$<IN_LIST:-fopenmp,$<TARGET_PROPERTY:${code},COMPILE_OPTIONS>>:-lgomp>)
     if(fortran)
       set(linker ${CMAKE_Fortran_COMPILER})

@@ -25,6 +25,8 @@ void _assert(const char* expression, const char* file, unsigned line) {
   suite_text_error("Assertion failed: %s, file %s, line %u", expression, file, line);
 }
 
+// From the checked copies of the compiler's libssp, which -D_FORTIFY_SOURCE calls.
+void __chk_fail(void) { suite_text_error("A copy is larger than its target"); }
 void _purecall(void) { suite_text_error("Pure virtual function called"); }
 void _amsg_exit(int number) { suite_text_error("Run-time error R60%02d", number); }
 

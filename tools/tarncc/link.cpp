@@ -105,7 +105,8 @@ int link(const Job& job, const Words& objects, const fs::path& unfinished) {
     // in common with these is its own. libstdc++ comes before the support library, whose
     // operator new and the like are for other programs.
     const std::string archive = (parts / "libtarncrt.a").string();
-    // What libstdc++ has inside it would be found there first.
+    // What libssp and libstdc++ have inside them would be found there first.
+    words.push_back("-Wl,-u,__chk_fail");
     if (has_cpp(request)) words.insert(words.end(), {"-Wl,-u,tarn_cpp_ends"});
     if (request.traps) words.push_back((parts / "hosted_traps.o").string());
     if (request.fortran) {
@@ -115,7 +116,7 @@ int link(const Job& job, const Words& objects, const fs::path& unfinished) {
     }
     words.insert(words.end(), {archive, (parts / "libtarnhosted.a").string(), "-Wl,-Bstatic",
                                "-lstdc++", archive, (parts / "libprogram_support.a").string(),
-                               "-lmingwex", "-lpthread", "-lgcc_eh"});
+                               "-lssp", "-lmingwex", "-lpthread", "-lgcc_eh"});
     if (request.fortran) words.insert(words.end(), {"-lgfortran", "-lquadmath"});
     if (request.openmp) words.push_back("-lgomp");
   } else {

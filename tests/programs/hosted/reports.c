@@ -44,6 +44,16 @@ static FILE* closed(void) {
   return file;
 }
 
+static KEPT void overwritten(void) {
+  char text[8];
+  for (int at = 0; at < 12 + one; ++at) ((volatile char*)text)[at] = 1;
+} /* @overwritten */
+static KEPT void fortified(void) {
+  char text[8];
+  memset(text, 1, 8 + one); /* @fortified */
+  sink = text[one];
+}
+
 static void leave(int number) {
   printf("signal %d\n", number);
   longjmp(back, 1);
@@ -66,6 +76,10 @@ static KEPT void run(const char* name) {
     fclose(closed()); /* @closed_twice */
   } else if (strcmp(name, "closed_write") == 0) {
     fputs("lost", closed()); /* @closed_write */
+  } else if (strcmp(name, "overwritten") == 0) {
+    overwritten(); /* @run_overwritten */
+  } else if (strcmp(name, "fortified") == 0) {
+    fortified(); /* @run_fortified */
   } else if (strcmp(name, "handled") == 0) {
     signal(SIGSEGV, stay);
     *nowhere = 2; /* @handled */

@@ -14,6 +14,8 @@ assert|Assertion failed: one == 2, file .*reports.c, line LINE|two_assertions@as
 raise|Abnormal end (raise)|run@raise main@main
 closed_twice|Invalid FILE structure|run@closed_twice main@main
 closed_write|Invalid FILE structure|run@closed_write main@main
+overwritten|The stack is overwritten beyond an array|overwritten@overwritten run@run_overwritten main@main
+fortified|A copy is larger than its target|fortified@fortified run@run_fortified main@main
 handled|signal 11|run@handled main@main
 left|signal 11|
 thread|Access violation (c0000005)|fault@fault in_thread@in_thread
