@@ -15,6 +15,13 @@ add_library(tarn_program_support STATIC ${tarn_startup}/program_memory.S
 target_link_libraries(tarn_program_support PRIVATE tarn_program_flags)
 target_compile_options(tarn_program_support PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-g0>)
 set_target_properties(tarn_program_support PROPERTIES OUTPUT_NAME program_support)
+# By the names of section symbols finish_image knows the routines that are the run-time's.
+set(TARN_RUN_TIME_MARK --redefine-sym .text=.text.tarn)
+foreach(kind unlikely startup exit)
+  list(APPEND TARN_RUN_TIME_MARK --redefine-sym .text.${kind}=.text.tarn.${kind})
+endforeach()
+add_custom_command(TARGET tarn_program_support POST_BUILD
+  COMMAND ${CMAKE_OBJCOPY} ${TARN_RUN_TIME_MARK} $<TARGET_FILE:tarn_program_support> VERBATIM)
 foreach(part tarn_program_start tarn_program_support)
   target_include_directories(${part} PRIVATE ${CMAKE_SOURCE_DIR}/src)
 endforeach()

@@ -24,7 +24,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::memcpy(image, data, size);
   const auto base = reinterpret_cast<std::uint64_t>(image);
   static tarn::RoutinePlace routine;
-  tarn::find_routine(base, base + offset, (offset & 1) != 0, &routine);
+  // A frame has 255 levels at most; enough for the last to be the routine itself.
+  for (std::uint32_t level = 0; level < 4; ++level) {
+    tarn::find_routine(base, base + offset, {(offset & 1) != 0, level}, &routine);
+  }
   static std::uint64_t stack[512];
   static tarn::platform::AMD_CONTEXT context;
   context = {};

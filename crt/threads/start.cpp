@@ -16,6 +16,9 @@ void tarn_end_of_thread();
 
 using namespace crt;
 
+// The routines in which threads begin; a traceback ends there.
+extern "C" DWORD WINAPI tarn_run_thread(void* argument);
+
 namespace {
 
 struct Start {
@@ -52,7 +55,9 @@ void keep_room_for_overflow() {
                  &before);
 }
 
-DWORD WINAPI run(void* argument) {
+}  // namespace
+
+DWORD WINAPI tarn_run_thread(void* argument) {
   const Start start = *static_cast<Start*>(argument);
   free(argument);
   int cell = 0;
@@ -63,6 +68,8 @@ DWORD WINAPI run(void* argument) {
   end_thread();
   return status;
 }
+
+namespace {
 
 unsigned run_old(void* argument) {
   const OldStart start = *static_cast<OldStart*>(argument);
@@ -87,7 +94,8 @@ CRT_API HANDLE WINAPI CreateThread(SECURITY_ATTRIBUTES* security, SIZE_T stack_s
       HANDLE WINAPI(SECURITY_ATTRIBUTES*, SIZE_T, LPTHREAD_START_ROUTINE, void*, DWORD, DWORD*);
   DWORD number;
   auto* const create = system_routine<Create>("CreateThread");
-  const HANDLE thread = create(security, stack_size, run, start, flags, id ? id : &number);
+  const HANDLE thread =
+      create(security, stack_size, tarn_run_thread, start, flags, id ? id : &number);
   if (thread) return thread;
   const DWORD why = GetLastError();
   free(start);

@@ -14,37 +14,15 @@ constexpr std::uint32_t kModulePathSize = 3000;
 constexpr std::uint64_t kEntrySize = 40;              // of a routine table, after the name
 constexpr std::uint32_t kDebugMagic = 0x42554852;     // "RHUB"
 constexpr std::uint32_t kCallLinesMark = 0x4C4C4143;  // "CALL"
-constexpr std::uint64_t kStartRoutineSize = 0x28B;    // where the table does not say
+constexpr std::uint8_t kRunTime = 1;
+constexpr std::uint8_t kInsideRunTime = 2;
+constexpr std::uint64_t kStartRoutineSize = 0x28B;  // where the table does not say
 
 // An offset that a table holds as the low 32 bits, signed.
 std::uint64_t offset_at(const std::uint8_t* bytes) {
   std::int32_t value;
   __builtin_memcpy(&value, bytes, sizeof value);
   return static_cast<std::uint64_t>(static_cast<std::int64_t>(value));
-}
-
-// The last pair whose offset is not above the routine's offset.
-std::uint32_t find_line(PageReader* reader, std::uint64_t debug, std::uint32_t offset,
-                        bool at_call) {
-  std::uint8_t record[12];
-  std::uint32_t mark = 0;
-  std::uint32_t magic = 0;
-  if (!reader->read(debug, record, sizeof record)) return 0;
-  __builtin_memcpy(&mark, record, sizeof mark);
-  __builtin_memcpy(&magic, record + 4, sizeof magic);
-  if (magic != kDebugMagic) return 0;
-  if (at_call && mark == kCallLinesMark && offset > 0) --offset;
-  const std::uint64_t table = debug + 8 + offset_at(record + 8) - 4;
-  std::uint32_t count = 0;
-  if (!reader->read(table, &count, sizeof count)) return 0;
-  if (count > kLineEntries) count = kLineEntries;
-  std::uint32_t line = 0;
-  for (std::uint32_t i = 0; i < count; ++i) {
-    std::uint32_t pair[2];
-    if (!reader->read(table + 4 + 8 * std::uint64_t{i}, pair, sizeof pair)) break;
-    if (pair[1] <= offset) line = pair[0];
-  }
-  return line;
 }
 
 // Reads a name up to its NUL; what does not fit is skipped. False at the end of
@@ -63,6 +41,83 @@ bool read_name(PageReader* reader, std::uint64_t* at, std::uint64_t limit, char*
     ++length;
   }
   return false;
+}
+
+// A table of records after their number, of which no more are read than there may be.
+struct RecordTable {
+  PageReader* reader;
+  std::uint64_t at;  // of the first record
+  std::uint32_t count = 0;
+
+  RecordTable(PageReader* from, std::uint64_t table) : reader(from), at(table + sizeof count) {
+    if (!reader->read(table, &count, sizeof count)) count = 0;
+    if (count > kLineEntries) count = kLineEntries;
+  }
+
+  template <typename Record>
+  bool read(std::uint32_t index, Record* record) const {
+    return index < count && reader->read(at + sizeof(Record) * index, record, sizeof(Record));
+  }
+};
+
+struct LinePair {
+  std::uint32_t line, offset;
+};
+
+// Code of a routine that came from another; the records of what is within other such code
+// come before that.
+struct InlinedCode {
+  std::uint32_t start, end;  // offsets in the routine
+  std::int32_t name;         // image offset
+  std::uint32_t line;        // of the call
+};
+
+// The last pair whose offset is not above the routine's offset.
+std::uint32_t find_line(const RecordTable& lines, std::uint32_t offset) {
+  std::uint32_t line = 0;
+  LinePair pair;
+  for (std::uint32_t i = 0; lines.read(i, &pair); ++i) {
+    if (pair.offset <= offset) line = pair.line;
+  }
+  return line;
+}
+
+// Makes `routine` the one of the level: its name, and the line of its call.
+void find_level(const RecordTable& inlined, std::uint64_t base, std::uint32_t offset,
+                std::uint32_t level, RoutinePlace* routine) {
+  InlinedCode code;
+  std::uint32_t around = 0;
+  for (std::uint32_t i = 0; inlined.read(i, &code); ++i) {
+    if (offset < code.start || offset >= code.end) continue;
+    if (around == level) {
+      std::uint64_t at = base + static_cast<std::uint64_t>(std::int64_t{code.name});
+      routine->is_inlined = true;
+      if (!read_name(inlined.reader, &at, at + sizeof routine->name, routine->name)) {
+        strcpy(routine->name, "(unnamed)");
+      }
+      return;
+    }
+    routine->line = code.line;
+    ++around;
+  }
+}
+
+void find_line_and_level(PageReader* reader, std::uint64_t base, std::uint64_t debug,
+                         FramePlace place, RoutinePlace* routine) {
+  struct {
+    std::uint32_t mark, magic;
+    std::int32_t lines;
+  } record;
+  if (!reader->read(debug, &record, sizeof record) || record.magic != kDebugMagic) return;
+  const bool calls = record.mark == kCallLinesMark;
+  const std::uint32_t before = place.at_call && calls && routine->offset > 0 ? 1 : 0;
+  const std::uint32_t offset = routine->offset - before;
+  const RecordTable lines(reader,
+                          debug + 8 + static_cast<std::uint64_t>(std::int64_t{record.lines}) - 4);
+  if (place.level == 0) routine->line = find_line(lines, offset);
+  if (!calls) return;
+  const RecordTable inlined(reader, lines.at + sizeof(LinePair) * std::uint64_t{lines.count});
+  find_level(inlined, base, offset, place.level, routine);
 }
 
 }  // namespace
@@ -93,7 +148,7 @@ bool is_marked_image(std::uint64_t base) {
   return memcmp(mark, pe::kImageMark, sizeof mark) == 0;
 }
 
-bool find_routine(std::uint64_t base, std::uint64_t rip, bool at_call, RoutinePlace* routine) {
+bool find_routine(std::uint64_t base, std::uint64_t rip, FramePlace place, RoutinePlace* routine) {
   static PageReader reader;  // a table's pages; the report has one thread
   reader.reset();
   std::uint8_t field[4];
@@ -111,7 +166,11 @@ bool find_routine(std::uint64_t base, std::uint64_t rip, bool at_call, RoutinePl
     }
     if (rip < routine->start || rip > end) continue;
     routine->offset = static_cast<std::uint32_t>(rip - routine->start);
-    routine->line = find_line(&reader, base + offset_at(entry + 24), routine->offset, at_call);
+    routine->line = 0;
+    routine->is_inlined = false;
+    routine->is_run_time = entry[36] == kRunTime;
+    routine->is_inside_run_time = entry[36] == kInsideRunTime;
+    find_line_and_level(&reader, base, base + offset_at(entry + 24), place, routine);
     return true;
   }
   return false;

@@ -2,9 +2,9 @@
 // table and the line tables that finish_image writes into an image
 // (docs/image-format.md).
 //
-// Untrusted data: nothing here faults, at most kTableBytes of a table and
-// kLineEntries lines are read, and a damaged table yields no routine or no
-// line. State: a reader's buffer; for one thread at a time, inside the report.
+// Untrusted data: nothing here faults, at most kTableBytes of a table and of each of
+// lines and inlined code kLineEntries are read, and a damaged table yields no routine or
+// no line. State: a reader's buffer; for one thread at a time, inside the report.
 #pragma once
 
 #include "platform/abi.h"
@@ -25,6 +25,9 @@ struct RoutinePlace {
   std::uint64_t start;   // address of its first byte
   std::uint32_t offset;  // of the address in it
   std::uint32_t line;    // 0: unknown
+  bool is_inlined;       // the name and the line are those of a routine that was inlined
+  // Of the image's run-time, and not its user's: one that the user calls, or one inside.
+  bool is_run_time, is_inside_run_time;
 };
 
 // The base of the image that holds `address`; 0 if none does.
@@ -37,8 +40,16 @@ bool image_name(std::uint64_t base, char* name);
 // Whether finish_image has marked the image.
 bool is_marked_image(std::uint64_t base);
 
-// The routine of the marked image at `base` in which `address` lies. `at_call`: it is the
-// address after a call; the line is then the call's, if the image's tables want it so.
-bool find_routine(std::uint64_t base, std::uint64_t address, bool at_call, RoutinePlace* routine);
+// What the place of a frame is besides its address.
+struct FramePlace {
+  bool at_call;         // the address is that after a call
+  std::uint32_t level;  // of inlined calls, the innermost is 0
+};
+
+// The routine of the marked image at `base` in which `address` lies. At a call the line is
+// the call's, if the image's tables want it so. Where the code was inlined the levels from
+// 0 on are the routines that it came from, and the one after these the routine itself.
+bool find_routine(std::uint64_t base, std::uint64_t address, FramePlace place,
+                  RoutinePlace* routine);
 
 }  // namespace tarn

@@ -39,7 +39,7 @@ bool walk_to_script() {
     if (!more) break;
   }
   const std::uint64_t base = image_at(context.Rip);
-  return base && is_marked_image(base) && find_routine(base, context.Rip, true, &routine) &&
+  return base && is_marked_image(base) && find_routine(base, context.Rip, {true, 0}, &routine) &&
          strcmpl(routine.name, kStartRoutine) == 0;
 }
 

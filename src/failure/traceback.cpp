@@ -168,9 +168,9 @@ bool step_by_walker(platform::Handle process, platform::AMD_CONTEXT* context, bo
 // Their own code saves registers as it likes, so it is stepped over by unwind
 // data; of their routines only those that programs call have a name. True if
 // the frame was shown, or is one of those that are not to be shown.
-bool pass_library_frame(const ImageOfFrame& image, bool at_call, RoutinePlace* routine,
+bool pass_library_frame(const ImageOfFrame& image, FramePlace place, RoutinePlace* routine,
                         platform::AMD_CONTEXT* context, char* text) {
-  bool named = image.has_table && find_routine(image.base, context->Rip, at_call, routine);
+  bool named = image.has_table && find_routine(image.base, context->Rip, place, routine);
   const UnwindStep step =
       image.is_pe ? unwind_by_image_data(image.base, context) : UnwindStep::kNoRecords;
   if (step == UnwindStep::kLost && no_heap) {
@@ -200,6 +200,24 @@ bool step_to_caller(const ImageOfFrame& image, const RoutinePlace& routine,
   return unwind_by_image_data(image.base, context) != UnwindStep::kLost;
 }
 
+// Which frame at Rip the walk is at. The context is left as that of a caller has to be,
+// unless the step to it finds otherwise.
+FramePlace take_place(platform::AMD_CONTEXT* context) {
+  const std::uint32_t flags = context->ContextFlags;
+  context->ContextFlags = (flags & ~platform::kContextLevels) | platform::kContextAtCall;
+  return {(flags & platform::kContextAtCall) != 0,
+          (flags & platform::kContextLevels) / platform::kContextOneLevel};
+}
+
+// Back to the same Rip, one level up. False after the last level that there is room for.
+bool pass_inlined_call(FramePlace place, platform::AMD_CONTEXT* context) {
+  const std::uint32_t levels = (place.level + 1) * platform::kContextOneLevel;
+  if (levels > platform::kContextLevels) return false;
+  if (!place.at_call) context->ContextFlags &= ~platform::kContextAtCall;
+  context->ContextFlags |= levels;
+  return true;
+}
+
 }  // namespace
 
 std::int32_t hide_library_frames;
@@ -216,8 +234,13 @@ TARN_MACHINERY std::int32_t trace_back_once(platform::Handle, char* text,
   *text = '\0';
   for (int unnamed = 0; unnamed < kUnnamedFrames; ++unnamed) {
     if (!find_image(context->Rip, &image)) return 0;
-    const bool at_call = (context->ContextFlags & platform::kContextAtCall) != 0;
-    context->ContextFlags |= platform::kContextAtCall;  // unless the step clears it
+    const FramePlace place = take_place(context);
+    const bool by_table = !image.is_library && image.has_table;
+    const bool found = by_table && find_routine(image.base, context->Rip, place, &routine);
+    if (found && (routine.is_inside_run_time || (hide_library_frames && routine.is_run_time))) {
+      if (!step_to_caller(image, routine, context)) return 0;
+      continue;
+    }
     if (!image.is_library) hide_library_frames = 0;
     if (strcmpl(image.name, last_module) != 0) {
       if (!hide_library_frames) {
@@ -227,7 +250,7 @@ TARN_MACHINERY std::int32_t trace_back_once(platform::Handle, char* text,
       strcpy(last_module, image.name);
     }
     if (image.is_library) {
-      if (pass_library_frame(image, at_call, &routine, context, text)) return 1;
+      if (pass_library_frame(image, place, &routine, context, text)) return 1;
       continue;
     }
     if (!image.has_table && image.is_pe && no_heap) {
@@ -238,9 +261,9 @@ TARN_MACHINERY std::int32_t trace_back_once(platform::Handle, char* text,
       if (FetchMicrosoftStack(current_process_handle, context, 0, text)) return 1;
       continue;
     }
-    if (!find_routine(image.base, context->Rip, at_call, &routine)) return 0;
-    if (strcmpl(routine.name, kStartRoutine) == 0) return 0;
+    if (!found || strcmpl(routine.name, kStartRoutine) == 0) return 0;
     describe_routine(routine, text);
+    if (routine.is_inlined && pass_inlined_call(place, context)) return 1;
     return step_to_caller(image, routine, context) ? 1 : 0;
   }
   return 0;

@@ -2,11 +2,14 @@
 //
 // Images of the suite carry a routine table and line tables; their frames are
 // named from these, and the caller is found by decoding the routine's prologue or,
-// where that has another form, by the image's unwind data.
+// where that has another form, by the image's unwind data. A call that was inlined is
+// a frame of its own where the tables list it: the routine that the code is from, then the
+// one that it was inlined into, with the line of the call, at the same address.
 // All other frames are stepped over by the system's stack walker. The frames of
 // the run-time library and its sibling show only if the fault happened in them:
 // for a raised number they are passed silently, and they too are stepped over
-// by the walker.
+// by the walker. So are those of the run-time in the image itself, where that raised it, and always
+// those inside it that no program calls.
 //
 // State: the module of the last frame, the walker's record, and
 // hide_library_frames. For one thread at a time, inside the report.
@@ -38,8 +41,8 @@ extern std::int32_t hide_library_frames;
 void begin_traceback(bool without_heap);
 
 // Appends a description of the frame of `context` to `text`, and makes
-// `context` that of the caller: its Rip and Rsp. 1: there may be more; 0: the
-// walk is over.
+// `context` that of the caller: its Rip and Rsp, or for an inlined call its
+// ContextFlags alone. 1: there may be more; 0: the walk is over.
 TARNAPI std::int32_t trace_back_once(platform::Handle process, char* text,
                                      platform::AMD_CONTEXT* context);
 

@@ -540,6 +540,10 @@ static_assert(sizeof(AMD_CONTEXT) == 1232);
 static_assert(offsetof(AMD_CONTEXT, Rip) == 0xF8);
 // In ContextFlags of a context that was unwound: Rip is the address after a call.
 inline constexpr std::uint32_t kContextAtCall = 0x20000000;
+// In the same, and in nobody else's use: how many of the inlined calls at Rip a walk has
+// passed, times kContextOneLevel.
+inline constexpr std::uint32_t kContextLevels = 0xFF00;
+inline constexpr std::uint32_t kContextOneLevel = 0x100;
 
 struct ExceptionPointers {
   ExceptionRecord* record;

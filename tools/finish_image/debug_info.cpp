@@ -5,6 +5,9 @@
 #include <string>
 #include <unordered_map>
 
+#include "crt/cxx/readable_name.h"
+#include "routine_names.h"
+
 namespace finisher {
 namespace {
 
@@ -15,9 +18,21 @@ constexpr int kMostOrigins = 16;       // a declaration, its abstract form, and 
 
 // Of a name of Fortran, whose own limit is 63 characters; longer names are cut.
 constexpr std::size_t kLongestName = 100;
+constexpr std::size_t kLongestDecodedName = 4096;  // of C and C++
+// A class without a name that has routines is most often this.
+constexpr char kUnnamedClass[] = "{lambda}";
 
-enum Tag : std::uint64_t { kInlinedCall = 0x1D, kModule = 0x1E, kRoutine = 0x2E };
+enum Tag : std::uint64_t {
+  kClass = 0x02,
+  kStructure = 0x13,
+  kUnion = 0x17,
+  kInlinedCall = 0x1D,
+  kModule = 0x1E,
+  kRoutine = 0x2E,
+  kNamespace = 0x39,
+};
 constexpr std::uint64_t kFortranLanguages[] = {0x07, 0x08, 0x0E, 0x22, 0x23};  // 77 to 2008
+constexpr std::uint64_t kScopes[] = {kClass, kStructure, kUnion, kModule, kNamespace};
 enum UnitType : std::uint8_t { kCompileUnit = 1, kPartialUnit = 3 };
 enum Attribute : std::uint64_t {
   kName = 0x03,
@@ -110,9 +125,9 @@ struct Value {
 // What the readers of ranges want to know of an entry.
 struct Entry {
   std::optional<Value> low_pc, high_pc, ranges, line_offset, address_base, range_list_base, origin,
-      file, name;
+      file, name, linkage_name;
   std::uint64_t line = 0, language = 0;
-  bool is_main_program = false, has_linkage_name = false;
+  bool is_main_program = false;
 };
 
 struct Interval {
@@ -127,7 +142,10 @@ struct Node {
   std::uint32_t file = 0;    // that declares it, or that calls
   std::uint32_t line = 0;    // of the call
   std::uint64_t origin = 0;  // the entry in .debug_info with the rest; 0: none
-  std::string name = {};     // of a Fortran routine; empty if the origin has it
+  // Of a Fortran routine as a report shows it; of others what the name is within.
+  std::string name = {};
+  std::string_view plain_name = {};  // not of Fortran; empty if the origin has it
+  bool is_fortran = false, is_linkage_name = false;
   bool is_main_program = false, is_program_start = false;
   std::vector<Interval> code = {};
 };
@@ -237,7 +255,7 @@ struct EntryReader {
           entry.is_main_program = true;
           break;
         case kLinkageName:
-          entry.has_linkage_name = true;
+          entry.linkage_name = value;
           break;
         case kLowPc:
           entry.low_pc = value;
@@ -386,16 +404,16 @@ struct EntryReader {
 
   // ---- Names ----
 
-  std::string_view text_of(const Value& value) const {
+  std::string_view text_of(const Value& value, std::size_t longest = kLongestName) const {
     std::string_view text = value.text;
     if (value.form == kFormTextOffset || value.form == kFormLineTextOffset) {
       const auto bytes = value.form == kFormTextOffset ? sections.texts : sections.line_texts;
       if (value.number >= bytes.size()) refuse_damaged(".debug_str");
       const auto rest = bytes.subspan(static_cast<std::size_t>(value.number));
-      text = {reinterpret_cast<const char*>(rest.data()), std::min(rest.size(), kLongestName)};
+      text = {reinterpret_cast<const char*>(rest.data()), std::min(rest.size(), longest)};
       text = text.substr(0, text.find('\0'));
     }
-    return text.substr(0, kLongestName);
+    return text.substr(0, longest);
   }
 
   // A submodule is linear.part in the debug data, linear:part in Fortran; and the code of
@@ -409,16 +427,43 @@ struct EntryReader {
   }
 
   // Within a routine or a module, if there is one.
-  void name_routine(Node& node, const Entry& entry, std::string_view module) const {
-    const std::string_view name = entry.name ? text_of(*entry.name) : std::string_view();
-    if (name.empty()) return;
+  void name_fortran_routine(Node& node, const Entry& entry, std::string_view name,
+                            std::string_view module) const {
+    node.is_fortran = true;
     node.is_main_program = entry.is_main_program;
-    node.is_program_start = name == "main" && !entry.is_main_program && !entry.has_linkage_name;
+    node.is_program_start = name == "main" && !entry.is_main_program && !entry.linkage_name;
     const std::string around(node.parent != kNone ? nodes[node.parent].name : module);
     node.name = fortran_name(name);
     if (!around.empty() && around.size() + node.name.size() < kLongestName) {
       node.name = around + ":" + node.name;
     }
+  }
+
+  // Routines of C++ that no other unit can call have no linkage name.
+  void name_routine(Node& node, const Unit& unit, const Entry& entry,
+                    std::string_view scope) const {
+    if (unit.is_fortran) {
+      const std::string_view name = entry.name ? text_of(*entry.name) : std::string_view();
+      if (!name.empty()) name_fortran_routine(node, entry, name, scope);
+      return;
+    }
+    node.is_linkage_name = entry.linkage_name.has_value();
+    const auto& name = node.is_linkage_name ? entry.linkage_name : entry.name;
+    if (!name) return;
+    node.plain_name = text_of(*name, kLongestDecodedName);
+    if (!node.is_linkage_name) node.name = scope;
+  }
+
+  // Appends what routines in the entry are called within.
+  void enter_scope(std::string& scope, std::size_t start, const Unit& unit, std::uint64_t tag,
+                   const Entry& entry) const {
+    std::string name = entry.name ? std::string(text_of(*entry.name)) : std::string();
+    if (tag == kNamespace && name.empty()) name = "(anonymous namespace)";
+    if (tag == kStructure && name.empty()) name = kUnnamedClass;
+    if (tag == kModule) name = fortran_name(name);
+    if (name.empty() || scope.size() - start + name.size() > kLongestName) return;
+    if (scope.size() > start) scope += unit.is_fortran ? ":" : "::";
+    scope += name;
   }
 
   // ---- Units ----
@@ -441,44 +486,55 @@ struct EntryReader {
 
   // The index of the node that `entry` becomes.
   std::size_t add_node(const Unit& unit, std::uint64_t offset, bool is_routine, std::size_t parent,
-                       const Entry& entry, std::string_view module) {
+                       const Entry& entry, std::string_view scope) {
     Node node{is_routine, parent, parent == kNone ? 0 : nodes[parent].depth + 1};
     if (entry.file) node.file = file_index(unit, entry.file->number);
     node.line = static_cast<std::uint32_t>(entry.line);
     if (entry.origin) node.origin = entry.origin->number;
     node.code = code_of(unit, entry);
-    if (is_routine && unit.is_fortran) name_routine(node, entry, module);
+    if (is_routine) name_routine(node, unit, entry, scope);
     nodes.push_back(std::move(node));
     if (is_routine) routines.emplace(offset, nodes.size() - 1);
     return nodes.size() - 1;
   }
 
   void read_unit(DwarfReader unit_bytes, Unit unit, const Abbreviations& abbreviations) {
-    std::vector<std::size_t> around;  // for each open level, the node that holds it
-    std::string module;               // that is open at the unit's first level
+    struct Level {
+      std::size_t node;  // that holds it
+      // Around it, and where its own begins: anew in each routine.
+      std::size_t scope_length, scope_start;
+    };
+    std::vector<Level> around;
+    std::string scope;  // of the innermost level, after those around routines
+    std::size_t scope_start = 0;
     bool is_first = true;
     while (!unit_bytes.done()) {
       const std::uint64_t offset = unit.start + unit_bytes.at;
       const std::uint64_t code = unit_bytes.unsigned_leb();
       if (code == 0) {
-        if (!around.empty()) around.pop_back();
+        if (around.empty()) continue;
+        scope.resize(around.back().scope_length);
+        scope_start = around.back().scope_start;
+        around.pop_back();
         continue;
       }
       const auto found = abbreviations.find(code);
       if (found == abbreviations.end()) refuse_damaged(unit_bytes.section);
       const Entry entry = read_entry(unit_bytes, unit, found->second);
-      std::size_t node = around.empty() ? kNone : around.back();
+      std::size_t node = around.empty() ? kNone : around.back().node;
       if (is_first) take_unit_entry(unit, entry);
       is_first = false;
-      constexpr std::size_t kTopLevel = 1;
-      if (around.size() == kTopLevel) {
-        module = found->second.tag == kModule && entry.name ? fortran_name(text_of(*entry.name))
-                                                            : std::string();
+      const std::uint64_t tag = found->second.tag;
+      if (tag == kRoutine || tag == kInlinedCall) {
+        node = add_node(unit, offset, tag == kRoutine, node, entry,
+                        std::string_view(scope).substr(scope_start));
       }
-      if (found->second.tag == kRoutine || found->second.tag == kInlinedCall) {
-        node = add_node(unit, offset, found->second.tag == kRoutine, node, entry, module);
+      if (!found->second.has_children) continue;
+      around.push_back({node, scope.size(), scope_start});
+      if (tag == kRoutine) scope_start = scope.size();
+      if (std::find(std::begin(kScopes), std::end(kScopes), tag) != std::end(kScopes)) {
+        enter_scope(scope, scope_start, unit, tag, entry);
       }
-      if (found->second.has_children) around.push_back(node);
     }
   }
 
@@ -520,13 +576,15 @@ struct EntryReader {
     }
   }
 
-  const std::string& name_of(const Node* node) const {
-    for (int i = 0; i < kMostOrigins && node->name.empty() && node->origin != 0; ++i) {
+  // The entry that has the name of a routine, or of one that was inlined.
+  const Node* named(const Node* node) const {
+    for (int i = 0; i < kMostOrigins && node->origin != 0; ++i) {
+      if (!(node->is_fortran ? node->name.empty() : node->plain_name.empty())) break;
       const auto origin = routines.find(node->origin);
       if (origin == routines.end()) break;
       node = &nodes[origin->second];
     }
-    return node->name;
+    return node;
   }
 
   // The file in which a routine is declared, which its abstract form may state.
@@ -540,44 +598,88 @@ struct EntryReader {
   }
 };
 
+// Each name once.
+struct NameIndex {
+  const EntryReader& reader;
+  std::vector<std::string>& names;
+  std::unordered_map<const Node*, std::uint32_t> of_nodes = {};
+  std::unordered_map<std::string, std::uint32_t> known = {};
+
+  std::uint32_t index_of(const Node* named) {
+    const auto [at, is_new] = of_nodes.try_emplace(named, 0);
+    if (is_new) at->second = index_of(shown(*named));
+    return at->second;
+  }
+
+  std::uint32_t index_of(const std::string& name) {
+    const auto [at, is_new] = known.try_emplace(name, names.size());
+    if (is_new) names.push_back(name);
+    return at->second;
+  }
+
+  std::string shown(const Node& named) const {
+    if (named.is_fortran) return named.name;
+    if (named.plain_name.empty()) return "(unnamed)";
+    std::string name(named.plain_name);
+    if (named.is_linkage_name) name = shown_name(name);
+    if (!named.name.empty()) name = within(named) + "::" + name;
+    crt::make_readable(name.data());
+    return name.c_str();
+  }
+
+  // A class may be within a routine.
+  std::string within(const Node& named) const {
+    if (named.parent == kNone) return named.name;
+    const Node* const routine = reader.named(&reader.nodes[named.parent]);
+    std::string name(routine->plain_name);
+    if (routine->is_linkage_name) name = shown_name(name);
+    return name + "::" + named.name;
+  }
+};
+
 }  // namespace
 
 DebugEntries read_debug_entries(const DebugSections& sections, const LineTable& lines) {
   EntryReader reader{sections, lines};
   reader.read_all();
   DebugEntries result;
-  auto& [ranges, names] = result;
+  result.names.emplace_back();
+  NameIndex names{reader, result.names};
   struct Place {
     std::uint32_t file, line;
   };
   std::vector<Place> places;  // of each node; a parent comes before what is in it
   for (const Node& node : reader.nodes) {
     Place place{};
+    std::uint32_t name = 0;
     if (node.is_routine) {
       place = {reader.declaring_file(&node), 0};
     } else if (node.parent != kNone) {
       place = places[node.parent];
       if (node.file == place.file && node.line != 0) place.line = node.line;
+      if (!node.code.empty()) name = names.index_of(reader.named(&node));
     }
     places.push_back(place);
-    if (node.is_routine) {
-      const std::string& name = reader.name_of(&node);
+    if (node.is_routine && !node.code.empty()) {
+      const Node* const named = reader.named(&node);
       for (const Interval& each : node.code) {
         if (node.is_program_start) {
-          names.insert_or_assign(each.start, kProgramStart);
-        } else if (!name.empty()) {
-          names.insert_or_assign(each.start, name);
+          result.fortran_names.insert_or_assign(each.start, kProgramStart);
+        } else if (named->is_fortran && !named->name.empty()) {
+          result.fortran_names.insert_or_assign(each.start, named->name);
         }
       }
     }
     for (const Interval& each : node.code) {
-      if (each.start >= each.end || place.file == 0) continue;
-      ranges.push_back({each.start, each.end, node.depth, place.file, place.line});
+      if (each.start >= each.end || (place.file == 0 && name == 0)) continue;
+      result.ranges.push_back(
+          {each.start, each.end, node.depth, place.file, place.line, name, node.line});
     }
   }
-  std::stable_sort(ranges.begin(), ranges.end(), [](const CodeRange& a, const CodeRange& b) {
-    return std::pair(a.start, a.depth) < std::pair(b.start, b.depth);
-  });
+  std::stable_sort(result.ranges.begin(), result.ranges.end(),
+                   [](const CodeRange& a, const CodeRange& b) {
+                     return std::pair(a.start, a.depth) < std::pair(b.start, b.depth);
+                   });
   return result;
 }
 

@@ -20,11 +20,15 @@ struct CodeRange {
   // Of the innermost call in that file by which the code came to be inlined; 0 for
   // code of the routine itself.
   std::uint32_t line;
+  std::uint32_t name;       // of the routine that was inlined, an index; 0: not inlined
+  std::uint32_t call_line;  // of the call that it stands for
 };
 
 struct DebugEntries {
   // Ascending by start, and by depth where they start together.
   std::vector<CodeRange> ranges;
+  // Of routines that were inlined, as reports show them. The first is none's.
+  std::vector<std::string> names;
   // The routines of Fortran units by their addresses, as their users know them: `solve`, in
   // a module `linear:solve`, in another routine `solve:step`; a main program by its name,
   // and kProgramStart for the routine that the compiler makes to call it.

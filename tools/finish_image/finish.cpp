@@ -280,11 +280,11 @@ void mark(Image& image, std::uint32_t table) {
   std::memcpy(image.dos_part.data() + pe::kRoutineTableFieldOffset, &field, sizeof field);
 }
 
-void add_tables(Image& image, const std::vector<Routine>& routines, bool call_lines) {
-  const std::uint32_t table = next_section_offset(image);
-  append_section(image, pe::kTableSection, build_routine_table(routines, table, call_lines),
+void add_tables(Image& image, const RoutineTable& table) {
+  const std::uint32_t offset = next_section_offset(image);
+  append_section(image, pe::kTableSection, build_routine_table(table, offset),
                  pe::kSectionInitialised | pe::kSectionRead);
-  mark(image, table);
+  mark(image, offset);
 }
 
 // What writing the file anew would lose, or make wrong.
@@ -346,14 +346,14 @@ Finished add_report(Image image, const Options& options, std::size_t file_size) 
   if (image.symbols.empty()) {
     refuse("the image has no symbols: link without -s, and leave them out here by --strip");
   }
-  std::vector<Routine> routines =
-      options.public_routines ? collect_public_routines(image) : collect_routines(image);
-  if (!options.public_routines) add_unnamed_routines(image, routines);
-  for (Routine& routine : routines) {
+  RoutineTable table =
+      options.public_routines ? collect_public_routines(image) : collect_routines(image, true);
+  if (!options.public_routines) add_unnamed_routines(image, table.routines);
+  for (Routine& routine : table.routines) {
     if (is_start_of_run_time(image, routine)) routine.name = kStartRoutineInTable;
   }
   if (options.strip) strip(image);
-  add_tables(image, routines, true);
+  add_tables(image, table);
   return {write_image(std::move(image)), ""};
 }
 
@@ -386,12 +386,12 @@ Finished finish(const Bytes& linked, const Options& options) {
   check_targets(image, cells, interpreter, script);
   take_relocations(image, cells, script);
 
-  const std::vector<Routine> routines =
-      options.public_routines ? collect_public_routines(image) : collect_routines(image);
+  const RoutineTable table = options.public_routines ? collect_public_routines(image)
+                                                     : collect_routines(image, options.call_lines);
   if (options.strip) strip(image);
   Finished result;
   result.remark = place_script(image, interpreter, script);
-  add_tables(image, routines, options.call_lines);
+  add_tables(image, table);
   result.file = write_image(std::move(image));
   return result;
 }

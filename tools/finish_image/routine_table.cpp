@@ -6,6 +6,7 @@
 #include <map>
 #include <set>
 #include <tuple>
+#include <unordered_map>
 
 #include "debug_info.h"
 #include "routine_names.h"
@@ -17,10 +18,12 @@ constexpr std::uint32_t kDebugMagic = 0x42554852;     // "RHUB"
 constexpr std::uint32_t kCallLinesMark = 0x4C4C4143;  // "CALL"
 constexpr std::uint32_t kDebugRecordSize = 12;
 constexpr std::uint32_t kEntrySize = 40;  // after the name
+constexpr std::uint32_t kInlinedCodeSize = 16;
 // The offset field of a debug record is 4 bytes before the line table that
 // follows the record, and the reader takes 4 off: so 8.
 constexpr std::uint32_t kLineTableBehindRecord = 8;
 
+constexpr char kThreadRoutine[] = "tarn_run_thread";
 constexpr char kStartRoutine[] = "__BrackenStartup";
 
 struct DebugData {
@@ -43,8 +46,21 @@ std::string table_name(const Symbol& symbol, const DebugData& debug, std::uint64
   if (known != debug.entries.fortran_names.end()) {
     return known->second == kProgramStart ? kStartRoutineInTable : known->second;
   }
-  if (symbol.name == kStartRoutine || symbol.name == kRunRoutine) return kStartRoutineInTable;
+  if (symbol.name == kStartRoutine || symbol.name == kRunRoutine || symbol.name == kThreadRoutine)
+    return kStartRoutineInTable;
   return shown_name(symbol.is_section ? std::string(routine_of_section(symbol.name)) : symbol.name);
+}
+
+// The symbols of sections in libtarncrt.a and libprogram_support.a have names that begin so.
+constexpr char kRunTimeSection[] = ".text.tarn";
+
+Routine::Owner owner_of(const Symbol& symbol, const Symbol* section) {
+  if (section == nullptr || !section->name.starts_with(kRunTimeSection)) return Routine::kProgram;
+  if (!symbol.is_external) return Routine::kInsideRunTime;
+  for (const char* const inside : {"__", "_Z", "tarn_"}) {
+    if (symbol.name.starts_with(inside)) return Routine::kInsideRunTime;
+  }
+  return Routine::kRunTime;
 }
 
 // The two prologues that the traceback steps over: one subtraction, or a size
@@ -68,19 +84,57 @@ std::uint32_t frame_size_of(const Section& section, std::uint32_t start) {
   return 0;
 }
 
+void add_line(Routine& routine, std::uint32_t line, std::uint64_t offset) {
+  auto& lines = routine.lines;
+  if (line == 0 || (!lines.empty() && lines.back().first == line)) return;
+  lines.emplace_back(line, static_cast<std::uint32_t>(offset));
+}
+
+std::vector<LineRow>::const_iterator first_row(const LineTable& lines, std::uint64_t from) {
+  return std::lower_bound(
+      lines.rows.begin(), lines.rows.end(), from,
+      [](const LineRow& each, std::uint64_t address) { return each.address < address; });
+}
+
+std::vector<CodeRange>::const_iterator first_range(const DebugEntries& entries,
+                                                   std::uint64_t from) {
+  return std::lower_bound(
+      entries.ranges.begin(), entries.ranges.end(), from,
+      [](const CodeRange& each, std::uint64_t address) { return each.start < address; });
+}
+
+// The lines of all code, and which of it was inlined.
+void add_lines_and_calls(Routine& routine, const DebugData& debug, std::uint64_t base) {
+  const std::uint64_t first = base + routine.start, end = base + routine.end + 1;
+  for (auto row = first_row(debug.lines, first);
+       row != debug.lines.rows.end() && row->address < end; ++row) {
+    const auto next = std::next(row);  // of rows of one address the last one counts
+    if (next != debug.lines.rows.end() && next->address == row->address) continue;
+    add_line(routine, row->line, row->address - first);
+  }
+  std::vector<const CodeRange*> inlined;
+  for (auto range = first_range(debug.entries, first);
+       range != debug.entries.ranges.end() && range->start < end; ++range) {
+    if (range->name != 0) inlined.push_back(&*range);
+  }
+  std::stable_sort(inlined.begin(), inlined.end(),
+                   [](const CodeRange* a, const CodeRange* b) { return a->depth > b->depth; });
+  for (const CodeRange* const range : inlined) {
+    routine.inlined.push_back({static_cast<std::uint32_t>(range->start - first),
+                               static_cast<std::uint32_t>(std::min(range->end, end) - first),
+                               debug.entries.names[range->name], range->call_line});
+  }
+}
+
 // The innermost line of the routine's own file that the debug data have at each
 // address, since a table cannot distinguish two files: of the code's own row, or of
 // the call by which code of another file came to be there. One pair an address, only
 // where the line changes. Code without such a line goes on with the one before it.
 void add_lines(Routine& routine, const DebugData& debug, std::uint64_t base) {
   const std::uint64_t first = base + routine.start, end = base + routine.end + 1;
-  auto row = std::lower_bound(
-      debug.lines.rows.begin(), debug.lines.rows.end(), first,
-      [](const LineRow& each, std::uint64_t address) { return each.address < address; });
+  auto row = first_row(debug.lines, first);
   const std::vector<CodeRange>& ranges = debug.entries.ranges;
-  auto range = std::lower_bound(
-      ranges.begin(), ranges.end(), first,
-      [](const CodeRange& each, std::uint64_t address) { return each.start < address; });
+  auto range = first_range(debug.entries, first);
   std::set<std::uint64_t> addresses;
   for (auto each = row; each != debug.lines.rows.end() && each->address < end; ++each) {
     addresses.insert(each->address);
@@ -98,6 +152,7 @@ void add_lines(Routine& routine, const DebugData& debug, std::uint64_t base) {
   for (const std::uint64_t address : addresses) {
     for (; row != debug.lines.rows.end() && row->address <= address; ++row) code = &*row;
     for (; range != ranges.end() && range->start <= address; ++range) {
+      if (range->file == 0) continue;
       around.insert({range->depth, &*range});
       ends.insert({range->end, &*range});
     }
@@ -109,9 +164,7 @@ void add_lines(Routine& routine, const DebugData& debug, std::uint64_t base) {
     const std::uint32_t file = innermost != nullptr ? innermost->file : first_file;
     std::uint32_t line = innermost != nullptr ? innermost->line : 0;
     if (code != nullptr && code->file == file && code->line != 0) line = code->line;
-    auto& lines = routine.lines;
-    if (line == 0 || (!lines.empty() && lines.back().first == line)) continue;
-    lines.emplace_back(line, static_cast<std::uint32_t>(address - first));
+    add_line(routine, line, address - first);
   }
 }
 
@@ -140,7 +193,7 @@ DebugData debug_data(Image& image) {
 
 }  // namespace
 
-std::vector<Routine> collect_routines(Image& image) {
+RoutineTable collect_routines(Image& image, bool call_lines) {
   std::set<std::string_view> imports;
   for (const Symbol& symbol : image.symbols) {
     if (symbol.name.starts_with("__imp_")) {
@@ -151,12 +204,14 @@ std::vector<Routine> collect_routines(Image& image) {
   // routine, any external name, or another object's part of the section.
   std::vector<const Symbol*> routines;
   std::vector<std::uint32_t> bounds;
+  std::map<std::uint32_t, const Symbol*> sections;
   for (const Symbol& symbol : image.symbols) {
     const Section& home = image.sections[static_cast<std::size_t>(symbol.section)];
     if (!home.is(pe::kSectionExecute) || symbol.offset >= home.end()) continue;
     if (symbol.is_routine || symbol.is_external || symbol.is_section) {
       bounds.push_back(symbol.offset);
     }
+    if (symbol.is_section) sections[symbol.offset] = &symbol;
     if (symbol.is_routine || (symbol.is_external && imports.contains(symbol.name)) ||
         (symbol.is_section && !routine_of_section(symbol.name).empty())) {
       routines.push_back(&symbol);
@@ -172,8 +227,9 @@ std::vector<Routine> collect_routines(Image& image) {
                   [](const Symbol* a, const Symbol* b) { return a->offset == b->offset; }),
       routines.end());
 
-  const DebugData debug = debug_data(image);
-  std::vector<Routine> result;
+  DebugData debug = debug_data(image);
+  RoutineTable result;
+  result.call_lines = call_lines;
   for (const Symbol* symbol : routines) {
     const Section& home = image.sections[static_cast<std::size_t>(symbol->section)];
     const auto bound = std::upper_bound(bounds.begin(), bounds.end(), symbol->offset);
@@ -183,13 +239,20 @@ std::vector<Routine> collect_routines(Image& image) {
     routine.start = symbol->offset;
     routine.end = (bound == bounds.end() ? home.end() : std::min(*bound, home.end())) - 1;
     routine.frame_size = frame_size_of(home, routine.start);
-    add_lines(routine, debug, image.headers.optional.image_base);
-    result.push_back(std::move(routine));
+    if (call_lines) {
+      const auto after = sections.upper_bound(routine.start);
+      routine.owner =
+          owner_of(*symbol, after == sections.begin() ? nullptr : std::prev(after)->second);
+    }
+    (call_lines ? add_lines_and_calls : add_lines)(routine, debug,
+                                                   image.headers.optional.image_base);
+    result.routines.push_back(std::move(routine));
   }
+  result.names = std::move(debug.entries.names);  // the routines have views of them
   return result;
 }
 
-std::vector<Routine> collect_public_routines(Image& image) {
+RoutineTable collect_public_routines(Image& image) {
   constexpr char kWhat[] = "the export directory";
   const pe::DataDirectory directory = image.headers.optional.directories[pe::kExportDirectory];
   std::map<std::uint32_t, std::string> names;  // by image offset
@@ -209,25 +272,25 @@ std::vector<Routine> collect_public_routines(Image& image) {
       if (known.empty() || name.size() < known.size()) known = std::move(name);
     }
   }
-  std::vector<Routine> result;
-  for (Routine& routine : collect_routines(image)) {
+  RoutineTable result;
+  for (Routine& routine : collect_routines(image, false).routines) {
     const auto found = names.find(routine.start);
     const bool is_start = routine.name == kStartRoutineInTable;
     if (found == names.end() && !is_start) continue;
     if (!is_start) routine.name = found->second;
     routine.lines.clear();
-    result.push_back(std::move(routine));
+    result.routines.push_back(std::move(routine));
   }
   return result;
 }
 
-Bytes build_routine_table(const std::vector<Routine>& routines, std::uint32_t offset,
-                          bool call_lines) {
-  std::size_t table_size = 1;
-  for (const Routine& routine : routines) table_size += routine.name.size() + 1 + kEntrySize;
-  std::uint32_t debug = static_cast<std::uint32_t>((table_size + 3) & ~std::size_t{3});
+Bytes build_routine_table(const RoutineTable& table, std::uint32_t offset) {
+  std::size_t size = 1;
+  for (const Routine& routine : table.routines) size += routine.name.size() + 1 + kEntrySize;
+  size = (size + 3) & ~std::size_t{3};
+  std::size_t debug = size;
   Bytes bytes;
-  for (const Routine& routine : routines) {
+  for (const Routine& routine : table.routines) {
     bytes.insert(bytes.end(), routine.name.begin(), routine.name.end());
     bytes.push_back(0);
     append_u64(bytes, 1);
@@ -235,15 +298,23 @@ Bytes build_routine_table(const std::vector<Routine>& routines, std::uint32_t of
     append_u64(bytes, routine.end);
     append_u64(bytes, routine.lines.empty() ? routine.end + 1 : offset + debug);
     append_u32(bytes, routine.frame_size);
-    append_u32(bytes, 0);
+    append_u32(bytes, routine.owner);
     if (routine.lines.empty()) continue;
-    debug += kDebugRecordSize + 4 + 8 * static_cast<std::uint32_t>(routine.lines.size());
+    debug += kDebugRecordSize + 4 + 8 * routine.lines.size();
+    if (table.call_lines) debug += 4 + kInlinedCodeSize * routine.inlined.size();
   }
-  bytes.push_back(0);
-  bytes.resize((table_size + 3) & ~std::size_t{3});
-  for (const Routine& routine : routines) {
+  bytes.resize(size);
+  std::unordered_map<const char*, std::uint32_t> names;  // those that are in `texts`
+  Bytes texts;
+  const auto offset_of = [&](std::string_view name) {
+    const auto [at, is_new] =
+        names.try_emplace(name.data(), static_cast<std::uint32_t>(offset + debug + texts.size()));
+    if (is_new) texts.insert(texts.end(), name.data(), name.data() + name.size() + 1);
+    return at->second;
+  };
+  for (const Routine& routine : table.routines) {
     if (routine.lines.empty()) continue;
-    append_u32(bytes, call_lines ? kCallLinesMark : 0);
+    append_u32(bytes, table.call_lines ? kCallLinesMark : 0);
     append_u32(bytes, kDebugMagic);
     append_u32(bytes, kLineTableBehindRecord);
     append_u32(bytes, static_cast<std::uint32_t>(routine.lines.size()));
@@ -251,7 +322,16 @@ Bytes build_routine_table(const std::vector<Routine>& routines, std::uint32_t of
       append_u32(bytes, line);
       append_u32(bytes, at);
     }
+    if (!table.call_lines) continue;
+    append_u32(bytes, static_cast<std::uint32_t>(routine.inlined.size()));
+    for (const InlinedCode& code : routine.inlined) {
+      append_u32(bytes, code.start);
+      append_u32(bytes, code.end);
+      append_u32(bytes, offset_of(code.name));
+      append_u32(bytes, code.line);
+    }
   }
+  bytes.insert(bytes.end(), texts.begin(), texts.end());
   return bytes;
 }
 

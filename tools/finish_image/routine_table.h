@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -18,6 +19,12 @@ inline constexpr char kRunRoutine[] = "tarn_run_program";
 // The name in the table at which a traceback ends.
 inline constexpr char kStartRoutineInTable[] = "__brackenstartup";
 
+struct InlinedCode {
+  std::uint32_t start, end;  // from the routine's start; the end is not in it
+  std::string_view name;     // of the inlined routine
+  std::uint32_t line;        // of the call
+};
+
 struct Routine {
   std::string name;
   std::uint32_t start = 0;
@@ -25,21 +32,35 @@ struct Routine {
   std::uint32_t frame_size = 0;  // 0 if its prologue is of neither known form
   // (line, offset from start), ascending by offset.
   std::vector<std::pair<std::uint32_t, std::uint32_t>> lines;
+  // Code that came from other routines, what is within other such code before that.
+  std::vector<InlinedCode> inlined;
+  enum Owner : std::uint32_t {
+    kProgram = 0,
+    kRunTime = 1,        // a routine that programs call
+    kInsideRunTime = 2,  // reports do not show it
+  } owner = kProgram;
 };
 
-// From the function symbols, the import thunks and the line programs of an
-// image that is being finished; ascending by start.
-std::vector<Routine> collect_routines(Image& image);
+// The routines of an image.
+struct RoutineTable {
+  // Lines are those of calls, of the file that the code is from, and inlined code is
+  // listed. Otherwise all lines are of the routine's own file, which no inlined code is.
+  bool call_lines = false;
+  std::vector<Routine> routines;   // ascending by start
+  std::vector<std::string> names;  // of inlined routines
+};
+
+// From the function symbols, the import thunks and the debug data of an image that is
+// being finished.
+RoutineTable collect_routines(Image& image, bool call_lines);
 
 // Of those, only what the image exports, under the shortest of each routine's
 // exported names and without lines. Refuses a damaged export directory.
-std::vector<Routine> collect_public_routines(Image& image);
+RoutineTable collect_public_routines(Image& image);
 
 // The bytes of the section that holds the table and, after it, the debug
-// records and line tables. `offset`: where in the image it will be; `call_lines`: as
-// Options has it.
-Bytes build_routine_table(const std::vector<Routine>& routines, std::uint32_t offset,
-                          bool call_lines);
+// records, line tables, inlined code and its names. `offset`: where in the image it will be.
+Bytes build_routine_table(const RoutineTable& table, std::uint32_t offset);
 
 // The table of a finished image.
 std::vector<Routine> read_routine_table(Image& image);
