@@ -1,17 +1,10 @@
-// Floating-point numbers from strings: libmingwex's, which round correctly.
+// Parts of floating-point numbers.
 #include <math.h>
 #include <stdlib.h>
 
 #include "../crt.h"
 
 extern "C" {
-double __strtod(const char*, char**);
-
-#undef strtod
-double out_of_line_strtod(const char*, char**) __asm__("strtod");
-double out_of_line_strtod(const char* s, char** end) { return __strtod(s, end); }
-double atof(const char* s) { return __strtod(s, nullptr); }
-
 double frexp(double value, int* exponent) {
   union {
     double real;

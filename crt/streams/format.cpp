@@ -276,7 +276,7 @@ bool round_to_digits(unsigned long long fraction, int exponent, int count,
 
 // Result: false if libmingwex is to do it, with nothing written.
 bool put_double(Output& output, const Conversion& is, char letter, unsigned long long word) {
-  if (is.alternate || is.precision > kMostPower) return false;
+  if (is.precision > kMostPower) return false;
   const bool negative = word >> 63;
   int exponent = static_cast<int>(word >> 52 & 0x7FF);
   unsigned long long fraction = word & 0xFFFFFFFFFFFFF;
@@ -307,7 +307,9 @@ bool put_double(Output& output, const Conversion& is, char letter, unsigned long
     if (kind == 'g') {
       scientific = first < -4 || first >= count;
       if (!scientific) places -= first;
-      for (; places > 0 && digits % 10 == 0; --places) digits /= 10;
+      if (!is.alternate) {
+        for (; places > 0 && digits % 10 == 0; --places) digits /= 10;
+      }
     }
   }
 
@@ -334,6 +336,8 @@ bool put_double(Output& output, const Conversion& is, char letter, unsigned long
       if (begin < point) return false;
     }
     while (begin > point) *--begin = '0';
+    *--begin = '.';
+  } else if (is.alternate) {
     *--begin = '.';
   }
   char* const whole_end = begin;
