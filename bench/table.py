@@ -103,6 +103,12 @@ ROWS = [
     ("C++: std::map, insert and erase", "native, g++ -O2", 1.1, program(3, "cpp_work", "map 3000000")),
     ("C++: std::regex over 10 MB", "native, g++ -O2", 1.1, program(1, "cpp_work", "regex 150000")),
     ("C++: std::cout, a million lines", "native, g++ -O2", 1.3, program(3, "cpp_work", "lines 1000000")),
+    ("Fortran: start of an empty program", "static native", 3.0, program(60, "empty_fortran")),
+    ("Fortran: matrix product", "native, gfortran -O2", 1.03, program(3, "fortran_work", "product 5")),
+    ("Fortran: stencil", "native, gfortran -O2", 1.03, program(3, "fortran_work", "stencil 5")),
+    ("Fortran: 200,000 lines, both ways", "native, gfortran -O2", 1.2,
+     program(3, "fortran_work", "lines 1")),
+    ("Fortran: 100 MB of records", "native, gfortran -O2", 1.2, program(3, "fortran_work", "records 1")),
 ]
 FOREIGN_ROWS = [
     ("hosted: Lua, calls and errors", "native, gcc -O2", 1.05, lua("calls")),

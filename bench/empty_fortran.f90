@@ -1,0 +1,2 @@
+! The start and the end of a program.
+end program
