@@ -3,10 +3,9 @@
 # beside it. Of an installed package:
 #   cmake -DCMAKE_TOOLCHAIN_FILE=PREFIX/lib/cmake/tarnlib/hosted.cmake ...
 get_filename_component(tarn_prefix ${CMAKE_CURRENT_LIST_DIR}/../../.. ABSOLUTE)
-set(CMAKE_C_COMPILER ${tarn_prefix}/bin/tarncc)
-set(CMAKE_CXX_COMPILER ${tarn_prefix}/bin/tarncc)
-set(CMAKE_C_FLAGS_INIT --hosted)
-set(CMAKE_CXX_FLAGS_INIT --hosted)
+# Not among the flags: CMAKE_C_FLAGS, stated, would replace it.
+set(CMAKE_C_COMPILER ${tarn_prefix}/bin/tarncc --hosted)
+set(CMAKE_CXX_COMPILER ${tarn_prefix}/bin/tarncc --hosted)
 include(${CMAKE_CURRENT_LIST_DIR}/mingw-w64.cmake)
 list(APPEND CMAKE_PREFIX_PATH ${tarn_prefix})
 foreach(tool AR RANLIB NM OBJDUMP)

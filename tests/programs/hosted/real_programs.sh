@@ -1,0 +1,108 @@
+#!/usr/bin/env bash
+# real_programs.sh ... tarballs host-build windows-build [program...]
+#
+# Foreign programs as hosted ones, each built by its own makefile or CMake files: its tests
+# end well by tarnrun and under Wine, and print what they print for the same sources built
+# by plain mingw-w64, under Wine. Without names a few; with TARN_EVERY_PROGRAM=1 all.
+tarballs=$5 host=$6 windows=$7
+. "$(dirname "$0")/../../support/targets.sh"
+shift 3
+[ -s "$tarballs/zlib.tar" ] || { echo "the sources are not there; scripts/fetch_real_programs.sh brings them"; exit 77; }
+wanted=(zlib lua5.1)
+[ "${TARN_EVERY_PROGRAM:-0}" = 0 ] || wanted=(zlib lua5.1 bzip2 scheme9 cjson)
+[ $# = 0 ] || wanted=("$@")
+for build in "$host" "$windows"; do
+  cmake --install "$build" --prefix "$folder/prefix" >/dev/null || exit 1
+done
+triple=x86_64-w64-mingw32
+hosted="$folder/prefix/bin/tarncc --hosted"
+plain="$triple-gcc -static -D__USE_MINGW_ANSI_STDIO=1"
+printf 'set(CMAKE_SYSTEM_NAME Windows)\nset(CMAKE_C_COMPILER %s-gcc -static -D__USE_MINGW_ANSI_STDIO=1)\nset(CMAKE_RC_COMPILER %s-windres)\n' $triple $triple >"$folder/plain.cmake"
+export LC_ALL=C AR=$triple-ar RANLIB=$triple-ranlib
+
+make_bzip2() { make CC="$CC -w" AR="$AR" RANLIB="$RANLIB" bzip2 bzip2recover; }
+test_bzip2() {
+  make -o bzip2 test && ./bzip2 -k manual.pdf && ./bzip2recover manual.pdf.bz2 && ./bzip2 -t rec*.bz2 &&
+    ./bzip2 -tvv manual.pdf.bz2 && ! ./bzip2 -t manual.html && cksum ./*.bz2
+}
+
+make_zlib() { ./configure --static && make static; }
+test_zlib() { make -o static teststatic | sed 's/tmpst_[0-9]*/tmpst/'; }
+
+scheme9=(DEFS='-DSIGQUIT=SIGBREAK -DLIBRARY_PATH="\".:lib:contrib\"" -DIMAGE_DIR="\".\"" -DEXTENSIONS='
+  EXTRA_SCM= EXTRA_OBJS= EXTRA_LIBS=)
+make_scheme9() { make CC="$CC -w" "${scheme9[@]}" s9; }
+test_scheme9() { make -o s9 "${scheme9[@]}" realtest srtest libtest; }
+
+make_lua5.1() {
+  make -C src CC="$CC" MYCFLAGS=-w AR="$AR rcu" RANLIB="$RANLIB" LUA_T=lua lua &&
+    tar -xf "$tarballs/golang-github-yuin-gopher-lua.tar" --strip-components=1 --wildcards '*/_lua5.1-tests'
+}
+# Left out: main.lua, which quotes for a shell of POSIX; big.lua, which wants an end of storage
+# at 4 GiB; numbers that need a long of 64 bits; and what is said of locales.
+test_lua5.1() {
+  cd _lua5.1-tests && sed -i "/dofile('main.lua')/d; /loadfile('big.lua')/,/f() == 'a'/d" all.lua &&
+    sed -i 's/do; table/do table/' pm.lua && sed -i 's/io.popen, "ls"/io.popen, "echo"/' files.lua &&
+    sed -i '/tonumber(.*\(-fFfa\|36) == -36\|42), 2)\|-fffff\)/d' math.lua &&
+    LUA_PATH='?;./?.lua' LUA_INIT="package.path = '?;'..package.path" ../src/lua all.lua </dev/null |
+    sed -E 's/0x[0-9a-f]+|[0-9A-F]{16}/ADDRESS/g; s/[0-9.]+ ?(msec|sec|Kb|kb|K)/N \1/g; s/time: .*|test done.*//; /locale|^[[:cntrl:]]*$/d'
+}
+
+# CMake programs: what the tests print, without their times and order.
+cmake_build() {
+  local toolchain=$folder/prefix/lib/cmake/tarnlib/hosted.cmake
+  [ "$CC" = "$hosted" ] || toolchain=$folder/plain.cmake
+  cmake -S . -B made -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_C_FLAGS=-w -DCMAKE_BUILD_TYPE=Release \
+    -DBUILD_SHARED_LIBS=OFF "$@" && cmake --build made -j 2
+}
+cmake_test() {
+  ctest --test-dir made -j 2 --timeout 120 >log.tests || { cat log.tests; return 1; }
+  sed -nE 's/^ *[0-9]+\/[0-9]+ Test +#[0-9]+: (\S+).*(Passed|Failed|Skipped|Not Run).*/\1 \2/p; /tests passed/p' log.tests | sort
+}
+
+make_cjson() { cmake_build -DENABLE_CJSON_UTILS=ON; }
+test_cjson() { cmake_test; }
+
+# Programs are called without the .exe and without $RUN: a script of that name runs the image.
+make_runnable() {
+  find . -type f -size +8k \( -perm -u+x -o -name '*.exe' \) | while read -r image; do
+    [ "$(head -c 2 "$image")" = MZ ] || continue
+    name=$(basename "$image" .exe) place=$(dirname "$image")
+    mkdir -p "$place/image" && mv "$image" "$place/image/$name.exe"
+    cp "$folder"/prefix/lib/tarnlib/*.DLL "$place/image"
+    printf '#!/bin/sh\nexec "$RUN" "${0%%/*}/image/%s.exe" "$@"\n' "$name" >"$place/$name"
+    chmod +x "$place/$name" && cp "$place/$name" "$place/$name.exe" && touch -r "$place/image/$name.exe" "$place/$name"*
+  done
+}
+
+# build HOW: in ./here, where every run is, since tests name their folder; kept as ./HOW.
+build() {
+  target=$1
+  rm -rf here && mkdir here && tar -xf "$tarballs/$program.tar" -C here --strip-components=1 &&
+    (cd here && CC=${!1} && export CC && make_"$program") >"$1.log" 2>&1 && (cd here && make_runnable) &&
+    mv here "$1" || { tail -n 15 "$1.log"; fail "$program does not build"; }
+}
+# run HOW TARGET OUTPUT
+run() {
+  rm -rf here && cp -a "$1" here &&
+    (cd here && RUN=${!2} && export RUN && test_"$program") >"$3.new" 2>&1 &&
+    tr -d '\r' <"$3.new" | sed -E 's#[^ "]*[/\\]image[/\\](\w+)\.exe#\1#g' >"$3.text" && mv "$3.text" "$3" ||
+    { target=$2; tail -n 15 "$3.new"; fail "$program built by $1 fails"; }
+}
+
+mkdir -p "$tarballs/plain"
+for program in "${wanted[@]}"; do
+  mkdir "$folder/$program" && cd "$folder/$program" || exit 1
+  # What the plain compiler's programs print stays the same while this does.
+  key=$({ declare -f "make_$program" "test_$program"; declare -f run; grep "^$program " "$tarballs/../../scripts/real_programs.txt"
+    $plain --version; } | sha256sum | cut -c 1-16)
+  expected=$tarballs/plain/$program.$key
+  [ -s "$expected" ] || [ -z "$wine" ] || { build plain && run plain wine "$expected"; } || continue
+  build hosted || continue
+  for target in tarnrun ${wine:+wine}; do
+    run hosted $target "$PWD/$target.out" || continue
+    [ -z "$wine" ] || diff -a "$expected" "$target.out" >diff || { head -n 10 diff; fail "$program prints other than plain"; }
+  done
+done
+[ $failed = 1 ] || echo "${wanted[*]}: the same on both targets as by the plain compiler"
+exit $failed
