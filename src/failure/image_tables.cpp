@@ -25,22 +25,15 @@ std::uint64_t offset_at(const std::uint8_t* bytes) {
   return static_cast<std::uint64_t>(static_cast<std::int64_t>(value));
 }
 
-// Reads a name up to its NUL; what does not fit is skipped. False at the end of
-// readable memory or of `limit`.
+// Reads the name at `*at`, and moves that after its NUL; what does not fit is skipped. False
+// at the end of readable memory or of `limit`.
 bool read_name(PageReader* reader, std::uint64_t* at, std::uint64_t limit, char* name) {
-  std::uint32_t length = 0;
-  for (; *at < limit; ++*at) {
-    char c;
-    if (!reader->read(*at, &c, 1)) return false;
-    if (length < kLongestRoutineName) name[length] = c;
-    if (!c) {
-      name[length < kLongestRoutineName ? length : kLongestRoutineName] = '\0';
-      ++*at;
-      return true;
-    }
-    ++length;
-  }
-  return false;
+  const std::uint64_t from = *at;
+  if (!reader->skip_string(at, limit)) return false;
+  std::uint64_t length = *at - from - 1;
+  if (length > kLongestRoutineName) length = kLongestRoutineName;
+  name[length] = '\0';
+  return reader->read(from, name, length);
 }
 
 // A table of records after their number, of which no more are read than there may be.
@@ -155,16 +148,19 @@ bool find_routine(std::uint64_t base, std::uint64_t rip, FramePlace place, Routi
   if (!reader.read(base + pe::kRoutineTableFieldOffset, field, sizeof field)) return false;
   std::uint64_t at = base + offset_at(field) + 8;
   const std::uint64_t limit = at + kTableBytes;
-  while (read_name(&reader, &at, limit, routine->name) && routine->name[0]) {
+  // A name is read only where it matters: most of the time goes to passing them.
+  for (std::uint64_t name = at; reader.skip_string(&at, limit) && at - name > 1; name = at) {
     std::uint8_t entry[kEntrySize];
     if (!reader.read(at, entry, sizeof entry)) return false;
     at += kEntrySize;
     routine->start = base + offset_at(entry + 8);
     std::uint64_t end = base + offset_at(entry + 16);
+    if (rip < routine->start || (rip > end && end >= routine->start)) continue;
+    if (!read_name(&reader, &name, limit, routine->name)) return false;
     if (end < routine->start && strcmpl(routine->name, kStartRoutine) == 0) {
       end = routine->start + kStartRoutineSize;
     }
-    if (rip < routine->start || rip > end) continue;
+    if (rip > end) continue;
     routine->offset = static_cast<std::uint32_t>(rip - routine->start);
     routine->line = 0;
     routine->is_inlined = false;
