@@ -1,6 +1,6 @@
 // What C++ programs do with their run-time, by name:
 //
-//   cpp_work throws|sort|map|regex|lines COUNT
+//   cpp_work throws|uncaught|sort|map|regex|lines COUNT
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -35,6 +35,11 @@ void throws(int count) {
     }
   }
   if (caught != count || left != 10 * count) std::abort();
+}
+
+void uncaught(int depth) {
+  int left = 0;
+  descend(depth, &left);
 }
 
 void sort(int count) {
@@ -73,7 +78,8 @@ void lines(int count) {
 constexpr struct {
   const char* name;
   void (*act)(int count);
-} kActs[] = {{"throws", throws}, {"sort", sort}, {"map", map}, {"regex", regex}, {"lines", lines}};
+} kActs[] = {{"throws", throws}, {"uncaught", uncaught}, {"sort", sort},
+             {"map", map},       {"regex", regex},       {"lines", lines}};
 
 }  // namespace
 

@@ -74,6 +74,13 @@ def report():
     return (many - few) / 400, 2e6
 
 
+# By the difference to a program that catches it, whose routine tables are those of libstdc++.
+def uncaught():
+    image = 'sh -c "{run} {images}/cpp_work.exe %s 9 2>/dev/null; exit 0"'
+    thrown, caught = commands(30, image % "uncaught", image % "throws")()
+    return thrown - caught, 2e6
+
+
 # The name of the row, the peer, the limit of the ratio (None: none), and what
 # measures ours and the peer's once.
 ROWS = [
@@ -99,6 +106,7 @@ ROWS = [
     ("hosted: the same by eight threads", "native, gcc -O2", 1.0,
      program(3, "hosted_churn", "10000000 threads")),
     ("C++: exceptions, ten frames deep", "native, g++ -O2", 2.0, program(3, "cpp_work", "throws 100000")),
+    ("C++: report of an uncaught one", "2 ms", 1.0, uncaught),
     ("C++: std::sort, a million doubles", "native, g++ -O2", 1.1, program(3, "cpp_work", "sort 1000000")),
     ("C++: std::map, insert and erase", "native, g++ -O2", 1.1, program(3, "cpp_work", "map 3000000")),
     ("C++: std::regex over 10 MB", "native, g++ -O2", 1.1, program(1, "cpp_work", "regex 150000")),
