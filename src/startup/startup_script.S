@@ -355,7 +355,8 @@ ROUTINE(__BrackenStartup)
   ret
 
 #ifdef _WIN32
-// r13d: the protection of the sections that hold constants; r14: where to go on.
+// r13d: the protection of the sections that hold constants; r14: where to go on. Neighbours
+// have it set at once.
 .Lprotect_sections:
   mov ebx, [rdi + PE_OFFSET]
   add rbx, rdi
@@ -365,15 +366,25 @@ ROUTINE(__BrackenStartup)
 .Lprotect_next:
   test r12d, r12d
   jz .Lprotected
+  mov ecx, [rbx + VIRTUAL_ADDRESS]  // of the first
   test dword ptr [rbx + CHARACTERISTICS], STAYS_AS_IT_IS
   jnz .Lprotect_skip
-  mov ecx, [rbx + VIRTUAL_ADDRESS]
+.Lprotect_neighbour:
+  mov edx, [rbx + VIRTUAL_ADDRESS]
+  add edx, [rbx + VIRTUAL_SIZE]     // the end of the last
+  add rbx, SECTION_HEADER_SIZE
+  dec r12d
+  jz .Lprotect_run
+  test dword ptr [rbx + CHARACTERISTICS], STAYS_AS_IT_IS
+  jz .Lprotect_neighbour
+.Lprotect_run:
+  sub edx, ecx
   lea rax, [rip + IMAGE_BASE]
   add rcx, rax
-  mov edx, [rbx + VIRTUAL_SIZE]
   mov r8d, r13d
   lea r9, [rip + protection_before]
   call VirtualProtect
+  jmp .Lprotect_next
 .Lprotect_skip:
   add rbx, SECTION_HEADER_SIZE
   dec r12d

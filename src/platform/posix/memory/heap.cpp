@@ -143,15 +143,13 @@ bool reserve() {
     const std::uint64_t marks_size = size / kGrain + size / kUnit;
     const std::uint64_t units_size = size / kUnit * sizeof(Unit);
     void* const space = map(size + kHugePage, PROT_NONE, 0);
-    void* const marks = map(marks_size, PROT_READ | PROT_WRITE, MAP_NORESERVE);
-    void* const units = map(units_size, PROT_READ | PROT_WRITE, MAP_NORESERVE);
-    if (space && marks && units) {
-      madvise(marks, marks_size, MADV_NOHUGEPAGE);
-      madvise(units, units_size, MADV_NOHUGEPAGE);
+    void* const records = map(marks_size + units_size, PROT_READ | PROT_WRITE, MAP_NORESERVE);
+    if (space && records) {
+      madvise(records, marks_size + units_size, MADV_NOHUGEPAGE);
       heap.base = (reinterpret_cast<Address>(space) + kHugePage - 1) / kHugePage * kHugePage;
-      heap.marks = static_cast<Mark*>(marks);
+      heap.marks = static_cast<Mark*>(records);
       heap.unit_marks = heap.marks + size / kGrain;
-      heap.units = static_cast<Unit*>(units);
+      heap.units = reinterpret_cast<Unit*>(heap.marks + marks_size);
       heap.limit = static_cast<std::uint32_t>(size / kUnit);
       heap.top = heap.committed = 1;
       heap.size = size;
@@ -159,8 +157,7 @@ bool reserve() {
       return true;
     }
     if (space) munmap(space, size + kHugePage);
-    if (marks) munmap(marks, marks_size);
-    if (units) munmap(units, units_size);
+    if (records) munmap(records, marks_size + units_size);
   }
   return false;
 }
