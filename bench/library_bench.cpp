@@ -1,5 +1,8 @@
 // Storage, strings and integers as text against named peers.
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -9,6 +12,7 @@
 #include "startup/initialise.h"
 #include "storage/heap.h"
 #include "storage/secondary_stack.h"
+#include "streams/file_stream.h"
 #include "streams/format.h"
 #include "strings/c_string.h"
 
@@ -118,6 +122,74 @@ void one_cycle_a_byte(benchmark::State& state) {
   }
 }
 
+// ---- Streams against the bare calls of the system, by the same pieces ------------------
+
+constexpr int kPiece = 8192;
+constexpr int kPieces = 256;  // of the file, which is written and read again and again
+constexpr int kAnew = O_WRONLY | O_CREAT | O_TRUNC;
+constexpr char kFile[] = "stream.tmp";
+constexpr char kLine[] = "one line of a text file, as long as most of them are ... 012\n";
+constexpr char kLineWritten[] = "one line of a text file, as long as most of them are ... 012\r\n";
+
+template <class Piece, class Rewind>
+void by_pieces(benchmark::State& state, Piece piece, Rewind rewind) {
+  int left = kPieces;
+  for (auto _ : state) {
+    if (left-- == 0) {
+      rewind();
+      left = kPieces - 1;
+    }
+    benchmark::DoNotOptimize(piece());
+  }
+}
+
+template <class Piece>
+void by_stream(benchmark::State& state, const char* mode, Piece piece) {
+  tarn::FILE* const file = tarn::fopen(kFile, mode);
+  by_pieces(
+      state, [&] { return piece(file); }, [&] { tarn::rewind(file); });
+  tarn::fclose(file);
+}
+
+template <class Piece>
+void by_calls(benchmark::State& state, int mode, Piece piece) {
+  const int file = open(kFile, mode, 0666);
+  by_pieces(
+      state, [&] { return piece(file); }, [&] { lseek(file, 0, SEEK_SET); });
+  close(file);
+}
+
+char piece[kPiece];
+
+void write_stream(benchmark::State& state) {
+  by_stream(state, "wb", [](tarn::FILE* file) { return tarn::fwrite(piece, 1, kPiece, file); });
+}
+void write_calls(benchmark::State& state) {
+  by_calls(state, kAnew, [](int file) { return write(file, piece, kPiece); });
+}
+void lines_stream(benchmark::State& state) {
+  by_stream(state, "w", [](tarn::FILE* file) { return tarn::fputs(kLine, file); });
+}
+void lines_calls(benchmark::State& state) {
+  by_calls(state, kAnew,
+           [](int file) { return write(file, kLineWritten, sizeof kLineWritten - 1); });
+}
+void make_file() {
+  const int file = open(kFile, kAnew, 0666);
+  for (int i = 0; i < kPieces; ++i) {
+    if (write(file, piece, kPiece) != kPiece) std::perror(kFile);
+  }
+  close(file);
+}
+void read_stream(benchmark::State& state) {
+  make_file();
+  by_stream(state, "rb", [](tarn::FILE* file) { return tarn::fread(piece, 1, kPiece, file); });
+}
+void read_calls(benchmark::State& state) {
+  make_file();
+  by_calls(state, O_RDONLY, [](int file) { return read(file, piece, kPiece); });
+}
+
 const Row kRows[] = {
     {"sprintf, integers and texts", "snprintf, glibc", sprintf_ours, sprintf_peer, 1 / 1.5},
     {"malloc and free", "malloc and free, glibc", heap_ours, heap_peer, 1.0},
@@ -142,6 +214,9 @@ const Row kRows[] = {
        });
      },
      one_cycle_a_byte, 1 / 0.9},
+    {"FILE: a block of 8,192 bytes written", "write", write_stream, write_calls, 1.1},
+    {"FILE: a line written", "write", lines_stream, lines_calls, 1.1},
+    {"FILE: a block of 8,192 bytes read", "read", read_stream, read_calls, 1.1},
 };
 
 }  // namespace
@@ -150,5 +225,6 @@ int main(int argc, char** argv) {
   bench::initialise(argc, argv);
   tarn::__initialise_cpplib();
   bench::run_rows(kRows);
+  unlink(kFile);
   return 0;
 }

@@ -19,6 +19,11 @@ inline void copy_bytes(void* destination, const void* source, std::uint64_t size
 // The same for short blocks, where a string instruction takes longer to start
 // than to run. The blocks may not overlap. Result: the byte after the copy.
 inline char* append_bytes(char* to, const char* from, std::uint64_t size) {
+  constexpr std::uint64_t kLong = 1024;
+  if (size >= kLong) {
+    copy_bytes(to, from, size);
+    return to + size;
+  }
   for (; size >= 16; size -= 16, to += 16, from += 16) __builtin_memcpy(to, from, 16);
   if (size & 8) {
     __builtin_memcpy(to, from, 8);

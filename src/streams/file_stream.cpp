@@ -78,6 +78,18 @@ TARNAPI bool write_block(FILE* stream, const char* block, std::uint32_t size) {
   return false;
 }
 
+constexpr std::uint32_t kStep = 16;
+
+// Copies sixteen bytes. Result: how many of them come before the first line feed.
+std::uint32_t append_before_line_feed(char* to, const char* from) {
+  using Bytes [[gnu::vector_size(kStep)]] = char;
+  Bytes bytes;
+  __builtin_memcpy(&bytes, from, kStep);
+  __builtin_memcpy(to, &bytes, kStep);
+  const auto found = static_cast<std::uint32_t>(__builtin_ia32_pmovmskb128(bytes == kLineFeed));
+  return static_cast<std::uint32_t>(__builtin_ctz(found | 1U << kStep));
+}
+
 struct OpenMode {
   std::uint32_t access = platform::kGenericRead;
   std::uint32_t creation = 0;  // none chosen yet
@@ -247,6 +259,12 @@ std::uint64_t fwrite(const void* buffer, std::uint64_t size, std::uint64_t count
     const std::uint32_t target = block_of(end - next, kTextTarget);
     std::uint32_t held = 0;  // at most target + 1, by a line feed at its end
     while (held < target) {
+      if (target - held >= kStep) {
+        const std::uint32_t plain = append_before_line_feed(block + held, next);
+        held += plain;
+        next += plain;
+        if (plain == kStep) continue;
+      }
       const char c = *next++;
       if (c == kLineFeed) block[held++] = kCarriageReturn;
       block[held++] = c;

@@ -8,6 +8,8 @@ namespace tarn::platform {
 // programs that the process starts.
 void survive_refused_writes() {
   static bool done;
+  // Looked at first: each write of a stream comes here, and an exchange is slow.
+  if (__atomic_load_n(&done, __ATOMIC_RELAXED)) return;
   if (__atomic_exchange_n(&done, true, __ATOMIC_RELAXED)) return;
   constexpr int kOfRefusedWrites[] = {SIGPIPE, SIGXFSZ};
   for (const int number : kOfRefusedWrites) {
