@@ -30,6 +30,13 @@ bool enter_again(CriticalSection* section, std::uint64_t thread) {
   return true;
 }
 
+// Apart, so that who need not wait saves no registers for the host's convention.
+[[gnu::noinline]] TARNAPI void take_in_turn(CriticalSection* section) {
+  while (__atomic_exchange_n(&section->state, kWaitedFor, __ATOMIC_ACQUIRE) != kFreeSection) {
+    syscall(SYS_futex, &section->state, FUTEX_WAIT_PRIVATE, kWaitedFor, nullptr, nullptr, 0);
+  }
+}
+
 }  // namespace
 
 void InitializeCriticalSection(CriticalSection* section) { *section = CriticalSection{}; }
@@ -42,11 +49,7 @@ Bool InitializeCriticalSectionAndSpinCount(CriticalSection* section, std::uint32
 void EnterCriticalSection(CriticalSection* section) {
   const std::uint64_t self = GetCurrentThreadId();
   if (enter_again(section, self)) return;
-  if (!take_free(section)) {
-    while (__atomic_exchange_n(&section->state, kWaitedFor, __ATOMIC_ACQUIRE) != kFreeSection) {
-      syscall(SYS_futex, &section->state, FUTEX_WAIT_PRIVATE, kWaitedFor, nullptr, nullptr, 0);
-    }
-  }
+  if (!take_free(section)) take_in_turn(section);
   own(section, self);
 }
 
