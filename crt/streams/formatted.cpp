@@ -58,12 +58,14 @@ CRT_API int sprintf(char* buffer, const char* format, ...) {
   ARGUMENTS(format, out_of_line_vsnprintf(buffer, INT_MAX, format, arguments));
 }
 
-// Microsoft's form: no NUL in a full buffer, and -1 for what is longer.
+// Microsoft's form: no NUL in a full buffer, and -1 for what is longer; the length if there
+// is no buffer.
 CRT_API int _vsnprintf(char* buffer, size_t size, const char* format, va_list arguments) {
   va_list again;
   va_copy(again, arguments);
   const int length = out_of_line_vsnprintf(nullptr, 0, format, again);
   va_end(again);
+  if (!buffer && size == 0) return length;
   if (length < 0 || static_cast<size_t>(length) < size) {
     return out_of_line_vsnprintf(buffer, size, format, arguments);
   }

@@ -297,6 +297,10 @@ TARNAPI Bool SetSystemTime(const SystemTime* time);
 // system that reports them by default, 15.625 ms and no adjustment.
 TARNAPI Bool GetSystemTimeAdjustment(std::uint32_t* adjustment, std::uint32_t* step,
                                      Bool* disabled);
+// Fills a TIME_ZONE_INFORMATION of 172 bytes: the zone's difference and names, and the days
+// on which its clocks change in the year from now on. Result: 0 if they do not, 1 in
+// standard time, 2 in summer time.
+TARNAPI std::uint32_t GetTimeZoneInformation(void* zone);
 TARNAPI std::uint32_t GetTickCount();
 TARNAPI std::uint64_t GetTickCount64();
 // Of the current process: when it began, and its time in the system and in programs.

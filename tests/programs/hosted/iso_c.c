@@ -169,7 +169,8 @@ static void numbers(void) {
          255, 8, 12345.678, 1.25L, (size_t)3, 1LL << 40);
   char small[5];
   int wanted = snprintf(small, sizeof small, "%s", "longer");
-  printf("%d %s; %f %f\n", wanted, small, sqrt(2), fma(2, 3, 4));
+  int old_form = _snprintf(NULL, 0, "%s", "longer");
+  printf("%d %d %s; %f %f\n", wanted, old_form, small, sqrt(2), fma(2, 3, 4));
   volatile double three = 3;
   printf("%f %f %f\n", hypot(three, 4), j0(three), jn(2, three));
   volatile double zero = 0;

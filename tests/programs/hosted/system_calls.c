@@ -2,6 +2,8 @@
  * last errors on both targets. */
 #include <stdio.h>
 #include <string.h>
+#include <sys/time.h>
+#include <time.h>
 #include <windows.h>
 
 static DWORD last(void) {
@@ -345,6 +347,16 @@ static void process(void) {
   time.wMonth = 13;
   BOOL no_month = SystemTimeToFileTime(&time, &packed);
   printf(", no such month %d %lu\n", no_month, last());
+  TIME_ZONE_INFORMATION zone;
+  DWORD season = GetTimeZoneInformation(&zone);
+  LONG bias = zone.Bias + (season == TIME_ZONE_ID_DAYLIGHT ? zone.DaylightBias : 0);
+  struct timeval now;
+  gettimeofday(&now, NULL);
+  time_t seconds = now.tv_sec;
+  struct tm utc = *gmtime(&seconds), here = *localtime(&seconds);
+  utc.tm_isdst = here.tm_isdst;
+  printf("zone %d %d\n", season <= TIME_ZONE_ID_DAYLIGHT,
+         mktime(&utc) - mktime(&here) == bias * 60);
 }
 
 static void memory(void) {

@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -295,6 +296,38 @@ TARNAPI std::uint32_t use_locks(void* told) {
   }
   HeapDestroy(heap);
   return 0;
+}
+
+TEST(HostTime, TheZoneIsToldWithItsRules) {
+  const char* const before = getenv("TZ");
+  const std::string kept = before ? before : "";
+  // Minutes west, summer's minutes; the summer's begin and end as month, week, hour.
+  const struct {
+    const char* zone;
+    std::int32_t bias, summer_bias;
+    std::array<int, 6> changes;
+  } cases[] = {{"CET-1CEST,M3.5.0,M10.5.0/3", -60, -60, {3, 5, 2, 10, 5, 3}},
+               {"AEST-10AEDT,M10.1.0,M4.1.0/3", -600, -60, {10, 1, 2, 4, 1, 3}},
+               {"IST-5:30", -330, 0, {}}};
+  for (const auto& each : cases) {
+    setenv("TZ", each.zone, 1);
+    std::array<char, 172> told;
+    const std::uint32_t state = GetTimeZoneInformation(told.data());
+    const auto number = [&told](std::size_t at) {
+      std::int32_t value;
+      memcpy(&value, &told[at], sizeof value);
+      return value;
+    };
+    const auto part = [&told](std::size_t at) { return int{told[at]}; };
+    EXPECT_EQ(number(0), each.bias) << each.zone;
+    EXPECT_EQ(number(168), each.summer_bias) << each.zone;
+    EXPECT_EQ(told[4], each.zone[0]);
+    EXPECT_EQ(state == 0, each.summer_bias == 0) << each.zone;
+    EXPECT_EQ((std::array{part(154), part(158), part(160), part(70), part(74), part(76)}),
+              each.changes)
+        << each.zone;
+  }
+  before ? setenv("TZ", kept.c_str(), 1) : unsetenv("TZ");
 }
 
 TEST(HostThreads, ASuspendedThreadHasNoLockThatOthersNeed) {

@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <limits.h>
 #include <sched.h>
+#include <string.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -138,6 +139,95 @@ void GetLocalTime(SystemTime* time) {
   SystemTime universal;
   GetSystemTime(&universal);
   if (!SystemTimeToTzSpecificLocalTime(nullptr, &universal, time)) *time = universal;
+}
+
+namespace {
+
+// As programs of the system see it: SystemTime, but with a year of 0 it is a day of each
+// year, the `day`th (5: the last) `day_of_week` of its month.
+struct TimeZone {
+  std::int32_t bias;  // in minutes, universal less local time
+  char16_t standard_name[32];
+  SystemTime standard_begin;
+  std::int32_t standard_bias;  // what comes to `bias` then
+  char16_t summer_name[32];
+  SystemTime summer_begin;
+  std::int32_t summer_bias;
+};
+static_assert(sizeof(TimeZone) == 172);
+
+// A change of the zone's clocks, as the clock before it told the time.
+SystemTime rule_of(time_t change, long offset_before) {
+  const time_t shown = change + offset_before;
+  tm day;
+  gmtime_r(&shown, &day);
+  const time_t week_on = shown + 7 * kSecondsPerDay;
+  tm next;
+  gmtime_r(&week_on, &next);
+  const int week = next.tm_mon == day.tm_mon ? (day.tm_mday - 1) / 7 + 1 : 5;
+  return {0,
+          narrow(day.tm_mon + 1),
+          narrow(day.tm_wday),
+          narrow(week),
+          narrow(day.tm_hour),
+          narrow(day.tm_min),
+          narrow(day.tm_sec),
+          0};
+}
+
+void copy_name(const char* name, char16_t (&to)[32]) {
+  std::size_t i = 0;
+  for (; name && name[i] && i < 31; ++i) to[i] = static_cast<unsigned char>(name[i]);
+  to[i] = 0;
+}
+
+}  // namespace
+
+// The year from now on is searched for its changes day by day, then each by halving.
+std::uint32_t GetTimeZoneInformation(void* zone) {
+  enum : std::uint32_t { kNoChanges, kStandard, kSummer, kFailed = 0xFFFFFFFF };
+  const time_t now = ::time(nullptr);
+  tm here;
+  tzset();
+  if (localtime_r(&now, &here) == nullptr) {
+    fail(kErrorInvalidParameter);
+    return kFailed;
+  }
+  TimeZone result{};
+  long standard = here.tm_gmtoff, summer = here.tm_gmtoff;
+  copy_name(here.tm_zone, here.tm_isdst > 0 ? result.summer_name : result.standard_name);
+  bool to_standard = false, to_summer = false;
+  tm before = here;
+  for (time_t from = now; from < now + 366 * kSecondsPerDay; from += kSecondsPerDay) {
+    time_t low = from, high = from + kSecondsPerDay;
+    tm after;
+    localtime_r(&high, &after);
+    if ((after.tm_isdst > 0) != (before.tm_isdst > 0)) {
+      while (high - low > 1) {
+        const time_t middle = low + (high - low) / 2;
+        tm there;
+        localtime_r(&middle, &there);
+        ((there.tm_isdst > 0) == (after.tm_isdst > 0) ? high : low) = middle;
+      }
+      const bool begins = after.tm_isdst > 0;
+      (begins ? to_summer : to_standard) = true;
+      (begins ? summer : standard) = after.tm_gmtoff;
+      (begins ? result.summer_begin : result.standard_begin) = rule_of(high, before.tm_gmtoff);
+      copy_name(after.tm_zone, begins ? result.summer_name : result.standard_name);
+    }
+    before = after;
+  }
+  const bool changes = to_standard && to_summer;
+  if (!changes) {
+    standard = here.tm_gmtoff;
+    result.standard_begin = result.summer_begin = {};
+    copy_name(here.tm_zone, result.standard_name);
+    copy_name(here.tm_zone, result.summer_name);
+  }
+  result.bias = static_cast<std::int32_t>(-standard / 60);
+  result.summer_bias = changes ? static_cast<std::int32_t>(-(summer - standard) / 60) : 0;
+  memcpy(zone, &result, sizeof result);
+  return !changes ? kNoChanges : here.tm_isdst > 0 ? kSummer : kStandard;
 }
 
 timespec deadline_after(std::uint32_t milliseconds) {
