@@ -22,14 +22,20 @@ Lock streams_lock;
 
 void set_flag(Stream& stream, int flag) { stream.face._flag |= flag; }
 
+// A console. The null device, a device too, is none: nobody waits for its lines.
+bool is_interactive(const Descriptor& file) {
+  DWORD mode;
+  return file.device && GetConsoleMode(file.handle, &mode);
+}
+
 bool take_buffer(Stream& stream) {
   if (stream.base) return true;
   Descriptor* const file = descriptor(stream.number);
   if (!file) return false;
   if (!stream.buffering_set) {
-    stream.buffering = stream.number == 2 ? Buffering::kNone
-                       : file->device     ? Buffering::kLine
-                                          : Buffering::kFull;
+    stream.buffering = stream.number == 2      ? Buffering::kNone
+                       : is_interactive(*file) ? Buffering::kLine
+                                               : Buffering::kFull;
   }
   if (stream.size == 0) {
     stream.size = stream.buffering == Buffering::kNone ? kSmallBuffer : kBufferSize;
