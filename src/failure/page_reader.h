@@ -1,6 +1,6 @@
-// Reads memory that may not be there, piece by piece, each ending with a page,
-// so that the bytes before an unreadable page are still read. A table read from front
-// to back costs one system call for 16 pages. Never faults.
+// Reads memory that may not be there, by whole pages, so that the bytes before an
+// unreadable page are still read. A table read from front to back costs one system call
+// for 16 pages. Never faults.
 #pragma once
 
 #include <initializer_list>
@@ -65,16 +65,16 @@ struct PageReader {
     return at;
   }
 
+  // The whole page, in which a search may go back.
   bool fill(std::uint64_t address) {
-    const std::uint64_t to_page_end = kPage - address % kPage;
     const bool goes_on = size != 0 && address == start + size;
-    start = address;
-    for (const std::uint64_t wanted : {goes_on ? kMostBytes - address % kPage : 0, to_page_end}) {
+    start = address - address % kPage;
+    for (const std::uint64_t wanted : {goes_on ? kMostBytes : 0, kPage}) {
       size = wanted;
       std::uint64_t copied = 0;
-      if (wanted != 0 && platform::ReadProcessMemory(current_process_handle,
-                                                     reinterpret_cast<const void*>(address), bytes,
-                                                     size, &copied)) {
+      if (wanted != 0 &&
+          platform::ReadProcessMemory(current_process_handle, reinterpret_cast<const void*>(start),
+                                      bytes, size, &copied)) {
         return true;
       }
     }
