@@ -4,7 +4,7 @@
   add_import_pointers.py NM AR ARCHIVE ALIASES
 
 For each external name of ARCHIVE a member with the pointer __imp_NAME, and for each line
-"NAME = OTHER" of ALIASES a member with NAME, a jump to OTHER, and its pointer. One member a
+"NAME... = OTHER" of ALIASES members with NAME, a jump to OTHER, and its pointer. One member a
 name, so that an image holds only those it uses."""
 
 import struct
@@ -72,8 +72,9 @@ def main():
         for line in Path(aliases).read_text().splitlines():
             line = line.split("#")[0].strip()
             if line:
-                name, other = (part.strip() for part in line.split("="))
-                add(f"alias_{name}.o", alias(name, other))
+                those, other = line.split("=")
+                for name in those.split():
+                    add(f"alias_{name}.o", alias(name, other.strip()))
         listing = Path(folder) / "members"
         listing.write_text("\n".join(map(str, members)))
         subprocess.run([ar, "qs", archive, f"@{listing}"], check=True)

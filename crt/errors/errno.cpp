@@ -235,3 +235,12 @@ CRT_API unsigned long* __doserrno(void) {
   code = GetLastError();
   return &code;
 }
+CRT_API errno_t _set_doserrno(unsigned long value) {
+  SetLastError(value);
+  return 0;
+}
+CRT_API errno_t _get_doserrno(unsigned long* value) {
+  if (!value) return errno = EINVAL;
+  *value = GetLastError();
+  return 0;
+}

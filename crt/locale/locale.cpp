@@ -6,6 +6,7 @@
 #include <string.h>
 
 #include "../crt.h"
+#include "../files/wide_path.h"
 
 namespace crt {
 
@@ -58,3 +59,27 @@ CRT_API struct lconv* localeconv(void) {
 
 CRT_API unsigned ___lc_codepage_func(void) { return crt::is_utf8 ? CP_UTF8 : 0; }
 CRT_API int ___mb_cur_max_func(void) { return crt::is_utf8 ? 4 : 1; }
+
+CRT_API wchar_t* _wsetlocale(int category, const wchar_t* name) {
+  static wchar_t wide[sizeof crt::kNameUtf8];
+  char narrow[32];
+  if (name && !crt::to_utf8(name, narrow, sizeof narrow)) return nullptr;
+  const char* const now = setlocale(category, name ? narrow : nullptr);
+  return now && crt::to_wide(now, wide, sizeof wide / sizeof wide[0]) ? wide : nullptr;
+}
+
+// A locale as an object. What takes one, by a name that ends in _l, does not depend on it,
+// since the two locales differ in the multibyte routines alone, and these have no such form.
+CRT_API _locale_t _create_locale(int category, const char* name) {
+  static localeinfo_struct locale;
+  if (category < LC_MIN || category > LC_MAX || !name || !crt::choice(name)) return nullptr;
+  return &locale;
+}
+CRT_API void _free_locale(_locale_t) {}
+CRT_API _locale_t _get_current_locale(void) { return _create_locale(LC_ALL, "C"); }
+
+// The locale is one for the process, and no thread can have another: -1.
+CRT_API int _configthreadlocale(int type) {
+  return type == 0 || type == _DISABLE_PER_THREAD_LOCALE ? _DISABLE_PER_THREAD_LOCALE
+                                                         : crt::fail_with(EINVAL);
+}

@@ -30,4 +30,11 @@ double _chgsign(double value) { return -value; }
 double _logb(double value) { return logb(value); }
 double _nextafter(double value, double toward) { return nextafter(value, toward); }
 double _scalb(double value, long exponent) { return scalbln(value, exponent); }
+
+int _finitef(float value) { return __builtin_isfinite(value); }
+int _isnanf(float value) { return __builtin_isnan(value); }
+float _copysignf(float value, float sign) { return __builtin_copysignf(value, sign); }
+float _chgsignf(float value) { return -value; }
+float _logbf(float value) { return logbf(value); }
+float _nextafterf(float value, float toward) { return nextafterf(value, toward); }
 }

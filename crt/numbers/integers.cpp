@@ -3,7 +3,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "../crt.h"
+#include "../strings/checked.h"
 
 namespace {
 
@@ -105,6 +105,16 @@ Char* write_digits(Unsigned value, bool negative, Char* to, int base) {
   return to;
 }
 
+constexpr size_t kMostDigits = 65;  // of 64 bits in base 2, with a sign
+
+template <class Unsigned, class Number, class Char>
+errno_t write_checked(Number value, Char* to, size_t size, int base) {
+  if (base < 2 || base > 36) return crt::refuse(to, size, EINVAL);
+  Char digits[kMostDigits + 1];
+  return crt::copy_checked(
+      to, size, 0, write_digits(static_cast<Unsigned>(value), value < Number{}, digits, base));
+}
+
 }  // namespace
 
 extern "C" {
@@ -164,4 +174,25 @@ wchar_t* _ui64tow(unsigned long long value, wchar_t* to, int base) {
 
 int(abs)(int value) { return value < 0 ? -value : value; }
 long(labs)(long value) { return value < 0 ? -value : value; }
+
+#define FROM_NUMBER(name, Number, Unsigned, Char)                   \
+  errno_t name##_s(Number value, Char* to, size_t size, int base) { \
+    return write_checked<Unsigned>(value, to, size, base);          \
+  }
+FROM_NUMBER(_itoa, int, unsigned, char)
+FROM_NUMBER(_ltoa, long, unsigned long, char)
+FROM_NUMBER(_ultoa, unsigned long, unsigned long, char)
+FROM_NUMBER(_i64toa, long long, unsigned long long, char)
+FROM_NUMBER(_ui64toa, unsigned long long, unsigned long long, char)
+FROM_NUMBER(_itow, int, unsigned, wchar_t)
+FROM_NUMBER(_ltow, long, unsigned long, wchar_t)
+FROM_NUMBER(_ultow, unsigned long, unsigned long, wchar_t)
+FROM_NUMBER(_i64tow, long long, unsigned long long, wchar_t)
+FROM_NUMBER(_ui64tow, unsigned long long, unsigned long long, wchar_t)
+wchar_t* _ltow(long value, wchar_t* to, int base) {
+  return write_digits(static_cast<unsigned long>(value), value < 0, to, base);
+}
+wchar_t* _ultow(unsigned long value, wchar_t* to, int base) {
+  return write_digits(value, false, to, base);
+}
 }

@@ -5,6 +5,7 @@
 #include "../crt.h"
 #include "../files/wide_path.h"
 #include "../start/arguments.h"
+#include "../strings/checked.h"
 #include "lock.h"
 
 using namespace crt;
@@ -97,4 +98,57 @@ CRT_API wchar_t* _wgetenv(const wchar_t* name) {
   }
   free(value);
   return value = wide;
+}
+
+CRT_API int _wputenv(const wchar_t* assignment) {
+  const NarrowPath narrow(assignment);
+  return narrow.valid() ? _putenv(narrow) : -1;
+}
+CRT_API errno_t _wputenv_s(const wchar_t* name, const wchar_t* value) {
+  const NarrowPath narrow_name(name), narrow_value(value);
+  if (!narrow_name.valid() || !narrow_value.valid()) return errno = EINVAL;
+  return _putenv_s(narrow_name, narrow_value);
+}
+
+namespace {
+
+const char* value_of(const char* name) { return getenv(name); }
+const wchar_t* value_of(const wchar_t* name) { return _wgetenv(name); }
+
+// *result is the size with the NUL, 0 if there is no such variable.
+template <class Char>
+errno_t copy_value(size_t* result, Char* to, size_t size, const Char* name) {
+  if (!result || !name || (!to && size > 0)) return refuse(to, size, EINVAL);
+  const Char* const value = value_of(name);
+  *result = value ? length_within(value, SIZE_MAX) + 1 : 0;
+  if (!to || size == 0) return 0;
+  *to = 0;
+  return !value ? 0 : *result > size ? ERANGE : copy_checked(to, size, 0, value);
+}
+
+template <class Char>
+errno_t duplicate_value(Char** to, size_t* size, const Char* name) {
+  if (!to || !name) return errno = EINVAL;
+  size_t needed;
+  *to = nullptr;
+  copy_value(&needed, static_cast<Char*>(nullptr), 0, name);
+  if (size) *size = needed;
+  if (needed == 0) return 0;
+  *to = static_cast<Char*>(malloc(needed * sizeof(Char)));
+  return *to ? copy_value(&needed, *to, needed, name) : errno;
+}
+
+}  // namespace
+
+CRT_API errno_t getenv_s(size_t* result, char* to, size_t size, const char* name) {
+  return copy_value(result, to, size, name);
+}
+CRT_API errno_t _wgetenv_s(size_t* result, wchar_t* to, size_t size, const wchar_t* name) {
+  return copy_value(result, to, size, name);
+}
+CRT_API errno_t _dupenv_s(char** to, size_t* size, const char* name) {
+  return duplicate_value(to, size, name);
+}
+CRT_API errno_t _wdupenv_s(wchar_t** to, size_t* size, const wchar_t* name) {
+  return duplicate_value(to, size, name);
 }

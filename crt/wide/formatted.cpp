@@ -39,6 +39,18 @@ CRT_API int _vsnwprintf(wchar_t* buffer, size_t size, const wchar_t* format, va_
 CRT_API int _snwprintf(wchar_t* buffer, size_t size, const wchar_t* format, ...) {
   ARGUMENTS(format, __mingw_vsnwprintf(buffer, size, format, arguments));
 }
+CRT_API int _vscwprintf(const wchar_t* format, va_list arguments) {
+  return __mingw_vsnwprintf(nullptr, 0, format, arguments);
+}
+CRT_API int _scwprintf(const wchar_t* format, ...) {
+  ARGUMENTS(format, __mingw_vsnwprintf(nullptr, 0, format, arguments));
+}
+CRT_API int _vswprintf(wchar_t* buffer, const wchar_t* format, va_list arguments) {
+  return __mingw_vsnwprintf(buffer, INT_MAX, format, arguments);
+}
+CRT_API int _swprintf(wchar_t* buffer, const wchar_t* format, ...) {
+  ARGUMENTS(format, __mingw_vsnwprintf(buffer, INT_MAX, format, arguments));
+}
 extern "C" {
 int iso_vswprintf(wchar_t*, size_t, const wchar_t*, va_list) __asm__("vswprintf");
 int iso_swprintf(wchar_t*, size_t, const wchar_t*, ...) __asm__("swprintf");

@@ -39,6 +39,23 @@ CRT_API wchar_t* _wcsupr(wchar_t* string) {
   return string;
 }
 
+CRT_API wchar_t* _wcsset(wchar_t* string, wchar_t value) {
+  for (wchar_t* at = string; *at; ++at) *at = value;
+  return string;
+}
+CRT_API wchar_t* _wcsnset(wchar_t* string, wchar_t value, size_t count) {
+  for (wchar_t* at = string; count > 0 && *at; ++at, --count) *at = value;
+  return string;
+}
+CRT_API wchar_t* _wcsrev(wchar_t* string) {
+  for (wchar_t *first = string, *last = string + wcslen(string); first + 1 < last;) {
+    const wchar_t kept = *first;
+    *first++ = *--last;
+    *last = kept;
+  }
+  return string;
+}
+
 // The form of the system's own run-time: the place is kept by the routine.
 extern "C" wchar_t* wcstok_of_two(wchar_t*, const wchar_t*) __asm__("wcstok");
 extern "C" wchar_t* wcstok_of_two(wchar_t* string, const wchar_t* separators) {

@@ -415,8 +415,9 @@ struct ProcessInformation {
 static_assert(sizeof(ProcessInformation) == 24);
 // Starts the program that the command line names. `command_line` may be changed
 // by the call; at most 32,766 bytes. The child has this process's standard
-// handles and environment. On the host `application`, `environment` and
-// `directory` are null and `flags` 0. It splits the line by the published rules
+// handles, and its environment if `environment` is null: else the strings there,
+// which an empty one ends. On the host `application` and `directory` are null and
+// `flags` 0. It splits the line by the published rules
 // of quotes and backslashes; the program may be a host program, a script that
 // the host can execute, or a finished program image, which runs under the runner
 // of this process (kErrorFileNotFound if the process has none) and sees the

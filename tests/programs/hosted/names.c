@@ -1,12 +1,20 @@
 /* What the cross compiler's headers and libraries lack of ISO C, and names of Windows' C
  * run-time that programs use. */
 #include <complex.h>
+#include <direct.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <io.h>
 #include <locale.h>
+#include <process.h>
+#include <search.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/locking.h>
 #include <time.h>
 #include <uchar.h>
+#include <wchar.h>
 
 static void unicode(void) {
   setlocale(LC_ALL, "C.UTF-8");
@@ -37,18 +45,143 @@ static void blocks(void) {
   printf("none %d\n", aligned_alloc(3, 8) == NULL);
 }
 
+static int order(void* context, const void* left, const void* right) {
+  ++*(int*)context;
+  return *(const int*)left - *(const int*)right;
+}
+static int plain(const void* left, const void* right) {
+  return *(const int*)left - *(const int*)right;
+}
+
+static void checked(void) {
+  char text[8] = "ab", *place;
+  wchar_t wide[6] = L"wx";
+  size_t size = 7;
+  int copied = strcpy_s(text, 3, "abc"), empty = text[0];
+  int part = strncpy_s(text, 8, "abcdef", 3), more = strcat_s(text, 8, "12345");
+  printf("copy %d %d, %d %d", copied, empty, part, more);
+  strcpy_s(text, 8, "abcd");
+  int cut = strncat_s(text, 8, "123456", _TRUNCATE);
+  printf(", cut %d %s, upper %d %s\n", cut, text, _strupr_s(text, 8), text);
+  char list[] = ",a,,b";
+  const char* first = strtok_s(list, ",", &place);
+  const char* second = strtok_s(NULL, ",", &place);
+  printf("tokens %s %s %d\n", first, second, strtok_s(NULL, ",", &place) == NULL);
+  int full = wcscat_s(wide, 6, L"yzab"), none = wide[0];
+  int to_wide = mbstowcs_s(&size, wide, 6, "abcdefg", _TRUNCATE);
+  printf("wide %d %d, %d %d %ls", full, none, to_wide, (int)size, wide);
+  int to_bytes = wcstombs_s(&size, text, 3, L"abc", 2);
+  printf(", %d %d %s", to_bytes, (int)size, text);
+  to_bytes = wcstombs_s(&size, NULL, 0, L"abc", 0);
+  printf(", %d %d", to_bytes, (int)size);
+  to_bytes = wcstombs_s(&size, text, 3, L"abc", 5);
+  printf(", %d %d\n", to_bytes, text[0]);
+  int number = _itoa_s(-12, text, 8, 10), long_one = _itoa_s(123456, text, 4, 10);
+  printf("number %d %d %d", number, long_one, text[0]);
+  long_one = sprintf_s(text, 4, "%d", 12345);
+  int kept = text[0], cut_format = _snprintf_s(text, 8, _TRUNCATE, "%s", "123456789");
+  printf(", format %d %d, %d %s", long_one, kept, cut_format, text);
+  int short_format = _snprintf_s(text, 8, 3, "%s", "abcdef");
+  printf(", %d %s\n", short_format, text);
+  int values[] = {5, 1, 4}, calls = 0, key = 4;
+  unsigned count = 3;
+  qsort_s(values, 3, sizeof(int), order, &calls);
+  int* found = bsearch_s(&key, values, 3, sizeof(int), order, &calls);
+  printf("sorted %d%d%d, found %d, calls %d", values[0], values[1], values[2],
+         (int)(found - values), calls > 3);
+  int room[4] = {5, 1, 4};
+  key = 9;
+  _lsearch(&key, room, &count, sizeof(int), plain);
+  key = 8;
+  printf(", last %d of %u, none %d\n", room[3], count,
+         _lfind(&key, room, &count, sizeof(int), plain) == NULL);
+  _putenv("TARN_NAMES=value");
+  getenv_s(&size, text, 8, "TARN_NAMES");
+  char* copy;
+  int missing = getenv_s(&size, text, 8, "TARN_NONE");
+  printf("variable %d %d %d", missing, (int)size, text[0]);
+  missing = getenv_s(&size, text, 3, "TARN_NAMES");
+  printf(", %d %d", missing, (int)size);
+  _dupenv_s(&copy, &size, "TARN_NAMES");
+  printf(", %s %d\n", copy, (int)size);
+}
+
+static void numbers(void) {
+  static const double values[] = {0, 3.14159, 0.00123, 12345.678, 9.9996, 1e20, -2.5};
+  for (unsigned i = 0; i < sizeof values / sizeof *values; ++i) {
+    int point, sign, point2, sign2;
+    char* digits = _strdup(_ecvt(values[i], 4, &point, &sign));
+    char* places = _fcvt(values[i], 3, &point2, &sign2);
+    char text[40];
+    printf("%s %d %d, %s %d %d, %s\n", digits, point, sign, places, point2, sign2,
+           _gcvt(values[i], 6, text));
+    free(digits);
+  }
+  printf("%x %x %lx %llx\n", _rotl(0x80000001u, 4), _rotr(1u, 1), _lrotl(1ul, 33), _rotr64(1, 4));
+}
+
+static void files(void) {
+  char path[_MAX_PATH] = "", drive[3], name[20];
+  FILE* file = fopen("names.tmp", "w+b");
+  _putw(0x12345678, file);
+  rewind(file);
+  int word = _getw(file), end = _getw(file);
+  printf("word %x %d %d", word, end, feof(file) != 0);
+  fseek(file, 0, SEEK_SET);
+  int locked = _locking(_fileno(file), _LK_NBLCK, 2);
+  int other = _open("names.tmp", _O_RDWR | _O_BINARY);
+  errno = 0;
+  int again = _locking(other, _LK_NBLCK, 1), why = errno;
+  int unlocked = _locking(_fileno(file), _LK_UNLCK, 2);
+  printf(", lock %d, other's %d %d, unlock %d\n", locked, again, why, unlocked);
+  _close(other);
+  fclose(file);
+  _putenv("TARN_PATH=nowhere;.");
+  _searchenv("names.tmp", "TARN_PATH", path);
+  printf("found %d", strstr(path, "names.tmp") != NULL);
+  _searchenv("none.tmp", "TARN_PATH", path);
+  printf(" %d", path[0]);
+  int split = _splitpath_s("c:\\a\\b.txt", drive, 3, NULL, 0, name, 20, NULL, 0);
+  printf(", parts %d %s %s, drive %d, missing %d\n", split, drive, name, _getdrive() > 0,
+         fopen_s(&file, "none.tmp", "r"));
+  remove("names.tmp");
+}
+
+static void children(const char* self) {
+  const char* const arguments[] = {self, "child", "two", NULL};
+  const char* const environment[] = {"TARN_NAMES=theirs", NULL};
+  fflush(stdout);
+  int status = (int)_spawnl(_P_WAIT, self, self, "child", "one", NULL);
+  printf("waited %d\n", status);
+  fflush(stdout);
+  intptr_t child = _spawnve(_P_NOWAIT, self, arguments, environment);
+  int ended = _cwait(&status, child, 0) == child;
+  errno = 0;
+  printf("child %d %d, none %d", ended, status, (int)_spawnlp(_P_WAIT, "tarn_none", "x", NULL));
+  printf(" %d\n", errno);
+}
+
 static void say(void) {
   puts("quick");
   fflush(stdout);
 }
 static void never(void) { puts("never"); }
 
-int main(void) {
+int main(int count, char** arguments) {
+  if (count > 2) {
+    const char* value = getenv("TARN_NAMES");
+    printf("%s %s\n", arguments[2], value ? value : "none");
+    return 7;
+  }
   struct timespec now;
   unicode();
   blocks();
   printf("%d %g\n", timespec_get(&now, TIME_UTC) == TIME_UTC && now.tv_sec >= time(NULL) - 1,
          cimag(CMPLX(1, -0.0)));
+  checked();
+  numbers();
+  files();
+  children(arguments[0]);
   atexit(never);
   at_quick_exit(say);
   quick_exit(0);

@@ -199,14 +199,19 @@ void keep_exit_statuses() {
   sigaction(SIGCHLD, &present, nullptr);
 }
 
-// This process's environment plus one entry; null if there is no memory.
-char** environment_with(char* entry) {
+// The child's environment: the strings of `block`, which a NUL ends, or else this process's,
+// and one entry more unless it is null. Null if there is no memory.
+char** child_environment(char* block, char* entry) {
   std::size_t count = 0;
-  while (environ[count]) ++count;
+  for (const char* at = block; at && *at; at += strlen(at) + 1) ++count;
+  while (!block && environ[count]) ++count;
   auto* const list = static_cast<char**>(malloc((count + 2) * sizeof(char*)));
   if (!list) return nullptr;
-  list[0] = entry;
-  memcpy(list + 1, environ, (count + 1) * sizeof(char*));
+  char** next = list;
+  if (entry) *next++ = entry;
+  for (char* at = block; at && *at; at += strlen(at) + 1) *next++ = at;
+  for (std::size_t i = 0; !block && i < count; ++i) *next++ = environ[i];
+  *next = nullptr;
   return list;
 }
 
@@ -253,7 +258,8 @@ class ChildStreams {
 
 // Any thread may start a child, even one that takes no signals. `exit_socket`
 // is the child's alone, -1 for none.
-int spawn(const HostCommand& command, const ChildStreams& streams, int exit_socket, pid_t* id) {
+int spawn(const HostCommand& command, const ChildStreams& streams, int exit_socket, char* block,
+          pid_t* id) {
   posix_spawnattr_t attributes;
   posix_spawn_file_actions_t actions;
   if (posix_spawnattr_init(&attributes) != 0) return ENOMEM;
@@ -263,25 +269,26 @@ int spawn(const HostCommand& command, const ChildStreams& streams, int exit_sock
   posix_spawnattr_setsigmask(&attributes, &none);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
   char entry[64];
-  char** environment = environ;
   struct stat facts;
-  if (exit_socket >= 0 && fstat(exit_socket, &facts) == 0) {
+  const bool has_socket = exit_socket >= 0 && fstat(exit_socket, &facts) == 0;
+  if (has_socket) {
     snprintf(entry, sizeof entry, "%s=%d:%llu", kExitVariable, exit_socket,
              static_cast<unsigned long long>(facts.st_ino));
-    environment = environment_with(entry);
     posix_spawn_file_actions_adddup2(&actions, exit_socket, exit_socket);  // it stays open
   }
+  char** const environment = child_environment(block, has_socket ? entry : nullptr);
   streams.add_to(&actions);
   const int error = environment ? posix_spawn(id, command.path, &actions, &attributes,
                                               command.arguments, environment)
                                 : ENOMEM;
-  if (environment != environ) free(environment);
+  free(environment);
   posix_spawn_file_actions_destroy(&actions);
   posix_spawnattr_destroy(&attributes);
   return error;
 }
 
-bool start(const char* command_line, const ChildStreams& streams, Process* process) {
+bool start(const char* command_line, const ChildStreams& streams, char* environment,
+           Process* process) {
   HostCommand command;
   if (!read_command(command_line, &command)) return false;
   keep_exit_statuses();
@@ -289,7 +296,7 @@ bool start(const char* command_line, const ChildStreams& streams, Process* proce
   int exit_socket = -1;  // without one, only 8 bits arrive
   if (command.runs_image) make_exit_sockets(&process->exit_socket, &exit_socket);
   lend_terminal();
-  const int error = spawn(command, streams, exit_socket, &id);
+  const int error = spawn(command, streams, exit_socket, environment, &id);
   if (error) take_terminal_back();
   if (exit_socket >= 0) close(exit_socket);
   free(command.arguments);
@@ -329,7 +336,7 @@ Bool CreateProcessA(const char* application, char* command_line, const SecurityA
                     const SecurityAttributes*, Bool, std::uint32_t flags, void* environment,
                     const char* directory, const StartupInfo* startup,
                     ProcessInformation* information) {
-  if (application || flags || environment || directory) return fail(kErrorNotSupported);
+  if (application || flags || directory) return fail(kErrorNotSupported);
   if (!command_line || !information) return fail(kErrorInvalidParameter);
   // The handles are made first, so that no child is left without one.
   const MutexLock lock(processes_lock);
@@ -338,7 +345,8 @@ Bool CreateProcessA(const char* application, char* command_line, const SecurityA
   const Handle handle = add_reference(process);
   const Handle thread = handle ? add_reference(process) : nullptr;
   process->is_child = true;
-  const bool started = thread && start(command_line, ChildStreams(startup), process);
+  const bool started = thread && start(command_line, ChildStreams(startup),
+                                       static_cast<char*>(environment), process);
   if (started) {
     const auto id = static_cast<std::uint32_t>(process->id);
     *information = {handle, thread, id, id};
