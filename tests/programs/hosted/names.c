@@ -117,7 +117,10 @@ static void numbers(void) {
            _gcvt(values[i], 6, text));
     free(digits);
   }
-  printf("%x %x %lx %llx\n", _rotl(0x80000001u, 4), _rotr(1u, 1), _lrotl(1ul, 33), _rotr64(1, 4));
+  char prefix[] = "0x", *end;
+  int taken = (int)strtoll(prefix, &end, 0) + (int)(end - prefix);
+  printf("%x %x %lx %llx, 0x %d\n", _rotl(0x80000001u, 4), _rotr(1u, 1), _lrotl(1ul, 33),
+         _rotr64(1, 4), taken);
 }
 
 static void files(void) {
