@@ -214,9 +214,9 @@ const Row kRows[] = {
        });
      },
      one_cycle_a_byte, 1 / 0.9},
-    {"FILE: a block of 8,192 bytes written", "write", write_stream, write_calls, 1.1},
+    {"FILE: a block of 8 kB written", "write", write_stream, write_calls, 1.1},
     {"FILE: a line written", "write", lines_stream, lines_calls, 1.1},
-    {"FILE: a block of 8,192 bytes read", "read", read_stream, read_calls, 1.1},
+    {"FILE: a block of 8 kB read", "read", read_stream, read_calls, 1.1},
 };
 
 }  // namespace
