@@ -1,5 +1,4 @@
-// The library's heap, with ISO C's errno and a tested product. `free` ends in a jump to the
-// library's own, so that its misuse is reported at the program's line.
+// The library's heap, with ISO C's errno and a tested product.
 #include <malloc.h>
 #include <stdlib.h>
 #include <string.h>
@@ -9,7 +8,6 @@
 extern "C" {
 void* suite_malloc(size_t) __asm__("tarn_suite_malloc");
 void* suite_realloc(void*, size_t) __asm__("tarn_suite_realloc");
-void suite_free(void*) __asm__("tarn_suite_free");
 }
 
 using namespace crt;
@@ -30,11 +28,6 @@ void* malloc(size_t size) {
   void* const block = suite_malloc(size);
   if (!block) errno = ENOMEM;
   return block;
-}
-
-void free(void* block) {
-  if (may_be_listed(block)) block = block_of_listed(block);
-  suite_free(block);
 }
 
 void* realloc(void* block, size_t size) {
