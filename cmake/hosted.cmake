@@ -6,6 +6,7 @@ get_filename_component(tarn_prefix ${CMAKE_CURRENT_LIST_DIR}/../../.. ABSOLUTE)
 # Not among the flags: CMAKE_C_FLAGS, stated, would replace it.
 set(CMAKE_C_COMPILER ${tarn_prefix}/bin/tarncc --hosted)
 set(CMAKE_CXX_COMPILER ${tarn_prefix}/bin/tarncc --hosted)
+set(CMAKE_Fortran_COMPILER ${tarn_prefix}/bin/tarncc --fortran)
 include(${CMAKE_CURRENT_LIST_DIR}/mingw-w64.cmake)
 list(APPEND CMAKE_PREFIX_PATH ${tarn_prefix})
 foreach(tool AR RANLIB NM OBJDUMP)
