@@ -18,6 +18,7 @@ inline constexpr std::uint16_t kSubsystemGraphical = 2;
 inline constexpr std::uint32_t kSectionCode = 0x00000020;
 inline constexpr std::uint32_t kSectionInitialised = 0x00000040;
 inline constexpr std::uint32_t kSectionUninitialised = 0x00000080;
+inline constexpr std::uint32_t kSectionDiscardable = 0x02000000;
 inline constexpr std::uint32_t kSectionExecute = 0x20000000;
 inline constexpr std::uint32_t kSectionRead = 0x40000000;
 inline constexpr std::uint32_t kSectionWrite = 0x80000000;

@@ -18,6 +18,8 @@ constexpr std::uint32_t kPageSize = 4096;
 // The traceback looks for an image's start on multiples of this.
 constexpr std::uint64_t kBaseUnit = 0x10000;
 constexpr std::uint32_t kSectorSize = 512;
+constexpr std::uint64_t kFirstPiece = 64 * 1024;  // of a file, in which its headers lie
+constexpr char kLongHeaders[] = "is damaged: its headers are too long";
 constexpr std::uint32_t kMostLibraries = 256;
 constexpr std::uint32_t kMostImports = 65'536;
 constexpr std::uint32_t kLongestName = 2047;
@@ -140,7 +142,11 @@ bool check_section(const FileBytes& file, const pe::SectionHeader& header, std::
   section->start = header.virtual_address;
   section->end = static_cast<std::uint32_t>(end);
   section->raw_offset = header.raw_offset;
-  section->raw_size = has_bytes ? header.raw_size : 0;
+  // Debug data, which the system may discard, is for debuggers, and they read the file.
+  constexpr std::uint32_t kDebugData = pe::kSectionDiscardable | pe::kSectionRead;
+  constexpr std::uint32_t kMore = pe::kSectionWrite | pe::kSectionExecute;
+  const bool is_loaded = (header.characteristics & (kDebugData | kMore)) != kDebugData;
+  section->raw_size = has_bytes && is_loaded ? header.raw_size : 0;
   if (section->raw_size > section->end - section->start) {
     section->raw_size = section->end - section->start;
   }
@@ -154,13 +160,14 @@ bool check_sections(const FileBytes& file, std::uint64_t at, Image* image, LoadE
   if (image->headers_size > file.size || headers_end > file.size) {
     return refuse(error, "is cut off: the file ends inside its headers");
   }
+  if (headers_end > file.held) return refuse(error, kLongHeaders);
   if (image->headers_size < headers_end || image->headers_size > image->size) {
     return refuse(error, "is damaged: its headers do not end where they say");
   }
   std::uint64_t start = whole_pages(image->headers_size);
   for (std::uint32_t i = 0; i < image->section_count; ++i) {
     pe::SectionHeader header{};
-    read_record(file.bytes, file.size, at + i * sizeof header, &header);
+    read_record(file.bytes, file.held, at + i * sizeof header, &header);
     if (i == 0 && header.virtual_address > start && header.virtual_address % kPageSize == 0) {
       start = header.virtual_address;  // room for more headers
     }
@@ -289,6 +296,38 @@ void take_filled_pages(const Image& image) {
   }
 }
 
+// Read, not mapped: the file may be truncated while it is in use.
+bool read_at(int descriptor, std::uint64_t at, std::uint64_t size, void* to, LoadError* error) {
+  for (std::uint64_t done = 0; done < size;) {
+    const ssize_t got = pread(descriptor, static_cast<char*>(to) + done, size - done,
+                              static_cast<off_t>(at + done));
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return refuse(error, "%s", strerror(errno));
+    if (got == 0) return refuse(error, "changes while it is read");
+    done += static_cast<std::uint64_t>(got);
+  }
+  return true;
+}
+
+bool copy_bytes(const FileBytes& file, std::uint64_t at, std::uint64_t size, std::uint8_t* to,
+                LoadError* error) {
+  const std::uint64_t held = at >= file.held ? 0 : size < file.held - at ? size : file.held - at;
+  if (held > 0) memcpy(to, file.bytes + at, held);
+  return held == size || read_at(file.descriptor, at + held, size - held, to + held, error);
+}
+
+// For the reason of a refusal alone: it reads the whole file.
+bool file_holds(const FileBytes& file, const char* text) {
+  void* const all =
+      mmap(nullptr, file.size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (all == MAP_FAILED) return false;
+  LoadError ignored;
+  const bool holds = copy_bytes(file, 0, file.size, static_cast<std::uint8_t*>(all), &ignored) &&
+                     memmem(all, file.size, text, strlen(text)) != nullptr;
+  munmap(all, file.size);
+  return holds;
+}
+
 }  // namespace
 
 bool refuse(LoadError* error, const char* format, ...) {
@@ -329,32 +368,26 @@ bool read_image_file(const char* host_path, FileBytes* file, LoadError* error) {
   } else {
     good = true;
   }
-  // Read, not mapped: the file may be truncated while it is in use.
   const auto size = static_cast<std::uint64_t>(facts.st_size);
+  const std::uint64_t held = size < kFirstPiece ? size : kFirstPiece;
   void* memory = MAP_FAILED;
   if (good) {
-    memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE,
-                  -1, 0);
+    memory = mmap(nullptr, held, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED) good = refuse(error, "there is not enough memory to read it");
   }
-  for (std::uint64_t done = 0; good && done < size;) {
-    const ssize_t got = read(descriptor, static_cast<char*>(memory) + done, size - done);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) good = refuse(error, "%s", strerror(errno));
-    if (got == 0) good = refuse(error, "changes while it is read");
-    if (got > 0) done += static_cast<std::uint64_t>(got);
-  }
-  close(descriptor);
+  good = good && read_at(descriptor, 0, held, memory, error);
   if (good) {
-    *file = {static_cast<const std::uint8_t*>(memory), size};
-  } else if (memory != MAP_FAILED) {
-    munmap(memory, size);
+    *file = {static_cast<const std::uint8_t*>(memory), size, held, descriptor};
+    return true;
   }
-  return good;
+  if (memory != MAP_FAILED) munmap(memory, held);
+  close(descriptor);
+  return false;
 }
 
 void release_image_file(FileBytes* file) {
-  if (file->bytes) munmap(const_cast<std::uint8_t*>(file->bytes), file->size);
+  if (file->bytes) munmap(const_cast<std::uint8_t*>(file->bytes), file->held);
+  if (file->descriptor >= 0) close(file->descriptor);
   *file = {nullptr, 0};
 }
 
@@ -370,26 +403,27 @@ bool is_code(const Image& image, std::uint64_t offset) {
 
 bool check_image(const FileBytes& file, Image* image, LoadError* error) {
   pe::DosHeader dos{};
-  if (!read_record(file.bytes, file.size, 0, &dos) || dos.magic != pe::kDosMagic) {
+  if (!read_record(file.bytes, file.held, 0, &dos) || dos.magic != pe::kDosMagic) {
     return refuse(error, "is not a program image");
   }
   pe::NtHeaders headers{};
   if (dos.pe_offset < sizeof dos || dos.pe_offset % 4 != 0) {
     return refuse(error, "is not a Windows program image");
   }
-  if (!read_record(file.bytes, file.size, dos.pe_offset, &headers)) {
+  if (!lies_within(dos.pe_offset, sizeof headers, file.size)) {
     return refuse(error, "is cut off: the file ends inside its headers");
+  }
+  if (!read_record(file.bytes, file.held, dos.pe_offset, &headers)) {
+    return refuse(error, kLongHeaders);
   }
   if (headers.magic != pe::kPeMagic) return refuse(error, "is not a Windows program image");
   if (!check_headers(headers, error)) return false;
   if (memcmp(file.bytes + pe::kImageMarkOffset, pe::kImageMark, pe::kImageMarkLength) != 0) {
-    const auto holds = [&file](const char* text) {
-      return memmem(file.bytes, file.size, text, strlen(text)) != nullptr;
-    };
     // Whatever was linked for the library imports from it. Tools that know nothing of images
     // write a DOS header of their own over the mark.
-    return refuse(error, !holds(kLibraryName) ? "is an ordinary Windows image; compile it by tarncc"
-                         : holds(pe::kTableSection)
+    return refuse(error, !file_holds(file, kLibraryName)
+                             ? "is an ordinary Windows image; compile it by tarncc"
+                         : file_holds(file, pe::kTableSection)
                              ? "lost its mark to strip or its like; let tarncc -s strip it"
                              : "was linked but not finished; run finish_image on it");
   }
@@ -415,12 +449,14 @@ bool map_image(const FileBytes& file, Image* image, LoadError* error) {
   if (!image->base) return refuse(error, "there is not enough memory to load it");
   note_image(image->base, image->size);
   take_filled_pages(*image);
-  memcpy(image->base, file.bytes, image->headers_size);
-  for (std::uint32_t i = 0; i < image->section_count; ++i) {
+  bool good = copy_bytes(file, 0, image->headers_size, image->base, error);
+  for (std::uint32_t i = 0; good && i < image->section_count; ++i) {
     const ImageSection& section = image->sections[i];
-    memcpy(image->base + section.start, file.bytes + section.raw_offset, section.raw_size);
+    good =
+        copy_bytes(file, section.raw_offset, section.raw_size, image->base + section.start, error);
   }
-  return true;
+  if (!good) unmap_image(image);
+  return good;
 }
 
 void unmap_image(Image* image) {

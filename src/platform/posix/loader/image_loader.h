@@ -2,7 +2,7 @@
 // finished. Each step checks what it reads, so that the bytes may be anything;
 // nothing of an image runs here.
 //
-//   read_image_file   the file's bytes
+//   read_image_file   the file's beginning
 //   check_image       what the headers say, or why the file is refused
 //   map_image         headers and sections, at the preferred base if it is free
 //   bind_imports      addresses of what it imports
@@ -22,9 +22,12 @@
 
 namespace tarn::platform {
 
+// A file that is open has its beginning in memory; the rest is read into its place.
 struct FileBytes {
-  const std::uint8_t* bytes;
-  std::uint64_t size;
+  const std::uint8_t* bytes = nullptr;
+  std::uint64_t size = 0;
+  std::uint64_t held = size;  // bytes in memory
+  int descriptor = -1;
 };
 
 bool read_image_file(const char* host_path, FileBytes* file, LoadError* error);
