@@ -17,7 +17,7 @@ c)
   whole=(gcc.c-torture/execute gcc.c-torture/execute/ieee) chosen=(gcc.dg/torture)
   ;;
 fortran)
-  compiler=x86_64-w64-mingw32-gfortran-posix option=--fortran step=53 share=5 levels=(-O0 -O2)
+  compiler=x86_64-w64-mingw32-gfortran-posix option=--fortran step=53 share=3 levels=(-O0 -O2)
   whole=(gfortran.fortran-torture/execute)
   chosen=(gfortran.dg gfortran.dg/c-interop gfortran.dg/g77 gfortran.dg/ieee gfortran.dg/coarray)
   ;;
