@@ -6,6 +6,7 @@
 #include "platform/image_imports.h"
 #include "platform/posix/faults/fault_records.h"
 #include "platform/posix/loader/loader.h"
+#include "platform/unwind_walk.h"
 
 extern "C" {
 // Where the handlers that tarn_call_in_flight calls return to, and how far above their
@@ -43,31 +44,33 @@ constexpr int kMostOtherFrames = 1 << 16;
 // ---- Reading ------------------------------------------------------------------
 
 // A fault of this returns to the point that guarded() has set.
-template <std::size_t kSize>
-[[gnu::no_sanitize_address, gnu::always_inline]] inline void move(void* to, const void* from) {
-  __builtin_memcpy(to, from, kSize);
-}
-
-[[gnu::no_sanitize_address]] bool read_directly(void*, std::uint64_t address, void* to,
-                                                std::uint64_t count) {
-  const auto* from = reinterpret_cast<const std::uint8_t*>(address);
-  auto* bytes = static_cast<std::uint8_t*>(to);
-  for (; count >= 8; count -= 8, bytes += 8, from += 8) move<8>(bytes, from);
-  if (count & 4) {
-    move<4>(bytes, from);
-    bytes += 4;
-    from += 4;
+struct DirectReader {
+  [[gnu::no_sanitize_address]] bool operator()(std::uint64_t address, void* to,
+                                               std::uint64_t count) const {
+    const auto* from = reinterpret_cast<const std::uint8_t*>(address);
+    auto* bytes = static_cast<std::uint8_t*>(to);
+    for (; count >= 8; count -= 8, bytes += 8, from += 8) move<8>(bytes, from);
+    if (count & 4) {
+      move<4>(bytes, from);
+      bytes += 4;
+      from += 4;
+    }
+    if (count & 2) {
+      move<2>(bytes, from);
+      bytes += 2;
+      from += 2;
+    }
+    if (count & 1) *bytes = *from;
+    return true;
   }
-  if (count & 2) {
-    move<2>(bytes, from);
-    bytes += 2;
-    from += 2;
-  }
-  if (count & 1) *bytes = *from;
-  return true;
-}
 
-constexpr MemoryReader kReader{&read_directly, nullptr};
+  template <std::size_t kSize>
+  [[gnu::no_sanitize_address, gnu::always_inline]] static void move(void* to, const void* from) {
+    __builtin_memcpy(to, from, kSize);
+  }
+};
+
+constexpr DirectReader kReader;
 
 // The result of `act`, or false if it faults.
 template <class Act>
@@ -98,6 +101,31 @@ void copy_context(AMD_CONTEXT* to, const AMD_CONTEXT& from) {
   copy(offsetof(AMD_CONTEXT, ContextFlags), offsetof(AMD_CONTEXT, Dr0));
   copy(offsetof(AMD_CONTEXT, Rax) & ~std::size_t{15}, offsetof(AMD_CONTEXT, FxSaveArea) + 32);
   copy(offsetof(AMD_CONTEXT, FxSaveArea) + 160, kEnd);
+}
+
+// Where the record of an address was found lately, in `hints` by a part of the address.
+constexpr std::size_t kHints = 256;
+std::uint32_t hints[kHints];
+
+// What a hint leads to is looked at as it is, so an old one only takes time.
+RecordSearch find_record(const CodeImage& image, std::uint64_t address, FoundRecord* found) {
+  std::uint32_t* const hint = &hints[(address ^ address >> 8) % kHints];
+  const std::uint64_t records = image.base + image.exceptions.offset;
+  const std::uint64_t offset = address - image.base;
+  const std::uint32_t index = __atomic_load_n(hint, __ATOMIC_RELAXED);
+  if (index < image.exceptions.size / sizeof(FunctionRecord)) {
+    found->address = records + sizeof(FunctionRecord) * std::uint64_t{index};
+    kReader(found->address, &found->record, sizeof found->record);
+    if (offset >= found->record.begin && offset < found->record.end) return RecordSearch::kFound;
+  }
+  const RecordSearch search =
+      find_function_record_by(kReader, image.base, image.exceptions, address, found);
+  if (search == RecordSearch::kFound) {
+    __atomic_store_n(
+        hint, static_cast<std::uint32_t>((found->address - records) / sizeof(FunctionRecord)),
+        __ATOMIC_RELAXED);
+  }
+  return search;
 }
 
 // The record that stands for every routine of the library.
@@ -145,12 +173,12 @@ FrameKind step(AMD_CONTEXT* context, DispatcherContext* dispatcher, FrameFacts* 
   dispatcher->image_base = image.base;
   if (!guarded([&] {
         FoundRecord found;
-        const RecordSearch search =
-            find_function_record(kReader, image.base, image.exceptions, context->Rip, &found);
+        const RecordSearch search = find_record(image, context->Rip, &found);
         const bool known = search == RecordSearch::kFound;
         if (known) dispatcher->function_entry = reinterpret_cast<FunctionRecord*>(found.address);
         return search != RecordSearch::kUnreadable &&
-               unwind_frame(kReader, image.base, known ? &found.record : nullptr, context, facts);
+               unwind_frame_by(kReader, image.base, known ? &found.record : nullptr, context,
+                               facts);
       }) ||
       context->Rsp <= rsp || facts->frame < rsp || facts->frame >= context->Rsp) {
     return FrameKind::kEnd;
@@ -227,10 +255,7 @@ FunctionRecord* RtlLookupFunctionEntry(std::uint64_t address, std::uint64_t* bas
     return is_host_code(address) ? &library_record : nullptr;
   }
   *base = image.base;
-  return guarded([&] {
-    return find_function_record(kReader, image.base, image.exceptions, address, &found) ==
-           RecordSearch::kFound;
-  })
+  return guarded([&] { return find_record(image, address, &found) == RecordSearch::kFound; })
              ? reinterpret_cast<FunctionRecord*>(found.address)
              : nullptr;
 }
@@ -241,7 +266,7 @@ Routine RtlVirtualUnwind(std::uint32_t kinds, std::uint64_t base, std::uint64_t 
   FrameFacts facts{context->Rsp, 0, 0, 0};
   context->Rip = address;
   const bool stepped = entry == &library_record ? step_over_host_frame(context) : guarded([&] {
-    return unwind_frame(kReader, base, entry, context, &facts);
+    return unwind_frame_by(kReader, base, entry, context, &facts);
   });
   *frame = facts.frame;
   if (!stepped) context->Rip = 0;

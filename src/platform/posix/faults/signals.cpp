@@ -27,6 +27,7 @@ namespace {
 constexpr int kMaxHandlers = 64;
 VectoredHandler first_handlers[kMaxHandlers];
 VectoredHandler last_handlers[kMaxHandlers];
+int first_used, last_used;  // places ever taken
 bool table_held;
 
 void hold_table() {
@@ -122,7 +123,8 @@ bool install_signals() {
 std::int32_t ask_handlers(ExceptionPointers* exception) {
   const InFlight in_flight{exception->context, nullptr};
   const std::uint64_t arguments[] = {reinterpret_cast<std::uint64_t>(exception), 0, 0, 0};
-  for (int i = 0; i < 2 * kMaxHandlers; ++i) {
+  const int end = kMaxHandlers + __atomic_load_n(&last_used, __ATOMIC_ACQUIRE);
+  for (int i = kMaxHandlers - __atomic_load_n(&first_used, __ATOMIC_ACQUIRE); i < end; ++i) {
     const VectoredHandler handler = __atomic_load_n(place_of(i), __ATOMIC_ACQUIRE);
     if (handler && tarn_call_in_flight(reinterpret_cast<Routine>(handler), &in_flight, arguments) ==
                        kContinueExecution) {
@@ -151,6 +153,8 @@ void* AddVectoredExceptionHandler(std::uint32_t first, VectoredHandler handler) 
     while (used > 0 && !table[used - 1]) --used;
     if (used < kMaxHandlers) {
       place = &table[used];
+      int* const ever = first ? &first_used : &last_used;
+      if (*ever <= used) __atomic_store_n(ever, used + 1, __ATOMIC_RELEASE);
       __atomic_store_n(place, handler, __ATOMIC_RELEASE);
     }
   }
