@@ -62,6 +62,12 @@ int link_ordinary(const Job& job, const Words& objects, const fs::path& unfinish
   return run_program(words, job.run_options()) == 0 ? kDone : kRefused;
 }
 
+// The compiler's libraries that a hosted program has anyway: the linker would take those of
+// its DLLs.
+bool is_in_group(const std::string& word) {
+  return word == "-lpthread" || word == "-lwinpthread" || word == "-lstdc++" || word == "-lgcc_s";
+}
+
 }  // namespace
 
 std::string import_library(const Request& request) {
@@ -86,6 +92,7 @@ int link(const Job& job, const Words& objects, const fs::path& unfinished) {
   add_stack_size(request, &words);
   auto object = objects.begin();
   for (const Input& input : request.inputs) {
+    if (request.hosted && is_in_group(input.word)) continue;
     words.push_back(input.is_source ? *object++ : input.word);
   }
   if (request.dll) {

@@ -471,15 +471,17 @@ bool file_has(const std::string& name, const char* text) {
   return bytes.find(text) != std::string::npos;
 }
 
-bool is_object(const Input& input) {
+// An archive, too: CMake packs what it links into one.
+bool has_objects(const Input& input) {
   const std::string extension = extension_of(input.word);
-  return !input.is_source && (extension == ".o" || extension == ".obj");
+  return !input.is_source && (extension == ".o" || extension == ".obj" || extension == ".a");
 }
 
 // C++ is hosted, and so is an image of objects that were compiled so.
 bool is_hosted_by_itself(const Request& request) {
   return std::any_of(request.inputs.begin(), request.inputs.end(), [](const Input& input) {
-    return input.is_source ? is_cpp(input) : is_object(input) && file_has(input.word, kHostedMark);
+    return input.is_source ? is_cpp(input)
+                           : has_objects(input) && file_has(input.word, kHostedMark);
   });
 }
 
@@ -551,7 +553,7 @@ bool is_cpp(const Input& source) {
 bool has_cpp(const Request& request) {
   return std::any_of(request.inputs.begin(), request.inputs.end(), [](const Input& input) {
     if (input.is_source) return is_cpp(input);
-    return (is_object(input) || extension_of(input.word) == ".a") && file_has(input.word, kCppMark);
+    return has_objects(input) && file_has(input.word, kCppMark);
   });
 }
 

@@ -179,6 +179,23 @@ cmake -S "$here/compiled" -B compiled -G Ninja -DCMAKE_SYSTEM_NAME=Windows \
   { cat compiled.log; fail "CMake with tarncc"; }
 cmake --build compiled >>compiled.log 2>&1 || { cat compiled.log; fail "built with tarncc"; }
 expect 5 "Hello, Cy" tarnrun compiled/greeting Cy
+# CMake's makefiles pack the objects, and FindThreads knows -lpthread.
+cat >packed.cpp <<'END'
+#include <cstdio>
+#include <mutex>
+int main() {
+  std::mutex mutex;
+  try {
+    throw (std::lock_guard<std::mutex>(mutex), 3);
+  } catch (int) {
+    std::puts("caught");
+  }
+}
+END
+tarncc -c packed.cpp && x86_64-w64-mingw32-ar qc packed.a packed.o &&
+  tarncc -Wl,--whole-archive packed.a -Wl,--no-whole-archive -lpthread -o packed.exe ||
+  fail "packed objects"
+expect 0 caught tarnrun packed.exe
 for kind in tarnlib tarnlib-hosted; do
   $cc $(pkg-config --cflags $kind) -c hello.c -o packaged.o
   $cc "$(pkg-config --variable=start $kind)" packaged.o $(pkg-config --libs $kind) -o packaged.tmp.exe
