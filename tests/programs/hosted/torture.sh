@@ -33,7 +33,7 @@ c++)
   needs+='effective-target size..plus'
   ;;
 libstdc++)
-  compiler=x86_64-w64-mingw32-g++-posix option=--hosted run= step=401 share=8 levels=(-O2)
+  compiler=x86_64-w64-mingw32-g++-posix option=--hosted run= step=211 share=8 levels=(-O2)
   mapfile -t chosen < <(cd "$tests" 2>/dev/null && find libstdc++ -type d 2>/dev/null)
   foreign='(performance|util|libstdc[+]*-(prettyprinters|xmethods))/'
   needs='dg-do +(compile|preprocess|assemble|link)|run *\{ *target [^}!]*-linux|dg-require-'
