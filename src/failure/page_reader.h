@@ -3,8 +3,6 @@
 // for 16 pages. Never faults.
 #pragma once
 
-#include <initializer_list>
-
 #include "failure/exception_table.h"
 
 namespace tarn {
@@ -69,7 +67,8 @@ struct PageReader {
   bool fill(std::uint64_t address) {
     const bool goes_on = size != 0 && address == start + size;
     start = address - address % kPage;
-    for (const std::uint64_t wanted : {goes_on ? kMostBytes : 0, kPage}) {
+    const std::uint64_t sizes[] = {goes_on ? kMostBytes : 0, kPage};
+    for (const std::uint64_t wanted : sizes) {
       size = wanted;
       std::uint64_t copied = 0;
       if (wanted != 0 &&
