@@ -113,6 +113,13 @@ TARNAPI void OutputDebugStringW(const char16_t* string);
 // Takes a handler of AddVectoredExceptionHandler out of the list; 0 if it is not there.
 TARNAPI std::uint32_t RemoveVectoredExceptionHandler(void* handler);
 
+// As GetEnvironmentVariableA.
+TARNAPI std::uint32_t GetEnvironmentVariableW(const char16_t* name, char16_t* buffer,
+                                              std::uint32_t size);
+
+// That of Windows 10: the major number in the low byte, the minor, and above them the build.
+TARNAPI std::uint32_t GetVersion();
+
 // As GetModuleHandleA.
 TARNAPI Module GetModuleHandleW(const char16_t* name);
 
@@ -398,6 +405,7 @@ TARNAPI void* HeapReAlloc(Handle heap, std::uint32_t flags, void* block, std::ui
 TARNAPI std::uint64_t HeapSize(Handle heap, std::uint32_t flags, void* block);
 TARNAPI Bool HeapValidate(Handle heap, std::uint32_t flags, void* block);
 TARNAPI std::uint64_t HeapCompact(Handle heap, std::uint32_t flags);
+TARNAPI void* LocalAlloc(std::uint32_t flags, std::uint64_t size);
 TARNAPI void* LocalFree(void* block);
 
 }  // namespace tarn::platform

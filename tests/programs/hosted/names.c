@@ -14,6 +14,7 @@
 #include <sys/locking.h>
 #include <time.h>
 #include <uchar.h>
+#include <unistd.h>
 #include <wchar.h>
 
 static void unicode(void) {
@@ -179,6 +180,9 @@ int main(int count, char** arguments) {
   struct timespec now;
   unicode();
   blocks();
+  char* words[] = {"names", "-b", "-a", "x", NULL};
+  int b = getopt(4, words, "a:b"), a = getopt(4, words, "a:b");
+  printf("%c %c %s\n", b, a, optarg);
   printf("%d %g\n", timespec_get(&now, TIME_UTC) == TIME_UTC && now.tv_sec >= time(NULL) - 1,
          cimag(CMPLX(1, -0.0)));
   checked();

@@ -34,6 +34,25 @@ bool usable_name(const char* name) {
 
 }  // namespace
 
+std::uint32_t GetEnvironmentVariableW(const char16_t* name, char16_t* buffer, std::uint32_t size) {
+  char bytes[kPathSize];
+  if (!to_narrow(name, bytes)) return 0;
+  const MutexLock lock(environment_lock);
+  const char* const entry = usable_name(bytes) ? find_entry(bytes, strlen(bytes)) : nullptr;
+  if (entry == nullptr) {
+    SetLastError(kErrorEnvironmentVariableNotFound);
+    return 0;
+  }
+  const std::uint32_t length = put_wide(entry + strlen(bytes) + 1, buffer, size);
+  if (length == 0) SetLastError(0);  // present, but empty
+  return length;
+}
+
+std::uint32_t GetVersion() {
+  constexpr std::uint32_t kBuild = 19'045;
+  return kBuild << 16 | 10;
+}
+
 std::uint32_t GetEnvironmentVariableA(const char* name, char* buffer, std::uint32_t size) {
   const MutexLock lock(environment_lock);
   const char* const entry = usable_name(name) ? find_entry(name, strlen(name)) : nullptr;

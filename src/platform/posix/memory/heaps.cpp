@@ -159,6 +159,8 @@ std::uint64_t HeapCompact(Handle handle, std::uint32_t) {
   return 0;
 }
 
+void* LocalAlloc(std::uint32_t flags, std::uint64_t size) { return GlobalAlloc(flags, size); }
+
 void* LocalFree(void* block) { return GlobalFree(block); }
 
 }  // namespace tarn::platform
