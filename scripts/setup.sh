@@ -14,7 +14,7 @@ host_packages=(
 )
 windows_packages=(
   g++-mingw-w64-x86-64-posix gfortran-mingw-w64-x86-64-posix wine64 wine
-  xvfb xdotool imagemagick x11-utils
+  tcl xvfb xdotool imagemagick x11-utils
 )
 
 packages=("${host_packages[@]}")

@@ -9,7 +9,7 @@ tarballs=$5 host=$6 windows=$7
 shift 3
 [ -s "$tarballs/zlib.tar" ] || { echo "the sources are not there; scripts/fetch_real_programs.sh brings them"; exit 77; }
 wanted=(zlib lua5.1)
-[ "${TARN_EVERY_PROGRAM:-0}" = 0 ] || wanted=(zlib lua5.1 bzip2 scheme9 cjson)
+[ "${TARN_EVERY_PROGRAM:-0}" = 0 ] || wanted=(zlib lua5.1 bzip2 scheme9 cjson jansson sqlite3)
 [ $# = 0 ] || wanted=("$@")
 for build in "$host" "$windows"; do
   cmake --install "$build" --prefix "$folder/prefix" >/dev/null || exit 1
@@ -62,6 +62,32 @@ cmake_test() {
 
 make_cjson() { cmake_build -DENABLE_CJSON_UTILS=ON; }
 test_cjson() { cmake_test; }
+
+make_jansson() { cmake_build -DJANSSON_BUILD_DOCS=OFF; }
+test_jansson() { cmake_test; }
+
+# SQLite's fuzzing corpus and benchmark check themselves; the shell has no tests without Tcl.
+make_sqlite3() {
+  local object options="-w -O1 -DSQLITE_OMIT_LOAD_EXTENSION -DSQLITE_ENABLE_MEMSYS5 -DSQLITE_OSS_FUZZ -I. -Isrc -Iext/recover"
+  make -f main.mk TOP=. BCC=gcc OPTS= NAWK=awk sqlite3.c shell.c && $CC $options -c sqlite3.c &&
+    object=$(ls sqlite3.o*) && $CC $options -o sqlite3.exe shell.c "$object" &&
+    $CC $options -o speedtest1.exe test/speedtest1.c "$object" &&
+    $CC $options -o fuzzcheck.exe test/{fuzzcheck,ossfuzz,fuzzinvariants,vt02}.c ext/recover/{dbdata,sqlite3recover}.c "$object"
+}
+test_sqlite3() {
+  local journal rows='with recursive n(i) as (select 1 union all select i+1 from n where i<200000)
+    insert into t(b, c) select printf("row %d ä", i), i/7.0 from n;'
+  for journal in delete truncate persist wal; do
+    ./sqlite3 disk.db <<<"pragma journal_mode=$journal; create table if not exists t(a integer primary key, b text, c real);
+      begin; $rows commit; create index if not exists tb on t(b); select count(*), sum(c), max(b) from t;
+      begin; delete from t where a%3=0; update t set b=b||a where a%5=0; select count(*) from t; rollback;
+      delete from t where a>1000; begin; $rows update t set c=1;" &&
+      ./sqlite3 disk.db <<<'select count(*), sum(c), max(b) from t; pragma integrity_check; vacuum;' || return 1
+  done
+  ./sqlite3 disk.db .schema '.mode json' 'select count(*) n from t' .dump | cksum &&
+    ./speedtest1 --size 5 --verify speed.db | sed -E 's/ *[0-9.]+s\r?$//' &&
+    ./fuzzcheck --limit-mem 100M test/fuzzdata4.db | sed -E 's/in [0-9.]+ seconds//'
+}
 
 # Programs are called without the .exe and without $RUN: a script of that name runs the image.
 make_runnable() {
