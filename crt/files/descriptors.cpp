@@ -29,7 +29,9 @@ int creation_mask;  // umask
 
 void set_kind(Descriptor& file, HANDLE handle) {
   const DWORD kind = GetFileType(handle) & ~FILE_TYPE_REMOTE;
+  DWORD mode;
   file.device = kind == FILE_TYPE_CHAR;
+  file.console = file.device && GetConsoleMode(handle, &mode);
   file.pipe = kind == FILE_TYPE_PIPE;
 }
 
@@ -205,9 +207,7 @@ long long seek_file(Descriptor& file, long long distance, int whence) {
   LARGE_INTEGER position, result;
   position.QuadPart = distance;
   if (whence < SEEK_SET || whence > SEEK_END) return fail_with(EINVAL);
-  if (DWORD mode; file.pipe || (file.device && GetConsoleMode(file.handle, &mode))) {
-    return fail_with(ESPIPE);
-  }
+  if (file.console || file.pipe) return fail_with(ESPIPE);
   if (file.device) return 0;  // the null device takes each position, and has none
   if (!SetFilePointerEx(file.handle, position, &result, static_cast<DWORD>(whence))) return fail();
   return result.QuadPart;

@@ -16,7 +16,8 @@ struct Descriptor {
   HANDLE handle;  // null: not open
   bool text;      // read and write translate line ends
   bool append;    // each write goes to the end
-  bool device;    // a console or printer: lines end reads, and there is no position
+  bool device;    // a console, a printer or the null device: there is no position
+  bool console;   // a device whose lines somebody waits for
   bool pipe;
   bool at_end;  // of a text file: Ctrl-Z was read
   bool inherits;

@@ -22,20 +22,14 @@ Lock streams_lock;
 
 void set_flag(Stream& stream, int flag) { stream.face._flag |= flag; }
 
-// A console. The null device, a device too, is none: nobody waits for its lines.
-bool is_interactive(const Descriptor& file) {
-  DWORD mode;
-  return file.device && GetConsoleMode(file.handle, &mode);
-}
-
 bool take_buffer(Stream& stream) {
   if (stream.base) return true;
   Descriptor* const file = descriptor(stream.number);
   if (!file) return false;
   if (!stream.buffering_set) {
-    stream.buffering = stream.number == 2      ? Buffering::kNone
-                       : is_interactive(*file) ? Buffering::kLine
-                                               : Buffering::kFull;
+    stream.buffering = stream.number == 2 ? Buffering::kNone
+                       : file->console    ? Buffering::kLine
+                                          : Buffering::kFull;
   }
   if (stream.size == 0) {
     stream.size = stream.buffering == Buffering::kNone ? kSmallBuffer : kBufferSize;
@@ -98,7 +92,7 @@ bool begin_writing(Stream& stream) {
 
 // Someone who is asked at a console has to see the question.
 void show_questions(const Descriptor& asked) {
-  if (!asked.device) return;
+  if (!asked.console) return;
   for (Stream& stream : standard_streams) {
     if (stream.writing && stream.buffering == Buffering::kLine) flush(stream);
   }
