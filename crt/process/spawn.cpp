@@ -16,17 +16,22 @@ using namespace crt;
 
 namespace {
 
-// A string that grows; it holds one NUL more than what was added.
+// A string that grows; it holds one NUL more than what was added. Not valid, with errno, once
+// there was no memory or what was added is not Unicode.
 class Text {
  public:
   ~Text() { free(bytes_); }
   void add(const char* string) { add(string, strlen(string)); }
   void add(const char* bytes, size_t size) {
     if (length_ + size + 1 > room_) {
-      room_ = 2 * (length_ + size + 1);
-      char* const larger = static_cast<char*>(realloc(bytes_, room_));
-      if (!larger) abort();
+      const size_t room = 2 * (length_ + size + 1);
+      char* const larger = static_cast<char*>(realloc(bytes_, room));
+      if (!larger) {
+        valid_ = false;
+        return;
+      }
       bytes_ = larger;
+      room_ = room;
     }
     memcpy(bytes_ + length_, bytes, size);
     length_ += size;
@@ -35,9 +40,8 @@ class Text {
   void add(const wchar_t* wide) {
     const size_t size = 3 * wcslen(wide) + 1;
     char* const narrow = static_cast<char*>(malloc(size));
-    if (!narrow) abort();
-    valid_ &= to_utf8(wide, narrow, size);
-    add(narrow);
+    valid_ &= narrow && to_utf8(wide, narrow, size);
+    if (valid_) add(narrow);
     free(narrow);
   }
   char* bytes() { return bytes_; }
@@ -90,7 +94,6 @@ intptr_t run(int mode, const Char* path, const Char* const* arguments,
     block.add("", 1);
   }
   if (!line.valid() || !block.valid()) return -1;
-  flush_all();
   flush_all();
   STARTUPINFOA how = {};
   how.cb = sizeof how;
