@@ -175,10 +175,10 @@ CRT_API void tarn_fortran_exit(int status) {
 
 // ERROR STOP: its code is the program's status, so the trace is all of the report.
 CRT_API void tarn_fortran_error_stop(int status) {
-  const bool told = held_size != 0;  // it is not with QUIET
+  const bool has_message = held_size != 0;  // not with QUIET
   write_units();
   release_held();
-  if (told && wants_trace_of_stop()) print_frames();
+  if (has_message && wants_trace_of_stop()) print_frames();
   exit(status);
 }
 

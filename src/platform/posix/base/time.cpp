@@ -156,7 +156,7 @@ struct TimeZone {
 };
 static_assert(sizeof(TimeZone) == 172);
 
-// A change of the zone's clocks, as the clock before it told the time.
+// When the zone's clocks change, in the local time in force until then.
 SystemTime rule_of(time_t change, long offset_before) {
   const time_t shown = change + offset_before;
   tm day;
