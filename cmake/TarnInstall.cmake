@@ -47,7 +47,7 @@ install(FILES ${TARN_PROGRAM_DLLS} ${TARN_PROGRAM_IMPORT} cmake/program_flags cm
   DESTINATION lib/tarnlib COMPONENT program)
 install(FILES ${TARN_PROGRAM_START} DESTINATION lib/tarnlib RENAME program_start.o
   COMPONENT program)
-install(FILES $<TARGET_OBJECTS:tarn_hosted_traps> DESTINATION lib/tarnlib RENAME hosted_traps.o
+install(FILES ${TARN_HOSTED_TRAPS} DESTINATION lib/tarnlib RENAME hosted_traps.o
   COMPONENT program)
 install(FILES $<TARGET_OBJECTS:tarn_report> DESTINATION lib/tarnlib RENAME tarnreport.o
   COMPONENT program)

@@ -1,7 +1,8 @@
 # Program images: compiled by the cross compiler against include/, linked
 # without its C run-time, finished.
 #
-#   tarn_add_program(name [DLL] [HOSTED | SUITE] [LEGACY] SOURCES file... [LINK dll...] [FINISH option...])
+#   tarn_add_program(name [DLL] [HOSTED | SUITE] [LEGACY] [TRAP] SOURCES file... [LINK dll...]
+#                    [FINISH option...])
 #
 # makes programs/NAME.exe, or programs/NAME.dll with DLL, in the build folder,
 # and beside it NAME.unfinished.exe, what the linker made. LINK names DLLs that
@@ -10,7 +11,8 @@
 # against the compiler's own headers, linked with the whole of the standard libraries.
 # C++ sources are hosted unless SUITE says that they do without these. A program with
 # a Fortran source is hosted; its project enables the language Fortran. LEGACY is for
-# those of before Fortran 90 (legacy_flags).
+# those of before Fortran 90 (legacy_flags). With TRAP invalid operations, divisions by zero
+# and overflows trap in a hosted program, too, as they do in others.
 # The DLLs of the library are in the same
 # folder, where Windows, Wine and tarnrun look for them. The target is
 # tarn_program_NAME.
@@ -24,6 +26,7 @@
 #   TARN_PROGRAM_IMPORT    the import library
 #   TARN_PROGRAM_DLLS      the two DLLs
 #   TARN_HOSTED_PARTS      the archive of hosted programs, and its import library
+#   TARN_HOSTED_TRAPS      the object of hosted programs with TRAP
 #   TARN_HOSTED_INCLUDE    what the cross compiler lacks of standard headers
 #   TARN_FORTRAN_PART      the archive of Fortran programs
 #   TARN_FORTRAN_MODULES   the folder of tarnlib.mod
@@ -88,9 +91,9 @@ if(TARN_PROGRAM_WAITS)
 endif()
 
 function(tarn_add_program name)
-  cmake_parse_arguments(PARSE_ARGV 1 program "DLL;HOSTED;SUITE;LEGACY" "" "SOURCES;LINK;FINISH")
+  cmake_parse_arguments(PARSE_ARGV 1 program "DLL;HOSTED;SUITE;LEGACY;TRAP" "" "SOURCES;LINK;FINISH")
   if(program_UNPARSED_ARGUMENTS OR NOT program_SOURCES)
-    message(FATAL_ERROR "tarn_add_program(${name} [DLL] [HOSTED | SUITE] [LEGACY] SOURCES file... [LINK dll...] [FINISH option...])")
+    message(FATAL_ERROR "tarn_add_program(${name} [DLL] [HOSTED | SUITE] [LEGACY] [TRAP] SOURCES file... [LINK dll...] [FINISH option...])")
   endif()
   get_filename_component(compiler ${CMAKE_C_COMPILER} NAME_WE)
   if(compiler STREQUAL tarncc)
@@ -121,6 +124,9 @@ function(tarn_add_program name)
     list(APPEND program_FINISH --call-lines)
     set(hosted_libraries -lssp -lmingwex -lpthread -lgcc_eh
       $<$<IN_LIST:-fopenmp,$<TARGET_PROPERTY:${code},COMPILE_OPTIONS>>:-lgomp>)
+    if(program_TRAP)
+      list(PREPEND import_libraries ${TARN_HOSTED_TRAPS})
+    endif()
     if(fortran)
       set(linker ${CMAKE_Fortran_COMPILER})
       if(program_LEGACY) # before what the project adds to the target
@@ -138,6 +144,8 @@ function(tarn_add_program name)
       list(PREPEND import_libraries ${TARN_FORTRAN_PART})
       list(APPEND hosted_libraries -lgfortran -lquadmath)
     endif()
+  elseif(program_TRAP)
+    message(FATAL_ERROR "tarn_add_program(${name}): TRAP goes with HOSTED: others trap anyway")
   else()
     target_link_libraries(${code} PRIVATE tarn_program_flags)
     set(import_libraries ${TARN_PROGRAM_IMPORT})

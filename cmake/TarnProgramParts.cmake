@@ -37,6 +37,7 @@ set(TARN_FORTRAN_WAITS tarn_fortran_module)
 set(TARN_FINISH_IMAGE ${TARN_HOST_BUILD}/tools/finish_image/finish_image)
 # What hosted programs are linked with in addition; crt/ makes them.
 set(TARN_HOSTED_PARTS ${CMAKE_BINARY_DIR}/libtarncrt.a ${CMAKE_BINARY_DIR}/libtarnhosted.a)
+set(TARN_HOSTED_TRAPS $<TARGET_OBJECTS:tarn_hosted_traps>)
 set(TARN_HOSTED_INCLUDE ${CMAKE_SOURCE_DIR}/crt/include)
 set(TARN_FORTRAN_PART ${CMAKE_BINARY_DIR}/libtarnfortran.a)
 set(TARN_FORTRAN_MODULES ${CMAKE_BINARY_DIR}/fortran_modules)

@@ -160,6 +160,8 @@ cmake -S "$here/consumer" -B consumer -DCMAKE_PREFIX_PATH="$prefix" \
 cmake --build consumer >>consumer.log 2>&1 || { cat consumer.log; fail "tarn_add_program"; }
 expect 3 "Hello, Bea" tarnrun consumer/programs/greeting.exe Bea
 expect 6 "a/b 1.5" tarnrun consumer/programs/hosted.exe a/b
+expect 6 "inf" tarnrun consumer/programs/hosted.exe
+expect 1 "Floating point divide by zero" tarnrun consumer/programs/trapping.exe
 expect 7 "Counting 1 2 3" tarnrun consumer/programs/counting.exe
 old_means_what_it_meant consumer/programs/old.exe
 cmake -S "$here/hosted" -B hosted -DCMAKE_INSTALL_PREFIX="$PWD/put there" -DCMAKE_C_FLAGS=-O1 \
@@ -196,10 +198,16 @@ tarncc -c packed.cpp && x86_64-w64-mingw32-ar qc packed.a packed.o &&
   tarncc -Wl,--whole-archive packed.a -Wl,--no-whole-archive -lpthread -o packed.exe ||
   fail "packed objects"
 expect 0 caught tarnrun packed.exe
+by_package() { # KIND SOURCE [OBJECT]
+  $cc $(pkg-config --cflags $1) -g -c "$2" -o packaged.o
+  $cc "$(pkg-config --variable=start $1)" packaged.o ${3-} $(pkg-config --libs $1) -o packaged.tmp.exe
+  "$(pkg-config --variable=finish_image $1)" $(pkg-config --variable=finish_options $1) \
+    packaged.tmp.exe -o packaged.exe
+}
+by_package tarnlib-hosted "$here/consumer/hosted/hosted.c" "$(pkg-config --variable=traps tarnlib-hosted)"
+expect 1 "Floating point divide by zero" tarnrun packaged.exe
 for kind in tarnlib tarnlib-hosted; do
-  $cc $(pkg-config --cflags $kind) -c hello.c -o packaged.o
-  $cc "$(pkg-config --variable=start $kind)" packaged.o $(pkg-config --libs $kind) -o packaged.tmp.exe
-  "$(pkg-config --variable=finish_image $kind)" packaged.tmp.exe -o packaged.exe
+  by_package $kind hello.c
   expect 4 hello tarnrun packaged.exe
 done
 if [ -n "$wine" ]; then # over the one that is there
