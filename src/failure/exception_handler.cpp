@@ -6,6 +6,7 @@
 #include "failure/floating_point_traps.h"
 #include "failure/report.h"
 #include "failure/safe_memory.h"
+#include "failure/saved_reports.h"
 #include "failure/traceback.h"
 #include "failure/trap_routines.h"
 #include "paneview/paneview.h"
@@ -173,6 +174,7 @@ bool is_script_engine_conversion(std::uint64_t rip) {
 void describe(const char* name) {
   const platform::ExceptionRecord& record = *reported.record;
   exception_context = reported.context;
+  exception_record = reported.record;
   sprintf(message, "%s (%x)", name, record.code);
   strcpy(second_message, message);
   exception_name = second_message;
@@ -191,10 +193,16 @@ void describe(const char* name) {
   }
 }
 
-// Result: false if nobody saw it.
-bool show() {
+void walk_and_save() {
+  begin_traceback(false);  // the program may have walked before
   walk_back(reported);
   traceback_text = traceback;
+  save_report();
+}
+
+// Result: false if nobody saw it.
+bool show() {
+  walk_and_save();
   sprintf(message, "%llx", reported.context->Rip);
   const bool seen = show_report(title, message, traceback);
   paneview::__close_all_windows();
@@ -259,9 +267,9 @@ extern "C" TARN_MACHINERY std::int32_t __system_exception_handler(
   }
   if (kill_dialogbox) {
     print_line(message);
+    if (saves_reports()) walk_and_save();
     platform::ExitProcess(kStatusFailed);
   }
-  begin_traceback(false);  // the program may have walked before
   const bool seen = show();
   platform::ExitProcess(seen ? 0 : kStatusFailed);
 }
@@ -279,6 +287,7 @@ TARN_MACHINERY void report_for_others(platform::ExceptionPointers* exception, co
   }
   if (kill_dialogbox) {
     print_line(message);
+    if (saves_reports()) walk_and_save();
   } else {
     show();
   }

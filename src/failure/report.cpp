@@ -3,9 +3,13 @@
 #include <xmmintrin.h>
 
 #include "failure/decoder/decoder.h"
+#include "failure/error_message.h"
+#include "failure/exception_handler.h"
 #include "failure/exception_table.h"
 #include "failure/floating_point_traps.h"
+#include "failure/report_details.h"
 #include "failure/safe_memory.h"
+#include "failure/saved_reports.h"
 #include "failure/traceback.h"
 #include "failure/trap_routines.h"
 #include "paneview/paneview.h"
@@ -26,6 +30,8 @@ constexpr std::uint32_t kProgramPathSize = 10'000;
 constexpr std::uint64_t kReportSize = 100'000;
 constexpr std::uint64_t kShownNameSize = 100;
 constexpr std::uint64_t kDateSize = 32;
+constexpr std::uint64_t kDetailsSize = 16'384;
+constexpr std::uint64_t kDetailsWidth = 110;  // columns of the dialog
 
 using platform::AMD_CONTEXT;
 
@@ -45,29 +51,53 @@ constexpr struct {
 
 // Large buffers are static: the faulting stack may have little room left, and
 // a process shows one report.
-char details_text[kMessageSize];
+char details_text[kDetailsSize];
 char report_text[kReportSize];
+char saved_path[kSavedPathSize];  // empty: the report was not saved
 char program_path[kProgramPathSize];
 struct {
   std::int32_t size = kFileNameSize - 1;
   char default_path[kProgramPathSize];
 } file_name_record;
 
-bool write_report(const char* path) {
-  FILE* const file = fopen(path, "w");
-  if (!file) return false;
-  fprintf(file, "%s\n", report_text);
-  const bool written = !ferror(file);
-  fclose(file);
+// By a stream of its own, since the program may have damaged the heap.
+bool write_report(const char* path, std::uint32_t creation) {
+  FILE file{kFileMagic,
+            platform::CreateFileA(path, platform::kGenericWrite, 0, nullptr, creation,
+                                  platform::kOpenReparsePoint, nullptr),
+            0, 0};
+  if (file.handle == platform::invalid_handle()) return false;
+  fprintf(&file, "%s\n%s", report_text, details_text);
+  const bool written = !ferror(&file);
+  const std::uint32_t code = platform::GetLastError();
+  platform::CloseHandle(file.handle);
   if (!written) platform::DeleteFileA(path);
+  platform::SetLastError(code);
   return written;
 }
 
-void compose_report(const char* date) {
+void compose_details(std::uint64_t width) {
+  const platform::ExceptionPointers exception{
+      const_cast<platform::ExceptionRecord*>(exception_record), exception_context};
+  details_text[0] = '\0';
+  if (!exception_record) return;
+  describe_details(*exception_record, is_raised_number(exception), width, details_text,
+                   sizeof details_text);
+}
+
+// The date is the sibling library's.
+void compose_report() {
+  char date[kDateSize] = "";
+  program_path[0] = '\0';
+  platform::GetModuleFileNameA(nullptr, program_path, kProgramPathSize);
+  program_path[kProgramPathSize - 1] = '\0';
+  const double now = paneview::time(nullptr);
+  strncpy(date, paneview::ctime(&now), kDateSize - 1);
   sprintf(report_text,
           "Brackenmoor 64-bit exception report on %s  %s\n\n%s at address %llx\n\n%s\n\n",
           program_path, date, exception_name, exception_context->Rip, traceback_text);
   prepare_register_details(report_text + strlen(report_text));
+  compose_details(0);
 }
 
 const char* shown_name(const char* path) {
@@ -77,11 +107,12 @@ const char* shown_name(const char* path) {
 }
 
 void tell_outcome(bool written, const char* path) {
+  const bool is_link = platform::GetLastError() == platform::kErrorStoppedOnLink;
   char text[kFileNameSize + 64];
   sprintf(text,
           written ? "Full details of exception written to file %s"
-                  : "The details could not be written to file %s",
-          shown_name(path));
+                  : "The details could not be written to file %s%s",
+          shown_name(path), is_link ? ", which is a link" : "");
   platform::MessageBoxA(nullptr, text, written ? "Details written to file" : "Nothing written", 0);
 }
 
@@ -114,6 +145,7 @@ std::int32_t dump_busy;
 platform::AMD_CONTEXT* exception_context;
 const char* exception_name;
 const char* traceback_text;
+const platform::ExceptionRecord* exception_record;
 std::int32_t parallel_report;
 std::int32_t report_shown;
 void* report_edit_control;
@@ -143,30 +175,44 @@ TARN_MACHINERY bool show_report(const char* title, const char* address, char* tr
   return __winio("") != paneview::kNobodyAnswered;
 }
 
+TARN_MACHINERY void save_report() {
+  if (!saves_reports()) return;
+  const char* problem = name_saved_report(saved_path);
+  if (!problem) {
+    compose_report();
+    if (write_report(saved_path, platform::kCreateNew)) return;
+    problem = saving_problem(platform::GetLastError());
+  }
+  saved_path[0] = '\0';
+  FILE own{kFileMagic, platform::GetStdHandle(platform::kStandardError), 0, 0};
+  sprintf(report_text, "The report could not be saved in %s: %s\n", report_folder(), problem);
+  hide_control_characters(report_text);
+  fputs(report_text, &own);
+}
+
 TARN_MACHINERY std::int32_t write_exception() {
-  char date[kDateSize] = "";
   char path[kFileNameSize] = "";
-  program_path[0] = '\0';
-  platform::GetModuleFileNameA(nullptr, program_path, kProgramPathSize);
-  program_path[kProgramPathSize - 1] = '\0';
-  const double now = paneview::time(nullptr);
-  strncpy(date, paneview::ctime(&now), kDateSize - 1);
   dump_busy = 1;
+  compose_report();
   strcpy(file_name_record.default_path, program_path);
   if (paneview::get_filename(report_owner_window, "Exception dump file", 0, path,
                              reinterpret_cast<paneview::FileNameRecord*>(&file_name_record)) == 1) {
-    compose_report(date);
-    tell_outcome(write_report(path), path);
+    tell_outcome(write_report(path, platform::kCreateAlways), path);
   }
   dump_busy = 0;
   return 1;
 }
 
 TARN_MACHINERY std::int32_t details_box() {
-  prepare_register_details(details_text);
+  static char text[kRegisterDetailsSize + kDetailsSize + kSavedPathSize];
+  prepare_register_details(text);
+  compose_details(kDetailsWidth);
+  char* const end = text + strlen(text);
+  const int length = sprintf(end, "\n%s", details_text);
+  if (saved_path[0]) sprintf(end + length, "Saved in: %s\n", shown_name(saved_path));
   paneview::__winio(
       "%ex%fn[Courier New]%ca[Program details at point of exception]%bg%ws\f\n%cn%bt[OK]",
-      kDetailsColour, details_text);
+      kDetailsColour, text);
   return 1;
 }
 

@@ -17,6 +17,8 @@ inline constexpr std::uint64_t kTracebackSize = 50'000;
 extern std::int32_t dump_busy;
 // Of the exception being handled; once a report has begun, of that report's.
 extern platform::AMD_CONTEXT* exception_context;
+// The reported exception; null until a report has begun.
+extern const platform::ExceptionRecord* exception_record;
 // What heads the report.
 extern const char* exception_name;
 extern const char* traceback_text;
@@ -34,12 +36,17 @@ extern std::int32_t report_shown;
 // Result: false if nobody was there to see it, or it could not be written.
 bool show_report(const char* title, const char* address, char* traceback);
 
+// Saves the report where the user wants all of them (failure/saved_reports.h). A failure is
+// told in one line on standard error. Not for nothing: once a process.
+void save_report();
+
 // ---- The dialog's callbacks: result 0 closes it ------------------------------
 
 // Asks for a file name and writes the whole report there: heading, description,
-// traceback, registers, instruction. A file that cannot be written whole is
-// deleted, with a message, and the dialog stays.
+// traceback, registers, instruction, further details. A link is not followed. A file that
+// cannot be written whole is deleted, with a message, and the dialog stays.
 TARNAPI std::int32_t write_exception();
+// The registers, the instruction, further details.
 TARNAPI std::int32_t details_box();
 // Also stops the other processes of a parallel task.
 TARNAPI std::int32_t process_quit();

@@ -49,6 +49,7 @@ inline constexpr std::uint32_t kErrorEnvironmentVariableNotFound = 203;
 inline constexpr std::uint32_t kErrorNoData = 232;  // a pipe whose reader is gone
 inline constexpr std::uint32_t kErrorPipeNotConnected = 233;
 inline constexpr std::uint32_t kErrorMoreData = 234;
+inline constexpr std::uint32_t kErrorStoppedOnLink = 681;
 inline constexpr std::uint32_t kErrorNoAccess = 998;
 
 // The calling thread's last failure.
@@ -178,6 +179,10 @@ TARNAPI std::uint32_t GetEnvironmentVariableA(const char* name, char* buffer, st
 // A null value removes the variable. Children inherit the change.
 TARNAPI Bool SetEnvironmentVariableA(const char* name, const char* value);
 
+// Fills the buffer with random bytes that nobody can foretell. 0 if the system has none.
+// Its published name is RtlGenRandom.
+TARNAPI std::uint8_t SystemFunction036(void* buffer, std::uint32_t length);
+
 struct VersionInfo {
   std::uint32_t length;  // set to 148 by the caller
   std::uint32_t major, minor, build, platform_id;
@@ -201,6 +206,10 @@ TARNAPI void* GetProcAddress(Module module, const char* name);
 // Full path; null module: the main image. Characters stored without the NUL;
 // `size` if the path was cut.
 TARNAPI std::uint32_t GetModuleFileNameA(Module module, char* buffer, std::uint32_t size);
+// Stores the load addresses of the process's modules, the main image's first, as many as
+// `size` bytes have room for; `needed`: the bytes of all.
+TARNAPI Bool EnumProcessModules(Handle process, Module* modules, std::uint32_t size,
+                                std::uint32_t* needed);
 TARNAPI std::uint32_t GetModuleBaseNameA(Handle process, Module module, char* buffer,
                                          std::uint32_t size);
 // Searches for a file as the system does for programs: in the program's folder,
@@ -219,6 +228,9 @@ inline constexpr std::uint32_t kOpenAlways = 4;
 inline constexpr std::uint32_t kTruncateExisting = 5;
 inline constexpr std::uint32_t kShareRead = 1;
 inline constexpr std::uint32_t kShareWrite = 2;
+// In `attributes`: a link at the end of the path is not followed. The host then refuses it
+// (kErrorStoppedOnLink); on Windows the link itself is opened.
+inline constexpr std::uint32_t kOpenReparsePoint = 0x00200000;
 // invalid_handle() on failure. Share mode 0 holds the file for this opener
 // alone: a second opener fails with kErrorSharingViolation, in this process or
 // another. On the host a reader can hold it only against programs of the same

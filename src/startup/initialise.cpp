@@ -2,6 +2,7 @@
 
 #include "console/console_state.h"
 #include "failure/exception_handler.h"
+#include "failure/saved_reports.h"
 #include "platform/platform.h"
 #include "process/process_state.h"
 #include "services/configuration.h"
@@ -72,6 +73,7 @@ void settle_standard_handles() {
 }
 
 void read_switches() {
+  settle_report_folder();
   const char* const value = getenv("TARNENVAR");
   if (!value) return;
   char text[kSwitchTextSize];

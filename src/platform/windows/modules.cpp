@@ -2,6 +2,7 @@
 
 // Lives in KERNEL32 since Windows 7, so PSAPI need not be loaded.
 extern "C" __declspec(dllimport) DWORD WINAPI K32GetModuleBaseNameA(HANDLE, HMODULE, LPSTR, DWORD);
+extern "C" __declspec(dllimport) BOOL WINAPI K32EnumProcessModules(HANDLE, HMODULE*, DWORD, DWORD*);
 
 namespace tarn::platform {
 
@@ -38,6 +39,12 @@ std::uint32_t GetModuleFileNameA(Module module, char* buffer, std::uint32_t size
                                                 buffer, static_cast<int>(size), nullptr, nullptr);
   if (bytes > 0) return static_cast<std::uint32_t>(bytes - 1);
   return ::GetModuleFileNameA(static_cast<HMODULE>(module), buffer, size);
+}
+
+Bool EnumProcessModules(Handle process, Module* modules, std::uint32_t size,
+                        std::uint32_t* needed) {
+  return K32EnumProcessModules(process, reinterpret_cast<HMODULE*>(modules), size,
+                               reinterpret_cast<DWORD*>(needed));
 }
 
 std::uint32_t GetModuleBaseNameA(Handle process, Module module, char* buffer, std::uint32_t size) {

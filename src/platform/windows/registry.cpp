@@ -27,6 +27,12 @@ std::uint32_t RegQueryValueExA(Handle key, const char* name, std::uint32_t* rese
               reinterpret_cast<DWORD*>(type), data, reinterpret_cast<DWORD*>(size)));
 }
 
+std::uint8_t SystemFunction036(void* buffer, std::uint32_t length) {
+  using Service = BOOLEAN WINAPI(void*, ULONG);
+  const auto service = late_service<Service*>(kRegistryLibrary, "SystemFunction036");
+  return service ? service(buffer, length) : 0;
+}
+
 std::uint32_t RegCloseKey(Handle key) {
   const auto service = late_service<decltype(&::RegCloseKey)>(kRegistryLibrary, "RegCloseKey");
   if (!service) return kErrorProcedureNotFound;

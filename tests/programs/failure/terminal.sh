@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The report on a real terminal, by its keys: details, a file that cannot be
-# written, a file that can, quit. The saved file is checked line by line.
+# written, a link, a file that can, quit. The saved file is checked line by line.
 . "$(dirname "$0")/../../support/tmux.sh"
 
 operate() {
@@ -8,11 +8,20 @@ operate() {
   screen | grep -q '^in raised in line [0-9]*, at address [0-9a-f]*$' || fail "no traceback"
   press d
   wait_for "Program details at point of exception" && wait_for "int       9" || return
+  wait_for '^Modules: gallery.exe at 140000000, .*' && wait_for '^Library: TARNLIBC64.DLL [0-9]' || return
   press Enter
   press w
   wait_for "Exception dump file \[" || return
   press "no_such_folder/report.txt" Enter
   wait_for "could not be written to file no_such_folder/report.txt" || return
+  if [ "$target" = tarnrun ]; then
+    echo mine >../own && ln -s ../own link.txt
+    press w
+    wait_for "Exception dump file \[.*\]: *$" || return
+    press "link.txt" Enter
+    wait_for "could not be written to file link.txt, which is a link" || return
+    [ "$(cat ../own)" = mine ] && rm link.txt || fail "the link was followed"
+  fi
   press w
   wait_for "Exception dump file \[.*\]: *$" || return
   press "no name" Escape Enter
@@ -44,15 +53,26 @@ check_file() {
     '^R12 = .*   R13 = .*   R14 = .*   R15 = [0-9a-f]\{16\}$'
     ''
     '^[0-9a-f]*) int       9$'
+    ''
+    '^Modules: gallery\.exe at 140000000, .*'
+  )
+  local last=(
+    ''
+    '^Command line: .*gallery\.exe"* raised *$'
+    '^Library: TARNLIBC64\.DLL [0-9.]*$'
   )
   local lines number=0
   mapfile -t lines < <(tr -d '\r' <report.txt)
-  [ ${#lines[@]} = ${#patterns[@]} ] || fail "the file has ${#lines[@]} lines"
   for pattern in "${patterns[@]}"; do
     grep -q "${pattern:-^$}" <<<"${lines[number]-}" || fail "line $((number + 1)): ${lines[number]-}"
     number=$((number + 1))
   done
-  [ "$(grep -c $'\r$' report.txt)" = ${#patterns[@]} ] || fail "lines do not end with CR LF"
+  number=-${#last[@]}
+  for pattern in "${last[@]}"; do
+    grep -q "${pattern:-^$}" <<<"${lines[number]-}" || fail "line $number: ${lines[number]-}"
+    number=$((number + 1))
+  done
+  [ "$(grep -c $'\r$' report.txt)" = ${#lines[@]} ] || fail "lines do not end with CR LF"
 }
 
 visit() {

@@ -2,7 +2,8 @@
 # reports.sh ... reports.exe reports.c
 #
 # Each failure of a hosted program on both targets: the description, and of each frame of
-# the program's own the routine and the line.
+# the program's own the routine and the line. Each is saved where TARN_REPORT_FOLDER says, with
+# the same frames, and what the library cannot save does not hide the report.
 . "$(dirname "$0")/../../support/targets.sh"
 image=$programs/$1 source=$2
 
@@ -26,13 +27,20 @@ thread_overflow|Stack overflow (c00000fd)|
 line_of() { grep -n "/\* @$1 \*/" "$source" | cut -d: -f1; }
 
 visit() {
+  export TARN_REPORT_FOLDER=saved
+  mkdir saved
   local name description frames frame wanted
   while IFS='|' read -r name description frames; do
     [ -n "$name" ] || continue
+    rm -f saved/*
     timeout 60 "$runner" "$image" "$name" </dev/null 2>&1 | tr -d '\r' >"$name"
     [ "${PIPESTATUS[0]}" = 1 ] || fail "$name: not status 1"
     description=${description/LINE/$(line_of assert)}
     grep -q "$description" "$name" || fail "$name: not '$description': $(cat "$name")"
+    [[ $description == signal* ]] || grep -q "$description" saved/"$(basename "$image")"-20*-*-????????????????.txt ||
+      fail "$name: not saved"
+    [ "$name" != fault ] || grep -q '^Access: writing to 0' saved/* || fail "$name: which access"
+    diff <(grep '^in ' "$name" | tr -d '\r') <(cat saved/* | grep '^in ' | tr -d '\r') || fail "$name: saved frames"
     wanted=
     for frame in $frames; do wanted+="in ${frame%@*} in line $(line_of "${frame#*@}")"$'\n'; done
     [ -z "$frames" ] || diff <(printf %s "$wanted") <(sed -n 's/^\(in .*\) at address [0-9a-f]*$/\1/p' "$name" | tr -d , | grep -v memset) ||
@@ -40,6 +48,10 @@ visit() {
     [[ $name != *overflow && $name != left ]] || [ "$(grep -c '^in deeper in line' "$name")" -gt 8 ] ||
       fail "$name: not the frames of deeper: $(cat "$name")"
   done <<<"$cases"
+  rm -r saved
+  timeout 60 "$runner" "$image" fault </dev/null 2>&1 | tr -d '\r' >unsaved
+  [ "$(diff fault unsaved)" = "0a1
+> The report could not be saved in saved: there is no such folder" ] || fail "without a folder: $(cat unsaved)"
   [ "$(grep -c '^signal 11' left)" = 2 ] || fail "left: $(cat left)"
 }
 

@@ -96,7 +96,8 @@ END
 cd ..
 tarncc --report-only -O2 -g --dll "$here/project/part.c" -o part.dll
 tarncc --report-only -O2 -g -fopenmp "$here/project/plain.c" libpart.dll.a -s -o plain.exe
-run 5 plain.exe fault <<END
+mkdir saved
+TARN_REPORT_FOLDER=saved run 5 plain.exe fault <<END
 $start
 
 Brackenmoor exception report on plain.exe
@@ -107,6 +108,9 @@ in store in line 1
 Within file plain.exe
 in main in line 58
 END
+for line in 'in store in line 1,' 'Access: writing to 8' 'Modules: plain.exe at ' 'Command line: .* fault'; do
+  grep -q "^$line" saved/plain.exe-* || fail "not saved: $line"
+done
 x86_64-w64-mingw32-gcc -O2 "$here/project/plain.c" libpart.dll.a -L"$prefix/lib/tarnlib" -ltarnreport -o plain.exe
 finish_image --report-only plain.exe
 rm TARNLIBC64.DLL

@@ -6,6 +6,7 @@
 #include <sched.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/random.h>
 #include <sys/sysinfo.h>
 #include <sys/utsname.h>
 
@@ -163,6 +164,10 @@ Bool GetLogicalProcessorInformation(LogicalProcessorRecord* records, std::uint32
     records[i].flags = (cores[i] & (cores[i] - 1)) != 0;
   }
   return 1;
+}
+
+std::uint8_t SystemFunction036(void* buffer, std::uint32_t length) {
+  return getrandom(buffer, length, 0) == static_cast<ssize_t>(length);
 }
 
 }  // namespace tarn::platform

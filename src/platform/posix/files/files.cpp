@@ -30,6 +30,9 @@ constexpr std::uint32_t kFlagDeleteOnClose = 0x04000000;
 struct Request {
   bool reads, writes;
   std::uint32_t share, creation, attributes;
+
+  // Of a link at the end of the path.
+  int no_follow() const { return (attributes & kOpenReparsePoint) != 0 ? O_NOFOLLOW : 0; }
 };
 
 int open_descriptor(const char* path, int flags) {
@@ -131,7 +134,7 @@ Opened open_or_create(const char* path, const Request& request) {
   constexpr int kAttempts = 16;  // somebody else may make and delete it meanwhile
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     if (request.creation != kCreateNew) {
-      const int descriptor = open_descriptor(path, access);
+      const int descriptor = open_descriptor(path, access | request.no_follow());
       if (descriptor >= 0 || errno != ENOENT || !creates(request.creation)) {
         return {descriptor, true, false};
       }
@@ -165,6 +168,7 @@ Handle open_path(const char* path, const Request& request) {
   const auto [descriptor, existed, claimed] = open_or_create(path, request);
   if (descriptor < 0) {
     if (errno == EEXIST) return refuse(kErrorFileExists);
+    if (errno == ELOOP && request.no_follow()) return refuse(kErrorStoppedOnLink);
     fail_on_path(path);
     return invalid_handle();
   }

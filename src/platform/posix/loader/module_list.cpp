@@ -278,6 +278,19 @@ std::uint32_t GetModuleFileNameA(Module module, char* buffer, std::uint32_t size
   return copy_name(beside, buffer, size);
 }
 
+Bool EnumProcessModules(Handle, Module* handles, std::uint32_t size, std::uint32_t* needed) {
+  const ModuleLock lock;
+  name_main_image();
+  std::uint32_t used = 0;
+  for (ModuleRecord& record : modules) {
+    if (record.state == ModuleState::kFree) continue;
+    if ((used + 1) * sizeof(Module) <= size) handles[used] = handle_of(&record);
+    ++used;
+  }
+  *needed = static_cast<std::uint32_t>(used * sizeof(Module));
+  return 1;
+}
+
 std::uint32_t GetModuleBaseNameA(Handle, Module module, char* buffer, std::uint32_t size) {
   const ModuleLock lock;
   const int index = module_of(module);

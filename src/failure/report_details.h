@@ -1,0 +1,21 @@
+// What the details of a report tell after the registers and the instruction: what an
+// access violation did, the modules with their versions, the command line, the library's
+// version.
+//
+// Nothing here faults or allocates: memory is read by safe_memory_read, and what has no room
+// is left out. No state.
+#pragma once
+
+#include "platform/platform.h"
+
+namespace tarn {
+
+// At most so much of a command line is shown.
+inline constexpr std::uint64_t kShownCommandLine = 4096;
+
+// Writes the details to `text`, which has `size` bytes. Of lines longer than `width` only
+// the beginning is shown; 0: they are whole.
+void describe_details(const platform::ExceptionRecord& record, bool is_raised_number,
+                      std::uint64_t width, char* text, std::uint64_t size);
+
+}  // namespace tarn
