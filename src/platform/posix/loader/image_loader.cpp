@@ -372,7 +372,8 @@ bool read_image_file(const char* host_path, FileBytes* file, LoadError* error) {
   const std::uint64_t held = size < kFirstPiece ? size : kFirstPiece;
   void* memory = MAP_FAILED;
   if (good) {
-    memory = mmap(nullptr, held, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    memory = mmap(nullptr, held, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE,
+                  -1, 0);
     if (memory == MAP_FAILED) good = refuse(error, "there is not enough memory to read it");
   }
   good = good && read_at(descriptor, 0, held, memory, error);
