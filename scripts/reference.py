@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """The pages in docs/ that are made from sources: docs/reference from the comments of the
 headers in include/, docs/errors.md from the tables of src/failure, and the table in
-docs/architecture.md that leads from each header to its code and tests. And the interfaces of
-include/tarn/tarnlib.f90, from the headers.
+docs/architecture.md that leads from each header to its code and tests, the figures of README.md
+from docs/performance.md. And the interfaces of include/tarn/tarnlib.f90, from the headers.
 
   scripts/reference.py           writes them anew
   scripts/reference.py --check   writes nothing; status 1 if a page is not what the sources give
@@ -428,7 +428,7 @@ def contents(sections, wanted):
         names = [f"[`{d.name}`](#{anchor(d)})" for e in section.entries for d in e.declarations
                  if d.kind == "routine" or e.text and d.name]
         if names:
-            yield "  - " + (f"{section.title}: " if section.title else "") + ", ".join(names)
+            yield "    - " + (f"{section.title}: " if section.title else "") + ", ".join(names)
 
 
 def write_section(section, places, page):
@@ -685,6 +685,18 @@ def hosted_programs():
         ", ".join(f"`{name}`" for name in names) + ".", 90, break_on_hyphens=False) + "\n"
 
 
+def readme():
+    """README.md with the figures of the rows that it names, as docs/performance.md has them."""
+    def figures(text):
+        return {line[4:39].rstrip(): line for line in text.splitlines() if line.startswith("    ")}
+    page, rows = (ROOT / "README.md").read_text(), figures((DOCS / "performance.md").read_text())
+    begin = page.index("    row   ")
+    end = page.index("\n\n", begin)
+    if missing := figures(page[begin:end]).keys() - rows.keys():
+        raise Fault(f"README.md: docs/performance.md has no row {', '.join(sorted(missing))}")
+    return page[:begin] + "\n".join(rows[name] for name in figures(page[begin:end])) + page[end:]
+
+
 def broken_links():
     for path in [ROOT / "README.md", *sorted((ROOT / "docs").rglob("*.md"))]:
         for target in re.findall(r"\]\(([^)\s]+)\)", path.read_text()):
@@ -746,6 +758,7 @@ def make():
     pages["errors.md"] = write_errors(catalogue, places)
     pages["architecture.md"] = architecture(headers)
     pages["hosted-programs.md"] = hosted_programs()
+    pages["../README.md"] = readme()
     return headers, pages
 
 

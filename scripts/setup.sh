@@ -11,6 +11,7 @@ host_packages=(
   libgtest-dev googletest libbenchmark-dev libmpfr-dev libopenblas-dev libncurses-dev
   liblz4-dev
   clang clang-format clang-tidy libclang-rt-14-dev tmux valgrind python3
+  mkdocs mkdocs-material
 )
 windows_packages=(
   g++-mingw-w64-x86-64-posix gfortran-mingw-w64-x86-64-posix wine64 wine
