@@ -3,7 +3,7 @@
 
 namespace crt {
 
-// Before the first thread starts: from now on each thread has its own errno, and the
+// Before there is a second thread: from now on each thread has its own errno, and the
 // run-time locks what threads share.
 void begin_threads();
 

@@ -180,9 +180,14 @@ int fail_on_handle() {
 
 long long read_bytes(Descriptor& file, void* buffer, size_t size) {
   DWORD count = 0;
-  if (ReadFile(file.handle, buffer, size > kMostBytes ? kMostBytes : static_cast<DWORD>(size),
-               &count, nullptr)) {
-    return count;
+  for (;;) {
+    SetLastError(ERROR_SUCCESS);
+    if (!ReadFile(file.handle, buffer, size > kMostBytes ? kMostBytes : static_cast<DWORD>(size),
+                  &count, nullptr)) {
+      break;
+    }
+    // Nothing, because of Ctrl+C: that is a signal, and no end of the input.
+    if (count > 0 || !file.console || GetLastError() != ERROR_OPERATION_ABORTED) return count;
   }
   return GetLastError() == ERROR_BROKEN_PIPE ? 0 : fail_on_handle();  // 0: its writer has gone
 }

@@ -40,8 +40,8 @@ setjmp:
 
         .globl  longjmp
 longjmp:
-        cmpb    $0, crt_stack_overflowed(%rip)
-        jne     .Lafter_overflow
+        cmpw    $0, crt_jumps_need_care(%rip)
+        jne     jump_with_care
 .Lload: movl    %edx, %eax
         testl   %eax, %eax
         jnz     1f
@@ -70,10 +70,26 @@ longjmp:
         movups  240(%rcx), %xmm15
         jmp     *80(%rcx)
 
+        .seh_proc jump_with_care
+jump_with_care:
+        subq    $56, %rsp
+        .seh_stackalloc 56
+        .seh_endprologue
+        cmpb    $0, crt_console_handler_runs(%rip)
+        je      3f
+        movq    %rcx, 32(%rsp)
+        movq    %rdx, 40(%rsp)
+        call    crt_check_jump
+        movq    32(%rsp), %rcx
+        movq    40(%rsp), %rdx
+3:      addq    $56, %rsp
+        .seh_endproc
+        cmpb    $0, crt_stack_overflowed(%rip)
+        je      .Lload
+
 // Once a stack has overflowed the library makes the jump, to 2: on the other stack, for
 // it makes the next overflow known again. What it loads (include/tarn/traps.h) are the
 // arguments of this routine.
-.Lafter_overflow:
         subq    $296, %rsp
         leaq    2f(%rip), %rax
         movq    %rax, 32(%rsp)
@@ -92,5 +108,9 @@ longjmp:
 
         .bss
         .globl  crt_stack_overflowed
+        .globl  crt_console_handler_runs
+crt_jumps_need_care:
 crt_stack_overflowed:
+        .byte   0
+crt_console_handler_runs:
         .byte   0

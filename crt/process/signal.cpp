@@ -3,10 +3,15 @@
 // A handler of a failure is called from the library's trap routines; it may leave by
 // longjmp. If it returns, the instruction runs again, with the default in force, so that
 // a failure that is still there is reported.
+//
+// Ctrl+C and Ctrl+Break arrive on a thread of the system's: the program goes on beside the
+// handler. One that leaves by longjmp for the stack of another thread is reported.
+#include <setjmp.h>
 #include <signal.h>
 #include <string.h>
 
 #include "../crt.h"
+#include "../errors/cells.h"
 #include "signals.h"
 
 extern "C" {
@@ -14,9 +19,7 @@ extern "C" {
 using TrapRoutine = int(void* context, EXCEPTION_RECORD* record, int);
 TrapRoutine* set_trap_routine(const int* type,
                               TrapRoutine* routine) __asm__("tarn_suite_trap_exception");
-int (*set_break_routine(int (*routine)(void),
-                        const int* type))(void) __asm__("tarn_suite_set_trap");
-extern char crt_stack_overflowed;  // of longjmp
+extern char crt_stack_overflowed, crt_console_handler_runs;  // of longjmp
 }
 
 namespace {
@@ -111,14 +114,40 @@ void watch_failures() {
   set_trap_routine(&kAllFloatTraps, on_failure);
 }
 
-// Non-zero: dealt with. SIGBREAK and SIGINT are one to the library; a handler
-// of either gets it.
-int on_break() {
-  if (signals[0].handler != SIG_DFL) return deliver(signals[0]);
-  return deliver(*find(SIGBREAK));
+DWORD console_thread;
+
+// TRUE: dealt with. Otherwise the system ends the process.
+BOOL WINAPI on_console_event(DWORD event) {
+  if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) return FALSE;
+  int cell = 0;
+  crt::use_cell(&cell);
+  crt::set_arithmetic();
+  console_thread = GetCurrentThreadId();
+  crt_console_handler_runs = 1;
+  const bool delivered = deliver(*find(event == CTRL_C_EVENT ? SIGINT : SIGBREAK));
+  crt_console_handler_runs = 0;
+  crt::use_cell(nullptr);
+  return delivered;
+}
+
+void watch_console() {
+  static bool watching;
+  if (watching) return;
+  watching = true;
+  crt::begin_threads();
+  SetConsoleCtrlHandler(on_console_event, TRUE);
 }
 
 }  // namespace
+
+// Called by longjmp while a handler of the console's signals runs.
+CRT_API void crt_check_jump(const _JUMP_BUFFER* place) {
+  ULONG_PTR low, high;
+  if (GetCurrentThreadId() != console_thread) return;
+  GetCurrentThreadStackLimits(&low, &high);
+  if (place->Rsp >= low && place->Rsp < high) return;
+  suite_text_error("longjmp out of a handler of SIGINT, which runs on a thread of its own");
+}
 
 void crt::deliver_abort() { deliver(*find(SIGABRT)); }
 
@@ -135,9 +164,8 @@ CRT_API __p_sig_fn_t signal(int number, __p_sig_fn_t handler) {
   }
   const __p_sig_fn_t before = signal->handler;
   signal->handler = handler;
-  if (number == SIGINT || number == SIGBREAK) {
-    constexpr int kConsole = 0;
-    set_break_routine(on_break, &kConsole);
+  if (handler != SIG_DFL && (number == SIGINT || number == SIGBREAK)) {
+    watch_console();
   } else if (handler != SIG_DFL && (number == SIGSEGV || number == SIGILL || number == SIGFPE)) {
     watch_failures();
   }

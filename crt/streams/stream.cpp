@@ -271,6 +271,8 @@ int close(Stream& stream) {
 int flush_all() {
   int result = 0;
   for_each_stream([&result](Stream& stream) {
+    // One that is being read from stays locked for as long as its reader waits.
+    if (!__atomic_load_n(&stream.writing, __ATOMIC_RELAXED)) return;
     const Locked locked(stream.lock);
     if (stream.writing && flush(stream) != 0) result = EOF;
   });

@@ -592,8 +592,9 @@ inline constexpr std::uint32_t kConsoleCtrlBreak = 1;
 using ConsoleHandler = std::int32_t(TARNAPI*)(std::uint32_t event);
 // Non-zero `add` adds a handler, 0 removes one earlier registration. Handlers
 // run on a thread of the system's own, the newest first, until one returns
-// non-zero; if none does, the process ends as if it had no handler. On the host
-// the events are SIGINT and SIGQUIT.
+// non-zero; if none does, the process ends as if it had no handler. A null handler
+// with non-zero `add` makes the process and its children ignore Ctrl+C, with 0 no
+// longer. On the host the events are SIGINT and SIGQUIT.
 TARNAPI Bool SetConsoleCtrlHandler(ConsoleHandler handler, std::int32_t add);
 
 // Shows a message and waits for the user; `owner` null, `type` 0. Where there

@@ -75,6 +75,14 @@ void* run_events(void*) {
   }
 }
 
+bool handle_signal(int number, void (*handler)(int)) {
+  struct sigaction action {};
+  action.sa_handler = handler;
+  action.sa_flags = SA_RESTART;
+  sigemptyset(&action.sa_mask);
+  return sigaction(number, &action, nullptr) == 0;
+}
+
 bool start_events() {
   static bool started;
   if (started) return true;
@@ -86,11 +94,7 @@ bool start_events() {
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
   if (!made) return false;
   pthread_detach(thread);
-  struct sigaction action {};
-  action.sa_handler = &on_console_signal;
-  action.sa_flags = SA_RESTART;
-  sigemptyset(&action.sa_mask);
-  for (const auto& event : kEvents) sigaction(event.signal, &action, nullptr);
+  for (const auto& event : kEvents) handle_signal(event.signal, &on_console_signal);
   started = true;
   return true;
 }
@@ -108,10 +112,12 @@ bool remove_handler(ConsoleHandler handler) {
 }  // namespace
 
 Bool SetConsoleCtrlHandler(ConsoleHandler handler, std::int32_t add) {
-  if (handler && (!add || start_events())) {
+  if ((handler && !add) || start_events()) {
     const MutexLock lock(console_lock);
     bool done = false;
-    if (!add) {
+    if (!handler) {
+      done = handle_signal(SIGINT, add ? SIG_IGN : &on_console_signal);
+    } else if (!add) {
       done = remove_handler(handler);
     } else if (console_handler_count < kMaxConsoleHandlers) {
       console_handlers[console_handler_count++] = handler;
@@ -119,7 +125,7 @@ Bool SetConsoleCtrlHandler(ConsoleHandler handler, std::int32_t add) {
     }
     if (done) return 1;
   }
-  SetLastError(handler && add ? kErrorNotEnoughMemory : kErrorInvalidParameter);
+  SetLastError(!handler || add ? kErrorNotEnoughMemory : kErrorInvalidParameter);
   return 0;
 }
 
