@@ -2,6 +2,7 @@
 // data. The input is the image; its first bytes choose the address.
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 
 #include "failure/image_tables.h"
 #include "failure/unwind_data.h"
@@ -26,7 +27,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static tarn::RoutinePlace routine;
   // A frame has 255 levels at most; enough for the last to be the routine itself.
   for (std::uint32_t level = 0; level < 4; ++level) {
-    tarn::find_routine(base, base + offset, {(offset & 1) != 0, level}, &routine);
+    for (const bool in_detail : {false, true}) {
+      tarn::find_routine(base, base + offset, {(offset & 1) != 0, level, in_detail}, &routine);
+      static char path[64];
+      if (routine.file != 0) tarn::read_file_path(routine.file, path, sizeof path);
+    }
   }
   static std::uint64_t stack[512];
   static tarn::platform::AMD_CONTEXT context;

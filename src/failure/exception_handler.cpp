@@ -103,9 +103,11 @@ void walk_back(const platform::ExceptionPointers& exception) {
   copy = *exception.context;
   leave_wild_call(*exception.record, &copy);
   char* end = traceback;
+  reported_frame_count = 0;
   for (int step = 0; step < kTracebackSteps; ++step) {
     const std::int32_t more = trace_back_once(platform::GetCurrentProcess(), end, &copy);
     while (*end) ++end;
+    if (shown_frame.image) reported_frames[reported_frame_count++] = shown_frame;
     if (!more) break;
   }
 }

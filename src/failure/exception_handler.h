@@ -21,7 +21,6 @@
 namespace tarn {
 
 inline constexpr std::uint32_t kHandlerStack = 192 * 1024;
-inline constexpr int kTracebackSteps = 10;
 
 // Set from the decision to report.
 extern std::int32_t report_busy;

@@ -25,7 +25,9 @@ struct RoutinePlace {
   std::uint64_t start;   // address of its first byte
   std::uint32_t offset;  // of the address in it
   std::uint32_t line;    // 0: unknown
+  std::uint64_t file;    // address of the path of the line's source file; 0: unknown
   bool is_inlined;       // the name and the line are those of a routine that was inlined
+  bool levels_are_frames;
   // Of the image's run-time, and not its user's: one that the user calls, or one inside.
   bool is_run_time, is_inside_run_time;
 };
@@ -44,6 +46,9 @@ bool is_marked_image(std::uint64_t base);
 struct FramePlace {
   bool at_call;         // the address is that after a call
   std::uint32_t level;  // of inlined calls, the innermost is 0
+  // The line is that of the code or of the call, and the inlined calls are levels, also where
+  // the image's tables have the traceback show the lines of the routine's own file alone.
+  bool is_in_detail = false;
 };
 
 // The routine of the marked image at `base` in which `address` lies. At a call the line is
@@ -51,5 +56,9 @@ struct FramePlace {
 // 0 on are the routines that it came from, and the one after these the routine itself.
 bool find_routine(std::uint64_t base, std::uint64_t address, FramePlace place,
                   RoutinePlace* routine);
+
+// Writes the path of RoutinePlace::file, with `size` bytes of room. False, and nothing is
+// written, if it cannot be read.
+bool read_file_path(std::uint64_t file, char* path, std::uint64_t size);
 
 }  // namespace tarn

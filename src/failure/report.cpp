@@ -10,7 +10,6 @@
 #include "failure/report_details.h"
 #include "failure/safe_memory.h"
 #include "failure/saved_reports.h"
-#include "failure/traceback.h"
 #include "failure/trap_routines.h"
 #include "paneview/paneview.h"
 #include "process/missing_routines.h"
@@ -77,12 +76,10 @@ bool write_report(const char* path, std::uint32_t creation) {
 }
 
 void compose_details(std::uint64_t width) {
-  const platform::ExceptionPointers exception{
-      const_cast<platform::ExceptionRecord*>(exception_record), exception_context};
-  details_text[0] = '\0';
-  if (!exception_record) return;
-  describe_details(*exception_record, is_raised_number(exception), width, details_text,
-                   sizeof details_text);
+  platform::ExceptionRecord record = *exception_record;
+  const bool is_number = is_raised_number({&record, exception_context});
+  const Failure failure{exception_record, is_number, reported_frames, reported_frame_count};
+  describe_details(failure, width, details_text, sizeof details_text);
 }
 
 // The date is the sibling library's.
@@ -146,6 +143,8 @@ platform::AMD_CONTEXT* exception_context;
 const char* exception_name;
 const char* traceback_text;
 const platform::ExceptionRecord* exception_record;
+ShownFrame reported_frames[kTracebackSteps];
+int reported_frame_count;
 std::int32_t parallel_report;
 std::int32_t report_shown;
 void* report_edit_control;

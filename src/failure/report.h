@@ -6,6 +6,7 @@
 // nothing is locked, and the process does not go on.
 #pragma once
 
+#include "failure/traceback.h"
 #include "platform/platform.h"
 
 namespace tarn {
@@ -22,6 +23,10 @@ extern const platform::ExceptionRecord* exception_record;
 // What heads the report.
 extern const char* exception_name;
 extern const char* traceback_text;
+// The frames of traceback_text that have a routine of an image's table.
+inline constexpr int kTracebackSteps = 10;
+extern ShownFrame reported_frames[kTracebackSteps];
+extern int reported_frame_count;
 // Set if the process is one of a parallel task.
 extern std::int32_t parallel_report;
 // The edit box of the dialog, while it is shown; null where there are no windows.

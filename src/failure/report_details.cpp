@@ -82,6 +82,35 @@ void add_access(const platform::ExceptionRecord& record, Text* text) {
   text->add("\n");
 }
 
+// ---- Sources --------------------------------------------------------------------
+
+// One line for each level at the place that is not a frame of its own.
+void add_sources(const ShownFrame& frame, const char** heading, Text* text) {
+  static RoutinePlace routine;
+  static char path[kLongestSourcePath];
+  FramePlace place = frame.place;
+  place.is_in_detail = true;
+  do {
+    if (!find_routine(frame.image, frame.address, place, &routine)) return;
+    if (routine.file && routine.line && read_file_path(routine.file, path, sizeof path)) {
+      char line[32];
+      sprintf(line, ":%u: in ", routine.line);
+      text->add(*heading);
+      *heading = "";
+      text->add(path);
+      text->add(line);
+      text->add(routine.name);
+      text->add(routine.is_inlined ? ", inlined\n" : "\n");
+    }
+    ++place.level;
+  } while (routine.is_inlined && !routine.levels_are_frames && place.level < kMostInlinedLevels);
+}
+
+void add_sources(const Failure& failure, Text* text) {
+  const char* heading = "\nSources:\n";
+  for (int i = 0; i < failure.frame_count; ++i) add_sources(failure.frames[i], &heading, text);
+}
+
 // ---- Modules --------------------------------------------------------------------
 
 struct FixedVersion {
@@ -196,10 +225,10 @@ void add_command_line(Text* text) {
 
 }  // namespace
 
-void describe_details(const platform::ExceptionRecord& record, bool is_raised_number,
-                      std::uint64_t width, char* text, std::uint64_t size) {
+void describe_details(const Failure& failure, std::uint64_t width, char* text, std::uint64_t size) {
   Text details(text, size, width);
-  if (!is_raised_number) add_access(record, &details);
+  if (!failure.is_raised_number) add_access(*failure.record, &details);
+  add_sources(failure, &details);
   add_modules(&details);
   add_command_line(&details);
   details.add("\nLibrary: TARNLIBC64.DLL " TARN_VERSION "\n");

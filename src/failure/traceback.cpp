@@ -221,6 +221,7 @@ bool pass_inlined_call(FramePlace place, platform::AMD_CONTEXT* context) {
 }  // namespace
 
 std::int32_t hide_library_frames;
+ShownFrame shown_frame;
 
 void begin_traceback(bool without_heap) {
   no_heap = without_heap;
@@ -232,6 +233,7 @@ TARN_MACHINERY std::int32_t trace_back_once(platform::Handle, char* text,
   static ImageOfFrame image;  // large, and the report has one thread
   static RoutinePlace routine;
   *text = '\0';
+  shown_frame = {};
   for (int unnamed = 0; unnamed < kUnnamedFrames; ++unnamed) {
     if (!find_image(context->Rip, &image)) return 0;
     const FramePlace place = take_place(context);
@@ -263,6 +265,7 @@ TARN_MACHINERY std::int32_t trace_back_once(platform::Handle, char* text,
     }
     if (!found || strcmpl(routine.name, kStartRoutine) == 0) return 0;
     describe_routine(routine, text);
+    shown_frame = {image.base, context->Rip, place};
     if (routine.is_inlined && pass_inlined_call(place, context)) return 1;
     return step_to_caller(image, routine, context) ? 1 : 0;
   }

@@ -24,6 +24,7 @@
 #pragma once
 
 #include "failure/exception_table.h"
+#include "failure/image_tables.h"
 #include "platform/platform.h"
 
 namespace tarn {
@@ -39,6 +40,14 @@ extern std::int32_t hide_library_frames;
 // The steps from here on are those of a new walk. Without the heap, which
 // matters on Windows, frames of other code are skipped without a name.
 void begin_traceback(bool without_heap);
+
+// Where the frame that the last step appended was; an image of 0 if its image has no tables
+// of its routines.
+struct ShownFrame {
+  std::uint64_t image, address;
+  FramePlace place;
+};
+extern ShownFrame shown_frame;
 
 // Appends a description of the frame of `context` to `text`, and makes
 // `context` that of the caller: its Rip and Rsp, or for an inlined call its

@@ -673,7 +673,7 @@ DebugEntries read_debug_entries(const DebugSections& sections, const LineTable& 
     for (const Interval& each : node.code) {
       if (each.start >= each.end || (place.file == 0 && name == 0)) continue;
       result.ranges.push_back(
-          {each.start, each.end, node.depth, place.file, place.line, name, node.line});
+          {each.start, each.end, node.depth, place.file, place.line, name, node.line, node.file});
     }
   }
   std::stable_sort(result.ranges.begin(), result.ranges.end(),

@@ -22,6 +22,7 @@ struct CodeRange {
   std::uint32_t line;
   std::uint32_t name;       // of the routine that was inlined, an index; 0: not inlined
   std::uint32_t call_line;  // of the call that it stands for
+  std::uint32_t call_file;
 };
 
 struct DebugEntries {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <set>
 #include <tuple>
@@ -16,9 +17,10 @@ namespace {
 
 constexpr std::uint32_t kDebugMagic = 0x42554852;     // "RHUB"
 constexpr std::uint32_t kCallLinesMark = 0x4C4C4143;  // "CALL"
+constexpr std::uint32_t kFilesMark = 0x454C4946;      // "FILE"
 constexpr std::uint32_t kDebugRecordSize = 12;
 constexpr std::uint32_t kEntrySize = 40;  // after the name
-constexpr std::uint32_t kInlinedCodeSize = 16;
+constexpr std::uint32_t kInlinedCodeSize = 20;
 // The offset field of a debug record is 4 bytes before the line table that
 // follows the record, and the reader takes 4 off: so 8.
 constexpr std::uint32_t kLineTableBehindRecord = 8;
@@ -84,10 +86,9 @@ std::uint32_t frame_size_of(const Section& section, std::uint32_t start) {
   return 0;
 }
 
-void add_line(Routine& routine, std::uint32_t line, std::uint64_t offset) {
-  auto& lines = routine.lines;
-  if (line == 0 || (!lines.empty() && lines.back().first == line)) return;
-  lines.emplace_back(line, static_cast<std::uint32_t>(offset));
+void add_pair(LinePairs& pairs, std::uint32_t value, std::uint64_t offset) {
+  if (value == 0 || (!pairs.empty() && pairs.back().first == value)) return;
+  pairs.emplace_back(value, static_cast<std::uint32_t>(offset));
 }
 
 std::vector<LineRow>::const_iterator first_row(const LineTable& lines, std::uint64_t from) {
@@ -103,14 +104,15 @@ std::vector<CodeRange>::const_iterator first_range(const DebugEntries& entries,
       [](const CodeRange& each, std::uint64_t address) { return each.start < address; });
 }
 
-// The lines of all code, and which of it was inlined.
-void add_lines_and_calls(Routine& routine, const DebugData& debug, std::uint64_t base) {
+// The lines of all code, their files, and which of it was inlined.
+void add_code(Routine& routine, LinePairs& lines, const DebugData& debug, std::uint64_t base) {
   const std::uint64_t first = base + routine.start, end = base + routine.end + 1;
   for (auto row = first_row(debug.lines, first);
        row != debug.lines.rows.end() && row->address < end; ++row) {
     const auto next = std::next(row);  // of rows of one address the last one counts
     if (next != debug.lines.rows.end() && next->address == row->address) continue;
-    add_line(routine, row->line, row->address - first);
+    add_pair(lines, row->line, row->address - first);
+    add_pair(routine.files, row->file, row->address - first);
   }
   std::vector<const CodeRange*> inlined;
   for (auto range = first_range(debug.entries, first);
@@ -122,7 +124,8 @@ void add_lines_and_calls(Routine& routine, const DebugData& debug, std::uint64_t
   for (const CodeRange* const range : inlined) {
     routine.inlined.push_back({static_cast<std::uint32_t>(range->start - first),
                                static_cast<std::uint32_t>(std::min(range->end, end) - first),
-                               debug.entries.names[range->name], range->call_line});
+                               debug.entries.names[range->name], range->call_line,
+                               range->call_file});
   }
 }
 
@@ -164,7 +167,7 @@ void add_lines(Routine& routine, const DebugData& debug, std::uint64_t base) {
     const std::uint32_t file = innermost != nullptr ? innermost->file : first_file;
     std::uint32_t line = innermost != nullptr ? innermost->line : 0;
     if (code != nullptr && code->file == file && code->line != 0) line = code->line;
-    add_line(routine, line, address - first);
+    add_pair(routine.lines, line, address - first);
   }
 }
 
@@ -244,11 +247,17 @@ RoutineTable collect_routines(Image& image, bool call_lines) {
       routine.owner =
           owner_of(*symbol, after == sections.begin() ? nullptr : std::prev(after)->second);
     }
-    (call_lines ? add_lines_and_calls : add_lines)(routine, debug,
-                                                   image.headers.optional.image_base);
+    const std::uint64_t base = image.headers.optional.image_base;
+    add_code(routine, call_lines ? routine.lines : routine.code_lines, debug, base);
+    if (!call_lines) add_lines(routine, debug, base);
+    if (routine.code_lines == routine.lines) routine.code_lines.clear();
+    if (routine.owner != Routine::kProgram) routine.files.clear();
     result.routines.push_back(std::move(routine));
   }
   result.names = std::move(debug.entries.names);  // the routines have views of them
+  for (std::string& file : debug.lines.files) {   // "build/../src/main.c"
+    result.files.push_back(std::filesystem::path(file).lexically_normal().generic_string());
+  }
   return result;
 }
 
@@ -284,6 +293,26 @@ RoutineTable collect_public_routines(Image& image) {
   return result;
 }
 
+namespace {
+
+// Of a debug record and what follows it.
+std::size_t debug_size(const RoutineTable& table, const Routine& routine) {
+  if (routine.lines.empty()) return 0;
+  const std::size_t counts = table.call_lines ? 3 : 4;
+  return kDebugRecordSize + 4 * counts + kInlinedCodeSize * routine.inlined.size() +
+         8 * (routine.lines.size() + routine.code_lines.size() + routine.files.size());
+}
+
+void append_pairs(Bytes& bytes, const LinePairs& pairs) {
+  append_u32(bytes, static_cast<std::uint32_t>(pairs.size()));
+  for (const auto& [value, at] : pairs) {
+    append_u32(bytes, value);
+    append_u32(bytes, at);
+  }
+}
+
+}  // namespace
+
 Bytes build_routine_table(const RoutineTable& table, std::uint32_t offset) {
   std::size_t size = 1;
   for (const Routine& routine : table.routines) size += routine.name.size() + 1 + kEntrySize;
@@ -299,9 +328,7 @@ Bytes build_routine_table(const RoutineTable& table, std::uint32_t offset) {
     append_u64(bytes, routine.lines.empty() ? routine.end + 1 : offset + debug);
     append_u32(bytes, routine.frame_size);
     append_u32(bytes, routine.owner);
-    if (routine.lines.empty()) continue;
-    debug += kDebugRecordSize + 4 + 8 * routine.lines.size();
-    if (table.call_lines) debug += 4 + kInlinedCodeSize * routine.inlined.size();
+    debug += debug_size(table, routine);
   }
   bytes.resize(size);
   std::unordered_map<const char*, std::uint32_t> names;  // those that are in `texts`
@@ -312,24 +339,27 @@ Bytes build_routine_table(const RoutineTable& table, std::uint32_t offset) {
     if (is_new) texts.insert(texts.end(), name.data(), name.data() + name.size() + 1);
     return at->second;
   };
+  const auto offset_of_file = [&](std::uint32_t file) {
+    return file == 0 ? 0 : offset_of(table.files[file]);
+  };
   for (const Routine& routine : table.routines) {
     if (routine.lines.empty()) continue;
-    append_u32(bytes, table.call_lines ? kCallLinesMark : 0);
+    append_u32(bytes, table.call_lines ? kCallLinesMark : kFilesMark);
     append_u32(bytes, kDebugMagic);
     append_u32(bytes, kLineTableBehindRecord);
-    append_u32(bytes, static_cast<std::uint32_t>(routine.lines.size()));
-    for (const auto& [line, at] : routine.lines) {
-      append_u32(bytes, line);
-      append_u32(bytes, at);
-    }
-    if (!table.call_lines) continue;
+    append_pairs(bytes, routine.lines);
+    if (!table.call_lines) append_pairs(bytes, routine.code_lines);
     append_u32(bytes, static_cast<std::uint32_t>(routine.inlined.size()));
     for (const InlinedCode& code : routine.inlined) {
       append_u32(bytes, code.start);
       append_u32(bytes, code.end);
       append_u32(bytes, offset_of(code.name));
       append_u32(bytes, code.line);
+      append_u32(bytes, routine.files.empty() ? 0 : offset_of_file(code.file));
     }
+    LinePairs files = routine.files;
+    for (auto& pair : files) pair.first = offset_of_file(pair.first);
+    append_pairs(bytes, files);
   }
   bytes.insert(bytes.end(), texts.begin(), texts.end());
   return bytes;

@@ -23,15 +23,22 @@ struct InlinedCode {
   std::uint32_t start, end;  // from the routine's start; the end is not in it
   std::string_view name;     // of the inlined routine
   std::uint32_t line;        // of the call
+  std::uint32_t file;        // of the call, an index into RoutineTable::files
 };
+
+// Pairs of a value and the offset from the routine's start at which it begins, ascending.
+using LinePairs = std::vector<std::pair<std::uint32_t, std::uint32_t>>;
 
 struct Routine {
   std::string name;
   std::uint32_t start = 0;
   std::uint32_t end = 0;         // of its last byte
   std::uint32_t frame_size = 0;  // 0 if its prologue is of neither known form
-  // (line, offset from start), ascending by offset.
-  std::vector<std::pair<std::uint32_t, std::uint32_t>> lines;
+  LinePairs lines;
+  // Those of the code, whichever file it is from, if they are others.
+  LinePairs code_lines;
+  // Of the files that those are of: indices into RoutineTable::files. Empty: not known.
+  LinePairs files;
   // Code that came from other routines, what is within other such code before that.
   std::vector<InlinedCode> inlined;
   enum Owner : std::uint32_t {
@@ -43,11 +50,13 @@ struct Routine {
 
 // The routines of an image.
 struct RoutineTable {
-  // Lines are those of calls, of the file that the code is from, and inlined code is
-  // listed. Otherwise all lines are of the routine's own file, which no inlined code is.
+  // Lines are those of calls, of the file that the code is from, and inlined code is a frame of
+  // its own. Otherwise they are of the routine's own file, and what the code is from is
+  // for the details alone.
   bool call_lines = false;
   std::vector<Routine> routines;   // ascending by start
   std::vector<std::string> names;  // of inlined routines
+  std::vector<std::string> files;  // the first is none's
 };
 
 // From the function symbols, the import thunks and the debug data of an image that is

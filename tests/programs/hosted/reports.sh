@@ -39,7 +39,10 @@ visit() {
     grep -q "$description" "$name" || fail "$name: not '$description': $(cat "$name")"
     [[ $description == signal* ]] || grep -q "$description" saved/"$(basename "$image")"-20*-*-????????????????.txt ||
       fail "$name: not saved"
-    [ "$name" != fault ] || grep -q '^Access: writing to 0' saved/* || fail "$name: which access"
+    [ "$name" != fault ] || {
+      grep -q '^Access: writing to 0' saved/* || fail "$name: which access"
+      grep -q "/reports.c:$(line_of fault): in fault, inlined" saved/* || fail "$name: which source"
+    }
     diff <(grep '^in ' "$name" | tr -d '\r') <(cat saved/* | grep '^in ' | tr -d '\r') || fail "$name: saved frames"
     wanted=
     for frame in $frames; do wanted+="in ${frame%@*} in line $(line_of "${frame#*@}")"$'\n'; done
