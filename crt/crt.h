@@ -19,8 +19,8 @@
 
 namespace crt {
 
-// Set before the first thread is started, or the console may start one for a signal, and
-// never cleared: until then nothing needs a lock.
+// Set before the first thread is started, or the console may start one for a signal, in a DLL
+// from the beginning; never cleared. Until then nothing needs a lock.
 extern bool has_threads;
 
 // Set in C++ programs, else null. It does not return.

@@ -4,7 +4,10 @@
 #include <string.h>
 
 #include "../crt.h"
+#include "../process/shared_block.h"
 #include "cells.h"
+
+extern "C" IMAGE_DOS_HEADER __ImageBase;
 
 namespace crt {
 
@@ -184,13 +187,40 @@ int fail(DWORD code) {
   return fail_with(EINVAL);
 }
 
-}  // namespace crt
+namespace {
 
-void crt::begin_threads() {
+// A thread of one image may call another, which has a run-time of its own.
+struct Threads {
+  void (*begin_in_program)();
+  bool begun;
+};
+
+Threads* threads;  // of the process; null until this image's constructors run
+
+void begin_in_image() {
   if (has_threads) return;
   slot = TlsAlloc();
   use_cell(&first_cell);
   has_threads = true;
+}
+
+// A DLL is ready for threads at once; the program, when there are any.
+__attribute__((constructor)) void join_threads() {
+  threads = static_cast<Threads*>(shared_block("THREADS", sizeof(Threads)));
+  const bool is_program = GetModuleHandleA(nullptr) == reinterpret_cast<HMODULE>(&__ImageBase);
+  if (is_program) threads->begin_in_program = begin_in_image;
+  if (!is_program || threads->begun) begin_in_image();
+}
+
+}  // namespace
+
+}  // namespace crt
+
+void crt::begin_threads() {
+  begin_in_image();
+  if (!threads) return;
+  threads->begun = true;
+  if (threads->begin_in_program) threads->begin_in_program();
 }
 
 void crt::use_cell(int* cell) { TlsSetValue(slot, cell); }

@@ -9,17 +9,19 @@ namespace crt {
 class Lock {
  public:
   void take() {
-    if (!has_threads) return;
+    for (int turns = 0; !try_take(); ++turns) Sleep(turns < kTurnsBeforeSleep ? 0 : 1);
+  }
+  bool try_take() {
+    if (!has_threads) return true;
     const DWORD self = GetCurrentThreadId();
     if (__atomic_load_n(&owner_, __ATOMIC_RELAXED) == self) {
       ++depth_;
-      return;
+      return true;
     }
-    for (int turns = 0; __atomic_exchange_n(&taken_, true, __ATOMIC_ACQUIRE); ++turns) {
-      Sleep(turns < kTurnsBeforeSleep ? 0 : 1);
-    }
+    if (__atomic_exchange_n(&taken_, true, __ATOMIC_ACQUIRE)) return false;
     __atomic_store_n(&owner_, self, __ATOMIC_RELAXED);
     depth_ = 1;
+    return true;
   }
   // A thread that took it before there were others does not hold it.
   void give_back() {

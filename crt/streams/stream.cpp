@@ -7,6 +7,8 @@
 #include <string.h>
 #include <sys/stat.h>
 
+#include "../process/shared_block.h"
+
 // A failure that the library reports, by its number.
 extern "C" [[noreturn]] void __RuntimeError(int number);
 
@@ -72,7 +74,38 @@ bool begin_reading(Stream& stream) {
   return true;
 }
 
+// Program and DLLs have a buffer of standard output each. What they print keeps its order,
+// since one at a time has anything there: who begins to write has the one before write it
+// out.
+using Yield = void (*)();
+Yield* turn;  // of the process: how the image whose turn it is gives it up
+
+void yield_output() {
+  Stream& output = standard_streams[1];
+  if (!output.lock.try_take()) return;  // another thread prints here; it asks for the turn anew
+  if (output.writing) {
+    flush(output);
+    output.writing = false;
+    output.limit = output.base;
+  }
+  output.lock.give_back();
+}
+
+bool has_turn(const Stream& stream) {
+  return !turn || &stream != &standard_streams[1] || *turn == yield_output;
+}
+
+void take_turn() {
+  const Yield before = __atomic_exchange_n(turn, &yield_output, __ATOMIC_ACQ_REL);
+  if (before) before();
+}
+
+__attribute__((constructor)) void share_output() {
+  turn = static_cast<Yield*>(shared_block("STANDARD OUTPUT", sizeof(Yield)));
+}
+
 bool begin_writing(Stream& stream) {
+  if (!has_turn(stream)) take_turn();
   if (stream.writing) return true;
   if (!is_open(stream) || !stream.can_write) {
     set_flag(stream, _IOERR);
@@ -281,7 +314,10 @@ int flush_all() {
 
 // The last of an image's destructors, since the archive is linked after the program's own:
 // what a DLL has printed is written too.
-__attribute__((destructor)) static void write_streams() { flush_all(); }
+__attribute__((destructor)) static void write_streams() {
+  flush_all();
+  if (turn && *turn == yield_output) *turn = nullptr;
+}
 
 int read_with_care(Stream& stream) {
   if (stream.pushed_count > 0) return stream.pushed[--stream.pushed_count];

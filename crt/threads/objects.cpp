@@ -2,26 +2,13 @@
 // destroyed when it ends. Every image has a libstdc++ of its own, but an exception that
 // leaves one image and is caught in another is counted once, and a thread that one image
 // starts ends the objects that another has made for it: so this is one for the process.
-// The images find it by a common block, which the library lists, with the number of the
-// system's slot.
+// The images share the number of the system's slot.
 #include "objects.h"
 
 #include <stdlib.h>
-#include <string.h>
 
 #include "../crt.h"
-
-extern "C" {
-struct BlockRecord {
-  BlockRecord* next;
-  const char* name;
-  void* address;
-  unsigned long long size;
-  const char* module;
-};
-void append_common_spec(BlockRecord* record);
-BlockRecord* __get_common_info();
-}
+#include "../process/shared_block.h"
 
 namespace {
 
@@ -41,28 +28,20 @@ struct Thread {
 
 struct Shared {
   DWORD slot;
-  char name[16];
-  BlockRecord record;
 };
 constexpr char kName[] = "C++ THREADS";
 
 Shared* find_shared() {
   static Shared* shared;
-  for (BlockRecord* record = shared ? nullptr : __get_common_info(); record && !shared;
-       record = record->next) {
-    if (strcmp(record->name, kName) == 0) shared = static_cast<Shared*>(record->address);
-  }
+  if (!shared) shared = static_cast<Shared*>(crt::find_shared_block(kName));
   return shared;
 }
 
-// Images of C++ come here in a constructor, one after the other.
+// Images of C++ come here in a constructor.
 Shared* find_or_make_shared() {
   if (Shared* const shared = find_shared()) return shared;
-  auto* const made = static_cast<Shared*>(calloc(1, sizeof(Shared)));
-  if (!made || (made->slot = TlsAlloc()) == TLS_OUT_OF_INDEXES) abort();
-  strcpy(made->name, kName);
-  made->record = {nullptr, made->name, made, sizeof made->slot, made->name + sizeof kName - 1};
-  append_common_spec(&made->record);
+  auto* const made = static_cast<Shared*>(crt::shared_block(kName, sizeof(Shared)));
+  if ((made->slot = TlsAlloc()) == TLS_OUT_OF_INDEXES) abort();
   return made;
 }
 

@@ -1,4 +1,5 @@
-/* A hosted DLL: its output and its atexit routines come at the end of the program. */
+/* A hosted DLL: its output keeps its place among the program's; its atexit routines come at
+ * the end of the program. */
 #include <stdio.h>
 #include <stdlib.h>
 static void bye(void) { puts("atexit of the DLL"); }
