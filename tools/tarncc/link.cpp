@@ -62,10 +62,11 @@ int link_ordinary(const Job& job, const Words& objects, const fs::path& unfinish
   return run_program(words, job.run_options()) == 0 ? kDone : kRefused;
 }
 
-// The compiler's libraries that a hosted program has anyway: the linker would take those of
-// its DLLs.
+// Libraries that a hosted program has anyway: the linker would take the compiler's DLLs, and
+// the system's routine where the archive has its own. CMake names the last one in each link.
 bool is_in_group(const std::string& word) {
-  return word == "-lpthread" || word == "-lwinpthread" || word == "-lstdc++" || word == "-lgcc_s";
+  return word == "-lpthread" || word == "-lwinpthread" || word == "-lstdc++" || word == "-lgcc_s" ||
+         word == "-lkernel32";
 }
 
 }  // namespace
@@ -95,7 +96,10 @@ int link(const Job& job, const Words& objects, const fs::path& unfinished) {
     if (request.hosted && is_in_group(input.word)) continue;
     words.push_back(input.is_source ? *object++ : input.word);
   }
-  if (request.dll) {
+  // A library may have it, such as a test framework's.
+  if (!request.dll) {
+    words.push_back("-Wl,-u,main");
+  } else {
     const fs::path definition = job.scratch / "exports.def";
     if (!write_definition(definition, fs::path(request.output).filename().string())) {
       return refuse("cannot write " + definition.string());

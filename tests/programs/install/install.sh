@@ -181,11 +181,15 @@ cmake -S "$here/compiled" -B compiled -G Ninja -DCMAKE_SYSTEM_NAME=Windows \
   { cat compiled.log; fail "CMake with tarncc"; }
 cmake --build compiled >>compiled.log 2>&1 || { cat compiled.log; fail "built with tarncc"; }
 expect 5 "Hello, Cy" tarnrun compiled/greeting Cy
-# CMake's makefiles pack the objects, and FindThreads knows -lpthread.
+# CMake's makefiles pack the objects and name -lkernel32, and FindThreads knows -lpthread. A
+# test framework has main in its library.
 cat >packed.cpp <<'END'
+#include <windows.h>
 #include <cstdio>
 #include <mutex>
 int main() {
+  WaitForSingleObject(CreateThread(nullptr, 0, [](void*) -> DWORD { return 0; }, nullptr, 0, nullptr),
+                      INFINITE);
   std::mutex mutex;
   try {
     throw (std::lock_guard<std::mutex>(mutex), 3);
@@ -197,6 +201,8 @@ END
 tarncc -c packed.cpp && x86_64-w64-mingw32-ar qc packed.a packed.o &&
   tarncc -Wl,--whole-archive packed.a -Wl,--no-whole-archive -lpthread -o packed.exe ||
   fail "packed objects"
+expect 0 caught tarnrun packed.exe
+tarncc packed.a -lkernel32 -o packed.exe || fail "main in a library"
 expect 0 caught tarnrun packed.exe
 by_package() { # KIND SOURCE [OBJECT]
   $cc $(pkg-config --cflags $1) -g -c "$2" -o packaged.o
