@@ -80,7 +80,8 @@ void write_file(const std::string& name, const finisher::Bytes& bytes) {
   std::error_code error;
   const fs::file_status there = fs::status(name, error);
   if (fs::exists(there) && !fs::is_regular_file(there)) {
-    finisher::refuse("cannot write %s: it is no file", name.c_str());  // but a device, a folder
+    finisher::refuse("cannot write %s: it is a %s", name.c_str(),
+                     fs::is_directory(there) ? "folder" : "device");
   }
   const std::string unfinished = name + "." + std::to_string(getpid()) + ".tmp";
   FILE* file = std::fopen(unfinished.c_str(), "wb");

@@ -110,18 +110,6 @@ Words command(const Job& job, const Input& source, const fs::path& object) {
   return words;
 }
 
-std::string text_of(const fs::path& name) {
-  std::string text;
-  FILE* const file = std::fopen(name.string().c_str(), "rb");
-  if (!file) return text;
-  char part[4096];
-  for (std::size_t got; (got = std::fread(part, 1, sizeof part, file)) > 0;) {
-    text.append(part, got);
-  }
-  std::fclose(file);
-  return text;
-}
-
 // A header that this compile stopped at, and a hosted one would find.
 void hint_at_hosted(const Job& job, const Input& source, const std::string& messages) {
   const std::size_t end = messages.find(": No such file or directory");

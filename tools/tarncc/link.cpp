@@ -69,19 +69,9 @@ bool is_in_group(const std::string& word) {
          word == "-lkernel32";
 }
 
-}  // namespace
-
-std::string import_library(const Request& request) {
-  const bool told =
-      std::any_of(request.inputs.begin(), request.inputs.end(), [](const Input& input) {
-        return !input.is_source && input.word.find("--out-implib") != std::string::npos;
-      });
-  return told ? std::string() : "lib" + fs::path(request.output).stem().string() + ".dll.a";
-}
-
-int link(const Job& job, const Words& objects, const fs::path& unfinished) {
+int link_image(const Job& job, const Words& objects, const fs::path& unfinished,
+               const RunOptions& options) {
   const Request& request = job.request;
-  if (request.report_only) return link_ordinary(job, objects, unfinished);
   const fs::path& parts = job.places.parts;
   const fs::path& driver = request.fortran ? job.places.fortran : job.places.compiler;
   Words words = {driver.string(),
@@ -135,5 +125,79 @@ int link(const Job& job, const Words& objects, const fs::path& unfinished) {
                                (parts / "libtarnlibc64.dll.a").string()});
   }
   words.insert(words.end(), {"-lgcc", "-Wl,--end-group", "-lkernel32", "-o", unfinished.string()});
-  return run_program(words, job.run_options()) == 0 ? kDone : kRefused;
+  return run_program(words, options) == 0 ? kDone : kRefused;
+}
+
+// Whether an empty hosted program that demands the name can be linked.
+bool is_in_hosted(const Job& job, const std::string& name) {
+  Request question;
+  question.hosted = true;
+  question.inputs = {{"-Wl,--defsym,main=0,--require-defined=" + name, false, {}}};
+  RunOptions quiet = job.run_options();
+  quiet.print = false;
+  quiet.messages = job.scratch / "answer";
+  return link_image({question, job.places, job.scratch}, {}, job.scratch / "question.exe", quiet) ==
+         kDone;
+}
+
+// Names that the linker did not find, and that a hosted program would have.
+void hint_at_hosted(const Job& job, const std::string& messages) {
+  static const std::string kBefore = "undefined reference to `";
+  constexpr int kMostQuestions = 4;  // each is a link
+  Words asked, found;
+  for (std::size_t at = 0; (at = messages.find(kBefore, at)) != std::string::npos;) {
+    at += kBefore.size();
+    const std::string name = messages.substr(at, messages.find('\'', at) - at);
+    if (std::find(asked.begin(), asked.end(), name) != asked.end()) continue;
+    if (asked.size() == kMostQuestions) break;
+    asked.push_back(name);
+    if (is_in_hosted(job, name)) found.push_back(name);
+  }
+  if (found.empty()) return;
+  std::string names = found[0];
+  for (std::size_t i = 1; i < found.size(); ++i) names += ", " + found[i];
+  std::fprintf(stderr, "tarncc: %s: programs that are compiled with --hosted have %s\n",
+               printable(names).c_str(), found.size() == 1 ? "it" : "them");
+}
+
+// An object of this system's own compiler, which the linker would take for data.
+bool is_of_linux(const Input& input) {
+  if (input.is_source || !input.word.ends_with(".o")) return false;
+  char begin[4] = {};
+  FILE* const file = std::fopen(input.word.c_str(), "rb");
+  if (!file) return false;
+  const std::size_t got = std::fread(begin, 1, sizeof begin, file);
+  std::fclose(file);
+  return std::string(begin, got) ==
+         "\x7f"
+         "ELF";
+}
+
+}  // namespace
+
+std::string import_library(const Request& request) {
+  const bool told =
+      std::any_of(request.inputs.begin(), request.inputs.end(), [](const Input& input) {
+        return !input.is_source && input.word.find("--out-implib") != std::string::npos;
+      });
+  return told ? std::string() : "lib" + fs::path(request.output).stem().string() + ".dll.a";
+}
+
+int link(const Job& job, const Words& objects, const fs::path& unfinished) {
+  const Request& request = job.request;
+  for (const Input& input : request.inputs) {
+    if (is_of_linux(input)) {
+      return refuse(input.word +
+                    ": is an object of the system's own compiler; compile it by tarncc");
+    }
+  }
+  if (request.report_only) return link_ordinary(job, objects, unfinished);
+  RunOptions options = job.run_options();
+  if (request.hosted || options.only_print) return link_image(job, objects, unfinished, options);
+  options.messages = job.scratch / "messages";
+  const int status = link_image(job, objects, unfinished, options);
+  const std::string messages = text_of(options.messages);
+  std::fwrite(messages.data(), 1, messages.size(), stderr);
+  if (status != kDone && !is_interrupted()) hint_at_hosted(job, messages);
+  return status;
 }

@@ -212,3 +212,15 @@ int run_program(const Words& words, const RunOptions& options) {
   if (options.only_print) return kDone;
   return spawn_and_wait(fit_to_system(words, options), options.messages);
 }
+
+std::string text_of(const std::filesystem::path& name) {
+  std::string text;
+  FILE* const file = std::fopen(name.string().c_str(), "rb");
+  if (!file) return text;
+  char part[4096];
+  for (std::size_t got; (got = std::fread(part, 1, sizeof part, file)) > 0;) {
+    text.append(part, got);
+  }
+  std::fclose(file);
+  return text;
+}

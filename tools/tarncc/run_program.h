@@ -33,3 +33,6 @@ struct RunOptions {
 // The program's status; kRefused after a message if it could not be run or was
 // ended by a signal.
 int run_program(const Words& words, const RunOptions& options);
+
+// What a program has said into a file; empty if there is none.
+std::string text_of(const std::filesystem::path& name);

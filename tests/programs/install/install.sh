@@ -62,6 +62,10 @@ tarncc -shared greeting_part.c -o part.dll -Wl,--out-implib,other.a && [ -s othe
 expect 1 "-flto is not supported" tarncc -flto hello.c
 echo '#include <time.h>' >wants_time.c
 expect 1 "time.h: programs that are compiled with --hosted have it" tarncc -c wants_time.c
+echo 'double sqrt(double); int main(int n, char** v) { return (int)sqrt(n); }' >wants_sqrt.c
+expect 1 "tarncc: sqrt: programs that are compiled with --hosted have it" tarncc wants_sqrt.c
+echo 'int x;' | gcc -x c -c - -o native.o
+expect 1 "native.o: is an object of the system's own compiler" tarncc hello.c native.o
 expect 1 "only hosted programs have POSIX threads" tarncc -pthread hello.c
 expect 1 "-fsanitize=address is not supported" tarncc -fsanitize=address hello.c
 expect 2 "no value after -include" tarncc hello.c -include
