@@ -141,7 +141,7 @@ function(tarn_add_program name)
       # The second option brings the members of TARN_FORTRAN_PART, which only the
       # compiler's own library may ask for.
       set(link_options -Wl,--stack,67108864 -Wl,-u,_gfortran_runtime_error)
-      list(PREPEND import_libraries ${TARN_FORTRAN_PART})
+      list(APPEND import_libraries ${TARN_FORTRAN_PART})
       list(APPEND hosted_libraries -lgfortran -lquadmath)
     endif()
   elseif(program_TRAP)

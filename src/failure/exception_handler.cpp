@@ -104,8 +104,10 @@ void walk_back(const platform::ExceptionPointers& exception) {
   leave_wild_call(*exception.record, &copy);
   char* end = traceback;
   reported_frame_count = 0;
-  for (int step = 0; step < kTracebackSteps; ++step) {
+  int silent = 0;
+  for (int step = 0; step < kTracebackSteps + (walk_is_hosted ? silent : 0); ++step) {
     const std::int32_t more = trace_back_once(platform::GetCurrentProcess(), end, &copy);
+    silent += *end == '\0';
     while (*end) ++end;
     if (shown_frame.image) reported_frames[reported_frame_count++] = shown_frame;
     if (!more) break;

@@ -15,8 +15,8 @@ constexpr std::uint64_t kEntrySize = 40;              // of a routine table, aft
 constexpr std::uint32_t kDebugMagic = 0x42554852;     // "RHUB"
 constexpr std::uint32_t kCallLinesMark = 0x4C4C4143;  // "CALL"
 constexpr std::uint32_t kFilesMark = 0x454C4946;      // "FILE"
-constexpr std::uint8_t kRunTime = 1;
-constexpr std::uint8_t kInsideRunTime = 2;
+constexpr std::uint32_t kOwnerShift = 30;             // in the line of an inlined call
+constexpr std::uint32_t kCallLine = (1U << kOwnerShift) - 1;
 constexpr std::uint64_t kStartRoutineSize = 0x28B;  // where the table does not say
 
 PageReader reader;  // a table's pages; the report has one thread
@@ -71,7 +71,7 @@ struct LinePair {
 struct InlinedCode {
   std::uint32_t start, end;  // offsets in the routine
   std::int32_t name;         // image offset
-  std::uint32_t line;        // of the call
+  std::uint32_t line;        // of the call, below the owner
   std::int32_t file;         // of the call, image offset of its path
 };
 
@@ -103,12 +103,13 @@ void find_level(const RecordTable& inlined, std::uint64_t base, std::uint32_t of
     if (around == level) {
       std::uint64_t at = at_offset(base, code.name);
       routine->is_inlined = true;
+      routine->owner = static_cast<RoutineOwner>(code.line >> kOwnerShift);
       if (!read_name(inlined.pages, &at, at + sizeof routine->name, routine->name)) {
         strcpy(routine->name, "(unnamed)");
       }
       return;
     }
-    routine->line = code.line;
+    routine->line = code.line & kCallLine;
     routine->file = path_at(base, code.file);
     ++around;
   }
@@ -192,8 +193,7 @@ bool find_routine(std::uint64_t base, std::uint64_t rip, FramePlace place, Routi
     routine->line = 0;
     routine->file = 0;
     routine->is_inlined = routine->levels_are_frames = false;
-    routine->is_run_time = entry[36] == kRunTime;
-    routine->is_inside_run_time = entry[36] == kInsideRunTime;
+    routine->owner = static_cast<RoutineOwner>(entry[36]);
     find_line_and_level(&reader, base, base + offset_at(entry + 24), place, routine);
     return true;
   }

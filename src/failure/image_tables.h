@@ -20,6 +20,12 @@ inline constexpr std::uint64_t kImageNameSize = 260;
 // it.
 inline constexpr char kStartRoutine[] = "__brackenstartup";
 
+enum class RoutineOwner : std::uint8_t {
+  kProgram = 0,
+  kRunTime = 1,  // of the image's run-time, and one that the program calls
+  kInsideRunTime = 2,
+};
+
 struct RoutinePlace {
   char name[kLongestRoutineName + 1];
   std::uint64_t start;   // address of its first byte
@@ -28,8 +34,7 @@ struct RoutinePlace {
   std::uint64_t file;    // address of the path of the line's source file; 0: unknown
   bool is_inlined;       // the name and the line are those of a routine that was inlined
   bool levels_are_frames;
-  // Of the image's run-time, and not its user's: one that the user calls, or one inside.
-  bool is_run_time, is_inside_run_time;
+  RoutineOwner owner;
 };
 
 // The base of the image that holds `address`; 0 if none does.

@@ -16,8 +16,13 @@ constexpr std::uint64_t kImageAlignment = 0xFFFFFFFF0000;  // a 64 kB boundary, 
 constexpr std::uint32_t kSymbolRecordSize = 0x420;
 constexpr std::uint32_t kSymbolNameSize = 0x400;
 
+constexpr std::uint64_t kFrameSize = kLongestRoutineName + 64;
+
 char last_module[kImageNameSize] = "-";
 bool no_heap;
+bool frame_shown;
+char frame_inside[kFrameSize];  // of a fault inside the image's run-time, until it is known who
+                                // called
 
 // ---- Images -------------------------------------------------------------------
 
@@ -218,32 +223,48 @@ bool pass_inlined_call(FramePlace place, platform::AMD_CONTEXT* context) {
   return true;
 }
 
-}  // namespace
-
-std::int32_t hide_library_frames;
-ShownFrame shown_frame;
-
-void begin_traceback(bool without_heap) {
-  no_heap = without_heap;
-  strcpy(last_module, "-");
+bool pass_frame(const ImageOfFrame& image, const RoutinePlace& routine, FramePlace place,
+                platform::AMD_CONTEXT* context) {
+  if (routine.is_inlined && pass_inlined_call(place, context)) return true;
+  return step_to_caller(image, routine, context);
 }
 
-TARN_MACHINERY std::int32_t trace_back_once(platform::Handle, char* text,
-                                            platform::AMD_CONTEXT* context) {
+bool is_silent(const RoutinePlace& routine) {
+  if (routine.owner == RoutineOwner::kProgram) return false;
+  return hide_library_frames || (routine.owner == RoutineOwner::kInsideRunTime && frame_shown);
+}
+
+// A fault inside the run-time is shown as one of the routine that the program called, if that
+// comes next. Returns the end of the text.
+char* end_frames_inside(bool called_next, char* text) {
+  if (frame_inside[0] && !called_next) strcpy(text, frame_inside);
+  frame_shown |= frame_inside[0] != '\0';
+  frame_inside[0] = '\0';
+  return end_of(text);
+}
+
+// True after a frame that was shown, or is counted as if it were.
+bool step_back(char** end, platform::AMD_CONTEXT* context) {
   static ImageOfFrame image;  // large, and the report has one thread
   static RoutinePlace routine;
-  *text = '\0';
   shown_frame = {};
+  char*& text = *end;
   for (int unnamed = 0; unnamed < kUnnamedFrames; ++unnamed) {
-    if (!find_image(context->Rip, &image)) return 0;
+    if (!find_image(context->Rip, &image)) return false;
     const FramePlace place = take_place(context);
     const bool by_table = !image.is_library && image.has_table;
     const bool found = by_table && find_routine(image.base, context->Rip, place, &routine);
-    if (found && (routine.is_inside_run_time || (hide_library_frames && routine.is_run_time))) {
-      if (!step_to_caller(image, routine, context)) return 0;
+    walk_is_hosted |=
+        found && (routine.levels_are_frames || routine.owner != RoutineOwner::kProgram);
+    if (found && is_silent(routine)) {
+      if (!pass_frame(image, routine, place, context)) return false;
       continue;
     }
     if (!image.is_library) hide_library_frames = 0;
+    const bool is_inside = found && routine.owner == RoutineOwner::kInsideRunTime;
+    if (!is_inside) {
+      text = end_frames_inside(found && routine.owner == RoutineOwner::kRunTime, text);
+    }
     if (strcmpl(image.name, last_module) != 0) {
       if (!hide_library_frames) {
         sprintf(text, "Within file %s\n", image.name);
@@ -252,24 +273,48 @@ TARN_MACHINERY std::int32_t trace_back_once(platform::Handle, char* text,
       strcpy(last_module, image.name);
     }
     if (image.is_library) {
-      if (pass_library_frame(image, place, &routine, context, text)) return 1;
+      if (pass_library_frame(image, place, &routine, context, text)) return true;
       continue;
     }
     if (!image.has_table && image.is_pe && no_heap) {
-      if (unwind_by_image_data(image.base, context) != UnwindStep::kStepped) return 0;
+      if (unwind_by_image_data(image.base, context) != UnwindStep::kStepped) return false;
       continue;
     }
     if (!image.has_table) {
-      if (FetchMicrosoftStack(current_process_handle, context, 0, text)) return 1;
+      if (FetchMicrosoftStack(current_process_handle, context, 0, text)) return true;
       continue;
     }
-    if (!found || strcmpl(routine.name, kStartRoutine) == 0) return 0;
-    describe_routine(routine, text);
+    if (!found || strcmpl(routine.name, kStartRoutine) == 0) return false;
+    describe_routine(routine, is_inside ? frame_inside : text);
     shown_frame = {image.base, context->Rip, place};
-    if (routine.is_inlined && pass_inlined_call(place, context)) return 1;
-    return step_to_caller(image, routine, context) ? 1 : 0;
+    const bool more = pass_frame(image, routine, place, context);
+    if (!is_inside || !more) return more;
   }
-  return 0;
+  return false;
+}
+
+}  // namespace
+
+std::int32_t hide_library_frames;
+bool walk_is_hosted;
+ShownFrame shown_frame;
+
+void begin_traceback(bool without_heap) {
+  no_heap = without_heap;
+  strcpy(last_module, "-");
+  frame_shown = false;
+  frame_inside[0] = '\0';
+  walk_is_hosted = false;
+}
+
+TARN_MACHINERY std::int32_t trace_back_once(platform::Handle, char* text,
+                                            platform::AMD_CONTEXT* context) {
+  *text = '\0';
+  char* end = text;
+  const bool more = step_back(&end, context);
+  if (!more) end_frames_inside(false, end_of(end));
+  frame_shown |= *text != '\0' && !frame_inside[0];
+  return more ? 1 : 0;
 }
 
 TARN_MACHINERY void find_previous_frame(platform::AMD_CONTEXT* context, std::uint64_t first_byte) {

@@ -8,8 +8,9 @@
 // All other frames are stepped over by the system's stack walker. The frames of
 // the run-time library and its sibling show only if the fault happened in them:
 // for a raised number they are passed silently, and they too are stepped over
-// by the walker. So are those of the run-time in the image itself, where that raised it, and always
-// those inside it that no program calls.
+// by the walker. So are those of the run-time in the image itself, its compiler's libraries and
+// headers included, where that raised it; and always those inside it that no program calls, but
+// for a fault in one that nobody but the program has called.
 //
 // State: the module of the last frame, the walker's record, and
 // hide_library_frames. For one thread at a time, inside the report.
@@ -36,6 +37,10 @@ inline constexpr int kUnnamedFrames = 64;
 // Set while the frames of the two libraries are not to be shown; cleared by the
 // first frame outside them.
 extern std::int32_t hide_library_frames;
+
+// Set by a frame of an image whose tables list inlined code, or say which routines are its
+// run-time's, as those of hosted programs do.
+extern bool walk_is_hosted;
 
 // The steps from here on are those of a new walk. Without the heap, which
 // matters on Windows, frames of other code are skipped without a name.

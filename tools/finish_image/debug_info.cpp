@@ -420,6 +420,7 @@ struct EntryReader {
   // a routine with several entries is master.0.NAME.
   static std::string fortran_name(std::string_view name) {
     constexpr std::string_view kSeveralEntries = "master.";
+    if (name == kNamelessProgram) return kShownNamelessProgram;
     if (name.starts_with(kSeveralEntries)) name = name.substr(name.rfind('.') + 1);
     std::string result(name);
     std::replace(result.begin(), result.end(), '.', ':');
@@ -651,13 +652,18 @@ DebugEntries read_debug_entries(const DebugSections& sections, const LineTable& 
   std::vector<Place> places;  // of each node; a parent comes before what is in it
   for (const Node& node : reader.nodes) {
     Place place{};
-    std::uint32_t name = 0;
+    std::uint32_t name = 0, origin = 0;
     if (node.is_routine) {
       place = {reader.declaring_file(&node), 0};
+      origin = place.file;
     } else if (node.parent != kNone) {
       place = places[node.parent];
       if (node.file == place.file && node.line != 0) place.line = node.line;
-      if (!node.code.empty()) name = names.index_of(reader.named(&node));
+      if (!node.code.empty()) {
+        const Node* const named = reader.named(&node);
+        name = names.index_of(named);
+        origin = reader.declaring_file(named);
+      }
     }
     places.push_back(place);
     if (node.is_routine && !node.code.empty()) {
@@ -672,8 +678,8 @@ DebugEntries read_debug_entries(const DebugSections& sections, const LineTable& 
     }
     for (const Interval& each : node.code) {
       if (each.start >= each.end || (place.file == 0 && name == 0)) continue;
-      result.ranges.push_back(
-          {each.start, each.end, node.depth, place.file, place.line, name, node.line, node.file});
+      result.ranges.push_back({each.start, each.end, node.depth, place.file, origin, place.line,
+                               name, node.line, node.file});
     }
   }
   std::stable_sort(result.ranges.begin(), result.ranges.end(),

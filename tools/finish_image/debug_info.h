@@ -17,6 +17,7 @@ struct CodeRange {
   std::uint64_t start, end;  // as linked; the end is not in it
   std::uint32_t depth;       // greater for what is within
   std::uint32_t file;        // that the routine is in, an index into LineTable::files
+  std::uint32_t origin;      // the file of the routine that was inlined, or of this one
   // Of the innermost call in that file by which the code came to be inlined; 0 for
   // code of the routine itself.
   std::uint32_t line;

@@ -3,6 +3,7 @@
 #include <cxxabi.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstddef>
 #include <cstdlib>
 #include <memory>
@@ -37,11 +38,10 @@ std::string without_clone_words(std::string name) {
   }
 }
 
-// A routine of a Fortran module without debug data, __linear_MOD_solve; and a main
-// program, MAIN__, which has then lost its name.
+// A routine of a Fortran module without debug data, __linear_MOD_solve.
 std::string fortran_name(std::string name) {
   constexpr std::string_view kModule = "__", kRoutineOfModule = "_MOD_";
-  if (name == "MAIN__") return "main program";
+  if (name == kNamelessProgram) return kShownNamelessProgram;
   const std::size_t middle = name.find(kRoutineOfModule);
   if (!name.starts_with(kModule) || middle == std::string::npos) return name;
   return name.substr(kModule.size(), middle - kModule.size()) + ":" +
@@ -62,6 +62,35 @@ std::string demangled(std::string name) {
 constexpr std::string (*kRules[])(std::string) = {without_clone_words, fortran_name, demangled};
 
 }  // namespace
+
+bool is_reserved(std::string_view shown) {
+  constexpr std::string_view kOperator = "operator", kCall = "()", kSigns = "<>=-+*/!&|^%~[],";
+  const auto is_word = [](char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) || c == '_';
+  };
+  int depth = 0;
+  for (std::size_t i = 0; i < shown.size(); ++i) {
+    const char c = shown[i];
+    if (is_word(c)) {
+      const std::size_t start = i;
+      while (i + 1 < shown.size() && is_word(shown[i + 1])) ++i;
+      const std::string_view word = shown.substr(start, i + 1 - start);
+      if (depth > 0) continue;
+      if (word.size() > 1 && word[0] == '_' &&
+          (word[1] == '_' || std::isupper(static_cast<unsigned char>(word[1])))) {
+        return true;
+      }
+      if (word != kOperator) continue;
+      if (shown.substr(i + 1).starts_with(kCall)) i += kCall.size();
+      while (i + 1 < shown.size() && kSigns.find(shown[i + 1]) != kSigns.npos) ++i;
+    } else if (c == '<' || c == '(' || c == '{') {
+      ++depth;
+    } else if ((c == '>' && shown[i - 1] != '-') || c == ')' || c == '}') {
+      --depth;
+    }
+  }
+  return false;
+}
 
 std::string shown_name(std::string symbol) {
   for (const auto rule : kRules) symbol = rule(std::move(symbol));

@@ -21,6 +21,7 @@ constexpr std::uint32_t kFilesMark = 0x454C4946;      // "FILE"
 constexpr std::uint32_t kDebugRecordSize = 12;
 constexpr std::uint32_t kEntrySize = 40;  // after the name
 constexpr std::uint32_t kInlinedCodeSize = 20;
+constexpr std::uint32_t kOwnerShift = 30;  // in the line of an inlined call
 // The offset field of a debug record is 4 bytes before the line table that
 // follows the record, and the reader takes 4 off: so 8.
 constexpr std::uint32_t kLineTableBehindRecord = 8;
@@ -54,15 +55,48 @@ std::string table_name(const Symbol& symbol, const DebugData& debug, std::uint64
 }
 
 // The symbols of sections in libtarncrt.a and libprogram_support.a have names that begin so.
-constexpr char kRunTimeSection[] = ".text.tarn";
+constexpr std::string_view kRunTimeSection = ".text.tarn";
 
-Routine::Owner owner_of(const Symbol& symbol, const Symbol* section) {
-  if (section == nullptr || !section->name.starts_with(kRunTimeSection)) return Routine::kProgram;
-  if (!symbol.is_external) return Routine::kInsideRunTime;
-  for (const char* const inside : {"__", "_Z", "tarn_"}) {
-    if (symbol.name.starts_with(inside)) return Routine::kInsideRunTime;
+// Knows by the symbols what the program is linked with: the table has them object by object,
+// in the order in which these were linked, and libtarncrt.a comes after what is the user's and
+// before the compiler's libraries.
+class Owners {
+ public:
+  explicit Owners(const Image& image) : run_time_(image.symbols.data() + image.symbols.size()) {
+    for (const Symbol& symbol : image.symbols) {
+      const Section& home = image.sections[static_cast<std::size_t>(symbol.section)];
+      if (!symbol.is_section || !home.is(pe::kSectionExecute)) continue;
+      sections_[symbol.offset] = &symbol;
+      if (symbol.name.starts_with(kRunTimeSection)) run_time_ = std::min(run_time_, &symbol);
+    }
   }
-  return Routine::kRunTime;
+
+  Owner of(const Symbol& symbol, std::string_view shown) const {
+    const auto after = sections_.upper_bound(symbol.offset);
+    if (after == sections_.begin() || std::prev(after)->second < run_time_) return Owner::kProgram;
+    if (!symbol.is_external || is_reserved(shown)) return Owner::kInsideRunTime;
+    for (const char* const inside :
+         {"tarn_", "crt::", "_gfortrani_", "gomp_", "pthread_create_wrapper"}) {
+      if (shown.starts_with(inside)) return Owner::kInsideRunTime;
+    }
+    return Owner::kRunTime;
+  }
+
+ private:
+  std::map<std::uint32_t, const Symbol*> sections_;
+  const Symbol* run_time_;  // where that begins
+};
+
+// Of a routine that a header of the compiler's has, or of the library's own.
+Owner owner_by_file(std::string path, std::string_view shown) {
+  std::replace(path.begin(), path.end(), '\\', '/');
+  for (const char* const folder :
+       {"/lib/gcc/x86_64-w64-mingw32/", "/include/c++/", "/x86_64-w64-mingw32/include/",
+        "/share/mingw-w64/include/", "/include/tarnlib/"}) {
+    if (path.find(folder) == path.npos) continue;
+    return is_reserved(shown) ? Owner::kInsideRunTime : Owner::kRunTime;
+  }
+  return Owner::kProgram;
 }
 
 // The two prologues that the traceback steps over: one subtraction, or a size
@@ -104,9 +138,12 @@ std::vector<CodeRange>::const_iterator first_range(const DebugEntries& entries,
       [](const CodeRange& each, std::uint64_t address) { return each.start < address; });
 }
 
-// The lines of all code, their files, and which of it was inlined.
-void add_code(Routine& routine, LinePairs& lines, const DebugData& debug, std::uint64_t base) {
+// The lines of all code, their files, and which of it was inlined; if they are to be `owned`,
+// whose that is.
+void add_code(Routine& routine, LinePairs& lines, const DebugData& debug, std::uint64_t base,
+              bool owned) {
   const std::uint64_t first = base + routine.start, end = base + routine.end + 1;
+  const bool is_of_library = routine.owner != Owner::kProgram;
   for (auto row = first_row(debug.lines, first);
        row != debug.lines.rows.end() && row->address < end; ++row) {
     const auto next = std::next(row);  // of rows of one address the last one counts
@@ -118,14 +155,20 @@ void add_code(Routine& routine, LinePairs& lines, const DebugData& debug, std::u
   for (auto range = first_range(debug.entries, first);
        range != debug.entries.ranges.end() && range->start < end; ++range) {
     if (range->name != 0) inlined.push_back(&*range);
+    if (owned && range->name == 0 && range->start == first && !is_of_library) {
+      routine.owner = owner_by_file(debug.lines.files[range->origin], routine.name);
+    }
   }
   std::stable_sort(inlined.begin(), inlined.end(),
                    [](const CodeRange* a, const CodeRange* b) { return a->depth > b->depth; });
   for (const CodeRange* const range : inlined) {
+    const std::string_view name = debug.entries.names[range->name];
+    const Owner owner = !owned          ? Owner::kProgram
+                        : is_of_library ? Owner::kInsideRunTime
+                                        : owner_by_file(debug.lines.files[range->origin], name);
     routine.inlined.push_back({static_cast<std::uint32_t>(range->start - first),
-                               static_cast<std::uint32_t>(std::min(range->end, end) - first),
-                               debug.entries.names[range->name], range->call_line,
-                               range->call_file});
+                               static_cast<std::uint32_t>(std::min(range->end, end) - first), name,
+                               range->call_line, range->call_file, owner});
   }
 }
 
@@ -207,14 +250,12 @@ RoutineTable collect_routines(Image& image, bool call_lines) {
   // routine, any external name, or another object's part of the section.
   std::vector<const Symbol*> routines;
   std::vector<std::uint32_t> bounds;
-  std::map<std::uint32_t, const Symbol*> sections;
   for (const Symbol& symbol : image.symbols) {
     const Section& home = image.sections[static_cast<std::size_t>(symbol.section)];
     if (!home.is(pe::kSectionExecute) || symbol.offset >= home.end()) continue;
     if (symbol.is_routine || symbol.is_external || symbol.is_section) {
       bounds.push_back(symbol.offset);
     }
-    if (symbol.is_section) sections[symbol.offset] = &symbol;
     if (symbol.is_routine || (symbol.is_external && imports.contains(symbol.name)) ||
         (symbol.is_section && !routine_of_section(symbol.name).empty())) {
       routines.push_back(&symbol);
@@ -231,6 +272,7 @@ RoutineTable collect_routines(Image& image, bool call_lines) {
       routines.end());
 
   DebugData debug = debug_data(image);
+  const Owners owners(image);
   RoutineTable result;
   result.call_lines = call_lines;
   for (const Symbol* symbol : routines) {
@@ -242,16 +284,13 @@ RoutineTable collect_routines(Image& image, bool call_lines) {
     routine.start = symbol->offset;
     routine.end = (bound == bounds.end() ? home.end() : std::min(*bound, home.end())) - 1;
     routine.frame_size = frame_size_of(home, routine.start);
-    if (call_lines) {
-      const auto after = sections.upper_bound(routine.start);
-      routine.owner =
-          owner_of(*symbol, after == sections.begin() ? nullptr : std::prev(after)->second);
-    }
+    if (call_lines) routine.owner = owners.of(*symbol, routine.name);
+    const bool is_of_library = routine.owner != Owner::kProgram;
     const std::uint64_t base = image.headers.optional.image_base;
-    add_code(routine, call_lines ? routine.lines : routine.code_lines, debug, base);
+    add_code(routine, call_lines ? routine.lines : routine.code_lines, debug, base, call_lines);
     if (!call_lines) add_lines(routine, debug, base);
     if (routine.code_lines == routine.lines) routine.code_lines.clear();
-    if (routine.owner != Routine::kProgram) routine.files.clear();
+    if (is_of_library) routine.files.clear();
     result.routines.push_back(std::move(routine));
   }
   result.names = std::move(debug.entries.names);  // the routines have views of them
@@ -327,7 +366,7 @@ Bytes build_routine_table(const RoutineTable& table, std::uint32_t offset) {
     append_u64(bytes, routine.end);
     append_u64(bytes, routine.lines.empty() ? routine.end + 1 : offset + debug);
     append_u32(bytes, routine.frame_size);
-    append_u32(bytes, routine.owner);
+    append_u32(bytes, static_cast<std::uint32_t>(routine.owner));
     debug += debug_size(table, routine);
   }
   bytes.resize(size);
@@ -354,7 +393,7 @@ Bytes build_routine_table(const RoutineTable& table, std::uint32_t offset) {
       append_u32(bytes, code.start);
       append_u32(bytes, code.end);
       append_u32(bytes, offset_of(code.name));
-      append_u32(bytes, code.line);
+      append_u32(bytes, code.line | static_cast<std::uint32_t>(code.owner) << kOwnerShift);
       append_u32(bytes, routine.files.empty() ? 0 : offset_of_file(code.file));
     }
     LinePairs files = routine.files;

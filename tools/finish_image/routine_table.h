@@ -19,11 +19,19 @@ inline constexpr char kRunRoutine[] = "tarn_run_program";
 // The name in the table at which a traceback ends.
 inline constexpr char kStartRoutineInTable[] = "__brackenstartup";
 
+// Whose a routine is.
+enum class Owner : std::uint32_t {
+  kProgram = 0,
+  kRunTime = 1,        // one that programs call
+  kInsideRunTime = 2,  // reports do not show it, unless the failure is in it
+};
+
 struct InlinedCode {
   std::uint32_t start, end;  // from the routine's start; the end is not in it
   std::string_view name;     // of the inlined routine
   std::uint32_t line;        // of the call
   std::uint32_t file;        // of the call, an index into RoutineTable::files
+  Owner owner;
 };
 
 // Pairs of a value and the offset from the routine's start at which it begins, ascending.
@@ -41,11 +49,7 @@ struct Routine {
   LinePairs files;
   // Code that came from other routines, what is within other such code before that.
   std::vector<InlinedCode> inlined;
-  enum Owner : std::uint32_t {
-    kProgram = 0,
-    kRunTime = 1,        // a routine that programs call
-    kInsideRunTime = 2,  // reports do not show it
-  } owner = kProgram;
+  Owner owner = Owner::kProgram;
 };
 
 // The routines of an image.

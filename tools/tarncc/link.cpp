@@ -103,21 +103,23 @@ int link_image(const Job& job, const Words& objects, const fs::path& unfinished,
   words.push_back("-Wl,--start-group");
   if (request.hosted) {
     // The archive comes before each of the compiler's libraries, the system last: what it has
-    // in common with these is its own. libstdc++ comes before the support library, whose
-    // operator new and the like are for other programs.
+    // in common with these is its own, and by it finish_image knows where the user's end.
+    // libstdc++ comes before the support library, whose operator new and the like are for
+    // other programs.
     const std::string archive = (parts / "libtarncrt.a").string();
     // What libssp and libstdc++ have inside them would be found there first.
     words.push_back("-Wl,-u,__chk_fail");
     if (has_cpp(request)) words.insert(words.end(), {"-Wl,-u,tarn_cpp_ends"});
     if (request.traps) words.push_back((parts / "hosted_traps.o").string());
+    words.push_back(archive);
     if (request.fortran) {
       // Only the compiler's own library may ask for its members.
       words.insert(words.end(),
                    {"-Wl,-u,_gfortran_runtime_error", (parts / "libtarnfortran.a").string()});
     }
-    words.insert(words.end(), {archive, (parts / "libtarnhosted.a").string(), "-Wl,-Bstatic",
-                               "-lstdc++", archive, (parts / "libprogram_support.a").string(),
-                               "-lssp", "-lmingwex", "-lpthread", "-lgcc_eh"});
+    words.insert(words.end(), {(parts / "libtarnhosted.a").string(), "-Wl,-Bstatic", "-lstdc++",
+                               archive, (parts / "libprogram_support.a").string(), "-lssp",
+                               "-lmingwex", "-lpthread", "-lgcc_eh"});
     if (request.fortran) words.insert(words.end(), {"-lgfortran", "-lquadmath"});
     if (request.openmp) words.push_back("-lgomp");
   } else {

@@ -79,6 +79,8 @@ static void run(const char* name) {
     overwritten(); /* @run_overwritten */
   } else if (strcmp(name, "fortified") == 0) {
     fortified(); /* @run_fortified */
+  } else if (strcmp(name, "inside") == 0) {
+    sink = (int)strtold((const char*)nowhere, NULL);
   } else if (strcmp(name, "handled") == 0) {
     signal(SIGSEGV, stay);
     *nowhere = 2; /* @handled */

@@ -52,7 +52,7 @@ class Table:
                 files, _ = self.records(memory, next_at, 2)
             code = SimpleNamespace(
                 lines=code_lines or lines,
-                inlined=[(start, end, self.text(memory, name), line, self.text(memory, file))
+                inlined=[(start, end, self.text(memory, name), line % (1 << 30), self.text(memory, file))
                          for start, end, name, line, file in inlined],
                 files=[(self.text(memory, file), at) for file, at in files])
             self.routines.append((start, last, name, lines, code))

@@ -234,6 +234,19 @@ TEST(FinishedImage, RoutinesHaveTheNamesOfTheSource) {
       {".0", ".0"},
   };
   for (const auto& each : cases) EXPECT_EQ(finisher::shown_name(each.symbol), each.shown);
+
+  for (const char* const name :
+       {"__pformat_int", "std::__sort<...>", "std::thread::_State::~_State()",
+        "bool __gnu_cxx::__ops::_Less::operator()<int>(int, int) const"}) {
+    EXPECT_TRUE(finisher::is_reserved(name)) << name;
+  }
+  for (const char* const name :
+       {"std::sort<__gnu_cxx::__normal_iterator<...>>", "bank::operator<<(std::_Any&)",
+        "bank::operator<< <std::_Any>(int)", "bank::operator()(std::_Any) const", "next_", "_exit",
+        "bank::operator->(std::_Any)",
+        "bank::settle(std::_Any)::{lambda(std::_Any)}::operator()"}) {
+    EXPECT_FALSE(finisher::is_reserved(name)) << name;
+  }
 }
 
 TEST(FinishedImage, CanBeStrippedAndIsRefusedASecondTime) {
