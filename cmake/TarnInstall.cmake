@@ -12,7 +12,7 @@
 include(CMakePackageConfigHelpers)
 
 set(tarn_docs share/doc/tarnlib)
-install(TARGETS finish_image tarncc RUNTIME DESTINATION bin COMPONENT tools)
+install(TARGETS finish_image tarncc tarnreport RUNTIME DESTINATION bin COMPONENT tools)
 install(FILES README.md DESTINATION ${tarn_docs} COMPONENT doc)
 install(DIRECTORY docs/ DESTINATION ${tarn_docs}/docs COMPONENT doc)
 install(DIRECTORY examples/ DESTINATION ${tarn_docs}/examples COMPONENT doc

@@ -2,12 +2,7 @@
 
 #include <cstdio>
 
-std::string printable(std::string text) {
-  for (char& c : text) {
-    if (static_cast<unsigned char>(c) < ' ' || c == 0x7F) c = '?';
-  }
-  return text;
-}
+#include "tools/terminal_text.h"
 
 int refuse(const std::string& text) {
   std::fprintf(stderr, "tarncc: %s\n", printable(text).c_str());

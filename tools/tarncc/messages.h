@@ -7,9 +7,6 @@ inline constexpr int kDone = 0;
 inline constexpr int kRefused = 1;
 inline constexpr int kWrongUsage = 2;
 
-// Control bytes, which a name may have, as '?'.
-std::string printable(std::string text);
-
-// One line; the status that belongs to it.
+// One line, without control characters; the status that belongs to it.
 int refuse(const std::string& text);
 int usage_error(const std::string& text);

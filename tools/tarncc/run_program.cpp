@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "messages.h"
+#include "tools/terminal_text.h"
 
 #ifdef _WIN32
 #include <fcntl.h>

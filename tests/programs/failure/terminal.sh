@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The report on a real terminal, by its keys: details, a file that cannot be
-# written, a link, a file that can, quit. The saved file is checked line by line.
+# written, a link, a file that can, quit. The saved file is checked line by line, and printed
+# with its sources.
 . "$(dirname "$0")/../../support/tmux.sh"
 
 operate() {
@@ -80,10 +81,31 @@ check_file() {
   [ "$(grep -c $'\r$' report.txt)" = ${#lines[@]} ] || fail "lines do not end with CR LF"
 }
 
+print_it() {
+  local tool sources said
+  tool=$(dirname "$(dirname "$tarnrun")")/tarnreport/tarnreport
+  sources=$(cd "$(dirname "$0")/../.." && pwd)
+  said=$("$tool" -c 1 --source "$sources" report.txt) || fail "tarnreport: status $?"
+  [[ $said == *"gallery.c:"*": in raised"*"  >    "*" | "*"ALLOCATE"*": in run"* ]] || fail "tarnreport: $said"
+  said=$("$tool" --source / <(printf '%s\033[2J: it\302\233\n\nSources:\n/no/a\nb\033c.c:1: in b\n' \
+    'Brackenmoor 64-bit exception report on ') 2>&1)
+  [ "$said" = 'Brackenmoor 64-bit exception report on ?[2J: it?
+
+Sources:
+/no/a
+b?c.c:1: in b
+tarnreport: note: no b?c.c here (--source says where)' ] || fail "tarnreport: $said"
+  head -c -1 report.txt >cut.txt
+  for refused in 'cut.txt=damaged: its end is missing' "$0=not a report" '/dev/zero=larger than any'; do
+    said=$("$tool" "${refused%%=*}" 2>&1) && fail "tarnreport takes ${refused%%=*}"
+    [[ $said == "tarnreport: ${refused/=/: }"* ]] || fail "tarnreport: $said"
+  done
+}
+
 visit() {
   open_page report 110 50 "'$runner' '$programs/gallery.exe' raised"
   operate
-  if [ -f report.txt ]; then check_file; else failed=1; fi
+  if [ -f report.txt ]; then check_file && print_it; else failed=1; fi
 }
 
 on_targets
