@@ -13,6 +13,16 @@
 extern "C" {
 int _fmode;
 int* __p__fmode(void) { return &_fmode; }
+errno_t _set_fmode(int mode) {
+  if (mode != _O_TEXT && mode != _O_BINARY) return errno = EINVAL;
+  _fmode = mode;
+  return 0;
+}
+errno_t _get_fmode(int* mode) {
+  if (!mode) return errno = EINVAL;
+  *mode = _fmode;
+  return 0;
+}
 }
 
 namespace crt {
@@ -178,8 +188,11 @@ int fail_on_handle() {
   return error == ERROR_ACCESS_DENIED ? fail_with(EBADF) : fail(error);
 }
 
+void (*before_console_read)();
+
 long long read_bytes(Descriptor& file, void* buffer, size_t size) {
   DWORD count = 0;
+  if (file.console && before_console_read) before_console_read();
   for (;;) {
     SetLastError(ERROR_SUCCESS);
     if (!ReadFile(file.handle, buffer, size > kMostBytes ? kMostBytes : static_cast<DWORD>(size),

@@ -52,4 +52,7 @@ long long write_bytes(Descriptor& file, const void* bytes, size_t size);
 // Result: the new position, or -1 and errno.
 long long seek_file(Descriptor& file, long long distance, int whence);
 
+// Of the routines for single keys, or null: called before bytes are read from a console.
+extern void (*before_console_read)();
+
 }  // namespace crt

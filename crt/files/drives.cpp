@@ -11,10 +11,6 @@ using namespace crt;
 
 namespace {
 
-errno_t part(char* to, size_t size, const char* from) {
-  return to || size > 0 ? copy_checked(to, size, 0, from) : 0;
-}
-
 bool exists(const char* path) { return GetFileAttributesA(path) != INVALID_FILE_ATTRIBUTES; }
 
 // `folder` and, if it has no separator at its end, one.
@@ -72,38 +68,4 @@ CRT_API errno_t _searchenv_s(const char* name, const char* variable, char* to, s
 }
 CRT_API void _searchenv(const char* name, const char* variable, char* to) {
   _searchenv_s(name, variable, to, _MAX_PATH);
-}
-
-CRT_API errno_t _splitpath_s(const char* path, char* drive, size_t drive_size, char* folder,
-                             size_t folder_size, char* name, size_t name_size, char* extension,
-                             size_t extension_size) {
-  char parts[4][kPathSize];
-  if (!path || strlen(path) >= _MAX_DIR) return errno = path ? ERANGE : EINVAL;
-  _splitpath(path, parts[0], parts[1], parts[2], parts[3]);
-  const errno_t errors[] = {part(drive, drive_size, parts[0]), part(folder, folder_size, parts[1]),
-                            part(name, name_size, parts[2]),
-                            part(extension, extension_size, parts[3])};
-  for (const errno_t error : errors) {
-    if (error == 0) continue;
-    if (drive && drive_size > 0) *drive = '\0';
-    if (folder && folder_size > 0) *folder = '\0';
-    if (name && name_size > 0) *name = '\0';
-    if (extension && extension_size > 0) *extension = '\0';
-    return errno = error;
-  }
-  return 0;
-}
-CRT_API errno_t _makepath_s(char* path, size_t size, const char* drive, const char* folder,
-                            const char* name, const char* extension) {
-  size_t length = 5;  // of what _makepath adds
-  const char* const texts[] = {drive, folder, name, extension};
-  for (const char* const text : texts) {
-    if (text) length += strlen(text);
-  }
-  char* const whole = static_cast<char*>(malloc(length));
-  if (!whole) return refuse(path, size, ENOMEM);
-  _makepath(whole, drive, folder, name, extension);
-  const errno_t error = copy_checked(path, size, 0, whole);
-  free(whole);
-  return error;
 }

@@ -80,6 +80,11 @@ unsigned _control87(unsigned word, unsigned mask) {
 }
 // Leaves the denormal mask alone.
 unsigned _controlfp(unsigned word, unsigned mask) { return _control87(word, mask & ~_EM_DENORMAL); }
+errno_t _controlfp_s(unsigned* result, unsigned word, unsigned mask) {
+  const unsigned control = _controlfp(word, mask);
+  if (result) *result = control;
+  return 0;
+}
 unsigned _statusfp(void) { return status_now(); }
 unsigned _clearfp(void) {
   const unsigned status = status_now();

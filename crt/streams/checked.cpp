@@ -14,7 +14,7 @@ using namespace crt;
 
 extern "C" {
 int iso_vsnprintf(char*, size_t, const char*, va_list) __asm__("vsnprintf");
-int wide_vsnprintf(wchar_t*, size_t, const wchar_t*, va_list) __asm__("_vsnwprintf");
+int wide_vsnprintf(wchar_t*, size_t, const wchar_t*, va_list) __asm__("__mingw_vsnwprintf");
 }
 
 namespace {

@@ -15,6 +15,7 @@ struct Conversion {
   long long width;
   long long precision;  // -1: none
   enum Length : unsigned char { kInt, kChar, kShort, kLong, kWide, kLongDouble } length;
+  long long place;  // of its argument, from 1; 0: the next one
 };
 
 constexpr long long kGreatest = INT_MAX;  // width and precision
@@ -30,7 +31,20 @@ long long read_number(const char** text) {
 // Every argument takes eight bytes, whatever its type.
 unsigned long long next_slot(va_list& arguments) { return va_arg(arguments, unsigned long long); }
 
-Conversion read_conversion(const char** text, va_list& arguments) {
+unsigned long long slot_at(const va_list first, long long place) {
+  return reinterpret_cast<const unsigned long long*>(first)[place - 1];
+}
+
+// The argument of a '*': the next one, or with "N$" that of its place.
+int read_star(const char** text, va_list& arguments, const va_list first) {
+  const char* after = ++*text;
+  const long long place = read_number(&after);
+  if (*after != '$' || place == 0) return static_cast<int>(next_slot(arguments));
+  *text = after + 1;
+  return static_cast<int>(slot_at(first, place));
+}
+
+Conversion read_conversion(const char** text, va_list& arguments, const va_list first) {
   Conversion is{};
   is.precision = -1;
   for (;; ++*text) {
@@ -54,20 +68,25 @@ Conversion read_conversion(const char** text, va_list& arguments) {
     break;
   }
   if (**text == '*') {
-    ++*text;
-    is.width = static_cast<int>(next_slot(arguments));
+    is.width = read_star(text, arguments, first);
     if (is.width < 0) {
       is.left = true;
       is.width = -is.width;
     }
   } else {
     is.width = read_number(text);
+    if (**text == '$' && is.width > 0 && is.width <= kGreatest) {
+      const long long place = is.width;
+      ++*text;
+      is = read_conversion(text, arguments, first);
+      is.place = place;
+      return is;
+    }
   }
   if (**text == '.') {
     ++*text;
     if (**text == '*') {
-      ++*text;
-      is.precision = static_cast<int>(next_slot(arguments));
+      is.precision = read_star(text, arguments, first);
       if (is.precision < 0) is.precision = -1;
     } else {
       is.precision = read_number(text);
@@ -401,6 +420,29 @@ void put_slot_as_integer(Output& output, const Conversion& is, char letter,
   put_integer(output, is, letter, negative ? 0 - size : size, negative);
 }
 
+// The conversion as text, without places.
+void write_alone(char* to, const Conversion& is, char letter) {
+  constexpr const char* kLengths[] = {"", "hh", "h", "l", "ll", "L"};
+  char digits[24];
+  char* const end = digits + sizeof digits;
+  const auto add = [&to](const char* begin, const char* after) {
+    while (begin < after) *to++ = *begin++;
+  };
+  *to++ = '%';
+  if (is.left) *to++ = '-';
+  if (is.zeros) *to++ = '0';
+  if (is.plus) *to++ = '+';
+  if (is.space) *to++ = ' ';
+  if (is.alternate) *to++ = '#';
+  add(write_decimal(end, static_cast<unsigned long long>(is.width)), end);
+  if (is.precision >= 0) *to++ = '.';
+  if (is.precision > 0) add(write_decimal(end, static_cast<unsigned long long>(is.precision)), end);
+  const char* const length = kLengths[is.length];
+  add(length, length + strlen(length));
+  *to++ = letter;
+  *to = '\0';
+}
+
 struct Letters {
   bool known[256];
   constexpr Letters() : known() {
@@ -505,6 +547,7 @@ void Output::pass(const char* conversion, va_list arguments) {
 }
 
 void format(Output& output, const char* text, va_list arguments) {
+  const va_list first = arguments;
   for (;;) {
     const char* const plain = text;
     while (*text && *text != '%') ++text;
@@ -517,7 +560,7 @@ void format(Output& output, const char* text, va_list arguments) {
     }
     va_list before;
     va_copy(before, arguments);
-    const Conversion is = read_conversion(&text, arguments);
+    const Conversion is = read_conversion(&text, arguments, first);
     if (is.width > kGreatest || is.precision > kGreatest) {
       output.count_too_many();
       return;
@@ -531,7 +574,14 @@ void format(Output& output, const char* text, va_list arguments) {
       return;
     }
     const bool takes = letter != 'm' && letter != '%';
-    if (takes && put_conversion(output, is, letter, next_slot(arguments))) continue;
+    unsigned long long slot = 0;
+    if (takes) slot = is.place > 0 ? slot_at(first, is.place) : next_slot(arguments);
+    if (takes && put_conversion(output, is, letter, slot)) continue;
+    if (is.place > 0) {
+      write_alone(alone, is, letter);
+      output.pass(alone, reinterpret_cast<va_list>(&slot));
+      continue;
+    }
     memcpy(alone, begin, size);
     alone[size] = '\0';
     output.pass(alone, before);

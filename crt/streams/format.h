@@ -1,7 +1,7 @@
-// printf's formats: the common conversions here, straight into the buffer; every other
-// one is passed to libmingwex. Both write the same, except where libmingwex errs: it
-// forgets the width of a %g that writes an integer, the 0 of "%#.0o", and that a space
-// means nothing to %u.
+// printf's formats, also with the places of their arguments ("%2$s"): the common conversions here,
+// straight into the buffer; every other one is passed to libmingwex. Both write the same, except
+// where libmingwex errs: it forgets the width of a %g that writes an integer, the 0 of "%#.0o", and
+// that a space means nothing to %u.
 #pragma once
 
 #include <limits.h>

@@ -33,11 +33,28 @@ CRT_API int vwprintf(const wchar_t* format, va_list arguments) {
 CRT_API int wprintf(const wchar_t* format, ...) {
   ARGUMENTS(format, vfwprintf(stdout, format, arguments));
 }
+// Microsoft's form: no NUL in a full buffer, and -1 for what is longer; the length if there
+// is no buffer.
 CRT_API int _vsnwprintf(wchar_t* buffer, size_t size, const wchar_t* format, va_list arguments) {
-  return __mingw_vsnwprintf(buffer, size, format, arguments);
+  if (!buffer && size == 0) return __mingw_vsnwprintf(nullptr, 0, format, arguments);
+  va_list again;
+  va_copy(again, arguments);
+  const int length = __mingw_vsnwprintf(buffer, size, format, again);
+  va_end(again);
+  if (length < 0 || static_cast<size_t>(length) < size) return length;
+  if (size > 0) {
+    // The last place has the NUL.
+    const size_t whole_size = static_cast<size_t>(length) + 1;
+    wchar_t* const whole = static_cast<wchar_t*>(malloc(whole_size * sizeof(wchar_t)));
+    if (!whole) return -1;
+    __mingw_vsnwprintf(whole, whole_size, format, arguments);
+    wmemcpy(buffer, whole, size);
+    free(whole);
+  }
+  return static_cast<size_t>(length) == size ? length : -1;
 }
 CRT_API int _snwprintf(wchar_t* buffer, size_t size, const wchar_t* format, ...) {
-  ARGUMENTS(format, __mingw_vsnwprintf(buffer, size, format, arguments));
+  ARGUMENTS(format, _vsnwprintf(buffer, size, format, arguments));
 }
 CRT_API int _vscwprintf(const wchar_t* format, va_list arguments) {
   return __mingw_vsnwprintf(nullptr, 0, format, arguments);

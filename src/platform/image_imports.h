@@ -289,6 +289,27 @@ TARNAPI Bool IsDBCSLeadByteEx(std::uint32_t page, std::uint8_t byte);
 TARNAPI std::uint32_t GetACP();
 // Names of files are in that code page: 1.
 TARNAPI Bool AreFileApisANSI();
+// Strings up to their NUL; a null one has length 0. The others return `to`, and null
+// if a string is null; lstrcpyn copies at most room - 1 characters and a NUL.
+TARNAPI std::int32_t lstrlenA(const char* string);
+TARNAPI std::int32_t lstrlenW(const char16_t* string);
+TARNAPI char* lstrcpyA(char* to, const char* from);
+TARNAPI char16_t* lstrcpyW(char16_t* to, const char16_t* from);
+TARNAPI char* lstrcatA(char* to, const char* from);
+TARNAPI char16_t* lstrcatW(char16_t* to, const char16_t* from);
+TARNAPI char* lstrcpynA(char* to, const char* from, std::int32_t room);
+TARNAPI char16_t* lstrcpynW(char16_t* to, const char16_t* from, std::int32_t room);
+
+// ---- Console --------------------------------------------------------------------
+
+// The first of the events that wait, without taking it. *count is 0 if there is none.
+TARNAPI Bool PeekConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
+                               std::uint32_t* count);
+// The code page of the bytes of ReadFile and WriteFile: UTF-8, and no other can be set.
+TARNAPI std::uint32_t GetConsoleCP();
+TARNAPI std::uint32_t GetConsoleOutputCP();
+TARNAPI Bool SetConsoleCP(std::uint32_t page);
+TARNAPI Bool SetConsoleOutputCP(std::uint32_t page);
 
 // ---- Time -----------------------------------------------------------------------
 

@@ -22,6 +22,7 @@ visit() {
   start input console_tour.exe colours lines input
   start pause console_tour.exe pause
   start answers answers.exe go
+  start keys keys.exe
 
   page=boxes
   wait_for '^STATUS 0' && keep
@@ -49,7 +50,11 @@ visit() {
   wait_for '^╔═╗ past the cells'
   wait_for '^STATUS 0' && keep
 
-  for page in boxes input pause answers; do
+  page=keys
+  wait_for '^key\?' && press a F5 && wait_for '^polling' && sleep 0.3 && press Up x &&
+    wait_for '224 72' && press line Enter && wait_for '^STATUS 0' && keep
+
+  for page in boxes input pause answers keys; do
     screen | grep -q 'not as it was' && fail "the terminal is not restored"
   done
 }

@@ -124,6 +124,27 @@ static void numbers(void) {
          _rotr64(1, 4), taken);
 }
 
+/* Texts with a room, arguments by their place, and dates of 32 bits. */
+static void formats(void) {
+  char text[8], small[4] = "yy", character = '?', line[40];
+  wchar_t wide[4], folder[8], extension[8], path[20];
+  int number = 0;
+  int all = sscanf_s("abc 12 de x", "%s %d %s %c", text, 8u, &number, small, 4u, &character, 1u);
+  printf("scan %d %s %d %s %c", all, text, number, small, character);
+  int cut = sscanf_s("[ab]12 long", "%*[[]%[^]]]%d %s", text, 8u, &number, small, 4u);
+  printf(", cut %d %s %d %d", cut, text, number, small[0]);
+  int one = swscanf_s(L"uvw xyzu", L"%s%s", wide, 4u, folder, 4u);
+  printf(", wide %d %ls\n", one, wide);
+  snprintf(line, sizeof line, "%2$s %1$d %2$5.1s|%3$*4$d %5$Lf %2$s", 7, "two", 3, 2, 1.5L);
+  int longer = _snwprintf(wide, 3, L"%d", 1234), full = _snwprintf(wide, 3, L"%d", 123);
+  printf("places %s, wide %d %d %.3ls\n", line, longer, full, wide);
+  __time32_t day = 86400;
+  struct tm* date = _gmtime32(&day);
+  _wsplitpath(L"c:/a\\b.c.txt", NULL, folder, NULL, extension);
+  _wmakepath(path, L"d", folder, L"n", extension);
+  printf("date %d %d, path %ls\n", date->tm_mday, _mkgmtime32(date) == day, path);
+}
+
 static void files(void) {
   char path[_MAX_PATH] = "", drive[3], name[20];
   FILE* file = fopen("names.tmp", "w+b");
@@ -187,6 +208,7 @@ int main(int count, char** arguments) {
          cimag(CMPLX(1, -0.0)));
   checked();
   numbers();
+  formats();
   files();
   children(arguments[0]);
   atexit(never);

@@ -10,6 +10,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "platform/image_imports.h"
 #include "platform/posix/base/base.h"
 #include "platform/posix/terminal/console.h"
 #include "platform/posix/terminal/key_decoder.h"
@@ -358,6 +359,23 @@ std::size_t end_line(int descriptor, void* bytes, std::size_t count, std::size_t
   return count + 1;
 }
 
+const OpenObject* find_keyboard(Handle input, std::uint32_t room, std::uint32_t* count) {
+  *count = 0;
+  const OpenObject* const object = find_handle(input, HandleKind::kFile);
+  if (object == nullptr) return nullptr;
+  std::uint32_t error = 0;
+  if (!object->readable) {
+    error = kErrorAccessDenied;
+  } else if (object->screen || terminal_device(object->descriptor) == 0) {
+    error = kErrorInvalidHandle;
+  } else if (room == 0) {
+    error = kErrorInvalidParameter;
+  }
+  if (error == 0) return object;
+  SetLastError(error);
+  return nullptr;
+}
+
 }  // namespace
 
 Answer ask_cursor(int terminal, int reader, int* column, int* row) {
@@ -403,12 +421,8 @@ std::size_t take_terminal_bytes(int descriptor, void* bytes, std::size_t count, 
 
 Bool ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
                        std::uint32_t* count) {
-  *count = 0;
-  const OpenObject* const object = find_handle(input, HandleKind::kFile);
+  const OpenObject* const object = find_keyboard(input, room, count);
   if (object == nullptr) return 0;
-  if (!object->readable) return fail(kErrorAccessDenied);
-  if (object->screen || terminal_device(object->descriptor) == 0) return fail(kErrorInvalidHandle);
-  if (room == 0) return fail(kErrorInvalidParameter);
   send_held_output();
   pthread_mutex_lock(&input_lock);
   TypedKey key;
@@ -417,6 +431,28 @@ Bool ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
   if (!got) return fail(kErrorIoDevice);
   *records = key.record;
   *count = 1;
+  return 1;
+}
+
+Bool PeekConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
+                       std::uint32_t* count) {
+  const OpenObject* const object = find_keyboard(input, room, count);
+  if (object == nullptr) return 0;
+  send_held_output();
+  if (lacks_input_lock()) return 1;  // another thread waits for the keys
+  hold_for(object->descriptor);
+  {
+    const KeyMode mode(object->descriptor, KeyMode::kKey);
+    if (mode.active()) hold_more(object->descriptor, 0);
+  }
+  std::size_t used;
+  KeyResult result = KeyResult::kMore;
+  while (held_count > 0 &&
+         (result = take_key(held, held_count, true, &used, records)) == KeyResult::kSkip) {
+    drop_held(used);
+  }
+  *count = held_count > 0 && result == KeyResult::kKey ? 1 : 0;
+  pthread_mutex_unlock(&input_lock);
   return 1;
 }
 

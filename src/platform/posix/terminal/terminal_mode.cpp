@@ -11,6 +11,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "platform/image_imports.h"
 #include "platform/posix/base/base.h"
 #include "platform/posix/terminal/progress_row.h"
 #include "platform/posix/terminal/screen.h"
@@ -20,6 +21,7 @@
 namespace tarn::platform {
 namespace {
 
+constexpr std::uint32_t kUtf8 = 65001;
 constexpr std::uint32_t kProcessedOutput = 1;
 constexpr std::uint32_t kWrapAtLineEnd = 2;
 constexpr std::uint32_t kTerminalSequences = 4;
@@ -235,6 +237,11 @@ bool write_terminal(int terminal, const char* bytes, std::size_t count, int mill
   }
   return true;
 }
+
+std::uint32_t GetConsoleCP() { return kUtf8; }
+std::uint32_t GetConsoleOutputCP() { return kUtf8; }
+Bool SetConsoleCP(std::uint32_t page) { return page == kUtf8 ? 1 : fail(kErrorInvalidParameter); }
+Bool SetConsoleOutputCP(std::uint32_t page) { return SetConsoleCP(page); }
 
 Bool GetConsoleMode(Handle handle, std::uint32_t* mode) {
   termios flags;

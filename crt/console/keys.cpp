@@ -1,0 +1,151 @@
+// The console itself, whatever the standard streams are: single keys without echo, and text
+// at once. What the streams hold for the screen goes out before.
+#include <conio.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "../process/lock.h"
+#include "../streams/stream.h"
+#include "../streams/variadic.h"
+
+using namespace crt;
+
+extern "C" int iso_vsnprintf(char*, size_t, const char*, va_list) __asm__("vsnprintf");
+
+namespace {
+
+// Keys without a character are two codes, the first of which says so.
+constexpr struct {
+  WORD key;
+  unsigned char first, second;
+} kSilentKeys[] = {
+    {VK_HOME, 0xE0, 71},   {VK_UP, 0xE0, 72},     {VK_PRIOR, 0xE0, 73}, {VK_LEFT, 0xE0, 75},
+    {VK_RIGHT, 0xE0, 77},  {VK_END, 0xE0, 79},    {VK_DOWN, 0xE0, 80},  {VK_NEXT, 0xE0, 81},
+    {VK_INSERT, 0xE0, 82}, {VK_DELETE, 0xE0, 83}, {VK_F1, 0, 59},       {VK_F2, 0, 60},
+    {VK_F3, 0, 61},        {VK_F4, 0, 62},        {VK_F5, 0, 63},       {VK_F6, 0, 64},
+    {VK_F7, 0, 65},        {VK_F8, 0, 66},        {VK_F9, 0, 67},       {VK_F10, 0, 68},
+    {VK_F11, 0xE0, 133},   {VK_F12, 0xE0, 134},
+};
+
+Lock console_lock;
+int pushed = EOF;  // by _ungetch, or the second code of a key
+
+HANDLE open_console(const char* name) {
+  return CreateFileA(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                     nullptr, OPEN_EXISTING, 0, nullptr);
+}
+HANDLE keyboard() {
+  static const HANDLE handle = open_console("CONIN$");
+  return handle;
+}
+HANDLE screen() {
+  static const HANDLE handle = open_console("CONOUT$");
+  return handle;
+}
+
+// The first code of a key, and its second or EOF. False for what is no key to a program.
+bool codes_of(const INPUT_RECORD& record, int* first, int* second) {
+  const KEY_EVENT_RECORD& key = record.Event.KeyEvent;
+  *second = EOF;
+  if (record.EventType != KEY_EVENT || !key.bKeyDown) return false;
+  *first = static_cast<unsigned char>(key.uChar.AsciiChar);
+  if (*first != 0) return true;
+  for (const auto& silent : kSilentKeys) {
+    if (silent.key != key.wVirtualKeyCode) continue;
+    *first = silent.first;
+    *second = silent.second;
+    return true;
+  }
+  return false;
+}
+
+DWORD mode_of_lines;  // while the program polls, else 0
+
+// Until the program reads, the console neither echoes keys nor keeps them for a line.
+void begin_polling() {
+  DWORD mode;
+  if (mode_of_lines != 0 || !GetConsoleMode(keyboard(), &mode) || mode == 0) return;
+  mode_of_lines = mode;
+  SetConsoleMode(keyboard(), mode & ~DWORD{ENABLE_LINE_INPUT | ENABLE_ECHO_INPUT});
+}
+
+__attribute__((destructor)) void end_polling() {
+  const Locked locked(console_lock);
+  if (mode_of_lines != 0) SetConsoleMode(keyboard(), mode_of_lines);
+  mode_of_lines = 0;
+}
+
+}  // namespace
+
+CRT_API int _getch(void) {
+  const Locked locked(console_lock);
+  int code = pushed;
+  pushed = EOF;
+  end_polling();
+  if (code != EOF) return code;
+  flush_all();
+  INPUT_RECORD record;
+  DWORD count;
+  do {
+    if (!ReadConsoleInputA(keyboard(), &record, 1, &count)) return EOF;
+  } while (count == 0 || !codes_of(record, &code, &pushed));
+  return code;
+}
+
+CRT_API int _ungetch(int code) {
+  const Locked locked(console_lock);
+  if (code == EOF || pushed != EOF) return EOF;
+  return pushed = code;
+}
+
+// Events that are no keys are taken away, since they would hide one.
+CRT_API int _kbhit(void) {
+  const Locked locked(console_lock);
+  INPUT_RECORD record;
+  DWORD count;
+  int first, second;
+  if (pushed != EOF) return 1;
+  flush_all();
+  before_console_read = end_polling;
+  begin_polling();
+  while (PeekConsoleInputA(keyboard(), &record, 1, &count) && count > 0) {
+    if (codes_of(record, &first, &second)) return 1;
+    ReadConsoleInputA(keyboard(), &record, 1, &count);
+  }
+  return 0;
+}
+
+CRT_API int _cputs(const char* text) {
+  const Locked locked(console_lock);
+  DWORD written;
+  flush_all();
+  return WriteFile(screen(), text, static_cast<DWORD>(strlen(text)), &written, nullptr) ? 0 : EOF;
+}
+CRT_API int _putch(int character) {
+  const char text[2] = {static_cast<char>(character), '\0'};
+  return _cputs(text) == 0 ? static_cast<unsigned char>(character) : EOF;
+}
+CRT_API int _getche(void) {
+  const int code = _getch();
+  if (code != EOF && code != 0 && code != 0xE0) _putch(code);
+  return code;
+}
+
+extern "C" int console_vprintf(const char*, va_list) __asm__("_vcprintf");
+extern "C" int console_printf(const char*, ...) __asm__("_cprintf");
+CRT_API int console_vprintf(const char* format, va_list arguments) {
+  va_list again;
+  va_copy(again, arguments);
+  const int length = iso_vsnprintf(nullptr, 0, format, again);
+  va_end(again);
+  char* const text = length < 0 ? nullptr : static_cast<char*>(malloc(length + size_t{1}));
+  if (!text) return -1;
+  iso_vsnprintf(text, length + size_t{1}, format, arguments);
+  const int result = _cputs(text);
+  free(text);
+  return result == 0 ? length : -1;
+}
+CRT_API int console_printf(const char* format, ...) {
+  ARGUMENTS(format, console_vprintf(format, arguments));
+}
