@@ -29,8 +29,9 @@ inline std::string printable(std::string_view text) {
   while (!text.empty()) {
     std::size_t length = character_length(text);
     const auto first = static_cast<unsigned char>(text[0]);
-    const bool control = length == 1 ? first < ' ' || first == 0x7F
-                                     : first == 0xC2 && static_cast<unsigned char>(text[1]) < 0xA0;
+    const bool control =
+        (length == 1 && (first < ' ' || first == 0x7F)) ||
+        (length == 2 && first == 0xC2 && static_cast<unsigned char>(text[1]) < 0xA0);
     if (length == 0 || control) {
       result += '?';
       if (length == 0) length = 1;
