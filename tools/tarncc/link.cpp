@@ -3,6 +3,7 @@
 
 #include "messages.h"
 #include "steps.h"
+#include "tools/terminal_text.h"
 
 namespace {
 
