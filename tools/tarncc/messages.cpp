@@ -2,8 +2,6 @@
 
 #include <cstdio>
 
-#include "tools/terminal_text.h"
-
 int refuse(const std::string& text) {
   std::fprintf(stderr, "tarncc: %s\n", printable(text).c_str());
   return kRefused;

@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "tools/terminal_text.h"
+
 inline constexpr int kDone = 0;
 inline constexpr int kRefused = 1;
 inline constexpr int kWrongUsage = 2;

@@ -8,7 +8,6 @@
 #include <cstring>
 
 #include "messages.h"
-#include "tools/terminal_text.h"
 
 #ifdef _WIN32
 #include <fcntl.h>
