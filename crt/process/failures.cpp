@@ -5,7 +5,11 @@
 #include <stdlib.h>
 
 #include "../crt.h"
+#include "../threads/callbacks.h"
 #include "signals.h"
+
+// Every image has this file, for __chk_fail, and so the calls of its TLS callbacks.
+__attribute__((used)) static void (*const callbacks)(DWORD) = crt::call_callbacks;
 
 namespace crt {
 void (*on_uncaught)(EXCEPTION_POINTERS* exception);

@@ -5,11 +5,11 @@
 #include <stdlib.h>
 
 #include "../errors/cells.h"
+#include "callbacks.h"
 #include "objects.h"
 #include "system.h"
 
 extern "C" {
-extern PIMAGE_TLS_CALLBACK __xl_f __attribute__((weak));
 // Of the program's support library: releases the thread's own objects.
 void tarn_end_of_thread();
 }
@@ -34,7 +34,7 @@ struct OldStart {
 // a routine for it that the system calls at the end of each thread of an ordinary program.
 void end_thread() {
   end_thread_objects();
-  if (&__xl_f) __xl_f(nullptr, DLL_THREAD_DETACH, nullptr);
+  call_callbacks(DLL_THREAD_DETACH);
   forget_thread();
   use_cell(nullptr);
   tarn_end_of_thread();
@@ -64,6 +64,7 @@ DWORD WINAPI tarn_run_thread(void* argument) {
   use_cell(&cell);
   set_arithmetic();
   keep_room_for_overflow();
+  call_callbacks(DLL_THREAD_ATTACH);
   const DWORD status = start.routine(start.argument);
   end_thread();
   return status;

@@ -2,9 +2,18 @@
  * the end of the program. */
 #include <stdio.h>
 #include <stdlib.h>
+#include <windows.h>
+
+static int attached;
+static void NTAPI on_event(void* image, DWORD reason, void* unused) {
+  (void)image, (void)unused;
+  attached += reason == DLL_PROCESS_ATTACH;
+}
+PIMAGE_TLS_CALLBACK const part_callback __attribute__((section(".CRT$XLB"), used)) = on_event;
+
 static void bye(void) { puts("atexit of the DLL"); }
 __declspec(dllexport) int twice(int x) {
   atexit(bye);
-  printf("in the DLL %d\n", x);
+  printf("in the DLL %d, attached %d\n", x, attached);
   return 2 * x;
 }

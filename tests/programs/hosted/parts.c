@@ -1,10 +1,30 @@
-/* A hosted program that is linked to a hosted DLL. */
+/* A hosted program that is linked to a hosted DLL. Both have TLS callbacks. */
+#include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <windows.h>
 __declspec(dllimport) int twice(int);
+
+static int counts[4], before_constructors;
+static void NTAPI on_event(void* image, DWORD reason, void* unused) {
+  (void)unused;
+  counts[reason] += image == GetModuleHandleA(NULL);
+  if (reason == DLL_PROCESS_DETACH) puts("detached");
+}
+PIMAGE_TLS_CALLBACK const callback __attribute__((section(".CRT$XLB"), used)) = on_event;
+__attribute__((constructor)) static void construct(void) {
+  before_constructors = counts[DLL_PROCESS_ATTACH];
+}
+
+static void* same(void* argument) { return argument; }
 static void bye(void) { puts("atexit of the program"); }
 int main(void) {
+  pthread_t thread;
   atexit(bye);
   printf("main %d\n", twice(21));
+  pthread_create(&thread, NULL, same, NULL);
+  pthread_join(thread, NULL);
+  printf("attached %d, thread %d %d\n", before_constructors, counts[DLL_THREAD_ATTACH],
+         counts[DLL_THREAD_DETACH]);
   return 0;
 }
