@@ -31,7 +31,7 @@ refused sub 126 "is a directory"
 : >empty.exe
 refused empty.exe 126 "is empty"
 echo 'echo "a shell script, and no image"; exit 0' >text.exe
-refused text.exe 126 "is not a program image"
+refused text.exe 126 "is not a program image; tarncc makes one from sources"
 mkfifo pipe.exe
 refused pipe.exe 126 "is not a regular file"
 head -c $((pe + 100)) good.exe >headers.exe

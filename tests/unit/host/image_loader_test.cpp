@@ -105,8 +105,8 @@ TEST(ImageLoader, SaysWhatIsWrong) {
     FinishedImage::Bytes file;
     const char* wanted;
   } cases[] = {
-      {{}, "is not a program image"},
-      {{text.begin(), text.end()}, "is not a program image"},
+      {{}, "is not a program image; tarncc makes one from sources"},
+      {{text.begin(), text.end()}, "is not a program image; tarncc makes one from sources"},
       {with([](auto& made) { made.headers.magic = 0x4550 + 1; }), "not a Windows program image"},
       {with([](auto& made) { made.headers.file.machine = 0x14C; }), "machine 0x14c"},
       {with([](auto& made) { made.headers.optional.magic = 0x10B; }), "is not a 64-bit image"},

@@ -405,7 +405,7 @@ bool is_code(const Image& image, std::uint64_t offset) {
 bool check_image(const FileBytes& file, Image* image, LoadError* error) {
   pe::DosHeader dos{};
   if (!read_record(file.bytes, file.held, 0, &dos) || dos.magic != pe::kDosMagic) {
-    return refuse(error, "is not a program image");
+    return refuse(error, "is not a program image; tarncc makes one from sources");
   }
   pe::NtHeaders headers{};
   if (dos.pe_offset < sizeof dos || dos.pe_offset % 4 != 0) {
