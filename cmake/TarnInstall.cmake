@@ -4,11 +4,12 @@
 #   include/tarnlib/       the headers, which are a C library of their own
 #   lib/tarnlib/           what images are made with, and the DLLs
 #   lib/cmake/tarnlib/     find_package(tarnlib)
-#   lib/pkgconfig/         tarnlib.pc, tarnlib-hosted.pc
+#   share/pkgconfig/       tarnlib.pc, tarnlib-hosted.pc
 #   share/doc/tarnlib/     README and docs
+#   share/man/, share/bash-completion/
 #
 # Components: `tools` (this build's), `program` (what images are made with; the
-# windows build has it), `doc`.
+# windows build has it), `doc`. scripts/make_packages.sh makes packages of both.
 include(CMakePackageConfigHelpers)
 
 set(tarn_docs share/doc/tarnlib)
@@ -18,31 +19,20 @@ install(DIRECTORY docs/ DESTINATION ${tarn_docs}/docs COMPONENT doc)
 install(DIRECTORY examples/ DESTINATION ${tarn_docs}/examples COMPONENT doc
   FILES_MATCHING PATTERN "*.c" PATTERN "*.f90" PATTERN "*.h")
 
-set(CPACK_PACKAGE_NAME tarnlib)
-set(CPACK_PACKAGE_VENDOR tarnlib)
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY ${PROJECT_DESCRIPTION})
-set(CPACK_PACKAGE_CONTACT "tarnlib maintainers <tarnlib@localhost>")
-set(CPACK_PACKAGE_INSTALL_DIRECTORY tarnlib)
-set(CPACK_VERBATIM_VARIABLES ON)
 if(NOT WIN32)
   install(TARGETS tarnrun RUNTIME DESTINATION bin COMPONENT tools)
-  # The package of Linux holds what the windows build made for programs.
-  set(CPACK_GENERATOR DEB)
-  set(CPACK_INSTALL_CMAKE_PROJECTS
-    "${CMAKE_BINARY_DIR};tarnlib;tools;/;${CMAKE_BINARY_DIR};tarnlib;doc;/"
-    "${CMAKE_SOURCE_DIR}/build/windows;tarnlib;program;/")
-  set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-  set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-  set(CPACK_DEBIAN_PACKAGE_SECTION devel)
-  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-  set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "gcc-mingw-w64-x86-64")
-  set(CPACK_STRIP_FILES ON)
-  include(CPack)
+  include(TarnManuals)
+  foreach(tool tarnrun tarncc finish_image)
+    tarn_add_manual(${tool})
+    install(FILES packaging/completion RENAME ${tool}
+      DESTINATION share/bash-completion/completions COMPONENT tools)
+  endforeach()
   return()
 endif()
 
-install(FILES ${TARN_PROGRAM_DLLS} DESTINATION bin COMPONENT tools)
-install(FILES ${TARN_PROGRAM_DLLS} ${TARN_PROGRAM_IMPORT} cmake/program_flags cmake/program_flags_cpp
+set(stripped_dlls ${TARN_STRIPPED}/TARNLIBC64.DLL ${TARN_STRIPPED}/PANEVIEW64.DLL)
+install(FILES ${stripped_dlls} DESTINATION bin COMPONENT tools)
+install(FILES ${stripped_dlls} ${TARN_PROGRAM_IMPORT} cmake/program_flags cmake/program_flags_cpp
   cmake/hosted_flags cmake/fortran_flags cmake/legacy_flags ${TARN_HOSTED_PARTS} ${TARN_FORTRAN_PART}
   DESTINATION lib/tarnlib COMPONENT program)
 install(FILES ${TARN_PROGRAM_START} DESTINATION lib/tarnlib RENAME program_start.o
@@ -65,8 +55,5 @@ install(FILES cmake/tarnlibConfig.cmake ${CMAKE_BINARY_DIR}/tarnlibConfigVersion
   DESTINATION ${tarn_package} COMPONENT program)
 foreach(name tarnlib tarnlib-hosted)
   configure_file(cmake/${name}.pc.in ${CMAKE_BINARY_DIR}/${name}.pc @ONLY)
-  install(FILES ${CMAKE_BINARY_DIR}/${name}.pc DESTINATION lib/pkgconfig COMPONENT program)
+  install(FILES ${CMAKE_BINARY_DIR}/${name}.pc DESTINATION share/pkgconfig COMPONENT program)
 endforeach()
-
-set(CPACK_GENERATOR ZIP)
-include(CPack)

@@ -62,7 +62,7 @@ endif()
 
 # Only standard intrinsics, or the compiler would take a routine such as
 # DBESJ0 for its own; and no calls that the compiler invents.
-set(slatec_flags -O2 -g -std=f95 -w -mabi=ms -ffp-contract=off -fno-tree-loop-distribute-patterns)
+set(slatec_flags -O2 -g -fdebug-prefix-map=${CMAKE_SOURCE_DIR}=. -std=f95 -w -mabi=ms -ffp-contract=off -fno-tree-loop-distribute-patterns)
 set(TARN_SLATEC_SOURCES ${slatec_support})
 foreach(routine ${slatec_routines})
   set(assembly ${CMAKE_CURRENT_BINARY_DIR}/slatec/${routine}.S)

@@ -12,6 +12,7 @@ host_packages=(
   liblz4-dev
   clang clang-format clang-tidy libclang-rt-14-dev tmux valgrind python3
   mkdocs mkdocs-material
+  debhelper lintian help2man binfmt-support zip xz-utils
 )
 windows_packages=(
   g++-mingw-w64-x86-64-posix gfortran-mingw-w64-x86-64-posix wine64 wine

@@ -35,7 +35,7 @@ tarn_version_resource(TARNLIBC64.DLL "${PROJECT_DESCRIPTION}" version_object)
 set(unfinished ${CMAKE_CURRENT_BINARY_DIR}/TARNLIBC64.unfinished.dll)
 add_custom_command(
   OUTPUT ${CMAKE_BINARY_DIR}/TARNLIBC64.DLL ${CMAKE_BINARY_DIR}/libtarnlibc64.dll.a
-  COMMAND ${CMAKE_CXX_COMPILER} -nostdlib -shared -Wl,-e,__BrackenStartup
+  COMMAND ${CMAKE_CXX_COMPILER} -nostdlib -shared ${TARN_NO_TIME} -Wl,-e,__BrackenStartup
           -Wl,--out-implib,${CMAKE_BINARY_DIR}/libtarnlibc64.dll.a
           $<TARGET_OBJECTS:tarn_dll_start> $<TARGET_OBJECTS:tarn_dll_watch>
           $<TARGET_OBJECTS:tarn_modules>
@@ -51,5 +51,15 @@ add_custom_command(
           $<TARGET_OBJECTS:tarn_platform> $<TARGET_OBJECTS:tarn_compiler_support>
           ${version_object} ${CMAKE_BINARY_DIR}/TARNLIBC64.def
           ${CMAKE_BINARY_DIR}/libpaneview64_calls.a ${finish_image})
+# What is installed.
+add_custom_command(OUTPUT ${TARN_STRIPPED}/TARNLIBC64.DLL
+  COMMAND ${CMAKE_COMMAND} -E make_directory ${TARN_STRIPPED}
+  COMMAND ${finish_image} --dll --public-routines --strip ${unfinished} -o ${TARN_STRIPPED}/TARNLIBC64.DLL
+  COMMAND ${CMAKE_OBJCOPY} --only-keep-debug ${CMAKE_BINARY_DIR}/TARNLIBC64.DLL
+          ${TARN_STRIPPED}/TARNLIBC64.DLL.debug
+  DEPENDS ${CMAKE_BINARY_DIR}/TARNLIBC64.DLL
+  BYPRODUCTS ${TARN_STRIPPED}/TARNLIBC64.DLL.debug
+  VERBATIM)
 add_custom_target(tarn_dll ALL
-  DEPENDS ${CMAKE_BINARY_DIR}/TARNLIBC64.DLL ${CMAKE_BINARY_DIR}/libtarnlibc64.dll.a)
+  DEPENDS ${CMAKE_BINARY_DIR}/TARNLIBC64.DLL ${CMAKE_BINARY_DIR}/libtarnlibc64.dll.a
+          ${TARN_STRIPPED}/TARNLIBC64.DLL)

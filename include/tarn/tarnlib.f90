@@ -923,7 +923,7 @@ contains
         length = length + 1
       end do
     end if
-    allocate (character(length) :: text)
+    text = repeat(" ", length)
     do i = 1, length
       text(i:i) = bytes(i)
     end do

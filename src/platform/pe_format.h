@@ -31,6 +31,9 @@ inline constexpr std::uint64_t kImportByOrdinal = 0x8000000000000000;
 inline constexpr std::size_t kImageMarkOffset = 0x10;
 inline constexpr char kImageMark[] = "BRACKENMOOR";
 inline constexpr std::size_t kImageMarkLength = 11;
+// After it 1 in an ordinary image that has the tables alone, 0 in one of the suite: by
+// mark and 0 a system tells which images are for tarnrun.
+inline constexpr std::size_t kOrdinaryImageOffset = 0x1B;
 inline constexpr std::size_t kRoutineTableFieldOffset = 0x1C;
 inline constexpr char kTableSection[] = ".tarntab";
 

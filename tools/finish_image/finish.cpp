@@ -354,6 +354,7 @@ Finished add_report(Image image, const Options& options, std::size_t file_size) 
   }
   if (options.strip) strip(image);
   add_tables(image, table);
+  image.dos_part[pe::kOrdinaryImageOffset] = 1;
   return {write_image(std::move(image)), ""};
 }
 

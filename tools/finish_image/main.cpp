@@ -16,10 +16,12 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kHelp[] =
-    "finish_image [options] INPUT -o OUTPUT   finish a linked program or DLL\n"
-    "finish_image --report-only IMAGE         give an ordinary program or DLL the tables that\n"
-    "                                         reports need; it stays as it is otherwise\n"
-    "finish_image --list IMAGE                print a finished image's start-up script\n"
+    "Usage: finish_image [options] INPUT -o OUTPUT\n"
+    "   or: finish_image --report-only IMAGE\n"
+    "   or: finish_image --list IMAGE\n"
+    "\n"
+    "Finishes a linked program or DLL; or gives an ordinary one the tables that reports\n"
+    "need, and leaves it as it is otherwise; or prints a finished image's start-up script.\n"
     "\n"
     "  --dll             refuse INPUT if it is not a DLL\n"
     "  --undefined-fill  fill allocated common blocks with the byte 0x80\n"

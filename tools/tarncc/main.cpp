@@ -10,7 +10,7 @@
 namespace {
 
 constexpr char kHelp[] =
-    "tarncc [options] FILE... -o IMAGE\n"
+    "Usage: tarncc [options] FILE... -o IMAGE\n"
     "\n"
     "Makes a program of C and C++ sources (.c .cpp .cc .cxx), Fortran (.f .for .f90 .f95\n"
     ".f03 .f08, and in capitals), assembly (.s .S), objects (.o .obj) and libraries (.a),\n"

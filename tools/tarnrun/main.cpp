@@ -15,7 +15,7 @@ namespace {
 namespace platform = tarn::platform;
 
 constexpr char kHelp[] =
-    "tarnrun PROGRAM.EXE [ARGUMENT...]\n"
+    "Usage: tarnrun PROGRAM.EXE [ARGUMENT...]\n"
     "\n"
     "Runs a finished x86-64 program image. PROGRAM.EXE is a path of this system, or\n"
     "one that begins with the drive Z:, which is the root folder; its .exe\n"

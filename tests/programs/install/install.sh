@@ -3,7 +3,8 @@
 set -euo pipefail
 host=$1 windows=$2 folder=$3 wine=$4
 here=$(cd "$(dirname "$0")" && pwd)
-prefix=$folder/prefix
+root=$folder/root
+prefix=$root/usr
 rm -rf "$folder"
 mkdir -p "$folder/work"
 cd "$folder/work"
@@ -22,9 +23,20 @@ expect() {
   case $said in *"$text"*) ;; *) fail "$*: says: $said" ;; esac
 }
 
-for build in "$host" "$windows"; do
-  cmake --install "$build" --prefix "$prefix" >/dev/null
-done
+# The packages, in a root of their own, and what is for other machines.
+"$here/../../../scripts/make_packages.sh" "$folder/packages" "$host" "$windows" ||
+  fail "make_packages.sh"
+if [ "$(id -u)" = 0 ]; then
+  mkdir -p "$root"/var/lib/dpkg/{info,updates}
+  touch "$root"/var/lib/dpkg/{status,available}
+  in_root() { dpkg --root="$root" --force-depends --force-script-chrootless "$@" >dpkg.log 2>&1; }
+  find "$root" | sort >empty.list
+  in_root --install "$folder"/packages/*.deb || { cat dpkg.log; fail "dpkg --install"; }
+else
+  for package in "$folder"/packages/*.deb; do dpkg-deb -x "$package" "$root"; done
+fi
+cmake -E make_directory zip && (cd zip && cmake -E tar xf "$folder"/packages/*.zip)
+mkdir linux && tar -C linux -xf "$folder"/packages/*-linux-x86_64.tar.xz
 PATH=$prefix/bin:$PATH
 
 cp "$here"/consumer/*.c .
@@ -43,7 +55,7 @@ expect 3 "Hello, Ann" tarnrun greet.exe Ann
 tarncc -c hello.c && tarncc hello.o --strip -o again.exe
 expect 4 hello tarnrun again.exe
 if [ -n "$wine" ]; then # the compiler of a machine with Windows is not here
-  TARN_CC=nowhere expect 1 "there is no compiler nowhere" "$wine" "$prefix/bin/tarncc.exe" hello.c
+  TARN_CC=nowhere expect 1 "there is no compiler nowhere" "$wine" zip/*/bin/tarncc.exe hello.c
 fi
 
 # As a compiler: each as GCC does it, or refused in one line.
@@ -177,7 +189,7 @@ for runner in tarnrun $wine; do
   expect 6 "1.5 1" "$runner" "put there/bin/greeting.exe"
   expect 7 "Counting 1 2 3" "$runner" "put there/bin/counting.exe"
 done
-export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
+export PKG_CONFIG_PATH=$prefix/share/pkgconfig
 cc=x86_64-w64-mingw32-gcc
 cmake -S "$here/compiled" -B compiled -G Ninja -DCMAKE_SYSTEM_NAME=Windows \
   -DCMAKE_C_COMPILER="$prefix/bin/tarncc" -DCMAKE_CXX_COMPILER="$prefix/bin/tarncc" \
@@ -221,7 +233,7 @@ for kind in tarnlib tarnlib-hosted; do
   expect 4 hello tarnrun packaged.exe
 done
 if [ -n "$wine" ]; then # over the one that is there
-  expect 0 "" "$wine" "$prefix/bin/finish_image.exe" packaged.tmp.exe -o packaged.exe
+  expect 0 "" "$wine" zip/*/bin/finish_image.exe packaged.tmp.exe -o packaged.exe
 fi
 expect 4 hello tarnrun packaged.exe
 
@@ -230,18 +242,32 @@ version=$(tarnrun --version | cut -d' ' -f2)
 [ "$(tarncc --version | head -1)" = "tarncc $version" ] || fail "tarncc --version"
 grep -q "PACKAGE_VERSION \"$version\"" "$prefix/lib/cmake/tarnlib/tarnlibConfigVersion.cmake" ||
   fail "version of the CMake package"
-tr -d '\0' <"$prefix/bin/TARNLIBC64.DLL" | grep -acF "ProductVersion$version" >version.count ||
+tr -d '\0' <"$prefix/lib/tarnlib/TARNLIBC64.DLL" | grep -acF "ProductVersion$version" >version.count ||
   fail "version of the DLL"
 
-# The packages.
-cpack --config "$host/CPackConfig.cmake" -B packages >cpack.log 2>&1 || { cat cpack.log; fail "deb"; }
-cpack --config "$windows/CPackConfig.cmake" -B packages >cpack.log 2>&1 || { cat cpack.log; fail "zip"; }
-dpkg-deb -x packages/*.deb unpacked
-unpacked/usr/bin/tarncc hello.c -o packed.exe
-expect 4 hello unpacked/usr/bin/tarnrun packed.exe
-(cd packages && cmake -E tar xf ./*.zip)
+# The packages: what Linux gives tarnrun by itself, what is for other machines, and the end.
+binfmts() {
+  update-binfmts --admindir "$PWD/formats" --importdir "$prefix/share/binfmts" --procdir "$PWD/kernel" "$@"
+}
+mkdir formats kernel && touch kernel/tarnrun && binfmts --import tarnrun
+tarncc --report-only hello.c -o report.exe
+expect 0 /usr/bin/tarnrun binfmts --find hello.exe
+for file in plain.exe report.exe; do
+  [ -z "$(binfmts --find $file)" ] || fail "$file would be given to tarnrun"
+done
+completed=$(bash -c '. "$1"; _tarnlib_complete tarncc --hos; echo "${COMPREPLY[*]}"' - \
+  "$prefix/share/bash-completion/completions/tarncc")
+[ "$completed" = --hosted ] || fail "completion: $completed"
+linux/*/bin/tarncc hello.c -o packed.exe
+expect 4 hello linux/*/bin/tarnrun packed.exe
 for file in bin/tarncc.exe bin/finish_image.exe bin/TARNLIBC64.DLL include/tarnlib/stdio.h \
   lib/tarnlib/libtarnlibc64.dll.a share/doc/tarnlib/README.md; do
-  [ -s packages/tarnlib-*/"$file" ] || fail "the zip lacks $file"
+  [ -s zip/*/"$file" ] || fail "the zip lacks $file"
 done
+if [ "$(id -u)" = 0 ]; then
+  in_root --purge tarnrun tarnrun-binfmt tarnlib-{tools,dev,doc} {tarnrun,tarnlib-tools,tarnlib-dev}-dbgsym ||
+    { cat dpkg.log; fail "dpkg --purge"; }
+  find "$root" | sort | grep -v /var/lib/dpkg/ >left.list
+  grep -v /var/lib/dpkg/ empty.list | cmp - left.list || fail "left behind: $(cat left.list)"
+fi
 echo "install: all as expected"
