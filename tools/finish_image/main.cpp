@@ -8,6 +8,7 @@
 #include <new>
 #include <string>
 
+#include "executable.h"
 #include "finish.h"
 #include "script.h"
 
@@ -64,19 +65,6 @@ finisher::Bytes read_file(const std::string& name) {
   return bytes;
 }
 
-// Whoever may read the file may run it.
-void make_executable(const std::string& name, std::error_code& error) {
-  using fs::perms;
-  const perms now = fs::status(name, error).permissions();
-  for (const auto& [read, run] : {std::pair(perms::owner_read, perms::owner_exec),
-                                  {perms::group_read, perms::group_exec},
-                                  {perms::others_read, perms::others_exec}}) {
-    if (!error && (now & read) != perms::none) {
-      fs::permissions(name, run, fs::perm_options::add, error);
-    }
-  }
-}
-
 // Under a temporary name in the same folder first: there is never half a file.
 void write_file(const std::string& name, const finisher::Bytes& bytes) {
   std::error_code error;
@@ -93,7 +81,7 @@ void write_file(const std::string& name, const finisher::Bytes& bytes) {
     error.assign(errno, std::generic_category());
   }
   if (std::fclose(file) != 0 && !error) error.assign(errno, std::generic_category());
-  if (!error) make_executable(unfinished, error);
+  if (!error) finisher::make_executable(unfinished, error);
   if (!error) fs::rename(unfinished, name, error);  // also over a file that is there
   if (!error) return;
   std::remove(unfinished.c_str());

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "messages.h"
+#include "tools/finish_image/executable.h"
 
 #ifdef _WIN32
 #include <process.h>
@@ -58,18 +59,42 @@ bool copy_bytes(const fs::path& from, const fs::path& to) {
   return !std::ferror(source.stream) && copy.close();
 }
 
-}  // namespace
-
-int put_beside_image(const fs::path& file, const fs::path& folder) {
-  const fs::path name = file.filename();
-  const fs::path there = folder / name;
-  if (have_same_bytes(file, there)) return kDone;
-  const fs::path unfinished = folder / (name.string() + "." + std::to_string(getpid()) + ".tmp");
-  std::error_code error, ignored;
-  fs::remove(unfinished, ignored);
-  if (!copy_bytes(file, unfinished)) error.assign(errno, std::generic_category());
+// The unfinished file gets the name of the whole one, or is removed.
+int put_into_place(const fs::path& unfinished, const fs::path& there, std::error_code error) {
+  std::error_code ignored;
   if (!error) fs::rename(unfinished, there, error);
   if (!error) return kDone;
   fs::remove(unfinished, ignored);
-  return refuse("cannot put " + name.string() + " beside the image: " + error.message());
+  return refuse("cannot put " + there.filename().string() +
+                " beside the image: " + error.message());
+}
+
+fs::path unfinished_name(const fs::path& there) {
+  fs::path unfinished = there;
+  unfinished += "." + std::to_string(getpid()) + ".tmp";
+  std::error_code ignored;
+  fs::remove(unfinished, ignored);
+  return unfinished;
+}
+
+}  // namespace
+
+int write_program(const fs::path& file, const void* bytes, std::size_t size) {
+  const fs::path unfinished = unfinished_name(file);
+  std::error_code error;
+  File program(unfinished, "wbx");
+  if (!program.stream || std::fwrite(bytes, 1, size, program.stream) != size || !program.close()) {
+    error.assign(errno, std::generic_category());
+  }
+  if (!error) finisher::make_executable(unfinished, error);
+  return put_into_place(unfinished, file, error);
+}
+
+int put_beside_image(const fs::path& file, const fs::path& folder) {
+  const fs::path there = folder / file.filename();
+  if (have_same_bytes(file, there)) return kDone;
+  const fs::path unfinished = unfinished_name(there);
+  std::error_code error;
+  if (!copy_bytes(file, unfinished)) error.assign(errno, std::generic_category());
+  return put_into_place(unfinished, there, error);
 }

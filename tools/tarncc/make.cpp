@@ -3,6 +3,7 @@
 #include "beside_image.h"
 #include "messages.h"
 #include "scratch.h"
+#include "standalone.h"
 #include "steps.h"
 
 namespace {
@@ -31,6 +32,9 @@ int make_image(const Job& job, const Words& objects) {
                          : fs::path(request.dll ? "unfinished.dll" : "unfinished.exe"));
   if (const int status = link(job, objects, unfinished)) return status;
   if (const int status = finish(job, unfinished)) return status;
+  if (!request.standalone.empty()) {
+    if (const int status = make_standalone(job)) return status;
+  }
   if (request.only_print) return kDone;
   // Where Windows looks first for what an image needs.
   const fs::path folder = fs::path(request.output).parent_path();

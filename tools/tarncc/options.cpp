@@ -51,6 +51,7 @@ enum Here {
   kStack,
   kThreads,
   kNoDlls,
+  kStandalone,
   kVerbose,
   kVerboseCompiler,
   kOnlyPrint,
@@ -103,6 +104,7 @@ constexpr Option kOptions[] = {
     here("--stack=", Form::kPrefix, kStack),
     here("-pthread", Form::kAlone, kThreads),
     here("--no-dlls", Form::kAlone, kNoDlls),
+    here("--standalone", Form::kAlone, kStandalone),
     here("--verbose", Form::kAlone, kVerbose),
     here("-v", Form::kAlone, kVerboseCompiler),
     here("-###", Form::kAlone, kOnlyPrint),
@@ -386,6 +388,9 @@ class Reader {
       case kNoDlls:
         request.copy_dlls = false;
         break;
+      case kStandalone:
+        standalone_ = true;
+        break;
       case kVerboseCompiler:
         verbose_compiler_ = true;
         [[fallthrough]];
@@ -451,6 +456,7 @@ class Reader {
  public:
   bool verbose_compiler_ = false;
   bool threads_ = false;
+  bool standalone_ = false;
 };
 
 bool is_header(const Input& input) {
@@ -485,6 +491,17 @@ bool is_hosted_by_itself(const Request& request) {
   });
 }
 
+// The program of Linux has the name without ".exe", the image that with it.
+void name_standalone(Request* request) {
+  constexpr std::string_view kImage = ".exe";
+  std::string name = request->output.empty() ? "a" : request->output;
+  if (name.size() > kImage.size() && name.ends_with(kImage)) {
+    name.resize(name.size() - kImage.size());
+  }
+  request->standalone = name;
+  request->output = name.append(kImage);
+}
+
 // Errors in the combination of options; an empty string if all is well.
 std::string contradiction(const Request& request) {
   const bool to_text = request.goal == Goal::kAssembly || request.goal == Goal::kPreprocessed ||
@@ -504,10 +521,11 @@ std::string contradiction(const Request& request) {
     if (input.is_source && request.goal == Goal::kImage && is_header(input)) {
       return input.word + ": a header is no part of an image";
     }
-    std::error_code ignored;
-    if (fs::is_regular_file(request.output, ignored) &&
-        fs::equivalent(input.word, request.output, ignored)) {
-      return input.word + ": would be overwritten by the output";
+    for (const std::string& output : {request.output, request.standalone}) {
+      std::error_code ignored;
+      if (fs::is_regular_file(output, ignored) && fs::equivalent(input.word, output, ignored)) {
+        return input.word + ": would be overwritten by the output";
+      }
     }
   }
   if (standard_inputs > 1) return "standard input is one source";
@@ -585,6 +603,11 @@ int read_command_line(const Words& words, Request* request) {
   }
   if (reader.threads_ && !has_threads) {
     return refuse("-pthread is not supported: only hosted programs have POSIX threads");
+  }
+  if (reader.standalone_ && request->goal == Goal::kImage) {
+    if (request->dll) return usage_error("--standalone makes programs, not DLLs");
+    if (request->report_only) return usage_error("ordinary programs run on Windows alone");
+    name_standalone(request);
   }
   const std::string wrong = contradiction(*request);
   return wrong.empty() ? kDone : usage_error(wrong);

@@ -56,6 +56,7 @@ std::string find_places(const char* argument, Places* places) {
   places->include = prefix / "include" / "tarnlib";
   places->parts = prefix / "lib" / "tarnlib";
   places->finish_image = tools / (std::string("finish_image") + kProgramSuffix);
+  places->runner = tools / "tarnrun";
   for (const fs::path& file :
        {places->include / "stdio.h", places->parts / "libtarnlibc64.dll.a",
         places->parts / "program_start.o", places->parts / "program_flags", places->finish_image}) {

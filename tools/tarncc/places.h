@@ -6,6 +6,7 @@
 
 struct Places {
   std::filesystem::path include, parts, finish_image, compiler;
+  std::filesystem::path runner;   // which need not be there
   std::filesystem::path fortran;  // which also links Fortran programs
 };
 

@@ -31,6 +31,7 @@ struct Request {
   Words compiler_options, finish_options;
   Words fortran_options;  // for Fortran sources alone
   std::string output;
+  std::string standalone;  // also the program that carries the runner; empty: none
   bool dll = false, copy_dlls = true;
   bool hosted = false;       // against the compiler's own headers and libraries
   bool suite = false;        // C++ in the library's own way, without its standard library

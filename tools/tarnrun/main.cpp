@@ -68,16 +68,10 @@ bool load(const char* file, platform::LoadError* error) {
   return false;
 }
 
-// Returns only if the program cannot be run. Without a command line it is made
-// of the arguments.
-int run(char* program, char* command_line, int count, char** arguments) {
+// Of the program that is loaded. Returns only if it cannot be run. Without a command
+// line it is made of the arguments.
+int start(const char* program, char* command_line, int count, char** arguments) {
   platform::LoadError error;
-  char host_path[platform::kPathSize];
-  const char* file = program;
-  if (platform::has_drive(program) && platform::to_host_path(program, host_path)) file = host_path;
-  platform::offer_native_libraries(kLibraries, sizeof kLibraries / sizeof kLibraries[0]);
-  if (!load(file, &error)) return refused(program, error);
-
   char path[platform::kPathSize + 2];
   platform::GetModuleFileNameA(nullptr, path, sizeof path);
   if (!command_line) command_line = platform::build_command_line(path, count, arguments);
@@ -91,10 +85,33 @@ int run(char* program, char* command_line, int count, char** arguments) {
   return refused(program, error);
 }
 
+int run(char* program, char* command_line, int count, char** arguments) {
+  platform::LoadError error;
+  char host_path[platform::kPathSize];
+  const char* file = program;
+  if (platform::has_drive(program) && platform::to_host_path(program, host_path)) file = host_path;
+  platform::offer_native_libraries(kLibraries, sizeof kLibraries / sizeof kLibraries[0]);
+  if (!load(file, &error)) return refused(program, error);
+  return start(program, command_line, count, arguments);
+}
+
+int run_carried(int count, char** arguments) {
+  platform::LoadError error;
+  platform::offer_native_libraries(kLibraries, sizeof kLibraries / sizeof kLibraries[0]);
+  if (!platform::load_carried_program(&error)) return refused(arguments[0], error);
+  return start(arguments[0], nullptr, count - 1, arguments + 1);
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
   platform::take_exit_socket();
+  if (count > 0 && platform::carries_program()) {
+    const bool as_runner = count > 1 && strcmp(arguments[1], platform::kRunnerOption) == 0;
+    if (!as_runner) return run_carried(count, arguments);
+    --count;
+    ++arguments;
+  }
   if (count < 2) return usage_error("no program", "");
   char* const first = arguments[1];
   if (strcmp(first, "--help") == 0) {

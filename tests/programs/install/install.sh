@@ -58,6 +58,49 @@ if [ -n "$wine" ]; then # the compiler of a machine with Windows is not here
   TARN_CC=nowhere expect 1 "there is no compiler nowhere" "$wine" zip/*/bin/tarncc.exe hello.c
 fi
 
+# One file: it needs no installation and no DLL of the program's; the Windows one has all beside
+# it. It starts other images, and is refused if it is not whole.
+mkdir -p away/dlls && mv part.dll libpart.dll.a away/dlls
+tarncc --standalone greeting.c away/dlls/libpart.dll.a -o away/greet
+cat >away.cpp <<'END'
+#include <cstdio>
+#include <cstdlib>
+#include <stdexcept>
+int main(int count, char** arguments) {
+  try {
+    throw std::runtime_error(count > 1 ? "thrown" : "not thrown");
+  } catch (const std::exception& error) {
+    std::puts(error.what());
+    std::fflush(stdout);
+  }
+  std::printf("%d\n", std::system(arguments[1]));
+  std::abort();
+}
+END
+tarncc --standalone away.cpp -o away/cpp.exe
+tarncc --standalone "$here/consumer/counting.f90" -o away/counting
+mkdir alone && mv away/{greet,cpp,counting} alone && cp hello.exe alone
+for run in "alone/%s" ${wine:+"$wine away/%s.exe"}; do
+  expect 3 "Hello, Ann" ${run/\%s/greet} Ann
+  expect 7 "Counting 1 2 3" ${run/\%s/counting}
+done
+said=$(cd alone && PATH= ./cpp hello.exe 2>&1) && fail "an abort is told by its status"
+for text in thrown hello 4 "report on cpp" "in main in line 12"; do
+  case $said in *"$text"*) ;; *) fail "standalone: no '$text' in: $said" ;; esac
+done
+size=$(stat -c %s alone/greet)
+for left in $((size - 1)) $((size - 5000)) $((size - 60000)); do
+  head -c $left alone/greet >cut && chmod +x cut
+  expect 126 "./cut: is cut off" ./cut
+done
+size_carried=$((size - ($(stat -c %s "$prefix/bin/tarnrun") + 4095) / 4096 * 4096))
+for at in 0 6 20 300 9000; do # of what it carries: the count, names, places, images
+  cp alone/greet cut
+  printf '\377' | dd of=cut bs=1 seek=$((size - size_carried + at)) conv=notrunc status=none
+  expect 126 "./cut: is damaged" ./cut
+done
+mv away/dlls/* .
+
 # As a compiler: each as GCC does it, or refused in one line.
 [ "$(printf 'int x = N;' | tarncc -E -P -DN=5 -x c -)" = "int x = 5;" ] || fail "-E of standard input"
 printf 'int main(void) { return 6; }' | tarncc -pipe --param max-inline-insns-auto=9 -x c - -o in.exe

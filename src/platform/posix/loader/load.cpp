@@ -1,7 +1,13 @@
 // Loading: a file and every library that it needs are mapped and bound before
 // anything of them runs.
 
+#include <errno.h>
+#include <stdio.h>
+#include <string.h>
+#include <unistd.h>
+
 #include "platform/image_imports.h"
+#include "platform/posix/loader/carried.h"
 #include "platform/posix/loader/entry.h"
 #include "platform/posix/loader/search.h"
 
@@ -50,7 +56,26 @@ void drop_load(const Load& load) {
   }
 }
 
-int load_file(const char* host_path, int index, Load* load, LoadError* error);
+// The file `host_path`, or one that this executable carries and that counts as being there.
+struct Source {
+  char host_path[kPathSize];
+  FileBytes carried;  // without bytes: none
+};
+
+int load_file(const Source& source, int index, Load* load, LoadError* error);
+
+bool own_path(char (&host_path)[kPathSize]) {
+  const ssize_t length = readlink("/proc/self/exe", host_path, kPathSize - 1);
+  host_path[length > 0 ? length : 0] = '\0';
+  return length > 0;
+}
+
+bool find_carried(const char* name, Source* source) {
+  if (!carried_library(name, &source->carried) || !own_path(source->host_path)) return false;
+  char* const file = strrchr(source->host_path, '/') + 1;
+  const auto room = static_cast<std::size_t>(source->host_path + kPathSize - file);
+  return snprintf(file, room, "%s", name) < static_cast<int>(room);
+}
 
 // The module of that name, which is loaded if necessary.
 int open_library(const char* name, Load* load, LoadError* error) {
@@ -61,8 +86,8 @@ int open_library(const char* name, Load* load, LoadError* error) {
   }
   const int loaded = module_named(full);
   if (loaded != kNoModule) return loaded;
-  char host_path[kPathSize];
-  if (!find_library_file(full, host_path)) {
+  Source source{};
+  if (!find_carried(full, &source) && !find_library_file(full, source.host_path)) {
     refuse(error, "it is neither beside the program nor in the current folder nor on PATH");
     error->not_found = true;
     return kNoModule;
@@ -72,7 +97,7 @@ int open_library(const char* name, Load* load, LoadError* error) {
     refuse(error, "there are more than %d modules", kMostModules);
     return kNoModule;
   }
-  return load_file(host_path, index, load, error);
+  return load_file(source, index, load, error);
 }
 
 struct Importer {
@@ -104,26 +129,26 @@ bool bind_record(ModuleRecord* record, Load* load, LoadError* error) {
   return bind_imports(record->image, source, error) && protect_image(record->image, error);
 }
 
-bool map_record(const char* host_path, bool is_program, ModuleRecord* record, LoadError* error) {
-  FileBytes file;
+bool map_record(const Source& source, bool is_program, ModuleRecord* record, LoadError* error) {
+  FileBytes file = source.carried;
   Image* const image = &record->image;
-  if (!read_image_file(host_path, &file, error)) return false;
+  if (!file.bytes && !read_image_file(source.host_path, &file, error)) return false;
   bool good = check_image(file, image, error);
   if (good && image->is_dll == is_program) {
     good = refuse(error, is_program ? "is a DLL, not a program" : "is a program, not a DLL");
   }
-  if (good && !to_program_path(host_path, record->path, sizeof record->path)) {
+  if (good && !to_program_path(source.host_path, record->path, sizeof record->path)) {
     good = refuse(error, "has a path that a program cannot name");
   }
   good = good && map_image(file, image, error);
-  release_image_file(&file);
+  if (!source.carried.bytes) release_image_file(&file);
   return good;
 }
 
 // Into modules[index]; index, or kNoModule.
-int load_file(const char* host_path, int index, Load* load, LoadError* error) {
+int load_file(const Source& source, int index, Load* load, LoadError* error) {
   ModuleRecord* const record = &modules[index];
-  if (!map_record(host_path, index == kMainImage, record, error)) return kNoModule;
+  if (!map_record(source, index == kMainImage, record, error)) return kNoModule;
   record->needs = 0;
   record->references = 0;
   record->load = load->number;
@@ -133,15 +158,13 @@ int load_file(const char* host_path, int index, Load* load, LoadError* error) {
   return index;
 }
 
-}  // namespace
-
-bool load_program(const char* host_path, LoadError* error) {
+bool load_program_from(const Source& source, LoadError* error) {
   const ModuleLock lock;
   name_main_image();
   ModuleRecord* const record = &modules[kMainImage];
   if (record->state != ModuleState::kNative) return refuse(error, "another program is loaded");
   Load load{++last_load, {}};
-  if (load_file(host_path, kMainImage, &load, error) == kNoModule ||
+  if (load_file(source, kMainImage, &load, error) == kNoModule ||
       !make_stack(record->image.stack_reserve, error)) {
     drop_load(load);
     set_state(record, ModuleState::kFree);
@@ -150,6 +173,22 @@ bool load_program(const char* host_path, LoadError* error) {
   }
   set_program_order(load.order);
   return true;
+}
+
+}  // namespace
+
+bool load_program(const char* host_path, LoadError* error) {
+  Source source{};
+  if (strlen(host_path) >= kPathSize) return refuse(error, "%s", strerror(ENAMETOOLONG));
+  strcpy(source.host_path, host_path);
+  return load_program_from(source, error);
+}
+
+bool load_carried_program(LoadError* error) {
+  Source source{};
+  if (!open_carried(error)) return false;
+  if (!own_path(source.host_path)) return refuse(error, "does not know its own path");
+  return carried_program(&source.carried) && load_program_from(source, error);
 }
 
 bool is_finished_program(const char* host_path) {

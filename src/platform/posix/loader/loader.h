@@ -5,6 +5,7 @@
 //   image_loader    an image file in memory, checked, bound and protected
 //   module_list     the list and the look-ups in it
 //   search          where files are looked for
+//   carried         the files that a standalone program carries
 //   load            a file and what it needs
 //   entry           the entries of DLLs, the program's stack and its entry
 //
@@ -65,6 +66,14 @@ bool is_code(const Image& image, std::uint64_t offset);
 // it asks for. None of their code has run, and none stays loaded if one is
 // refused.
 bool load_program(const char* host_path, LoadError* error);
+
+// This executable is a standalone program: a runner that carries an image, and runs that
+// and no other.
+bool carries_program();
+
+// As load_program, of the image that this executable carries, whose path is then the
+// executable's. It and its DLLs are looked for among what is carried first.
+bool load_carried_program(LoadError* error);
 
 // Calls the entries of the program's DLLs, then its own on its stack. Returns
 // only if a DLL fails to start.

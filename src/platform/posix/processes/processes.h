@@ -32,6 +32,9 @@ void set_command_line(char* command_line);
 // line; its value is the next argument, and the program comes after it.
 inline constexpr char kCommandLineOption[] = "--command-line";
 
+// As the first argument: a standalone program is to do as tarnrun, with those after it.
+inline constexpr char kRunnerOption[] = "--as-tarnrun";
+
 // For a runner, once, before any code of the program has run: takes over the
 // means by which it sends its exit code to the process that started it. The
 // program and its children do not see them.

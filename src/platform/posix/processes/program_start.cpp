@@ -18,7 +18,7 @@ constexpr char kBlanks[] = " \t";
 constexpr char kShell[] = "/bin/sh";
 constexpr char kExtension[] = ".exe";
 constexpr std::size_t kMostPathText = 10 * kPathSize;  // two, of quotes that take four bytes each
-constexpr std::size_t kMostAdded = 4;  // arguments that this file adds itself, null included
+constexpr std::size_t kMostAdded = 5;  // arguments that this file adds itself, null included
 
 bool is_blank(char c) { return c == ' ' || c == '\t'; }
 
@@ -168,6 +168,7 @@ bool put_shell_command(char* to, const char* text) {
     runner[length > 0 ? length : 0] = '\0';
     if (image && !strpbrk(name.rest, kBetweenCommands)) to = stpcpy(to, "exec ");
     if (image) to = stpcpy(put_quoted(to, runner), " ");
+    if (image && carries_program()) to = stpcpy(stpcpy(to, kRunnerOption), " ");
     if (image || (is_path && !is_program)) {
       to = put_quoted(to, found);
       text = name.rest;
@@ -244,7 +245,8 @@ bool read_command(const char* command_line, HostCommand* command) {
   }
 
   const std::size_t pointers = (length / 2 + kMostAdded + 1) * sizeof(char*);
-  const std::size_t most_text = length + kMostPathText + sizeof kCommandLineOption;
+  const std::size_t most_text =
+      length + kMostPathText + sizeof kCommandLineOption + sizeof kRunnerOption;
   command->arguments = static_cast<char**>(malloc(pointers + most_text));
   if (!command->arguments) {
     fail(kErrorNotEnoughMemory);
@@ -261,10 +263,11 @@ bool read_command(const char* command_line, HostCommand* command) {
   }
   command->runs_image = image;
   if (image) {
-    char* to = put(put(put(texts, "tarnrun"), kCommandLineOption), command_line);
-    put(to, command->path);
+    char* to = put(texts, "tarnrun");
+    if (carries_program()) to = put(to, kRunnerOption);
+    put(put(put(to, kCommandLineOption), command_line), command->path);
     strcpy(command->path, "/proc/self/exe");
-    return set_arguments(command, texts, 4);
+    return set_arguments(command, texts, carries_program() ? 5 : 4);
   }
   memcpy(texts, name.text, name.length);
   texts[name.length] = '\0';
