@@ -22,7 +22,7 @@ install(DIRECTORY examples/ DESTINATION ${tarn_docs}/examples COMPONENT doc
 if(NOT WIN32)
   install(TARGETS tarnrun RUNTIME DESTINATION bin COMPONENT tools)
   include(TarnManuals)
-  foreach(tool tarnrun tarncc finish_image)
+  foreach(tool tarnrun tarncc finish_image tarnreport)
     tarn_add_manual(${tool})
     install(FILES packaging/completion RENAME ${tool}
       DESTINATION share/bash-completion/completions COMPONENT tools)

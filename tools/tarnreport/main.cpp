@@ -15,7 +15,9 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kHelp[] =
-    "tarnreport [options] FILE   print a saved report with the source lines of each frame\n"
+    "Usage: tarnreport [options] FILE\n"
+    "\n"
+    "Prints a saved report with the source lines of each frame.\n"
     "\n"
     "  -c, --context N   N lines before and after each, 0 to 1000; otherwise 3\n"
     "  --source DIR      look for source files below DIR first: the path in the report, or as\n"
