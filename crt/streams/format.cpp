@@ -47,6 +47,12 @@ int read_star(const char** text, va_list& arguments, const va_list first) {
 Conversion read_conversion(const char** text, va_list& arguments, const va_list first) {
   Conversion is{};
   is.precision = -1;
+  const char* after_place = *text;
+  const long long place = read_number(&after_place);
+  if (*after_place == '$' && place > 0 && place <= kGreatest) {
+    is.place = place;
+    *text = after_place + 1;
+  }
   for (;; ++*text) {
     switch (**text) {
       case '-':
@@ -75,13 +81,6 @@ Conversion read_conversion(const char** text, va_list& arguments, const va_list 
     }
   } else {
     is.width = read_number(text);
-    if (**text == '$' && is.width > 0 && is.width <= kGreatest) {
-      const long long place = is.width;
-      ++*text;
-      is = read_conversion(text, arguments, first);
-      is.place = place;
-      return is;
-    }
   }
   if (**text == '.') {
     ++*text;

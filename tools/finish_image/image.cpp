@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "tools/terminal_text.h"
+
 namespace finisher {
 namespace {
 
@@ -233,13 +235,6 @@ void refuse(const char* format, ...) {
   std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
   throw ImageError{printable(text)};
-}
-
-std::string printable(std::string text) {
-  for (char& c : text) {
-    if (static_cast<unsigned char>(c) < ' ' || c == 0x7F) c = '?';
-  }
-  return text;
 }
 
 bool Image::is_finished() const {

@@ -24,9 +24,6 @@ struct ImageError {
 };
 [[noreturn, gnu::format(printf, 1, 2)]] void refuse(const char* format, ...);
 
-// The string with '?' for control characters: names in an image may hold anything.
-std::string printable(std::string text);
-
 struct Section {
   std::string name;
   pe::SectionHeader header;

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "routine_table.h"
+#include "tools/terminal_text.h"
 
 namespace finisher {
 namespace {
