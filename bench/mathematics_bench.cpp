@@ -79,10 +79,10 @@ struct Half {
   float add, subtract;
 };
 constexpr Half kHalves[2] = {{1.0L, 0.0f, 0.0f}, {0.70710678118654752440L, 1.0f, 0.5f}};
-#define POWER_OF_2                                                                \
-  "fld %%st\n\tfrndint\n\tfsub %%st, %%st(1)\n\tfldz\n\tfcomip %%st(2), %%st\n\t" \
-  "seta %%al\n\tmovzbl %%al, %%eax\n\tshl $5, %%eax\n\tadd %1, %%rax\n\tfxch\n\t" \
-  "fadds 16(%%rax)\n\tfsubs 20(%%rax)\n\tf2xm1\n\tfld1\n\tfaddp\n\tfscale\n\t"    \
+#define POWER_OF_2                                                                 \
+  "fld %%st\n\tfrndint\n\tfsubr %%st, %%st(1)\n\tfldz\n\tfcomip %%st(2), %%st\n\t" \
+  "seta %%al\n\tmovzbl %%al, %%eax\n\tshl $5, %%eax\n\tadd %1, %%rax\n\tfxch\n\t"  \
+  "fadds 16(%%rax)\n\tfsubs 20(%%rax)\n\tf2xm1\n\tfld1\n\tfaddp\n\tfscale\n\t"     \
   "fstp %%st(1)\n\tfldt (%%rax)\n\tfmulp"
 
 BARE(bare_fsin, (const double* x), "fldl %1\n\tfsin", "m"(*x))

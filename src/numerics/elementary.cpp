@@ -35,14 +35,16 @@ double failed(std::int32_t code, double value) {
 // upper half is t - n + 1, rounded as t - i is, and half of the root times 2^n is
 // the root times 2^i. Where t - n is a half the lower half's way has the same bits.
 [[gnu::always_inline]] inline Extended power_of_2(Extended t) {
-  static constexpr float kOneIf[2] = {0.0f, 1.0f}, kHalfIf[2] = {0.0f, 0.5f};
-  static constexpr Extended kTimes[2] = {1.0L, kSqrt2 / 2};
-  const Extended n = x87_integer(t);
-  const Extended rest = t - n;
-  const bool upper = rest < 0;
-  const Extended f = rest + static_cast<Extended>(kOneIf[upper]);
-  const Extended reduced = f - static_cast<Extended>(kHalfIf[upper]);
-  return x87_scale(x87_exp2m1(reduced) + 1, n) * kTimes[upper];
+  static constexpr struct {
+    Extended times;
+    float add, subtract;
+  } kHalves[2] = {{1.0L, 0.0f, 0.0f}, {kSqrt2 / 2, 1.0f, 0.5f}};
+  Extended n, rest;
+  x87_split(t, &n, &rest);
+  const auto& half = kHalves[rest < 0];
+  const Extended f = rest + static_cast<Extended>(half.add);
+  const Extended reduced = f - static_cast<Extended>(half.subtract);
+  return x87_scale(x87_exp2m1(reduced) + 1, n) * half.times;
 }
 
 // One test for all that is ordinary.
@@ -58,17 +60,20 @@ double failed(std::int32_t code, double value) {
   return x87_double(x87_ylog2(scale, x87_load(x)));
 }
 
-// x^y; the result is 0 or one of the errors.
-[[gnu::always_inline]] inline std::int32_t real_power(double x, double y, double* power) {
-  if (!is_positive_normal(x) || !is_finite(y)) {
-    if (is_nan(x) || is_nan(y) || is_below_zero(x)) return kPowerDomain;
-  }
+// x^y where neither the arguments nor the result are special, as most are not.
+[[gnu::always_inline]] inline bool ordinary_power(double x, double y, double* power) {
+  if (!is_positive_normal(x) || !is_finite(y)) return false;
   const Extended t = x87_ylog2(x87_load(y), x87_load(x));
-  if (__builtin_expect(__builtin_fabsl(t) < kOrdinaryExponent, 1)) {
-    x87_set_nearest();
-    *power = x87_double(power_of_2(t));
-    return 0;
-  }
+  if (!__builtin_expect(__builtin_fabsl(t) < kOrdinaryExponent, 1)) return false;
+  x87_set_nearest();
+  *power = x87_double(power_of_2(t));
+  return true;
+}
+
+// x^y; the result is 0 or one of the errors.
+[[gnu::noinline, gnu::cold]] std::int32_t TARNAPI real_power(double x, double y, double* power) {
+  if (is_nan(x) || is_nan(y) || is_below_zero(x)) return kPowerDomain;
+  const Extended t = x87_ylog2(x87_load(y), x87_load(x));
   if (t != t) return kPowerDomain;
   if (t >= kPowerLimit) return kPowerRange;
   *power = 0.0;
@@ -93,6 +98,17 @@ double negative_to_power(double x, double y) {
   if (fits_32_bits(y)) return __xxjj(x, static_cast<std::int32_t>(y));
   const double size = pow(-x, y);
   return is_odd(y) ? -size : size;
+}
+
+[[gnu::noinline, gnu::cold]] double TARNAPI unusual_power(double x, double y) {
+  if (is_nan(x) || is_nan(y)) return failed(kErrnoDomain, kLargeResult);
+  if (is_zero(x) && (is_zero(y) || is_below_zero(y))) return failed(kErrnoDomain, kLargeResult);
+  if (is_below_zero(x)) return negative_to_power(x, y);
+  double result;
+  const std::int32_t error = real_power(x, y, &result);
+  set_errno(0);
+  if (error == 0) return result;
+  return failed(error == kPowerDomain ? kErrnoDomain : kErrnoRange, kLargeResult);
 }
 
 }  // namespace
@@ -163,21 +179,16 @@ double __xxjj(double x, std::int64_t n) {
 
 double __xxdd(double x, double y) {
   double result;
+  if (ordinary_power(x, y, &result)) return result;
   const std::int32_t error = real_power(x, y, &result);
   return error == 0 ? result : failed(error, kLargeResult);
 }
 
 double pow(double x, double y) {
-  if (!is_positive_normal(x) || !is_finite(y)) {
-    if (is_nan(x) || is_nan(y)) return failed(kErrnoDomain, kLargeResult);
-    if (is_zero(x) && (is_zero(y) || is_below_zero(y))) return failed(kErrnoDomain, kLargeResult);
-    if (is_below_zero(x)) return negative_to_power(x, y);
-  }
   double result;
-  const std::int32_t error = real_power(x, y, &result);
+  if (!ordinary_power(x, y, &result)) return unusual_power(x, y);
   set_errno(0);
-  if (__builtin_expect(error == 0, 1)) return result;
-  return failed(error == kPowerDomain ? kErrnoDomain : kErrnoRange, kLargeResult);
+  return result;
 }
 
 }  // namespace tarn

@@ -65,11 +65,10 @@ TARN_X87 Extended x87_atan2(Extended y, Extended x) {
   return result;
 }
 
-// Rounds to an integer as the control word says.
-TARN_X87 Extended x87_integer(Extended x) {
-  Extended result;
-  asm volatile("frndint" : "=t"(result) : "0"(x));
-  return result;
+// x = integer + rest, rounded to the integer as the control word says. In one piece, as the
+// compiler would copy the integer.
+TARN_X87 void x87_split(Extended x, Extended* integer, Extended* rest) {
+  asm volatile("fld %%st\n\tfrndint\n\tfsubr %%st, %%st(1)" : "=t"(*integer), "=u"(*rest) : "0"(x));
 }
 
 // x = significand * 2^exponent, 1 <= |significand| < 2
