@@ -26,7 +26,7 @@ constexpr std::uint32_t kPlatformNt = 2;
 // The cursor that HIDE_CURSOR@ hid; `screen` is kNoHandle if none is hidden.
 struct HiddenCursor {
   std::int64_t screen = kNoHandle;
-  platform::Bool visible;
+  platform::Bool visible = 0;
 } hidden_cursor;
 
 // What is set to 0 at the start.

@@ -55,7 +55,7 @@ char report_text[kReportSize];
 char saved_path[kSavedPathSize];  // empty: the report was not saved
 char program_path[kProgramPathSize];
 struct {
-  std::int32_t size = kFileNameSize - 1;
+  std::int32_t size;
   char default_path[kProgramPathSize];
 } file_name_record;
 
@@ -193,6 +193,7 @@ TARN_MACHINERY std::int32_t write_exception() {
   char path[kFileNameSize] = "";
   dump_busy = 1;
   compose_report();
+  file_name_record.size = kFileNameSize - 1;
   strcpy(file_name_record.default_path, program_path);
   if (paneview::get_filename(report_owner_window, "Exception dump file", 0, path,
                              reinterpret_cast<paneview::FileNameRecord*>(&file_name_record)) == 1) {

@@ -19,8 +19,10 @@ std::int32_t tarn_avx_supported;
 std::int32_t isAVXSupported() {
   constexpr std::uint32_t kAvxAndEnabledXsave = 0x18000000;  // leaf 1, ecx
   constexpr std::uint32_t kXmmAndYmmState = 6;               // XCR0
-  std::uint32_t a = 0, b = 0, c = 0, d = 0;
-  if (__get_cpuid(1, &a, &b, &c, &d) == 0) return 0;
+  // Not __get_cpuid, which asks for the highest leaf too: each is a trap where the machine
+  // is a virtual one.
+  std::uint32_t a, b, c, d;
+  __cpuid(1, a, b, c, d);
   if ((c & kAvxAndEnabledXsave) != kAvxAndEnabledXsave) return 0;
   asm volatile("xgetbv" : "=a"(a), "=d"(d) : "c"(0));
   return (a & kXmmAndYmmState) == kXmmAndYmmState;

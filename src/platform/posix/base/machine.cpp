@@ -136,8 +136,8 @@ void GetSystemInfo(SystemInfo* info) {
   info->processor_count = static_cast<std::uint32_t>(__builtin_popcountll(info->active_processors));
   // Leaf 1: stepping in bits 0 to 3, model in 4 to 7 and 16 to 19, family in
   // 8 to 11, to which 20 to 27 are added when it is 15.
-  unsigned signature = 0, b, c, d;
-  __get_cpuid(1, &signature, &b, &c, &d);
+  unsigned signature, b, c, d;
+  __cpuid(1, signature, b, c, d);
   const unsigned family = signature >> 8 & 15;
   const unsigned model = (signature >> 4 & 15) | (signature >> 12 & 0xF0);
   info->processor_level =

@@ -15,6 +15,10 @@ constexpr std::uint32_t kProcessDetach = 0, kProcessAttach = 1;
 constexpr std::uint64_t kSmallestStack = std::uint64_t{1} << 20;
 constexpr std::uint64_t kStackGuard = std::uint64_t{1} << 20;
 
+// What a start uses of it, mostly for paths of a page each. One call takes these pages;
+// touched one by one, they would be a sixth of all faults of a short run.
+constexpr std::uint64_t kUsedByStart = std::uint64_t{64} << 10;
+
 StartOrder program_order;
 
 std::int32_t call_entry(const Image& image, std::uint32_t reason) {
@@ -56,6 +60,7 @@ bool make_stack(std::uint64_t wanted, LoadError* error) {
                   static_cast<unsigned long long>(wanted));
   }
   stack_end = stack + usable;
+  madvise(stack + usable - kUsedByStart, kUsedByStart, MADV_POPULATE_WRITE);
   set_stack(stack, stack_end);
   return true;
 }

@@ -160,9 +160,11 @@ int load_file(const Source& source, int index, Load* load, LoadError* error) {
 
 bool load_program_from(const Source& source, LoadError* error) {
   const ModuleLock lock;
-  name_main_image();
+  offer_system_library();
   ModuleRecord* const record = &modules[kMainImage];
-  if (record->state != ModuleState::kNative) return refuse(error, "another program is loaded");
+  if (record->state == ModuleState::kLoading || record->state == ModuleState::kStarted) {
+    return refuse(error, "another program is loaded");
+  }
   Load load{++last_load, {}};
   if (load_file(source, kMainImage, &load, error) == kNoModule ||
       !make_stack(record->image.stack_reserve, error)) {

@@ -87,12 +87,16 @@ int free_module() {
   return kNoModule;
 }
 
+void offer_system_library() {
+  static bool offered;
+  if (!offered) offer("KERNEL32.DLL", &find_system_routine);
+  offered = true;
+}
+
 void name_main_image() {
-  static bool system_offered;
   ModuleRecord* const record = &modules[kMainImage];
   if (record->state != ModuleState::kFree) return;
-  if (!system_offered) offer("KERNEL32.DLL", &find_system_routine);
-  system_offered = true;
+  offer_system_library();
   char own[kPathSize];
   const ssize_t length = readlink("/proc/self/exe", own, sizeof own - 1);
   own[length > 0 ? length : 0] = '\0';
@@ -166,7 +170,7 @@ void* find_export(const ModuleRecord& record, const char* name, std::uint32_t or
 
 void offer_native_libraries(const NativeLibrary* libraries, int count) {
   const ModuleLock lock;
-  name_main_image();
+  offer_system_library();
   for (int i = 0; i < count; ++i) {
     const int index = offer(libraries[i].name, libraries[i].find);
     if (i == 0) own_library = index;

@@ -29,13 +29,13 @@ enum class ModuleState {
 
 struct ModuleRecord {
   ModuleState state;
-  char path[kModulePathSize];  // as programs see it
-  Image image;                 // of a loaded module
-  NativeHeaders headers;       // of a native one
+  Image image;            // of a loaded module
+  NativeHeaders headers;  // of a native one
   void* (*find)(const char* name);
-  std::uint64_t needs;       // the modules that it imports from
-  std::uint32_t references;  // LoadLibraryA's, and one for each module that needs it
-  std::uint32_t load;        // the load that brought it in
+  std::uint64_t needs;         // the modules that it imports from
+  std::uint32_t references;    // LoadLibraryA's, and one for each module that needs it
+  std::uint32_t load;          // the load that brought it in
+  char path[kModulePathSize];  // as programs see it; last, so that the rest shares pages
 };
 extern ModuleRecord modules[kMostModules];
 
@@ -51,8 +51,12 @@ class ModuleLock {
   ModuleLock& operator=(const ModuleLock&) = delete;
 };
 
+// Once. It comes before all other modules.
+void offer_system_library();
+
 // Until there is a program, this executable is the main image. Called before the
-// list is used.
+// list is used, but for loading a program: to find this executable's name takes longer
+// than the rest of it.
 void name_main_image();
 
 // The index of a module in the list, or kNoModule.

@@ -57,7 +57,7 @@ class TerminalWriter {
   std::uint16_t attributes_ = kPlainAttribute;  // that the terminal has now
   std::uint16_t text_attributes_ = kPlainAttribute;
   std::size_t count_ = 0;
-  char bytes_[kRoom];
+  char bytes_[kRoom]{};  // so that the compiler makes a static one, not each start
 };
 
 }  // namespace tarn::platform
