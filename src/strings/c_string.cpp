@@ -61,18 +61,26 @@ std::uint64_t run_length(const char* text, const char* set, bool inside) {
 // The loops over whole strings are unrolled: without that their branches, not
 // their bytes, would set the pace.
 
-char* strend(const char* text) {
-#pragma GCC unroll 8
-  while (*text) ++text;
-  return const_cast<char*>(text);
+// By aligned pieces of sixteen bytes. A piece lies in one page, so that bytes beyond the
+// string are read only where the string itself may be.
+[[gnu::no_sanitize_address]] std::uint64_t strlen(const char* text) {
+  constexpr std::uint64_t kPiece = 16;
+  using Bytes [[gnu::vector_size(kPiece), gnu::may_alias]] = char;
+  const std::uint64_t skipped = reinterpret_cast<std::uint64_t>(text) % kPiece;
+  const auto* piece = reinterpret_cast<const Bytes*>(text - skipped);
+  const auto ends = [](Bytes bytes) {
+    return static_cast<std::uint32_t>(__builtin_ia32_pmovmskb128(bytes == 0));
+  };
+  std::uint32_t found = ends(*piece) >> skipped;
+  if (found != 0) return static_cast<std::uint32_t>(__builtin_ctz(found));
+  do {
+    found = ends(*++piece);
+  } while (found == 0);
+  const char* const last = reinterpret_cast<const char*>(piece) + __builtin_ctz(found);
+  return static_cast<std::uint64_t>(last - text);
 }
 
-std::uint64_t strlen(const char* text) {
-  const char* end = text;
-#pragma GCC unroll 16
-  while (*end) ++end;
-  return static_cast<std::uint64_t>(end - text);
-}
+char* strend(const char* text) { return const_cast<char*>(text + strlen(text)); }
 
 char* stpcpy(char* destination, const char* source) {
 #pragma GCC unroll 8
