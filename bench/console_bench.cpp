@@ -1,9 +1,10 @@
 // Rows of the console: lines of 80 columns on a terminal against fputs and
-// ncurses, and 100 MB of short lines in a file against a buffered stream.
+// ncurses, boxes and whole screens against ncurses, and 100 MB of short lines in a
+// file against a buffered stream.
 //
 // The terminals are pseudo terminals that a thread each empties, as fast as it
 // can. ncurses refreshes after each line, since the console shows each line as
-// it ends.
+// it ends; but after a whole box or screen, as its programs do.
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -54,7 +55,7 @@ void write_lines(benchmark::State& state, F&& write_line) {
 }
 
 // The console as it is after a start on such a terminal.
-void console_lines(benchmark::State& state) {
+void use_console() {
   static const BlindTerminal terminal(kColumns, kRows);
   static std::int64_t screen;
   static const bool begun = [] {
@@ -74,9 +75,37 @@ void console_lines(benchmark::State& state) {
   tarn::console.output_handle = screen;
   tarn::console.redirected = 0;
   tarn::console.wrap_mode = 1;
+}
+
+void console_lines(benchmark::State& state) {
+  use_console();
   write_lines(state, [](const std::string& text) {
     tarn::output_win32_line(text.data(), static_cast<std::int32_t>(text.size()));
   });
+}
+
+constexpr int kBoxWidth = 40;  // of the text
+
+void console_boxes(benchmark::State& state) {
+  use_console();
+  tarn::SetBoxShadow(-1);
+  write_lines(state, [](const std::string& text) {
+    tarn::SetConsoleCursorPos(0, 10);
+    tarn::ConsoleBoxPrint(1, 16, 16, "%.*s", kBoxWidth, text.c_str());
+  });
+}
+
+// All rows but the last, whose end would scroll.
+void console_screens(benchmark::State& state) {
+  use_console();
+  std::size_t number = 0;
+  for (auto _ : state) {
+    tarn::SetConsoleCursorPos(0, 0);
+    for (int row = 0; row + 1 < kRows; ++row) {
+      const std::string& text = lines()[number++ % lines().size()];
+      tarn::output_win32_line(text.data(), static_cast<std::int32_t>(text.size()));
+    }
+  }
 }
 
 void fputs_lines(benchmark::State& state) {
@@ -90,7 +119,7 @@ void fputs_lines(benchmark::State& state) {
 }
 
 #ifdef TARN_NCURSES
-void ncurses_lines(benchmark::State& state) {
+void use_ncurses() {
   static const BlindTerminal terminal(kColumns, kRows);
   static SCREEN* const screen = [] {
     SCREEN* const made = newterm("xterm-256color", std::fopen(terminal.path().c_str(), "w"),
@@ -100,10 +129,45 @@ void ncurses_lines(benchmark::State& state) {
     return made;
   }();
   set_term(screen);
+}
+
+void ncurses_lines(benchmark::State& state) {
+  use_ncurses();
   write_lines(state, [](const std::string& text) {
     addnstr(text.data(), static_cast<int>(text.size()));
     refresh();
   });
+}
+
+void ncurses_boxes(benchmark::State& state) {
+  use_ncurses();
+  constexpr int kInside = kBoxWidth + 2, kLeft = (kColumns - kInside) / 2 - 1;
+  const auto edge = [](int row, chtype left, chtype right) {
+    mvaddch(row, kLeft, left);
+    hline(ACS_HLINE, kInside);
+    mvaddch(row, kLeft + 1 + kInside, right);
+  };
+  write_lines(state, [&](const std::string& text) {
+    edge(10, ACS_ULCORNER, ACS_URCORNER);
+    mvaddch(11, kLeft, ACS_VLINE);
+    mvaddnstr(11, kLeft + 2, text.data(), kBoxWidth);
+    mvaddch(11, kLeft + 1 + kInside, ACS_VLINE);
+    edge(12, ACS_LLCORNER, ACS_LRCORNER);
+    move(13, 0);
+    refresh();
+  });
+}
+
+void ncurses_screens(benchmark::State& state) {
+  use_ncurses();
+  std::size_t number = 0;
+  for (auto _ : state) {
+    for (int row = 0; row + 1 < kRows; ++row) {
+      const std::string& text = lines()[number++ % lines().size()];
+      mvaddnstr(row, 0, text.data(), static_cast<int>(text.size()) - 1);
+    }
+    refresh();
+  }
 }
 #endif
 
@@ -199,6 +263,9 @@ constexpr bench::Row kRowsOfTheTable[] = {
     {"console, line of 80 columns", "fputs, line buffer", console_lines, fputs_lines, 0},
 #ifdef TARN_NCURSES
     {"console, same line, cells kept", "ncurses, refreshed", console_lines, ncurses_lines, 1.0},
+    {"console, a box rewritten", "ncurses, refreshed", console_boxes, ncurses_boxes, 1.0},
+    {"console, 24 lines rewritten", "ncurses, refreshed once", console_screens, ncurses_screens,
+     1.0},
 #endif
     {"console, 100 MB by calls of 64 kB", "fwrite, 4 KiB buffer", console_blocks, stream_blocks,
      1.2},

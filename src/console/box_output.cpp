@@ -4,6 +4,7 @@
 #include "console/console_state.h"
 #include "console/formatted_output.h"
 #include "console/formatted_text.h"
+#include "console/line_output.h"
 #include "platform/byte_block.h"
 #include "storage/heap.h"
 
@@ -88,9 +89,8 @@ std::int32_t longest_line(const FormattedText& text, bool* several) {
   return *several ? longest : text.length;
 }
 
-void write_lines(const Box& box, char* text, std::int32_t longest) {
-  const std::int32_t room = (longest > box.width ? longest : box.width) + 2;
-  char* const centred = static_cast<char*>(vmalloc(room));
+// `centred` has room for the longest line, or a row, and two more bytes.
+void write_lines(const Box& box, char* text, char* centred) {
   for (char* line = text;;) {
     const std::int32_t length = line_length(line);
     const bool last = line[length] == '\0';
@@ -102,7 +102,6 @@ void write_lines(const Box& box, char* text, std::int32_t longest) {
     if (last) break;
     line += length + 1;
   }
-  free(centred);
 }
 
 }  // namespace
@@ -131,11 +130,14 @@ std::int32_t ConsoleBoxPrint(std::int32_t style, std::int32_t background, std::i
   box.row_length = box.width + kFrameWidth;
   box.row = static_cast<char*>(vmalloc(box.row_length + 1));
   box.row[box.row_length] = '\0';
+  const std::int32_t room = (longest > box.width ? longest : box.width) + 2;
+  char* const centred = several ? static_cast<char*>(vmalloc(room)) : nullptr;
 
+  begin_piece();
   make_edge(box, box.style.top_left, box.style.top_right);
   ConsolePrintfC("%s\n", box.row);
   if (several) {
-    write_lines(box, formatted.text, longest);
+    write_lines(box, formatted.text, centred);
   } else {
     ConsolePrintfC("%c %s %c", box.style.vertical, formatted.text, box.style.vertical);
     write_shadow(box, false);
@@ -145,7 +147,9 @@ std::int32_t ConsoleBoxPrint(std::int32_t style, std::int32_t background, std::i
   write_shadow(box, true);
   set_background(box.old_background);
   if (box.old_foreground < kKeepColour) SetConsoleColour(box.old_foreground);
+  end_piece();
 
+  free(centred);
   free(box.row);
   release_text(&formatted);
   return box.width;

@@ -198,6 +198,8 @@ void drop_rows_of_other_width() {
   console.pause_buffer = nullptr;
 }
 
+bool in_piece;
+
 // Before the NT family a program had to wait for the screen.
 void yield_to_screen() {
   if (!console.nt_platform) platform::Sleep(0);
@@ -212,6 +214,18 @@ void clear_columns(std::int32_t from, std::int32_t to) {
 }
 
 }  // namespace
+
+void begin_piece() {
+  if (console.redirected) return;
+  in_piece = true;
+  platform::HoldConsoleOutput(1);
+}
+
+void end_piece() {
+  if (console.redirected) return;
+  in_piece = false;
+  platform::HoldConsoleOutput(0);
+}
 
 void output_win32_line(const char* text, std::int32_t length) {
   if (!console.buffered) {
@@ -238,7 +252,7 @@ void output_unbuffered_win32_line(const char* text, std::int32_t length) {
   } else {
     platform::HoldConsoleOutput(1);
     output_cells(text, length);
-    platform::HoldConsoleOutput(0);
+    if (!in_piece) platform::HoldConsoleOutput(0);
   }
 }
 
@@ -328,6 +342,7 @@ void tarn_clear_pause_line() { ClearPauseLine(); }
 
 void OutputPauseMessage() {
   if (console.redirected) return;  // nobody would see what is waited for
+  in_piece = false;                // a program may leave for good from here
   drop_rows_of_other_width();
   if (!console.pause_buffer) make_pause_row();
   console.pause_active = 1;

@@ -10,3 +10,12 @@
 
 #include "include/tarn/console.h"
 #include "platform/abi.h"
+
+namespace tarn {
+
+// What the screen gets between the two is shown in one piece, but for a pause, before
+// which it sees what there is.
+void begin_piece();
+void end_piece();
+
+}  // namespace tarn

@@ -13,8 +13,8 @@ namespace tarn::platform {
 void compose_progress_row(const char* title, const ProgressPicture& picture, int columns,
                           char* row);
 
-// The rows of the terminal with this device number that are taken: 1 or 0.
-int taken_rows(unsigned device);
+// The rows of this terminal that are taken: 1 or 0.
+int taken_rows(int descriptor);
 
 // Releases the row. May be called in a signal handler, and more than once.
 void give_back_row();

@@ -145,8 +145,8 @@ bool open_terminal() {
 
 }  // namespace
 
-int taken_rows(unsigned of_device) {
-  return look_at_taken().rows != 0 && of_device == device ? 1 : 0;
+int taken_rows(int descriptor) {
+  return look_at_taken().rows != 0 && terminal_device(descriptor) == device ? 1 : 0;
 }
 
 void give_back_row() {

@@ -358,7 +358,7 @@ bool window_of(int descriptor, Coord* size) {
       window.ws_col > INT16_MAX || window.ws_row > INT16_MAX) {
     return false;
   }
-  const int rows = window.ws_row - taken_rows(terminal_device(descriptor));
+  const int rows = window.ws_row - taken_rows(descriptor);
   *size = {static_cast<std::int16_t>(window.ws_col),
            static_cast<std::int16_t>(rows > 0 ? rows : 1)};
   return true;
