@@ -59,8 +59,9 @@ bool answers;             // the terminal reports where its cursor is
 bool touched;             // cells or cursor of the terminal were changed
 bool cursor_away;         // the terminal's is not at its place
 bool title_kept;
-bool held;          // drawing is put off
-bool size_is_told;  // the window's size need be asked for only after size_changed
+bool held;           // drawing is put off
+bool size_is_told;   // the window's size need be asked for only after size_changed
+bool size_is_asked;  // since drawing is put off
 bool size_changed;
 int floor_row;  // the last row that has text from before
 
@@ -423,7 +424,8 @@ bool settle_screen() {
     quieten_terminal(terminal);
     size_is_told = hears_of_size(terminal);
   }
-  if (!unknown && size_is_told && !look(&size_changed)) return true;
+  if (!unknown && (size_is_told || size_is_asked) && !look(&size_changed)) return true;
+  size_is_asked = held;
   __atomic_store_n(&size_changed, false, __ATOMIC_RELEASE);
   Coord now;
   if (!window_of(terminal, &now)) now = state.window_size;
@@ -535,6 +537,7 @@ bool return_cursor() {
 }
 
 void hold_screen(bool hold) {
+  if (hold != held) size_is_asked = false;
   held = hold;
   if (!hold && look(&in_use)) return_cursor();
 }
