@@ -78,9 +78,9 @@ Words command(const Job& job, const Input& source, const fs::path& object) {
     words.push_back("@" + (job.places.parts / "legacy_flags").string());
   }
   if (isatty(kStandardError)) words.push_back("-fdiagnostics-color=always");
-  words.insert(words.end(), request.compiler_options.begin(), request.compiler_options.end());
+  const Words& options = fortran ? request.fortran_options : request.compiler_options;
+  words.insert(words.end(), options.begin(), options.end());
   if (fortran) {
-    words.insert(words.end(), request.fortran_options.begin(), request.fortran_options.end());
     // After the user's folders, where a module of that name may be, too.
     if (!request.report_only) words.push_back("-I" + (job.places.parts / "modules").string());
   } else {

@@ -266,6 +266,13 @@ class Reader {
     return kDone;
   }
 
+  // Fortran's own options and the common ones keep their order: the last of two that
+  // contradict each other holds.
+  void compile_with(const Words& words) {
+    append(&request_->compiler_options, words);
+    append(&request_->fortran_options, words);
+  }
+
  private:
   int take_file(const std::string& word) {
     const std::string extension = extension_of(word);
@@ -298,14 +305,14 @@ class Reader {
       case Goes::kNowhere:
       case Goes::kRefused:
         if (ordinary_) {
-          append(&request_->compiler_options, all);
+          compile_with(all);
           link(all);
         } else if (option->goes == Goes::kRefused) {
           return refuse(word + " is not supported: " + option->note);
         }
         break;
       case Goes::kCompiler:
-        append(&request_->compiler_options, all);
+        compile_with(all);
         break;
       case Goes::kFortranCompiler:
         append(&request_->fortran_options, all);
@@ -345,7 +352,7 @@ class Reader {
         end_at(Goal::kPreprocessed);
         break;
       case kDependenciesOnly:
-        request.compiler_options.push_back(word);
+        compile_with({word});
         end_at(Goal::kDependencies);
         break;
       case kCheckOnly:
@@ -375,14 +382,14 @@ class Reader {
         break;
       case kOpenMp:
         request.openmp = true;
-        request.compiler_options.push_back(word);
+        compile_with({word});
         break;
       case kStack:
         request.stack = value;
         break;
       case kThreads:
         threads_ = true;
-        request.compiler_options.push_back(word);
+        compile_with({word});
         if (ordinary_) link({word});
         break;
       case kNoDlls:
@@ -589,7 +596,7 @@ int read_command_line(const Words& words, Request* request) {
       request->question = {"-v"};
       return kDone;
     }
-    request->compiler_options.push_back("-v");
+    reader.compile_with({"-v"});
     request->inputs.push_back({"-v", false, {}});
   }
   request->fortran |=

@@ -29,7 +29,7 @@ struct Request {
   Goal goal = Goal::kImage;
   std::vector<Input> inputs;
   Words compiler_options, finish_options;
-  Words fortran_options;  // for Fortran sources alone
+  Words fortran_options;  // those for Fortran sources
   std::string output;
   std::string standalone;  // also the program that carries the runner; empty: none
   bool dll = false, copy_dlls = true;
