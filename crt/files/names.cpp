@@ -2,6 +2,7 @@
 #include <direct.h>
 #include <fcntl.h>
 #include <io.h>
+#include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -121,7 +122,10 @@ CRT_API long long _filelengthi64(int number) {
   if (!file) return -1;
   return GetFileSizeEx(file->handle, &size) ? size.QuadPart : fail();
 }
-CRT_API long _filelength(int number) { return static_cast<long>(_filelengthi64(number)); }
+CRT_API long _filelength(int number) {
+  const long long length = _filelengthi64(number);
+  return length > LONG_MAX ? fail_with(EFBIG) : static_cast<long>(length);
+}
 
 CRT_API int _eof(int number) {
   Descriptor* const file = descriptor(number);

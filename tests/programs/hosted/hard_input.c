@@ -84,6 +84,7 @@ static void large(long turns) {
   SHOW(ftell(file));
   fclose(file);
   file = fopen("g.tmp", "r+");
+  SHOW(_filelength(fileno(file)));
   _fseeki64(file, far, SEEK_SET);
   fgets(bytes, 9, file);
   printf("%d %lld", (int)strlen(bytes), _ftelli64(file) - far);
