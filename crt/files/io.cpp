@@ -180,9 +180,11 @@ CRT_API int _dup2(int number, int wanted) {
   if (number == wanted) return 0;
   HANDLE copy;
   if (duplicate(*file, &copy) != 0) return -1;
-  if (!place_descriptor(wanted, copy, flags_of(*file))) {
+  const int flags = flags_of(*file);
+  if (!place_descriptor(wanted, copy, flags)) {
     CloseHandle(copy);
     return fail_with(EBADF);
   }
+  _setmode(wanted, flags & (_O_TEXT | _O_BINARY));  // a stream's, too
   return 0;
 }

@@ -49,6 +49,10 @@ TARNAPI Bool GetThreadTimes(Handle thread, FileTime* created, FileTime* ended, F
 inline constexpr std::int32_t kNoPriority = 0x7FFFFFFF;
 TARNAPI std::int32_t GetThreadPriority(Handle thread);
 
+// Another handle of a running thread, with every access. The program's first thread is found
+// by others once it has asked for a handle of itself.
+TARNAPI Handle OpenThread(std::uint32_t access, Bool inherit, std::uint32_t id);
+
 // Result: how often the thread was suspended before, or all bits set on failure. When
 // it returns, the thread runs no more.
 TARNAPI std::uint32_t SuspendThread(Handle thread);
@@ -109,6 +113,8 @@ TARNAPI void DebugBreak();
 TARNAPI Bool IsDebuggerPresent();
 TARNAPI void OutputDebugStringA(const char* string);
 TARNAPI void OutputDebugStringW(const char16_t* string);
+// Result: the mode before. No mode changes anything: there are no boxes of the system's.
+TARNAPI std::uint32_t SetErrorMode(std::uint32_t mode);
 
 // Takes a handler of AddVectoredExceptionHandler out of the list; 0 if it is not there.
 TARNAPI std::uint32_t RemoveVectoredExceptionHandler(void* handler);
@@ -191,6 +197,11 @@ TARNAPI std::uint32_t GetFullPathNameA(const char* path, std::uint32_t size, cha
                                        char** file_part);
 // The folder for temporary files, with a '\' at its end.
 TARNAPI std::uint32_t GetTempPathA(std::uint32_t size, char* buffer);
+// A name in the folder: three characters of the prefix, the low 16 bits of `unique` in
+// hexadecimal, .tmp. With 0 it is the next that no file has, and an empty file has it then.
+// Result: the number, or 0. The buffer has 260 bytes.
+TARNAPI std::uint32_t GetTempFileNameA(const char* folder, const char* prefix, std::uint32_t unique,
+                                       char* buffer);
 
 // The size of the file system's unit in sectors, that of a sector in bytes, and how many
 // units there are free and in all, no more than 2^31 - 1. Any of them may be null.
@@ -284,6 +295,9 @@ TARNAPI std::int32_t WideCharToMultiByte(std::uint32_t page, std::uint32_t flags
                                          const char16_t* wide, std::int32_t length, char* bytes,
                                          std::int32_t size, const char* substitute,
                                          Bool* substituted);
+// To a terminal, as UTF-8; another handle is refused.
+TARNAPI Bool WriteConsoleW(Handle handle, const void* text, std::uint32_t length,
+                           std::uint32_t* written, void* reserved);
 // UTF-8 has no such bytes: 0.
 TARNAPI Bool IsDBCSLeadByteEx(std::uint32_t page, std::uint8_t byte);
 TARNAPI std::uint32_t GetACP();

@@ -160,6 +160,14 @@ static void files(void) {
   int unlocked = _locking(_fileno(file), _LK_UNLCK, 2);
   printf(", lock %d, other's %d %d, unlock %d\n", locked, again, why, unlocked);
   _close(other);
+  fflush(stdout);
+  int kept = _dup(1), mode = _setmode(1, _O_TEXT);
+  _dup2(_fileno(file), 1); /* binary, and so is stdout */
+  puts("raw");
+  fflush(stdout);
+  _dup2(kept, 1);
+  _setmode(1, mode);
+  printf("raw %ld\n", _lseek(_fileno(file), 0, SEEK_CUR));
   fclose(file);
   _putenv("TARN_PATH=nowhere;.");
   _searchenv("names.tmp", "TARN_PATH", path);

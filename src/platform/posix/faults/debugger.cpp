@@ -22,6 +22,11 @@ Bool IsDebuggerPresent() {
 void OutputDebugStringA(const char*) {}
 void OutputDebugStringW(const char16_t*) {}
 
+std::uint32_t SetErrorMode(std::uint32_t mode) {
+  static std::uint32_t current;
+  return __atomic_exchange_n(&current, mode, __ATOMIC_RELAXED);
+}
+
 void DebugBreak() { asm volatile("int3"); }
 
 }  // namespace tarn::platform

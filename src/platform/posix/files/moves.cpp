@@ -126,4 +126,32 @@ std::uint32_t GetTempPathA(std::uint32_t size, char* buffer) {
   return static_cast<std::uint32_t>(length);
 }
 
+std::uint32_t GetTempFileNameA(const char* folder, const char* prefix, std::uint32_t unique,
+                               char* buffer) {
+  constexpr std::size_t kNameSize = 260, kLongestName = 14;
+  constexpr std::uint32_t kNumbers = 0xFFFF;  // from 1
+  if (strlen(folder) > kNameSize - kLongestName) {
+    return static_cast<std::uint32_t>(fail(kErrorBufferOverflow));
+  }
+  const std::uint32_t attributes = GetFileAttributesA(folder);
+  if (attributes == kInvalidAttributes || (attributes & kAttributeDirectory) == 0) {
+    return static_cast<std::uint32_t>(fail(kErrorDirectory));
+  }
+  const char last = folder[strlen(folder) - 1];
+  const char* const separator = last == '\\' || last == '/' ? "" : "\\";
+  const std::uint32_t first = GetTickCount();
+  for (std::uint32_t i = 0; i < kNumbers; ++i) {
+    const std::uint32_t number = unique != 0 ? unique & kNumbers : (first + i) % kNumbers + 1;
+    snprintf(buffer, kNameSize, "%s%s%.3s%x.tmp", folder, separator, prefix, number);
+    if (unique != 0) return number;
+    const Handle file = CreateFileA(buffer, kGenericWrite, 0, nullptr, kCreateNew, 0, nullptr);
+    if (file != invalid_handle()) {
+      CloseHandle(file);
+      return number;
+    }
+    if (GetLastError() != kErrorFileExists) return 0;
+  }
+  return 0;
+}
+
 }  // namespace tarn::platform

@@ -11,8 +11,9 @@ namespace tarn::platform {
 // Its count is 0 until the thread has ended. With the lock of waits.h held, but for
 // the thread's own use of what does not change.
 struct ThreadRecord : Waitable {
-  pthread_t system;  // until it has ended
-  std::uint32_t id;  // 0 until the thread runs
+  ThreadRecord* following;  // of those that run
+  pthread_t system;         // until it has ended
+  std::uint32_t id;         // 0 until the thread runs
   std::uint32_t code;
   std::int32_t priority;
   FileTime created, ended, kernel, user;

@@ -23,6 +23,21 @@ std::uint32_t running_threads = 1;
 
 thread_local ThreadRecord* own_record;
 
+// Those that have not ended, with the lock held; a thread that CreateThread did not make
+// from when it first has a record.
+ThreadRecord* live_threads;
+
+void list_thread(ThreadRecord* thread) {
+  thread->following = live_threads;
+  live_threads = thread;
+}
+
+void unlist_thread(const ThreadRecord* thread) {
+  ThreadRecord** at = &live_threads;
+  while (*at != nullptr && *at != thread) at = &(*at)->following;
+  if (*at != nullptr) *at = thread->following;
+}
+
 ThreadRecord* new_record() {
   auto* const thread = static_cast<ThreadRecord*>(calloc(1, sizeof(ThreadRecord)));
   if (thread == nullptr) return nullptr;
@@ -82,6 +97,7 @@ void end_thread(ThreadRecord* thread, std::uint32_t code) {
     if (--running_threads == 0) ExitProcess(code);
     abandon_mutexes();
     if (thread == nullptr) return;
+    unlist_thread(thread);
     thread->code = code;
     thread->kernel = kernel;
     thread->user = user;
@@ -145,6 +161,7 @@ ThreadRecord* own_thread() {
   thread->id = GetCurrentThreadId();
   take_suspensions();
   own_record = thread;
+  list_thread(thread);
   return thread;
 }
 
@@ -168,7 +185,10 @@ Handle CreateThread(const SecurityAttributes*, std::uint64_t stack_size, ThreadR
   if (handle != nullptr) {
     const WaitsLock lock;  // nobody may suspend it before it is known
     started = start_thread(thread, stack_size);
-    if (started) ++running_threads;
+    if (started) {
+      ++running_threads;
+      list_thread(thread);
+    }
   }
   if (started && id != nullptr) {
     while (__atomic_load_n(&thread->id, __ATOMIC_ACQUIRE) == 0) sleep_on(&thread->id, 0, nullptr);
@@ -181,6 +201,20 @@ Handle CreateThread(const SecurityAttributes*, std::uint64_t stack_size, ThreadR
   }
   let_go(thread);
   return started ? handle : null_for(failure);
+}
+
+Handle OpenThread(std::uint32_t, Bool, std::uint32_t id) {
+  if (id == GetCurrentThreadId()) return duplicate_waitable(GetCurrentThread());
+  const WaitsLock lock;
+  ThreadRecord* thread = live_threads;
+  while (thread != nullptr && __atomic_load_n(&thread->id, __ATOMIC_ACQUIRE) != id) {
+    thread = thread->following;
+  }
+  if (thread == nullptr || id == 0) return null_for(kErrorInvalidParameter);
+  const Handle handle = add_handle({HandleKind::kThread, -1, false, false, false, thread});
+  if (handle == nullptr) return null_for(kErrorTooManyOpenFiles);
+  ++thread->references;
+  return handle;
 }
 
 Bool GetExitCodeThread(Handle handle, std::uint32_t* code) {
