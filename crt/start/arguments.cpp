@@ -112,9 +112,7 @@ void read_environment() {
   crt::environment = table;
 }
 
-}  // namespace
-
-void crt::read_arguments() {
+void read_arguments() {
   const char* const line = GetCommandLineA();
   Split measured = {nullptr, nullptr};
   measured.take(line);
@@ -124,7 +122,13 @@ void crt::read_arguments() {
   Split filled = {strings, reinterpret_cast<char*>(strings + measured.count + 1)};
   filled.take(line);
   strings[filled.count] = nullptr;
-  argument_count = filled.count;
-  argument_vector = strings;
+  crt::argument_count = filled.count;
+  crt::argument_vector = strings;
+}
+
+__attribute__((constructor(101))) void read_both() {
+  read_arguments();
   read_environment();
 }
+
+}  // namespace

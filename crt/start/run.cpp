@@ -15,6 +15,5 @@ CRT_API void __main(void) {}
 // In the routine table it has the interpreter's name, at which a traceback ends.
 CRT_API int tarn_run_program(int, char**) {
   crt::set_arithmetic();
-  crt::read_arguments();
   exit(user_main(crt::argument_count, crt::argument_vector, crt::environment));
 }

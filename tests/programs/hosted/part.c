@@ -14,6 +14,6 @@ PIMAGE_TLS_CALLBACK const part_callback __attribute__((section(".CRT$XLB"), used
 static void bye(void) { puts("atexit of the DLL"); }
 __declspec(dllexport) int twice(int x) {
   atexit(bye);
-  printf("in the DLL %d, attached %d\n", x, attached);
+  printf("in the DLL %d, attached %d, PATH %d\n", x, attached, getenv("PATH") != NULL);
   return 2 * x;
 }

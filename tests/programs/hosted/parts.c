@@ -5,7 +5,7 @@
 #include <windows.h>
 __declspec(dllimport) int twice(int);
 
-static int counts[4], before_constructors;
+static int counts[4], before_constructors, early_path;
 static void NTAPI on_event(void* image, DWORD reason, void* unused) {
   (void)unused;
   counts[reason] += image == GetModuleHandleA(NULL);
@@ -14,6 +14,7 @@ static void NTAPI on_event(void* image, DWORD reason, void* unused) {
 PIMAGE_TLS_CALLBACK const callback __attribute__((section(".CRT$XLB"), used)) = on_event;
 __attribute__((constructor)) static void construct(void) {
   before_constructors = counts[DLL_PROCESS_ATTACH];
+  early_path = getenv("PATH") != NULL;
 }
 
 static void* same(void* argument) { return argument; }
@@ -21,7 +22,7 @@ static void bye(void) { puts("atexit of the program"); }
 int main(void) {
   pthread_t thread;
   atexit(bye);
-  printf("main %d\n", twice(21));
+  printf("main %d, PATH %d\n", twice(21), early_path);
   pthread_create(&thread, NULL, same, NULL);
   pthread_join(thread, NULL);
   printf("attached %d, thread %d %d\n", before_constructors, counts[DLL_THREAD_ATTACH],
