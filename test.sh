@@ -5,7 +5,8 @@
 #   ./test.sh --long   hours: a minute for each fuzz target, the soak tests a
 #                      million times, failures at every call of the platform,
 #                      GCC's execution tests at every level, all tests of
-#                      foreign programs, the host's unit tests under valgrind
+#                      foreign programs, the host's unit tests under valgrind,
+#                      the packages of a build in another folder
 set -euo pipefail
 cd "$(dirname "$0")"
 fuzz_seconds=5
@@ -84,6 +85,25 @@ memory_checked() {
   done
 }
 [ $long = 0 ] || memory_checked
+
+# The packages are the same when the last commit is built in another folder.
+built_elsewhere() {
+  [ -z "$(git status --porcelain)" ] || { echo "Left out: packages built elsewhere (there are changes)"; return; }
+  echo "Building in another folder: the same packages"
+  local scratch
+  scratch=$(mktemp -d)
+  if git clone -q . "$scratch/another/folder" && mkdir "$scratch/another/folder/build" &&
+    cp -r build/slatec build/musl "$scratch/another/folder/build" &&
+    (cd "$scratch/another/folder" && ./build.sh && scripts/make_packages.sh "$scratch/there") &&
+    scripts/make_packages.sh "$scratch/here" && diff -r "$scratch/here" "$scratch/there"; then
+    passed=$((passed + 1))
+  else
+    failed=$((failed + 1))
+  fi >build/elsewhere.log 2>&1
+  grep -a '^Binary files\|^make_packages' build/elsewhere.log || true
+  rm -rf "$scratch"
+}
+[ $long = 0 ] || built_elsewhere
 
 sanitized() {
   echo "Building with sanitizers"
