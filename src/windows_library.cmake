@@ -55,7 +55,7 @@ add_custom_command(
 add_custom_command(OUTPUT ${TARN_STRIPPED}/TARNLIBC64.DLL
   COMMAND ${CMAKE_COMMAND} -E make_directory ${TARN_STRIPPED}
   COMMAND ${finish_image} --dll --public-routines --strip ${unfinished} -o ${TARN_STRIPPED}/TARNLIBC64.DLL
-  COMMAND ${CMAKE_OBJCOPY} --only-keep-debug ${CMAKE_BINARY_DIR}/TARNLIBC64.DLL
+  COMMAND ${CMAKE_OBJCOPY} --preserve-dates --only-keep-debug ${CMAKE_BINARY_DIR}/TARNLIBC64.DLL
           ${TARN_STRIPPED}/TARNLIBC64.DLL.debug
   DEPENDS ${CMAKE_BINARY_DIR}/TARNLIBC64.DLL
   BYPRODUCTS ${TARN_STRIPPED}/TARNLIBC64.DLL.debug
