@@ -1,7 +1,10 @@
 // Classes and exceptions across the border of program and DLL, and exceptions across
-// frames of the library and of a signal.
+// frames of the library, of a signal, of a trap routine and in a parallel task.
+#include <tarn/parallel.h>
+#include <tarn/traps.h>
 #include <windows.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -73,6 +76,29 @@ void on_signal(int number) {
   return caught;
 }
 
+int TARNAPI throw_trapped(tarn_context*, tarn_exception* exception, int) {
+  throw static_cast<long>(exception->code & 0xFF);
+}
+
+void trap() {
+  constexpr int kType = TARN_TRAP_ACCESS;
+  TRAP_EXCEPTION(&kType, throw_trapped);
+  int sum = 1;
+  try {
+    sum += load(nullptr);
+  } catch (long code) {
+    std::printf("trapped %lx, %d\n", code, sum);
+  }
+  TRAP_EXCEPTION(&kType, nullptr);
+}
+
+// The second task ends by an exception; the first misses it.
+[[noreturn]] void meet() {
+  if (GetParallelTaskID(1) == 1) take(Urgent(), 3);
+  TASKSYNCHRONISE();
+  std::abort();
+}
+
 void throw_timed() { throw 42; }
 
 int act(int value) {
@@ -101,7 +127,10 @@ void with_part() {
 }  // namespace
 
 int main() {
-  std::setvbuf(stdout, nullptr, _IONBF, 0);
+  if (IsSlaveProcess()) meet();
+  errno = 5;
+  run_in_thread([] { errno = 7; });
+  std::printf("errno %d\n", errno);
   std::printf("%g\n", sort_with(std::qsort, 2, 3, 4));
   std::printf("%g\n", sort_with(of_library<Sort>("qsort"), 2, 3, 4));
   try {
@@ -114,10 +143,13 @@ int main() {
   for (int i = 0; i < 2; ++i) std::printf("%d\n", try_both(0, nullptr));
   const int one = 1;
   std::printf("%d\n", try_both(7, &one));
+  trap();
   with_part();
   std::thread([] {
     keep(5);
     std::puts("thread");
   }).join();
-  take(Urgent(), 3);
+  std::puts("the team");
+  std::fflush(stdout);
+  meet();
 }

@@ -26,5 +26,6 @@ PART_API int take(const Order& order, int limit);
 PART_API int call(int (*act)(int), int value);
 PART_API int uncaught_in_part();
 PART_API void keep(int value);
+PART_API void run_in_thread(void (*routine)());
 PART_API Order* make();
 PART_API bool is_urgent(const Order* order);

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <exception>
+#include <thread>
 
 Refused::~Refused() = default;
 
@@ -13,10 +14,7 @@ int take(const Order& order, int limit) {
 
 int call(int (*act)(int), int value) {
   struct Guard {
-    ~Guard() {
-      std::printf("part left, %d uncaught\n", std::uncaught_exceptions());
-      std::fflush(stdout);
-    }
+    ~Guard() { std::printf("part left, %d uncaught\n", std::uncaught_exceptions()); }
   } guard;
   try {
     return act(value);
@@ -31,12 +29,10 @@ int uncaught_in_part() { return std::uncaught_exceptions(); }
 namespace {
 thread_local struct Kept {
   int value = 0;
-  ~Kept() {
-    std::printf("part ends %d\n", value);
-    std::fflush(stdout);
-  }
+  ~Kept() { std::printf("part ends %d\n", value); }
 } kept;
 }  // namespace
+void run_in_thread(void (*routine)()) { std::thread(routine).join(); }
 void keep(int value) { kept.value = value; }
 
 Order* make() { return new Urgent; }
