@@ -1,16 +1,16 @@
 // finish_image: the step after the linker that every image needs.
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <new>
+#include <random>
 #include <string>
 
 #include "executable.h"
 #include "finish.h"
 #include "script.h"
+#include "tools/terminal_text.h"
 
 namespace {
 
@@ -45,7 +45,7 @@ constexpr int kWrongUsage = 2;
 constexpr std::size_t kLargestFile = std::size_t{1} << 31;  // far beyond any image
 
 int usage_error(const char* text, const char* argument) {
-  std::fprintf(stderr, "finish_image: %s%s (try --help)\n", text, argument);
+  std::fprintf(stderr, "finish_image: %s%s (try --help)\n", text, printable(argument).c_str());
   return kWrongUsage;
 }
 
@@ -73,8 +73,10 @@ void write_file(const std::string& name, const finisher::Bytes& bytes) {
     finisher::refuse("cannot write %s: it is a %s", name.c_str(),
                      fs::is_directory(there) ? "folder" : "device");
   }
-  const std::string unfinished = name + "." + std::to_string(getpid()) + ".tmp";
-  FILE* file = std::fopen(unfinished.c_str(), "wb");
+  // Nobody can put a link under its name first.
+  std::random_device random;
+  const std::string unfinished = name + "." + std::to_string(random()) + ".tmp";
+  FILE* file = std::fopen(unfinished.c_str(), "wbx");
   if (file == nullptr) finisher::refuse("cannot write %s: %s", name.c_str(), std::strerror(errno));
   error.clear();
   if (std::fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size()) {
@@ -150,13 +152,15 @@ int main(int count, char** arguments) {
     const finisher::Finished finished = finisher::finish(read_file(input), options);
     write_file(output, finished.file);
     if (!finished.remark.empty()) {
-      std::fprintf(stderr, "finish_image: note: %s: %s\n", output.c_str(), finished.remark.c_str());
+      std::fprintf(stderr, "finish_image: note: %s: %s\n", printable(output).c_str(),
+                   printable(finished.remark).c_str());
     }
   } catch (const finisher::ImageError& error) {
-    std::fprintf(stderr, "finish_image: %s: %s\n", called.c_str(), error.text.c_str());
+    std::fprintf(stderr, "finish_image: %s: %s\n", printable(called).c_str(),
+                 printable(error.text).c_str());
     return kRefused;
   } catch (const std::bad_alloc&) {
-    std::fprintf(stderr, "finish_image: %s: out of memory\n", called.c_str());
+    std::fprintf(stderr, "finish_image: %s: out of memory\n", printable(called).c_str());
     return kRefused;
   }
   return 0;

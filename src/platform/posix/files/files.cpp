@@ -109,9 +109,10 @@ int make_claimed(const char* path, int access, const FileUse& use) {
     claim_file(descriptor, use);
     named = linkat(AT_FDCWD, name, AT_FDCWD, path, AT_SYMLINK_FOLLOW) == 0;
   } else {
-    static unsigned count;
-    snprintf(name, sizeof name, "%.*s.new-%d-%u", static_cast<int>(length), path, getpid(),
-             __atomic_fetch_add(&count, 1, __ATOMIC_RELAXED));
+    std::uint64_t random = 0;
+    SystemFunction036(&random, sizeof random);
+    snprintf(name, sizeof name, "%.*s.new-%016llx", static_cast<int>(length), path,
+             static_cast<unsigned long long>(random));
     descriptor = open_descriptor(name, access | O_CREAT | O_EXCL);
     if (descriptor < 0) return -1;
     claim_file(descriptor, use);
