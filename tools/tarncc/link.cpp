@@ -64,10 +64,48 @@ int link_ordinary(const Job& job, const Words& objects, const fs::path& unfinish
 }
 
 // Libraries that a hosted program has anyway: the linker would take the compiler's DLLs, and
-// the system's routine where the archive has its own. CMake names the last one in each link.
+// the system's routine where the archive has its own. CMake names kernel32 in each link, and
+// the file of what it has found for OpenMP.
+bool names_library(const std::string& word, const std::string& name) {
+  return word == "-l" + name || fs::path(word).filename() == "lib" + name + ".dll.a";
+}
+
 bool is_in_group(const std::string& word) {
-  return word == "-lpthread" || word == "-lwinpthread" || word == "-lstdc++" || word == "-lgcc_s" ||
-         word == "-lkernel32";
+  constexpr const char* kNames[] = {"pthread", "winpthread", "stdc++", "gcc_s", "gomp", "kernel32"};
+  return std::any_of(std::begin(kNames), std::end(kNames),
+                     [&word](const char* name) { return names_library(word, name); });
+}
+
+bool has_openmp(const Request& request) {
+  return request.openmp ||
+         std::any_of(request.inputs.begin(), request.inputs.end(), [](const Input& input) {
+           return !input.is_source && names_library(input.word, "gomp");
+         });
+}
+
+// A DLL that says nothing of exports exports what is the user's in it, as the compiler does it.
+void add_exports(const Request& request, const Words& objects, Words* words) {
+  bool states_exports = std::any_of(objects.begin(), objects.end(),
+                                    [](const auto& name) { return has_exports(name); });
+  for (const Input& input : request.inputs) {
+    states_exports |= !input.is_source && (input.word.ends_with(".def") || has_exports(input));
+  }
+  if (!request.hosted || states_exports) {
+    words->push_back("-Wl,--exclude-all-symbols");
+    return;
+  }
+  words->push_back(
+      "-Wl,--export-all-symbols,--exclude-symbols,__BrackenStartup,--exclude-symbols,"
+      "__runtime_slots,--exclude-symbols,tarn_first_cell,--exclude-symbols,tarn_script_area,"
+      "--exclude-symbols,tarn_script_area_end,--exclude-symbols,tarn_script_word,"
+      "--exclude-symbols,___chkstk_ms");
+  std::string libraries = "-Wl,--exclude-libs,libtarncrt.a";
+  for (const char* const name :
+       {"tarnhosted", "tarnfortran", "program_support", "stdc++", "ssp", "mingwex", "pthread",
+        "gcc", "gcc_eh", "gfortran", "quadmath", "gomp", "kernel32"}) {
+    libraries += std::string(":lib") + name + ".a";
+  }
+  words->push_back(libraries);
 }
 
 int link_image(const Job& job, const Words& objects, const fs::path& unfinished,
@@ -95,7 +133,8 @@ int link_image(const Job& job, const Words& objects, const fs::path& unfinished,
     if (!write_definition(definition, fs::path(request.output).filename().string())) {
       return refuse("cannot write " + definition.string());
     }
-    words.insert(words.end(), {"-shared", "-Wl,--exclude-all-symbols", definition.string()});
+    words.insert(words.end(), {"-shared", definition.string()});
+    add_exports(request, objects, &words);
     const std::string library = import_library(request);
     if (!library.empty()) {
       words.push_back("-Wl,--out-implib," + (job.scratch / library).string());
@@ -122,7 +161,7 @@ int link_image(const Job& job, const Words& objects, const fs::path& unfinished,
                                archive, (parts / "libprogram_support.a").string(), "-lssp",
                                "-lmingwex", "-lpthread", "-lgcc_eh"});
     if (request.fortran) words.insert(words.end(), {"-lgfortran", "-lquadmath"});
-    if (request.openmp) words.push_back("-lgomp");
+    if (has_openmp(request)) words.push_back("-lgomp");
   } else {
     words.insert(words.end(), {(parts / "libprogram_support.a").string(),
                                (parts / "libtarnlibc64.dll.a").string()});

@@ -280,6 +280,7 @@ class Reader {
                            holds(kCppSources, extension) || holds(kCHeaders, extension) ||
                            holds(kCppHeaders, extension) || holds(kFortranSources, extension) ||
                            word == kStandardInput;
+    if (word[0] == '@') return usage_error(word.substr(1) + ": there is no such file");
     if (!is_source && !holds(kLinkerFiles, extension)) {
       return usage_error(word + ": not a file that tarncc takes");
     }
@@ -294,6 +295,10 @@ class Reader {
   int take_option(const std::string& word) {
     const Option* const option = find_option(word);
     if (!option) return usage_error("unknown option " + word);
+    if (const Option* const meant = find_option("-" + word);
+        std::strlen(option->name) < 2 && meant && meant->form != Form::kPrefix) {
+      return usage_error("unknown option " + word + ": it is -" + word);
+    }
     Words all = {word};
     std::string value = word.substr(std::strlen(option->name));
     if (option->form == Form::kNext || (option->form == Form::kEither && value.empty())) {
@@ -581,6 +586,10 @@ bool has_cpp(const Request& request) {
     return has_objects(input) && file_has(input.word, kCppMark);
   });
 }
+
+bool has_exports(const std::string& object) { return file_has(object, "-export:"); }
+
+bool has_exports(const Input& input) { return has_objects(input) && has_exports(input.word); }
 
 bool is_fortran(const Input& source) {
   if (!source.language.empty()) return source.language.starts_with("f");

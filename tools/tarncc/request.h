@@ -63,6 +63,9 @@ bool is_cpp(const Input& source);
 // exceptions).
 bool has_cpp(const Request& request);
 bool is_fortran(const Input& source);
+// Whether an object, or an input that is one or an archive of them, declares exports.
+bool has_exports(const std::string& object);
+bool has_exports(const Input& input);
 
 // `words` with each @FILE replaced by what the file holds. A message if a file
 // cannot be read.

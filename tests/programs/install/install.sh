@@ -186,6 +186,7 @@ TARN_FC=nowhere expect 1 "there is no compiler nowhere (TARN_FC)" tarncc "$here/
 expect 1 "only hosted programs have POSIX threads" tarncc -fopenmp hello.c
 expect 2 "2G: a stack has at most 1G bytes" tarncc --stack 2G hello.c
 expect 2 "unknown option --wrong" tarncc --wrong hello.c
+expect 2 "unknown option -hosted: it is --hosted" tarncc -hosted hello.c
 expect 2 "hello.c: would be overwritten" tarncc hello.c -o ./hello.c
 expect 2 "hello.o: would be overwritten" tarncc hello.o -o ./hello.o
 expect 1 no_such_thing tarncc broken.c -o broken.exe
