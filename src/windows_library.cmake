@@ -32,10 +32,11 @@ target_link_libraries(tarn_compiler_support PRIVATE tarn_library_flags)
 include(TarnVersion)
 tarn_version_resource(TARNLIBC64.DLL "${PROJECT_DESCRIPTION}" version_object)
 
+# The linker would take the base of a DLL from the path of its output.
 set(unfinished ${CMAKE_CURRENT_BINARY_DIR}/TARNLIBC64.unfinished.dll)
 add_custom_command(
   OUTPUT ${CMAKE_BINARY_DIR}/TARNLIBC64.DLL ${CMAKE_BINARY_DIR}/libtarnlibc64.dll.a
-  COMMAND ${CMAKE_CXX_COMPILER} -nostdlib -shared ${TARN_NO_TIME} -Wl,-e,__BrackenStartup
+  COMMAND ${CMAKE_CXX_COMPILER} -nostdlib -shared ${TARN_NO_TIME} -Wl,--image-base,0x2A0000000 -Wl,-e,__BrackenStartup
           -Wl,--out-implib,${CMAKE_BINARY_DIR}/libtarnlibc64.dll.a
           $<TARGET_OBJECTS:tarn_dll_start> $<TARGET_OBJECTS:tarn_dll_watch>
           $<TARGET_OBJECTS:tarn_modules>
