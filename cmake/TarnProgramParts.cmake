@@ -2,12 +2,12 @@
 # the routines that the compiler calls of itself. Sets the variables by
 # which TarnProgram.cmake finds them and the rest in this build.
 set(tarn_startup ${CMAKE_SOURCE_DIR}/src/startup)
-set_source_files_properties(${tarn_startup}/startup_script.S ${tarn_startup}/program_memory.S
+set_source_files_properties(${tarn_startup}/startup_script.S ${tarn_startup}/program_copy.S ${tarn_startup}/program_fill.S
   PROPERTIES OBJECT_DEPENDS ${CMAKE_SOURCE_DIR}/src/platform/assembly.h)
 set_source_files_properties(${tarn_startup}/program_support/manifest.S
   PROPERTIES OBJECT_DEPENDS ${tarn_startup}/program_support/program.manifest)
 add_library(tarn_program_start OBJECT ${tarn_startup}/startup_script.S)
-add_library(tarn_program_support STATIC ${tarn_startup}/program_memory.S
+add_library(tarn_program_support STATIC ${tarn_startup}/program_copy.S ${tarn_startup}/program_fill.S
   ${tarn_startup}/program_support/manifest.S
   ${tarn_startup}/program_support/run.cpp ${tarn_startup}/program_support/end.cpp
   ${tarn_startup}/program_support/cxx.cpp ${tarn_startup}/program_support/threads.cpp

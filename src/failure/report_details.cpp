@@ -185,7 +185,7 @@ void add_modules(Text* text) {
                                     &needed)) {
     return;
   }
-  std::uint32_t count = needed / sizeof modules[0];
+  auto count = static_cast<std::uint32_t>(needed / sizeof modules[0]);
   if (count > kMostModules) count = kMostModules;
   text->add("\nModules:");
   for (std::uint32_t i = 0; i < count; ++i) {

@@ -116,6 +116,9 @@ TARNAPI void OutputDebugStringW(const char16_t* string);
 // Result: the mode before. No mode changes anything: there are no boxes of the system's.
 TARNAPI std::uint32_t SetErrorMode(std::uint32_t mode);
 
+// The first 56 bytes of a MemoryStatus, whose length it sets.
+TARNAPI void GlobalMemoryStatus(void* status);
+
 // Takes a handler of AddVectoredExceptionHandler out of the list; 0 if it is not there.
 TARNAPI std::uint32_t RemoveVectoredExceptionHandler(void* handler);
 

@@ -95,7 +95,7 @@ $wanted"* ]] || fail "$name, not '$wanted': $(head -3 "$name")"
     ;;
   esac
   if [ "$name" = library_fault ]; then
-    [ "$(sed -n 5,6p "$name")" = "$(printf 'Within file TARNLIBC64.DLL\nin strlen at address 0')" ] ||
+    [[ $(sed -n 5,6p "$name") == $'Within file TARNLIBC64.DLL\nin strlen at address '* ]] ||
       fail "$name: the library's routine is not shown"
   else
     grep -q 'TARNLIBC64' "$name" && fail "$name: the library's frames are shown"

@@ -56,9 +56,9 @@ check_file() {
     '^[0-9a-f]*) int       9$'
     ''
     '^Sources:$'
-    '^/.*/gallery\.c:[0-9]*: in raised$'
-    '^/.*/gallery\.c:[0-9]*: in run$'
-    '^/.*/gallery\.c:[0-9]*: in main$'
+    '^[^ ]*gallery\.c:[0-9]*: in raised$'
+    '^[^ ]*gallery\.c:[0-9]*: in run$'
+    '^[^ ]*gallery\.c:[0-9]*: in main$'
     ''
     '^Modules: gallery\.exe at 140000000, .*'
   )

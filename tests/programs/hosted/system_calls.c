@@ -78,6 +78,9 @@ static void files(void) {
   SetErrorMode(SEM_NOGPFAULTERRORBOX);
   UINT mode = SetErrorMode(0);
   HANDLE self = OpenThread(SYNCHRONIZE, FALSE, GetCurrentThreadId());
+  MEMORYSTATUS memory;
+  GlobalMemoryStatus(&memory);
+  printf("memory %lu %d, ", memory.dwLength, memory.dwAvailPhys > 0);
   printf("error mode %u, thread %lu", mode, WaitForSingleObject(self, 0));
   CloseHandle(self);
   last();

@@ -105,6 +105,16 @@ Bool GlobalMemoryStatusEx(MemoryStatus* status) {
   return 1;
 }
 
+void GlobalMemoryStatus(void* status) {
+  constexpr std::size_t kSize = offsetof(MemoryStatus, available_extended_virtual);
+  static_assert(kSize == 56);
+  MemoryStatus whole{};
+  whole.length = sizeof whole;
+  GlobalMemoryStatusEx(&whole);
+  whole.length = kSize;
+  memcpy(status, &whole, kSize);
+}
+
 Bool GetComputerNameA(char* name, std::uint32_t* size) {
   utsname facts;
   if (uname(&facts) != 0) return fail_by_errno();

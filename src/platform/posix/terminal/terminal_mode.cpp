@@ -261,7 +261,7 @@ Bool GetConsoleMode(Handle handle, std::uint32_t* mode) {
 
 Bool WriteConsoleW(Handle handle, const void* text, std::uint32_t length, std::uint32_t* written,
                    void*) {
-  constexpr std::uint32_t kUtf8 = 65001, kPart = 1024, kLongest = 3;  // bytes of one char16_t
+  constexpr std::uint32_t kPart = 1024, kLongest = 3;  // bytes of one char16_t
   const auto* const from = static_cast<const char16_t*>(text);
   std::uint32_t done = 0, mode;
   if (!GetConsoleMode(handle, &mode)) return 0;
