@@ -9,7 +9,7 @@ tarballs=$5 host=$6 windows=$7
 shift 3
 [ -s "$tarballs/zlib.tar" ] || { echo "the sources are not there; scripts/fetch_real_programs.sh brings them"; exit 77; }
 wanted=(zlib lua5.1)
-[ "${TARN_EVERY_PROGRAM:-0}" = 0 ] || wanted=(zlib lua5.1 bzip2 scheme9 cjson jansson sqlite3)
+[ "${TARN_EVERY_PROGRAM:-0}" = 0 ] || wanted=(zlib lua5.1 bzip2 scheme9 cjson jansson sqlite3 duktape)
 [ $# = 0 ] || wanted=("$@")
 for build in "$host" "$windows"; do
   cmake --install "$build" --prefix "$folder/prefix" >/dev/null || exit 1
@@ -88,6 +88,25 @@ test_sqlite3() {
   ./sqlite3 disk.db .schema '.mode json' 'select count(*) n from t' .dump | cksum &&
     ./speedtest1 --size 5 --verify speed.db | sed -E 's/ *[0-9.]+s\r?$//' &&
     ./fuzzcheck --limit-mem 100M test/fuzzdata4.db | sed -E 's/in [0-9.]+ seconds//'
+}
+
+# The tests of its extras are linked with the engine as it comes: their makefiles would
+# configure another one by Python 2.
+make_duktape() {
+  local extra
+  make -f Makefile.cmdline CC="$CC -w" && $CC -w -std=c99 -O2 -Isrc -c src/duktape.c || return 1
+  for extra in "${duktape_extras[@]}"; do
+    $CC -w -std=c99 -Isrc -Iextras/$extra duktape.o extras/$extra/{duk_*.c,test.c} -o extras/$extra/test.exe || return 1
+  done
+}
+duktape_extras=(print-alert console duk-v1-compat logging module-duktape module-node)
+test_duktape() {
+  local extra
+  for extra in "${duktape_extras[@]}"; do
+    (cd extras/$extra && sed -n $'s/^\t\\(\\.\\/test\\)/\\1/p' Makefile | sh -e 2>errors) || return 1
+    sed -E 's/^20[0-9T:.-]+Z/TIME/' extras/$extra/errors
+  done
+  ./duk mandel.js
 }
 
 # Programs are called without the .exe and without $RUN: a script of that name runs the image.
