@@ -14,18 +14,17 @@ __attribute__((section(".CRT$XLZ"), used)) Callback after_last = nullptr;
 
 }  // namespace
 
-// That of winpthreads wants the ends of threads alone: what it releases as the process ends,
-// threads that still run may use.
-extern "C" Callback __xl_f __attribute__((weak));
+const PIMAGE_TLS_CALLBACK* crt::callback_of_threads;
 
 void crt::call_callbacks(DWORD reason) {
   const Callback* entry = &before_first;
   __asm__("" : "+r"(entry));  // the linker has put others between these two
   for (; entry != &after_last; ++entry) {
-    if (*entry == nullptr || (entry == &__xl_f && reason != DLL_THREAD_DETACH)) continue;
+    if (*entry == nullptr || (entry == callback_of_threads && reason != DLL_THREAD_DETACH))
+      continue;
     (*entry)(const_cast<IMAGE_DOS_HEADER*>(&__ImageBase), reason, nullptr);
   }
 }
 
-__attribute__((constructor(101))) static void attach() { crt::call_callbacks(DLL_PROCESS_ATTACH); }
-__attribute__((destructor(101))) static void detach() { crt::call_callbacks(DLL_PROCESS_DETACH); }
+__attribute__((constructor(102))) static void attach() { crt::call_callbacks(DLL_PROCESS_ATTACH); }
+__attribute__((destructor(102))) static void detach() { crt::call_callbacks(DLL_PROCESS_DETACH); }

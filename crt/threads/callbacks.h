@@ -8,4 +8,8 @@ namespace crt {
 // Calls them for the calling thread, with one of the reasons of DllMain.
 void call_callbacks(DWORD reason);
 
+// That of winpthreads, set where there is one before the first call. It wants the ends of
+// threads alone: what it releases as the process ends, threads that still run may use.
+extern const PIMAGE_TLS_CALLBACK* callback_of_threads;
+
 }  // namespace crt

@@ -10,11 +10,15 @@
 #include "system.h"
 
 extern "C" {
+// The linker brings winpthreads for it: not to be named by what every image has.
+extern const PIMAGE_TLS_CALLBACK __xl_f __attribute__((weak));
 // Of the program's support library: releases the thread's own objects.
 void tarn_end_of_thread();
 }
 
 using namespace crt;
+
+__attribute__((constructor(101))) static void tell_callback() { callback_of_threads = &__xl_f; }
 
 // The routines in which threads begin; a traceback ends there.
 extern "C" DWORD WINAPI tarn_run_thread(void* argument);
