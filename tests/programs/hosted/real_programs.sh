@@ -45,8 +45,9 @@ test_lua5.1() {
   cd _lua5.1-tests && sed -i "/dofile('main.lua')/d; /loadfile('big.lua')/,/f() == 'a'/d" all.lua &&
     sed -i 's/do; table/do table/' pm.lua && sed -i 's/io.popen, "ls"/io.popen, "echo"/' files.lua &&
     sed -i '/tonumber(.*\(-fFfa\|36) == -36\|42), 2)\|-fffff\)/d' math.lua &&
-    LUA_PATH='?;./?.lua' LUA_INIT="package.path = '?;'..package.path" ../src/lua all.lua </dev/null |
-    sed -E 's/0x[0-9a-f]+|[0-9A-F]{16}/ADDRESS/g; s/[0-9.]+ ?(msec|sec|Kb|kb|K)/N \1/g; s/time: .*|test done.*//; /locale|^[[:cntrl:]]*$/d; s/\.{2,}/.../g'
+    LUA_PATH='?;./?.lua' LUA_INIT="package.path = '?;'..package.path" ../src/lua all.lua </dev/null 2>errors |
+    sed -E 's/0x[0-9a-f]+|[0-9A-F]{16}/ADDRESS/g; s/[0-9.]+ ?(msec|sec|Kb|kb|K)/N \1/g; s/time: .*|test done.*//; /locale|^[[:cntrl:]]*$/d' &&
+    sed -E 's/\.{2,}/.../g' errors
 }
 
 # CMake programs: what the tests print, without their times and order.
