@@ -7,8 +7,6 @@
 #include "../process/shared_block.h"
 #include "cells.h"
 
-extern "C" IMAGE_DOS_HEADER __ImageBase;
-
 namespace crt {
 
 bool has_threads;
@@ -207,9 +205,8 @@ void begin_in_image() {
 // A DLL is ready for threads at once; the program, when there are any.
 __attribute__((constructor)) void join_threads() {
   threads = static_cast<Threads*>(shared_block("THREADS", sizeof(Threads)));
-  const bool is_program = GetModuleHandleA(nullptr) == reinterpret_cast<HMODULE>(&__ImageBase);
-  if (is_program) threads->begin_in_program = begin_in_image;
-  if (!is_program || threads->begun) begin_in_image();
+  if (is_program()) threads->begin_in_program = begin_in_image;
+  if (!is_program() || threads->begun) begin_in_image();
 }
 
 }  // namespace

@@ -2,8 +2,10 @@
 
 #include <stdlib.h>
 #include <string.h>
+#include <windows.h>
 
 extern "C" {
+extern IMAGE_DOS_HEADER __ImageBase;
 struct BlockRecord {
   BlockRecord* next;
   const char* name;
@@ -21,6 +23,10 @@ struct Listed {
   char name[16];
 };
 }  // namespace
+
+bool crt::is_program() {
+  return GetModuleHandleA(nullptr) == reinterpret_cast<HMODULE>(&__ImageBase);
+}
 
 void* crt::find_shared_block(const char* name) {
   for (const BlockRecord* record = __get_common_info(); record; record = record->next) {

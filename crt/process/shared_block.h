@@ -6,6 +6,9 @@
 
 namespace crt {
 
+// Whether this image is the program, and no DLL.
+bool is_program();
+
 // The block of that name, or null if no image has made it. It stays until the process ends.
 void* find_shared_block(const char* name);
 

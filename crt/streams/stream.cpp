@@ -24,14 +24,36 @@ Lock streams_lock;
 
 void set_flag(Stream& stream, int flag) { stream.face._flag |= flag; }
 
+// Program and DLLs have a buffer of standard output each. What they print keeps its order,
+// since one at a time has anything there: who begins to write has the one before write it
+// out. A DLL that was loaded by name may be gone by then, and its destructors do not run:
+// it keeps nothing.
+using Yield = void (*)();
+struct Output {
+  Yield turn;  // null, or writes out what the image has whose turn it is
+  bool has_program;
+};
+Output* output;       // of the process; null until this image's constructors run
+bool loaded_by_name;  // the program's constructors came before
+
+__attribute__((constructor(101))) void share_output() {
+  output = static_cast<Output*>(shared_block("STANDARD OUTPUT", sizeof(Output)));
+  if (is_program()) output->has_program = true;
+  loaded_by_name = !is_program() && output->has_program;
+}
+
+// A program that is not hosted does not tell which DLLs it is linked to.
+bool keeps_output() { return !output || (output->has_program && !loaded_by_name); }
+
 bool take_buffer(Stream& stream) {
   if (stream.base) return true;
   Descriptor* const file = descriptor(stream.number);
   if (!file) return false;
   if (!stream.buffering_set) {
-    stream.buffering = stream.number == 2 ? Buffering::kNone
-                       : file->console    ? Buffering::kLine
-                                          : Buffering::kFull;
+    const bool keeps = stream.number != 2 && (&stream != &standard_streams[1] || keeps_output());
+    stream.buffering = !keeps          ? Buffering::kNone
+                       : file->console ? Buffering::kLine
+                                       : Buffering::kFull;
   }
   if (stream.size == 0) {
     stream.size = stream.buffering == Buffering::kNone ? kSmallBuffer : kBufferSize;
@@ -74,34 +96,25 @@ bool begin_reading(Stream& stream) {
   return true;
 }
 
-// Program and DLLs have a buffer of standard output each. What they print keeps its order,
-// since one at a time has anything there: who begins to write has the one before write it
-// out.
-using Yield = void (*)();
-Yield* turn;  // of the process: how the image whose turn it is gives it up
-
 void yield_output() {
-  Stream& output = standard_streams[1];
-  if (!output.lock.try_take()) return;  // another thread prints here; it asks for the turn anew
-  if (output.writing) {
-    flush(output);
-    output.writing = false;
-    output.limit = output.base;
+  Stream& stream = standard_streams[1];
+  if (!stream.lock.try_take()) return;  // another thread prints here; it asks for the turn anew
+  if (stream.writing) {
+    flush(stream);
+    stream.writing = false;
+    stream.limit = stream.base;
   }
-  output.lock.give_back();
+  stream.lock.give_back();
 }
 
 bool has_turn(const Stream& stream) {
-  return !turn || &stream != &standard_streams[1] || *turn == yield_output;
+  return !output || &stream != &standard_streams[1] || output->turn == yield_output;
 }
 
 void take_turn() {
-  const Yield before = __atomic_exchange_n(turn, &yield_output, __ATOMIC_ACQ_REL);
+  const Yield mine = keeps_output() ? &yield_output : nullptr;
+  const Yield before = __atomic_exchange_n(&output->turn, mine, __ATOMIC_ACQ_REL);
   if (before) before();
-}
-
-__attribute__((constructor)) void share_output() {
-  turn = static_cast<Yield*>(shared_block("STANDARD OUTPUT", sizeof(Yield)));
 }
 
 bool begin_writing(Stream& stream) {
@@ -316,7 +329,7 @@ int flush_all() {
 // what a DLL has printed is written too.
 __attribute__((destructor)) static void write_streams() {
   flush_all();
-  if (turn && *turn == yield_output) *turn = nullptr;
+  if (output && output->turn == yield_output) output->turn = nullptr;
 }
 
 int read_with_care(Stream& stream) {

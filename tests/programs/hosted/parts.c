@@ -1,4 +1,5 @@
-/* A hosted program that is linked to a hosted DLL. Both have TLS callbacks. */
+/* A hosted program that is linked to a hosted DLL, and loads another by name for a while. They
+ * have TLS callbacks. */
 #include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -23,6 +24,11 @@ int main(void) {
   pthread_t thread;
   atexit(bye);
   printf("main %d, PATH %d\n", twice(21), early_path);
+  HMODULE freed = LoadLibraryA("hosted_freed.dll");
+  int (*twice_there)(int) = (int (*)(int))(void*)GetProcAddress(freed, "twice");
+  int there = twice_there(1);
+  FreeLibrary(freed);
+  printf("freed %d\n", there);
   pthread_create(&thread, NULL, same, NULL);
   pthread_join(thread, NULL);
   printf("attached %d, thread %d %d\n", before_constructors, counts[DLL_THREAD_ATTACH],
