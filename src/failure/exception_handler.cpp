@@ -43,6 +43,9 @@ constexpr instruction_head kSquareRoots[] = {
 constexpr char kScriptEngine[] = "jscript9.dll";
 constexpr std::uint32_t kConvertToEcx = 0xC92C0FF2;  // cvttsd2si ecx, xmm1
 
+// A damaged stack may lead from silent frame to silent frame for ever.
+constexpr int kMostSilentSteps = 100;
+
 // Static, for the faulting stack may have little room; the report has one
 // thread. The second holds a description that outlives the first.
 char message[kMessageSize];
@@ -107,9 +110,11 @@ void walk_back(const platform::ExceptionPointers& exception) {
   int silent = 0;
   for (int step = 0; step < kTracebackSteps + (walk_is_hosted ? silent : 0); ++step) {
     const std::int32_t more = trace_back_once(platform::GetCurrentProcess(), end, &copy);
-    silent += *end == '\0';
+    if (*end == '\0' && silent < kMostSilentSteps) ++silent;
     while (*end) ++end;
-    if (shown_frame.image) reported_frames[reported_frame_count++] = shown_frame;
+    if (shown_frame.image && reported_frame_count < kTracebackSteps) {
+      reported_frames[reported_frame_count++] = shown_frame;
+    }
     if (!more) break;
   }
 }
