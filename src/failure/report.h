@@ -41,8 +41,8 @@ extern std::int32_t report_shown;
 // Result: false if nobody was there to see it, or it could not be written.
 bool show_report(const char* title, const char* address, char* traceback);
 
-// Saves the report where the user wants all of them (failure/saved_reports.h). A failure is
-// told in one line on standard error. Not for nothing: once a process.
+// Saves the report where the user wants all of them (failure/saved_reports.h). If that
+// fails, one line on standard error says why. Called once a process.
 void save_report();
 
 // ---- The dialog's callbacks: result 0 closes it ------------------------------

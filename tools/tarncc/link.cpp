@@ -3,7 +3,6 @@
 
 #include "messages.h"
 #include "steps.h"
-#include "tools/terminal_text.h"
 
 namespace {
 

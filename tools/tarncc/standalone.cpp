@@ -10,13 +10,6 @@
 #include "platform/carried_files.h"
 #include "tools/finish_image/image.h"
 
-#ifdef _WIN32
-#include <process.h>
-#define getpid _getpid
-#else
-#include <unistd.h>
-#endif
-
 namespace {
 
 namespace fs = std::filesystem;
