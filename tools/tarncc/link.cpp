@@ -93,6 +93,8 @@ void add_exports(const Request& request, const Words& objects, Words* words) {
     words->push_back("-Wl,--exclude-all-symbols");
     return;
   }
+  // Routines that are optimised at the link would be exported as data.
+  words->push_back("-fno-lto");
   words->push_back(
       "-Wl,--export-all-symbols,--exclude-symbols,__BrackenStartup,--exclude-symbols,"
       "__runtime_slots,--exclude-symbols,tarn_first_cell,--exclude-symbols,tarn_script_area,"
@@ -124,9 +126,13 @@ int link_image(const Job& job, const Words& objects, const fs::path& unfinished,
     if (request.hosted && is_in_group(input.word)) continue;
     words.push_back(input.is_source ? *object++ : input.word);
   }
-  // A library may have it, such as a test framework's.
+  // The line tables of a program that is optimised as a whole are made here.
+  if (request.hosted) words.push_back("-g");
+  // A library may have main, such as a test framework's. What main calls of itself comes up
+  // after link-time optimisation, too late for the linker, which fails without a word.
   if (!request.dll) {
     words.push_back("-Wl,-u,main");
+    if (request.hosted) words.push_back("-Wl,-u,__main");
   } else {
     const fs::path definition = job.scratch / "exports.def";
     if (!write_definition(definition, fs::path(request.output).filename().string())) {
@@ -173,7 +179,7 @@ int link_image(const Job& job, const Words& objects, const fs::path& unfinished,
 bool is_in_hosted(const Job& job, const std::string& name) {
   Request question;
   question.hosted = true;
-  question.inputs = {{"-Wl,--defsym,main=0,--require-defined=" + name, false, {}}};
+  question.inputs = {{"-Wl,--defsym,main=__BrackenStartup,--require-defined=" + name, false, {}}};
   RunOptions quiet = job.run_options();
   quiet.print = false;
   quiet.messages = job.scratch / "answer";

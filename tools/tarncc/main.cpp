@@ -44,7 +44,7 @@ constexpr char kHelp[] =
     "The rest is GCC's: -c -S -E -M -MMD -fsyntax-only, -x LANGUAGE, - for standard\n"
     "input, @FILE, -v, -dumpmachine, -D -I -O -W -f -g -m -std= and their like for the\n"
     "compiler, -l -L -Wl, -Xlinker for the linker. What an image cannot have, such\n"
-    "as -flto or -fsanitize=, is refused.\n"
+    "as -fsanitize= or -pg, is refused.\n"
     "\n"
     "The compiler is $TARN_CC, or else x86_64-w64-mingw32-gcc; of Fortran $TARN_FC, or else\n"
     "x86_64-w64-mingw32-gfortran-posix.\n"

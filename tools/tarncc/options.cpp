@@ -52,6 +52,8 @@ enum Here {
   kThreads,
   kNoDlls,
   kStandalone,
+  kLinkTime,
+  kNoLinkTime,
   kVerbose,
   kVerboseCompiler,
   kOnlyPrint,
@@ -75,7 +77,6 @@ constexpr Option here(const char* name, Form form, Here what) {
 }
 
 constexpr char kNoProfile[] = "profiling code needs a run-time that images do not have";
-constexpr char kNoLto[] = "images are finished from compiled code; compile without it";
 constexpr char kNoSanitizer[] = "the compiler has no sanitizers for images";
 constexpr char kOnly64[] = "images are for x86-64";
 constexpr char kOwnStart[] = "each image has the library's start-up object and import library";
@@ -105,6 +106,9 @@ constexpr Option kOptions[] = {
     here("-pthread", Form::kAlone, kThreads),
     here("--no-dlls", Form::kAlone, kNoDlls),
     here("--standalone", Form::kAlone, kStandalone),
+    here("-flto", Form::kAlone, kLinkTime),
+    here("-flto=", Form::kPrefix, kLinkTime),
+    here("-fno-lto", Form::kAlone, kNoLinkTime),
     here("--verbose", Form::kAlone, kVerbose),
     here("-v", Form::kAlone, kVerboseCompiler),
     here("-###", Form::kAlone, kOnlyPrint),
@@ -183,7 +187,9 @@ constexpr Option kOptions[] = {
     {"-no-pie", Form::kAlone, Goes::kNowhere},
     {"-pie", Form::kAlone, Goes::kNowhere},
     {"-m64", Form::kAlone, Goes::kNowhere},
-    {"-fno-lto", Form::kAlone, Goes::kNowhere},
+    // Objects for link-time optimisation have their code as well.
+    {"-ffat-lto-objects", Form::kAlone, Goes::kNowhere},
+    {"-fno-fat-lto-objects", Form::kAlone, Goes::kNowhere},
 
     {"-dumpmachine", Form::kAlone, Goes::kQuestion},
     {"-dumpversion", Form::kAlone, Goes::kQuestion},
@@ -194,8 +200,6 @@ constexpr Option kOptions[] = {
     {"--help=", Form::kPrefix, Goes::kQuestion},
     {"--target-help", Form::kAlone, Goes::kQuestion},
 
-    {"-flto", Form::kPrefix, Goes::kRefused, kNoLto},
-    {"-fwhopr", Form::kPrefix, Goes::kRefused, kNoLto},
     {"-fsanitize=", Form::kPrefix, Goes::kRefused, kNoSanitizer},
     {"-fopenacc", Form::kAlone, Goes::kRefused, "the compiler has no accelerators for images"},
     {"-p", Form::kAlone, Goes::kRefused, kNoProfile},
@@ -402,6 +406,12 @@ class Reader {
         break;
       case kStandalone:
         standalone_ = true;
+        break;
+      case kLinkTime:
+      case kNoLinkTime:
+        request.link_time_optimisation = what == kLinkTime;
+        compile_with({word});
+        link({word});
         break;
       case kVerboseCompiler:
         verbose_compiler_ = true;
@@ -619,6 +629,11 @@ int read_command_line(const Words& words, Request* request) {
   }
   if (reader.threads_ && !has_threads) {
     return refuse("-pthread is not supported: only hosted programs have POSIX threads");
+  }
+  if (request->link_time_optimisation) {
+    if (!has_threads) return refuse("-flto is not supported: it is for hosted programs");
+    // By the names in their code objects are found to be hosted, C++, or to have exports.
+    reader.compile_with({"-ffat-lto-objects"});
   }
   if (reader.standalone_ && request->goal == Goal::kImage) {
     if (request->dll) return usage_error("--standalone makes programs, not DLLs");

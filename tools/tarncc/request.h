@@ -40,6 +40,7 @@ struct Request {
   bool fortran = false;      // linked with Fortran's run-time, hosted unless report_only
   bool legacy = false;       // Fortran sources mean what old compilers made of them
   bool openmp = false;
+  bool link_time_optimisation = false;
   std::string stack;  // bytes that the main thread's stack may have; empty: the usual ones
   bool verbose = false, only_print = false;
   // A query to the compiler, such as -dumpmachine: its words; nothing is made.

@@ -114,7 +114,12 @@ tarncc -MMD hello.c -o deps.exe && grep -q '^deps.exe: hello.c' deps.d || fail "
 printf '"hello.c"\n-DTEXT=a\\ b @more.rsp' >some.rsp && printf "'-o' file.exe -Xlinker -s" >more.rsp
 tarncc @some.rsp && expect 4 hello tarnrun file.exe
 tarncc -shared greeting_part.c -o part.dll -Wl,--out-implib,other.a && [ -s other.a ] || fail "-shared"
-expect 1 "-flto is not supported" tarncc -flto hello.c
+expect 1 "-flto is not supported: it is for hosted programs" tarncc -flto hello.c
+echo "int share(int n) { return 6 / (2 - n); }" >share.c
+printf 'int share(int);\nint main(int n, char** v) {\n  return share(n);\n}\n' >whole.c
+tarncc --hosted -O2 -flto -c whole.c && tarncc --hosted -flto -shared share.c -o share.dll &&
+  tarncc whole.o libshare.dll.a -o whole.exe && expect 6 "" tarnrun whole.exe
+tarncc -O2 -flto whole.o --hosted share.c -o whole.exe && expect 1 "in main in line 3" tarnrun whole.exe 2
 echo '#include <time.h>' >wants_time.c
 expect 1 "time.h: programs that are compiled with --hosted have it" tarncc -c wants_time.c
 echo 'double sqrt(double); int main(int n, char** v) { return (int)sqrt(n); }' >wants_sqrt.c
