@@ -1,5 +1,5 @@
 // The ends of a Fortran program that fails. The messages are those of the compiler's
-// Fortran library: of its archive, two members are linked as copies whose output and
+// Fortran library: of its archive, three members are linked as copies whose output and
 // ends are renamed to the routines here (CMakeLists.txt). What it writes is held back
 // if it begins an error, and heads the report when it ends the program; the report's
 // first frame is the statement's, not the Fortran library's.
@@ -24,6 +24,7 @@ int trace_back_once(void* process, char* text,
 
 extern IMAGE_DOS_HEADER __ImageBase;
 void close_units(void) __asm__("_gfortrani_close_units");
+void tarn_fortran_close_units(void);
 extern void* unit_lock __asm__("_gfortrani_unit_lock");
 int pthread_mutex_trylock(void** mutex);
 int pthread_mutex_unlock(void** mutex);
@@ -132,7 +133,7 @@ void write_units() {
   pthread_mutex_unlock(&unit_lock);
   closing = true;
   thread = GetCurrentThreadId();
-  if (_setjmp(closing_failed, nullptr) == 0) close_units();
+  if (_setjmp(closing_failed, nullptr) == 0) tarn_fortran_close_units();
 }
 
 __attribute__((constructor)) void watch_failures() { crt::before_report(write_units); }
@@ -185,6 +186,14 @@ CRT_API void tarn_fortran_error_stop(int status) {
 CRT_API void tarn_fortran_abort(void) {
   crt::deliver_abort();
   fail("Abnormal end: abort was called");
+}
+
+// The Fortran library frees its table of units each time, so at its end not once more.
+CRT_API void tarn_fortran_close_units(void) {
+  static bool closed;
+  if (closed) return;
+  closed = true;
+  close_units();
 }
 
 // In place of the traces of the Fortran library. The line that announces one goes.

@@ -94,7 +94,10 @@ contains
   end subroutine
 
   subroutine error_stop
-    error stop 3 ! fails
+    integer :: n
+    character :: code = '3'
+    read (code, *) n ! makes the table of units that the end frees
+    error stop n ! fails
   end subroutine
 
   recursive subroutine stack_overflow(n)
