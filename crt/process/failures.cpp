@@ -45,8 +45,4 @@ LONG WINAPI _gnu_exception_handler(EXCEPTION_POINTERS* exception) {
   crt::on_uncaught(exception);
   return EXCEPTION_CONTINUE_SEARCH;
 }
-
-void __mingw_raise_matherr(int, const char*, double, double, double) {}
-void __mingw_setusermatherr(int (*)(void*)) {}
-void __setusermatherr(int (*)(void*)) {}
 }

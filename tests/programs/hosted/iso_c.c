@@ -177,6 +177,18 @@ static void numbers(void) {
   double infinite = 1 / zero;
   int raised = fetestexcept(FE_DIVBYZERO) != 0;
   printf("1/0 %g, 0/0 %d, raised %d\n", infinite, isnan(zero / zero) != 0, raised);
+  const struct {
+    double (*function)(double);
+    double argument;
+    int exception;
+  } wrong[] = {{exp, 1000, FE_OVERFLOW}, {log, 0, FE_DIVBYZERO},      {log, -1, FE_INVALID},
+               {sqrt, -1, FE_INVALID},   {cos, infinite, FE_INVALID}, {exp, infinite, 0}};
+  for (size_t i = 0; i < sizeof wrong / sizeof *wrong; ++i) {
+    feclearexcept(FE_ALL_EXCEPT);
+    wrong[i].function(wrong[i].argument);
+    printf("%d", fetestexcept(FE_ALL_EXCEPT & ~FE_INEXACT) == wrong[i].exception);
+  }
+  printf(" exceptions\n");
   double parts;
   int exponent;
   double fraction = modf(-3.75, &parts), mantissa = frexp(48, &exponent);
