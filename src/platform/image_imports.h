@@ -34,10 +34,51 @@ struct CriticalSection {
 static_assert(sizeof(CriticalSection) == 40);
 TARNAPI void InitializeCriticalSection(CriticalSection* section);
 TARNAPI Bool InitializeCriticalSectionAndSpinCount(CriticalSection* section, std::uint32_t spin);
+TARNAPI Bool InitializeCriticalSectionEx(CriticalSection* section, std::uint32_t spin,
+                                         std::uint32_t flags);
 TARNAPI void EnterCriticalSection(CriticalSection* section);
 TARNAPI Bool TryEnterCriticalSection(CriticalSection* section);
 TARNAPI void LeaveCriticalSection(CriticalSection* section);
 TARNAPI void DeleteCriticalSection(CriticalSection* section);
+
+// A lock that one thread owns, or several share. Not to be entered again by who has it.
+struct SharedLock {
+  std::uint32_t state, unused;
+};
+TARNAPI void InitializeSRWLock(SharedLock* lock);
+TARNAPI void AcquireSRWLockExclusive(SharedLock* lock);
+TARNAPI void AcquireSRWLockShared(SharedLock* lock);
+TARNAPI std::uint8_t TryAcquireSRWLockExclusive(SharedLock* lock);
+TARNAPI std::uint8_t TryAcquireSRWLockShared(SharedLock* lock);
+TARNAPI void ReleaseSRWLockExclusive(SharedLock* lock);
+TARNAPI void ReleaseSRWLockShared(SharedLock* lock);
+
+// The wait leaves the lock, and has it again when it returns: 0, with the error 1460, at the end
+// of the time. It may also return without a wake. `flags` 1: the lock is shared.
+struct ConditionVariable {
+  std::uint32_t wakes, unused;
+};
+TARNAPI void InitializeConditionVariable(ConditionVariable* variable);
+TARNAPI Bool SleepConditionVariableCS(ConditionVariable* variable, CriticalSection* section,
+                                      std::uint32_t milliseconds);
+TARNAPI Bool SleepConditionVariableSRW(ConditionVariable* variable, SharedLock* lock,
+                                       std::uint32_t milliseconds, std::uint32_t flags);
+TARNAPI void WakeConditionVariable(ConditionVariable* variable);
+TARNAPI void WakeAllConditionVariable(ConditionVariable* variable);
+
+// What is done once, and its context, a pointer with two low bits of 0. The others wait while
+// one thread does it; with flag 2 each may do it, and the first to complete it wins. Flag 1
+// of the beginning only asks; flag 4 of the completion: it has failed, and another does it.
+struct SingleInitialisation {
+  std::uint64_t word;
+};
+using OnceRoutine = Bool(TARNAPI*)(SingleInitialisation* once, void* parameter, void** context);
+TARNAPI void InitOnceInitialize(SingleInitialisation* once);
+TARNAPI Bool InitOnceBeginInitialize(SingleInitialisation* once, std::uint32_t flags, Bool* pending,
+                                     void** context);
+TARNAPI Bool InitOnceComplete(SingleInitialisation* once, std::uint32_t flags, void* context);
+TARNAPI Bool InitOnceExecuteOnce(SingleInitialisation* once, OnceRoutine routine, void* parameter,
+                                 void** context);
 
 [[noreturn]] TARNAPI void ExitThread(std::uint32_t code);
 // 259 while the thread runs.

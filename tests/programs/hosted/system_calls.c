@@ -262,6 +262,64 @@ static void threads(void) {
   DeleteCriticalSection(&section);
 }
 
+static SRWLOCK place = SRWLOCK_INIT, shared_place = SRWLOCK_INIT;
+static CONDITION_VARIABLE filled = CONDITION_VARIABLE_INIT, emptied = CONDITION_VARIABLE_INIT;
+static INIT_ONCE once = INIT_ONCE_STATIC_INIT;
+static int goods, taken_goods, initialised;
+static volatile LONG sharers;
+
+static BOOL CALLBACK initialise(PINIT_ONCE cell, PVOID parameter, PVOID* context) {
+  Sleep(20);
+  *context = parameter;
+  return ++initialised > 1;  // the first time fails
+}
+
+static DWORD WINAPI consume(LPVOID count) {
+  PVOID context = NULL;
+  InitOnceExecuteOnce(&once, initialise, &once, &context);
+  InitOnceExecuteOnce(&once, initialise, &once, &context);
+  for (int i = 0; i < *(int*)count; ++i) {
+    AcquireSRWLockExclusive(&place);
+    while (goods == 0) SleepConditionVariableSRW(&filled, &place, INFINITE, 0);
+    --goods;
+    ++taken_goods;
+    WakeConditionVariable(&emptied);
+    ReleaseSRWLockExclusive(&place);
+  }
+  AcquireSRWLockShared(&shared_place);
+  InterlockedIncrement(&sharers);
+  for (int i = 0; i < 2000 && sharers < 3; ++i) Sleep(1);
+  ReleaseSRWLockShared(&shared_place);
+  return context == &once;
+}
+
+static void light_locks(void) {
+  int each = 2000;
+  HANDLE consumers[3];
+  DWORD result, sum = 0;
+  for (int i = 0; i < 3; ++i) consumers[i] = CreateThread(NULL, 0, consume, &each, 0, NULL);
+  for (int i = 0; i < 3 * each; ++i) {
+    AcquireSRWLockExclusive(&place);
+    while (goods == 4) SleepConditionVariableSRW(&emptied, &place, INFINITE, 0);
+    ++goods;
+    WakeAllConditionVariable(&filled);
+    ReleaseSRWLockExclusive(&place);
+  }
+  for (int i = 0; i < 3; ++i) {
+    WaitForSingleObject(consumers[i], INFINITE);
+    GetExitCodeThread(consumers[i], &result);
+    sum += result;
+  }
+  printf("goods %d, initialised %d for %lu, shared by %ld", taken_goods, initialised, sum, sharers);
+  BOOL free_lock = TryAcquireSRWLockExclusive(&place), held = TryAcquireSRWLockShared(&place);
+  printf(", free %d, held %d", free_lock, held);
+  InitializeCriticalSectionEx(&section, 0, 0);
+  EnterCriticalSection(&section);
+  BOOL woken = SleepConditionVariableCS(&filled, &section, 10);
+  printf(", timed out %d %lu\n", !woken, last());
+  LeaveCriticalSection(&section);
+}
+
 static volatile LONG turns;
 
 static DWORD WINAPI turn(LPVOID limit) {
@@ -420,6 +478,7 @@ int main(void) {
   mutexes();
   machine();
   threads();
+  light_locks();
   waits();
   suspended_threads();
   process();

@@ -40,7 +40,9 @@ inline constexpr std::uint32_t kErrorDirectory = 267;
 inline constexpr std::uint32_t kErrorNotOwner = 288;
 inline constexpr std::uint32_t kErrorTooManyPosts = 298;
 inline constexpr std::uint32_t kErrorPartialCopy = 299;
+inline constexpr std::uint32_t kErrorGenFailure = 31;
 inline constexpr std::uint32_t kErrorMessageNotFound = 317;
+inline constexpr std::uint32_t kErrorTimeout = 1460;
 inline constexpr std::uint32_t kErrorInvalidAddress = 487;
 inline constexpr std::uint32_t kErrorFileInvalid = 1006;
 inline constexpr std::uint32_t kErrorDllInitFailed = 1114;
@@ -224,6 +226,7 @@ class MutexLock {
 // Sleeps while the word has the value, at the longest until `end` by CLOCK_MONOTONIC
 // (null: for ever); may wake without a reason. False at the end of the time.
 bool sleep_on(const std::uint32_t* word, std::uint32_t value, const timespec* end);
+void wake_one(const std::uint32_t* word);
 void wake_all(const std::uint32_t* word);
 
 // ---- Time -------------------------------------------------------------------

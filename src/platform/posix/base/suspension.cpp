@@ -38,6 +38,10 @@ bool sleep_on(const std::uint32_t* word, std::uint32_t value, const timespec* en
          errno != ETIMEDOUT;
 }
 
+void wake_one(const std::uint32_t* word) {
+  syscall(SYS_futex, word, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
+}
+
 void wake_all(const std::uint32_t* word) {
   syscall(SYS_futex, word, FUTEX_WAKE_PRIVATE, INT_MAX, nullptr, nullptr, 0);
 }

@@ -46,6 +46,11 @@ Bool InitializeCriticalSectionAndSpinCount(CriticalSection* section, std::uint32
   return 1;
 }
 
+Bool InitializeCriticalSectionEx(CriticalSection* section, std::uint32_t, std::uint32_t) {
+  InitializeCriticalSection(section);
+  return 1;
+}
+
 void EnterCriticalSection(CriticalSection* section) {
   const std::uint64_t self = GetCurrentThreadId();
   if (enter_again(section, self)) return;

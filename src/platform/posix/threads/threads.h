@@ -10,7 +10,7 @@
 //   threads         a thread's life
 //   suspension      suspended threads and their registers
 //   machine_state   a signal's registers as Windows' record, and back
-//   critical_sections, thread_slots, thread_start
+//   critical_sections, light_locks, thread_slots, thread_start
 #pragma once
 
 #include <signal.h>
