@@ -114,6 +114,14 @@ static void parts_of_files(void) {
                              OPEN_EXISTING, 0, NULL);
   BOOL wrote = WriteFile(file, "ab", 2, &count, &at);
   printf("at a place %d %lu, then %lu", wrote, count, SetFilePointer(file, 0, NULL, FILE_CURRENT));
+  at.Offset = 2;  // a handle of the same file goes on with it
+  HANDLE twin;
+  DuplicateHandle(GetCurrentProcess(), file, GetCurrentProcess(), &twin, 0, FALSE,
+                  DUPLICATE_SAME_ACCESS);
+  WriteFile(twin, "c", 1, &count, &at);
+  WriteFile(file, "d", 1, &count, NULL);
+  printf(", twin %lu", SetFilePointer(twin, 0, NULL, FILE_CURRENT));
+  CloseHandle(twin);
   at.Offset = 6;
   BOOL read = ReadFile(file, wide, 4, &count, &at);
   printf(", at the end %d %lu %lu", read, count, last());

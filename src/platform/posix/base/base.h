@@ -229,6 +229,26 @@ bool sleep_on(const std::uint32_t* word, std::uint32_t value, const timespec* en
 void wake_one(const std::uint32_t* word);
 void wake_all(const std::uint32_t* word);
 
+// ---- Positions of files -------------------------------------------------------
+
+// Where files go on after transfers with places of their own: behind them, as on Windows. The
+// system learns it when it matters; programs that give every transfer its place never need it.
+
+// The descriptor's file goes on at `position`.
+void go_on_at(int descriptor, std::int64_t position);
+
+// Before the position is used: the system has it.
+void settle_position(int descriptor);
+
+// The system has been told another one.
+void forget_position(int descriptor);
+
+// The descriptor is closed.
+void close_position(int descriptor);
+
+// Another descriptor or process has the same position: from now on the system has it at once.
+void share_position(int descriptor);
+
 // ---- Time -------------------------------------------------------------------
 
 // The time that many milliseconds from now, by CLOCK_MONOTONIC.

@@ -239,6 +239,7 @@ std::int64_t start_of(const Overlapped* place) {
 
 // What has no positions is read from where it is.
 ssize_t read_from(int descriptor, void* buffer, std::size_t size, std::int64_t start) {
+  if (start == kHere) settle_position(descriptor);
   const ssize_t taken = start == kHere ? -1 : pread(descriptor, buffer, size, start);
   return start == kHere || (taken < 0 && errno == ESPIPE) ? read(descriptor, buffer, size) : taken;
 }
@@ -251,7 +252,7 @@ ssize_t write_at(int descriptor, const void* bytes, std::size_t size, std::int64
 // The file goes on after what was transferred, and the record says how much that was.
 void finish_transfer(int descriptor, Overlapped* place, std::uint32_t count) {
   if (place == nullptr) return;
-  lseek(descriptor, start_of(place) + count, SEEK_SET);
+  go_on_at(descriptor, start_of(place) + count);
   place->status = 0;
   place->count = count;
   if (place->event != nullptr) SetEvent(place->event);
@@ -262,6 +263,7 @@ void finish_transfer(int descriptor, Overlapped* place, std::uint32_t count) {
 bool write_all(int descriptor, const void* buffer, std::uint32_t size, std::uint32_t* done,
                std::int64_t start = kHere) {
   *done = 0;
+  if (start == kHere) settle_position(descriptor);
   do {
     const ssize_t put = write_at(descriptor, static_cast<const char*>(buffer) + *done, size - *done,
                                  start == kHere ? kHere : start + *done);
@@ -330,6 +332,7 @@ Bool close_file(Handle handle) {
   if (object.kind == HandleKind::kFree) return 0;
   unlock_file(handle, object.descriptor);
   forget_descriptor(object.descriptor);
+  close_position(object.descriptor);
   close(object.descriptor);
   return 1;
 }
@@ -343,6 +346,8 @@ Handle duplicate_file(Handle handle) {
     fail_by_errno();
     return nullptr;
   }
+  share_position(object->descriptor);
+  share_position(copy.descriptor);
   const Handle added = add_handle(copy);
   if (added == nullptr) close(copy.descriptor);
   return added;
@@ -374,6 +379,7 @@ Bool SetEndOfFile(Handle file) {
   if (object == nullptr) return 0;
   if (!object->writable) return fail(kErrorAccessDenied);
   survive_refused_writes();
+  settle_position(object->descriptor);
   const off_t here = lseek(object->descriptor, 0, SEEK_CUR);
   if (here >= 0 && is_mapped_beyond(object->descriptor, here)) return fail(kErrorUserMappedFile);
   return here >= 0 && ftruncate(object->descriptor, here) == 0 ? 1 : fail_by_errno();
@@ -431,12 +437,14 @@ Bool WriteFile(Handle file, const void* buffer, std::uint32_t size, std::uint32_
 
 Bool SetFilePointerEx(Handle file, std::int64_t distance, std::int64_t* position,
                       std::uint32_t origin) {
-  constexpr int kOrigins[] = {SEEK_SET, SEEK_CUR, SEEK_END};
+  constexpr int kOrigins[] = {SEEK_SET, SEEK_CUR, SEEK_END}, kFromHere = 1;
   const OpenObject* const object = find_handle(file, HandleKind::kFile);
   if (object == nullptr) return 0;
   if (origin >= sizeof kOrigins / sizeof kOrigins[0]) return fail(kErrorInvalidParameter);
+  if (origin == kFromHere) settle_position(object->descriptor);
   const off_t reached = lseek(object->descriptor, distance, kOrigins[origin]);
   if (reached < 0) return errno == EINVAL ? fail(kErrorNegativeSeek) : fail_by_errno();
+  forget_position(object->descriptor);
   if (position != nullptr) *position = reached;
   return 1;
 }

@@ -229,6 +229,7 @@ class ChildStreams {
     for (int i = 0; i < kCount; ++i) {
       if (kind_of_handle(handles[i]) != HandleKind::kFile) continue;
       sources_[i] = find_handle(handles[i], HandleKind::kFile)->descriptor;
+      share_position(sources_[i]);
       // One that serves under another standard number would be overwritten.
       if (sources_[i] == i || sources_[i] >= kCount) continue;
       sources_[i] = copies_[i] = fcntl(sources_[i], F_DUPFD_CLOEXEC, kCount);

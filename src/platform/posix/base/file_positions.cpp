@@ -1,0 +1,55 @@
+#include <unistd.h>
+
+#include <atomic>
+
+#include "platform/posix/base/base.h"
+
+namespace tarn::platform {
+namespace {
+
+// Above 0: one more than a position that the system does not have yet.
+constexpr std::int64_t kSettled = 0, kShared = -1;
+
+// Of handles and of what the library opens for itself. Of others, and of the standard ones,
+// which other processes have too, the system is told at once.
+constexpr int kDescriptors = 2 * static_cast<int>(kMaxHandles);
+std::atomic<std::int64_t> positions[kDescriptors];
+
+std::atomic<std::int64_t>* find(int descriptor) {
+  const bool own = descriptor >= static_cast<int>(kStandardHandles);
+  return own && descriptor < kDescriptors ? positions + descriptor : nullptr;
+}
+
+}  // namespace
+
+void go_on_at(int descriptor, std::int64_t position) {
+  std::atomic<std::int64_t>* const kept = find(descriptor);
+  if (kept != nullptr && kept->load(std::memory_order_relaxed) != kShared) {
+    kept->store(position + 1, std::memory_order_relaxed);
+  } else {
+    lseek(descriptor, position, SEEK_SET);
+  }
+}
+
+void settle_position(int descriptor) {
+  std::atomic<std::int64_t>* const kept = find(descriptor);
+  if (kept == nullptr || kept->load(std::memory_order_relaxed) <= kSettled) return;
+  const std::int64_t position = kept->exchange(kSettled, std::memory_order_relaxed);
+  if (position > kSettled) lseek(descriptor, position - 1, SEEK_SET);
+}
+
+void forget_position(int descriptor) {
+  std::atomic<std::int64_t>* const kept = find(descriptor);
+  if (kept != nullptr && kept->load(std::memory_order_relaxed) > kSettled) *kept = kSettled;
+}
+
+void close_position(int descriptor) {
+  if (std::atomic<std::int64_t>* const kept = find(descriptor)) *kept = kSettled;
+}
+
+void share_position(int descriptor) {
+  settle_position(descriptor);
+  if (std::atomic<std::int64_t>* const kept = find(descriptor)) *kept = kShared;
+}
+
+}  // namespace tarn::platform
