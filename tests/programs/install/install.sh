@@ -120,6 +120,10 @@ printf 'int share(int);\nint main(int n, char** v) {\n  return share(n);\n}\n' >
 tarncc --hosted -O2 -flto -c whole.c && tarncc --hosted -flto -shared share.c -o share.dll &&
   tarncc whole.o libshare.dll.a -o whole.exe && expect 6 "" tarnrun whole.exe
 tarncc -O2 -flto whole.o --hosted share.c -o whole.exe && expect 1 "in main in line 3" tarnrun whole.exe 2
+echo 'int rand(void) { return 5; } void srand(unsigned); int main(void) { srand(1); return rand(); }' >own.c
+echo 'int rand(void) { return 6; }' >another.c
+tarncc --hosted own.c -o own.exe && expect 5 "" tarnrun own.exe
+expect 1 "multiple definition of \`rand'" tarncc --hosted own.c another.c -o own.exe
 echo '#include <time.h>' >wants_time.c
 expect 1 "time.h: programs that are compiled with --hosted have it" tarncc -c wants_time.c
 echo 'double sqrt(double); int main(int n, char** v) { return (int)sqrt(n); }' >wants_sqrt.c
