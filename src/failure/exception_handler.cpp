@@ -254,7 +254,8 @@ extern "C" TARN_MACHINERY std::int32_t __system_exception_handler(
   if (code == platform::kExceptionIntegerDivideByZero && is_divide_overflow(*context)) {
     code = platform::kExceptionIntegerOverflow;
   }
-  if (!report_busy) exception_context = context;  // what a trap routine may show
+  // What a trap routine may show; of several threads at once, one has its way.
+  if (!report_busy) __atomic_store_n(&exception_context, context, __ATOMIC_RELAXED);
   const char* name = "Unknown exception";
   if (const exception_row* const row = find_exception(code)) {
     const std::int32_t answer = ask_trap_routine(*row, exception);

@@ -56,11 +56,12 @@ void on_suspend(int, siginfo_t*, void* state) {
 // With the lock held. The caller keeps a reference for wait_until_parked.
 void suspend(ThreadRecord* thread) {
   ++thread->references;
-  if (++thread->suspensions == 1) pthread_kill(thread->system, kSuspendSignal);
+  if (__atomic_add_fetch(&thread->suspensions, 1, __ATOMIC_RELAXED) == 1)
+    pthread_kill(thread->system, kSuspendSignal);
 }
 
 void resume(ThreadRecord* thread) {
-  if (--thread->suspensions > 0) return;
+  if (__atomic_sub_fetch(&thread->suspensions, 1, __ATOMIC_RELEASE) > 0) return;
   wake_all(&thread->suspensions);
   note_move(thread);
 }
