@@ -60,11 +60,22 @@ double failed(std::int32_t code, double value) {
   return x87_double(x87_ylog2(scale, x87_load(x)));
 }
 
+// Whether |y log2(x)| < 1020 by the exponents alone: with 2^e <= x < 2^(e+1) the logarithm is at
+// most |e|, or e + 1, and |y| below the power of 2 after its exponent. The processor does this
+// while it computes the logarithm; a test of that would follow it.
+[[gnu::always_inline]] inline bool has_small_exponents(double x, double y) {
+  const std::int64_t e = static_cast<std::int64_t>(bits_of(x) >> 52) - 1023;
+  const std::int64_t most = (e ^ (e >> 63)) + 1;
+  const std::int64_t after = static_cast<std::int64_t>(bits_of(y) >> 52 & 0x7FF) - 1022;
+  return after < 10 && most << (after > 0 ? after : 0) < 1020;
+}
+
 // x^y where neither the arguments nor the result are special, as most are not.
 [[gnu::always_inline]] inline bool ordinary_power(double x, double y, double* power) {
-  if (!is_positive_normal(x) || !is_finite(y)) return false;
+  const bool is_small = has_small_exponents(x, y);
+  if (!is_positive_normal(x) || (!is_small && !is_finite(y))) return false;
   const Extended t = x87_ylog2(x87_load(y), x87_load(x));
-  if (!__builtin_expect(__builtin_fabsl(t) < kOrdinaryExponent, 1)) return false;
+  if (!__builtin_expect(is_small || __builtin_fabsl(t) < kOrdinaryExponent, 1)) return false;
   x87_set_nearest();
   *power = x87_double(power_of_2(t));
   return true;
