@@ -181,14 +181,6 @@ TARNAPI std::uint32_t FormatMessageW(std::uint32_t flags, const void* source, st
 
 // ---- Files ----------------------------------------------------------------------
 
-enum FileType : std::uint32_t {
-  kFileTypeUnknown,
-  kFileTypeDisk,
-  kFileTypeCharacter,
-  kFileTypePipe
-};
-TARNAPI std::uint32_t GetFileType(Handle file);
-
 // Another handle for the same open object: a file, an event, a semaphore, a thread, a
 // process. Only within this process: both process handles are the current one's. `access` is that
 // of the source whatever is asked.

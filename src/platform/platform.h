@@ -250,6 +250,13 @@ TARNAPI Bool WriteFile(Handle file, const void* buffer, std::uint32_t size, std:
 TARNAPI Bool SetFilePointerEx(Handle file, std::int64_t distance, std::int64_t* position,
                               std::uint32_t origin);
 TARNAPI Bool GetFileSizeEx(Handle file, std::int64_t* size);
+enum FileType : std::uint32_t {
+  kFileTypeUnknown,
+  kFileTypeDisk,
+  kFileTypeCharacter,
+  kFileTypePipe
+};
+TARNAPI std::uint32_t GetFileType(Handle file);
 TARNAPI Bool FlushFileBuffers(Handle file);
 inline constexpr std::uint32_t kInvalidAttributes = 0xFFFFFFFF;
 inline constexpr std::uint32_t kAttributeReadOnly = 0x01;

@@ -78,6 +78,38 @@ TARNAPI bool write_block(FILE* stream, const char* block, std::uint32_t size) {
   return false;
 }
 
+constexpr std::uintptr_t kPage = 4096;
+
+bool begins_page(const char* byte) { return reinterpret_cast<std::uintptr_t>(byte) % kPage == 0; }
+
+// One block into the program's buffer, or past `block` of our own where the system cannot
+// write to the buffer, so that a bad one faults here, in the program, and a region that
+// expands does so. The system ends a transfer before such a page as it does at the end of
+// a file.
+std::uint32_t read_directly(const FILE* stream, char* to, std::uint32_t size, char* block) {
+  std::uint32_t delivered = 0, more = 0;
+  const bool good = platform::ReadFile(stream->handle, to, size, &delivered, nullptr) != 0;
+  if (delivered == size) return size;
+  const bool stopped = good ? begins_page(to + delivered) &&
+                                  platform::GetFileType(stream->handle) == platform::kFileTypeDisk
+                            : platform::GetLastError() == platform::kErrorNoAccess;
+  if (!stopped) return delivered;
+  platform::ReadFile(stream->handle, block, size - delivered, &more, nullptr);
+  append_bytes(to + delivered, block, more);
+  return delivered + more;
+}
+
+// One block out of the program's buffer. Each page is read first: see above.
+bool write_directly(FILE* stream, const char* from, std::uint32_t size) {
+  const auto touch = [](const char* byte) { asm volatile("testb $0, %0" : : "m"(*byte) : "cc"); };
+  touch(from);
+  for (const char* page = from + kPage - reinterpret_cast<std::uintptr_t>(from) % kPage;
+       page < from + size; page += kPage) {
+    touch(page);
+  }
+  return write_block(stream, from, size);
+}
+
 constexpr std::uint32_t kStep = 16;
 
 // Copies sixteen bytes. Result: how many of them come before the first line feed.
@@ -216,19 +248,18 @@ std::uint64_t fread(void* buffer, std::uint64_t size, std::uint64_t count, FILE*
   char* const first = static_cast<char*>(buffer);
   char* next = first;
   char* const end = first + total;
-  // Through a block of our own, so that a bad buffer faults here, in the
-  // program, and bytes after a short read stay as they were.
   char block[kTransferSize];
   while (next < end) {
     const std::uint32_t wanted = block_of(end - next, kTransferSize);
     std::uint32_t delivered = 0;
-    platform::ReadFile(stream->handle, block, wanted, &delivered, nullptr);
     if (text) {
+      platform::ReadFile(stream->handle, block, wanted, &delivered, nullptr);
       for (std::uint32_t i = 0; i < delivered; ++i) {
         if (block[i] != kCarriageReturn) *next++ = block[i];
       }
     } else {
-      next = append_bytes(next, block, delivered);
+      delivered = read_directly(stream, next, wanted, block);
+      next += delivered;
     }
     if (delivered < wanted) {
       set(stream, kFileEndOfFile);
@@ -249,9 +280,8 @@ std::uint64_t fwrite(const void* buffer, std::uint64_t size, std::uint64_t count
   if (stream->flags & kFileBinary) {
     while (next < end) {
       const std::uint32_t part = block_of(end - next, kTransferSize);
-      append_bytes(block, next, part);
+      good &= write_directly(stream, next, part);
       next += part;
-      good &= write_block(stream, block, part);
     }
     return good ? count : 0;
   }

@@ -40,6 +40,8 @@ Bool SetFilePointerEx(Handle file, std::int64_t distance, std::int64_t* position
   return ::SetFilePointerEx(file, by, reinterpret_cast<LARGE_INTEGER*>(position), origin);
 }
 
+std::uint32_t GetFileType(Handle file) { return ::GetFileType(file); }
+
 Bool GetFileSizeEx(Handle file, std::int64_t* size) {
   return ::GetFileSizeEx(file, reinterpret_cast<LARGE_INTEGER*>(size));
 }
