@@ -16,7 +16,7 @@ host_packages=(
 )
 windows_packages=(
   g++-mingw-w64-x86-64-posix gfortran-mingw-w64-x86-64-posix wine64 wine
-  tcl xvfb xdotool imagemagick x11-utils
+  tcl xvfb xdotool imagemagick x11-utils ed
 )
 
 packages=("${host_packages[@]}")

@@ -9,7 +9,8 @@ tarballs=$5 host=$6 windows=$7
 shift 3
 [ -s "$tarballs/zlib.tar" ] || { echo "the sources are not there; scripts/fetch_real_programs.sh brings them"; exit 77; }
 wanted=(zlib lua5.1)
-[ "${TARN_EVERY_PROGRAM:-0}" = 0 ] || wanted=(zlib lua5.1 bzip2 scheme9 cjson jansson sqlite3 duktape)
+[ "${TARN_EVERY_PROGRAM:-0}" = 0 ] ||
+  wanted=(zlib lua5.1 bzip2 scheme9 cjson jansson sqlite3 duktape xz-utils bc)
 [ $# = 0 ] || wanted=("$@")
 for build in "$host" "$windows"; do
   cmake --install "$build" --prefix "$folder/prefix" >/dev/null || exit 1
@@ -48,6 +49,26 @@ test_lua5.1() {
     LUA_PATH='?;./?.lua' LUA_INIT="package.path = '?;'..package.path" ../src/lua all.lua </dev/null 2>errors |
     sed -E 's/0x[0-9a-f]+|[0-9A-F]{16}/ADDRESS/g; s/[0-9.]+ ?(msec|sec|Kb|kb|K)/N \1/g; s/time: .*|test done.*//; /locale|^[[:cntrl:]]*$/d' &&
     sed -E 's/\.{2,}/.../g' errors
+}
+
+make_xz-utils() {
+  ./configure --host=$triple --disable-nls --disable-shared CC="$CC -w" && make -j2 && make -j2 check TESTS=
+}
+test_xz-utils() {
+  make -C tests check-TESTS >log.tests || { cat log.tests; return 1; }
+  grep -aE '^(PASS|SKIP|FAIL|ERROR): ' log.tests
+}
+
+# Its compiler for the library of its own language runs while it is built: this system's does.
+make_bc() {
+  mkdir native && tar -xf "$tarballs/bc.tar" -C native --strip-components=1 && (cd native && CC=gcc AR=ar RANLIB=ranlib && ./configure && make -C lib && make -C bc libmath.h) &&
+    ./configure --host=$triple CC="$CC -w -Drandom=rand -Dsrandom=srand" && cp native/bc/libmath.h bc &&
+    make -C lib && make -C bc -o libmath.h bc.exe && make -C dc && rm -r native
+}
+test_bc() {
+  local source
+  for source in Test/*.b; do ./bc/bc -l "$source" </dev/null || return 1; done
+  ./bc/bc -l <<<'scale = 500; 4 * a(1); 2 ^ 4000; obase = 16; e(1)' && ./dc/dc -e '40 k 2 v p 7 300 ^ 11 13 | p 3 5 / f'
 }
 
 # CMake programs: what the tests print, without their times and order.
