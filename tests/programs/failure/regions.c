@@ -37,6 +37,18 @@ int main(void) {
     printf("page %d: %d faults\n", pages[i], touch(region + pages[i] * PAGE));
   }
 
+  /* The system would not write to pages that are not there. */
+  char* wide = setup_expanding_region("wide", 40 * PAGE);
+  FILE* file = fopen("region.tmp", "wb");
+  for (int i = 0; i < 40 * PAGE; i += 2) fwrite("ab", 1, 2, file);
+  fclose(file);
+  file = fopen("region.tmp", "rb");
+  int read = (int)fread(wide + 5, 1, 30 * PAGE, file);
+  printf("read %d: %c%c", read, wide[5], wide[30 * PAGE + 4]);
+  read = (int)fread(wide, 1, 20 * PAGE, file);
+  printf(", then %d: %c, end %d\n", read, wide[10 * PAGE - 1], feof(file) != 0);
+  fclose(file);
+
   char* small = setup_expanding_region("small", 1);
   printf("one page: %d", touch(small));
   printf(" %d\n", touch(small + PAGE - 1));
