@@ -10,7 +10,8 @@ shift 3
 [ -s "$tarballs/zlib.tar" ] || { echo "the sources are not there; scripts/fetch_real_programs.sh brings them"; exit 77; }
 wanted=(zlib lua5.1)
 [ "${TARN_EVERY_PROGRAM:-0}" = 0 ] ||
-  wanted=(zlib lua5.1 bzip2 scheme9 cjson jansson sqlite3 duktape xz-utils bc)
+  wanted=(zlib lua5.1 bzip2 scheme9 cjson jansson sqlite3 duktape xz-utils bc
+    doctest fmtlib nlohmann-json3 eigen3)
 [ $# = 0 ] || wanted=("$@")
 for build in "$host" "$windows"; do
   cmake --install "$build" --prefix "$folder/prefix" >/dev/null || exit 1
@@ -18,7 +19,14 @@ done
 triple=x86_64-w64-mingw32
 hosted="$folder/prefix/bin/tarncc --hosted"
 plain="$triple-gcc -static -D__USE_MINGW_ANSI_STDIO=1"
-printf 'set(CMAKE_SYSTEM_NAME Windows)\nset(CMAKE_C_COMPILER %s-gcc -static -D__USE_MINGW_ANSI_STDIO=1)\nset(CMAKE_RC_COMPILER %s-windres)\n' $triple $triple >"$folder/plain.cmake"
+cat >"$folder/plain.cmake" <<END
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_C_COMPILER $plain)
+set(CMAKE_CXX_COMPILER $triple-g++-posix -static)
+set(CMAKE_RC_COMPILER $triple-windres)
+END
+libraries=$($triple-g++-posix -print-file-name=libstdc++-6.dll)
+libraries="Z:${libraries%/*};Z:/usr/$triple/lib"
 export LC_ALL=C AR=$triple-ar RANLIB=$triple-ranlib
 
 make_bzip2() { make CC="$CC -w" AR="$AR" RANLIB="$RANLIB" bzip2 bzip2recover; }
@@ -75,11 +83,12 @@ test_bc() {
 cmake_build() {
   local toolchain=$folder/prefix/lib/cmake/tarnlib/hosted.cmake
   [ "$CC" = "$hosted" ] || toolchain=$folder/plain.cmake
-  cmake -S . -B made -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_C_FLAGS=-w -DCMAKE_BUILD_TYPE=Release \
-    -DBUILD_SHARED_LIBS=OFF "$@" && cmake --build made -j 2
+  cmake -S . -B made -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_C_FLAGS=-w -DCMAKE_CXX_FLAGS=-w \
+    -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE=-O1 -DBUILD_SHARED_LIBS=OFF "$@" &&
+    cmake --build made -j 2 ${targets:+--target "${targets[@]}"}
 }
 cmake_test() {
-  ctest --test-dir made -j 2 --timeout 120 >log.tests || { cat log.tests; return 1; }
+  ctest --test-dir made -j 2 --timeout 120 "$@" >log.tests || { cat log.tests; return 1; }
   sed -nE 's/^ *[0-9]+\/[0-9]+ Test +#[0-9]+: (\S+).*(Passed|Failed|Skipped|Not Run).*/\1 \2/p; /tests passed/p' log.tests | sort
 }
 
@@ -88,6 +97,51 @@ test_cjson() { cmake_test; }
 
 make_jansson() { cmake_build -DJANSSON_BUILD_DOCS=OFF; }
 test_jansson() { cmake_test; }
+
+# Its DLLs share test cases and reporters, and catch each other's exceptions, which plain ones do
+# with one libstdc++ alone.
+make_doctest() {
+  [ "$CC" = "$hosted" ] || sed -i 's/-posix -static/-posix/' "$folder/plain.cmake"
+  cmake_build
+}
+test_doctest() { WINEPATH=$libraries cmake_test; }
+
+# GoogleTest is a package of its own in Debian. Left out: tests that compile for minutes, and
+# assert-test, whose death tests take handles out of another process.
+fmtlib_tests="args-test chrono-test color-test gtest-extra-test os-test ostream-test
+  posix-mock-test printf-test ranges-test scan-test std-test"
+make_fmtlib() {
+  local targets
+  read -ra targets -d '' <<<"$fmtlib_tests"
+  mkdir test/gtest && cat >test/gtest/CMakeLists.txt <<'END' && cmake_build
+set(from /usr/src/googletest)
+add_library(gtest STATIC ${from}/googletest/src/gtest-all.cc ${from}/googlemock/src/gmock-all.cc)
+target_include_directories(gtest PUBLIC ${from}/googletest/include ${from}/googlemock/include
+                           PRIVATE ${from}/googletest ${from}/googlemock)
+END
+}
+test_fmtlib() { cmake_test -R "^($(tr -s ' \n' '|' <<<"$fmtlib_tests"))$"; }
+
+# Half of its tests, without those for which it fetches data.
+json_tests="allocator alt-string capacity class_parser comparison conversions deserialization
+  element_access1 hash iterators1 json_pointer merge_patch modifiers ordered_map
+  serialization to_chars udl user_defined_input wstring"
+make_nlohmann-json3() {
+  local targets
+  read -ra targets -d '' < <(printf 'test-%s_cpp11 ' $json_tests)
+  cmake_build -DJSON_BuildTests=ON -DJSON_TestDataDirectory=.
+}
+test_nlohmann-json3() { cmake_test -R "^test-($(tr -s ' \n' '|' <<<"$json_tests"))_cpp11$"; }
+
+# Some of Eigen's basic tests; each is compiled for half a minute.
+eigen_tests="basicstuff_1 linearstructure_1 array_cwise_1 product_small_1 determinant_1
+  inverse_1 lu_1 cholesky_1 qr_1 eigensolver_selfadjoint_1 geo_transformations_1 stdvector_1"
+make_eigen3() {
+  local targets
+  read -ra targets -d '' <<<"$eigen_tests"
+  cmake_build -DBUILD_TESTING=ON
+}
+test_eigen3() { cmake_test -R "^($(tr -s ' \n' '|' <<<"$eigen_tests"))$"; }
 
 # SQLite's fuzzing corpus and benchmark check themselves; the shell has no tests without Tcl.
 make_sqlite3() {
@@ -136,7 +190,9 @@ make_runnable() {
   find . -type f -size +8k \( -perm -u+x -o -name '*.exe' \) | while read -r image; do
     [ "$(head -c 2 "$image")" = MZ ] || continue
     name=$(basename "$image" .exe) place=$(dirname "$image")
-    mkdir -p "$place/image" && mv "$image" "$place/image/$name.exe"
+    mkdir -p "$place/image"
+    [ "${name%.dll}" = "$name" ] || { cp "$image" "$place/image"; continue; }
+    mv "$image" "$place/image/$name.exe"
     cp "$folder"/prefix/lib/tarnlib/*.DLL "$place/image"
     printf '#!/bin/sh\nexec "$RUN" "${0%%/*}/image/%s.exe" "$@"\n' "$name" >"$place/$name"
     chmod +x "$place/$name" && cp "$place/$name" "$place/$name.exe" && touch -r "$place/image/$name.exe" "$place/$name"*
