@@ -5,6 +5,7 @@
 #include "paneview/dialog.h"
 #include "paneview/paneview.h"
 #include "paneview/text.h"
+#include "platform/output.h"
 
 namespace paneview {
 namespace {
@@ -22,6 +23,7 @@ inline constexpr std::int32_t kEnter = '\r';
 // lines: they remain of a layout without its buttons.
 struct Layout {
   bool any;                         // something has been laid out
+  char before;                      // what was put last
   std::uint32_t line_ends, blanks;  // not laid out yet
   char* buffer;
   std::uint64_t size, used;  // used: also counts what is beyond the size
@@ -51,8 +53,10 @@ void put(Layout* layout, char c) {
   }
   layout->line_ends = 0;
   for (; layout->blanks > 0; --layout->blanks) emit(layout, ' ');
-  const bool control = static_cast<unsigned char>(c) < ' ' && c != '\t';
-  emit(layout, control ? '?' : c);  // texts may hold anything; the terminal must not act on it
+  // Texts may hold anything; the terminal must not act on it.
+  const bool control = c != '\t' && tarn::platform::is_terminal_control(layout->before, c);
+  emit(layout, control ? '?' : c);
+  layout->before = c;
   layout->any = true;
 }
 

@@ -2,6 +2,7 @@
 
 #include "failure/catalogue.h"
 #include "failure/image_tables.h"
+#include "platform/output.h"
 #include "process/raising.h"
 #include "streams/format.h"
 #include "strings/c_string.h"
@@ -107,10 +108,9 @@ void compose_error_message(const platform::AMD_CONTEXT& context, char* message) 
 }
 
 void hide_control_characters(char* text) {
-  for (; *text; ++text) {
+  for (char before = '\0'; *text; before = *text++) {
     const bool stays = *text == '\t' || *text == '\n';
-    const bool control = static_cast<unsigned char>(*text) < ' ' || *text == '\x7F';
-    if (control && !stays) *text = '?';
+    if (!stays && platform::is_terminal_control(before, *text)) *text = '?';
   }
 }
 

@@ -3,6 +3,7 @@
 #include "failure/error_message.h"
 #include "failure/image_tables.h"
 #include "failure/safe_memory.h"
+#include "platform/output.h"
 #include "platform/pe_format.h"
 #include "streams/format.h"
 #include "strings/c_string.h"
@@ -47,13 +48,12 @@ struct Text {
 
   // Line ends in `text` are the report's own.
   void add(const char* text) {
-    for (; *text; ++text) {
+    for (char before = '\0'; *text; before = *text++) {
       if (*text == '\n') {
         column = 0;
         put('\n');
       } else {
-        const bool control = static_cast<unsigned char>(*text) < ' ' || *text == '\x7F';
-        put_in_line(control ? '?' : *text);
+        put_in_line(platform::is_terminal_control(before, *text) ? '?' : *text);
       }
     }
   }

@@ -38,4 +38,11 @@ inline bool write_output(Handle file, const void* bytes, std::uint32_t size,
   return false;
 }
 
+// Whether a terminal acts on `c`, which comes after `before`: a control character, of one
+// byte or in UTF-8 of two. Tabs and line ends too.
+inline bool is_terminal_control(char before, char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return byte < ' ' || byte == 0x7F || (before == '\xC2' && byte >= 0x80 && byte < 0xA0);
+}
+
 }  // namespace tarn::platform

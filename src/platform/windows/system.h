@@ -13,10 +13,10 @@
 namespace tarn::platform {
 
 // A service of a library that is not loaded from the start: the first call
-// loads it. Null if the library or the service is missing.
+// loads it, from the system's folder alone. Null if the library or the service is missing.
 template <class Service>
 Service late_service(const char* library, const char* name) {
-  const HMODULE module = ::LoadLibraryA(library);
+  const HMODULE module = ::LoadLibraryExA(library, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
   return module ? reinterpret_cast<Service>(reinterpret_cast<void*>(::GetProcAddress(module, name)))
                 : nullptr;
 }

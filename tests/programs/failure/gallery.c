@@ -149,7 +149,9 @@ static DEEP void hurt_heap(void) {
   for (int i = 0; i < 20; ++i) blocks[i] = malloc(20 + 200 * i);
   for (int i = 0; i < 20; ++i) free(blocks[i]);
   for (int i = 0; i < 20; ++i) memset(blocks[i] - 16, 'A', 36 + 200 * i);
-  text_error("the heap is \033[31mhurt");
+  text_error(
+      "the heap is \033[31mhurt \xC2\x9B"
+      "31m");
 }
 static DEEP void text(void) { text_error("the %s has %d legs", "spider", 8); }
 static DEEP void region_over(void) {

@@ -41,7 +41,7 @@ smashed         Access violation (c0000005) at address 140
 double_free     Attempt to free unallocated storage at address LIBRARY
 inside_free     Attempt to free part of a storage block at address LIBRARY
 realloc_static  Attempt to free unallocated storage at address LIBRARY
-hurt_heap       the heap is ?[31mhurt at address LIBRARY
+hurt_heap       the heap is ?[31mhurt Â?31m at address LIBRARY
 text            the spider has 8 legs at address LIBRARY
 library_fault   Access violation (c0000005) at address LIBRARY
 region_over     Overflow off expanding region WORK SPACE at address 140

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/output.h"
 #include "platform/posix/memory/memory.h"
 
 namespace tarn::platform {
@@ -335,8 +336,9 @@ bool refuse(LoadError* error, const char* format, ...) {
   va_start(arguments, format);
   vsnprintf(error->text, sizeof error->text, format, arguments);
   va_end(arguments);
-  for (char* p = error->text; *p; ++p) {
-    if (static_cast<unsigned char>(*p) < ' ' || *p == '\x7F') *p = '?';
+  char before = '\0';
+  for (char* p = error->text; *p; before = *p++) {
+    if (is_terminal_control(before, *p)) *p = '?';
   }
   error->not_found = false;
   error->is_folder = false;
