@@ -119,11 +119,21 @@ TARNAPI Bool ReleaseSemaphore(Handle semaphore, std::int32_t more, std::int32_t*
 TARNAPI Handle CreateMutexW(const SecurityAttributes* security, Bool owned, const char16_t* name);
 TARNAPI Bool ReleaseMutex(Handle mutex);
 
-// As WaitForSingleObject: nothing interrupts a wait here.
+// As WaitForSingleObject, WaitForMultipleObjects and Sleep. If `alertable`, calls that are
+// queued for the calling thread, or come while it waits, run in their order unless what it
+// waits for is there; they end the wait, with kWaitIoCompletion. SleepEx returns 0 at the end
+// of the time.
+inline constexpr std::uint32_t kWaitIoCompletion = 0xC0;
 TARNAPI std::uint32_t WaitForSingleObjectEx(Handle object, std::uint32_t milliseconds,
                                             Bool alertable);
 TARNAPI std::uint32_t WaitForMultipleObjectsEx(std::uint32_t count, const Handle* handles, Bool all,
                                                std::uint32_t milliseconds, Bool alertable);
+TARNAPI std::uint32_t SleepEx(std::uint32_t milliseconds, Bool alertable);
+
+// Queues a call for a thread: it runs in the thread's next alertable wait, or as the thread
+// starts. 0 with kErrorGenFailure for a thread that has ended.
+using QueuedRoutine = TARNAPI void (*)(std::uint64_t argument);
+TARNAPI Bool QueueUserAPC(QueuedRoutine routine, Handle thread, std::uint64_t argument);
 
 // The bounds of the calling thread's stack: its lowest byte, and the end.
 TARNAPI void GetCurrentThreadStackLimits(std::uint64_t* low, std::uint64_t* high);

@@ -246,6 +246,43 @@ static void mutexes(void) {
   CloseHandle(mutex);
 }
 
+static char called[8];
+
+static void CALLBACK note(ULONG_PTR letter) {
+  called[strlen(called)] = (char)letter;
+  if (letter == 'a') QueueUserAPC(note, GetCurrentThread(), 'z');
+}
+
+static DWORD WINAPI wait_alertably(LPVOID events) {
+  SetEvent(((HANDLE*)events)[0]);
+  return WaitForSingleObjectEx(((HANDLE*)events)[1], 10000, TRUE);
+}
+
+static void queued_calls(void) {
+  HANDLE event = CreateEventA(NULL, TRUE, FALSE, NULL), all[] = {event, GetCurrentProcess()};
+  QueueUserAPC(note, GetCurrentThread(), 'a');
+  QueueUserAPC(note, GetCurrentThread(), 'b');
+  DWORD plain = WaitForSingleObject(event, 10), slept = SleepEx(INFINITE, TRUE);
+  printf("calls %lx %lx %s", plain, slept, called);
+  SetEvent(event);
+  QueueUserAPC(note, GetCurrentThread(), 'c');
+  DWORD there = WaitForSingleObjectEx(event, 10, TRUE);
+  printf(", object first %lx %s", there, called);
+  DWORD both = WaitForMultipleObjectsEx(2, all, TRUE, 5000, TRUE), none = SleepEx(10, TRUE);
+  printf(", all %lx %s, none %lx\n", both, called, none);
+  HANDLE events[] = {event, CreateEventA(NULL, TRUE, FALSE, NULL)};
+  ResetEvent(event);
+  HANDLE thread = CreateThread(NULL, 0, wait_alertably, events, CREATE_SUSPENDED, NULL);
+  QueueUserAPC(note, thread, 'd');
+  ResumeThread(thread);
+  WaitForSingleObject(event, INFINITE);
+  QueueUserAPC(note, thread, 'e');
+  WaitForSingleObject(thread, INFINITE);
+  GetExitCodeThread(thread, &slept);
+  BOOL late = QueueUserAPC(note, thread, 'f');
+  printf("of a thread %lx %s, ended %d %lu\n", slept, called, late, last());
+}
+
 static void machine(void) {
   char name[MAX_COMPUTERNAME_LENGTH + 1];
   DWORD size = sizeof name, small = 1;
@@ -484,6 +521,7 @@ int main(void) {
   parts_of_files();
   heaps();
   mutexes();
+  queued_calls();
   machine();
   threads();
   light_locks();

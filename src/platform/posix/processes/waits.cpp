@@ -60,18 +60,21 @@ class Objects {
     return true;
   }
 
-  std::uint32_t wait_for_any(std::uint32_t milliseconds, const timespec& end) {
+  // `calls`: the thread's queued calls, if they may end the wait.
+  std::uint32_t wait_for_any(std::uint32_t milliseconds, const timespec& end, Waitable* calls) {
     if (processes_ > 0) poll(polled_, processes_, 0);
     std::uint32_t ended = first_ended();
     std::uint32_t before = 0;  // of the other objects, those with a lower place
     while (before < other_count_ && other_places_[before] < ended) ++before;
     const bool sleeps = ended == kNone && milliseconds != 0;
-    const int descriptor =
-        sleeps && processes_ > 0 && other_count_ > 0 ? eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK) : -1;
+    const int descriptor = sleeps && processes_ > 0 && (other_count_ > 0 || calls != nullptr)
+                               ? eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)
+                               : -1;
     std::uint32_t other = kWaitTimeout;
     {
       ObjectWait wait;
-      const bool over = wait.begin(others_, before, false, descriptor);
+      const bool over =
+          wait.begin(others_, before, false, descriptor, ended == kNone ? calls : nullptr);
       if (!over && sleeps && processes_ > 0) {
         polled_[processes_] = {descriptor, POLLIN, 0};
         poll_until(polled_, processes_ + 1, milliseconds, end);
@@ -82,7 +85,7 @@ class Objects {
       other = wait.end();
     }
     if (descriptor >= 0) close(descriptor);
-    if (other == kWaitFailed) return kWaitFailed;
+    if (other == kWaitFailed || other == kWaitIoCompletion) return other;
     if (other != kWaitTimeout) {
       const std::uint32_t abandoned = other & kWaitAbandoned;
       return (kWaitObject | abandoned) + other_places_[other - abandoned];
@@ -91,13 +94,19 @@ class Objects {
   }
 
   // What has ended stays so: one process after the other, then the other objects.
-  std::uint32_t wait_for_all(std::uint32_t milliseconds, const timespec& end) {
+  std::uint32_t wait_for_all(std::uint32_t milliseconds, const timespec& end, Waitable* calls) {
     for (std::uint32_t i = 0; i < processes_; ++i) {
-      if (!poll_until(&polled_[i], 1, milliseconds, end)) return kWaitTimeout;
+      Objects one;
+      one.processes_ = 1;
+      one.held_[0] = nullptr;
+      one.polled_[0] = polled_[i];
+      one.process_places_[0] = 0;
+      const std::uint32_t result = one.wait_for_any(milliseconds, end, calls);
+      if (result != kWaitObject) return result;
     }
     if (other_count_ == 0) return kWaitObject;
     ObjectWait wait;
-    if (!wait.begin(others_, other_count_, true) && milliseconds != 0) {
+    if (!wait.begin(others_, other_count_, true, -1, calls) && milliseconds != 0) {
       wait.sleep(milliseconds == kWaitForever ? nullptr : &end);
     }
     return wait.end();
@@ -121,30 +130,57 @@ class Objects {
 
 }  // namespace
 
-std::uint32_t WaitForMultipleObjects(std::uint32_t count, const Handle* handles, Bool all,
-                                     std::uint32_t milliseconds) {
+std::uint32_t WaitForMultipleObjectsEx(std::uint32_t count, const Handle* handles, Bool all,
+                                       std::uint32_t milliseconds, Bool alertable) {
   if (count == 0 || count > kMostWaits) {
     fail(kErrorInvalidParameter);
     return kWaitFailed;
   }
+  Waitable* const calls = alertable != 0 ? own_queued_calls() : nullptr;
+  if (alertable != 0 && calls == nullptr) return kWaitFailed;
   const timespec end = deadline_after(milliseconds);
-  Objects objects;
-  if (!objects.sort(handles, count)) return kWaitFailed;
-  return all != 0 ? objects.wait_for_all(milliseconds, end)
-                  : objects.wait_for_any(milliseconds, end);
+  std::uint32_t result = kWaitFailed;
+  {
+    Objects objects;
+    if (!objects.sort(handles, count)) return kWaitFailed;
+    result = all != 0 ? objects.wait_for_all(milliseconds, end, calls)
+                      : objects.wait_for_any(milliseconds, end, calls);
+  }
+  if (result == kWaitIoCompletion) run_queued_calls();
+  return result;
+}
+
+std::uint32_t WaitForMultipleObjects(std::uint32_t count, const Handle* handles, Bool all,
+                                     std::uint32_t milliseconds) {
+  return WaitForMultipleObjectsEx(count, handles, all, milliseconds, 0);
 }
 
 std::uint32_t WaitForSingleObject(Handle object, std::uint32_t milliseconds) {
-  return WaitForMultipleObjects(1, &object, 0, milliseconds);
+  return WaitForMultipleObjectsEx(1, &object, 0, milliseconds, 0);
 }
 
-std::uint32_t WaitForSingleObjectEx(Handle object, std::uint32_t milliseconds, Bool) {
-  return WaitForSingleObject(object, milliseconds);
+std::uint32_t WaitForSingleObjectEx(Handle object, std::uint32_t milliseconds, Bool alertable) {
+  return WaitForMultipleObjectsEx(1, &object, 0, milliseconds, alertable);
 }
 
-std::uint32_t WaitForMultipleObjectsEx(std::uint32_t count, const Handle* handles, Bool all,
-                                       std::uint32_t milliseconds, Bool) {
-  return WaitForMultipleObjects(count, handles, all, milliseconds);
+std::uint32_t SleepEx(std::uint32_t milliseconds, Bool alertable) {
+  Waitable* const calls = alertable != 0 ? own_queued_calls() : nullptr;
+  if (calls == nullptr) {
+    Sleep(milliseconds);
+    return 0;
+  }
+  const timespec end = deadline_after(milliseconds);
+  std::uint32_t result = 0;
+  {
+    ObjectWait wait;
+    if (!wait.begin(nullptr, 0, false, -1, calls) && milliseconds != 0) {
+      wait.sleep(milliseconds == kWaitForever ? nullptr : &end);
+    }
+    result = wait.end();
+  }
+  if (result != kWaitIoCompletion) return 0;
+  run_queued_calls();
+  return kWaitIoCompletion;
 }
 
 }  // namespace tarn::platform

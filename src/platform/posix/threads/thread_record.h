@@ -8,6 +8,8 @@
 
 namespace tarn::platform {
 
+struct QueuedCall;
+
 // Its count is 0 until the thread has ended. With the lock of waits.h held, but for
 // the thread's own use of what does not change.
 struct ThreadRecord : Waitable {
@@ -21,6 +23,11 @@ struct ThreadRecord : Waitable {
   void* argument;
   jmp_buf end;
   bool has_end;  // TerminateThread jumps there
+
+  // Calls that are queued for the thread, and their count. Waits refer to it while the
+  // thread lives: it is never let go.
+  Waitable calls;
+  QueuedCall *first_call, *last_call;
 
   // How often it is suspended; whether it sleeps for that, with these registers; how
   // often that has changed.
@@ -41,6 +48,9 @@ ThreadRecord* own_thread_if_known();
 
 // With the lock held; null, with the last error, for a handle of another kind.
 ThreadRecord* find_thread(Handle handle);
+
+// For the end of a thread, with the lock held: its calls never run.
+void drop_queued_calls(ThreadRecord* thread);
 
 // Around a wait of the calling thread, during which its registers cannot be changed.
 void begin_waiting();

@@ -1,6 +1,7 @@
 // A thread's life: its record lasts until its handles, its waits and the thread
 // itself have let it go.
 
+#include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/resource.h>
@@ -43,6 +44,8 @@ ThreadRecord* new_record() {
   if (thread == nullptr) return nullptr;
   thread->references = 1;
   thread->limit = 1;
+  thread->calls.references = 1;
+  thread->calls.limit = INT32_MAX;
   thread->code = kStillActive;
   GetSystemTimeAsFileTime(&thread->created);
   return thread;
@@ -98,6 +101,7 @@ void end_thread(ThreadRecord* thread, std::uint32_t code) {
     abandon_mutexes();
     if (thread == nullptr) return;
     unlist_thread(thread);
+    drop_queued_calls(thread);
     thread->code = code;
     thread->kernel = kernel;
     thread->user = user;
@@ -119,6 +123,7 @@ void* run_thread(void* record) {
   std::uint32_t code = 0;
   if (_setjmp(thread->end) == 0) {
     thread->has_end = true;
+    run_queued_calls();
     code = thread->routine(thread->argument);
   } else {
     code = thread->code;

@@ -8,6 +8,7 @@
 //   events          events and semaphores
 //   mutexes         locks with an owner
 //   threads         a thread's life
+//   queued_calls    calls that a thread makes in its alertable waits
 //   suspension      suspended threads and their registers
 //   machine_state   a signal's registers as Windows' record, and back
 //   critical_sections, light_locks, thread_slots, thread_start
@@ -48,13 +49,16 @@ class ObjectWait {
 
   // For any of the objects or all of them; takes what it wants at once if it is
   // there. Where that comes later, something is written to the descriptor (an
-  // eventfd; -1: none). True if the wait is over: then `end` returns at once.
-  bool begin(const Handle* handles, std::uint32_t count, bool all, int descriptor = -1);
+  // eventfd; -1: none). `calls`, if not null, ends it too once calls are queued for the
+  // thread. True if the wait is over: then `end` returns at once.
+  bool begin(const Handle* handles, std::uint32_t count, bool all, int descriptor = -1,
+             Waitable* calls = nullptr);
   // Until it is over or the time by CLOCK_MONOTONIC has come (null: never).
   void sleep(const timespec* end);
   // The index of the object, 0 for all, with kWaitAbandoned added where it, or one of
-  // all, is a mutex that its owner has abandoned; kWaitTimeout if the wait is not over;
-  // kWaitFailed, with the last error, if a handle is none.
+  // all, is a mutex that its owner has abandoned; kWaitIoCompletion if queued calls are
+  // there; kWaitTimeout if the wait is not over; kWaitFailed, with the last error, if a handle
+  // is none.
   std::uint32_t end();
 
  private:
@@ -64,15 +68,21 @@ class ObjectWait {
   void take_mutex(Mutex* mutex, std::uint32_t place);
   void leave_queues();
 
-  std::uint32_t count_ = 0;
-  std::uint32_t over_ = 0;  // last: then the wait no longer belongs to who ends it
+  std::uint32_t count_ = 0;        // of the objects
+  std::uint32_t places_used_ = 0;  // one more with the thread's queued calls
+  std::uint32_t over_ = 0;         // last: then the wait no longer belongs to who ends it
   std::uint32_t result_ = kWaitTimeout;
   bool all_ = false;
   int descriptor_ = -1;
   const std::uint32_t thread_;  // the waiting one's number
   Mutex** const mutexes_;       // what it has
-  WaitPlace places_[kMostWaits];
+  WaitPlace places_[kMostWaits + 1];
 };
+
+// The calls that QueueUserAPC has queued for the calling thread: what alertable waits wait
+// for (null, with the last error, without memory), and to run them all.
+Waitable* own_queued_calls();
+void run_queued_calls();
 
 // ---- The start of a thread ------------------------------------------------------
 

@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include "platform/image_imports.h"
 #include "platform/posix/threads/thread_record.h"
 
 namespace tarn::platform {
@@ -101,8 +102,13 @@ void ObjectWait::take_mutex(Mutex* mutex, std::uint32_t place) {
   mutex->abandoned = false;
 }
 
-// Ends the wait if the object at `place`, or all of them, are there.
+// Ends the wait if the object at `place`, or all of them, are there. The thread's queued
+// calls have the place after the objects.
 bool ObjectWait::take(std::uint32_t place) {
+  if (place == count_) {
+    if (places_[place].object->count > 0) result_ = kWaitIoCompletion;
+    return result_ == kWaitIoCompletion;
+  }
   const std::uint32_t from = all_ ? 0 : place, to = all_ ? count_ : place + 1;
   for (std::uint32_t i = from; i < to; ++i) {
     if (!is_there(*places_[i].object)) return false;
@@ -117,7 +123,7 @@ bool ObjectWait::take(std::uint32_t place) {
 }
 
 void ObjectWait::leave_queues() {
-  for (std::uint32_t i = 0; i < count_; ++i) {
+  for (std::uint32_t i = 0; i < places_used_; ++i) {
     WaitPlace& place = places_[i];
     Waitable* const object = place.object;
     (place.previous != nullptr ? place.previous->next : object->first) = place.next;
@@ -132,7 +138,8 @@ ObjectWait::ObjectWait() : thread_(GetCurrentThreadId()), mutexes_(own_mutexes()
 
 ObjectWait::~ObjectWait() { end_waiting(); }
 
-bool ObjectWait::begin(const Handle* handles, std::uint32_t count, bool all, int descriptor) {
+bool ObjectWait::begin(const Handle* handles, std::uint32_t count, bool all, int descriptor,
+                       Waitable* calls) {
   const WaitsLock lock;
   for (std::uint32_t i = 0; i < count; ++i) {
     places_[i] = {find_waitable(handles[i]), this, nullptr, nullptr};
@@ -142,15 +149,17 @@ bool ObjectWait::begin(const Handle* handles, std::uint32_t count, bool all, int
     return true;
   }
   count_ = count;
+  places_used_ = count;
+  if (calls != nullptr) places_[places_used_++] = {calls, this, nullptr, nullptr};
   all_ = all;
   descriptor_ = descriptor;
   bool taken = false;
   for (std::uint32_t i = 0; i < count && !taken; i = all ? count : i + 1) taken = take(i);
-  if (taken) {
+  if (taken || (calls != nullptr && take(count))) {
     over_ = 1;
     return true;
   }
-  for (std::uint32_t i = 0; i < count; ++i) {
+  for (std::uint32_t i = 0; i < places_used_; ++i) {
     WaitPlace& place = places_[i];
     Waitable* const object = place.object;
     ++object->references;
