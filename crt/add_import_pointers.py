@@ -4,7 +4,7 @@
   add_import_pointers.py NM AR OBJCOPY ARCHIVE ALIASES
 
 A program may define a routine of the C run-time itself and use others of the same source. So
-each routine that shares its member, or that other members call, is renamed to __tarn_NAME
+each routine that shares its member, or that other members call, is renamed to __crt_own_NAME
 throughout ARCHIVE, and a member of its own has NAME, a jump to it: the run-time never calls a
 program's routine in place of its own. For each external name follows a member with the pointer
 __imp_NAME, and for each line "NAME... = OTHER" of ALIASES members with NAME, a jump to OTHER,
@@ -17,6 +17,8 @@ import tempfile
 from pathlib import Path
 
 # What compilers themselves call, each alone in its member: a program's own has the same meaning.
+# What C++ calls, __cxa_..., stays too: the archive's is to be found before the weak one of the
+# start-up object.
 KEPT = {"memchr", "memcmp", "memcpy", "memmove", "memset", "strlen"}
 
 TEXT, DATA = 0x60500020, 0xC0400040  # section flags: code; data, both aligned to 16 or 8
@@ -92,8 +94,8 @@ def main():
     for kinds in defined:
         for name, kind in kinds.items():
             if (kind == "T" and (len(kinds) > 1 or name in used) and name not in KEPT
-                    and not name.startswith(("crt_", "tarn_"))):
-                names[name] = "__tarn_" + name
+                    and not name.startswith(("crt_", "tarn_", "__cxa_"))):
+                names[name] = "__crt_own_" + name
     with tempfile.TemporaryDirectory() as folder:
         members = []
 
