@@ -221,6 +221,13 @@ struct FileInformation {
 static_assert(sizeof(FileInformation) == 52);
 TARNAPI Bool GetFileInformationByHandle(Handle file, FileInformation* information);
 
+// Of the requests to a file the host knows kControlSetSparse, which every file has there:
+// what is skipped in writing takes no place on the disk.
+inline constexpr std::uint32_t kControlSetSparse = 0x900C4;
+TARNAPI Bool DeviceIoControl(Handle file, std::uint32_t control, void* in, std::uint32_t in_size,
+                             void* out, std::uint32_t out_size, std::uint32_t* returned,
+                             void* overlapped);
+
 // Both ends of a new pipe. The others of the arguments are not read.
 TARNAPI Bool CreatePipe(Handle* read_end, Handle* write_end, const SecurityAttributes* security,
                         std::uint32_t size);

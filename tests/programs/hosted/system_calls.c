@@ -5,6 +5,7 @@
 #include <sys/time.h>
 #include <time.h>
 #include <windows.h>
+#include <winioctl.h>
 
 static DWORD last(void) {
   DWORD code = GetLastError();
@@ -21,8 +22,10 @@ static void files(void) {
   LARGE_INTEGER place = {.QuadPart = 4}, size, moved;
   BOOL sought = SetFilePointerEx(file, place, &moved, FILE_BEGIN), cut = SetEndOfFile(file);
   GetFileSizeEx(file, &size);
-  printf("file %lu %d %lld %d %lld type %lu\n", count, sought, moved.QuadPart, cut, size.QuadPart,
+  printf("file %lu %d %lld %d %lld type %lu", count, sought, moved.QuadPart, cut, size.QuadPart,
          GetFileType(file));
+  BOOL sparse = DeviceIoControl(file, FSCTL_SET_SPARSE, NULL, 0, NULL, 0, &count, NULL);
+  printf(" sparse %d %lu\n", sparse, count);
   BY_HANDLE_FILE_INFORMATION facts;
   WIN32_FILE_ATTRIBUTE_DATA data;
   BOOL told = GetFileInformationByHandle(file, &facts);

@@ -50,6 +50,16 @@ Bool GetFileInformationByHandle(Handle file, FileInformation* information) {
   return 1;
 }
 
+Bool DeviceIoControl(Handle file, std::uint32_t control, void*, std::uint32_t, void*, std::uint32_t,
+                     std::uint32_t* returned, void*) {
+  if (returned != nullptr) *returned = 0;
+  const OpenObject* const object = find_handle(file, HandleKind::kFile);
+  struct stat facts;
+  if (object == nullptr) return 0;
+  if (fstat(object->descriptor, &facts) != 0) return fail_by_errno();
+  return control == kControlSetSparse && S_ISREG(facts.st_mode) ? 1 : fail(kErrorInvalidFunction);
+}
+
 Bool GetFileAttributesExA(const char* path, std::uint32_t level, FileAttributeData* data) {
   char host[kPathSize];
   struct stat facts;
