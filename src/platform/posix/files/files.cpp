@@ -347,9 +347,12 @@ Handle duplicate_file(Handle handle) {
     return nullptr;
   }
   share_position(object->descriptor);
-  share_position(copy.descriptor);
   const Handle added = add_handle(copy);
-  if (added == nullptr) close(copy.descriptor);
+  if (added != nullptr) {
+    share_position(copy.descriptor);
+  } else {
+    close(copy.descriptor);
+  }
   return added;
 }
 
