@@ -231,22 +231,23 @@ void wake_all(const std::uint32_t* word);
 
 // ---- Positions of files -------------------------------------------------------
 
-// Where files go on after transfers with places of their own: behind them, as on Windows. The
-// system learns it when it matters; programs that give every transfer its place never need it.
+// A transfer with a place of its own moves the file's position to its end, as on Windows. The
+// system's position is set only before something uses it: programs that pass a place with every
+// transfer never do.
 
-// The descriptor's file goes on at `position`.
+// The descriptor's position is `position` from now on.
 void go_on_at(int descriptor, std::int64_t position);
 
-// Before the position is used: the system has it.
+// Sets the system's position, before something uses it.
 void settle_position(int descriptor);
 
-// The system has been told another one.
+// The system's position has been set otherwise.
 void forget_position(int descriptor);
 
 // The descriptor is closed.
 void close_position(int descriptor);
 
-// Another descriptor or process has the same position: from now on the system has it at once.
+// Another descriptor or process has the same position: the system's is set at once from now on.
 void share_position(int descriptor);
 
 // ---- Time -------------------------------------------------------------------

@@ -10,8 +10,8 @@ namespace {
 // Above 0: one more than a position that the system does not have yet.
 constexpr std::int64_t kSettled = 0, kShared = -1;
 
-// Of handles and of what the library opens for itself. Of others, and of the standard ones,
-// which other processes have too, the system is told at once.
+// Of handles and of what the library opens for itself. For others, and for the standard ones,
+// which other processes share, the system's position is set at once.
 constexpr int kDescriptors = 2 * static_cast<int>(kMaxHandles);
 std::atomic<std::int64_t> positions[kDescriptors];
 
