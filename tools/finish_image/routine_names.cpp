@@ -48,12 +48,6 @@ std::string fortran_name(std::string name) {
          name.substr(middle + kRoutineOfModule.size());
 }
 
-// A routine of the C library, which a program may have itself (crt/add_import_pointers.py).
-std::string c_library_name(std::string name) {
-  constexpr std::string_view kOwn = "__crt_own_";
-  return name.starts_with(kOwn) ? name.substr(kOwn.size()) : name;
-}
-
 std::string demangled(std::string name) {
   if (!name.starts_with("_Z") || name.size() > kLongestDecodedName) return name;
   int status = 0;
@@ -65,8 +59,7 @@ std::string demangled(std::string name) {
 }
 
 // Applied in this order. Each returns a name that it does not concern unchanged.
-constexpr std::string (*kRules[])(std::string) = {without_clone_words, c_library_name, fortran_name,
-                                                  demangled};
+constexpr std::string (*kRules[])(std::string) = {without_clone_words, fortran_name, demangled};
 
 }  // namespace
 

@@ -110,7 +110,7 @@ void add_exports(const Request& request, const Words& objects, Words* words) {
 }
 
 int link_image(const Job& job, const Words& objects, const fs::path& unfinished,
-               const RunOptions& options) {
+               const RunOptions& options, const Words& more = {}) {
   const Request& request = job.request;
   const fs::path& parts = job.places.parts;
   const fs::path& driver = request.fortran ? job.places.fortran : job.places.compiler;
@@ -120,6 +120,7 @@ int link_image(const Job& job, const Words& objects, const fs::path& unfinished,
                  "-Wl,--dynamicbase",
                  "-Wl,--disable-auto-import",
                  (parts / "program_start.o").string()};
+  words.insert(words.end(), more.begin(), more.end());
   add_stack_size(request, &words);
   auto object = objects.begin();
   for (const Input& input : request.inputs) {
@@ -207,6 +208,20 @@ void hint_at_hosted(const Job& job, const std::string& messages) {
                printable(names).c_str(), found.size() == 1 ? "it" : "them");
 }
 
+// Whether all that failed is that a program has routines of its own in place of the archive's,
+// whose members have several each: its own `rand` and the archive's `srand`, say.
+bool replaces_routines(const std::string& messages) {
+  static const std::string kTwice = "multiple definition of `", kArchive = "/libtarncrt.a(";
+  if (messages.find("undefined reference") != std::string::npos) return false;
+  std::size_t at = messages.find(kTwice);
+  if (at == std::string::npos) return false;
+  for (; at != std::string::npos; at = messages.find(kTwice, at + 1)) {
+    const std::size_t line = messages.rfind('\n', at) + 1;
+    if (messages.substr(line, at - line).find(kArchive) == std::string::npos) return false;
+  }
+  return true;
+}
+
 // An object of this system's own compiler, which the linker would take for data.
 bool is_of_linux(const Input& input) {
   if (input.is_source || !input.word.ends_with(".o")) return false;
@@ -240,11 +255,16 @@ int link(const Job& job, const Words& objects, const fs::path& unfinished) {
   }
   if (request.report_only) return link_ordinary(job, objects, unfinished);
   RunOptions options = job.run_options();
-  if (request.hosted || options.only_print) return link_image(job, objects, unfinished, options);
+  if (options.only_print) return link_image(job, objects, unfinished, options);
   options.messages = job.scratch / "messages";
-  const int status = link_image(job, objects, unfinished, options);
-  const std::string messages = text_of(options.messages);
+  int status = link_image(job, objects, unfinished, options);
+  std::string messages = text_of(options.messages);
+  if (status != kDone && request.hosted && replaces_routines(messages)) {
+    // The program's come first.
+    status = link_image(job, objects, unfinished, options, {"-Wl,--allow-multiple-definition"});
+    messages = text_of(options.messages);
+  }
   std::fwrite(messages.data(), 1, messages.size(), stderr);
-  if (status != kDone && !is_interrupted()) hint_at_hosted(job, messages);
+  if (status != kDone && !request.hosted && !is_interrupted()) hint_at_hosted(job, messages);
   return status;
 }

@@ -23,7 +23,6 @@ void* memcpy(void* restrict to, const void* restrict from, size_t size) {
   for (const char* next = from; size > 0; --size) *at++ = *next++;
   return to;
 }
-int rand(void) { return 4; }
 
 static void unicode(void) {
   setlocale(LC_ALL, "C.UTF-8");
@@ -51,8 +50,7 @@ static void blocks(void) {
   printf("aligned %d, moved %c, ", place, block[99]);
   free(block);
   free(aligned_alloc(64, 1));
-  srand(1);
-  printf("none %d, own %d\n", aligned_alloc(3, 8) == NULL, rand());
+  printf("none %d\n", aligned_alloc(3, 8) == NULL);
 }
 
 static int order(void* context, const void* left, const void* right) {

@@ -229,7 +229,6 @@ TEST(FinishedImage, RoutinesHaveTheNamesOfTheSource) {
       {"inner.3041", "inner"},
       {"_ZN4bank6settleEi.isra.0", "bank::settle(int)"},
       {"__linear_MOD_solve", "linear:solve"},
-      {"__crt_own_fclose", "fclose"},
       {"MAIN__", "main program"},
       {"copy.fast", "copy.fast"},
       {".0", ".0"},
