@@ -250,6 +250,7 @@ TARNAPI Bool WriteFile(Handle file, const void* buffer, std::uint32_t size, std:
 TARNAPI Bool SetFilePointerEx(Handle file, std::int64_t distance, std::int64_t* position,
                               std::uint32_t origin);
 TARNAPI Bool GetFileSizeEx(Handle file, std::int64_t* size);
+// What the handle is open for; kFileTypeUnknown with the last error for none.
 enum FileType : std::uint32_t {
   kFileTypeUnknown,
   kFileTypeDisk,
