@@ -10,22 +10,33 @@ using tarn::platform::ControlKind;
 // Characters and lines.
 inline constexpr std::int32_t kBoxWidth = 40;  // of a box that doesn't say
 inline constexpr std::int32_t kBoxHeight = 5;
-inline constexpr std::int32_t kTextBoxWidth = 80;  // of a text that became a box
+inline constexpr std::int32_t kTextBoxWidth = 80;  // at least, of a text that became a box
 inline constexpr std::int32_t kTextBoxHeight = 12;
-inline constexpr std::int32_t kSmallBoxHeight = 4;  // where the screen is small
-inline constexpr std::int32_t kTextLines = 30;      // of a text, before it becomes a box
-inline constexpr std::int32_t kSmallTextLines = 4;
 inline constexpr std::int32_t kLineLength = 100;  // at which lines are wrapped
 inline constexpr std::int32_t kButtonWidth = 10;
 inline constexpr std::int32_t kLeastWidth = 36;  // of a window, so that its title can be read
 
 inline constexpr std::int32_t kBoxBorder = 6;  // between a box's edge and its text
 
+// Lines, in the rounds of the layout: each is for what was too high in the one before.
+inline constexpr std::int32_t kAllLines = 1'000'000;  // as many as the screen has room for
+struct Round {
+  std::int32_t text;      // of a text, before it becomes a box
+  std::int32_t text_box;  // of this box at most
+  std::int32_t box;       // of any box at most
+};
+inline constexpr Round kRounds[] = {
+    {30, kAllLines, kAllLines},
+    {30, 12, kAllLines},
+    {4, 4, 4},
+};
+
 struct Flow {
   const WindowMeasures* measures;
   WindowLayout* layout;
-  bool small;                        // second round: the first one was too high
+  const Round* round;
   std::int32_t margin, left, right;  // where rows start and end
+  std::int32_t box_right;            // where boxes end: their lines are as long as a row
   std::int32_t x, y;
   std::uint32_t row_start;    // index of the row's first part
   std::int32_t row_right;     // end of its last part
@@ -191,14 +202,15 @@ Lines measure_lines(const Flow* flow, const char* text, std::uint64_t size) {
 }
 
 void put_box(Flow* flow, const Item& item, std::uint64_t size, std::int32_t width,
-             std::int32_t height, bool grows);
+             std::int32_t height);
 
 void put_text(Flow* flow, const Item& item) {
   const std::uint32_t size = text_length(item.text, kDialogTextSize);
-  const std::int32_t limit = flow->small ? kSmallTextLines : kTextLines;
-  if (measure_lines(flow, item.text, size).count > limit ||
-      size > static_cast<std::uint32_t>(limit * kLineLength)) {
-    return put_box(flow, item, size, kTextBoxWidth, kTextBoxHeight, false);
+  const Round& round = *flow->round;
+  const std::int32_t lines = measure_lines(flow, item.text, size).count;
+  if (lines > round.text || size > static_cast<std::uint32_t>(round.text * kLineLength)) {
+    const std::int32_t height = at_least(lines, kTextBoxHeight);
+    return put_box(flow, item, size, kTextBoxWidth, at_most(height, round.text_box));
   }
   std::uint32_t start = 0;
   for (std::uint32_t i = 0; i <= size; ++i) {
@@ -222,24 +234,22 @@ void begin_control(Flow* flow, std::int32_t width) {
   }
 }
 
-// As wide as its text needs, so that lines are only wrapped if they must be;
-// with `grows` also as high.
+// As wide as its text needs, so that lines are only wrapped if they must be.
 void put_box(Flow* flow, const Item& item, std::uint64_t size, std::int32_t width,
-             std::int32_t height, bool grows) {
+             std::int32_t height) {
   const auto& metrics = flow->measures->metrics;
-  const Lines lines = measure_lines(flow, item.text, size);
-  if (grows) height = at_least(height, lines.count);
   const std::int32_t most_lines =
-      flow->small ? kSmallBoxHeight : metrics.height_limit * 2 / 3 / metrics.line_height;
-  const std::int32_t text_width = at_least(width * metrics.character_width, lines.width);
+      at_most(flow->round->box, metrics.height_limit * 2 / 3 / metrics.line_height);
+  const std::int32_t text_width =
+      at_least(width * metrics.character_width, measure_lines(flow, item.text, size).width);
 
   WindowPart part = {};
   part.kind = ControlKind::kBox;
   part.item = &item;
   part.text = item.text;
   part.length = size;
-  part.width =
-      at_most(text_width + 2 * kBoxBorder + metrics.scroll_bar_width, flow->right - flow->margin);
+  part.width = at_most(text_width + 2 * kBoxBorder + metrics.scroll_bar_width,
+                       flow->box_right - flow->margin);
   part.height = at_most(height, at_least(most_lines, 1)) * metrics.line_height + 2 * kBoxBorder;
   begin_control(flow, part.width);
   place(flow, part);
@@ -285,14 +295,20 @@ void put_problem(Flow* flow, const char* problem) {
 
 // ---- The whole -------------------------------------------------------------------
 
+void put_program_box(Flow* flow, const Item& item) {
+  std::int32_t height = item.height > 0 ? item.height : kBoxHeight;
+  // Without a frame it looks like a text, and is as high as one.
+  if (has_option(item.options, "no_frame"))
+    height = at_least(height, measure_lines(flow, item.text, item.size).count);
+  put_box(flow, item, item.size, item.width > 0 ? item.width : kBoxWidth, height);
+}
+
 void put_item(Flow* flow, const Item& item) {
   switch (item.kind) {
     case ItemKind::kText:
       return put_text(flow, item);
     case ItemKind::kBox:
-      return put_box(flow, item, item.size, item.width > 0 ? item.width : kBoxWidth,
-                     item.height > 0 ? item.height : kBoxHeight,
-                     has_option(item.options, "no_frame"));
+      return put_program_box(flow, item);
     case ItemKind::kButton:
       return put_button(flow, item);
   }
@@ -311,20 +327,21 @@ void adjust_to_width(Flow* flow, std::uint32_t index) {
   }
 }
 
-void lay_out(const Dialog* dialog, const WindowMeasures* measures, bool small,
+void lay_out(const Dialog* dialog, const WindowMeasures* measures, const Round& round,
              WindowLayout* layout) {
   const auto& metrics = measures->metrics;
   layout->count = 0;
   Flow flow = {};
   flow.measures = measures;
   flow.layout = layout;
-  flow.small = small;
+  flow.round = &round;
   flow.last_empty = true;  // none above the first row
   flow.in_heading = true;
   flow.margin = metrics.line_height * 3 / 4;
   flow.x = flow.y = flow.left = flow.margin;
-  flow.right = at_most(flow.margin + kLineLength * metrics.character_width,
-                       metrics.width_limit - flow.margin);
+  const std::int32_t most_right = metrics.width_limit - flow.margin;
+  flow.right = at_most(flow.margin + kLineLength * metrics.character_width, most_right);
+  flow.box_right = at_most(flow.right + 2 * kBoxBorder + metrics.scroll_bar_width, most_right);
   layout->width = flow.margin + kLeastWidth * metrics.character_width;
   if (dialog->icon != 0) put_icon(&flow, &dialog->icon);
   for (std::uint32_t i = 0; i < dialog->item_count; ++i) put_item(&flow, dialog->items[i]);
@@ -341,8 +358,10 @@ void lay_out(const Dialog* dialog, const WindowMeasures* measures, bool small,
 }  // namespace
 
 void lay_out_window(const Dialog* dialog, const WindowMeasures* measures, WindowLayout* layout) {
-  lay_out(dialog, measures, false, layout);
-  if (layout->height > measures->metrics.height_limit) lay_out(dialog, measures, true, layout);
+  for (const Round& round : kRounds) {
+    lay_out(dialog, measures, round, layout);
+    if (layout->height <= measures->metrics.height_limit) return;
+  }
 }
 
 bool has_option(const char* options, const char* name) {

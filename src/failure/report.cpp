@@ -30,7 +30,7 @@ constexpr std::uint64_t kReportSize = 100'000;
 constexpr std::uint64_t kShownNameSize = 100;
 constexpr std::uint64_t kDateSize = 32;
 constexpr std::uint64_t kDetailsSize = 16'384;
-constexpr std::uint64_t kDetailsWidth = 110;  // columns of the dialog
+constexpr std::uint64_t kDetailsWidth = 100;  // columns of the dialog, which wraps longer lines
 
 using platform::AMD_CONTEXT;
 

@@ -12,7 +12,7 @@ namespace tarn {
 namespace {
 
 constexpr std::uint32_t kMostModules = 256;
-constexpr std::uint64_t kModulesWidth = 100;  // columns
+constexpr std::uint64_t kModulesWidth = 96;  // columns, of a dialog's, too
 constexpr std::uint64_t kItemSize = kImageNameSize + 64;
 constexpr char kCut[] = "...";
 

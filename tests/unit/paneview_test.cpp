@@ -20,6 +20,7 @@
 
 #include "paneview/dialog.h"
 #include "paneview/paneview_exports.h"
+#include "paneview/window_layout.h"
 #include "platform/platform.h"
 #include "platform/windows_ui.h"
 #include "services/child_processes.h"
@@ -527,6 +528,36 @@ TARNAPI std::int32_t outer_last() {
   EXPECT_EQ(__winio("inner\n%^bt[OK]", &inner_last), kNobodyAnswered);
   order = order * 10 + 3;
   return 0;
+}
+
+TEST(WindowLayout, LongTextsUseTheScreenWithTheirLinesWhole) {
+  constexpr int kWidth = 7, kHeight = 13, kLine = 97;
+  const auto measure = [](void*, const char*, std::uint32_t length) {
+    return static_cast<std::int32_t>(length) * kWidth;
+  };
+  const WindowMeasures measures = {{kWidth, kHeight, 17, 32, 900, 690}, measure, nullptr};
+  std::string text;
+  for (int i = 0; i < 32; ++i) text += std::string(kLine, 'x') + "\n";
+  const struct {
+    const char* format;
+    int boxes, least_lines;
+  } cases[] = {{"%ws\f%cn%bt[OK]", 1, 32}, {"%ws\f%ws\f%cn%bt[OK]", 2, 12}};
+  for (const auto& c : cases) {
+    Pending pending;
+    pending.add(c.format, {slot(text.c_str()), slot(text.c_str())});
+    WindowLayout layout;
+    lay_out_window(pending.dialog, &measures, &layout);
+    int boxes = 0;
+    for (std::uint32_t i = 0; i < layout.count; ++i) {
+      const WindowPart& part = layout.parts[i];
+      if (part.kind != tarn::platform::ControlKind::kBox) continue;
+      ++boxes;
+      EXPECT_GE(part.width, kLine * kWidth + measures.metrics.scroll_bar_width);
+      EXPECT_GE(part.height, c.least_lines * kHeight);
+    }
+    EXPECT_EQ(boxes, c.boxes);
+    EXPECT_LE(layout.height, measures.metrics.height_limit);
+  }
 }
 
 TEST(Winio, PrintsItsTextAndRunsTheLastButton) {
