@@ -38,6 +38,20 @@ std::string without_clone_words(std::string name) {
   }
 }
 
+// Of a coroutine's body, _Z3jobPZ3jobPiE14_Z3jobPi.Frame.actor, the coroutine: the body takes
+// the frame, whose name holds that of the coroutine after its length.
+std::string coroutine_name(std::string name) {
+  constexpr std::string_view kFrame = ".Frame", kBodies[] = {".Frame.actor", ".Frame.destroy"};
+  const auto is_body = [&name](std::string_view end) { return name.ends_with(end); };
+  if (std::none_of(std::begin(kBodies), std::end(kBodies), is_body)) return name;
+  const std::size_t end = name.rfind(kFrame);
+  for (std::size_t at = name.find("_Z", 1); at < end; at = name.find("_Z", at + 1)) {
+    const std::string length = std::to_string(end + kFrame.size() - at);
+    if (std::string_view(name).substr(0, at).ends_with(length)) return name.substr(at, end - at);
+  }
+  return name;
+}
+
 // A routine of a Fortran module without debug data, __linear_MOD_solve.
 std::string fortran_name(std::string name) {
   constexpr std::string_view kModule = "__", kRoutineOfModule = "_MOD_";
@@ -59,7 +73,8 @@ std::string demangled(std::string name) {
 }
 
 // Applied in this order. Each returns a name that it does not concern unchanged.
-constexpr std::string (*kRules[])(std::string) = {without_clone_words, fortran_name, demangled};
+constexpr std::string (*kRules[])(std::string) = {without_clone_words, coroutine_name, fortran_name,
+                                                  demangled};
 
 }  // namespace
 

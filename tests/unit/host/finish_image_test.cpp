@@ -231,6 +231,7 @@ TEST(FinishedImage, RoutinesHaveTheNamesOfTheSource) {
       {"__linear_MOD_solve", "linear:solve"},
       {"MAIN__", "main program"},
       {"copy.fast", "copy.fast"},
+      {"_Z3jobPZ3jobPiE14_Z3jobPi.Frame.actor", "job(int*)"},
       {".0", ".0"},
   };
   for (const auto& each : cases) EXPECT_EQ(finisher::shown_name(each.symbol), each.shown);
