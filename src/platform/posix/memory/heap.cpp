@@ -2,17 +2,19 @@
 // virtual_memory.cpp.
 //
 // All blocks lie in one reservation of address space, in units of 64 kB. A unit
-// holds small blocks of one size, or the beginning of a large block, which has
-// whole units. The records of blocks are kept apart from them, so that a
-// program that writes outside a block damages no more than its own data:
-//   marks   a byte for every 16 bytes of the reservation. Not 0: a block that is
-//           allocated begins here, and of which size. So one look tells for
-//           certain whether an address is that of a block: the same block freed
-//           twice, its inside, and any foreign address are refused.
+// holds small blocks, or the beginning of a large block, which has whole units.
+// The records of blocks are kept apart from them, so that a program that writes
+// outside a block damages no more than its own data:
+//   marks   a byte for every 16 bytes of the reservation: a block that is
+//           allocated begins here, or a free one of a unit, and of which size. So
+//           one look tells for certain whether an address is that of a block: the
+//           same block freed twice, its inside, and any foreign address are refused.
 //   units   a record for each unit: its free blocks, or its run of units.
 // A thread takes and frees small blocks in its own stores, without a lock; the
-// stores are filled from the units and emptied into them by halves. The fast paths are
-// short chains: what a routine reads has not just been written by the other one.
+// stores are emptied into the units by halves, and filled from what is free there.
+// If nothing is, a thread cuts new blocks from a unit of its own in the order in
+// which it asks for them, whatever their sizes: programs use together what they
+// allocate together, and a heap that keeps sizes apart makes them wait for memory.
 //
 // With the address sanitizer the heap is the sanitizer's (heap_checked.cpp).
 
@@ -57,6 +59,11 @@ static_assert(size_index(kLargestSmall) == kSizes - 1 && size_at(kSizes - 1) == 
 
 using Mark = std::uint8_t;  // small block: the index of its size, plus 1
 constexpr Mark kLargeMark = kSizes + 1;
+constexpr Mark kFreeMark = 0x80;  // added to a free block's in a unit
+static_assert(kLargeMark < kFreeMark);
+
+// Only blocks of these sizes share units: of larger ones a unit would lose too much at its end.
+constexpr std::uint32_t kSharingSizes = size_index(1024) + 1;
 
 // For the sizes that most blocks have, by grains.
 constexpr std::uint64_t kLargestTabled = 1024;
@@ -79,25 +86,34 @@ constexpr std::uint64_t kWords = kUnitGrains / 64;
 
 enum class Use : std::uint8_t { kNone, kSmall, kLarge, kFree };
 
-// Runs of units are described by their first record, free runs by their last
-// too. Links are numbers of units; unit 0 is not used, so that 0 is none.
+// Numbers of units. Unit 0 is not used, so that 0 is none.
+struct Links {
+  std::uint32_t next, previous;
+};
+
+// Runs of units are described by their first record, free runs by their last too.
 struct Unit {
   Use use;
-  bool clean;  // free: all zero, as the system gave it
-  std::uint8_t index;
-  std::uint16_t blocks, free_blocks;
+  bool clean;           // free: all zero, as the system gave it
   std::uint16_t begin;  // large: the offset of the block in its first unit
   std::uint32_t run;
-  std::uint32_t next, previous;
   std::uint64_t bytes;  // large: what was asked for, in whole grains
-  std::uint64_t free_bits[kWords];
+
+  // Small blocks, in all (0 while a thread cuts the unit) and free.
+  std::uint16_t blocks, free_blocks;
+  std::uint16_t free_of[kSharingSizes];  // of the sizes that share a unit; else [0]
+  std::uint64_t free_bits[kWords];       // by grains
+
+  Links links[kSharingSizes];  // as free_of; those of free runs are [0]
 };
+
+// Where a unit keeps what it has of a size.
+constexpr std::uint32_t place_of(std::uint32_t index) { return index < kSharingSizes ? index : 0; }
 
 struct Heap {
   Address base;
   std::uint64_t size, grains;  // 0 until there is one
   Mark* marks;
-  Mark* unit_marks;  // those of the blocks in each unit
   Unit* units;
   std::uint32_t top, committed, limit;  // units ever used, writable, in all
   std::uint32_t with_free[kSizes];      // units that have free blocks
@@ -140,7 +156,7 @@ bool reserve() {
   std::uint64_t size = std::uint64_t{16} << 30;
   while (size < 4 * memory && size < std::uint64_t{16} << 40) size *= 2;
   for (; size >= kSmallestReservation; size /= 2) {
-    const std::uint64_t marks_size = size / kGrain + size / kUnit;
+    const std::uint64_t marks_size = size / kGrain;
     const std::uint64_t units_size = size / kUnit * sizeof(Unit);
     void* const space = map(size + kHugePage, PROT_NONE, 0);
     void* const records = map(marks_size + units_size, PROT_READ | PROT_WRITE, MAP_NORESERVE);
@@ -148,7 +164,6 @@ bool reserve() {
       madvise(records, marks_size + units_size, MADV_NOHUGEPAGE);
       heap.base = (reinterpret_cast<Address>(space) + kHugePage - 1) / kHugePage * kHugePage;
       heap.marks = static_cast<Mark*>(records);
-      heap.unit_marks = heap.marks + size / kGrain;
       heap.units = reinterpret_cast<Unit*>(heap.marks + marks_size);
       heap.limit = static_cast<std::uint32_t>(size / kUnit);
       heap.top = heap.committed = 1;
@@ -168,17 +183,25 @@ std::uint32_t unit_of(const void* address) {
   return static_cast<std::uint32_t>((reinterpret_cast<Address>(address) - heap.base) / kUnit);
 }
 
-void link(std::uint32_t* first, std::uint32_t unit) {
-  heap.units[unit].next = *first;
-  heap.units[unit].previous = 0;
-  if (*first) heap.units[*first].previous = unit;
-  *first = unit;
+// Threads look at the first of a list without the lock, to see whether there is one.
+void set_first(std::uint32_t* first, std::uint32_t unit) {
+  __atomic_store_n(first, unit, __ATOMIC_RELAXED);
 }
 
-void unlink(std::uint32_t* first, std::uint32_t unit) {
-  const Unit& record = heap.units[unit];
-  (record.previous ? heap.units[record.previous].next : *first) = record.next;
-  if (record.next) heap.units[record.next].previous = record.previous;
+void link(std::uint32_t* first, std::uint32_t unit, std::uint32_t place = 0) {
+  heap.units[unit].links[place] = {*first, 0};
+  if (*first) heap.units[*first].links[place].previous = unit;
+  set_first(first, unit);
+}
+
+void unlink(std::uint32_t* first, std::uint32_t unit, std::uint32_t place = 0) {
+  const auto [next, previous] = heap.units[unit].links[place];
+  if (previous) {
+    heap.units[previous].links[place].next = next;
+  } else {
+    set_first(first, next);
+  }
+  if (next) heap.units[next].links[place].previous = previous;
 }
 
 // ---- Runs of units ----------------------------------------------------------------
@@ -211,7 +234,7 @@ std::uint32_t find_free_run(std::uint32_t length) {
   std::uint32_t* const end = heap.free_runs + 32;
   std::uint32_t* kind = runs_of(length);
   int tries = kFitTries;
-  for (std::uint32_t run = *kind; run && tries > 0; run = heap.units[run].next, --tries) {
+  for (std::uint32_t run = *kind; run && tries > 0; run = heap.units[run].links[0].next, --tries) {
     if (heap.units[run].run >= length) return run;
   }
   for (++kind; kind < end; ++kind) {
@@ -277,59 +300,97 @@ void give_run(std::uint32_t first, std::uint32_t length) {
 
 // ---- Small blocks -------------------------------------------------------------------
 
-// A unit with a free block of the size, or 0.
-std::uint32_t unit_with_free(std::uint32_t index) {
-  if (heap.with_free[index]) return heap.with_free[index];
+Mark* mark_of(const void* block) {
+  return &heap.marks[(reinterpret_cast<Address>(block) - heap.base) / kGrain];
+}
+
+// For small blocks, none yet; 0 if there is no memory.
+std::uint32_t take_unit() {
   bool clean;
   const std::uint32_t unit = take_run(1, &clean);
   if (!unit) return 0;
   Unit& record = heap.units[unit];
   record.use = Use::kSmall;
-  record.index = static_cast<std::uint8_t>(index);
-  heap.unit_marks[unit] = static_cast<Mark>(index + 1);
-  record.blocks = record.free_blocks = static_cast<std::uint16_t>(kUnit / size_at(index));
-  for (std::uint32_t word = 0, left = record.blocks; word < kWords; ++word) {
-    const std::uint32_t here = left < 64 ? left : 64;
-    record.free_bits[word] = here == 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << here) - 1;
-    left -= here;
-  }
-  link(&heap.with_free[index], unit);
+  record.blocks = record.free_blocks = 0;
+  memset(record.free_of, 0, sizeof record.free_of);
+  memset(record.free_bits, 0, sizeof record.free_bits);
   return unit;
 }
 
-// Takes up to `wanted` blocks of a size. Result: how many there were.
+void add_free_block(std::uint32_t unit, std::uint32_t grain, std::uint32_t index) {
+  Unit& record = heap.units[unit];
+  record.free_bits[grain / 64] |= std::uint64_t{1} << grain % 64;
+  heap.marks[unit * kUnitGrains + grain] = static_cast<Mark>(kFreeMark | (index + 1));
+  ++record.free_blocks;
+  const std::uint32_t place = place_of(index);
+  if (record.free_of[place]++ == 0) link(&heap.with_free[index], unit, place);
+}
+
+// A unit with blocks of one size.
+bool add_unit(std::uint32_t index) {
+  const std::uint32_t unit = take_unit();
+  if (!unit) return false;
+  const auto grains = static_cast<std::uint32_t>(size_at(index) / kGrain);
+  const auto blocks = static_cast<std::uint16_t>(kUnitGrains / grains);
+  for (std::uint32_t i = 0; i < blocks; ++i) add_free_block(unit, i * grains, index);
+  heap.units[unit].blocks = blocks;
+  return true;
+}
+
+// Moves free blocks of the size from the unit, at most `wanted`. Result: how many.
+std::uint32_t take_from(std::uint32_t unit, std::uint32_t index, void** blocks,
+                        std::uint32_t wanted) {
+  Unit& record = heap.units[unit];
+  Mark* const marks = heap.marks + unit * kUnitGrains;
+  std::uint16_t& left = record.free_of[place_of(index)];
+  std::uint32_t taken = 0;
+  for (std::uint32_t word = 0; left && taken < wanted && word < kWords; ++word) {
+    for (std::uint64_t bits = record.free_bits[word]; bits && taken < wanted; bits &= bits - 1) {
+      const auto grain = word * 64 + static_cast<std::uint32_t>(__builtin_ctzll(bits));
+      if (marks[grain] != (kFreeMark | (index + 1))) continue;
+      marks[grain] = 0;
+      record.free_bits[word] &= ~(bits & -bits);
+      blocks[taken++] = start_of(unit) + grain * kGrain;
+      --left;
+    }
+  }
+  record.free_blocks = static_cast<std::uint16_t>(record.free_blocks - taken);
+  if (left == 0) unlink(&heap.with_free[index], unit, place_of(index));
+  return taken;
+}
+
+// Takes up to `wanted` free blocks of a size. Result: how many there were.
 std::uint32_t take_small(std::uint32_t index, void** blocks, std::uint32_t wanted) {
   std::uint32_t taken = 0;
-  while (taken < wanted) {
-    const std::uint32_t unit = unit_with_free(index);
-    if (!unit) break;
-    Unit& record = heap.units[unit];
-    for (std::uint32_t word = 0; word < kWords && taken < wanted; ++word) {
-      std::uint64_t& bits = record.free_bits[word];
-      for (; bits && taken < wanted; bits &= bits - 1) {
-        const auto number = word * 64 + static_cast<std::uint32_t>(__builtin_ctzll(bits));
-        blocks[taken++] = start_of(unit) + number * size_at(index);
-        --record.free_blocks;
-      }
-    }
-    if (record.free_blocks == 0) unlink(&heap.with_free[index], unit);
+  while (taken < wanted && heap.with_free[index]) {
+    taken += take_from(heap.with_free[index], index, blocks + taken, wanted - taken);
   }
   return taken;
+}
+
+// One whose blocks are all free.
+void give_unit(std::uint32_t unit) {
+  const Unit& record = heap.units[unit];
+  Mark* const marks = heap.marks + unit * kUnitGrains;
+  for (std::uint32_t word = 0; word < kWords; ++word) {
+    for (std::uint64_t bits = record.free_bits[word]; bits; bits &= bits - 1) {
+      Mark& mark = marks[word * 64 + static_cast<std::uint32_t>(__builtin_ctzll(bits))];
+      const std::uint32_t index = (mark ^ kFreeMark) - 1u, place = place_of(index);
+      if (--heap.units[unit].free_of[place] == 0) unlink(&heap.with_free[index], unit, place);
+      mark = 0;
+    }
+  }
+  give_run(unit, 1);
 }
 
 void give_small(std::uint32_t index, void** blocks, std::uint32_t count) {
   for (std::uint32_t i = 0; i < count; ++i) {
     const std::uint32_t unit = unit_of(blocks[i]);
-    Unit& record = heap.units[unit];
-    const auto offset = static_cast<std::uint32_t>(static_cast<char*>(blocks[i]) - start_of(unit));
-    const std::uint32_t number = offset / size_at(index);
-    record.free_bits[number / 64] |= std::uint64_t{1} << number % 64;
-    if (record.free_blocks++ == 0) link(&heap.with_free[index], unit);
-    const bool only_one = heap.with_free[index] == unit && !record.next;
-    if (record.free_blocks == record.blocks && !only_one) {
-      unlink(&heap.with_free[index], unit);
-      give_run(unit, 1);
-    }
+    const auto offset = static_cast<std::uint64_t>(static_cast<char*>(blocks[i]) - start_of(unit));
+    add_free_block(unit, static_cast<std::uint32_t>(offset / kGrain), index);
+    const Unit& record = heap.units[unit];
+    const bool only_one = heap.with_free[index] == unit && !record.links[place_of(index)].next;
+    if (record.free_blocks == record.blocks && !only_one) give_unit(unit);
   }
 }
 
@@ -374,6 +435,17 @@ struct Stores {
   Store of[kLargeMark + 1];
   void* blocks[kSizes][kStore + 1];
   Stores* next;  // of those without a thread
+
+  // The block that was allocated last. Freed at once, it goes back to where it came from,
+  // without waiting until its mark, which has just been written, can be read.
+  void* last;
+  std::uint32_t last_mark;
+
+  // The unit from which new blocks are cut, 0 if there is none yet.
+  std::uint32_t unit;
+  std::uint16_t cut;  // so many
+  char* rest;
+  char* end;
 };
 
 // All but `kept` blocks go back to their units. With the lock held.
@@ -427,11 +499,58 @@ void find_stores() {
   own_stores = stores;
 }
 
-// ---- Blocks -------------------------------------------------------------------------
+// ---- New blocks -----------------------------------------------------------------------
 
-Mark* mark_of(const void* block) {
-  return &heap.marks[(reinterpret_cast<Address>(block) - heap.base) / kGrain];
+// One from the thread's unit, if the unit has room and no free block of the size is known.
+void* cut(Stores* stores, std::uint32_t index) {
+  const std::uint32_t size = size_at(index);
+  if (index >= kSharingSizes || stores->end - stores->rest < size) return nullptr;
+  if (__atomic_load_n(&heap.with_free[index], __ATOMIC_RELAXED)) return nullptr;
+  char* const block = stores->rest;
+  stores->rest += size;
+  ++stores->cut;
+  *mark_of(block) = static_cast<Mark>(index + 1);
+  return block;
 }
+
+// Gives the thread another unit to cut. With the lock held.
+void begin_unit(Stores* stores) {
+  const std::uint32_t unit = take_unit();
+  if (!unit) return;
+  if (const std::uint32_t done = stores->unit) {
+    heap.units[done].blocks = stores->cut;
+    if (heap.units[done].free_blocks == stores->cut) give_unit(done);
+  }
+  stores->unit = unit;
+  stores->cut = 0;
+  stores->rest = start_of(unit);
+  stores->end = stores->rest + kUnit;
+}
+
+// A block of the units, or a new one. With the lock held.
+void* take_one(std::uint32_t index) {
+  Stores* const stores = own_stores;
+  if (stores == &no_stores) {
+    void* block = nullptr;
+    if (heap.with_free[index] || add_unit(index)) take_small(index, &block, 1);
+    return block;
+  }
+  Store& store = stores->of[index + 1];
+  if (!store.block) {
+    if (!heap.with_free[index]) {
+      if (void* const block = cut(stores, index)) return block;
+      if (index < kSharingSizes) {
+        begin_unit(stores);
+        return cut(stores, index);
+      }
+      add_unit(index);
+    }
+    store.set_count(take_small(index, store.bottom + 1, store.most() / 2));
+  }
+  return store.pop();
+}
+
+// ---- Blocks -------------------------------------------------------------------------
 
 // The number of the grain at the address; not less than heap.grains if no block can
 // begin there. Rotated, the bits of an address within a grain are the high ones.
@@ -441,10 +560,10 @@ std::uint64_t grain_at(const void* address) {
   return offset >> 4 | offset << 60;
 }
 
-// The mark of the block that begins at the address; 0 if there is none.
+// The mark of the allocated block that begins at the address; 0 if there is none.
 Mark find_mark(const void* block) {
   const std::uint64_t grain = grain_at(block);
-  return grain < heap.grains ? heap.marks[grain] : Mark{0};
+  return grain < heap.grains && heap.marks[grain] < kFreeMark ? heap.marks[grain] : Mark{0};
 }
 
 // Large blocks begin at different offsets in a page: a loop over several arrays that all
@@ -471,7 +590,7 @@ void* take_large(std::uint64_t size, bool* clean) {
   record.bytes = (size + kGrain - 1) / kGrain * kGrain;
   record.begin = static_cast<std::uint16_t>(room ? heap.large_blocks++ * kBeginStep % room : 0);
   char* const block = start_of(unit) + record.begin;
-  heap.unit_marks[unit] = *mark_of(block) = kLargeMark;
+  *mark_of(block) = kLargeMark;
   return block;
 }
 
@@ -480,8 +599,8 @@ void* take_large(std::uint64_t size, bool* clean) {
   return memset(block, 0, size);
 }
 
-// When the thread's store is empty or the block is large.
-[[gnu::noinline]] TARNAPI void* allocate_slowly(std::uint64_t size, bool zero_fill) {
+// When there is nothing in the thread's stores.
+[[gnu::noinline]] TARNAPI void* allocate_with_lock(std::uint64_t size, bool zero_fill) {
   void* block = nullptr;
   bool clean = false;
   {
@@ -493,20 +612,20 @@ void* take_large(std::uint64_t size, bool* clean) {
     if (own_stores == &no_stores) find_stores();
     if (size > kLargestSmall) {
       block = take_large(size, &clean);
-    } else {
-      const std::uint32_t index = size_index(size);
-      Store& store = own_stores->of[index + 1];
-      if (store.block == nullptr && store.bottom) {
-        store.set_count(take_small(index, store.bottom + 1, store.most() / 2));
-      }
-      block = store.pop();
-      if (!block) take_small(index, &block, 1);
-      if (block) *mark_of(block) = static_cast<Mark>(index + 1);
+    } else if ((block = take_one(size_index(size)))) {
+      *mark_of(block) = static_cast<Mark>(size_index(size) + 1);
     }
   }
   if (!block) SetLastError(kErrorNotEnoughMemory);
   if (block && zero_fill && !clean) memset(block, 0, size);
   return block;
+}
+
+// When the thread's store is empty or the block is large.
+[[gnu::noinline]] TARNAPI void* allocate_slowly(std::uint64_t size, bool zero_fill) {
+  void* const block = size <= kLargestTabled ? cut(own_stores, size_index(size)) : nullptr;
+  if (!block) return allocate_with_lock(size, zero_fill);
+  return zero_fill ? cleared(block, size) : block;
 }
 
 // When the thread's store is full, the block is large, or the address is no
@@ -540,9 +659,12 @@ void* take_large(std::uint64_t size, bool* clean) {
   } else {
     return allocate_slowly(size, zero_fill);
   }
-  void* const block = own_stores->of[mark].pop();
+  Stores* const stores = own_stores;
+  void* const block = stores->of[mark].pop();
   if (!block) [[unlikely]]
     return allocate_slowly(size, zero_fill);
+  stores->last = block;
+  stores->last_mark = mark;
   *mark_of(block) = static_cast<Mark>(mark);
   return zero_fill ? cleared(block, size) : block;
 }
@@ -550,9 +672,19 @@ void* take_large(std::uint64_t size, bool* clean) {
 // False: slowly, then.
 [[gnu::always_inline]] inline bool into_store(void* block) {
   const std::uint64_t grain = grain_at(block);
-  if (grain >= heap.grains || heap.marks[grain] == 0) return false;
-  // The unit's mark is the block's, which may just have been written.
-  if (!own_stores->of[heap.unit_marks[grain / kUnitGrains]].push(block)) return false;
+  if (grain >= heap.grains) return false;
+  const Mark mark = heap.marks[grain];
+  Stores* const stores = own_stores;
+  Store* store;
+  if (block == stores->last) {
+    store = &stores->of[stores->last_mark];
+    if (mark != stores->last_mark) return false;
+  } else {
+    if (mark >= kFreeMark) return false;
+    store = &stores->of[mark];
+  }
+  // Nothing fits into the stores of 0 and kLargeMark.
+  if (!store->push(block)) return false;
   heap.marks[grain] = 0;
   return true;
 }
@@ -592,14 +724,19 @@ bool IsInsideHeapBlock(const void* address) {
   std::uint32_t unit = unit_of(address);
   while (unit > 0 && heap.units[unit].use == Use::kNone) --unit;
   const Unit& record = heap.units[unit];
-  const auto offset =
-      static_cast<std::uint64_t>(static_cast<const char*>(address) - start_of(unit));
+  const char* const place = static_cast<const char*>(address);
   if (record.use == Use::kLarge) {
+    const auto offset = static_cast<std::uint64_t>(place - start_of(unit));
     return offset > record.begin && offset - record.begin < record.bytes;
   }
   if (record.use != Use::kSmall) return false;
-  const std::uint32_t size = size_at(record.index);
-  return offset % size != 0 && *mark_of(start_of(unit) + offset / size * size) != 0;
+  const Mark* const first = mark_of(start_of(unit));
+  const Mark* mark = mark_of(place);
+  while (mark > first && *mark == 0) --mark;
+  if (*mark == 0 || *mark >= kFreeMark) return false;
+  const auto offset = static_cast<std::uint64_t>(place - start_of(unit)) -
+                      static_cast<std::uint64_t>(mark - first) * kGrain;
+  return offset != 0 && offset < size_at(*mark - 1u);
 }
 
 }  // namespace tarn::platform
