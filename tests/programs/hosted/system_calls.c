@@ -1,5 +1,6 @@
 /* The system's own routines, as images import them from KERNEL32: the same results and
  * last errors on both targets. */
+#include <ctype.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/time.h>
@@ -200,11 +201,32 @@ static void heaps(void) {
   printf(", freed %d", HeapFree(heap, 0, block));
   HeapAlloc(heap, 0, 50000);
   printf(", destroyed %d\n", HeapDestroy(heap));
-  char* text = NULL;
-  DWORD length = FormatMessageA(
-      FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-      NULL, ERROR_DISK_FULL, 0, (char*)&text, 0, NULL);
-  printf("message %d\n", length > 5 && length == strlen(text) && LocalFree(text) == NULL);
+}
+
+/* As programs ask for the words of an error: the last one as libstdc++. */
+static void messages(void) {
+  static const DWORD kinds[] = {FORMAT_MESSAGE_IGNORE_INSERTS, FORMAT_MESSAGE_MAX_WIDTH_MASK, 0};
+  for (int i = 0; i < 3; ++i) {
+    char* text = NULL;
+    DWORD length =
+        FormatMessageA(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | kinds[i], NULL,
+                       ERROR_DISK_FULL, 0, (char*)&text, 0, NULL);
+    printf("message %d", length > 5 && length == strlen(text) && isspace(text[length - 1]));
+    printf(" %s\n", LocalFree(text) ? "kept" : "freed");
+  }
+}
+
+static void temporary_folders(void) {
+  char folder[MAX_PATH], own[MAX_PATH];
+  SetEnvironmentVariableA("TMP", "missing");
+  SetEnvironmentVariableA("TEMP", ".");
+  for (int i = 0; i < 2; ++i) {
+    GetFullPathNameA(i == 0 ? "missing\\" : ".\\", sizeof own, own, NULL);
+    printf("temporary folder %d\n",
+           GetTempPathA(sizeof folder, folder) == strlen(folder) && strcmp(folder, own) == 0);
+    SetEnvironmentVariableA("TMP", NULL);
+  }
+  SetEnvironmentVariableA("TEMP", NULL);
 }
 
 static CRITICAL_SECTION section;
@@ -523,6 +545,8 @@ int main(void) {
   files();
   parts_of_files();
   heaps();
+  messages();
+  temporary_folders();
   mutexes();
   queued_calls();
   machine();

@@ -47,14 +47,16 @@ constexpr struct {
 };
 
 constexpr std::uint32_t kAllocates = 0x0100;
-constexpr char kEnd[] = "\r\n";
+constexpr std::uint32_t kOneLine = 0x00FF;
 
-// The text of the code; null, with the last error, for other flags than these callers'
-// and for a code without a text.
+// The text of the code; null, with the last error, for texts of others than the system
+// and for a code without a text. No text has places for arguments, so that what a caller
+// says of these is the same to it.
 const char* message_of(std::uint32_t flags, std::uint32_t code, const void* buffer) {
   constexpr std::uint32_t kFromSystem = 0x1000;
-  constexpr std::uint32_t kIgnoreInserts = 0x0200;
-  if ((flags & ~kAllocates) != (kFromSystem | kIgnoreInserts) || buffer == nullptr) {
+  constexpr std::uint32_t kIgnoreInserts = 0x0200, kArgumentArray = 0x2000;
+  constexpr std::uint32_t kOthers = kAllocates | kOneLine | kIgnoreInserts | kArgumentArray;
+  if ((flags & ~kOthers) != kFromSystem || buffer == nullptr) {
     fail(kErrorInvalidParameter);
     return nullptr;
   }
@@ -65,11 +67,12 @@ const char* message_of(std::uint32_t flags, std::uint32_t code, const void* buff
   return nullptr;
 }
 
-// Stores the text and the end of its line. With kAllocates `buffer` is where the address
-// of a new block goes, for LocalFree, and `size` the least room in it.
+// Stores the text and the end of its line, with kOneLine a blank. With kAllocates `buffer` is where
+// the address of a new block goes, for LocalFree, and `size` the least room in it.
 template <class Unit>
 std::uint32_t put_message(const char* text, std::uint32_t flags, Unit* buffer, std::uint32_t size) {
-  const std::size_t length = strlen(text) + sizeof kEnd - 1;
+  const char* const end = (flags & kOneLine) == kOneLine ? " " : "\r\n";
+  const std::size_t length = strlen(text) + strlen(end);
   if ((flags & kAllocates) != 0) {
     const std::size_t room = length < size ? size : length + 1;
     auto* const block = static_cast<Unit*>(GlobalAlloc(0, room * sizeof(Unit)));
@@ -79,8 +82,11 @@ std::uint32_t put_message(const char* text, std::uint32_t flags, Unit* buffer, s
   } else if (length >= size) {
     return static_cast<std::uint32_t>(fail(kErrorInsufficientBuffer));
   }
-  for (; *text != '\0'; ++text) *buffer++ = static_cast<Unit>(*text);
-  for (const char unit : kEnd) *buffer++ = static_cast<Unit>(unit);
+  const char* const parts[] = {text, end};
+  for (const char* const part : parts) {
+    for (const char* at = part; *at != '\0'; ++at) *buffer++ = static_cast<Unit>(*at);
+  }
+  *buffer = 0;
   return static_cast<std::uint32_t>(length);
 }
 

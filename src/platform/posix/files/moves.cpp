@@ -115,10 +115,16 @@ std::uint32_t GetFullPathNameA(const char* path, std::uint32_t size, char* buffe
 }
 
 std::uint32_t GetTempPathA(std::uint32_t size, char* buffer) {
-  const char* folder = getenv("TMPDIR");
-  if (folder == nullptr || *folder != '/') folder = "/tmp";
-  char path[kPathSize + 2];
-  std::size_t length = from_host_path(folder, path, sizeof path - 1);
+  char folder[kPathSize], path[kPathSize + 2];
+  std::uint32_t length = 0;
+  static constexpr const char* kVariables[] = {"TMP", "TEMP", "TMPDIR"};
+  for (const char* const variable : kVariables) {
+    length = GetEnvironmentVariableA(variable, folder, sizeof folder);
+    if (length != 0) break;
+  }
+  if (length == 0) strcpy(folder, "/tmp");
+  if (length < sizeof folder) length = GetFullPathNameA(folder, sizeof path - 1, path, nullptr);
+  if (length == 0) return 0;
   if (length >= sizeof path - 1) return static_cast<std::uint32_t>(fail(kErrorFileNameTooLong));
   if (path[length - 1] != '\\') strcpy(path + length++, "\\");
   if (length >= size || buffer == nullptr) return static_cast<std::uint32_t>(length + 1);
