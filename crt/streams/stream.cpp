@@ -26,24 +26,21 @@ void set_flag(Stream& stream, int flag) { stream.face._flag |= flag; }
 
 // Program and DLLs have a buffer of standard output each. What they print keeps its order,
 // since one at a time has anything there: who begins to write has the one before write it
-// out. A DLL that was loaded by name may be gone by then, and its destructors do not run:
-// it keeps nothing.
+// out.
 using Yield = void (*)();
 struct Output {
   Yield turn;  // null, or writes out what the image has whose turn it is
   bool has_program;
 };
-Output* output;       // of the process; null until this image's constructors run
-bool loaded_by_name;  // the program's constructors came before
+Output* output;  // of the process; null until this image's constructors run
 
 __attribute__((constructor(101))) void share_output() {
   output = static_cast<Output*>(shared_block("STANDARD OUTPUT", sizeof(Output)));
   if (is_program()) output->has_program = true;
-  loaded_by_name = !is_program() && output->has_program;
 }
 
-// A program that is not hosted does not tell which DLLs it is linked to.
-bool keeps_output() { return !output || (output->has_program && !loaded_by_name); }
+// A program that is not hosted does not end the DLLs that it loads.
+bool keeps_output() { return !output || output->has_program; }
 
 bool take_buffer(Stream& stream) {
   if (stream.base) return true;

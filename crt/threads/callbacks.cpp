@@ -3,6 +3,8 @@
 // before the constructors, for each thread that the image starts, and at the end.
 #include "callbacks.h"
 
+#include "../process/loaded.h"
+
 extern "C" const IMAGE_DOS_HEADER __ImageBase;
 
 namespace {
@@ -26,5 +28,8 @@ void crt::call_callbacks(DWORD reason) {
   }
 }
 
-__attribute__((constructor(102))) static void attach() { crt::call_callbacks(DLL_PROCESS_ATTACH); }
+__attribute__((constructor(102))) static void attach() {
+  crt::join_images();
+  crt::call_callbacks(DLL_PROCESS_ATTACH);
+}
 __attribute__((destructor(102))) static void detach() { crt::call_callbacks(DLL_PROCESS_DETACH); }

@@ -389,6 +389,10 @@ Finished finish(const Bytes& linked, const Options& options) {
 
   const RoutineTable table = options.public_routines ? collect_public_routines(image)
                                                      : collect_routines(image, options.call_lines);
+  // It enters the interpreter, and ends the DLL when it is freed.
+  if (const Symbol* entry = find_symbol(image, "tarn_library_entry"); entry && image.is_dll()) {
+    image.headers.optional.entry_point = entry->offset;
+  }
   if (options.strip) strip(image);
   Finished result;
   result.remark = place_script(image, interpreter, script);

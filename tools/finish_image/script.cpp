@@ -17,7 +17,6 @@ constexpr std::uint32_t kPageSize = 4096;
 constexpr std::uint8_t kLoadBase[] = {0x48, 0x8D, 0x3D};
 constexpr std::uint8_t kLoadScriptWord[] = {0x48, 0x8B, 0x35};
 constexpr std::size_t kLoadSize = 7;
-constexpr std::size_t kSearchedCode = 128;
 
 void append_text(Bytes& bytes, const std::string& text) {
   bytes.insert(bytes.end(), text.begin(), text.end());
@@ -134,14 +133,13 @@ std::string Lister::decoded(std::uint8_t opcode) {
   }
 }
 
-// The offset that an instruction of the interpreter reaches, or 0.
+// The offset that an instruction of the interpreter reaches, or 0. The interpreter is the
+// image's first code; a hosted DLL's entry point is elsewhere.
 std::uint64_t script_word_offset(Image& image) {
   const std::uint32_t entry = image.headers.optional.entry_point;
   const Section* section = section_at(image, entry);
   if (section == nullptr) return 0;
-  for (std::size_t i = 0; i < kSearchedCode; i++) {
-    const std::size_t at = entry - section->start() + i;
-    if (at + 2 * kLoadSize > section->bytes.size()) break;
+  for (std::size_t at = 0; at + 2 * kLoadSize <= section->bytes.size(); ++at) {
     const std::uint8_t* code = section->bytes.data() + at;
     if (std::memcmp(code, kLoadBase, sizeof kLoadBase) != 0 ||
         std::memcmp(code + kLoadSize, kLoadScriptWord, sizeof kLoadScriptWord) != 0) {

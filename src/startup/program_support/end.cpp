@@ -1,8 +1,8 @@
 // The end of an image: destructors of static objects, of which the compiler
 // registers each when the object is made. They run when main returns, the last
 // one first, then those of the DLLs that the image is linked to. The library's `exit`
-// and a failure end the process at once, without them; so does a DLL that was loaded
-// by name. A hosted program's `exit` runs them.
+// and a failure end the process at once, without them. A hosted program's `exit` runs
+// them, and those of hosted DLLs that were loaded by name; so does FreeLibrary.
 //
 // A DLL exports tarn_end_of_image, and importers find it by that name.
 
@@ -19,6 +19,7 @@ extern const unsigned long long destructor_list[] __asm__("__DTOR_LIST__");
 
 using Destructor = void (*)(void* object);
 
+void tarn_end_of_objects();
 void tarn_end_of_image();
 }
 
@@ -31,7 +32,7 @@ struct Registration {
 };
 
 Registration* registrations;  // the last one first
-bool ended;
+bool objects_ended, ended;
 
 bool register_destructor(Destructor destructor, void* object) {
   auto* const made = static_cast<Registration*>(malloc(sizeof(Registration)));
@@ -81,15 +82,21 @@ int __cxa_atexit(Destructor destructor, void* object, void*) {
   return register_destructor(destructor, object) ? 0 : -1;
 }
 
-// Once, though several images may be linked to a DLL, or DLLs to each other.
-void tarn_end_of_image() {
-  if (ended) return;
-  ended = true;
+void tarn_end_of_objects() {
+  if (objects_ended) return;
+  objects_ended = true;
   run_registrations();
   for (const auto* offset = destructor_list + 1; *offset != 0; ++offset) {
     reinterpret_cast<void (*)()>(const_cast<unsigned char*>(image_base) + *offset)();
   }
   run_registrations();
+}
+
+// Once, though several images may be linked to a DLL, or DLLs to each other.
+void tarn_end_of_image() {
+  if (ended) return;
+  ended = true;
+  tarn_end_of_objects();
   end_libraries();
 }
 }

@@ -1,5 +1,5 @@
-/* A hosted program that is linked to a hosted DLL, and loads another by name for a while. They
- * have TLS callbacks. */
+/* A hosted program that is linked to a hosted DLL, and loads another by name for a while, then
+ * for good; that one ends the program. They have TLS callbacks. */
 #include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -24,14 +24,17 @@ int main(void) {
   pthread_t thread;
   atexit(bye);
   printf("main %d, PATH %d\n", twice(21), early_path);
-  HMODULE freed = LoadLibraryA("hosted_freed.dll");
-  int (*twice_there)(int) = (int (*)(int))(void*)GetProcAddress(freed, "twice");
-  int there = twice_there(1);
-  FreeLibrary(freed);
-  printf("freed %d\n", there);
+  HMODULE part = NULL;
+  for (int i = 1; i <= 2; ++i) {
+    if (part) printf("freed %d\n", FreeLibrary(part));
+    part = LoadLibraryA("hosted_freed.dll");
+    int (*twice_there)(int) = (int (*)(int))(void*)GetProcAddress(part, "twice");
+    printf("there %d\n", twice_there(i));
+  }
   pthread_create(&thread, NULL, same, NULL);
   pthread_join(thread, NULL);
   printf("attached %d, thread %d %d\n", before_constructors, counts[DLL_THREAD_ATTACH],
          counts[DLL_THREAD_DETACH]);
-  return 0;
+  ((void (*)(int))(void*)GetProcAddress(part, "leave"))(0);
+  return 1;
 }

@@ -1,0 +1,73 @@
+#include "loaded.h"
+
+#include <process.h>
+
+#include "../crt.h"
+#include "shared_block.h"
+
+extern "C" {
+int __BrackenStartup();
+// Of the program's support library: destructors and atexit, without and with those of the
+// DLLs that this image is linked to.
+void tarn_end_of_objects();
+void tarn_end_of_image();
+}
+
+namespace {
+
+struct Loaded {
+  Loaded* before;
+  void (*end)();
+};
+
+struct Images {
+  void (*end_program)();  // null if the program is not hosted
+  Loaded* last;           // the DLLs that came after it
+};
+
+Images* images;
+Loaded own;
+
+void leave_images() {
+  Loaded** place = &images->last;
+  while (*place && *place != &own) place = &(*place)->before;
+  if (*place) *place = own.before;
+}
+
+}  // namespace
+
+void crt::join_images() {
+  images = static_cast<Images*>(shared_block("HOSTED IMAGES", sizeof(Images)));
+  if (is_program()) {
+    images->end_program = _cexit;
+  } else if (images->end_program) {
+    own = {images->last, tarn_end_of_image};
+    images->last = &own;
+  }
+}
+
+void crt::end_loaded() {
+  while (Loaded* const last = images->last) {
+    images->last = last->before;
+    last->end();
+  }
+}
+
+void crt::end_program() {
+  if (images->end_program) {
+    images->end_program();
+  } else {
+    _cexit();
+  }
+}
+
+// finish_image makes it the entry point of a hosted DLL. When the process ends, exit has
+// done what is to do here.
+CRT_API int tarn_library_entry(void*, DWORD reason, void* process_ends) {
+  if (reason != DLL_PROCESS_DETACH) return __BrackenStartup();
+  if (images && !process_ends) {
+    leave_images();
+    tarn_end_of_objects();
+  }
+  return TRUE;
+}
