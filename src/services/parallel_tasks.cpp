@@ -178,8 +178,31 @@ void broadcast(void* value, std::uint64_t size) {
   if (parallel_task_id > 0) memmove(value, parallel_region + kBroadcastArea, size);
 }
 
+// The run that the environment names.
+struct RunName {
+  static constexpr std::uint32_t kSize = 96;
+  char text[kSize];
+
+  RunName() {
+    const std::uint32_t length =
+        platform::GetEnvironmentVariableA(platform::kRunMemoryVariable, text, kSize);
+    if (length == 0 || length >= kSize) text[0] = '\0';
+  }
+
+  // What follows a ':' names the run itself, the rest how to join it.
+  const char* id() const {
+    const char* const colon = strrchr(text, ':');
+    return colon ? colon + 1 : text;
+  }
+};
+
+bool began_run;  // this process, since there was none to join
+
 Team* open_team() {
-  return static_cast<Team*>(paneview::__create_interprocess_shared_memory(kTeamName, sizeof(Team)));
+  const RunName inherited;
+  void* const there = paneview::__create_interprocess_shared_memory(kTeamName, sizeof(Team));
+  began_run |= strcmp(inherited.id(), RunName().id()) != 0;
+  return static_cast<Team*>(there);
 }
 
 void make_region() {
@@ -202,11 +225,15 @@ std::uint32_t read_task_variable(char (&text)[kTaskTextSize]) {
 
 // Whether this is the process that the master of the run started with this number;
 // any other has inherited the number from a task, or from the master. For a master
-// that was not made by this source the number is believed. The master may not have
-// recorded the process yet.
+// that was not made by this source the number is believed, if there is a run at all. The
+// master may not have recorded the process yet.
 bool is_slave_of_run(std::int32_t task) {
   const Team* const there = open_team();
-  if (!there || there->magic != kTeamMagic) return true;
+  if (!there || there->magic != kTeamMagic) {
+    if (began_run)
+      ReportErrorString("GetParallelTaskID: merle_parallel_id is set, but there is no run", 0);
+    return true;
+  }
   if (static_cast<std::uint32_t>(task) > there->slaves) return false;
   const platform::Handle master =
       platform::OpenProcess(platform::kProcessWait, 0, there->tasks[0].process);

@@ -163,7 +163,7 @@ TEST(ParallelAlone, NothingIsDoneOutsideARun) {
   SetParallelTaskMemorySize(-1);
   EXPECT_EQ(test::raised_by([] { GetParallelTaskID(1); }).number, 345);
   SetParallelTaskMemorySize(4096);
-  for (const char* wrong : {"0", "-1", "64", "x", "99999999999999999999"}) {
+  for (const char* wrong : {"1", "0", "-1", "64", "x", "99999999999999999999"}) {
     platform::SetEnvironmentVariableA("merle_parallel_id", wrong);
     EXPECT_EQ(test::raised_by([] { GetParallelTaskID(1); }).number, 345) << wrong;
     EXPECT_EQ(IsSlaveProcess(), 1);
