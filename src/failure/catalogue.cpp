@@ -473,10 +473,36 @@ constexpr const char* kTexts[] = {
 
 static_assert(sizeof kTexts / sizeof kTexts[0] == kCatalogueSize);
 
+constexpr std::size_t size_of_texts() {
+  std::size_t size = 0;
+  for (const char* const text : kTexts) size += __builtin_strlen(text) + 1;
+  return size;
+}
+
+// The texts one after the other: pointers to them would be relocated at every start.
+struct Pool {
+  char texts[size_of_texts()];
+  std::uint16_t starts[kCatalogueSize];
+};
+static_assert(size_of_texts() <= UINT16_MAX);
+constexpr Pool kPool = [] {
+  Pool pool{};
+  std::size_t size = 0;
+  for (std::int64_t number = 0; number < kCatalogueSize; ++number) {
+    pool.starts[number] = static_cast<std::uint16_t>(size);
+    const char* text = kTexts[number];
+    do {
+      pool.texts[size++] = *text;
+    } while (*text++ != '\0');
+  }
+  return pool;
+}();
+
 }  // namespace
 
 const char* error_text(std::int64_t number) {
-  return kTexts[number >= 0 && number < kCatalogueSize ? number : kUndefinedError];
+  const bool known = number >= 0 && number < kCatalogueSize;
+  return kPool.texts + kPool.starts[known ? number : kUndefinedError];
 }
 
 }  // namespace tarn

@@ -12,14 +12,14 @@ enum class Mnemonic : std::uint32_t {
 #undef TARN_MNEMONIC
 };
 
-struct InstructionDescriptor {
-  std::uint32_t id;      // its position in instruction_table, from 1
-  const char* mnemonic;  // in upper case
-  std::uint32_t width;   // of the operation in bytes: 1, 2, 4, 8, or 0 for none
-};
-
 inline constexpr std::uint32_t kInstructionCount = 548;
 inline constexpr std::uint32_t kLongestMnemonic = 12;
+
+struct InstructionDescriptor {
+  std::uint16_t id;                     // its position in instruction_table, from 1
+  std::uint8_t width;                   // of the operation in bytes: 1, 2, 4, 8, or 0 for none
+  char mnemonic[kLongestMnemonic + 1];  // in upper case
+};
 
 // Descriptor n is at index n - 1.
 extern const InstructionDescriptor instruction_table[kInstructionCount];
