@@ -14,14 +14,16 @@ if(TARN_FUZZ)
   target_link_options(tarn_warnings INTERFACE -fsanitize=address)
 endif()
 
-# tarn_hardened: for the tools that read files of others, on Linux. Not for tarnrun, whose start
-# a relocation of itself makes an eighth longer, and whose images lie where they are linked.
-# There are no marks for indirect branches: the tools' libraries on Debian have none.
+# tarn_hardened: for what runs on Linux. There are no marks for indirect branches: Debian's
+# libraries have none, and tarnrun's images neither.
 add_library(tarn_hardened INTERFACE)
 if(NOT WIN32 AND NOT TARN_SANITIZE AND NOT TARN_FUZZ)
-  target_compile_options(tarn_hardened INTERFACE -fPIE -fstack-protector-strong)
-  target_compile_definitions(tarn_hardened INTERFACE $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
-  target_link_options(tarn_hardened INTERFACE -pie -Wl,-z,relro,-z,now,-z,noexecstack)
+  target_compile_options(tarn_hardened INTERFACE
+    -fPIE $<$<COMPILE_LANGUAGE:C,CXX>:-fstack-protector-strong>)
+  target_compile_definitions(tarn_hardened INTERFACE
+    $<$<AND:$<COMPILE_LANGUAGE:C,CXX>,$<NOT:$<CONFIG:Debug>>>:_FORTIFY_SOURCE=2>)
+  target_link_options(tarn_hardened INTERFACE
+    $<IF:$<BOOL:$<TARGET_PROPERTY:TARN_STATIC>>,-static-pie,-pie> -Wl,-z,relro,-z,now,-z,noexecstack)
 endif()
 
 # tarn_headers: for everything that includes headers of src/. The headers of include/ are then
@@ -33,15 +35,15 @@ target_compile_definitions(tarn_headers INTERFACE TARN_LIBRARY)
 # tarn_library_flags: for the library and its sibling. No C++ run-time, no
 # calls that the compiler invents, the same double arithmetic on both targets.
 add_library(tarn_library_flags INTERFACE)
-target_link_libraries(tarn_library_flags INTERFACE tarn_headers tarn_warnings)
+target_link_libraries(tarn_library_flags INTERFACE tarn_headers tarn_warnings tarn_hardened)
 target_compile_options(tarn_library_flags INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics -ffp-contract=off
-  -fno-builtin -fno-strict-aliasing -fno-stack-protector>)
+  -fno-builtin -fno-strict-aliasing>)
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   target_compile_options(tarn_library_flags INTERFACE
     $<$<COMPILE_LANGUAGE:CXX>:-fno-tree-loop-distribute-patterns>)
 endif()
 if(WIN32)
   target_compile_options(tarn_library_flags INTERFACE
-    $<$<COMPILE_LANGUAGE:CXX>:-ffreestanding>)
+    $<$<COMPILE_LANGUAGE:CXX>:-ffreestanding -fno-stack-protector>)
 endif()

@@ -38,6 +38,12 @@ fi
 cmake -E make_directory zip && (cd zip && cmake -E tar xf "$folder"/packages/*.zip)
 mkdir linux && tar -C linux -xf "$folder"/packages/*-linux-x86_64.tar.xz
 PATH=$prefix/bin:$PATH
+for tool in tarnrun tarncc finish_image tarnreport; do
+  read -r -d '' facts < <(readelf -hldsW "$prefix/bin/$tool" 2>&1) || true
+  for fact in 'DYN (' GNU_RELRO; do
+    [[ $facts == *"$fact"* ]] || fail "$tool is not hardened: no $fact"
+  done
+done
 
 cp "$here"/consumer/*.c .
 printf '#include <stdio.h>\nint main(void) { printf("hello\\n"); return 4; }\n' >hello.c
