@@ -123,7 +123,8 @@ std::uint32_t GetTempPathA(std::uint32_t size, char* buffer) {
     if (length != 0) break;
   }
   if (length == 0) strcpy(folder, "/tmp");
-  if (length < sizeof folder) length = GetFullPathNameA(folder, sizeof path - 1, path, nullptr);
+  if (length >= sizeof folder) return static_cast<std::uint32_t>(fail(kErrorFileNameTooLong));
+  length = GetFullPathNameA(folder, sizeof path - 1, path, nullptr);
   if (length == 0) return 0;
   if (length >= sizeof path - 1) return static_cast<std::uint32_t>(fail(kErrorFileNameTooLong));
   if (path[length - 1] != '\\') strcpy(path + length++, "\\");
