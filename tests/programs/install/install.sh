@@ -79,7 +79,8 @@ int main(int count, char** arguments) {
     std::puts(error.what());
     std::fflush(stdout);
   }
-  std::printf("%d\n", std::system(arguments[1]));
+  std::printf("status %d\n", std::system(arguments[1]));
+  std::fflush(stdout);
   std::abort();
 }
 END
@@ -91,7 +92,7 @@ for run in "alone/%s" ${wine:+"$wine away/%s.exe"}; do
   expect 7 "Counting 1 2 3" ${run/\%s/counting}
 done
 said=$(cd alone && PATH= ./cpp hello.exe 2>&1) && fail "an abort is told by its status"
-for text in thrown hello 4 "report on cpp" "in main in line 12"; do
+for text in thrown hello "status 4" "report on cpp" "in main in line 13"; do
   case $said in *"$text"*) ;; *) fail "standalone: no '$text' in: $said" ;; esac
 done
 size=$(stat -c %s alone/greet)
