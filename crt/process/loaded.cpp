@@ -25,7 +25,7 @@ struct Images {
   Loaded* last;           // the DLLs that came after it
 };
 
-Images* images;
+Images* images;  // null before this image's constructors, of which one may call exit
 Loaded own;
 
 void leave_images() {
@@ -47,14 +47,14 @@ void crt::join_images() {
 }
 
 void crt::end_loaded() {
-  while (Loaded* const last = images->last) {
+  while (Loaded* const last = images ? images->last : nullptr) {
     images->last = last->before;
     last->end();
   }
 }
 
 void crt::end_program() {
-  if (images->end_program) {
+  if (images && images->end_program) {
     images->end_program();
   } else {
     _cexit();
