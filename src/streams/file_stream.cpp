@@ -112,14 +112,28 @@ bool write_directly(FILE* stream, const char* from, std::uint32_t size) {
 
 constexpr std::uint32_t kStep = 16;
 
-// Copies sixteen bytes. Result: how many of them come before the first line feed.
-std::uint32_t append_before_line_feed(char* to, const char* from) {
+// Copies sixteen bytes. Result: a bit for each that is a line feed.
+std::uint32_t copy_step(char* to, const char* from) {
   using Bytes [[gnu::vector_size(kStep)]] = char;
   Bytes bytes;
   __builtin_memcpy(&bytes, from, kStep);
   __builtin_memcpy(to, &bytes, kStep);
-  const auto found = static_cast<std::uint32_t>(__builtin_ia32_pmovmskb128(bytes == kLineFeed));
-  return static_cast<std::uint32_t>(__builtin_ctz(found | 1U << kStep));
+  return static_cast<std::uint32_t>(__builtin_ia32_pmovmskb128(bytes == kLineFeed));
+}
+
+// Copies text until a line feed, or until less than a step of `size` is left that does not
+// end in one. Steps overlap at the end, so that no text is copied byte by byte. Result: how
+// much.
+std::uint32_t copy_before_line_feed(char* to, const char* from, std::uint32_t size) {
+  std::uint32_t copied = 0;
+  for (; size - copied >= kStep; copied += kStep) {
+    const std::uint32_t found = copy_step(to + copied, from + copied);
+    if (found) return copied + static_cast<std::uint32_t>(__builtin_ctz(found));
+  }
+  if (copied == 0 || copied == size) return copied;
+  const std::uint32_t last = size - kStep;
+  const std::uint32_t found = copy_step(to + last, from + last);
+  return found ? last + static_cast<std::uint32_t>(__builtin_ctz(found)) : size;
 }
 
 struct OpenMode {
@@ -289,12 +303,10 @@ std::uint64_t fwrite(const void* buffer, std::uint64_t size, std::uint64_t count
     const std::uint32_t target = block_of(end - next, kTextTarget);
     std::uint32_t held = 0;  // at most target + 1, by a line feed at its end
     while (held < target) {
-      if (target - held >= kStep) {
-        const std::uint32_t plain = append_before_line_feed(block + held, next);
-        held += plain;
-        next += plain;
-        if (plain == kStep) continue;
-      }
+      const std::uint32_t plain = copy_before_line_feed(block + held, next, target - held);
+      held += plain;
+      next += plain;
+      if (held == target) break;
       const char c = *next++;
       if (c == kLineFeed) block[held++] = kCarriageReturn;
       block[held++] = c;
