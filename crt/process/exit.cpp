@@ -9,11 +9,6 @@
 #include "../threads/objects.h"
 #include "loaded.h"
 
-extern "C" {
-void tarn_end_of_objects();
-void tarn_end_of_image();
-}
-
 CRT_API _onexit_t _onexit(_onexit_t routine) {
   return atexit(reinterpret_cast<void (*)()>(routine)) == 0 ? routine : nullptr;
 }

@@ -5,13 +5,7 @@
 #include "../crt.h"
 #include "shared_block.h"
 
-extern "C" {
-int __BrackenStartup();
-// Of the program's support library: destructors and atexit, without and with those of the
-// DLLs that this image is linked to.
-void tarn_end_of_objects();
-void tarn_end_of_image();
-}
+extern "C" int __BrackenStartup();
 
 namespace {
 
@@ -45,6 +39,8 @@ void crt::join_images() {
     images->last = &own;
   }
 }
+
+bool crt::has_hosted_program() { return !images || images->end_program; }
 
 void crt::end_loaded() {
   while (Loaded* const last = images ? images->last : nullptr) {

@@ -7,6 +7,7 @@
 #include <string.h>
 #include <sys/stat.h>
 
+#include "../process/loaded.h"
 #include "../process/shared_block.h"
 
 // A failure that the library reports, by its number.
@@ -30,17 +31,15 @@ void set_flag(Stream& stream, int flag) { stream.face._flag |= flag; }
 using Yield = void (*)();
 struct Output {
   Yield turn;  // null, or writes out what the image has whose turn it is
-  bool has_program;
 };
 Output* output;  // of the process; null until this image's constructors run
 
 __attribute__((constructor(101))) void share_output() {
   output = static_cast<Output*>(shared_block("STANDARD OUTPUT", sizeof(Output)));
-  if (is_program()) output->has_program = true;
 }
 
 // A program that is not hosted does not end the DLLs that it loads.
-bool keeps_output() { return !output || output->has_program; }
+bool keeps_output() { return has_hosted_program(); }
 
 bool take_buffer(Stream& stream) {
   if (stream.base) return true;
