@@ -145,6 +145,8 @@ inline constexpr std::uint32_t kRunMemoryNames = 32;
 inline constexpr std::uint32_t kRunMemoryNameSize = 64;
 inline constexpr std::uint64_t kRunMemoryLimit = std::uint64_t{1} << 30;
 TARNAPI void* OpenRunSharedMemory(const char* name, std::uint64_t size);
+// Whether two values of that variable name one run.
+bool name_one_run(const char* value, const char* other);
 
 // ---- Process --------------------------------------------------------------
 // Ends the process at once; nothing is flushed.

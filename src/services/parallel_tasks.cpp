@@ -188,12 +188,6 @@ struct RunName {
         platform::GetEnvironmentVariableA(platform::kRunMemoryVariable, text, kSize);
     if (length == 0 || length >= kSize) text[0] = '\0';
   }
-
-  // What follows a ':' names the run itself, the rest how to join it.
-  const char* id() const {
-    const char* const colon = strrchr(text, ':');
-    return colon ? colon + 1 : text;
-  }
 };
 
 bool began_run;  // this process, since there was none to join
@@ -201,7 +195,7 @@ bool began_run;  // this process, since there was none to join
 Team* open_team() {
   const RunName inherited;
   void* const there = paneview::__create_interprocess_shared_memory(kTeamName, sizeof(Team));
-  began_run |= strcmp(inherited.id(), RunName().id()) != 0;
+  began_run |= !platform::name_one_run(inherited.text, RunName().text);
   return static_cast<Team*>(there);
 }
 

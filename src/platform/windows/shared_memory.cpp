@@ -133,6 +133,8 @@ void* fail(std::uint32_t code) {
 
 }  // namespace
 
+bool name_one_run(const char* value, const char* other) { return same(value, other); }
+
 void* OpenRunSharedMemory(const char* name, std::uint64_t size) {
   if (!usable_name(name) || size == 0 || size > kRunMemoryLimit) {
     return fail(kErrorInvalidParameter);

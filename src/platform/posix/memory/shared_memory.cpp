@@ -169,6 +169,15 @@ bool usable_name(const char* name) {
 
 }  // namespace
 
+// By the token; what is before it is of the process that announced the run.
+bool name_one_run(const char* value, const char* other) {
+  const auto token = [](const char* name) {
+    const char* const colon = strrchr(name, ':');
+    return colon != nullptr ? colon : name;
+  };
+  return strcmp(token(value), token(other)) == 0;
+}
+
 void* OpenRunSharedMemory(const char* name, std::uint64_t size) {
   if (!usable_name(name) || size == 0 || size > kRunMemoryLimit) {
     fail(kErrorInvalidParameter);
