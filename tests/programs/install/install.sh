@@ -126,6 +126,7 @@ echo "int share(int n) { return 6 / (2 - n); }" >share.c
 printf 'int share(int);\nint main(int n, char** v) {\n  return share(n);\n}\n' >whole.c
 tarncc --hosted -O2 -flto -c whole.c && tarncc --hosted -flto -shared share.c -o share.dll &&
   tarncc whole.o libshare.dll.a -o whole.exe && expect 6 "" tarnrun whole.exe
+expect 0 "close, return to the loader" finish_image --list share.dll
 [ -z "$wine" ] || expect 6 "" "$wine" whole.exe
 tarncc -O2 -flto whole.o --hosted share.c -o whole.exe && expect 1 "in main in line 3" tarnrun whole.exe 2
 echo 'int rand(void) { return 5; } void srand(unsigned); int main(void) { srand(1); return rand(); }' >own.c
