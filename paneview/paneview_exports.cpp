@@ -1,26 +1,28 @@
 #include "paneview/paneview_exports.h"
 
 #include "paneview/paneview.h"
-#include "paneview/text.h"
+#include "platform/export_names.h"
 
 namespace paneview {
 namespace {
 
-struct ExportRow {
-  const char* name;
-  void* routine;
+constexpr const char* kRows[] = {
+#define PANEVIEW_EXPORT(name, routine) name,
+#include "paneview/export_rows.inc"
+#undef PANEVIEW_EXPORT
 };
 
-#define PANEVIEW_EXPORT(name, routine) {name, reinterpret_cast<void*>(&routine)},
-const ExportRow kRows[] = {
-#include "paneview/export_rows.inc"
-};
+constexpr auto kNames = tarn::platform::sort_names<kRows>();
 
 }  // namespace
 
 void* find_export(const char* name) {
-  for (const ExportRow& row : kRows) {
-    if (same_text(row.name, name)) return row.routine;
+  constexpr std::size_t kFirst = __COUNTER__ + 1;
+  switch (kNames.find(name)) {
+#define PANEVIEW_EXPORT(name, routine) \
+  case __COUNTER__ - kFirst:           \
+    return reinterpret_cast<void*>(&routine);
+#include "paneview/export_rows.inc"
   }
   return nullptr;
 }

@@ -49,8 +49,8 @@ bool is_marked_image(std::uint64_t base);
 
 // What the place of a frame is besides its address.
 struct FramePlace {
-  bool at_call;         // the address is that after a call
-  std::uint32_t level;  // of inlined calls, the innermost is 0
+  bool at_call = false;     // the address is that after a call
+  std::uint32_t level = 0;  // of inlined calls, the innermost is 0
   // The line is that of the code or of the call, and the inlined calls are levels, also where
   // the image's tables have the traceback show the lines of the routine's own file alone.
   bool is_in_detail = false;

@@ -125,6 +125,13 @@ struct SystemInfo {
 static_assert(sizeof(SystemInfo) == 48);
 TARNAPI void GetSystemInfo(SystemInfo* info);
 
+// What the instruction CPUID says of its leaf 1 or 7 (subleaf 0). On Linux as it was asked when
+// the process began: the instruction is a trap where the machine is a virtual one.
+struct ProcessorLeaf {
+  std::uint32_t eax, ebx, ecx, edx;
+};
+ProcessorLeaf processor_leaf(std::uint32_t leaf);
+
 // Copies `size` bytes of a process's memory; 0 when not all are readable.
 // Never faults. `process` is GetCurrentProcess() or all bits set.
 TARNAPI Bool ReadProcessMemory(Handle process, const void* source, void* destination,

@@ -1,6 +1,6 @@
 #include "process/processor.h"
 
-#include <cpuid.h>
+#include "platform/platform.h"
 
 namespace tarn {
 namespace {
@@ -19,20 +19,18 @@ std::int32_t tarn_avx_supported;
 std::int32_t isAVXSupported() {
   constexpr std::uint32_t kAvxAndEnabledXsave = 0x18000000;  // leaf 1, ecx
   constexpr std::uint32_t kXmmAndYmmState = 6;               // XCR0
-  // Not __get_cpuid, which asks for the highest leaf too: each is a trap where the machine
-  // is a virtual one.
-  std::uint32_t a, b, c, d;
-  __cpuid(1, a, b, c, d);
-  if ((c & kAvxAndEnabledXsave) != kAvxAndEnabledXsave) return 0;
-  asm volatile("xgetbv" : "=a"(a), "=d"(d) : "c"(0));
-  return (a & kXmmAndYmmState) == kXmmAndYmmState;
+  const std::uint32_t features = platform::processor_leaf(1).ecx;
+  if ((features & kAvxAndEnabledXsave) != kAvxAndEnabledXsave) return 0;
+  std::uint32_t low, high;
+  asm volatile("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
+  return (low & kXmmAndYmmState) == kXmmAndYmmState;
 }
 
 bool has_avx2() {
   constexpr std::uint32_t kFeatureLeaf = 7;
   constexpr std::uint32_t kAvx2 = 1 << 5;  // of ebx
-  std::uint32_t a = 0, b = 0, c = 0, d = 0;
-  return isAVXSupported() && __get_cpuid_count(kFeatureLeaf, 0, &a, &b, &c, &d) && (b & kAvx2);
+  // A processor with AVX has the leaf.
+  return isAVXSupported() && (platform::processor_leaf(kFeatureLeaf).ebx & kAvx2);
 }
 
 }  // namespace tarn

@@ -1,3 +1,5 @@
+#include <cpuid.h>
+
 #include "platform/windows/system.h"
 
 namespace tarn::platform {
@@ -54,6 +56,12 @@ Bool VirtualProtect(void* address, std::uint64_t size, std::uint32_t protection,
 
 Bool GlobalMemoryStatusEx(MemoryStatus* status) {
   return ::GlobalMemoryStatusEx(reinterpret_cast<MEMORYSTATUSEX*>(status));
+}
+
+ProcessorLeaf processor_leaf(std::uint32_t leaf) {
+  ProcessorLeaf found;
+  __cpuid_count(leaf, 0, found.eax, found.ebx, found.ecx, found.edx);
+  return found;
 }
 
 void GetSystemInfo(SystemInfo* info) { ::GetSystemInfo(reinterpret_cast<SYSTEM_INFO*>(info)); }

@@ -2,10 +2,10 @@
 // The processors are those that this process may use, at most 64, like one
 // group of processors on Windows.
 
-#include <cpuid.h>
 #include <sched.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/platform/x86.h>
 #include <sys/random.h>
 #include <sys/sysinfo.h>
 #include <sys/utsname.h>
@@ -134,6 +134,13 @@ Bool GetComputerNameA(char* name, std::uint32_t* size) {
   return 1;
 }
 
+ProcessorLeaf processor_leaf(std::uint32_t leaf) {
+  const unsigned known = leaf == 1 ? CPUID_INDEX_1 : CPUID_INDEX_7;
+  const cpuid_feature* const found = __x86_get_cpuid_feature_leaf(known);
+  return {found->cpuid_array[0], found->cpuid_array[1], found->cpuid_array[2],
+          found->cpuid_array[3]};
+}
+
 void GetSystemInfo(SystemInfo* info) {
   *info = SystemInfo{};
   info->architecture = kArchitectureAmd64;
@@ -146,8 +153,7 @@ void GetSystemInfo(SystemInfo* info) {
   info->processor_count = static_cast<std::uint32_t>(__builtin_popcountll(info->active_processors));
   // Leaf 1: stepping in bits 0 to 3, model in 4 to 7 and 16 to 19, family in
   // 8 to 11, to which 20 to 27 are added when it is 15.
-  unsigned signature, b, c, d;
-  __cpuid(1, signature, b, c, d);
+  const unsigned signature = processor_leaf(1).eax;
   const unsigned family = signature >> 8 & 15;
   const unsigned model = (signature >> 4 & 15) | (signature >> 12 & 0xF0);
   info->processor_level =

@@ -37,7 +37,7 @@ bool start_modules(const StartOrder& order, LoadError* error) {
     set_state(record, ModuleState::kStarted);
     if (order.modules[i] == kMainImage) continue;
     if (call_entry(record->image, kProcessAttach) == 0) {
-      return refuse(error, "%s failed to start", record->path);
+      return refuse(error, "%s failed to start", path_of(*record));
     }
   }
   return true;

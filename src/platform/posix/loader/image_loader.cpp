@@ -19,7 +19,6 @@ constexpr std::uint32_t kPageSize = 4096;
 // The traceback looks for an image's start on multiples of this.
 constexpr std::uint64_t kBaseUnit = 0x10000;
 constexpr std::uint32_t kSectorSize = 512;
-constexpr std::uint64_t kFirstPiece = 64 * 1024;  // of a file, in which its headers lie
 constexpr char kLongHeaders[] = "is damaged: its headers are too long";
 constexpr std::uint32_t kMostLibraries = 256;
 constexpr std::uint32_t kMostImports = 65'536;
@@ -345,7 +344,8 @@ bool refuse(LoadError* error, const char* format, ...) {
   return false;
 }
 
-bool read_image_file(const char* host_path, FileBytes* file, LoadError* error) {
+bool read_image_file(const char* host_path, std::uint8_t (&first)[kFirstBytes], FileBytes* file,
+                     LoadError* error) {
   *file = {nullptr, 0};
   // Without waiting for the other end of a pipe.
   const int descriptor = open(host_path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
@@ -371,25 +371,16 @@ bool read_image_file(const char* host_path, FileBytes* file, LoadError* error) {
     good = true;
   }
   const auto size = static_cast<std::uint64_t>(facts.st_size);
-  const std::uint64_t held = size < kFirstPiece ? size : kFirstPiece;
-  void* memory = MAP_FAILED;
-  if (good) {
-    memory = mmap(nullptr, held, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE,
-                  -1, 0);
-    if (memory == MAP_FAILED) good = refuse(error, "there is not enough memory to read it");
-  }
-  good = good && read_at(descriptor, 0, held, memory, error);
-  if (good) {
-    *file = {static_cast<const std::uint8_t*>(memory), size, held, descriptor};
+  const std::uint64_t held = size < kFirstBytes ? size : kFirstBytes;
+  if (good && read_at(descriptor, 0, held, first, error)) {
+    *file = {first, size, held, descriptor};
     return true;
   }
-  if (memory != MAP_FAILED) munmap(memory, held);
   close(descriptor);
   return false;
 }
 
-void release_image_file(FileBytes* file) {
-  if (file->bytes) munmap(const_cast<std::uint8_t*>(file->bytes), file->held);
+void close_image_file(FileBytes* file) {
   if (file->descriptor >= 0) close(file->descriptor);
   *file = {nullptr, 0};
 }

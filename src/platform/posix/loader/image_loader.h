@@ -30,8 +30,11 @@ struct FileBytes {
   int descriptor = -1;
 };
 
-bool read_image_file(const char* host_path, FileBytes* file, LoadError* error);
-void release_image_file(FileBytes* file);
+// Its first bytes go to `first`, which lives as long as `file` is used.
+inline constexpr std::size_t kFirstBytes = 8192;  // 96 sections' headers are half of them
+bool read_image_file(const char* host_path, std::uint8_t (&first)[kFirstBytes], FileBytes* file,
+                     LoadError* error);
+void close_image_file(FileBytes* file);
 
 inline constexpr std::uint32_t kMostSections = 96;  // Windows takes no more
 inline constexpr std::uint64_t kLargestImage = std::uint64_t{1} << 30;

@@ -132,16 +132,20 @@ bool bind_record(ModuleRecord* record, Load* load, LoadError* error) {
 bool map_record(const Source& source, bool is_program, ModuleRecord* record, LoadError* error) {
   FileBytes file = source.carried;
   Image* const image = &record->image;
-  if (!file.bytes && !read_image_file(source.host_path, &file, error)) return false;
+  std::uint8_t first[kFirstBytes];
+  if (!file.bytes && !read_image_file(source.host_path, first, &file, error)) return false;
   bool good = check_image(file, image, error);
   if (good && image->is_dll == is_program) {
     good = refuse(error, is_program ? "is a DLL, not a program" : "is a program, not a DLL");
   }
-  if (good && !to_program_path(source.host_path, record->path, sizeof record->path)) {
+  char path[kModulePathSize];
+  if (good && !to_program_path(source.host_path, path, sizeof path)) {
     good = refuse(error, "has a path that a program cannot name");
   }
+  if (good && !set_path(record, path))
+    good = refuse(error, "there is not enough memory for its path");
   good = good && map_image(file, image, error);
-  if (!source.carried.bytes) release_image_file(&file);
+  if (!source.carried.bytes) close_image_file(&file);
   return good;
 }
 
@@ -197,9 +201,10 @@ bool is_finished_program(const char* host_path) {
   FileBytes file;
   Image image;
   LoadError error;
-  if (!read_image_file(host_path, &file, &error)) return false;
+  std::uint8_t first[kFirstBytes];
+  if (!read_image_file(host_path, first, &file, &error)) return false;
   const bool good = check_image(file, &image, &error) && !image.is_dll;
-  release_image_file(&file);
+  close_image_file(&file);
   return good;
 }
 

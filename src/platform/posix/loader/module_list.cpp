@@ -1,6 +1,7 @@
 #include "platform/posix/loader/module_list.h"
 
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <strings.h>
 #include <unistd.h>
@@ -47,7 +48,7 @@ void* find_nothing(const char*) { return nullptr; }
 int offer(const char* name, void* (*find)(const char*)) {
   const int index = free_module();
   ModuleRecord* const record = &modules[index];
-  snprintf(record->path, sizeof record->path, "%s", name);
+  set_path(record, name);
   set_native(record, find);
   return index;
 }
@@ -76,6 +77,16 @@ void set_state(ModuleRecord* record, ModuleState state) {
   __atomic_store(&record->state, &state, __ATOMIC_RELEASE);
 }
 
+bool set_path(ModuleRecord* record, const char* path) {
+  char* const copy = strdup(path);
+  if (copy == nullptr) return false;
+  free(record->path);
+  record->path = copy;
+  return true;
+}
+
+const char* path_of(const ModuleRecord& record) { return record.path ? record.path : ""; }
+
 ModuleLock::ModuleLock() { pthread_mutex_lock(&list_mutex); }
 
 ModuleLock::~ModuleLock() { pthread_mutex_unlock(&list_mutex); }
@@ -100,7 +111,8 @@ void name_main_image() {
   char own[kPathSize];
   const ssize_t length = readlink("/proc/self/exe", own, sizeof own - 1);
   own[length > 0 ? length : 0] = '\0';
-  if (!from_host_path(own, record->path, sizeof record->path)) record->path[0] = '\0';
+  char path[kModulePathSize];
+  set_path(record, from_host_path(own, path, sizeof path) < sizeof path ? path : "");
   set_native(record, &find_nothing);
 }
 
@@ -154,7 +166,8 @@ int module_named(const char* full) {
   for (int i = 0; i < kMostModules; ++i) {
     const ModuleRecord& record = modules[i];
     if (record.state == ModuleState::kFree) continue;
-    if (strcasecmp(folder ? record.path : base_name(record.path), folder ? whole : full) == 0) {
+    if (strcasecmp(folder ? path_of(record) : base_name(path_of(record)), folder ? whole : full) ==
+        0) {
       return i;
     }
   }
@@ -271,8 +284,8 @@ std::uint32_t GetModuleFileNameA(Module module, char* buffer, std::uint32_t size
   const ModuleLock lock;
   const int index = module_of(module);
   if (index == kNoModule) return no_length(kErrorModuleNotFound);
-  const char* const path = modules[index].path;
-  const char* const main_path = modules[kMainImage].path;
+  const char* const path = path_of(modules[index]);
+  const char* const main_path = path_of(modules[kMainImage]);
   // A native library appears where Windows finds it: next to the program.
   if (index == kMainImage || modules[index].state != ModuleState::kNative)
     return copy_name(path, buffer, size);
@@ -299,7 +312,7 @@ std::uint32_t GetModuleBaseNameA(Handle, Module module, char* buffer, std::uint3
   const ModuleLock lock;
   const int index = module_of(module);
   if (index == kNoModule) return no_length(kErrorModuleNotFound);
-  return copy_name(base_name(modules[index].path), buffer, size);
+  return copy_name(base_name(path_of(modules[index])), buffer, size);
 }
 
 }  // namespace tarn::platform

@@ -29,15 +29,20 @@ enum class ModuleState {
 
 struct ModuleRecord {
   ModuleState state;
-  Image image;            // of a loaded module
-  NativeHeaders headers;  // of a native one
+  char* path;             // set_path, path_of
+  NativeHeaders headers;  // of a native module
   void* (*find)(const char* name);
-  std::uint64_t needs;         // the modules that it imports from
-  std::uint32_t references;    // LoadLibraryA's, and one for each module that needs it
-  std::uint32_t load;          // the load that brought it in
-  char path[kModulePathSize];  // as programs see it; last, so that the rest shares pages
+  std::uint64_t needs;       // the modules that it imports from
+  std::uint32_t references;  // LoadLibraryA's, and one for each module that needs it
+  std::uint32_t load;        // the load that brought it in
+  Image image;               // of a loaded module; last, so that the rest shares pages
 };
 extern ModuleRecord modules[kMostModules];
+
+// Its path as programs see it. It is copied; false if there is no memory for that, and then a
+// module that had none has an empty one.
+bool set_path(ModuleRecord* record, const char* path);
+const char* path_of(const ModuleRecord& record);
 
 // What the record says besides is there before and as long as its image counts as loaded
 // (find_code_image).

@@ -26,7 +26,7 @@ struct Places {
 Places default_places() { return {true, 0, getenv("PATH"), ':'}; }
 
 bool program_folder(char (&folder)[kPathSize]) {
-  if (!to_host_path(modules[kMainImage].path, folder)) return false;
+  if (!to_host_path(path_of(modules[kMainImage]), folder)) return false;
   char* const slash = strrchr(folder, '/');
   if (!slash) return false;
   slash[slash == folder ? 1 : 0] = '\0';
