@@ -10,6 +10,7 @@
 #include "executable.h"
 #include "finish.h"
 #include "script.h"
+#include "tools/read_file.h"
 #include "tools/terminal_text.h"
 
 namespace {
@@ -49,19 +50,12 @@ int usage_error(const char* text, const char* argument) {
   return kWrongUsage;
 }
 
-finisher::Bytes read_file(const std::string& name) {
-  FILE* file = std::fopen(name.c_str(), "rb");
-  if (file == nullptr) finisher::refuse("%s", std::strerror(errno));
+finisher::Bytes bytes_of(const std::string& name) {
   finisher::Bytes bytes;
-  std::uint8_t part[65536];
-  for (std::size_t got; (got = std::fread(part, 1, sizeof part, file)) > 0;) {
-    bytes.insert(bytes.end(), part, part + got);
-    if (bytes.size() > kLargestFile) finisher::refuse("larger than any image");
+  if (const char* const failure = read_file(name, &bytes, kLargestFile)) {
+    finisher::refuse("%s", failure);
   }
-  const bool failed = std::ferror(file) != 0;
-  const int error = errno;
-  std::fclose(file);
-  if (failed) finisher::refuse("%s", std::strerror(error));
+  if (bytes.size() > kLargestFile) finisher::refuse("larger than any image");
   return bytes;
 }
 
@@ -142,14 +136,14 @@ int main(int count, char** arguments) {
   }
   try {
     if (list) {
-      finisher::Image image = finisher::read_image(read_file(input));
+      finisher::Image image = finisher::read_image(bytes_of(input));
       if (std::fputs(finisher::list_script(image).c_str(), stdout) < 0 ||
           std::fflush(stdout) != 0) {
         finisher::refuse("cannot print its script: %s", std::strerror(errno));
       }
       return 0;
     }
-    const finisher::Finished finished = finisher::finish(read_file(input), options);
+    const finisher::Finished finished = finisher::finish(bytes_of(input), options);
     write_file(output, finished.file);
     if (!finished.remark.empty()) {
       std::fprintf(stderr, "finish_image: note: %s: %s\n", printable(output).c_str(),

@@ -5,10 +5,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 
 #include "messages.h"
 #include "request.h"
+#include "tools/read_file.h"
 
 namespace {
 
@@ -494,9 +494,8 @@ constexpr char kHostedMark[] = "tarn_hosted_object";
 constexpr char kCppMark[] = "__gxx_personality_seh0";
 
 bool file_has(const std::string& name, const char* text) {
-  std::ifstream file(name, std::ios::binary);
-  const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-  return bytes.find(text) != std::string::npos;
+  std::string bytes;
+  return !read_file(name, &bytes) && bytes.find(text) != std::string::npos;
 }
 
 // An archive, too: CMake packs what it links into one.

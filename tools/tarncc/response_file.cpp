@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "request.h"
+#include "tools/read_file.h"
 
 namespace {
 
@@ -36,18 +37,6 @@ Words words_of(const std::string& text) {
   return words;
 }
 
-bool read_text(const std::string& name, std::string* text) {
-  FILE* const file = std::fopen(name.c_str(), "rb");
-  if (!file) return false;
-  char part[4096];
-  for (std::size_t got; (got = std::fread(part, 1, sizeof part, file)) > 0;) {
-    text->append(part, got);
-  }
-  const bool read = std::ferror(file) == 0;
-  std::fclose(file);
-  return read;
-}
-
 }  // namespace
 
 std::string expand_response_files(Words* words) {
@@ -56,7 +45,7 @@ std::string expand_response_files(Words* words) {
     const std::string word = (*words)[i];
     std::string text;
     // As in the compiler, a word whose file does not exist is taken as it is.
-    if (word.size() < 2 || word[0] != '@' || !read_text(word.substr(1), &text)) {
+    if (word.size() < 2 || word[0] != '@' || read_file(word.substr(1), &text)) {
       ++i;
       continue;
     }

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "messages.h"
+#include "tools/read_file.h"
 
 #ifdef _WIN32
 #include <fcntl.h>
@@ -215,12 +216,6 @@ int run_program(const Words& words, const RunOptions& options) {
 
 std::string text_of(const std::filesystem::path& name) {
   std::string text;
-  FILE* const file = std::fopen(name.string().c_str(), "rb");
-  if (!file) return text;
-  char part[4096];
-  for (std::size_t got; (got = std::fread(part, 1, sizeof part, file)) > 0;) {
-    text.append(part, got);
-  }
-  std::fclose(file);
+  if (read_file(name.string(), &text)) text.clear();
   return text;
 }

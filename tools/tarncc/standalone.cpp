@@ -9,6 +9,7 @@
 #include "messages.h"
 #include "platform/carried_files.h"
 #include "tools/finish_image/image.h"
+#include "tools/read_file.h"
 
 namespace {
 
@@ -24,18 +25,6 @@ constexpr const char* kRunnersOwn[] = {"tarnlibc64.dll", "paneview64.dll", "kern
 std::string lower(std::string text) {
   for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   return text;
-}
-
-bool read_file(const fs::path& name, Bytes* bytes) {
-  FILE* const file = std::fopen(name.string().c_str(), "rb");
-  if (!file) return false;
-  std::uint8_t part[65536];
-  for (std::size_t got; (got = std::fread(part, 1, sizeof part, file)) > 0;) {
-    bytes->insert(bytes->end(), part, part + got);
-  }
-  const bool good = !std::ferror(file);
-  std::fclose(file);
-  return good;
 }
 
 // Where DLLs that were linked are: beside the image, the libraries and objects, in -L.
@@ -95,7 +84,7 @@ int collect(const Job& job, std::vector<Carried>* all) {
   for (std::size_t i = 0; i < files.size(); ++i) {
     const std::string shown = files[i].string();
     Carried one{files[i].filename().string(), {}};
-    if (!read_file(files[i], &one.bytes)) return refuse(shown + ": cannot be read");
+    if (read_file(files[i].string(), &one.bytes)) return refuse(shown + ": cannot be read");
     if (one.name.size() >= sizeof CarriedEntry::name)
       return refuse(shown + ": has too long a name");
     if (i > 0) {
@@ -173,7 +162,7 @@ int make_standalone(const Job& job) {
   }
   if (request.only_print) return kDone;
   Bytes program;
-  if (!read_file(job.places.runner, &program)) {
+  if (read_file(job.places.runner.string(), &program)) {
     return refuse("the installation lacks " + job.places.runner.string() +
                   ", which --standalone needs");
   }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "saved_report.h"
+#include "tools/read_file.h"
 #include "tools/terminal_text.h"
 
 namespace {
@@ -45,24 +46,10 @@ int complain(const std::string& text, int status) {
   return status;
 }
 
-// At most `limit` bytes and one. Null, or why not. What is not a file could be without end.
-const char* read_file(const std::string& name, std::size_t limit, std::string* text) {
-  FILE* const file = name == "-" ? stdin : std::fopen(name.c_str(), "rb");
-  if (file == nullptr) return std::strerror(errno);
-  char part[65536];
-  std::size_t got;
-  while (text->size() <= limit && (got = std::fread(part, 1, sizeof part, file)) > 0) {
-    text->append(part, got);
-  }
-  const char* const failure = std::ferror(file) != 0 ? std::strerror(errno) : nullptr;
-  if (file != stdin) std::fclose(file);
-  return failure;
-}
-
 bool read_source(const fs::path& path, std::string* text) {
   std::error_code error;
   if (!fs::is_regular_file(path, error)) return false;
-  if (read_file(path.string(), report::kLargestSource, text) != nullptr ||
+  if (read_file(path.string(), text, report::kLargestSource) != nullptr ||
       text->size() > report::kLargestSource) {
     text->clear();
     return false;
@@ -106,7 +93,10 @@ bool read_context(const std::string& value, int* context) {
 
 int print(const Request& request) {
   std::string text;
-  if (const char* const failure = read_file(request.file, report::kLargestReport, &text)) {
+  const char* const failure = request.file == "-"
+                                  ? read_stream(stdin, &text, report::kLargestReport)
+                                  : read_file(request.file, &text, report::kLargestReport);
+  if (failure != nullptr) {
     return complain(request.file + ": " + failure, kRefused);
   }
   if (const char* const reason = report::refusal(text)) {
