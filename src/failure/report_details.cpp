@@ -121,18 +121,15 @@ struct FixedVersion {
 // with this id. False if there is none.
 bool find_entry(std::uint64_t section, std::uint32_t directory, std::uint32_t id,
                 std::uint32_t* offset) {
-  constexpr std::uint32_t kHeaderSize = 16, kNamedCount = 12, kIdCount = 14, kEntrySize = 8;
   constexpr std::uint32_t kMostEntries = 4096;
-  std::uint16_t counts[2];
-  static_assert(kIdCount == kNamedCount + sizeof counts[0]);
-  safe_memory_read(section + directory + kNamedCount, counts, sizeof counts);
-  const std::uint32_t count = std::uint32_t{counts[0]} + counts[1];
+  pe::ResourceDirectory header;
+  safe_memory_read(section + directory, &header, sizeof header);
+  const std::uint32_t count = std::uint32_t{header.named_count} + header.numbered_count;
   for (std::uint32_t i = 0; i < count && i < kMostEntries; ++i) {
-    std::uint32_t entry[2];
-    safe_memory_read(section + directory + kHeaderSize + i * kEntrySize, entry, sizeof entry);
-    if (id != 0 && entry[0] != id) continue;
-    constexpr std::uint32_t kIsDirectory = 0x80000000;
-    *offset = entry[1] & ~kIsDirectory;
+    pe::ResourceEntry entry;
+    safe_memory_read(section + directory + sizeof header + i * sizeof entry, &entry, sizeof entry);
+    if (id != 0 && entry.id != id) continue;
+    *offset = entry.target & ~pe::kResourceHighBit;
     return true;
   }
   return false;
@@ -152,13 +149,13 @@ bool find_version(std::uint64_t base, FixedVersion* version) {
   if (headers.magic != pe::kPeMagic || resources.size == 0) return false;
   const std::uint64_t section = base + resources.offset;
   std::uint32_t at = 0;
-  std::uint32_t data;  // its image offset
+  pe::ResourceData data;
   if (!find_entry(section, at, kVersionType, &at) || !find_entry(section, at, 0, &at) ||
       !find_entry(section, at, 0, &at)) {
     return false;
   }
   safe_memory_read(section + at, &data, sizeof data);
-  safe_memory_read(base + data + kFixedRecord, version, sizeof *version);
+  safe_memory_read(base + data.image_offset + kFixedRecord, version, sizeof *version);
   return version->signature == kSignature;
 }
 

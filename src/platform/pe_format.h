@@ -119,6 +119,27 @@ struct SectionHeader {
 };
 static_assert(sizeof(SectionHeader) == 40);
 
+// The directories of the resource section; all places but a resource's own are relative to it.
+struct ResourceDirectory {
+  std::uint32_t characteristics, time_stamp;
+  std::uint16_t major, minor;
+  std::uint16_t named_count, numbered_count;  // of the entries that follow
+};
+static_assert(sizeof(ResourceDirectory) == 16);
+
+inline constexpr std::uint32_t kResourceHighBit = 0x80000000;
+
+struct ResourceEntry {
+  std::uint32_t id;      // a number, or with the high bit the place of a name
+  std::uint32_t target;  // a ResourceData, or with the high bit a directory
+};
+static_assert(sizeof(ResourceEntry) == 8);
+
+struct ResourceData {
+  std::uint32_t image_offset, size, code_page, reserved;
+};
+static_assert(sizeof(ResourceData) == 16);
+
 struct ImportDescriptor {
   std::uint32_t lookup_table;
   std::uint32_t time_stamp;

@@ -1,29 +1,15 @@
 #include "services/resource_directory.h"
 
+#include "platform/pe_format.h"
 #include "streams/format.h"
 
 namespace tarn {
 namespace {
 
-constexpr std::uint32_t kHighBit = 0x80000000;
-
-struct Directory {
-  std::uint32_t characteristics, time_stamp;
-  std::uint16_t major, minor;
-  std::uint16_t named, numbered;  // entries
-};
-static_assert(sizeof(Directory) == 16);
-
-struct Entry {
-  std::uint32_t id;      // a number, or with the high bit the place of a name
-  std::uint32_t target;  // a data entry, or with the high bit a directory
-};
-static_assert(sizeof(Entry) == 8);
-
-struct DataEntry {
-  std::uint32_t image_offset, size, code_page, reserved;
-};
-static_assert(sizeof(DataEntry) == 16);
+using pe::kResourceHighBit;
+using pe::ResourceData;
+using pe::ResourceDirectory;
+using pe::ResourceEntry;
 
 struct Walk {
   ResourceSection section;
@@ -43,7 +29,7 @@ struct Walk {
 // Valid until the next call.
 const char* get_name(const Walk& walk, std::uint32_t offset) {
   static char name[kNameBuffer];
-  std::uint64_t at = offset & ~kHighBit;
+  std::uint64_t at = offset & ~kResourceHighBit;
   std::uint16_t count = 0, character;
   std::uint32_t length = 0;
   walk.read(at, &count);
@@ -57,10 +43,10 @@ const char* get_name(const Walk& walk, std::uint32_t offset) {
 void display_resource_directory(Walk* walk, std::uint32_t directory, const char* label);
 
 void display_target(Walk* walk, std::uint32_t target) {
-  const std::uint32_t offset = target & ~kHighBit;
-  DataEntry data;
-  Directory header;
-  if (!(target & kHighBit)) {
+  const std::uint32_t offset = target & ~kResourceHighBit;
+  ResourceData data;
+  ResourceDirectory header;
+  if (!(target & kResourceHighBit)) {
     if (walk->read(offset, &data)) {
       printf("actual resource at rel position 0x%x, length 0x%x\n",
              data.image_offset - walk->section.image_offset, data.size);
@@ -78,7 +64,7 @@ void display_target(Walk* walk, std::uint32_t target) {
 
 void display_resource_directory(Walk* walk, std::uint32_t directory, const char* label) {
   printf("Directory %s at 0%x\n", label, directory);
-  Directory header;
+  ResourceDirectory header;
   if (!walk->read(directory, &header)) {
     printf("Not in the section\n");
     return;
@@ -87,16 +73,16 @@ void display_resource_directory(Walk* walk, std::uint32_t directory, const char*
     printf("Probable corruption - zero directory fields contain data\n");
   }
   ++walk->depth;
-  const std::uint32_t entries = std::uint32_t{header.named} + header.numbered;
+  const std::uint32_t entries = std::uint32_t{header.named_count} + header.numbered_count;
   std::uint64_t at = std::uint64_t{directory} + sizeof header;
-  for (std::uint32_t i = 0; i < entries; ++i, at += sizeof(Entry)) {
-    Entry entry;
+  for (std::uint32_t i = 0; i < entries; ++i, at += sizeof(ResourceEntry)) {
+    ResourceEntry entry;
     if (walk->entries_left == 0 || !walk->read(at, &entry)) {
       printf("More entries than the section has room for\n");
       break;
     }
     --walk->entries_left;
-    const bool in_named = i < header.named, has_name = (entry.id & kHighBit) != 0;
+    const bool in_named = i < header.named_count, has_name = (entry.id & kResourceHighBit) != 0;
     if (in_named && has_name) {
       printf("Name pointer(%s) from %x to ", get_name(*walk, entry.id), directory);
     } else if (in_named) {
@@ -114,7 +100,7 @@ void display_resource_directory(Walk* walk, std::uint32_t directory, const char*
 }  // namespace
 
 void display_resource_tree(const ResourceSection& section, const char* label) {
-  Walk walk = {section, 0, section.length / static_cast<std::uint32_t>(sizeof(Entry))};
+  Walk walk = {section, 0, section.length / static_cast<std::uint32_t>(sizeof(ResourceEntry))};
   display_resource_directory(&walk, 0, label);
 }
 
