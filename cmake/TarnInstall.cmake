@@ -21,6 +21,7 @@ install(DIRECTORY examples/ DESTINATION ${tarn_docs}/examples COMPONENT doc
 
 if(NOT WIN32)
   install(TARGETS tarnrun RUNTIME DESTINATION bin COMPONENT tools)
+  install(FILES tools/tarnrun/tarnrun-gdb.py DESTINATION share/tarnlib COMPONENT tools)
   include(TarnManuals)
   foreach(tool tarnrun tarncc finish_image tarnreport)
     tarn_add_manual(${tool})

@@ -10,7 +10,7 @@ host_packages=(
   g++ gfortran cmake ninja-build make git pkg-config
   libgtest-dev googletest libbenchmark-dev libmpfr-dev libopenblas-dev libncurses-dev
   liblz4-dev
-  clang clang-format clang-tidy libclang-rt-14-dev tmux valgrind python3
+  clang clang-format clang-tidy libclang-rt-14-dev tmux valgrind gdb python3
   mkdocs mkdocs-material
   debhelper lintian help2man binfmt-support zip xz-utils
 )

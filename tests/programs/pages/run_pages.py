@@ -9,6 +9,7 @@ block, indented or fenced,
 
     $ COMMAND       is run by the shell; a \\ at its end continues it
     C:\\> COMMAND    is run by Wine
+    (gdb) COMMAND    is run by the gdb that the command above starts
 
 and the lines after it are what it must print: a line "..." stands for any lines,
 "..." in a line for any text, and addresses may differ. Where a page shows nothing
@@ -24,6 +25,7 @@ left out by mistake.
 import concurrent.futures
 import os
 import re
+import shlex
 import shutil
 import subprocess
 import sys
@@ -33,6 +35,7 @@ TOP = Path(__file__).resolve().parents[3]
 TOOLS = re.compile(r"(tarn\w+|finish_image|cmake|cpack|ctest|make|wine|gdb|export|sudo|apt|valgrind|docker"
                    r"|pkg-config|x86_64-w64-mingw32-\S+|\.?/?\S+\.(sh|exe)|\./\S+)(\s|$)")
 PROMPTS = ("$ ", "C:\\> ")
+IN_GDB = "(gdb) "
 
 
 def blocks(text):
@@ -80,6 +83,9 @@ def commands(path, folder, wine):
             for line in lines:
                 if command.endswith("\\"):
                     command = command[:-1] + line
+                elif line.startswith(IN_GDB):
+                    order = shlex.quote(line.removeprefix(IN_GDB))
+                    command = command.replace("--args", f"-batch -ex {order} --args", 1)
                 elif line.startswith(PROMPTS):
                     if command:
                         yield place, command, shown

@@ -11,6 +11,16 @@
 #include "platform/posix/loader/entry.h"
 #include "platform/posix/loader/search.h"
 
+extern "C" {
+// Do nothing: debuggers break on them (tarnrun-gdb.py). `host_path` is where the image comes from,
+// `difference` what its base is above the one that it was linked for.
+[[gnu::noinline]] void tarn_image_loaded(const char* host_path, const void* base,
+                                         std::uint64_t difference) {
+  asm volatile("" ::"r"(host_path), "r"(base), "r"(difference));
+}
+[[gnu::noinline]] void tarn_image_unloaded(const void* base) { asm volatile("" ::"r"(base)); }
+}
+
 namespace tarn::platform {
 namespace {
 
@@ -25,6 +35,7 @@ void drop_reference(int index) {
   if (record->references > 0) return;
   if (record->state == ModuleState::kStarted) stop_module(*record);
   set_state(record, ModuleState::kFree);
+  tarn_image_unloaded(record->image.base);
   unmap_image(&record->image);
   for (int i = 0; i < kMostModules; ++i) {
     if (record->needs >> i & 1) drop_reference(i);
@@ -52,6 +63,7 @@ void drop_load(const Load& load) {
   for (ModuleRecord& record : modules) {
     if (!belongs_to(record, load)) continue;
     set_state(&record, ModuleState::kFree);
+    tarn_image_unloaded(record.image.base);
     unmap_image(&record.image);
   }
 }
@@ -158,6 +170,9 @@ int load_file(const Source& source, int index, Load* load, LoadError* error) {
   record->load = load->number;
   set_state(record, ModuleState::kLoading);
   if (!bind_record(record, load, error)) return kNoModule;
+  const Image& image = record->image;
+  tarn_image_loaded(source.host_path, image.base,
+                    reinterpret_cast<std::uint64_t>(image.base) - image.preferred_base);
   load->order.modules[load->order.count++] = index;
   return index;
 }
