@@ -87,12 +87,13 @@ END
 mkdir "$work/unpacked"
 wait $archives
 
-# No package knows where it was built.
+# No package knows where it was built. The folder may be called as the installed ones are:
+# /tarnlib in the container.
 for package in "$packages"/*.deb; do
   dpkg-deb -R "$package" "$work/unpacked/$(basename "$package")"
 done
-hyphens() { tr -c 'A-Za-z0-9\n' '?' <<<"$1" | sed 's/?/[^A-Za-z0-9]/g'; } # also as a symbol has it
-if grep -rlE "$(hyphens "$sources")|$(hyphens "$(dirname "$windows")")" \
+underlined() { sed 's/[^A-Za-z0-9]/[_&]/g' <<<"$1"; } # also as a symbol has it
+if grep -rlE "$(underlined "$sources/")(src|crt|tools|paneview|build)|$(underlined "$windows")" \
   "$work"/{linux,windows,symbols,unpacked}; then
   echo "make_packages: these files name the folder of the build" >&2
   exit 1

@@ -4,6 +4,8 @@ export WINEDEBUG=-all
 export WINEPREFIX="${WINEPREFIX:-$PWD/build/wine}"
 export WINEDLLOVERRIDES="mscoree,mshtml="
 unset DISPLAY
+# Wine takes the characters of names and terminals from the locale.
+[ "$(locale charmap 2>/dev/null)" = UTF-8 ] || export LC_ALL=C.UTF-8
 wine=$(command -v wine >/dev/null && echo "$PWD/scripts/run_wine" || true)
 if [ -n "$wine" ] && [ ! -e "$WINEPREFIX/system.reg" ]; then
   mkdir -p "$(dirname "$WINEPREFIX")"
