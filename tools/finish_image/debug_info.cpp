@@ -118,13 +118,18 @@ class Routines : public EntryTaker {
     return result;
   }
 
-  // Within a routine or a module, if there is one.
+  // Within a routine or a module, if there is one. The code of a parallel region, a routine
+  // of the compiler's such as solve_._omp_fn.0 in `solve`, has the name of what it is in.
   void name_fortran_routine(Node& node, const DebugEntry& entry, std::string_view name,
                             std::string_view module) const {
     node.is_fortran = true;
     node.is_main_program = entry.is_main_program;
     node.is_program_start = name == "main" && !entry.is_main_program && !entry.linkage_name;
     const std::string around(node.parent != kNone ? nodes_[node.parent].name : module);
+    if (node.parent != kNone && name.find("._omp_fn.") != name.npos) {
+      node.name = around;
+      return;
+    }
     node.name = fortran_name(name);
     if (!around.empty() && around.size() + node.name.size() < kLongestName) {
       node.name = around + ":" + node.name;
