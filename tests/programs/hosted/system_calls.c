@@ -563,10 +563,12 @@ int main(void) {
   QueryPerformanceCounter(&a);
   Sleep(20);
   QueryPerformanceCounter(&b);
-  FILETIME created, ended, kernel, user;
+  FILETIME created, created_again, ended, kernel, user;
   printf("environment %d, clock %d, times %d\n", strings[0] != 0,
          (b.QuadPart - a.QuadPart) * 1000 / per_second.QuadPart >= 15,
-         GetProcessTimes(GetCurrentProcess(), &created, &ended, &kernel, &user));
+         GetProcessTimes(GetCurrentProcess(), &created, &ended, &kernel, &user) &&
+             GetProcessTimes(GetCurrentProcess(), &created_again, &ended, &kernel, &user) &&
+             memcmp(&created, &created_again, sizeof created) == 0);
   FreeEnvironmentStringsA(strings);
   HANDLE before = GetStdHandle(STD_OUTPUT_HANDLE);
   SetStdHandle(STD_OUTPUT_HANDLE, GetStdHandle(STD_ERROR_HANDLE));

@@ -65,10 +65,11 @@ std::uint64_t GetTickCount64() {
 
 Bool GetProcessTimes(Handle process, FileTime* created, FileTime* ended, FileTime* kernel,
                      FileTime* user) {
+  static const FileTime began = start_of_process();
   rusage used;
   if (process != GetCurrentProcess()) return fail(kErrorInvalidHandle);
   if (getrusage(RUSAGE_SELF, &used) != 0) return fail_by_errno();
-  *created = start_of_process();
+  *created = began;
   *ended = FileTime{};
   *kernel = duration(used.ru_stime);
   *user = duration(used.ru_utime);
