@@ -524,6 +524,23 @@ static void memory(void) {
   VirtualFree(pages, 0, MEM_RELEASE);
   VirtualQuery(pages, &told, sizeof told);
   printf("freed: %lx\n", told.State);
+
+  // As allocators that look for errors do: each page becomes a mapping of the system's.
+  enum { kGuards = 16000 };
+  static char* guards[kGuards];
+  int was_writable = 0, was_guarded = 0;
+  HANDLE heap = HeapCreate(0, 0, 0);
+  for (int i = 0; i < kGuards; ++i) {
+    guards[i] = (char*)(((uintptr_t)HeapAlloc(heap, 0, 0x2000) + 0xfff) & ~(uintptr_t)0xfff);
+    VirtualProtect(guards[i], 0x1000, PAGE_NOACCESS, &before);
+    was_writable += before == PAGE_READWRITE;
+  }
+  for (int i = 0; i < kGuards; ++i) {
+    VirtualProtect(guards[i], 0x1000, PAGE_READWRITE, &before);
+    was_guarded += before == PAGE_NOACCESS;
+  }
+  printf("guarded: %d %d\n", was_writable, was_guarded);
+  HeapDestroy(heap);
 }
 
 static void characters(void) {

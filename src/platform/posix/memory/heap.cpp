@@ -25,6 +25,7 @@
 
 #include "platform/image_imports.h"
 #include "platform/posix/base/base.h"
+#include "platform/posix/memory/memory.h"
 
 namespace tarn::platform {
 namespace {
@@ -695,6 +696,13 @@ void* take_large(std::uint64_t size, bool* clean) {
 }
 
 }  // namespace
+
+bool heap_pages(std::uint64_t* begin, std::uint64_t* end) {
+  if (__atomic_load_n(&heap.grains, __ATOMIC_ACQUIRE) == 0) return false;
+  *begin = heap.base;
+  *end = heap.base + heap.size;
+  return true;
+}
 
 void* GlobalAlloc(std::uint32_t flags, std::uint64_t size) {
   return flags & kGlobalZeroFill ? allocate(size, true) : allocate(size, false);

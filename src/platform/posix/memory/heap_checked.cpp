@@ -6,6 +6,7 @@
 
 #include "platform/image_imports.h"
 #include "platform/posix/base/base.h"
+#include "platform/posix/memory/memory.h"
 
 // Of the sanitizer's published interface, for which not every compiler has the
 // headers.
@@ -30,6 +31,9 @@ void* allocate(std::uint64_t size, bool zero_fill) {
 bool is_block(void* address) { return __sanitizer_get_ownership(address) != 0; }
 
 }  // namespace
+
+// Its memory comes in many mappings.
+bool heap_pages(std::uint64_t*, std::uint64_t*) { return false; }
 
 void* GlobalAlloc(std::uint32_t flags, std::uint64_t size) {
   return allocate(size, (flags & kGlobalZeroFill) != 0);

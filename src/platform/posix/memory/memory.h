@@ -1,14 +1,17 @@
-// The pages of images.
+// The pages of images and of the heap.
 #pragma once
 
 #include <cstdint>
 
 namespace tarn::platform {
 
-// VirtualProtect knows the old rights of an image's pages without asking the
-// system, which is slow. Where memory for that is short it asks.
+// VirtualProtect knows the old rights of these pages without asking the system,
+// which is slow. Where memory for that is short it asks.
 void note_image(const void* base, std::uint64_t size);
 void forget_image(const void* base);
+
+// All pages that the heap has or may yet have; false if there are none.
+bool heap_pages(std::uint64_t* begin, std::uint64_t* end);
 
 // mprotect of whole pages; false with errno.
 bool protect_image_pages(const void* address, std::uint64_t size, int host);

@@ -1,9 +1,7 @@
 // Address space by pages. A reservation is an inaccessible private mapping,
 // which the host does not count as memory; committing makes pages accessible,
 // and the host then counts them, so that an impossible commit fails at once and
-// not at the first touch. One bit per page says whether it is committed; the
-// bits lie in memory of their own, of which only the touched part costs
-// anything.
+// not at the first touch.
 
 #include <errno.h>
 #include <pthread.h>
@@ -25,20 +23,35 @@ constexpr std::uint64_t kPage = 4096;
 constexpr std::uint64_t kGranularity = 65536;
 constexpr std::uint64_t kAddressLimit = 0x7FFFFFFF0000;
 
-struct Reservation {
-  Reservation* next;
-  std::uint64_t base, size;  // whole pages
-  std::uint64_t* committed;  // one bit per page
-};
-
-Reservation* reservations;
-pthread_mutex_t reservations_lock = PTHREAD_MUTEX_INITIALIZER;
-
 struct PageRange {
   std::uint64_t begin, end;  // addresses of pages
 };
 
 void* address_of(std::uint64_t value) { return reinterpret_cast<void*>(value); }
+
+// Pages whose rights are known here: to ask the host takes the longer, the more mappings
+// the process has, and a program may change the rights of each block that it allocates.
+enum class Kind { kReservation, kImage, kHeap };
+
+// Of a page whose rights nobody has set: in a reservation it is not committed, in an image its
+// rights are not known, and in the heap it is as the heap makes its memory.
+constexpr std::uint8_t kNotSet = 0;
+
+struct Region {
+  Region* next;
+  PageRange range;
+  Kind kind;
+  // One for each page: kNotSet, or the host's plus 1. They lie in memory of their own, of
+  // which only the touched part costs anything.
+  std::uint8_t* rights;
+
+  std::uint8_t* of(std::uint64_t address) { return rights + (address - range.begin) / kPage; }
+};
+
+Region* regions;
+pthread_mutex_t regions_lock = PTHREAD_MUTEX_INITIALIZER;
+
+std::uint64_t pages_in(const PageRange& range) { return (range.end - range.begin) / kPage; }
 
 // All pages that have a byte of the range; false for a range that no process has.
 bool pages_of(const void* address, std::uint64_t size, PageRange* range) {
@@ -122,89 +135,105 @@ Mapping mapping_at(std::uint64_t address) {
   return found;
 }
 
-// The rights of an image's pages, a byte each. The start of a program changes
-// them several times, and the host would be asked for longer than all else takes.
-struct ImageRights {
-  ImageRights* next;
-  PageRange range;
+// ---- Regions ----------------------------------------------------------------
 
-  std::uint8_t* of(std::uint64_t address) {
-    return reinterpret_cast<std::uint8_t*>(this + 1) + (address - range.begin) / kPage;
-  }
-};
+// The routines of this section: with the lock held.
 
-constexpr std::uint8_t kUnknownRights = 0xFF;
-
-ImageRights* image_rights;
-
-std::uint32_t protection_at(std::uint64_t address) {
-  for (ImageRights* image = image_rights; image != nullptr; image = image->next) {
-    if (address < image->range.begin || address >= image->range.end) continue;
-    if (*image->of(address) != kUnknownRights) return windows_protection(*image->of(address));
-  }
-  const std::uint32_t protection = mapping_at(address).protection;
-  return protection == 0 ? std::uint32_t{kPageNoAccess} : protection;
-}
-
-// mprotect, noted for images. With the lock held.
-bool set_rights(const PageRange& range, int host) {
-  const bool done = mprotect(address_of(range.begin), range.end - range.begin, host) == 0;
-  const auto noted = done ? static_cast<std::uint8_t>(host) : kUnknownRights;
-  for (ImageRights* image = image_rights; image != nullptr; image = image->next) {
-    const std::uint64_t begin = std::max(range.begin, image->range.begin);
-    const std::uint64_t end = std::min(range.end, image->range.end);
-    if (begin < end) memset(image->of(begin), noted, (end - begin) / kPage);
-  }
-  return done;
-}
-
-// ---- Reservations -----------------------------------------------------------
-
-Reservation* reservation_around(const PageRange& range) {
-  for (Reservation* r = reservations; r != nullptr; r = r->next) {
-    if (range.begin >= r->base && range.end <= r->base + r->size) return r;
+Region* region_around(const PageRange& range) {
+  for (Region* region = regions; region != nullptr; region = region->next) {
+    if (range.begin >= region->range.begin && range.end <= region->range.end) return region;
   }
   return nullptr;
 }
 
+Region* reservation_around(const PageRange& range) {
+  Region* const region = region_around(range);
+  return region != nullptr && region->kind == Kind::kReservation ? region : nullptr;
+}
+
 bool touches_reservation(const PageRange& range) {
-  for (const Reservation* r = reservations; r != nullptr; r = r->next) {
-    if (range.begin < r->base + r->size && range.end > r->base) return true;
+  for (const Region* region = regions; region != nullptr; region = region->next) {
+    if (region->kind == Kind::kReservation && range.begin < region->range.end &&
+        range.end > region->range.begin) {
+      return true;
+    }
   }
   return false;
 }
 
-// Bytes of a reservation's bits, in whole pages.
-std::uint64_t bits_size(std::uint64_t size) { return (size / kPage / 8 + kPage) & ~(kPage - 1); }
-
-void mark_committed(Reservation* r, const PageRange& range, bool committed) {
-  constexpr std::uint64_t kPagesPerPageOfBits = kPage * 8;
-  const std::uint64_t end = (range.end - r->base) / kPage;
-  for (std::uint64_t page = (range.begin - r->base) / kPage; page < end;) {
-    if (!committed && page % kPagesPerPageOfBits == 0 && end - page >= kPagesPerPageOfBits) {
-      // Whole pages of bits are released: even reading them costs memory.
-      const std::uint64_t whole = (end - page) / kPagesPerPageOfBits * kPagesPerPageOfBits;
-      madvise(&r->committed[page / 64], whole / 8, MADV_DONTNEED);
-      page += whole;
-      continue;
-    }
-    const bool whole_word = page % 64 == 0 && end - page >= 64;
-    std::uint64_t& word = r->committed[page / 64];
-    const std::uint64_t mask = whole_word ? ~std::uint64_t{0} : std::uint64_t{1} << page % 64;
-    // Compared first: clearing what is already clear would cost memory.
-    const std::uint64_t marked = committed ? word | mask : word & ~mask;
-    if (marked != word) word = marked;
-    page += whole_word ? 64 : 1;
+// Null if there is no memory for it.
+Region* add_region(const PageRange& range, Kind kind) {
+  auto* const region = static_cast<Region*>(malloc(sizeof(Region)));
+  void* const rights = region == nullptr ? MAP_FAILED
+                                         : mmap(nullptr, pages_in(range), PROT_READ | PROT_WRITE,
+                                                MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  if (rights == MAP_FAILED) {
+    free(region);
+    return nullptr;
   }
+  *region = {regions, range, kind, static_cast<std::uint8_t*>(rights)};
+  regions = region;
+  return region;
 }
 
-bool all_committed(const Reservation& r, const PageRange& range) {
-  for (std::uint64_t at = range.begin; at < range.end; at += kPage) {
-    const std::uint64_t page = (at - r.base) / kPage;
-    if ((r.committed[page / 64] >> page % 64 & 1) == 0) return false;
-  }
-  return true;
+void remove_region(Region* region) {
+  Region** link = &regions;
+  while (*link != region) link = &(*link)->next;
+  *link = region->next;
+  munmap(region->rights, pages_in(region->range));
+  free(region);
 }
+
+std::uint32_t protection_at(const PageRange& page) {
+  Region* region = region_around(page);
+  PageRange heap;
+  if (region == nullptr && heap_pages(&heap.begin, &heap.end) && page.begin >= heap.begin &&
+      page.end <= heap.end) {
+    region = add_region(heap, Kind::kHeap);
+  }
+  const std::uint8_t rights = region == nullptr ? kNotSet : *region->of(page.begin);
+  if (rights != kNotSet) return windows_protection(rights - 1);
+  if (region != nullptr && region->kind == Kind::kHeap) return kPageReadWrite;
+  const std::uint32_t protection = mapping_at(page.begin).protection;
+  return protection == 0 ? std::uint32_t{kPageNoAccess} : protection;
+}
+
+// mprotect, noted. What a failure leaves of an image's rights is not known.
+bool set_rights(const PageRange& range, int host) {
+  const bool done = mprotect(address_of(range.begin), range.end - range.begin, host) == 0;
+  for (Region* region = regions; region != nullptr; region = region->next) {
+    const PageRange common = {std::max(range.begin, region->range.begin),
+                              std::min(range.end, region->range.end)};
+    if (common.begin >= common.end || (!done && region->kind != Kind::kImage)) continue;
+    memset(region->of(common.begin), done ? host + 1 : kNotSet, pages_in(common));
+  }
+  return done;
+}
+
+bool all_committed(Region* r, const PageRange& range) {
+  return memchr(r->of(range.begin), kNotSet, pages_in(range)) == nullptr;
+}
+
+// Whole pages of the record are released.
+void forget_rights(Region* r, const PageRange& range) {
+  std::uint8_t* const begin = r->of(range.begin);
+  std::uint8_t* const end = begin + pages_in(range);
+  const auto whole = [](std::uint8_t* at, std::uint64_t up) {
+    return reinterpret_cast<std::uint8_t*>((reinterpret_cast<std::uint64_t>(at) + up) &
+                                           ~(kPage - 1));
+  };
+  std::uint8_t* const first = whole(begin, kPage - 1);
+  std::uint8_t* const last = whole(end, 0);
+  if (first >= last) {
+    memset(begin, kNotSet, pages_in(range));
+    return;
+  }
+  memset(begin, kNotSet, static_cast<std::size_t>(first - begin));
+  madvise(first, static_cast<std::size_t>(last - first), MADV_DONTNEED);
+  memset(last, kNotSet, static_cast<std::size_t>(end - last));
+}
+
+// ---- Reservations -----------------------------------------------------------
 
 // An inaccessible mapping of the host's at a multiple of kGranularity; 0, with
 // errno, if there is none. `wanted` 0: anywhere.
@@ -225,12 +254,12 @@ std::uint64_t map_space(std::uint64_t wanted, std::uint64_t size) {
   return base;
 }
 
-Reservation* fail_reserving(std::uint32_t code) {
+Region* fail_reserving(std::uint32_t code) {
   SetLastError(code);
   return nullptr;
 }
 
-Reservation* reserve(const void* address, std::uint64_t size) {
+Region* reserve(const void* address, std::uint64_t size) {
   const std::uint64_t wanted = reinterpret_cast<std::uint64_t>(address) & ~(kGranularity - 1);
   PageRange range;
   if (!pages_of(address, size, &range) || (address != nullptr && wanted == 0)) {
@@ -238,50 +267,33 @@ Reservation* reserve(const void* address, std::uint64_t size) {
   }
   if (address != nullptr) range.begin = wanted;
   size = range.end - range.begin;
-  auto* const r = static_cast<Reservation*>(malloc(sizeof(Reservation)));
-  if (r == nullptr) return fail_reserving(kErrorNotEnoughMemory);
-  void* const bits = mmap(nullptr, bits_size(size), PROT_READ | PROT_WRITE,
-                          MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-  const std::uint64_t base = bits == MAP_FAILED ? 0 : map_space(wanted, size);
-  if (base == 0) {
-    const bool in_use = bits != MAP_FAILED && wanted != 0;
-    if (bits != MAP_FAILED) munmap(bits, bits_size(size));
-    free(r);
-    return fail_reserving(in_use ? kErrorInvalidAddress : kErrorNotEnoughMemory);
-  }
-  *r = {reservations, base, size, static_cast<std::uint64_t*>(bits)};
-  reservations = r;
-  return r;
+  const std::uint64_t base = map_space(wanted, size);
+  if (base == 0) return fail_reserving(wanted != 0 ? kErrorInvalidAddress : kErrorNotEnoughMemory);
+  Region* const r = add_region({base, base + size}, Kind::kReservation);
+  if (r != nullptr) return r;
+  munmap(address_of(base), size);
+  return fail_reserving(kErrorNotEnoughMemory);
 }
 
-void release(Reservation* r) {
-  for (Reservation** link = &reservations; *link != nullptr; link = &(*link)->next) {
-    if (*link != r) continue;
-    *link = r->next;
-    break;
-  }
-  munmap(address_of(r->base), r->size);
-  munmap(r->committed, bits_size(r->size));
-  free(r);
+void release(Region* r) {
+  munmap(address_of(r->range.begin), r->range.end - r->range.begin);
+  remove_region(r);
 }
 
-bool commit(Reservation* r, const PageRange& range, int protection) {
-  if (!set_rights(range, protection)) {
-    SetLastError(kErrorNotEnoughMemory);
-    return false;
-  }
-  mark_committed(r, range, true);
-  return true;
+bool commit(const PageRange& range, int protection) {
+  if (set_rights(range, protection)) return true;
+  SetLastError(kErrorNotEnoughMemory);
+  return false;
 }
 
 // A fresh mapping in place of the old one: the memory is released, and no
 // longer counted.
-Bool decommit(Reservation* r, const PageRange& range) {
+Bool decommit(Region* r, const PageRange& range) {
   if (mmap(address_of(range.begin), range.end - range.begin, PROT_NONE,
            MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) == MAP_FAILED) {
     return fail(kErrorNotEnoughMemory);
   }
-  mark_committed(r, range, false);
+  forget_rights(r, range);
   return 1;
 }
 
@@ -300,22 +312,21 @@ void* VirtualAlloc(void* address, std::uint64_t size, std::uint32_t type,
       host == kNoProtection) {
     return fail_allocation(kErrorInvalidParameter);
   }
-  const MutexLock lock(reservations_lock);
+  const MutexLock lock(regions_lock);
   const bool reserves = (type & kMemReserve) != 0 || address == nullptr;
   if (reserves) {
-    Reservation* const r = reserve(address, size);
+    Region* const r = reserve(address, size);
     if (r == nullptr) return nullptr;
-    if ((type & kMemCommit) != 0 && !commit(r, {r->base, r->base + r->size}, host)) {
+    if ((type & kMemCommit) != 0 && !commit(r->range, host)) {
       release(r);
       return nullptr;
     }
-    return address_of(r->base);
+    return address_of(r->range.begin);
   }
   PageRange range;
   if (!pages_of(address, size, &range)) return fail_allocation(kErrorInvalidParameter);
-  Reservation* const r = reservation_around(range);
-  if (r == nullptr) return fail_allocation(kErrorInvalidAddress);
-  return commit(r, range, host) ? address_of(range.begin) : nullptr;
+  if (reservation_around(range) == nullptr) return fail_allocation(kErrorInvalidAddress);
+  return commit(range, host) ? address_of(range.begin) : nullptr;
 }
 
 Bool VirtualFree(void* address, std::uint64_t size, std::uint32_t type) {
@@ -325,13 +336,13 @@ Bool VirtualFree(void* address, std::uint64_t size, std::uint32_t type) {
     return fail(kErrorInvalidParameter);
   }
   if (size == 0) range.end = range.begin + kPage;
-  const MutexLock lock(reservations_lock);
-  Reservation* const r = reservation_around(range);
+  const MutexLock lock(regions_lock);
+  Region* const r = reservation_around(range);
   // Windows reports this for an address that it never reserved.
   if (r == nullptr) return fail(size == 0 ? kErrorInvalidParameter : kErrorInvalidAddress);
-  if (size == 0 && r->base != range.begin) return fail(kErrorInvalidAddress);
+  if (size == 0 && r->range.begin != range.begin) return fail(kErrorInvalidAddress);
   if (type == kMemDecommit) {
-    return decommit(r, size == 0 ? PageRange{r->base, r->base + r->size} : range);
+    return decommit(r, size == 0 ? r->range : range);
   }
   release(r);
   return 1;
@@ -340,30 +351,22 @@ Bool VirtualFree(void* address, std::uint64_t size, std::uint32_t type) {
 void note_image(const void* base, std::uint64_t size) {
   PageRange range;
   if (!pages_of(base, size, &range)) return;
-  const std::uint64_t pages = (range.end - range.begin) / kPage;
-  auto* const image = static_cast<ImageRights*>(malloc(sizeof(ImageRights) + pages));
-  if (image == nullptr) return;
-  const MutexLock lock(reservations_lock);
-  *image = {image_rights, range};
-  memset(image->of(range.begin), kUnknownRights, pages);
-  image_rights = image;
+  const MutexLock lock(regions_lock);
+  add_region(range, Kind::kImage);
 }
 
 void forget_image(const void* base) {
-  const MutexLock lock(reservations_lock);
-  for (ImageRights** link = &image_rights; *link != nullptr; link = &(*link)->next) {
-    ImageRights* const image = *link;
-    if (address_of(image->range.begin) != base) continue;
-    *link = image->next;
-    free(image);
-    return;
+  const MutexLock lock(regions_lock);
+  for (Region* region = regions; region != nullptr; region = region->next) {
+    if (region->kind != Kind::kImage || address_of(region->range.begin) != base) continue;
+    return remove_region(region);
   }
 }
 
 bool protect_image_pages(const void* address, std::uint64_t size, int host) {
   PageRange range;
   if (!pages_of(address, size, &range)) return false;
-  const MutexLock lock(reservations_lock);
+  const MutexLock lock(regions_lock);
   return set_rights(range, host);
 }
 
@@ -374,13 +377,13 @@ Bool VirtualProtect(void* address, std::uint64_t size, std::uint32_t protection,
   if (host == kNoProtection) return fail(kErrorInvalidParameter);
   if (old_protection == nullptr) return fail(kErrorNoAccess);
   if (size == 0 || !pages_of(address, size, &range)) return fail(kErrorInvalidAddress);
-  const MutexLock lock(reservations_lock);
+  const MutexLock lock(regions_lock);
   // Memory from elsewhere, such as an image, counts as committed.
-  const Reservation* const r = reservation_around(range);
-  if (r == nullptr ? touches_reservation(range) : !all_committed(*r, range)) {
+  Region* const r = reservation_around(range);
+  if (r == nullptr ? touches_reservation(range) : !all_committed(r, range)) {
     return fail(kErrorInvalidAddress);
   }
-  const std::uint32_t old = protection_at(range.begin);
+  const std::uint32_t old = protection_at({range.begin, range.begin + kPage});
   if (!set_rights(range, host)) {
     return fail(errno == ENOMEM ? kErrorInvalidAddress : windows_code(errno));
   }
@@ -395,33 +398,29 @@ std::uint64_t VirtualQuery(const void* address, MemoryInformation* information,
   PageRange page;
   if (size < sizeof *information) return static_cast<std::uint64_t>(fail(kErrorBadLength));
   if (!pages_of(address, 1, &page)) return static_cast<std::uint64_t>(fail(kErrorInvalidParameter));
-  const MutexLock lock(reservations_lock);
-  Mapping mapping = mapping_at(page.begin);
+  const MutexLock lock(regions_lock);
   *information = {};
   information->base = address_of(page.begin);
-  if (mapping.protection == 0) {
-    information->state = kMemFree;
-    information->protection = kPageNoAccess;
-  } else if (const Reservation* const r = reservation_around(page)) {
-    if (mapping.end > r->base + r->size) mapping.end = r->base + r->size;
-    const bool committed = all_committed(*r, page);
-    information->allocation_base = address_of(r->base);
-    information->state = committed ? kMemCommit : kMemReserve;
-    information->protection = committed ? mapping.protection : 0;
-    for (PageRange next = page; next.end < mapping.end;) {
-      next = {next.end, next.end + kPage};
-      if (all_committed(*r, next) != committed) mapping.end = next.begin;
-    }
+  std::uint64_t end;
+  if (Region* const r = reservation_around(page)) {
+    const std::uint8_t rights = *r->of(page.begin);
+    for (end = page.end; end < r->range.end && *r->of(end) == rights;) end += kPage;
+    information->allocation_base = address_of(r->range.begin);
+    information->state = rights != kNotSet ? kMemCommit : kMemReserve;
+    information->protection = rights != kNotSet ? windows_protection(rights - 1) : 0;
   } else {
-    information->allocation_base = address_of(mapping.begin);
-    information->state = kMemCommit;
-    information->protection = mapping.protection;
+    const Mapping mapping = mapping_at(page.begin);
+    const bool is_free = mapping.protection == 0;
+    end = mapping.end;
+    information->allocation_base = is_free ? nullptr : address_of(mapping.begin);
+    information->state = is_free ? kMemFree : kMemCommit;
+    information->protection = is_free ? std::uint32_t{kPageNoAccess} : mapping.protection;
   }
   if (information->state != kMemFree) {
     information->type = kMemPrivate;
     information->allocation_protection = kPageReadWrite;
   }
-  information->size = mapping.end - page.begin;
+  information->size = end - page.begin;
   return sizeof *information;
 }
 
