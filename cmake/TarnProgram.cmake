@@ -140,7 +140,8 @@ function(tarn_add_program name)
         Fortran_MODULE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/${code}.modules)
       # The second option brings the members of TARN_FORTRAN_PART, which only the
       # compiler's own library may ask for.
-      set(link_options -Wl,--stack,67108864 -Wl,-u,_gfortran_runtime_error)
+      set(link_options -Wl,--stack,67108864 -Wl,-u,_gfortran_runtime_error
+        -Wl,-u,_gfortrani_open_external)
       list(APPEND import_libraries ${TARN_FORTRAN_PART})
       list(APPEND hosted_libraries -lgfortran -lquadmath)
     endif()

@@ -161,7 +161,8 @@ int link_image(const Job& job, const Words& objects, const fs::path& unfinished,
     if (request.fortran) {
       // Only the compiler's own library may ask for its members.
       words.insert(words.end(),
-                   {"-Wl,-u,_gfortran_runtime_error", (parts / "libtarnfortran.a").string()});
+                   {"-Wl,-u,_gfortran_runtime_error", "-Wl,-u,_gfortrani_open_external",
+                    (parts / "libtarnfortran.a").string()});
     }
     words.insert(words.end(), {(parts / "libtarnhosted.a").string(), "-Wl,-Bstatic", "-lstdc++",
                                archive, (parts / "libprogram_support.a").string(), "-lssp",

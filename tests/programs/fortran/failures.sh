@@ -18,11 +18,14 @@ show() {
 }
 
 visit() {
+  mkdir temporary
+  export TMPDIR=$PWD/temporary
   for name in end_of_file bad_number not_connected no_file wrong_format bounds freed_twice \
     allocated_twice null_pointer float_divide overflow invalid aborted stack_overflow \
     error_stop quiet_stop stop; do
     show $name
   done >report
+  [ -z "$(ls temporary | grep gfortran)" ] || fail "scratch files are left"
   diff "$expected" report || fail "the reports differ"
   export TARNENVAR=other,QUIET_STOP
   [ "$(show error_stop | tail -n +2)" = "beforeERROR STOP 3" ] || fail "quiet_stop shows a trace"
