@@ -3,6 +3,7 @@
 #include <assert.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <wchar.h>
 
 #include "../crt.h"
 #include "../threads/callbacks.h"
@@ -27,6 +28,18 @@ void abort(void) {
 void _assert(const char* expression, const char* file, unsigned line) {
   crt::deliver_abort();
   suite_text_error("Assertion failed: %s, file %s, line %u", expression, file, line);
+}
+
+// assert where UNICODE is defined. Longer texts are cut.
+void _wassert(const wchar_t* expression, const wchar_t* file, unsigned line) {
+  constexpr size_t kMost = 500, kBytes = 3;  // of UTF-8 for one of UTF-16
+  char bytes[2][kMost * kBytes + 1] = {};
+  const wchar_t* const wide[] = {expression, file};
+  for (int i = 0; i < 2; ++i) {
+    WideCharToMultiByte(CP_UTF8, 0, wide[i], static_cast<int>(wcsnlen(wide[i], kMost)), bytes[i],
+                        sizeof bytes[i] - 1, nullptr, nullptr);
+  }
+  _assert(bytes[0], bytes[1], line);
 }
 
 // From the checked copies of the compiler's libssp, which -D_FORTIFY_SOURCE calls.

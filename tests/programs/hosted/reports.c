@@ -1,7 +1,9 @@
 /* One failure of each kind, by name, at -O2, which inlines most routines here. A line that a
    report shows has a mark. */
 #undef NDEBUG
+#define UNICODE /* assert reports wide characters */
 #include <assert.h>
+#undef UNICODE
 #include <process.h>
 #include <setjmp.h>
 #include <signal.h>
