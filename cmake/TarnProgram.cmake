@@ -108,16 +108,19 @@ function(tarn_add_program name)
   add_library(${code} OBJECT ${program_SOURCES})
   set(standard_libraries)
   set(hosted_libraries)
+  set(auto_import -Wl,--disable-auto-import)
   set(linker ${CMAKE_C_COMPILER})
   set(link_options)
   set(fortran ${program_SOURCES})
   list(FILTER fortran INCLUDE REGEX "\\.([fF]|[fF][oO][rR]|[fF][tT][nN]|[fF]90|[fF]95|[fF]03|[fF]08)$")
   if(program_HOSTED OR fortran)
     target_link_libraries(${code} PRIVATE tarn_hosted_flags)
+    set(auto_import -Wl,--enable-auto-import)
     set(import_libraries ${TARN_HOSTED_PARTS})
     set(standard_libraries -Wl,-Bstatic -lstdc++ ${TARN_HOSTED_PARTS})
-    # What libssp and libstdc++ have inside them would be found there first.
-    list(PREPEND standard_libraries -Wl,-u,__chk_fail)
+    # What libssp and libstdc++ have inside them would be found there first; and only after the
+    # archives does the linker know whether data is imported that is not declared so.
+    list(PREPEND standard_libraries -Wl,-u,__chk_fail,-u,_pei386_runtime_relocator)
     if(program_CPP)
       list(PREPEND standard_libraries -Wl,-u,tarn_cpp_ends)
     endif()
@@ -181,7 +184,7 @@ function(tarn_add_program name)
   set(unfinished ${TARN_PROGRAMS}/${name}.unfinished.${kind})
   add_custom_command(OUTPUT ${image} ${unfinished} ${made}
     COMMAND ${linker} -nostdlib ${link_options}
-            -Wl,-e,__BrackenStartup -Wl,--dynamicbase -Wl,--disable-auto-import
+            -Wl,-e,__BrackenStartup -Wl,--dynamicbase ${auto_import}
             ${TARN_PROGRAM_START} $<TARGET_OBJECTS:${code}>
             -Wl,--start-group ${import_libraries} ${standard_libraries} ${TARN_PROGRAM_SUPPORT}
             ${hosted_libraries} -lgcc -Wl,--end-group -lkernel32 -o ${unfinished}

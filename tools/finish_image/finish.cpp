@@ -78,11 +78,6 @@ void refuse_unsupported(const Image& image) {
       refuse("the image has %s, which a finished image cannot have", what);
     }
   }
-  const Symbol* list = find_symbol(image, "__RUNTIME_PSEUDO_RELOC_LIST__");
-  const Symbol* end = find_symbol(image, "__RUNTIME_PSEUDO_RELOC_LIST_END__");
-  if (list != nullptr && end != nullptr && list->offset != end->offset) {
-    refuse("the image imports data automatically: declare it dllimport");
-  }
 }
 
 std::set<std::uint32_t> read_relocations(Image& image) {
@@ -162,20 +157,6 @@ void take_constructors(Image& image, std::set<std::uint32_t>& cells, Script& scr
   script.initialisers.insert(script.initialisers.begin(), routines.rbegin(), routines.rend());
 }
 
-// Run by the image's end routine, if it was linked; it wants image offsets,
-// since the list is among the code, where nothing is relocated.
-void take_destructors(Image& image, std::set<std::uint32_t>& cells) {
-  constexpr char kWhat[] = "the destructor list";
-  const bool has_end = find_symbol(image, kEndRoutine) != nullptr;
-  for (const ListedRoutine& each : take_list(image, cells, "__DTOR_LIST__", kWhat)) {
-    if (!has_end) {
-      refuse("destructor %s would never run: link with the program support library",
-             describe(image, each.routine).c_str());
-    }
-    write_u64(image, each.cell, each.routine, kWhat);
-  }
-}
-
 // The section of a cell that the script will change. Its protection is unchanged:
 // the interpreter makes every section writable for the time of its first walk that
 // holds no code.
@@ -189,6 +170,45 @@ Section& home_of_cell(Image& image, std::uint32_t cell, const char* what) {
            section->name.c_str());
   }
   return *section;
+}
+
+// Data of DLLs that is not declared dllimport: the linker lists the cells where its address is
+// wanted, for a routine of the C run-time that runs before all else.
+void take_imported_data(Image& image, Script& script) {
+  constexpr char kWhat[] = "the list of automatically imported data";
+  constexpr std::uint32_t kHeadSize = 12, kRecordSize = 12, kVersion = 1;
+  const Symbol* list = find_symbol(image, "__RUNTIME_PSEUDO_RELOC_LIST__");
+  const Symbol* end = find_symbol(image, "__RUNTIME_PSEUDO_RELOC_LIST_END__");
+  if (list == nullptr || end == nullptr || list->offset == end->offset) return;
+  const Symbol* routine = find_symbol(image, "_pei386_runtime_relocator");
+  if (routine == nullptr) refuse("the image imports data automatically: declare it dllimport");
+  if (read_u64(image, list->offset, kWhat) != 0 ||
+      read_u32(image, list->offset + 8, kWhat) != kVersion) {
+    refuse("%s is damaged", kWhat);
+  }
+  for (std::uint32_t at = list->offset + kHeadSize; at < end->offset; at += kRecordSize) {
+    const std::uint32_t cell = read_u32(image, at + 4, kWhat);
+    if (read_u32(image, at + 8, kWhat) != kCellSize * 8) {
+      refuse("the imported address in %s has not 64 bits", describe(image, cell).c_str());
+    }
+    read_u64(image, read_u32(image, at, kWhat), kWhat);
+    home_of_cell(image, cell, "the imported address in");
+  }
+  script.initialisers.insert(script.initialisers.begin(), routine->offset);
+}
+
+// Run by the image's end routine, if it was linked; it wants image offsets,
+// since the list is among the code, where nothing is relocated.
+void take_destructors(Image& image, std::set<std::uint32_t>& cells) {
+  constexpr char kWhat[] = "the destructor list";
+  const bool has_end = find_symbol(image, kEndRoutine) != nullptr;
+  for (const ListedRoutine& each : take_list(image, cells, "__DTOR_LIST__", kWhat)) {
+    if (!has_end) {
+      refuse("destructor %s would never run: link with the program support library",
+             describe(image, each.routine).c_str());
+    }
+    write_u64(image, each.cell, each.routine, kWhat);
+  }
 }
 
 // Each cell's address becomes an image offset, and an instruction turns it
@@ -383,6 +403,7 @@ Finished finish(const Bytes& linked, const Options& options) {
   std::set<std::uint32_t> cells = read_relocations(image);
   read_notes(image, cells, script);
   take_constructors(image, cells, script);
+  take_imported_data(image, script);
   take_destructors(image, cells);
   check_targets(image, cells, interpreter, script);
   take_relocations(image, cells, script);

@@ -118,7 +118,7 @@ int link_image(const Job& job, const Words& objects, const fs::path& unfinished,
                  "-nostdlib",
                  "-Wl,-e,__BrackenStartup",
                  "-Wl,--dynamicbase",
-                 "-Wl,--disable-auto-import",
+                 request.hosted ? "-Wl,--enable-auto-import" : "-Wl,--disable-auto-import",
                  (parts / "program_start.o").string()};
   words.insert(words.end(), more.begin(), more.end());
   add_stack_size(request, &words);
@@ -153,8 +153,9 @@ int link_image(const Job& job, const Words& objects, const fs::path& unfinished,
     // libstdc++ comes before the support library, whose operator new and the like are for
     // other programs.
     const std::string archive = (parts / "libtarncrt.a").string();
-    // What libssp and libstdc++ have inside them would be found there first.
-    words.push_back("-Wl,-u,__chk_fail");
+    // What libssp and libstdc++ have inside them would be found there first; and only after the
+    // archives does the linker know whether data is imported that is not declared so.
+    words.push_back("-Wl,-u,__chk_fail,-u,_pei386_runtime_relocator");
     if (has_cpp(request)) words.insert(words.end(), {"-Wl,-u,tarn_cpp_ends"});
     if (request.traps) words.push_back((parts / "hosted_traps.o").string());
     words.push_back(archive);

@@ -107,9 +107,12 @@ int act(int value) {
   return value;
 }
 
+const int* const limit = &limits[1];
+const int limit_at_start = *limit;
+
 void with_part() {
   try {
-    take(Urgent(), 5);
+    take(Urgent(), limit_at_start);
   } catch (const Refused& refused) {
     std::printf("caught %s\n", refused.what());
   }

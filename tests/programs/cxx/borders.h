@@ -6,11 +6,14 @@
 
 #ifdef PART
 #define PART_API __declspec(dllexport)
+#define PART_DATA PART_API
 #else
 #define PART_API __declspec(dllimport)
+#define PART_DATA  // as where all images of a program see each other's names
 #endif
 
-struct PART_API Refused : std::runtime_error {
+extern PART_DATA const int limits[2];
+struct PART_DATA Refused : std::runtime_error {
   using std::runtime_error::runtime_error;
   ~Refused() override;
 };

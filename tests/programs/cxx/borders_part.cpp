@@ -5,6 +5,7 @@
 #include <exception>
 #include <thread>
 
+const int limits[2] = {9, 5};
 Refused::~Refused() = default;
 
 int take(const Order& order, int limit) {
