@@ -177,7 +177,14 @@ TARNAPI std::uint32_t RemoveVectoredExceptionHandler(void* handler);
 TARNAPI std::uint32_t GetEnvironmentVariableW(const char16_t* name, char16_t* buffer,
                                               std::uint32_t size);
 
-// That of Windows 10: the major number in the low byte, the minor, and above them the build.
+// What GetVersionExA fills if `length` is 156.
+struct ExtendedVersionInfo : VersionInfo {
+  std::uint16_t service_pack_major, service_pack_minor, suites;
+  std::uint8_t product, reserved;
+};
+static_assert(sizeof(ExtendedVersionInfo) == 156);
+
+// As GetVersionExA: the major number in the low byte, the minor, and above them the build.
 TARNAPI std::uint32_t GetVersion();
 
 // As GetModuleHandleA.
@@ -231,6 +238,10 @@ TARNAPI Bool DeviceIoControl(Handle file, std::uint32_t control, void* in, std::
 // Both ends of a new pipe. The others of the arguments are not read.
 TARNAPI Bool CreatePipe(Handle* read_end, Handle* write_end, const SecurityAttributes* security,
                         std::uint32_t size);
+// Copies at most `size` bytes that wait in the pipe, which stay there. `copied`, `waiting` and
+// `left` may be null; `left` is 0, since pipes have no messages.
+TARNAPI Bool PeekNamedPipe(Handle read_end, void* buffer, std::uint32_t size, std::uint32_t* copied,
+                           std::uint32_t* waiting, std::uint32_t* left);
 
 // Of the attributes the host keeps kAttributeReadOnly.
 TARNAPI Bool SetFileAttributesA(const char* path, std::uint32_t attributes);
@@ -354,6 +365,12 @@ TARNAPI Bool WriteConsoleW(Handle handle, const void* text, std::uint32_t length
 // UTF-8 has no such bytes: 0.
 TARNAPI Bool IsDBCSLeadByteEx(std::uint32_t page, std::uint8_t byte);
 TARNAPI std::uint32_t GetACP();
+// Of UTF-8, by its number or as the process's own; error 87 for another page.
+struct CodePageFacts {
+  std::uint32_t longest;  // bytes of a character
+  std::uint8_t substitute[2], lead_bytes[12];
+};
+TARNAPI Bool GetCPInfo(std::uint32_t page, CodePageFacts* facts);
 // Names of files are in that code page: 1.
 TARNAPI Bool AreFileApisANSI();
 // Strings up to their NUL; a null one has length 0. The others return `to`, and null
@@ -461,7 +478,23 @@ TARNAPI std::int32_t __C_specific_handler(ExceptionRecord* record, std::uint64_t
 // are as they were.
 TARNAPI Bool SetConsoleTextAttribute(Handle screen, std::uint16_t attributes);
 
+// ---- The locale -------------------------------------------------------------------
+
+// English of the United States, 0x409, is the only one.
+TARNAPI std::uint32_t GetThreadLocale();
+// Its names and signs. Result: the bytes of the text, NUL included, which are not stored if
+// `size` is 0; or 0, with error 87 for another locale, 1004 for another fact, 122 without room.
+TARNAPI std::int32_t GetLocaleInfoA(std::uint32_t locale, std::uint32_t fact, char* text,
+                                    std::int32_t size);
+// Calls the routine with "00000409".
+TARNAPI Bool EnumSystemLocalesA(Bool(TARNAPI* routine)(char* number), std::uint32_t flags);
+
 // ---- The machine ------------------------------------------------------------------
+
+// Random bytes, from BCRYPT.DLL. `algorithm` is null and `flags` 2, which stands for the system's
+// preferred one. Result: 0 or an NTSTATUS.
+TARNAPI std::uint32_t BCryptGenRandom(void* algorithm, void* buffer, std::uint32_t length,
+                                      std::uint32_t flags);
 
 // The machine's name in capitals, at most 15 bytes of it. `*size`: that of the buffer,
 // then the name's length, or with error 111 the size that is needed.

@@ -20,7 +20,8 @@ using tarn::platform::CarriedEntry;
 using tarn::platform::CarriedRecord;
 
 // What tarnrun has of its own.
-constexpr const char* kRunnersOwn[] = {"tarnlibc64.dll", "paneview64.dll", "kernel32.dll"};
+constexpr const char* kRunnersOwn[] = {"tarnlibc64.dll", "paneview64.dll", "kernel32.dll",
+                                       "bcrypt.dll", "advapi32.dll"};
 
 std::string lower(std::string text) {
   for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));

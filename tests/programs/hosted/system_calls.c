@@ -2,6 +2,7 @@
  * last errors on both targets. */
 #include <ctype.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/time.h>
 #include <time.h>
@@ -557,6 +558,52 @@ static void characters(void) {
   printf(", invalid %d %lu\n", invalid, last());
 }
 
+/* What the portability layers of GNU programs ask of the system before main. */
+static BOOL CALLBACK count_locale(LPSTR number) { return strtoul(number, NULL, 16) != 0; }
+
+static void portability(void) {
+  typedef NTSTATUS(WINAPI * Random)(void*, BYTE*, ULONG, ULONG);
+  typedef BOOLEAN(WINAPI * OldRandom)(void*, ULONG);
+  CPINFO page;
+  OSVERSIONINFOEXA version = {.dwOSVersionInfoSize = sizeof version};
+  BOOL told = GetCPInfo(CP_UTF8, &page), unknown = GetCPInfo(5, &page);
+  printf("page %d %u, unknown %d %lu", told, page.MaxCharSize, unknown, last());
+  BOOL known = GetVersionExA((OSVERSIONINFOA*)&version);
+  printf(", version %d %d %d %d\n", known,
+         MAKEWORD(version.dwMajorVersion, version.dwMinorVersion) == LOWORD(GetVersion()),
+         version.dwBuildNumber == HIWORD(GetVersion()), version.wProductType);
+  char language[40], small[3];
+  LCID here = GetThreadLocale();
+  int length = GetLocaleInfoA(here, LOCALE_SENGLANGUAGE | LOCALE_NOUSEROVERRIDE, language, 40);
+  int needed = GetLocaleInfoA(here, LOCALE_SISO639LANGNAME, NULL, 0);
+  int no_room = GetLocaleInfoA(here, LOCALE_SENGCOUNTRY, small, 3);
+  printf("locale %lx %d %s %d %d %lu %d\n", here, length, language, needed, no_room, last(),
+         EnumSystemLocalesA(count_locale, LCID_SUPPORTED));
+  BYTE random[16] = {0}, others[16] = {0};
+  Random generate = (Random)GetProcAddress(LoadLibraryA("bcrypt"), "BCryptGenRandom");
+  OldRandom fill = (OldRandom)GetProcAddress(LoadLibraryA("advapi32.dll"), "SystemFunction036");
+  NTSTATUS refused = generate(NULL, random, 16, 0), made = generate(NULL, random, 16, 2);
+  BOOLEAN filled = fill(others, 16);
+  printf("random %lx %lx %d, differ %d\n", refused, made, filled, memcmp(random, others, 16) != 0);
+  HANDLE from, to, file = CreateFileA("p.tmp", GENERIC_READ, 0, NULL, CREATE_ALWAYS, 0, NULL);
+  DWORD copied, waiting, count;
+  CreatePipe(&from, &to, NULL, 0);
+  BOOL empty = PeekNamedPipe(from, NULL, 0, NULL, &waiting, NULL);
+  printf("peek %d %lu", empty, waiting);
+  WriteFile(to, "hello", 5, &count, NULL);
+  BOOL peeked = PeekNamedPipe(from, language, 3, &copied, &waiting, NULL);
+  printf(", %d %lu %.3s %lu", peeked, copied, language, waiting);
+  ReadFile(from, language, 40, &count, NULL);
+  CloseHandle(to);
+  BOOL ended = PeekNamedPipe(from, NULL, 0, NULL, &waiting, NULL);
+  printf(", left %lu, ended %d %lu", count, ended, last());
+  BOOL of_file = PeekNamedPipe(file, NULL, 0, NULL, &waiting, NULL);
+  printf(", file %d %lu\n", of_file, last());
+  CloseHandle(file);
+  CloseHandle(from);
+  DeleteFileA("p.tmp");
+}
+
 int main(void) {
   last();
   files();
@@ -574,6 +621,7 @@ int main(void) {
   process();
   memory();
   characters();
+  portability();
   char* strings = GetEnvironmentStrings();
   LARGE_INTEGER a, b, per_second;
   QueryPerformanceFrequency(&per_second);

@@ -44,6 +44,7 @@ inline constexpr std::uint32_t kErrorPartialCopy = 299;
 inline constexpr std::uint32_t kErrorMessageNotFound = 317;
 inline constexpr std::uint32_t kErrorTimeout = 1460;
 inline constexpr std::uint32_t kErrorInvalidAddress = 487;
+inline constexpr std::uint32_t kErrorInvalidFlags = 1004;
 inline constexpr std::uint32_t kErrorFileInvalid = 1006;
 inline constexpr std::uint32_t kErrorDllInitFailed = 1114;
 inline constexpr std::uint32_t kErrorNoUnicodeTranslation = 1113;

@@ -48,11 +48,6 @@ std::uint32_t GetEnvironmentVariableW(const char16_t* name, char16_t* buffer, st
   return length;
 }
 
-std::uint32_t GetVersion() {
-  constexpr std::uint32_t kBuild = 19'045;
-  return kBuild << 16 | 10;
-}
-
 std::uint32_t GetEnvironmentVariableA(const char* name, char* buffer, std::uint32_t size) {
   const MutexLock lock(environment_lock);
   const char* const entry = usable_name(name) ? find_entry(name, strlen(name)) : nullptr;

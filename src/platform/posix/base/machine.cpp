@@ -2,6 +2,7 @@
 // The processors are those that this process may use, at most 64, like one
 // group of processors on Windows.
 
+#include <errno.h>
 #include <sched.h>
 #include <stdio.h>
 #include <string.h>
@@ -75,6 +76,8 @@ std::uint64_t core_of(unsigned processor) {
 
 }  // namespace
 
+std::uint32_t GetVersion() { return kBuild << 16 | kMinorVersion << 8 | kMajorVersion; }
+
 Bool GetVersionExA(VersionInfo* info) {
   if (info->length < sizeof *info) return fail(kErrorInsufficientBuffer);
   info->major = kMajorVersion;
@@ -83,6 +86,12 @@ Bool GetVersionExA(VersionInfo* info) {
   info->platform_id = kPlatformNt;
   memset(info->service_pack, 0, sizeof info->service_pack);
   memcpy(info->service_pack, kServicePack, sizeof kServicePack);
+  if (info->length >= sizeof(ExtendedVersionInfo)) {
+    auto* const extended = static_cast<ExtendedVersionInfo*>(info);
+    extended->service_pack_major = 1;
+    extended->service_pack_minor = extended->suites = 0;
+    extended->product = 1;  // a workstation
+  }
   return 1;
 }
 
@@ -183,7 +192,25 @@ Bool GetLogicalProcessorInformation(LogicalProcessorRecord* records, std::uint32
 }
 
 std::uint8_t SystemFunction036(void* buffer, std::uint32_t length) {
-  return getrandom(buffer, length, 0) == static_cast<ssize_t>(length);
+  auto* at = static_cast<char*>(buffer);
+  while (length > 0) {
+    const ssize_t taken = getrandom(at, length, 0);
+    if (taken < 0 && errno != EINTR) return 0;
+    if (taken <= 0) continue;
+    at += taken;
+    length -= static_cast<std::uint32_t>(taken);
+  }
+  return 1;
+}
+
+std::uint32_t BCryptGenRandom(void* algorithm, void* buffer, std::uint32_t length,
+                              std::uint32_t flags) {
+  constexpr std::uint32_t kPreferred = 2;
+  constexpr std::uint32_t kInvalidHandle = 0xC000'0008, kInvalidParameter = 0xC000'000D,
+                          kUnsuccessful = 0xC000'0001;
+  if (algorithm != nullptr || flags != kPreferred) return kInvalidHandle;
+  if (buffer == nullptr) return kInvalidParameter;
+  return SystemFunction036(buffer, length) ? 0 : kUnsuccessful;
 }
 
 }  // namespace tarn::platform

@@ -115,6 +115,12 @@ Bool IsDBCSLeadByteEx(std::uint32_t, std::uint8_t) { return 0; }
 
 std::uint32_t GetACP() { return kUtf8; }
 
+Bool GetCPInfo(std::uint32_t page, CodePageFacts* facts) {
+  if (facts == nullptr || !is_utf8(page)) return fail(kErrorInvalidParameter);
+  *facts = {4, {'?', 0}, {}};
+  return 1;
+}
+
 Bool AreFileApisANSI() { return 1; }
 
 bool to_narrow(const char16_t* wide, char (&bytes)[kPathSize]) {

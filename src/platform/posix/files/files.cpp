@@ -5,6 +5,8 @@
 #include <poll.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -230,6 +232,21 @@ bool is_pipe(int descriptor) {
   return fstat(descriptor, &facts) == 0 && (S_ISFIFO(facts.st_mode) || S_ISSOCK(facts.st_mode));
 }
 
+// Copies bytes that wait in a pipe or socket: those of a pipe go into another one as well.
+ssize_t look_into(int descriptor, void* buffer, std::size_t size) {
+  const ssize_t received = recv(descriptor, buffer, size, MSG_PEEK | MSG_DONTWAIT);
+  if (received >= 0 || errno != ENOTSOCK) return received;
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) return -1;
+  ssize_t copied = tee(descriptor, ends[1], size, SPLICE_F_NONBLOCK);
+  if (copied > 0) copied = read(ends[0], buffer, static_cast<std::size_t>(copied));
+  const int failure = errno;
+  close(ends[0]);
+  close(ends[1]);
+  errno = failure;
+  return copied < 0 && failure == EAGAIN ? 0 : copied;
+}
+
 // Where a transfer begins: at the offset of `place`, or where the file is.
 constexpr std::int64_t kHere = -1;
 
@@ -375,6 +392,25 @@ Bool CreatePipe(Handle* read_end, Handle* write_end, const SecurityAttributes*, 
   close(reading);
   close(writing);
   return fail(kErrorTooManyOpenFiles);
+}
+
+Bool PeekNamedPipe(Handle read_end, void* buffer, std::uint32_t size, std::uint32_t* copied,
+                   std::uint32_t* waiting, std::uint32_t* left) {
+  const OpenObject* const object = find_handle(read_end, HandleKind::kFile);
+  if (object == nullptr) return 0;
+  if (!is_pipe(object->descriptor)) return fail(kErrorNotSupported);
+  if (!object->readable) return fail(kErrorAccessDenied);
+  pollfd state = {object->descriptor, POLLIN, 0};
+  if (poll(&state, 1, 0) < 0) return fail_by_errno();
+  int available = 0;
+  if (ioctl(object->descriptor, FIONREAD, &available) != 0) return fail_by_errno();
+  if (available == 0 && (state.revents & POLLHUP) != 0) return fail(kErrorBrokenPipe);
+  const ssize_t taken = available > 0 && size > 0 ? look_into(object->descriptor, buffer, size) : 0;
+  if (taken < 0) return fail_by_errno();
+  if (copied != nullptr) *copied = static_cast<std::uint32_t>(taken);
+  if (waiting != nullptr) *waiting = static_cast<std::uint32_t>(available);
+  if (left != nullptr) *left = 0;
+  return 1;
 }
 
 Bool SetEndOfFile(Handle file) {

@@ -53,6 +53,12 @@ int offer(const char* name, void* (*find)(const char*)) {
   return index;
 }
 
+// Libraries of the system that are listed when somebody names them.
+constexpr struct {
+  const char* name;
+  void* (*find)(const char* name);
+} kOnDemand[] = {{"BCRYPT.DLL", &find_bcrypt_routine}, {"ADVAPI32.DLL", &find_advapi_routine}};
+
 std::uint32_t no_length(std::uint32_t code) {
   SetLastError(code);
   return 0;
@@ -169,6 +175,11 @@ int module_named(const char* full) {
     if (strcasecmp(folder ? path_of(record) : base_name(path_of(record)), folder ? whole : full) ==
         0) {
       return i;
+    }
+  }
+  for (const auto& library : kOnDemand) {
+    if (strcasecmp(full, library.name) == 0 && free_module() != kNoModule) {
+      return offer(library.name, library.find);
     }
   }
   return kNoModule;

@@ -1,5 +1,7 @@
 #include "platform/posix/system_library/system_library.h"
 
+#include <string.h>
+
 #include "platform/export_names.h"
 #include "platform/image_imports.h"
 
@@ -25,6 +27,16 @@ void* find_system_routine(const char* name) {
 #include "platform/posix/system_library/system_exports.inc"
   }
   return nullptr;
+}
+
+// What images may have of other DLLs: random bytes, for portable programs.
+void* find_bcrypt_routine(const char* name) {
+  return strcmp(name, "BCryptGenRandom") == 0 ? reinterpret_cast<void*>(&BCryptGenRandom) : nullptr;
+}
+
+void* find_advapi_routine(const char* name) {
+  return strcmp(name, "SystemFunction036") == 0 ? reinterpret_cast<void*>(&SystemFunction036)
+                                                : nullptr;
 }
 
 }  // namespace tarn::platform

@@ -1,4 +1,5 @@
-// KERNEL32.DLL as images see it on the host: the routines that they may import, by name.
+// KERNEL32.DLL, BCRYPT.DLL and ADVAPI32.DLL as images see them on the host: the routines that
+// they may import, by name.
 // An import that is not in the table is refused when the image is loaded.
 #pragma once
 
@@ -6,5 +7,7 @@ namespace tarn::platform {
 
 // The routine of exactly that name, or null.
 void* find_system_routine(const char* name);
+void* find_bcrypt_routine(const char* name);
+void* find_advapi_routine(const char* name);
 
 }  // namespace tarn::platform
