@@ -125,7 +125,7 @@ function(tarn_add_program name)
       list(PREPEND standard_libraries -Wl,-u,tarn_cpp_ends)
     endif()
     list(APPEND program_FINISH --call-lines)
-    set(hosted_libraries -lssp -lmingwex -lpthread -lgcc_eh
+    set(hosted_libraries -lssp -lmingwex -lpthread -lgcc_eh -lgcov
       $<$<IN_LIST:-fopenmp,$<TARGET_PROPERTY:${code},COMPILE_OPTIONS>>:-lgomp>)
     if(program_TRAP)
       list(PREPEND import_libraries ${TARN_HOSTED_TRAPS})

@@ -52,6 +52,21 @@ void add_dependency_options(const Request& request, const Input& source, Words* 
   }
 }
 
+// Counters and their notes are called after the image and the source, as the compiler does it:
+// they would be called after the object in the scratch folder.
+void add_counter_names(const Request& request, const Input& source, Words* words) {
+  const Words& options = is_fortran(source) ? request.fortran_options : request.compiler_options;
+  if (request.goal != Goal::kImage || has_option(options, {"-dumpbase"}) ||
+      !has_option(options, {"--coverage", "-coverage", "-ftest-coverage", "-fprofile-"})) {
+    return;
+  }
+  const fs::path file = source.word;
+  const fs::path output = request.output.empty() ? fs::path("a") : fs::path(request.output);
+  const std::string before = (output.parent_path() / output.stem()).string() + "-";
+  words->insert(words->end(), {"-dumpdir", before, "-dumpbase", file.filename().string(),
+                               "-dumpbase-ext", file.extension().string()});
+}
+
 Words command(const Job& job, const Input& source, const fs::path& object) {
   const Request& request = job.request;
   const bool fortran = is_fortran(source);
@@ -86,6 +101,7 @@ Words command(const Job& job, const Input& source, const fs::path& object) {
   } else {
     add_dependency_options(request, source, &words);
   }
+  add_counter_names(request, source, &words);
   if (!source.language.empty()) words.insert(words.end(), {"-x", source.language});
   switch (request.goal) {
     case Goal::kImage:

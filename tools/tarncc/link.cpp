@@ -103,7 +103,7 @@ void add_exports(const Request& request, const Words& objects, Words* words) {
   std::string libraries = "-Wl,--exclude-libs,libtarncrt.a";
   for (const char* const name :
        {"tarnhosted", "tarnfortran", "program_support", "stdc++", "ssp", "mingwex", "pthread",
-        "gcc", "gcc_eh", "gfortran", "quadmath", "gomp", "kernel32"}) {
+        "gcc", "gcc_eh", "gcov", "gfortran", "quadmath", "gomp", "kernel32"}) {
     libraries += std::string(":lib") + name + ".a";
   }
   words->push_back(libraries);
@@ -170,6 +170,7 @@ int link_image(const Job& job, const Words& objects, const fs::path& unfinished,
                                "-lmingwex", "-lpthread", "-lgcc_eh"});
     if (request.fortran) words.insert(words.end(), {"-lgfortran", "-lquadmath"});
     if (has_openmp(request)) words.push_back("-lgomp");
+    words.push_back("-lgcov");
   } else {
     words.insert(words.end(), {(parts / "libprogram_support.a").string(),
                                (parts / "libtarnlibc64.dll.a").string()});

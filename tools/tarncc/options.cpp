@@ -50,6 +50,8 @@ enum Here {
   kOpenMp,
   kStack,
   kThreads,
+  kCounters,
+  kSanitize,
   kNoDlls,
   kStandalone,
   kLinkTime,
@@ -76,8 +78,14 @@ constexpr Option here(const char* name, Form form, Here what) {
   return {name, form, Goes::kHere, nullptr, what};
 }
 
+// Of programs that are not hosted, `why` says why they cannot have it.
+constexpr Option for_hosted(const char* name, Form form, Here what, const char* why) {
+  return {name, form, Goes::kHere, why, what};
+}
+
+constexpr char kHostedThreads[] = "only hosted programs have POSIX threads";
+constexpr char kHostedAlone[] = "it is for hosted programs";
 constexpr char kNoProfile[] = "profiling code needs a run-time that images do not have";
-constexpr char kNoSanitizer[] = "the compiler has no sanitizers for images";
 constexpr char kOnly64[] = "images are for x86-64";
 constexpr char kOwnStart[] = "each image has the library's start-up object and import library";
 
@@ -100,15 +108,21 @@ constexpr Option kOptions[] = {
     here("--trap", Form::kAlone, kTrap),
     here("--fortran", Form::kAlone, kFortran),
     here("--legacy", Form::kAlone, kLegacy),
-    here("-fopenmp", Form::kAlone, kOpenMp),
+    for_hosted("-fopenmp", Form::kAlone, kOpenMp, kHostedThreads),
     here("--stack", Form::kNext, kStack),
     here("--stack=", Form::kPrefix, kStack),
-    here("-pthread", Form::kAlone, kThreads),
+    for_hosted("-pthread", Form::kAlone, kThreads, kHostedThreads),
     here("--no-dlls", Form::kAlone, kNoDlls),
     here("--standalone", Form::kAlone, kStandalone),
-    here("-flto", Form::kAlone, kLinkTime),
-    here("-flto=", Form::kPrefix, kLinkTime),
+    for_hosted("-flto", Form::kAlone, kLinkTime, kHostedAlone),
+    for_hosted("-flto=", Form::kPrefix, kLinkTime, kHostedAlone),
     here("-fno-lto", Form::kAlone, kNoLinkTime),
+    for_hosted("-fprofile-arcs", Form::kAlone, kCounters, kHostedAlone),
+    for_hosted("-fprofile-generate", Form::kPrefix, kCounters, kHostedAlone),
+    for_hosted("-ftest-coverage", Form::kAlone, kCounters, kHostedAlone),
+    for_hosted("-coverage", Form::kAlone, kCounters, kHostedAlone),
+    for_hosted("--coverage", Form::kAlone, kCounters, kHostedAlone),
+    for_hosted("-fsanitize=", Form::kPrefix, kSanitize, kHostedAlone),
     here("--verbose", Form::kAlone, kVerbose),
     here("-v", Form::kAlone, kVerboseCompiler),
     here("-###", Form::kAlone, kOnlyPrint),
@@ -200,15 +214,9 @@ constexpr Option kOptions[] = {
     {"--help=", Form::kPrefix, Goes::kQuestion},
     {"--target-help", Form::kAlone, Goes::kQuestion},
 
-    {"-fsanitize=", Form::kPrefix, Goes::kRefused, kNoSanitizer},
     {"-fopenacc", Form::kAlone, Goes::kRefused, "the compiler has no accelerators for images"},
     {"-p", Form::kAlone, Goes::kRefused, kNoProfile},
     {"-pg", Form::kAlone, Goes::kRefused, kNoProfile},
-    {"-fprofile-arcs", Form::kAlone, Goes::kRefused, kNoProfile},
-    {"-fprofile-generate", Form::kPrefix, Goes::kRefused, kNoProfile},
-    {"-ftest-coverage", Form::kAlone, Goes::kRefused, kNoProfile},
-    {"-coverage", Form::kAlone, Goes::kRefused, kNoProfile},
-    {"--coverage", Form::kAlone, Goes::kRefused, kNoProfile},
     {"-fsplit-stack", Form::kAlone, Goes::kRefused, "images have one stack a thread"},
     {"-m32", Form::kAlone, Goes::kRefused, kOnly64},
     {"-m16", Form::kAlone, Goes::kRefused, kOnly64},
@@ -336,6 +344,10 @@ class Reader {
         append(&request_->question, all);
         break;
       case Goes::kHere:
+        if (option->note && !ordinary_ && hosted_only_.empty()) {
+          hosted_only_ = word + " is not supported: " + option->note;
+        }
+        if (option->here == kSanitize && !ordinary_) return sanitize(word, value);
         act(option->here, word, value);
         break;
     }
@@ -397,7 +409,8 @@ class Reader {
         request.stack = value;
         break;
       case kThreads:
-        threads_ = true;
+      case kCounters:
+      case kSanitize:
         compile_with({word});
         if (ordinary_) link({word});
         break;
@@ -440,6 +453,44 @@ class Reader {
     }
   }
 
+  // The checks of C and C++ whose routines hosted programs have (crt/checks).
+  int sanitize(const std::string& word, const std::string& list) {
+    constexpr const char* kChecks[] = {"undefined",
+                                       "alignment",
+                                       "bool",
+                                       "bounds",
+                                       "bounds-strict",
+                                       "builtin",
+                                       "enum",
+                                       "float-cast-overflow",
+                                       "float-divide-by-zero",
+                                       "integer-divide-by-zero",
+                                       "nonnull-attribute",
+                                       "null",
+                                       "object-size",
+                                       "pointer-overflow",
+                                       "return",
+                                       "returns-nonnull-attribute",
+                                       "shift",
+                                       "shift-base",
+                                       "shift-exponent",
+                                       "signed-integer-overflow",
+                                       "unreachable",
+                                       "vla-bound"};
+    for (std::size_t at = 0; at <= list.size();) {
+      const std::size_t end = std::min(list.find(',', at), list.size());
+      const std::string check = list.substr(at, end - at);
+      if (!holds(kChecks, check)) {
+        return refuse(word +
+                      " is not supported: images have -fsanitize=undefined, and of its "
+                      "checks all but vptr");
+      }
+      at = end + 1;
+    }
+    compile_with({word, "-fno-sanitize=vptr"});
+    return kDone;
+  }
+
   static bool strips(const std::string& word) { return word == "-s" || word == "--strip-all"; }
 
   // Finishing needs the symbols, so it is finishing that leaves them out.
@@ -477,8 +528,8 @@ class Reader {
 
  public:
   bool verbose_compiler_ = false;
-  bool threads_ = false;
   bool standalone_ = false;
+  std::string hosted_only_;  // why the first option of that kind is not supported otherwise
 };
 
 bool is_header(const Input& input) {
@@ -622,15 +673,8 @@ int read_command_line(const Words& words, Request* request) {
                   [](const Input& input) { return input.is_source && is_fortran(input); });
   request->hosted |= !request->suite && !request->report_only &&
                      (request->fortran || is_hosted_by_itself(*request));
-  const bool has_threads = request->hosted || request->report_only;
-  if (request->openmp && !has_threads) {
-    return refuse("-fopenmp is not supported: only hosted programs have POSIX threads");
-  }
-  if (reader.threads_ && !has_threads) {
-    return refuse("-pthread is not supported: only hosted programs have POSIX threads");
-  }
+  if (!reader.hosted_only_.empty() && !request->hosted) return refuse(reader.hosted_only_);
   if (request->link_time_optimisation) {
-    if (!has_threads) return refuse("-flto is not supported: it is for hosted programs");
     // By the names in their code objects are found to be hosted, C++, or to have exports.
     reader.compile_with({"-ffat-lto-objects"});
   }

@@ -128,6 +128,9 @@ tarncc --hosted -O2 -flto -c whole.c && tarncc --hosted -flto -shared share.c -o
   tarncc whole.o libshare.dll.a -o whole.exe && expect 6 "" tarnrun whole.exe
 expect 0 "close, return to the loader" finish_image --list share.dll
 [ -z "$wine" ] || expect 6 "" "$wine" whole.exe
+tarncc --hosted --coverage whole.c share.c -o counted.exe && expect 6 "" tarnrun counted.exe
+[ -s counted-whole.gcno ] && [ -s counted-share.gcda ] || fail "--coverage"
+expect 1 "--coverage is not supported: it is for hosted programs" tarncc --coverage hello.c
 tarncc -O2 -flto whole.o --hosted share.c -o whole.exe && expect 1 "in main in line 3" tarnrun whole.exe 2
 echo 'int rand(void) { return 5; } void srand(unsigned); int main(void) { srand(1); return rand(); }' >own.c
 echo 'int rand(void) { return 6; }' >another.c
@@ -140,7 +143,7 @@ expect 1 "tarncc: sqrt: programs that are compiled with --hosted have it" tarncc
 echo 'int x;' | gcc -x c -c - -o native.o
 expect 1 "native.o: is an object of the system's own compiler" tarncc hello.c native.o
 expect 1 "only hosted programs have POSIX threads" tarncc -pthread hello.c
-expect 1 "-fsanitize=address is not supported" tarncc -fsanitize=address hello.c
+expect 1 "-fsanitize=bool,address is not supported: images have" tarncc -fsanitize=bool,address hello.c
 expect 2 "no value after -include" tarncc hello.c -include
 expect 2 "x?y.c: there is no such file" tarncc $'x\ty.c'
 cat >registers.c <<'END'
