@@ -3,9 +3,14 @@
 #include <process.h>
 
 #include "../crt.h"
+#include "../threads/callbacks.h"
 #include "shared_block.h"
 
-extern "C" int __BrackenStartup();
+extern "C" {
+int __BrackenStartup();
+extern IMAGE_DOS_HEADER __ImageBase;
+BOOL WINAPI DllMain(HANDLE image, DWORD reason, void* process_ends) __attribute__((weak));
+}
 
 namespace {
 
@@ -21,6 +26,13 @@ struct Images {
 
 Images* images;  // null before this image's constructors, of which one may call exit
 Loaded own;
+
+bool is_freed;
+
+void detach() {
+  crt::listener_of_threads = nullptr;
+  DllMain(&__ImageBase, DLL_PROCESS_DETACH, is_freed ? nullptr : &images);
+}
 
 void leave_images() {
   Loaded** place = &images->last;
@@ -59,11 +71,19 @@ void crt::end_program() {
 
 // finish_image makes it the entry point of a hosted DLL. When the process ends, exit has
 // done what is to do here.
-CRT_API int tarn_library_entry(void*, DWORD reason, void* process_ends) {
-  if (reason != DLL_PROCESS_DETACH) return __BrackenStartup();
+CRT_API int tarn_library_entry(void* image, DWORD reason, void* process_ends) {
+  if (reason != DLL_PROCESS_DETACH) {
+    const int is_started = __BrackenStartup();
+    if (reason != DLL_PROCESS_ATTACH || !is_started || !DllMain) return is_started;
+    tarn_before_end = detach;
+    crt::listener_of_threads = DllMain;
+    if (DllMain(image, reason, process_ends)) return TRUE;
+    process_ends = nullptr;  // as if freed
+  }
   if (images && !process_ends) {
+    is_freed = true;
     leave_images();
     tarn_end_of_objects();
   }
-  return TRUE;
+  return reason == DLL_PROCESS_DETACH;
 }

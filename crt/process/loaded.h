@@ -4,6 +4,8 @@
 extern "C" {
 // Of the program's support library: destructors and atexit, without and with those of the
 // DLLs that this image is linked to.
+// The first calls what is set here, once.
+extern void (*tarn_before_end)();
 void tarn_end_of_objects();
 void tarn_end_of_image();
 }

@@ -19,6 +19,7 @@ extern const unsigned long long destructor_list[] __asm__("__DTOR_LIST__");
 
 using Destructor = void (*)(void* object);
 
+void (*tarn_before_end)();  // a hosted DLL's
 void tarn_end_of_objects();
 void tarn_end_of_image();
 }
@@ -85,6 +86,7 @@ int __cxa_atexit(Destructor destructor, void* object, void*) {
 void tarn_end_of_objects() {
   if (objects_ended) return;
   objects_ended = true;
+  if (tarn_before_end) tarn_before_end();
   run_registrations();
   for (const auto* offset = destructor_list + 1; *offset != 0; ++offset) {
     reinterpret_cast<void (*)()>(const_cast<unsigned char*>(image_base) + *offset)();
