@@ -349,6 +349,12 @@ TEST(HostThreads, ASuspendedThreadHasNoLockThatOthersNeed) {
   CloseHandle(thread);
 }
 
+// The heap has a key of the host's, GoogleTest others.
+TEST(HostThreads, SlotsThatNobodyHasAllocatedAreEmpty) {
+  GlobalFree(GlobalAlloc(0, 8));
+  for (std::uint32_t slot = 0; slot < 64; ++slot) EXPECT_EQ(TlsGetValue(slot), nullptr) << slot;
+}
+
 TEST(HostProcess, NobodyStaysInTheSystemsTable) {
   for (const char* line : {"cmd /c exit 1", "cmd /c sleep 0.05"}) {
     ProcessInformation made;
