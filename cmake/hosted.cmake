@@ -13,5 +13,9 @@ foreach(tool AR RANLIB NM OBJDUMP)
   string(TOLOWER ${tool} name)
   set(CMAKE_${tool} ${TARN_TRIPLE}-${name})
 endforeach()
+# For ctest, custom commands and checks, which run what was built.
+if(CMAKE_HOST_UNIX)
+  set(CMAKE_CROSSCOMPILING_EMULATOR ${tarn_prefix}/bin/tarnrun CACHE FILEPATH "runs the programs")
+endif()
 # A strip that knows nothing of images would damage them; -s has them stripped.
 set(CMAKE_STRIP "" CACHE FILEPATH "none: link with -s")

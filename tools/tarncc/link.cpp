@@ -64,15 +64,15 @@ int link_ordinary(const Job& job, const Words& objects, const fs::path& unfinish
 
 // Libraries that a hosted program has anyway: the linker would take the compiler's DLLs, and
 // the system's routine where the archive has its own. CMake names kernel32 in each link, and
-// the file of what it has found for OpenMP.
-bool names_library(const std::string& word, const std::string& name) {
-  return word == "-l" + name || fs::path(word).filename() == "lib" + name + ".dll.a";
-}
-
-bool is_in_group(const std::string& word) {
-  constexpr const char* kNames[] = {"pthread", "winpthread", "stdc++", "gcc_s", "gomp", "kernel32"};
+// the file of what it has found for OpenMP; it and autoconf link C with Fortran by what the
+// compiler of Fortran links, our own archives among it.
+bool is_in_group(const std::string& word, const fs::path& parts) {
+  constexpr const char* kNames[] = {"pthread", "winpthread", "stdc++",  "gcc",
+                                    "gcc_eh",  "gcc_s",      "gomp",    "kernel32",
+                                    "ssp",     "mingwex",    "gfortran"};
   return std::any_of(std::begin(kNames), std::end(kNames),
-                     [&word](const char* name) { return names_library(word, name); });
+                     [&word](const char* name) { return names_library(word, name); }) ||
+         (word.ends_with(".a") && fs::path(word).parent_path() == parts);
 }
 
 bool has_openmp(const Request& request) {
@@ -124,7 +124,7 @@ int link_image(const Job& job, const Words& objects, const fs::path& unfinished,
   add_stack_size(request, &words);
   auto object = objects.begin();
   for (const Input& input : request.inputs) {
-    if (request.hosted && is_in_group(input.word)) continue;
+    if (request.hosted && is_in_group(input.word, parts)) continue;
     words.push_back(input.is_source ? *object++ : input.word);
   }
   // The line tables of a program that is optimised as a whole are made here.

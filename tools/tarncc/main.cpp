@@ -51,12 +51,12 @@ constexpr char kHelp[] =
     "Exit status: 0 if done, 1 if something was refused, 2 for a wrong command line.\n";
 
 // Ours first; then the compiler's, by which build systems recognise it.
-int print_version(const char* argument) {
+int print_version(const char* argument, bool of_fortran) {
   std::puts("tarncc " TARN_VERSION);
   std::fflush(stdout);
   Places places;
-  if (find_places(argument, &places).empty()) {
-    run_program({places.compiler.string(), "--version"}, {});
+  if (find_places(argument, &places).empty() && (!of_fortran || find_fortran(&places).empty())) {
+    run_program({(of_fortran ? places.fortran : places.compiler).string(), "--version"}, {});
   }
   return kDone;
 }
@@ -74,7 +74,7 @@ int main(int count, char** arguments) {
     std::fputs(kHelp, stdout);
     return kDone;
   }
-  if (request.version) return print_version(arguments[0]);
+  if (request.version) return print_version(arguments[0], request.fortran);
   Places places;
   if (const std::string missing = find_places(arguments[0], &places); !missing.empty()) {
     return refuse(missing);

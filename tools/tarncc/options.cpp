@@ -651,6 +651,10 @@ bool has_exports(const std::string& object) { return file_has(object, "-export:"
 
 bool has_exports(const Input& input) { return has_objects(input) && has_exports(input.word); }
 
+bool names_library(const std::string& word, const std::string& name) {
+  return word == "-l" + name || fs::path(word).filename() == "lib" + name + ".dll.a";
+}
+
 bool is_fortran(const Input& source) {
   if (!source.language.empty()) return source.language.starts_with("f");
   return holds(kFortranSources, extension_of(source.word));
@@ -668,9 +672,15 @@ int read_command_line(const Words& words, Request* request) {
     reader.compile_with({"-v"});
     request->inputs.push_back({"-v", false, {}});
   }
+  if (request->goal == Goal::kPreprocessed) {  // as the compiler does: build systems ask so
+    for (Input& input : request->inputs) {
+      if (input.word == kStandardInput && input.language.empty()) input.language = "c";
+    }
+  }
   request->fortran |=
-      std::any_of(request->inputs.begin(), request->inputs.end(),
-                  [](const Input& input) { return input.is_source && is_fortran(input); });
+      std::any_of(request->inputs.begin(), request->inputs.end(), [](const Input& input) {
+        return input.is_source ? is_fortran(input) : names_library(input.word, "gfortran");
+      });
   request->hosted |= !request->suite && !request->report_only &&
                      (request->fortran || is_hosted_by_itself(*request));
   if (!reader.hosted_only_.empty() && !request->hosted) return refuse(reader.hosted_only_);

@@ -64,6 +64,8 @@ bool is_cpp(const Input& source);
 // exceptions).
 bool has_cpp(const Request& request);
 bool is_fortran(const Input& source);
+// Whether a word for the linker is -lNAME, or the import library's file.
+bool names_library(const std::string& word, const std::string& name);
 // Whether an object, or an input that is one or an archive of them, declares exports.
 bool has_exports(const std::string& object);
 bool has_exports(const Input& input);

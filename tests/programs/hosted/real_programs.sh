@@ -90,7 +90,8 @@ cmake_build() {
   [ "$CC" = "$hosted" ] || toolchain=$folder/plain.cmake
   tr -s ' \n' '|' <<<"${targets:-.*}" | sed 's/^/^(/; s/|$/)$/' >tests.wanted
   cmake -S . -B made -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_C_FLAGS=-w -DCMAKE_CXX_FLAGS=-w \
-    -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE=-O1 -DBUILD_SHARED_LIBS=OFF "$@" &&
+    -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE=-O1 -DBUILD_SHARED_LIBS=OFF \
+    -DCMAKE_CROSSCOMPILING_EMULATOR= "$@" &&
     cmake --build made -j 2 ${targets:+--target $targets}
 }
 cmake_test() {
