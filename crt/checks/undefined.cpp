@@ -146,7 +146,7 @@ Words in_words(const Type& type, Value value) {
     }
     iso_snprintf(words.text, sizeof words.text, "%g", static_cast<double>(number));
   } else {
-    strcpy(words.text, "(unknown)");
+    strcpy(words.text, "<unknown>");
   }
   return words;
 }
