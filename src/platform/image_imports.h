@@ -86,6 +86,9 @@ TARNAPI Bool GetExitCodeThread(Handle thread, std::uint32_t* code);
 // When it began and ended (0: not yet), and its time in the system and in programs.
 TARNAPI Bool GetThreadTimes(Handle thread, FileTime* created, FileTime* ended, FileTime* kernel,
                             FileTime* user);
+// As SetThreadPriority, of this process; at first 0x20, normal. 0 on failure.
+TARNAPI Bool SetPriorityClass(Handle process, std::uint32_t priority);
+TARNAPI std::uint32_t GetPriorityClass(Handle process);
 // What SetThreadPriority has set, at first 0; kNoPriority on failure.
 inline constexpr std::int32_t kNoPriority = 0x7FFFFFFF;
 TARNAPI std::int32_t GetThreadPriority(Handle thread);
@@ -117,6 +120,7 @@ TARNAPI Bool ReleaseSemaphore(Handle semaphore, std::int32_t more, std::int32_t*
 // A lock that its owner may take again, by waiting for it; who waits for one whose owner
 // has ended gets it, with kWaitAbandoned added to the result. Without names: `name` is null.
 TARNAPI Handle CreateMutexW(const SecurityAttributes* security, Bool owned, const char16_t* name);
+TARNAPI Handle CreateMutexA(const SecurityAttributes* security, Bool owned, const char* name);
 TARNAPI Bool ReleaseMutex(Handle mutex);
 
 // As WaitForSingleObject, WaitForMultipleObjects and Sleep. If `alertable`, calls that are
@@ -207,6 +211,8 @@ TARNAPI Bool DuplicateHandle(Handle from, Handle source, Handle to, Handle* copy
 
 // Whether it is an open handle; none is inherited or protected: 0.
 TARNAPI Bool GetHandleInformation(Handle handle, std::uint32_t* flags);
+// `mask` is 1, inheritance: a child has the handles that it is started with, in any case.
+TARNAPI Bool SetHandleInformation(Handle handle, std::uint32_t mask, std::uint32_t flags);
 
 // The file ends at its position.
 TARNAPI Bool SetEndOfFile(Handle file);
@@ -251,6 +257,8 @@ TARNAPI Bool SetFileAttributesA(const char* path, std::uint32_t attributes);
 inline constexpr std::uint32_t kMoveReplaces = 1;
 inline constexpr std::uint32_t kMoveCopies = 2;
 TARNAPI Bool MoveFileExA(const char* from, const char* to, std::uint32_t flags);
+// MoveFileExA with kMoveCopies.
+TARNAPI Bool MoveFileA(const char* from, const char* to);
 TARNAPI Bool RemoveDirectoryA(const char* path);
 // Another name for a file.
 TARNAPI Bool CreateHardLinkA(const char* path, const char* existing, void* security);
@@ -311,6 +319,9 @@ TARNAPI Bool UnlockFileEx(Handle file, std::uint32_t reserved, std::uint32_t siz
 TARNAPI Handle CreateFileMappingW(Handle file, const SecurityAttributes* security,
                                   std::uint32_t protection, std::uint32_t size_high,
                                   std::uint32_t size_low, const char16_t* name);
+TARNAPI Handle CreateFileMappingA(Handle file, const SecurityAttributes* security,
+                                  std::uint32_t protection, std::uint32_t size_high,
+                                  std::uint32_t size_low, const char* name);
 TARNAPI void* MapViewOfFile(Handle mapping, std::uint32_t access, std::uint32_t offset_high,
                             std::uint32_t offset_low, std::uint64_t size);
 TARNAPI Bool UnmapViewOfFile(const void* address);

@@ -445,12 +445,13 @@ static_assert(sizeof(ProcessInformation) == 24);
 // Starts the program that the command line names. `command_line` may be changed
 // by the call; at most 32,766 bytes. The child has this process's standard
 // handles, and its environment if `environment` is null: else the strings there,
-// which an empty one ends. On the host `application` and `directory` are null and
-// `flags` 0. It splits the line by the published rules
-// of quotes and backslashes; the program may be a host program, a script that
-// the host can execute, or a finished program image, which runs under the runner
-// of this process (kErrorFileNotFound if the process has none) and sees the
-// line unchanged. "cmd /c TEXT" runs TEXT by /bin/sh.
+// which an empty one ends. `application`, if it is not null, is the program, whose path is whole or
+// begins in the current folder; the child begins in `directory`. On the host `flags` are 0, or of
+// those of windows, error modes and the normal priority, which change nothing. It splits the line
+// by the published rules of quotes and backslashes; the program may be a host program, a script
+// that the host can execute, or a finished program image, which runs under the runner of this
+// process (kErrorFileNotFound if the process has none) and sees the line unchanged. "cmd /c TEXT"
+// runs TEXT by /bin/sh.
 TARNAPI Bool CreateProcessA(const char* application, char* command_line,
                             const SecurityAttributes* process_security,
                             const SecurityAttributes* thread_security, Bool inherit_handles,

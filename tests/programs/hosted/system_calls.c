@@ -604,7 +604,54 @@ static void portability(void) {
   DeleteFileA("p.tmp");
 }
 
-int main(void) {
+/* Children whose program and folder are arguments of their own: this program, by its path. */
+static void children(void) {
+  char self[300], line[] = "other 'name' \"two words\"", kept[300] = "";
+  DWORD count = 0, status = 0;
+  HANDLE from, to;
+  GetModuleFileNameA(NULL, self, sizeof self);
+  CreateDirectoryA("folder", NULL);
+  CreatePipe(&from, &to, NULL, 0);
+  SetHandleInformation(to, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
+  STARTUPINFOA start = {.cb = sizeof start, .dwFlags = STARTF_USESTDHANDLES, .hStdOutput = to};
+  PROCESS_INFORMATION child;
+  BOOL lost = CreateProcessA(self, line, NULL, NULL, TRUE, 0, NULL, "nowhere", &start, &child);
+  printf("child: lost %d %lu", lost, last());
+  BOOL missing =
+      CreateProcessA("missing.exe", line, NULL, NULL, TRUE, 0, NULL, NULL, &start, &child);
+  printf(", missing %d %lu", missing, last());
+  BOOL started = CreateProcessA(self, line, NULL, NULL, TRUE, CREATE_NO_WINDOW, NULL, "folder",
+                                &start, &child);
+  CloseHandle(to);
+  WaitForSingleObject(child.hProcess, INFINITE);
+  GetExitCodeProcess(child.hProcess, &status);
+  ReadFile(from, kept, sizeof kept - 1, &count, NULL);
+  printf(", started %d, ended %lu: %.*s\n", started, status, (int)strcspn(kept, "\r"), kept);
+  CloseHandle(child.hProcess);
+  CloseHandle(child.hThread);
+  CloseHandle(from);
+  HANDLE process = GetCurrentProcess();
+  BOOL lowered = SetPriorityClass(process, BELOW_NORMAL_PRIORITY_CLASS);
+  DWORD low = GetPriorityClass(process);
+  BOOL unknown = SetPriorityClass(process, 3);
+  printf("priority %d %lx, unknown %d %lu", lowered, low, unknown, last());
+  CloseHandle(CreateFileA("old.tmp", GENERIC_WRITE, 0, NULL, CREATE_ALWAYS, 0, NULL));
+  HANDLE lock = CreateMutexA(NULL, TRUE, NULL);
+  BOOL unlocked = ReleaseMutex(lock), again = ReleaseMutex(lock);
+  printf(", mutex %d %d %lu, moved %d\n", unlocked, again, last(), MoveFileA("old.tmp", "new.tmp"));
+  CloseHandle(lock);
+  DeleteFileA("new.tmp");
+}
+
+static int child(int argc, char** argv) {
+  char folder[300];
+  GetCurrentDirectoryA(sizeof folder, folder);
+  printf("%s %s %s in %s\n", argv[0], argv[1], argv[2], strrchr(folder, '\\') + 1);
+  return argc;
+}
+
+int main(int argc, char** argv) {
+  if (argc > 1) return child(argc, argv);
   last();
   files();
   parts_of_files();
@@ -622,6 +669,7 @@ int main(void) {
   memory();
   characters();
   portability();
+  children();
   char* strings = GetEnvironmentStrings();
   LARGE_INTEGER a, b, per_second;
   QueryPerformanceFrequency(&per_second);

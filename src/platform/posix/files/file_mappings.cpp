@@ -115,6 +115,12 @@ Handle CreateFileMappingW(Handle file, const SecurityAttributes*, std::uint32_t 
   return nullptr;
 }
 
+Handle CreateFileMappingA(Handle file, const SecurityAttributes* security, std::uint32_t protection,
+                          std::uint32_t size_high, std::uint32_t size_low, const char* name) {
+  if (name != nullptr) return null_for(kErrorNotSupported);
+  return CreateFileMappingW(file, security, protection, size_high, size_low, nullptr);
+}
+
 Bool close_mapping(Handle handle) {
   const OpenObject object = remove_handle(handle, HandleKind::kMapping);
   if (object.kind == HandleKind::kFree) return 0;

@@ -77,6 +77,8 @@ Bool MoveFileExA(const char* from, const char* to, std::uint32_t flags) {
   return move_by_copy(host_from, host_to);
 }
 
+Bool MoveFileA(const char* from, const char* to) { return MoveFileExA(from, to, kMoveCopies); }
+
 Bool CreateHardLinkA(const char* path, const char* existing, void*) {
   char host_new[kPathSize], host_old[kPathSize];
   if (!to_host_path(path, host_new) || !to_host_path(existing, host_old)) return 0;

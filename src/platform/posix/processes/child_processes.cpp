@@ -36,6 +36,8 @@ namespace tarn::platform {
 namespace {
 
 constexpr std::uint32_t kStillActive = 259;
+// CREATE_NO_WINDOW, CREATE_DEFAULT_ERROR_MODE and NORMAL_PRIORITY_CLASS.
+constexpr std::uint32_t kWithoutEffect = 0x0800'0000 | 0x0400'0000 | 0x20;
 constexpr std::uint32_t kSignalCode = 128;  // and the signal's number
 constexpr std::size_t kReaperStack = 65'536;
 
@@ -260,7 +262,7 @@ class ChildStreams {
 // Any thread may start a child, even one that takes no signals. `exit_socket`
 // is the child's alone, -1 for none.
 int spawn(const HostCommand& command, const ChildStreams& streams, int exit_socket, char* block,
-          pid_t* id) {
+          const char* folder, pid_t* id) {
   posix_spawnattr_t attributes;
   posix_spawn_file_actions_t actions;
   if (posix_spawnattr_init(&attributes) != 0) return ENOMEM;
@@ -279,6 +281,7 @@ int spawn(const HostCommand& command, const ChildStreams& streams, int exit_sock
   }
   char** const environment = child_environment(block, has_socket ? entry : nullptr);
   streams.add_to(&actions);
+  if (folder) posix_spawn_file_actions_addchdir_np(&actions, folder);
   const int error = environment ? posix_spawn(id, command.path, &actions, &attributes,
                                               command.arguments, environment)
                                 : ENOMEM;
@@ -288,16 +291,25 @@ int spawn(const HostCommand& command, const ChildStreams& streams, int exit_sock
   return error;
 }
 
-bool start(const char* command_line, const ChildStreams& streams, char* environment,
-           Process* process) {
+bool find_folder(const char* directory, char (&folder)[kPathSize]) {
+  struct stat facts;
+  if (!to_host_path(directory, folder)) return false;
+  return (stat(folder, &facts) == 0 && S_ISDIR(facts.st_mode)) || fail(kErrorDirectory);
+}
+
+bool start(const char* application, const char* command_line, const ChildStreams& streams,
+           char* environment, const char* directory, Process* process) {
   HostCommand command;
-  if (!read_command(command_line, &command)) return false;
+  char folder[kPathSize];
+  if (directory && !find_folder(directory, folder)) return false;
+  if (!read_command(application, command_line, &command)) return false;
   keep_exit_statuses();
   pid_t id;
   int exit_socket = -1;  // without one, only 8 bits arrive
   if (command.runs_image) make_exit_sockets(&process->exit_socket, &exit_socket);
   lend_terminal();
-  const int error = spawn(command, streams, exit_socket, environment, &id);
+  const int error =
+      spawn(command, streams, exit_socket, environment, directory ? folder : nullptr, &id);
   if (error) take_terminal_back();
   if (exit_socket >= 0) close(exit_socket);
   free(command.arguments);
@@ -337,8 +349,13 @@ Bool CreateProcessA(const char* application, char* command_line, const SecurityA
                     const SecurityAttributes*, Bool, std::uint32_t flags, void* environment,
                     const char* directory, const StartupInfo* startup,
                     ProcessInformation* information) {
-  if (application || flags || directory) return fail(kErrorNotSupported);
-  if (!command_line || !information) return fail(kErrorInvalidParameter);
+  if ((flags & ~kWithoutEffect) != 0) return fail(kErrorNotSupported);
+  if ((!command_line && !application) || !information) return fail(kErrorInvalidParameter);
+  char line[kPathSize + sizeof "\"\""];
+  if (!command_line) {
+    snprintf(line, sizeof line, "\"%s\"", application);
+    command_line = line;
+  }
   // The handles are made first, so that no child is left without one.
   const MutexLock lock(processes_lock);
   Process* const process = new_process();
@@ -346,8 +363,8 @@ Bool CreateProcessA(const char* application, char* command_line, const SecurityA
   const Handle handle = add_reference(process);
   const Handle thread = handle ? add_reference(process) : nullptr;
   process->is_child = true;
-  const bool started = thread && start(command_line, ChildStreams(startup),
-                                       static_cast<char*>(environment), process);
+  const bool started = thread && start(application, command_line, ChildStreams(startup),
+                                       static_cast<char*>(environment), directory, process);
   if (started) {
     const auto id = static_cast<std::uint32_t>(process->id);
     *information = {handle, thread, id, id};

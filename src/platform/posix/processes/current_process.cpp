@@ -11,6 +11,9 @@
 namespace tarn::platform {
 namespace {
 
+constexpr std::uint32_t kPriorityClasses[] = {0x20, 0x40, 0x80, 0x100, 0x4000, 0x8000};
+std::uint32_t priority_class = kPriorityClasses[0];  // normal
+
 bool is_open(int descriptor) { return fcntl(descriptor, F_GETFD) >= 0; }
 
 // Instead of the process's own; null: not set.
@@ -56,6 +59,21 @@ void GetStartupInfoA(StartupInfo* info) {
   info->standard_input = GetStdHandle(kStandardInput);
   info->standard_output = GetStdHandle(kStandardOutput);
   info->standard_error = GetStdHandle(kStandardError);
+}
+
+Bool SetPriorityClass(Handle process, std::uint32_t priority) {
+  if (process != GetCurrentProcess()) return fail(kErrorInvalidHandle);
+  for (const std::uint32_t known : kPriorityClasses) {
+    if (priority != known) continue;
+    __atomic_store_n(&priority_class, priority, __ATOMIC_RELAXED);
+    return 1;
+  }
+  return fail(kErrorInvalidParameter);
+}
+
+std::uint32_t GetPriorityClass(Handle process) {
+  if (process != GetCurrentProcess()) return static_cast<std::uint32_t>(fail(kErrorInvalidHandle));
+  return __atomic_load_n(&priority_class, __ATOMIC_RELAXED);
 }
 
 }  // namespace tarn::platform

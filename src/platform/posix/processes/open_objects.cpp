@@ -73,4 +73,11 @@ Bool GetHandleInformation(Handle handle, std::uint32_t* flags) {
   return 1;
 }
 
+Bool SetHandleInformation(Handle handle, std::uint32_t mask, std::uint32_t) {
+  constexpr std::uint32_t kInherited = 1;
+  std::uint32_t flags;
+  if ((mask & ~kInherited) != 0) return fail(kErrorNotSupported);
+  return GetHandleInformation(handle, &flags);
+}
+
 }  // namespace tarn::platform

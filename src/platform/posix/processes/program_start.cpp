@@ -57,6 +57,16 @@ bool find_in_folder(const char* name, char (&found)[kPathSize]) {
   return false;
 }
 
+// Names the file from the root, as the child may begin in another folder.
+bool make_whole(char (&path)[kPathSize]) {
+  char folder[kPathSize], name[kPathSize];
+  if (path[0] == '/') return true;
+  if (!getcwd(folder, sizeof folder)) return fail_by_errno();
+  strcpy(name, strncmp(path, "./", 2) == 0 ? path + 2 : path);
+  if (snprintf(path, kPathSize, "%s/%s", folder, name) < static_cast<int>(kPathSize)) return true;
+  return fail(kErrorFileNameTooLong);
+}
+
 bool find_by_name(const char* name, char (&found)[kPathSize]) {
   char host[kPathSize];
   if (!translate_path(name, host)) return false;
@@ -125,11 +135,13 @@ Name first_word(const char* line, const char* end) {
   return {line, length, line + length};
 }
 
-// What comes after "cmd /c", or null.
-const char* shell_text(const char* line) {
+// What comes after "cmd /c", or null. The application, if there is one, is cmd as well.
+const char* shell_text(const char* application, const char* line) {
   const Name name = first_word(line, kBlanks);
-  const bool is_cmd = (name.length == 3 && strncasecmp(name.text, "cmd", 3) == 0) ||
-                      (name.length == 7 && strncasecmp(name.text, "cmd.exe", 7) == 0);
+  const char* const program = application ? base_name(application) : name.text;
+  const std::size_t length = application ? strlen(program) : name.length;
+  const bool is_cmd = (length == 3 && strncasecmp(program, "cmd", 3) == 0) ||
+                      (length == 7 && strncasecmp(program, "cmd.exe", 7) == 0);
   const char* const option = name.rest + strspn(name.rest, kBlanks);
   return is_cmd && strncasecmp(option, "/c", 2) == 0 ? option + 2 : nullptr;
 }
@@ -218,20 +230,24 @@ std::size_t split_arguments(const char* text, char* to) {
   }
 }
 
-bool read_command(const char* command_line, HostCommand* command) {
+bool read_command(const char* application, const char* command_line, HostCommand* command) {
   const char* const line = command_line + strspn(command_line, kBlanks);
   const std::size_t length = strlen(command_line);
   if (length >= kCommandLineSize) {
     fail(kErrorFileNameTooLong);
     return false;
   }
-  const char* const text = shell_text(line);
-  Name name{};
+  const char* const text = shell_text(application, line);
+  Name name = first_word(line, kBlanks);
   bool image = false;
   if (text) {
     snprintf(command->path, sizeof command->path, "%s", kShell);
   } else {
-    if (!find_named(line, &name, command->path)) return false;
+    if (application ? !find_in_folder(application, command->path)
+                    : !find_named(line, &name, command->path)) {
+      return false;
+    }
+    if (!make_whole(command->path)) return false;
     image = is_image(command->path);
     // Refuses what the runner would refuse, before anything is started.
     if (image && !is_finished_program(command->path)) {

@@ -20,9 +20,10 @@ struct HostCommand {
 // the first space or tab where that names a program. ".exe" is added if the
 // name has no dot, and the name as written is tried after that. A name without
 // a folder is looked for in the program's folder, the current one and those on
-// PATH. False, with the last error, if there is no such program, the host may
-// not execute it, or its image is not a finished one.
-bool read_command(const char* command_line, HostCommand* command);
+// PATH. An `application` that is not null is the program, by its whole name, and the
+// line has its arguments alone after the first word. False, with the last error, if there is no
+// such program, the host may not execute it, or its image is not a finished one.
+bool read_command(const char* application, const char* command_line, HostCommand* command);
 
 // Splits by the published rules: spaces and tabs separate, double quotes
 // protect them and go away. Before a double quote two backslashes stand for

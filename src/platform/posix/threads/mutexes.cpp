@@ -49,6 +49,10 @@ Handle CreateMutexW(const SecurityAttributes*, Bool owned, const char16_t* name)
   return handle;
 }
 
+Handle CreateMutexA(const SecurityAttributes* security, Bool owned, const char* name) {
+  return name ? null_for(kErrorNotSupported) : CreateMutexW(security, owned, nullptr);
+}
+
 Bool ReleaseMutex(Handle handle) {
   const WaitsLock lock;
   auto* const mutex = static_cast<Mutex*>(find_waitable(handle, HandleKind::kMutex));
