@@ -507,6 +507,13 @@ TARNAPI Bool EnumSystemLocalesA(Bool(TARNAPI* routine)(char* number), std::uint3
 TARNAPI std::uint32_t BCryptGenRandom(void* algorithm, void* buffer, std::uint32_t length,
                                       std::uint32_t flags);
 
+// The same from ADVAPI32.DLL, in three steps. Contexts have no keys: `flags` contain 0xF0000000,
+// CRYPT_VERIFYCONTEXT, or the error is 0x80090016.
+TARNAPI Bool CryptAcquireContextA(std::uint64_t* context, const char* container,
+                                  const char* provider, std::uint32_t type, std::uint32_t flags);
+TARNAPI Bool CryptGenRandom(std::uint64_t context, std::uint32_t length, void* buffer);
+TARNAPI Bool CryptReleaseContext(std::uint64_t context, std::uint32_t flags);
+
 // The machine's name in capitals, at most 15 bytes of it. `*size`: that of the buffer,
 // then the name's length, or with error 111 the size that is needed.
 TARNAPI Bool GetComputerNameA(char* name, std::uint32_t* size);

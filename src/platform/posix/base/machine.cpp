@@ -25,6 +25,9 @@ constexpr std::uint32_t kBuild = 7601;
 constexpr std::uint32_t kPlatformNt = 2;
 constexpr char kServicePack[] = "Service Pack 1";
 
+// The context of all who ask for random bytes by one.
+constexpr std::uint64_t kOnlyContext = 1;
+
 // As Windows divides the address space of a process.
 constexpr std::uint64_t kLowestAddress = 0x10000;
 constexpr std::uint64_t kHighestAddress = 0x7FFFFFFEFFFF;
@@ -211,6 +214,24 @@ std::uint32_t BCryptGenRandom(void* algorithm, void* buffer, std::uint32_t lengt
   if (algorithm != nullptr || flags != kPreferred) return kInvalidHandle;
   if (buffer == nullptr) return kInvalidParameter;
   return SystemFunction036(buffer, length) ? 0 : kUnsuccessful;
+}
+
+Bool CryptAcquireContextA(std::uint64_t* context, const char*, const char*, std::uint32_t,
+                          std::uint32_t flags) {
+  constexpr std::uint32_t kWithoutKeys = 0xF000'0000, kBadKeySet = 0x8009'0016;
+  if (context == nullptr) return fail(kErrorInvalidParameter);
+  if ((flags & kWithoutKeys) != kWithoutKeys) return fail(kBadKeySet);
+  *context = kOnlyContext;
+  return 1;
+}
+
+Bool CryptGenRandom(std::uint64_t context, std::uint32_t length, void* buffer) {
+  if (context != kOnlyContext) return fail(kErrorInvalidParameter);
+  return SystemFunction036(buffer, length);
+}
+
+Bool CryptReleaseContext(std::uint64_t context, std::uint32_t) {
+  return context == kOnlyContext || fail(kErrorInvalidParameter);
 }
 
 }  // namespace tarn::platform

@@ -35,8 +35,19 @@ void* find_bcrypt_routine(const char* name) {
 }
 
 void* find_advapi_routine(const char* name) {
-  return strcmp(name, "SystemFunction036") == 0 ? reinterpret_cast<void*>(&SystemFunction036)
-                                                : nullptr;
+  const struct {
+    const char* name;
+    void* routine;
+  } rows[] = {
+      {"CryptAcquireContextA", reinterpret_cast<void*>(&CryptAcquireContextA)},
+      {"CryptGenRandom", reinterpret_cast<void*>(&CryptGenRandom)},
+      {"CryptReleaseContext", reinterpret_cast<void*>(&CryptReleaseContext)},
+      {"SystemFunction036", reinterpret_cast<void*>(&SystemFunction036)},
+  };
+  for (const auto& row : rows) {
+    if (strcmp(name, row.name) == 0) return row.routine;
+  }
+  return nullptr;
 }
 
 }  // namespace tarn::platform
