@@ -121,6 +121,8 @@ TARNAPI Bool ReleaseSemaphore(Handle semaphore, std::int32_t more, std::int32_t*
 // has ended gets it, with kWaitAbandoned added to the result. Without names: `name` is null.
 TARNAPI Handle CreateMutexW(const SecurityAttributes* security, Bool owned, const char16_t* name);
 TARNAPI Handle CreateMutexA(const SecurityAttributes* security, Bool owned, const char* name);
+TARNAPI Handle CreateEventW(const SecurityAttributes* security, Bool manual_reset, Bool signalled,
+                            const char16_t* name);
 TARNAPI Bool ReleaseMutex(Handle mutex);
 
 // As WaitForSingleObject, WaitForMultipleObjects and Sleep. If `alertable`, calls that are
@@ -259,6 +261,9 @@ inline constexpr std::uint32_t kMoveCopies = 2;
 TARNAPI Bool MoveFileExA(const char* from, const char* to, std::uint32_t flags);
 // MoveFileExA with kMoveCopies.
 TARNAPI Bool MoveFileA(const char* from, const char* to);
+// `to`, which exists, becomes `from`. Without a backup: its name is null.
+TARNAPI Bool ReplaceFileA(const char* to, const char* from, const char* backup, std::uint32_t flags,
+                          void* exclude, void* reserved);
 TARNAPI Bool RemoveDirectoryA(const char* path);
 // Another name for a file.
 TARNAPI Bool CreateHardLinkA(const char* path, const char* existing, void* security);

@@ -25,6 +25,7 @@ constexpr std::uint32_t kGenericAll = 0x10000000;
 constexpr std::uint32_t kReadData = 0x0001;
 constexpr std::uint32_t kWriteData = 0x0002;
 constexpr std::uint32_t kAppendData = 0x0004;
+constexpr std::uint32_t kWritesAnywhere = kGenericWrite | kGenericAll | kWriteData;
 constexpr std::uint32_t kShareDelete = 4;
 constexpr std::uint32_t kFlagOverlapped = 0x40000000;
 constexpr std::uint32_t kFlagDeleteOnClose = 0x04000000;
@@ -32,6 +33,7 @@ constexpr std::uint32_t kFlagDeleteOnClose = 0x04000000;
 struct Request {
   bool reads, writes;
   std::uint32_t share, creation, attributes;
+  bool appends = false;  // whatever the position: it may write at the end alone
 
   // Of a link at the end of the path.
   int no_follow() const { return (attributes & kOpenReparsePoint) != 0 ? O_NOFOLLOW : 0; }
@@ -133,7 +135,10 @@ int make_claimed(const char* path, int access, const FileUse& use) {
 // Opens the existing file or makes it, as `creation` asks.
 Opened open_or_create(const char* path, const Request& request) {
   const bool host_writes = changes(request);
-  const int access = !host_writes ? O_RDONLY : request.reads ? O_RDWR : O_WRONLY;
+  const int access = (!host_writes    ? O_RDONLY
+                      : request.reads ? O_RDWR
+                                      : O_WRONLY) |
+                     (request.appends ? O_APPEND : 0);
   constexpr int kAttempts = 16;  // somebody else may make and delete it meanwhile
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     if (request.creation != kCreateNew) {
@@ -337,8 +342,11 @@ Handle CreateFileA(const char* path, std::uint32_t access, std::uint32_t share, 
   if (creation < kCreateNew || creation > kTruncateExisting) return refuse(kErrorInvalidParameter);
   if ((attributes & kFlagOverlapped) != 0) return refuse(kErrorNotSupported);
   const Request request{(access & (kGenericRead | kGenericAll | kReadData)) != 0,
-                        (access & (kGenericWrite | kGenericAll | kWriteData | kAppendData)) != 0,
-                        share, creation, attributes};
+                        (access & (kWritesAnywhere | kAppendData)) != 0,
+                        share,
+                        creation,
+                        attributes,
+                        (access & kAppendData) != 0 && (access & kWritesAnywhere) == 0};
   if (const Device* const device = find_device(path)) return open_device(*device, request);
   char host[kPathSize];
   return to_host_path(path, host) ? open_path(host, request) : invalid_handle();

@@ -79,6 +79,13 @@ Bool MoveFileExA(const char* from, const char* to, std::uint32_t flags) {
 
 Bool MoveFileA(const char* from, const char* to) { return MoveFileExA(from, to, kMoveCopies); }
 
+Bool ReplaceFileA(const char* to, const char* from, const char* backup, std::uint32_t, void*,
+                  void*) {
+  if (backup != nullptr) return fail(kErrorNotSupported);
+  if (GetFileAttributesA(to) == kInvalidAttributes) return 0;
+  return MoveFileExA(from, to, kMoveReplaces);
+}
+
 Bool CreateHardLinkA(const char* path, const char* existing, void*) {
   char host_new[kPathSize], host_old[kPathSize];
   if (!to_host_path(path, host_new) || !to_host_path(existing, host_old)) return 0;

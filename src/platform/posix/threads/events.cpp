@@ -29,6 +29,12 @@ Handle CreateEventA(const SecurityAttributes*, Bool manual_reset, Bool signalled
   return make(HandleKind::kEvent, signalled != 0 ? 1 : 0, 1, manual_reset == 0, name);
 }
 
+Handle CreateEventW(const SecurityAttributes* security, Bool manual_reset, Bool signalled,
+                    const char16_t* name) {
+  if (name != nullptr) return null_for(kErrorNotSupported);
+  return CreateEventA(security, manual_reset, signalled, nullptr);
+}
+
 Bool SetEvent(Handle event) {
   const WaitsLock lock;
   Waitable* const object = find_waitable(event, HandleKind::kEvent);
