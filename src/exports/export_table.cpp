@@ -10,8 +10,8 @@ template <notation::Name name>
 inline constexpr notation::Name kName = name;
 
 #define TARN_FAMILY(title, header)
-#define TARN_EXPORT(name, routine) name,
-#define TARN_EXPORT_C(name, routine) name, kName<notation::make<decltype(&routine)>(name)>.text,
+#define TARN_EXPORT(name, routine) (name),
+#define TARN_EXPORT_C(name, routine) (name), kName<notation::make<decltype(&routine)>(name)>.text,
 constexpr const char* kRows[] = {
 #include "exports/export_rows.inc"
 };
@@ -27,7 +27,9 @@ void* routine_at(std::size_t row) {
 #define TARN_EXPORT(name, routine) \
   case __COUNTER__ - kFirst:       \
     return reinterpret_cast<void*>(&routine);
-#define TARN_EXPORT_C(name, routine) TARN_EXPORT(name, routine) TARN_EXPORT(name, routine)
+#define TARN_EXPORT_C(name, routine) \
+  case __COUNTER__ - kFirst:         \
+    TARN_EXPORT(name, routine)
 #include "exports/export_rows.inc"
   }
   return nullptr;
