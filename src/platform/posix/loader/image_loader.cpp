@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <stdarg.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -262,11 +263,15 @@ int protection_of(std::uint32_t characteristics) {
   return protection;
 }
 
+// With this in the environment images lie where the system puts other memory, at random. By
+// default they lie as they were linked, so that reports and addresses can be compared.
+constexpr char kRandomBases[] = "TARN_RANDOM_BASES";
+
 // Address space of that size at a multiple of kBaseUnit; null if there is none.
 std::uint8_t* reserve_pages(std::uint64_t preferred, std::uint64_t size) {
   constexpr int kProtection = PROT_READ | PROT_WRITE;
   constexpr int kFlags = MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE;
-  if (preferred != 0 && preferred % kBaseUnit == 0) {
+  if (preferred != 0 && preferred % kBaseUnit == 0 && getenv(kRandomBases) == nullptr) {
     void* const wanted = reinterpret_cast<void*>(preferred);
     void* const got = mmap(wanted, size, kProtection, kFlags | MAP_FIXED_NOREPLACE, -1, 0);
     if (got == wanted) return static_cast<std::uint8_t*>(got);
