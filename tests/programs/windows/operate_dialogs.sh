@@ -117,7 +117,8 @@ save_as() {
     xdotool key ctrl+a
     xdotool type --delay 40 "$1"
     xdotool key Return
-    until_true 5 shown 'Details written' && return
+    until_true 5 test -s "$1.txt" || continue
+    until_true 20 shown 'Details written' && return
   done
   fail "no file was saved as $1"
 }
