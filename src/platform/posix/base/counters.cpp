@@ -45,6 +45,19 @@ FileTime start_of_process() {
   return file_time(units_of(now) - alive);
 }
 
+// In units, the same for every call and thread: it is read once, since that takes long and its
+// last digits differ.
+std::int64_t noted_start() {
+  static std::int64_t began;  // 0: not read yet
+  std::int64_t known = __atomic_load_n(&began, __ATOMIC_RELAXED);
+  if (known != 0) return known;
+  const std::int64_t read = units_of(start_of_process());
+  return __atomic_compare_exchange_n(&began, &known, read, false, __ATOMIC_RELAXED,
+                                     __ATOMIC_RELAXED)
+             ? read
+             : known;
+}
+
 }  // namespace
 
 Bool QueryPerformanceCounter(std::int64_t* count) {
@@ -65,11 +78,10 @@ std::uint64_t GetTickCount64() {
 
 Bool GetProcessTimes(Handle process, FileTime* created, FileTime* ended, FileTime* kernel,
                      FileTime* user) {
-  static const FileTime began = start_of_process();
   rusage used;
   if (process != GetCurrentProcess()) return fail(kErrorInvalidHandle);
   if (getrusage(RUSAGE_SELF, &used) != 0) return fail_by_errno();
-  *created = began;
+  *created = file_time(noted_start());
   *ended = FileTime{};
   *kernel = duration(used.ru_stime);
   *user = duration(used.ru_utime);
