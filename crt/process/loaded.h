@@ -3,8 +3,7 @@
 
 extern "C" {
 // Of the program's support library: destructors and atexit, without and with those of the
-// DLLs that this image is linked to.
-// The first calls what is set here, once.
+// DLLs that this image is linked to. Both call tarn_before_end first, once, if it is set.
 extern void (*tarn_before_end)();
 void tarn_end_of_objects();
 void tarn_end_of_image();

@@ -1,6 +1,6 @@
 // The names of a library's routines as one sorted list without pointers, made when it is
-// compiled, so that a program's start has nothing to relocate. The routines themselves are
-// told by number, in a switch, whose table has no pointers either.
+// compiled, so that a program's start has nothing to relocate. A switch over a name's number
+// then returns the routine's address; its jump table has no pointers either.
 //
 //   constexpr const char* kNames[] = {...};
 //   constexpr auto kSorted = sort_names<kNames>();
