@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <functional>
+#include <latch>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -64,13 +65,18 @@ class PseudoTerminal {
   // Gives what programs write to `take`, on a thread of its own. Not for a child
   // process, nor after something that `take` uses has gone.
   void watch(std::function<void(std::string_view)> take) {
-    watcher_ = std::thread([this, take = std::move(take)] {
+    // A child of a fork while the thread starts would find a sanitizer's allocator
+    // locked for ever, so it is waited for.
+    std::latch started(1);
+    watcher_ = std::thread([this, take = std::move(take), &started] {
       static thread_local char block[65536];
+      started.count_down();
       ssize_t count;
       while ((count = ::read(controller_, block, sizeof block)) > 0 && !stopping_) {
         take({block, static_cast<std::size_t>(count)});
       }
     });
+    started.wait();
   }
   void stop_watching() {
     if (!watcher_.joinable()) return;
