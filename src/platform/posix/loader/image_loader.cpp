@@ -256,7 +256,14 @@ void* export_at(const Image& image, const pe::ExportDirectoryTable& table, std::
 
 constexpr int kNoProtection = -1;
 
+constexpr int kAsMapped = PROT_READ | PROT_WRITE;
+
+// Constants stay as they are mapped: the start-up script relocates them, and protects them
+// at its end. To change their rights three times is a tenth of what a start costs.
 int protection_of(std::uint32_t characteristics) {
+  constexpr std::uint32_t kNoConstants =
+      pe::kSectionWrite | pe::kSectionExecute | pe::kSectionDiscardable;
+  if ((characteristics & kNoConstants) == 0) return kAsMapped;
   int protection = PROT_READ;
   if (characteristics & pe::kSectionWrite) protection |= PROT_WRITE;
   if (characteristics & pe::kSectionExecute) protection |= PROT_EXEC;
@@ -269,15 +276,14 @@ constexpr char kRandomBases[] = "TARN_RANDOM_BASES";
 
 // Address space of that size at a multiple of kBaseUnit; null if there is none.
 std::uint8_t* reserve_pages(std::uint64_t preferred, std::uint64_t size) {
-  constexpr int kProtection = PROT_READ | PROT_WRITE;
   constexpr int kFlags = MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE;
   if (preferred != 0 && preferred % kBaseUnit == 0 && getenv(kRandomBases) == nullptr) {
     void* const wanted = reinterpret_cast<void*>(preferred);
-    void* const got = mmap(wanted, size, kProtection, kFlags | MAP_FIXED_NOREPLACE, -1, 0);
+    void* const got = mmap(wanted, size, kAsMapped, kFlags | MAP_FIXED_NOREPLACE, -1, 0);
     if (got == wanted) return static_cast<std::uint8_t*>(got);
     if (got != MAP_FAILED) munmap(got, size);  // an older kernel takes it as a hint
   }
-  void* const all = mmap(nullptr, size + kBaseUnit, kProtection, kFlags, -1, 0);
+  void* const all = mmap(nullptr, size + kBaseUnit, kAsMapped, kFlags, -1, 0);
   if (all == MAP_FAILED) return nullptr;
   auto* const start = static_cast<std::uint8_t*>(all);
   const std::uint64_t before = -reinterpret_cast<std::uint64_t>(start) & (kBaseUnit - 1);
@@ -446,7 +452,7 @@ bool check_image(const FileBytes& file, Image* image, LoadError* error) {
 bool map_image(const FileBytes& file, Image* image, LoadError* error) {
   image->base = reserve_pages(image->preferred_base, whole_pages(image->size));
   if (!image->base) return refuse(error, "there is not enough memory to load it");
-  note_image(image->base, image->size);
+  note_image(image->base, image->size, kAsMapped);
   take_filled_pages(*image);
   bool good = copy_bytes(file, 0, image->headers_size, image->base, error);
   for (std::uint32_t i = 0; good && i < image->section_count; ++i) {

@@ -6,7 +6,8 @@
 //   check_image       what the headers say, or why the file is refused
 //   map_image         headers and sections, at the preferred base if it is free
 //   bind_imports      addresses of what it imports
-//   protect_image     from now on each section has its own protection
+//   protect_image     from now on each section has its own protection, but constants,
+//                     which the image itself protects when it has relocated them
 //
 // The operating-system relocation table of a finished image is empty, as its
 // start-up script relocates it wherever it lies. An image with a table is

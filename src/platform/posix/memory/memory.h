@@ -5,9 +5,9 @@
 
 namespace tarn::platform {
 
-// VirtualProtect knows the old rights of these pages without asking the system,
-// which is slow. Where memory for that is short it asks.
-void note_image(const void* base, std::uint64_t size);
+// VirtualProtect knows the rights of these pages without asking the system, which is slow.
+// Where memory for that is short it asks. `host`: what they are now, as for mprotect.
+void note_image(const void* base, std::uint64_t size, int host);
 void forget_image(const void* base);
 
 // All pages that the heap has or may yet have; false if there are none.

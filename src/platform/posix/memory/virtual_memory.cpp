@@ -41,8 +41,8 @@ struct Region {
   Region* next;
   PageRange range;
   Kind kind;
-  // One for each page: kNotSet, or the host's plus 1. They lie in memory of their own, of
-  // which only the touched part costs anything.
+  // One for each page: kNotSet, or the host's plus 1. Those of many pages lie in memory of
+  // their own, of which only the touched part costs anything.
   std::uint8_t* rights;
 
   std::uint8_t* of(std::uint64_t address) { return rights + (address - range.begin) / kPage; }
@@ -161,12 +161,17 @@ bool touches_reservation(const PageRange& range) {
   return false;
 }
 
+bool has_rights_inside(const PageRange& range) { return pages_in(range) < kPage; }
+
 // Null if there is no memory for it.
 Region* add_region(const PageRange& range, Kind kind) {
-  auto* const region = static_cast<Region*>(malloc(sizeof(Region)));
-  void* const rights = region == nullptr ? MAP_FAILED
-                                         : mmap(nullptr, pages_in(range), PROT_READ | PROT_WRITE,
-                                                MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  const bool inside = has_rights_inside(range);
+  auto* const region =
+      static_cast<Region*>(calloc(1, sizeof(Region) + (inside ? pages_in(range) : 0)));
+  if (region == nullptr) return nullptr;
+  void* const rights = inside ? region + 1
+                              : mmap(nullptr, pages_in(range), PROT_READ | PROT_WRITE,
+                                     MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   if (rights == MAP_FAILED) {
     free(region);
     return nullptr;
@@ -180,7 +185,7 @@ void remove_region(Region* region) {
   Region** link = &regions;
   while (*link != region) link = &(*link)->next;
   *link = region->next;
-  munmap(region->rights, pages_in(region->range));
+  if (!has_rights_inside(region->range)) munmap(region->rights, pages_in(region->range));
   free(region);
 }
 
@@ -198,8 +203,16 @@ std::uint32_t protection_at(const PageRange& page) {
   return protection == 0 ? std::uint32_t{kPageNoAccess} : protection;
 }
 
+bool has_rights(const PageRange& range, int host) {
+  Region* const region = region_around(range);
+  if (region == nullptr || region->kind == Kind::kHeap) return false;  // the heap sets its own
+  const std::uint8_t* const first = region->of(range.begin);
+  return *first == host + 1 && memcmp(first, first + 1, pages_in(range) - 1) == 0;
+}
+
 // mprotect, noted. What a failure leaves of an image's rights is not known.
 bool set_rights(const PageRange& range, int host) {
+  if (has_rights(range, host)) return true;
   const bool done = mprotect(address_of(range.begin), range.end - range.begin, host) == 0;
   for (Region* region = regions; region != nullptr; region = region->next) {
     const PageRange common = {std::max(range.begin, region->range.begin),
@@ -348,11 +361,12 @@ Bool VirtualFree(void* address, std::uint64_t size, std::uint32_t type) {
   return 1;
 }
 
-void note_image(const void* base, std::uint64_t size) {
+void note_image(const void* base, std::uint64_t size, int host) {
   PageRange range;
   if (!pages_of(base, size, &range)) return;
   const MutexLock lock(regions_lock);
-  add_region(range, Kind::kImage);
+  Region* const region = add_region(range, Kind::kImage);
+  if (region != nullptr) memset(region->rights, host + 1, pages_in(range));
 }
 
 void forget_image(const void* base) {
