@@ -431,10 +431,7 @@ struct Store {
   }
 };
 
-// By mark. Nothing comes out of the stores of 0 and kLargeMark, and nothing fits in.
 struct Stores {
-  Store of[kLargeMark + 1];
-  void* blocks[kSizes][kStore + 1];
   Stores* next;  // of those without a thread
 
   // The block that was allocated last. Freed at once, it goes back to where it came from,
@@ -447,6 +444,13 @@ struct Stores {
   std::uint16_t cut;  // so many
   char* rest;
   char* end;
+
+  // By mark. Nothing comes out of the stores of 0 and kLargeMark, and nothing fits in.
+  Store of[kLargeMark + 1];
+};
+
+struct RoomyStores : Stores {
+  void* blocks[kSizes][kStore + 1];
 };
 
 // All but `kept` blocks go back to their units. With the lock held.
@@ -460,6 +464,10 @@ void empty_store(Store& store, std::uint32_t index, std::uint32_t kept) {
 // A thread's stores until its first block, all like these two.
 Stores no_stores;
 __thread Stores* own_stores = &no_stores;
+
+// Those of the first thread that has any: for most programs there are no others.
+RoomyStores first_stores;
+bool first_taken;
 
 Stores* unowned_stores;
 pthread_key_t stores_key;
@@ -476,26 +484,41 @@ void leave_stores(void* of_thread) {
   unowned_stores = stores;
 }
 
+void set_limits(RoomyStores* stores) {
+  for (std::uint32_t index = 0; index < kSizes; ++index) {
+    const std::uint32_t fit = kStoreBytes / size_at(index);
+    Store& store = stores->of[index + 1];
+    store.top = store.bottom = stores->blocks[index];
+    store.limit = store.bottom + (fit < kSmallestStore ? kSmallestStore
+                                  : fit < kStore       ? fit
+                                                       : kStore);
+  }
+}
+
+// With the lock held. Null if there is no memory for them.
+Stores* take_stores() {
+  if (!first_taken) {
+    first_taken = true;
+    set_limits(&first_stores);
+    return &first_stores;
+  }
+  if (Stores* const stores = unowned_stores) {
+    unowned_stores = stores->next;
+    return stores;
+  }
+  auto* const stores =
+      static_cast<RoomyStores*>(map(sizeof(RoomyStores), PROT_READ | PROT_WRITE, 0));
+  if (stores) set_limits(stores);
+  return stores;
+}
+
 // With the lock held. If there is no memory for stores, the thread goes on
 // without.
 void find_stores() {
   if (!key_made && pthread_key_create(&stores_key, &leave_stores) != 0) return;
   key_made = true;
-  Stores* stores = unowned_stores;
-  if (stores) {
-    unowned_stores = stores->next;
-  } else {
-    stores = static_cast<Stores*>(map(sizeof(Stores), PROT_READ | PROT_WRITE, 0));
-    if (!stores) return;
-    for (std::uint32_t index = 0; index < kSizes; ++index) {
-      const std::uint32_t fit = kStoreBytes / size_at(index);
-      Store& store = stores->of[index + 1];
-      store.top = store.bottom = stores->blocks[index];
-      store.limit = store.bottom + (fit < kSmallestStore ? kSmallestStore
-                                    : fit < kStore       ? fit
-                                                         : kStore);
-    }
-  }
+  Stores* const stores = take_stores();
+  if (!stores) return;
   pthread_setspecific(stores_key, stores);
   own_stores = stores;
 }
