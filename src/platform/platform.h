@@ -125,8 +125,8 @@ struct SystemInfo {
 static_assert(sizeof(SystemInfo) == 48);
 TARNAPI void GetSystemInfo(SystemInfo* info);
 
-// What the instruction CPUID says of its leaf 1 or 7 (subleaf 0). On Linux as it was asked when
-// the process began: the instruction is a trap where the machine is a virtual one.
+// What the instruction CPUID says of its leaf 1 or 7 (subleaf 0). On Linux leaf 1 is asked once:
+// the instruction is a trap where the machine is a virtual one.
 struct ProcessorLeaf {
   std::uint32_t eax, ebx, ecx, edx;
 };

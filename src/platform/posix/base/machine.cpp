@@ -2,11 +2,11 @@
 // The processors are those that this process may use, at most 64, like one
 // group of processors on Windows.
 
+#include <cpuid.h>
 #include <errno.h>
 #include <sched.h>
 #include <stdio.h>
 #include <string.h>
-#include <sys/platform/x86.h>
 #include <sys/random.h>
 #include <sys/sysinfo.h>
 #include <sys/utsname.h>
@@ -39,6 +39,12 @@ constexpr std::uint32_t kProcessorTypeX8664 = 8664;
 constexpr unsigned kMostProcessors = 64;
 
 constexpr std::size_t kLongestComputerName = 15;
+
+ProcessorLeaf ask_processor(std::uint32_t leaf) {
+  ProcessorLeaf found;
+  __cpuid_count(leaf, 0, found.eax, found.ebx, found.ecx, found.edx);
+  return found;
+}
 
 std::uint64_t bit(unsigned processor) { return std::uint64_t{1} << processor; }
 
@@ -147,10 +153,8 @@ Bool GetComputerNameA(char* name, std::uint32_t* size) {
 }
 
 ProcessorLeaf processor_leaf(std::uint32_t leaf) {
-  const unsigned known = leaf == 1 ? CPUID_INDEX_1 : CPUID_INDEX_7;
-  const cpuid_feature* const found = __x86_get_cpuid_feature_leaf(known);
-  return {found->cpuid_array[0], found->cpuid_array[1], found->cpuid_array[2],
-          found->cpuid_array[3]};
+  static const ProcessorLeaf first = ask_processor(1);
+  return leaf == 1 ? first : ask_processor(leaf);
 }
 
 void GetSystemInfo(SystemInfo* info) {
