@@ -94,8 +94,8 @@ void match_names(char (&host)[kPathSize]);
 // without the NUL; `buffer` holds it whole, or is left alone if it is too small.
 std::size_t from_host_path(const char* host, char* buffer, std::size_t size);
 
-// The form in which programs see any path of the host's: absolute, from "Z:".
-// False, with the last error, if it has none or is too long.
+// The form in which programs see any path of the host's: absolute, from "Z:", names as they are
+// written. False, with the last error, if it has none or is too long.
 bool to_program_path(const char* host_path, char* path, std::size_t size);
 
 // The next character of a UTF-8 name, as a capital; steps over it. A byte that

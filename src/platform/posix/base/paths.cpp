@@ -177,6 +177,15 @@ bool is_named(const Device& device, const char* name, std::size_t length) {
   return strncasecmp(name, device.name, numbered ? length - 1 : length) == 0;
 }
 
+// Apart, as most paths do not need so much of the stack.
+[[gnu::noinline]] bool has_folder(const char* path, std::size_t size) {
+  char folder[kPathSize], host[kPathSize];
+  if (size >= sizeof folder) return false;
+  memcpy(folder, path, size);
+  folder[size] = '\0';
+  return to_host_path(folder, host) && exists(host);
+}
+
 }  // namespace
 
 const Device* find_device(const char* path) {
@@ -187,12 +196,7 @@ const Device* find_device(const char* path) {
   for (const Device& device : kDevices) {
     if (!is_named(device, name, length)) continue;
     if (name == (has_drive(path) ? path + 2 : path)) return &device;
-    char folder[kPathSize], host[kPathSize];
-    const auto size = static_cast<std::size_t>(name - path);
-    if (size >= sizeof folder) return nullptr;
-    memcpy(folder, path, size);
-    folder[size] = '\0';
-    return to_host_path(folder, host) && exists(host) ? &device : nullptr;
+    return has_folder(path, static_cast<std::size_t>(name - path)) ? &device : nullptr;
   }
   return nullptr;
 }
@@ -276,7 +280,7 @@ bool to_program_path(const char* host_path, char* path, std::size_t size) {
   const std::size_t length = strnlen(host_path, kPathSize);
   memcpy(whole + used, host_path, length);
   whole[used + length] = '\0';
-  return to_host_path(whole, resolved) && from_host_path(resolved, path, size) < size;
+  return translate_path(whole, resolved) && from_host_path(resolved, path, size) < size;
 }
 
 }  // namespace tarn::platform

@@ -62,29 +62,14 @@ bool is_file(const char* host_path) {
 }
 
 bool find_in_any_case(char (&host_path)[kPathSize]) {
+  if (is_file(host_path)) return true;
   match_names(host_path);
   return is_file(host_path);
 }
 
-// Looks for `name`, to which the extension is added if it has no dot. The
-// folders of a list that a caller gave are program paths.
-bool find_file(const char* name, const char* extension, Places places, char (&found)[kPathSize]) {
-  char relative[kPathSize];
-  const bool add = extension && !strchr(base_name(name), '.');
-  if (!translate_path(name, relative)) return false;
-  if (add) {
-    if (strlen(relative) + strlen(extension) >= kPathSize) {
-      fail(kErrorFileNameTooLong);
-      return false;
-    }
-    strcat(relative, extension);
-  }
-  if (is_absolute(name)) {
-    strcpy(found, relative);
-    if (find_in_any_case(found)) return true;
-    fail(kErrorFileNotFound);
-    return false;
-  }
+// Apart, as most names are absolute and do not need so much of the stack.
+[[gnu::noinline]] bool find_in_places(const char* relative, Places places,
+                                      char (&found)[kPathSize]) {
   char folder[kPathSize];
   while (next_place(&places, folder)) {
     if (!places.has_defaults) {
@@ -94,6 +79,29 @@ bool find_file(const char* name, const char* extension, Places places, char (&fo
     }
     const int length = snprintf(found, kPathSize, "%s/%s", folder, relative);
     if (length < static_cast<int>(kPathSize) && find_in_any_case(found)) return true;
+  }
+  return false;
+}
+
+// Looks for `name`, to which the extension is added if it has no dot. The
+// folders of a list that a caller gave are program paths.
+bool find_file(const char* name, const char* extension, const Places& places,
+               char (&found)[kPathSize]) {
+  char host[kPathSize];
+  const bool add = extension && !strchr(base_name(name), '.');
+  if (!translate_path(name, host)) return false;
+  if (add) {
+    if (strlen(host) + strlen(extension) >= kPathSize) {
+      fail(kErrorFileNameTooLong);
+      return false;
+    }
+    strcat(host, extension);
+  }
+  if (!is_absolute(name)) {
+    if (find_in_places(host, places, found)) return true;
+  } else if (find_in_any_case(host)) {
+    strcpy(found, host);
+    return true;
   }
   fail(kErrorFileNotFound);
   return false;

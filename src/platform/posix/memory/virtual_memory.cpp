@@ -257,9 +257,15 @@ std::uint64_t map_space(std::uint64_t wanted, std::uint64_t size) {
         mmap(address_of(wanted), size, PROT_NONE, kFlags | MAP_FIXED_NOREPLACE, -1, 0);
     return space == MAP_FAILED ? 0 : reinterpret_cast<std::uint64_t>(space);
   }
-  void* const space = mmap(nullptr, size + kGranularity, PROT_NONE, kFlags, -1, 0);
+  // By itself much memory often lies at such a multiple.
+  void* space = mmap(nullptr, size, PROT_NONE, kFlags, -1, 0);
   if (space == MAP_FAILED) return 0;
-  const auto begin = reinterpret_cast<std::uint64_t>(space);
+  auto begin = reinterpret_cast<std::uint64_t>(space);
+  if (begin % kGranularity == 0) return begin;
+  munmap(space, size);
+  space = mmap(nullptr, size + kGranularity, PROT_NONE, kFlags, -1, 0);
+  if (space == MAP_FAILED) return 0;
+  begin = reinterpret_cast<std::uint64_t>(space);
   const std::uint64_t base = (begin + kGranularity - 1) & ~(kGranularity - 1);
   if (base > begin) munmap(space, base - begin);
   const std::uint64_t behind = begin + size + kGranularity - (base + size);
