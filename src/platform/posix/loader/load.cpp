@@ -54,13 +54,13 @@ bool belongs_to(const ModuleRecord& record, const Load& load) {
 
 // Unloads what a refused load has brought in.
 void drop_load(const Load& load) {
-  for (ModuleRecord& record : modules) {
+  for (ModuleRecord& record : listed_modules()) {
     if (!belongs_to(record, load)) continue;
     for (int i = 0; i < kMostModules; ++i) {
       if ((record.needs >> i & 1) && !belongs_to(modules[i], load)) drop_reference(i);
     }
   }
-  for (ModuleRecord& record : modules) {
+  for (ModuleRecord& record : listed_modules()) {
     if (!belongs_to(record, load)) continue;
     set_state(&record, ModuleState::kFree);
     tarn_image_unloaded(record.image.base);

@@ -24,6 +24,8 @@ namespace {
 constexpr std::uint32_t kUnchangedCount = 2;  // flag of GetModuleHandleEx
 constexpr std::uint64_t kLargestOrdinal = 0xFFFF;
 
+std::size_t listed;  // records that were ever used
+
 int own_library = kMainImage;  // whose code this executable holds
 
 constexpr int kMostNativeNames = 4;
@@ -42,6 +44,8 @@ void set_native(ModuleRecord* record, void* (*find)(const char* name)) {
   set_state(record, ModuleState::kNative);
 }
 
+int index_of(const ModuleRecord& record) { return static_cast<int>(&record - modules); }
+
 void* find_nothing(const char*) { return nullptr; }
 
 // There is room: native libraries come first, and are few.
@@ -51,6 +55,18 @@ int offer(const char* name, void* (*find)(const char*)) {
   set_path(record, name);
   set_native(record, find);
   return index;
+}
+
+// Apart, as most callers do not need so much of the stack.
+[[gnu::noinline]] void name_native_program() {
+  offer_system_library();
+  char own[kPathSize];
+  const ssize_t length = readlink("/proc/self/exe", own, sizeof own - 1);
+  own[length > 0 ? length : 0] = '\0';
+  char path[kModulePathSize];
+  ModuleRecord* const record = &modules[kMainImage];
+  set_path(record, from_host_path(own, path, sizeof path) < sizeof path ? path : "");
+  set_native(record, &find_nothing);
 }
 
 // Libraries of the system that are listed when somebody names them.
@@ -79,8 +95,14 @@ std::uint32_t copy_name(const char* name, char* buffer, std::uint32_t size) {
 
 // ---- The list -----------------------------------------------------------------
 
+std::span<ModuleRecord> listed_modules() {
+  return {modules, __atomic_load_n(&listed, __ATOMIC_ACQUIRE)};
+}
+
 void set_state(ModuleRecord* record, ModuleState state) {
   __atomic_store(&record->state, &state, __ATOMIC_RELEASE);
+  const auto end = static_cast<std::size_t>(record - modules) + 1;
+  if (end > listed) __atomic_store_n(&listed, end, __ATOMIC_RELEASE);
 }
 
 bool set_path(ModuleRecord* record, const char* path) {
@@ -111,15 +133,7 @@ void offer_system_library() {
 }
 
 void name_main_image() {
-  ModuleRecord* const record = &modules[kMainImage];
-  if (record->state != ModuleState::kFree) return;
-  offer_system_library();
-  char own[kPathSize];
-  const ssize_t length = readlink("/proc/self/exe", own, sizeof own - 1);
-  own[length > 0 ? length : 0] = '\0';
-  char path[kModulePathSize];
-  set_path(record, from_host_path(own, path, sizeof path) < sizeof path ? path : "");
-  set_native(record, &find_nothing);
+  if (modules[kMainImage].state == ModuleState::kFree) name_native_program();
 }
 
 Module handle_of(ModuleRecord* record) {
@@ -130,8 +144,8 @@ Module handle_of(ModuleRecord* record) {
 int module_of(Module handle) {
   name_main_image();
   if (!handle) return kMainImage;
-  for (int i = 0; i < kMostModules; ++i) {
-    if (modules[i].state != ModuleState::kFree && handle_of(&modules[i]) == handle) return i;
+  for (ModuleRecord& record : listed_modules()) {
+    if (record.state != ModuleState::kFree && handle_of(&record) == handle) return index_of(record);
   }
   return kNoModule;
 }
@@ -139,12 +153,11 @@ int module_of(Module handle) {
 int module_at(const void* address) {
   name_main_image();
   const auto value = reinterpret_cast<std::uint64_t>(address);
-  for (int i = 0; i < kMostModules; ++i) {
-    const ModuleRecord& record = modules[i];
+  for (const ModuleRecord& record : listed_modules()) {
     const auto base = reinterpret_cast<std::uint64_t>(record.image.base);
     const bool loaded =
         record.state == ModuleState::kLoading || record.state == ModuleState::kStarted;
-    if (loaded && value >= base && value - base < record.image.size) return i;
+    if (loaded && value >= base && value - base < record.image.size) return index_of(record);
   }
   const bool own = value >= reinterpret_cast<std::uint64_t>(__executable_start) &&
                    value < reinterpret_cast<std::uint64_t>(_end);
@@ -169,12 +182,11 @@ int module_named(const char* full) {
   if (folder && (!to_host_path(full, host) || !to_program_path(host, whole, sizeof whole))) {
     return kNoModule;
   }
-  for (int i = 0; i < kMostModules; ++i) {
-    const ModuleRecord& record = modules[i];
+  for (const ModuleRecord& record : listed_modules()) {
     if (record.state == ModuleState::kFree) continue;
     if (strcasecmp(folder ? path_of(record) : base_name(path_of(record)), folder ? whole : full) ==
         0) {
-      return i;
+      return index_of(record);
     }
   }
   for (const auto& library : kOnDemand) {
@@ -203,7 +215,7 @@ void offer_native_libraries(const NativeLibrary* libraries, int count) {
 }
 
 bool find_code_image(std::uint64_t address, CodeImage* found) {
-  for (ModuleRecord& record : modules) {
+  for (ModuleRecord& record : listed_modules()) {
     ModuleState state;
     __atomic_load(&record.state, &state, __ATOMIC_ACQUIRE);
     if (state != ModuleState::kLoading && state != ModuleState::kStarted) continue;
@@ -310,7 +322,7 @@ Bool EnumProcessModules(Handle, Module* handles, std::uint32_t size, std::uint32
   const ModuleLock lock;
   name_main_image();
   std::uint32_t used = 0;
-  for (ModuleRecord& record : modules) {
+  for (ModuleRecord& record : listed_modules()) {
     if (record.state == ModuleState::kFree) continue;
     if ((used + 1) * sizeof(Module) <= size) handles[used] = handle_of(&record);
     ++used;

@@ -4,6 +4,8 @@
 
 #include <pthread.h>
 
+#include <span>
+
 #include "platform/posix/base/base.h"
 #include "platform/posix/loader/image_loader.h"
 
@@ -39,13 +41,17 @@ struct ModuleRecord {
 };
 extern ModuleRecord modules[kMostModules];
 
+// Those that were ever used: the others are free, and their memory has never been touched.
+// Needs no lock.
+std::span<ModuleRecord> listed_modules();
+
 // Its path as programs see it. It is copied; false if there is no memory for that, and then a
 // module that had none has an empty one.
 bool set_path(ModuleRecord* record, const char* path);
 const char* path_of(const ModuleRecord& record);
 
-// What the record says besides is there before and as long as its image counts as loaded
-// (find_code_image).
+// Of a record in `modules`. What it says besides is there before and as long as its image
+// counts as loaded (find_code_image).
 void set_state(ModuleRecord* record, ModuleState state);
 
 class ModuleLock {
