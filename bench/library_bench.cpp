@@ -174,8 +174,9 @@ void lines_calls(benchmark::State& state) {
   by_calls(state, kAnew,
            [](int file) { return write(file, kLineWritten, sizeof kLineWritten - 1); });
 }
-// Once, and older than a tick of the system's clock: Linux reads its finest clock for each access
-// to a file that was changed in the same tick and whose times somebody has asked for, as fopen does.
+// Once, and older than a tick of the system's clock: Linux reads its finest clock for each
+// access to a file that was changed in the same tick and whose times somebody has asked for,
+// as fopen does.
 void make_file() {
   static const bool made = [] {
     const int file = open(kFile, kAnew, 0666);

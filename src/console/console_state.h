@@ -83,15 +83,13 @@ struct ConsoleState {
   platform::CharInfo line_cells[kLineCells];  // the line being written
   char pending_text[kPendingLimit + 3];
   std::int32_t pending_count;
-  char redirect_stage[kRedirectBlock + 2];  // room for a line end after a full block
-  platform::CharInfo* clear_buffer;         // a row of spaces, made at its first use
-  platform::CharInfo* pause_buffer;         // the row of the pause, likewise
-  std::int32_t clear_width;                 // cells of either
+  platform::CharInfo* clear_buffer;  // a row of spaces, made at its first use
+  platform::CharInfo* pause_buffer;  // the row of the pause, likewise
+  std::int32_t clear_width;          // cells of either
   platform::CharInfo clear_cell;
 
   // ---- Input -----------------------------------------------------------------
-  char read_buffer[kReadBlock + 1];  // what was read, and a NUL
-  std::int32_t read_pos;             // next byte; -1: nothing read, or the last read failed
+  std::int32_t read_pos;  // next byte; -1: nothing read, or the last read failed
   std::int32_t read_len;
   std::int32_t read_end;    // 0 no; -1 a read returned no bytes, not yet reported; 1 permanently
   std::int32_t read_error;  // 1 after a failed read
@@ -99,6 +97,10 @@ struct ConsoleState {
   // ---- What the screen reported --------------------------------------------------
   platform::ScreenBufferInfo screen;
   platform::ConsoleCursorInfo cursor;
+
+  // ---- Blocks, which a start leaves alone --------------------------------------
+  char redirect_stage[kRedirectBlock + 2];  // room for a line end after a full block
+  char read_buffer[kReadBlock + 1];         // what was read, and a NUL
 };
 
 extern ConsoleState console;

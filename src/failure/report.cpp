@@ -143,7 +143,7 @@ platform::AMD_CONTEXT* exception_context;
 const char* exception_name;
 const char* traceback_text;
 const platform::ExceptionRecord* exception_record;
-ShownFrame reported_frames[kTracebackSteps];
+constinit ShownFrame reported_frames[kTracebackSteps] = {};
 int reported_frame_count;
 std::int32_t parallel_report;
 std::int32_t report_shown;

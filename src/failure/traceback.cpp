@@ -297,7 +297,7 @@ bool step_back(char** end, platform::AMD_CONTEXT* context) {
 
 std::int32_t hide_library_frames;
 bool walk_is_hosted;
-ShownFrame shown_frame;
+constinit ShownFrame shown_frame = {};
 
 void begin_traceback(bool without_heap) {
   no_heap = without_heap;

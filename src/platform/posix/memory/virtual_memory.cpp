@@ -169,12 +169,14 @@ Region* add_region(const PageRange& range, Kind kind) {
   auto* const region =
       static_cast<Region*>(calloc(1, sizeof(Region) + (inside ? pages_in(range) : 0)));
   if (region == nullptr) return nullptr;
-  void* const rights = inside ? region + 1
-                              : mmap(nullptr, pages_in(range), PROT_READ | PROT_WRITE,
-                                     MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-  if (rights == MAP_FAILED) {
-    free(region);
-    return nullptr;
+  void* rights = region + 1;
+  if (!inside) {
+    rights = mmap(nullptr, pages_in(range), PROT_READ | PROT_WRITE,
+                  MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (rights == MAP_FAILED) {
+      free(region);
+      return nullptr;
+    }
   }
   *region = {regions, range, kind, static_cast<std::uint8_t*>(rights)};
   regions = region;
