@@ -50,6 +50,16 @@ std::uint16_t day_of_week(std::int64_t days_since_1601) {
   return static_cast<std::uint16_t>((days_since_1601 + 1) % 7);
 }
 
+// Broken down in the system's time zone; false if it cannot be. A change of the zone's file is
+// seen within a second: to look at it each time would take longer than all the rest.
+bool to_local(const time_t& when, tm* local) {
+  static std::int64_t looked_at = -1;
+  timespec now;
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  if (__atomic_exchange_n(&looked_at, now.tv_sec, __ATOMIC_RELAXED) != now.tv_sec) tzset();
+  return localtime_r(&when, local) != nullptr;
+}
+
 std::uint16_t narrow(std::int64_t value) { return static_cast<std::uint16_t>(value); }
 
 // Seconds since 1601; -1 for an invalid date or time.
@@ -126,8 +136,7 @@ Bool SystemTimeToTzSpecificLocalTime(const void* zone, const SystemTime* univers
   const std::uint16_t milliseconds = universal->milliseconds;
   const time_t when = seconds - kSecondsFrom1601To1970;
   tm broken;
-  tzset();
-  if (localtime_r(&when, &broken) == nullptr) return fail(kErrorInvalidParameter);
+  if (!to_local(when, &broken)) return fail(kErrorInvalidParameter);
   *local = {narrow(broken.tm_year + 1900), narrow(broken.tm_mon + 1),
             narrow(broken.tm_wday),        narrow(broken.tm_mday),
             narrow(broken.tm_hour),        narrow(broken.tm_min),
@@ -188,8 +197,7 @@ std::uint32_t GetTimeZoneInformation(void* zone) {
   enum : std::uint32_t { kNoChanges, kStandard, kSummer, kFailed = 0xFFFFFFFF };
   const time_t now = ::time(nullptr);
   tm here;
-  tzset();
-  if (localtime_r(&now, &here) == nullptr) {
+  if (!to_local(now, &here)) {
     fail(kErrorInvalidParameter);
     return kFailed;
   }
@@ -254,8 +262,7 @@ int milliseconds_until(const timespec& deadline) {
 Bool FileTimeToLocalFileTime(const FileTime* time, FileTime* local) {
   const time_t now = ::time(nullptr);
   tm broken;
-  tzset();
-  if (localtime_r(&now, &broken) == nullptr) return fail(kErrorInvalidParameter);
+  if (!to_local(now, &broken)) return fail(kErrorInvalidParameter);
   const std::int64_t units = units_of(*time);
   const std::int64_t shifted = units + broken.tm_gmtoff * kUnitsPerSecond;
   if (units < 0 || shifted < 0) return fail(kErrorInvalidParameter);
