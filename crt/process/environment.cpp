@@ -1,19 +1,15 @@
-// The environment: the program's own table, and the system's, which children get.
+// The environment: the table of the hosted images, and the system's, which children get.
 #include <stdlib.h>
 #include <string.h>
 
 #include "../crt.h"
 #include "../files/wide_path.h"
-#include "../start/arguments.h"
+#include "../start/variables.h"
 #include "../strings/checked.h"
-#include "lock.h"
 
 using namespace crt;
 
 namespace {
-
-Lock table_lock;
-bool table_is_own;  // its array is from malloc alone, without the strings of the start
 
 char** find(const char* name, size_t length) {
   for (char** entry = environment; entry && *entry; ++entry) {
@@ -23,9 +19,10 @@ char** find(const char* name, size_t length) {
 }
 
 // Strings that getenv has returned stay valid, so a replaced one is not freed.
-bool set(char* entry, size_t name_length) {
+bool set(VariablesLocked& variables, char* entry, size_t name_length) {
   if (char** const place = find(entry, name_length)) {
     *place = entry;
+    variables.note_change();
     return true;
   }
   size_t count = 0;
@@ -35,42 +32,42 @@ bool set(char* entry, size_t name_length) {
   memcpy(table, environment, count * sizeof(char*));
   table[count] = entry;
   table[count + 1] = nullptr;
-  if (table_is_own) free(environment);
-  table_is_own = true;
-  environment = table;
+  variables.replace_table(table);
   return true;
 }
 
-void remove_entry(char** place) {
+void remove_entry(VariablesLocked& variables, char** place) {
   do {
     place[0] = place[1];
   } while (*place++);
+  variables.note_change();
 }
 
 }  // namespace
 
 CRT_API char* getenv(const char* name) {
-  const Locked locked(table_lock);
-  char** const entry = find(name, strlen(name));
-  return entry ? *entry + strlen(name) + 1 : nullptr;
+  const size_t length = strlen(name);
+  const VariablesLocked locked;
+  char** const entry = find(name, length);
+  return entry ? *entry + length + 1 : nullptr;
 }
 
 // "NAME=value"; without a value the variable goes.
 CRT_API int _putenv(const char* assignment) {
   const char* const equals = strchr(assignment, '=');
   if (!equals || equals == assignment) return fail_with(EINVAL);
-  const Locked locked(table_lock);
   const size_t length = static_cast<size_t>(equals - assignment);
   char* const entry = _strdup(assignment);
   if (!entry) return -1;
+  VariablesLocked variables;
   entry[length] = '\0';
   if (!SetEnvironmentVariableA(entry, equals[1] ? equals + 1 : nullptr) && equals[1]) {
     free(entry);
     return fail();
   }
   entry[length] = '=';
-  if (equals[1]) return set(entry, length) ? 0 : -1;
-  if (char** const place = find(entry, length)) remove_entry(place);
+  if (equals[1]) return set(variables, entry, length) ? 0 : -1;
+  if (char** const place = find(entry, length)) remove_entry(variables, place);
   free(entry);
   return 0;
 }

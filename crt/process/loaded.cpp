@@ -3,6 +3,7 @@
 #include <process.h>
 
 #include "../crt.h"
+#include "../start/variables.h"
 #include "../threads/callbacks.h"
 #include "shared_block.h"
 
@@ -84,6 +85,7 @@ CRT_API int tarn_library_entry(void* image, DWORD reason, void* process_ends) {
     is_freed = true;
     leave_images();
     tarn_end_of_objects();
+    crt::leave_variables();
   }
   return reason == DLL_PROCESS_DETACH;
 }

@@ -11,20 +11,17 @@
 #include "../crt.h"
 
 #undef __p___argv
-#undef __p__environ
 
 namespace crt {
 
 int argument_count;
 char** argument_vector;
-char** environment;
 
 }  // namespace crt
 
 extern "C" {
 int* __p___argc(void) { return &crt::argument_count; }
 char*** __p___argv(void) { return &crt::argument_vector; }
-char*** __p__environ(void) { return &crt::environment; }
 }
 
 namespace {
@@ -92,27 +89,7 @@ struct Split {
   }
 };
 
-// What the system calls a block of strings, as a table that leads into a copy. The entries
-// that begin with '=' are the command processor's own.
-void read_environment() {
-  char* const block = GetEnvironmentStringsA();
-  if (!block) abort();
-  size_t count = 0, size = 0;
-  for (; block[size] != '\0'; size += strlen(block + size) + 1) ++count;
-  char** const table = static_cast<char**>(malloc((count + 1) * sizeof(char*) + size));
-  if (!table) abort();
-  char* const strings = reinterpret_cast<char*>(table + count + 1);
-  memcpy(strings, block, size);
-  FreeEnvironmentStringsA(block);
-  char** next = table;
-  for (size_t at = 0; at < size; at += strlen(strings + at) + 1) {
-    if (strings[at] != '=') *next++ = strings + at;
-  }
-  *next = nullptr;
-  crt::environment = table;
-}
-
-void read_arguments() {
+__attribute__((constructor(101))) void read_arguments() {
   const char* const line = GetCommandLineA();
   Split measured = {nullptr, nullptr};
   measured.take(line);
@@ -124,11 +101,6 @@ void read_arguments() {
   strings[filled.count] = nullptr;
   crt::argument_count = filled.count;
   crt::argument_vector = strings;
-}
-
-__attribute__((constructor(101))) void read_both() {
-  read_arguments();
-  read_environment();
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include "../crt.h"
 #include "arguments.h"
+#include "variables.h"
 
 extern "C" {
 int user_main(int count, char** arguments, char** environment) __asm__("main");

@@ -29,6 +29,8 @@ __declspec(dllexport) int twice(int x) {
   printf("in the DLL %d, attached %d, PATH %d\n", x, attached, getenv("PATH") != NULL);
   return 2 * x;
 }
+__declspec(dllexport) int set_there(const char* assignment) { return _putenv(assignment); }
+__declspec(dllexport) const char* get_there(const char* name) { return getenv(name); }
 __declspec(dllexport) void leave(int status) {
   HANDLE thread = (HANDLE)_beginthreadex(NULL, 0, run, NULL, 0, NULL);
   WaitForSingleObject(thread, INFINITE);
