@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/mman.h>
+#include <sys/random.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -350,6 +352,16 @@ TEST(HostThreads, ASuspendedThreadHasNoLockThatOthersNeed) {
 }
 
 // The heap has a key of the host's, GoogleTest others.
+TEST(HostMemory, AChangeOfRightsThatFailedHalfWayIsNotTakenAsUndone) {
+  auto* const pages = static_cast<char*>(VirtualAlloc(nullptr, 3 * 4096, 0x3000, 4));
+  munmap(pages + 2 * 4096, 4096);
+  std::uint32_t before;
+  EXPECT_FALSE(VirtualProtect(pages, 3 * 4096, 1, &before));
+  EXPECT_TRUE(VirtualProtect(pages, 4096, 4, &before));
+  EXPECT_EQ(getrandom(pages, 1, 0), 1);
+  VirtualFree(pages, 0, 0x8000);
+}
+
 TEST(HostThreads, SlotsThatNobodyHasAllocatedAreEmpty) {
   GlobalFree(GlobalAlloc(0, 8));
   for (std::uint32_t slot = 0; slot < 64; ++slot) EXPECT_EQ(TlsGetValue(slot), nullptr) << slot;

@@ -44,6 +44,7 @@ struct Region {
   // One for each page: kNotSet, or the host's plus 1. Those of many pages lie in memory of
   // their own, of which only the touched part costs anything.
   std::uint8_t* rights;
+  bool differs;  // somewhere, since a change failed half way
 
   std::uint8_t* of(std::uint64_t address) { return rights + (address - range.begin) / kPage; }
 };
@@ -178,7 +179,7 @@ Region* add_region(const PageRange& range, Kind kind) {
       return nullptr;
     }
   }
-  *region = {regions, range, kind, static_cast<std::uint8_t*>(rights)};
+  *region = {regions, range, kind, static_cast<std::uint8_t*>(rights), false};
   regions = region;
   return region;
 }
@@ -207,7 +208,8 @@ std::uint32_t protection_at(const PageRange& page) {
 
 bool has_rights(const PageRange& range, int host) {
   Region* const region = region_around(range);
-  if (region == nullptr || region->kind == Kind::kHeap) return false;  // the heap sets its own
+  if (region == nullptr || region->differs) return false;
+  if (region->kind == Kind::kHeap) return false;  // it sets its own
   const std::uint8_t* const first = region->of(range.begin);
   return *first == host + 1 && memcmp(first, first + 1, pages_in(range) - 1) == 0;
 }
@@ -219,7 +221,9 @@ bool set_rights(const PageRange& range, int host) {
   for (Region* region = regions; region != nullptr; region = region->next) {
     const PageRange common = {std::max(range.begin, region->range.begin),
                               std::min(range.end, region->range.end)};
-    if (common.begin >= common.end || (!done && region->kind != Kind::kImage)) continue;
+    if (common.begin >= common.end) continue;
+    region->differs |= !done;
+    if (!done && region->kind != Kind::kImage) continue;
     memset(region->of(common.begin), done ? host + 1 : kNotSet, pages_in(common));
   }
   return done;
