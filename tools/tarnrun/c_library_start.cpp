@@ -1,8 +1,9 @@
 // In place of the start of the GNU C library in a static program, version 2.36, which asks the
 // processor forty times what it can do and how large its caches are. In a virtual machine each of
 // these is a trap of 5 us, together a third of what a short run takes. It does all else that the
-// library's own does, in its order. Without the answers the library takes the string routines that
-// every x86-64 processor has, and the sizes below; images have their own.
+// library's own does, in its order, but prepare for a pthread_exit of the first thread, which
+// nothing here calls. Without the answers the library takes the string routines that every x86-64
+// processor has, and the sizes below; images have their own.
 //
 // The build takes this file where it is known to work (CMakeLists.txt), else the library's start.
 
@@ -12,7 +13,7 @@
 #include <stdlib.h>
 
 #if !defined __GLIBC__ || __GLIBC__ != 2 || __GLIBC_MINOR__ != 36
-#error "Another version may begin in another way."
+#error "Another version may begin in another way: configure with -DTARN_SHORT_START=OFF."
 #endif
 
 extern "C" {

@@ -48,10 +48,10 @@ function(tarn_order_start target)
       string(APPEND zeros "    *${name}.*.o(.bss .bss.*)\n")
     endif()
   endforeach()
-  # Variables come behind the others, since before them the linker ends what is read-only once it
-  # is relocated.
+  # Constants come after the others, since before them lies what is executable, and variables too,
+  # since before them the linker ends what is read-only once it is relocated.
   set(script "/* Made by start_order.cmake. */\n")
-  foreach(part "text code BEFORE" "rodata constants BEFORE" "data variables AFTER" "bss zeros BEFORE")
+  foreach(part "text code BEFORE" "rodata constants AFTER" "data variables AFTER" "bss zeros BEFORE")
     separate_arguments(part)
     list(GET part 0 section)
     list(GET part 1 rows)
