@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <limits.h>
 #include <sched.h>
+#include <stdlib.h>
 #include <string.h>
 #include <time.h>
 #include <unistd.h>
@@ -50,13 +51,17 @@ std::uint16_t day_of_week(std::int64_t days_since_1601) {
   return static_cast<std::uint16_t>((days_since_1601 + 1) % 7);
 }
 
-// Broken down in the system's time zone; false if it cannot be. A change of the zone's file is
-// seen within a second: to look at it each time would take longer than all the rest.
+// Broken down in the time zone of the environment or the system; false if it cannot be. A change
+// of the system's file is seen within a second: to look at it each time would take longer than
+// all the rest.
 bool to_local(const time_t& when, tm* local) {
-  static std::int64_t looked_at = -1;
+  constexpr std::int64_t kOfEnvironment = -1;
+  static std::int64_t looked_at = kOfEnvironment;
   timespec now;
   clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-  if (__atomic_exchange_n(&looked_at, now.tv_sec, __ATOMIC_RELAXED) != now.tv_sec) tzset();
+  const std::int64_t look = getenv("TZ") ? kOfEnvironment : now.tv_sec;
+  const std::int64_t last = __atomic_exchange_n(&looked_at, look, __ATOMIC_RELAXED);
+  if (look == kOfEnvironment || look != last) tzset();
   return localtime_r(&when, local) != nullptr;
 }
 
