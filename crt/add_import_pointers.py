@@ -4,8 +4,9 @@
   add_import_pointers.py NM AR ARCHIVE ALIASES
 
 For each external name of ARCHIVE a member with the pointer __imp_NAME, and for each line
-"NAME... = OTHER" of ALIASES members with NAME, a jump to OTHER, and its pointer. One member a
-name, so that an image holds only those it uses."""
+"NAME... = OTHER" of ALIASES members with NAME, a jump to OTHER, and its pointer; with the
+pointer alone where OTHER is data, as in an import library. One member a name, so that an image
+holds only those it uses."""
 
 import struct
 import subprocess
@@ -43,9 +44,9 @@ def object_file(sections, symbols):
     return head + headers + bodies + table + struct.pack("<I", 4 + len(strings)) + strings
 
 
-def pointer(name):
+def pointer(name, other):
     return object_file([(".data", DATA, bytes(8), (0, 1, ADDR64))],
-                       [("__imp_" + name, 1, 0), (name, 0, 0)])
+                       [("__imp_" + name, 1, 0), (other, 0, 0)])
 
 
 def alias(name, other):
@@ -58,7 +59,7 @@ def main():
     nm, ar, archive, aliases = sys.argv[1:]
     listed = subprocess.run([nm, "--defined-only", "--extern-only", archive], check=True,
                             capture_output=True, text=True).stdout
-    names = {fields[2] for fields in map(str.split, listed.splitlines())
+    kinds = {fields[2]: fields[1] for fields in map(str.split, listed.splitlines())
              if len(fields) == 3 and fields[1] in "TDBR" and not fields[2].startswith(("_Z", "__imp_", "."))}
     with tempfile.TemporaryDirectory() as folder:
         members = []
@@ -67,14 +68,15 @@ def main():
             members.append(Path(folder) / member)
             members[-1].write_bytes(content)
 
-        for name in sorted(names):
-            add(f"imp_{name}.o", pointer(name))
+        for name in sorted(kinds):
+            add(f"imp_{name}.o", pointer(name, name))
         for line in Path(aliases).read_text().splitlines():
             line = line.split("#")[0].strip()
             if line:
-                those, other = line.split("=")
+                those, other = map(str.strip, line.split("="))
+                make = pointer if kinds.get(other) in ("D", "B", "R") else alias
                 for name in those.split():
-                    add(f"alias_{name}.o", alias(name, other.strip()))
+                    add(f"alias_{name}.o", make(name, other))
         listing = Path(folder) / "members"
         listing.write_text("\n".join(map(str, members)))
         subprocess.run([ar, "qs", archive, f"@{listing}"], check=True)

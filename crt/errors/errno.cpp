@@ -74,8 +74,10 @@ constexpr Row kRows[] = {
     {ERROR_NOT_ENOUGH_QUOTA, ENOMEM},
 };
 
-// By number, from 0.
-constexpr const char* kTexts[] = {
+}  // namespace
+
+// By number, from 0. Programs know them and their count by these names.
+extern "C" const char* const error_texts[] __asm__("_sys_errlist") = {
     "No error",
     "Operation not permitted",
     "No such file or directory",
@@ -120,6 +122,10 @@ constexpr const char* kTexts[] = {
     "Directory not empty",
     "Illegal byte sequence",
 };
+extern "C" const int error_text_count __asm__("_sys_nerr") = sizeof error_texts /
+                                                             sizeof *error_texts;
+
+namespace {
 
 // From 100.
 constexpr const char* kPosixTexts[] = {
@@ -239,7 +245,7 @@ CRT_API int* _errno(void) {
 }
 CRT_API char* strerror(int error) {
   using namespace crt;
-  const char* text = text_at(kTexts, error);
+  const char* text = text_at(error_texts, error);
   if (!text) text = text_at(kPosixTexts, error - EADDRINUSE);
   return const_cast<char*>(text ? text : "Unknown error");
 }

@@ -10,9 +10,6 @@ using namespace crt;
 
 namespace {
 
-long timezone_now;
-int daylight_now;
-long dstbias_now = -3600;
 char standard_name[8] = "UTC", summer_name[8] = "UTC";
 
 // The system's own names of zones are whole phrases in its language, so zones are named
@@ -33,6 +30,9 @@ void name_of(long seconds, char* name) {
 }  // namespace
 
 extern "C" {
+long timezone_now __asm__("_timezone");
+int daylight_now __asm__("_daylight");
+long dstbias_now __asm__("_dstbias") = -3600;
 char* names_now[2] __asm__("_tzname") = {standard_name, summer_name};
 long* __p__timezone(void) { return &timezone_now; }
 int* __p__daylight(void) { return &daylight_now; }

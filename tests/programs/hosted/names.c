@@ -131,6 +131,18 @@ static void numbers(void) {
          _rotr64(1, 4), taken);
 }
 
+/* Data, some of it by two names. */
+static void data(void) {
+  long seconds;
+  int summer;
+  tzset();
+  _get_timezone(&seconds);
+  _get_daylight(&summer);
+  printf("zone %d %d %d", timezone == seconds && _timezone == seconds,
+         daylight == summer && _daylight == summer, tzname[1] == _tzname[1]);
+  printf(", errors %d %s\n", sys_nerr > EILSEQ, sys_errlist[ENOENT]);
+}
+
 /* Texts with a room, arguments by their place, and dates of 32 bits. */
 static void formats(void) {
   char text[8], small[4] = "yy", character = '?', line[40];
@@ -223,6 +235,7 @@ int main(int count, char** arguments) {
          cimag(CMPLX(1, -0.0)));
   checked();
   numbers();
+  data();
   formats();
   files();
   children(arguments[0]);

@@ -569,9 +569,6 @@ static BOOL CALLBACK count_locale(LPSTR number) { return strtoul(number, NULL, 1
 static void portability(void) {
   typedef NTSTATUS(WINAPI * Random)(void*, BYTE*, ULONG, ULONG);
   typedef BOOLEAN(WINAPI * OldRandom)(void*, ULONG);
-  typedef BOOL(WINAPI * Acquire)(HCRYPTPROV*, LPCSTR, LPCSTR, DWORD, DWORD);
-  typedef BOOL(WINAPI * Generate)(HCRYPTPROV, DWORD, BYTE*);
-  typedef BOOL(WINAPI * Release)(HCRYPTPROV, DWORD);
   CPINFO page;
   OSVERSIONINFOEXA version = {.dwOSVersionInfoSize = sizeof version};
   BOOL told = GetCPInfo(CP_UTF8, &page), unknown = GetCPInfo(5, &page);
@@ -589,19 +586,15 @@ static void portability(void) {
          EnumSystemLocalesA(count_locale, LCID_SUPPORTED));
   BYTE random[16] = {0}, others[16] = {0};
   Random generate = (Random)GetProcAddress(LoadLibraryA("bcrypt"), "BCryptGenRandom");
-  HMODULE older = LoadLibraryA("advapi32.dll");
-  OldRandom fill = (OldRandom)GetProcAddress(older, "SystemFunction036");
-  Acquire acquire = (Acquire)GetProcAddress(older, "CryptAcquireContextA");
-  Generate give = (Generate)GetProcAddress(older, "CryptGenRandom");
-  Release release = (Release)GetProcAddress(older, "CryptReleaseContext");
+  OldRandom fill = (OldRandom)GetProcAddress(LoadLibraryA("advapi32.dll"), "SystemFunction036");
   NTSTATUS refused = generate(NULL, random, 16, 0), made = generate(NULL, random, 16, 2);
   BOOLEAN filled = fill(others, 16);
   printf("random %lx %lx %d, differ %d", refused, made, filled, memcmp(random, others, 16) != 0);
   HCRYPTPROV context = 0;
-  BOOL keys = acquire(&context, "no such", NULL, PROV_RSA_FULL, 0);
+  BOOL keys = CryptAcquireContextA(&context, "no such", NULL, PROV_RSA_FULL, 0);
   printf(", keys %d %lx", keys, last());
-  BOOL acquired = acquire(&context, NULL, NULL, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT);
-  BOOL generated = give(context, 16, random), released = release(context, 0);
+  BOOL acquired = CryptAcquireContextA(&context, NULL, NULL, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT);
+  BOOL generated = CryptGenRandom(context, 16, random), released = CryptReleaseContext(context, 0);
   printf(", context %d %d %d, differ %d\n", acquired, generated, released,
          memcmp(random, others, 16) != 0);
   HANDLE from, to, file = CreateFileA("p.tmp", GENERIC_READ, 0, NULL, CREATE_ALWAYS, 0, NULL);
