@@ -124,6 +124,24 @@ TARNAPI Handle CreateMutexA(const SecurityAttributes* security, Bool owned, cons
 TARNAPI Handle CreateEventW(const SecurityAttributes* security, Bool manual_reset, Bool signalled,
                             const char16_t* name);
 TARNAPI Bool ReleaseMutex(Handle mutex);
+// The same with flags: of an event 1 for manual reset and 2 for signalled, of a mutex 1 for
+// owned. `access` is every access whatever is asked.
+TARNAPI Handle CreateEventExA(const SecurityAttributes* security, const char* name,
+                              std::uint32_t flags, std::uint32_t access);
+TARNAPI Handle CreateEventExW(const SecurityAttributes* security, const char16_t* name,
+                              std::uint32_t flags, std::uint32_t access);
+TARNAPI Handle CreateMutexExA(const SecurityAttributes* security, const char* name,
+                              std::uint32_t flags, std::uint32_t access);
+TARNAPI Handle CreateMutexExW(const SecurityAttributes* security, const char16_t* name,
+                              std::uint32_t flags, std::uint32_t access);
+TARNAPI Handle CreateSemaphoreW(const SecurityAttributes* security, std::int32_t count,
+                                std::int32_t limit, const char16_t* name);
+TARNAPI Handle CreateSemaphoreExA(const SecurityAttributes* security, std::int32_t count,
+                                  std::int32_t limit, const char* name, std::uint32_t flags,
+                                  std::uint32_t access);
+TARNAPI Handle CreateSemaphoreExW(const SecurityAttributes* security, std::int32_t count,
+                                  std::int32_t limit, const char16_t* name, std::uint32_t flags,
+                                  std::uint32_t access);
 
 // As WaitForSingleObject, WaitForMultipleObjects and Sleep. If `alertable`, calls that are
 // queued for the calling thread, or come while it waits, run in their order unless what it
@@ -135,6 +153,8 @@ TARNAPI std::uint32_t WaitForSingleObjectEx(Handle object, std::uint32_t millise
 TARNAPI std::uint32_t WaitForMultipleObjectsEx(std::uint32_t count, const Handle* handles, Bool all,
                                                std::uint32_t milliseconds, Bool alertable);
 TARNAPI std::uint32_t SleepEx(std::uint32_t milliseconds, Bool alertable);
+// Whether another thread ran meanwhile.
+TARNAPI Bool SwitchToThread();
 
 // Queues a call for a thread: it runs in the thread's next alertable wait, or as the thread
 // starts. 0 with kErrorGenFailure for a thread that has ended.
@@ -149,6 +169,7 @@ TARNAPI void GetCurrentThreadStackLimits(std::uint64_t* low, std::uint64_t* high
 // As LoadLibraryA. `file` is null; of the flags LOAD_WITH_ALTERED_SEARCH_PATH is known.
 TARNAPI Module LoadLibraryExA(const char* name, Handle file, std::uint32_t flags);
 TARNAPI Module LoadLibraryW(const char16_t* name);
+TARNAPI Module LoadLibraryExW(const char16_t* name, Handle file, std::uint32_t flags);
 
 // ---- The process ----------------------------------------------------------------
 
@@ -179,9 +200,20 @@ TARNAPI void GlobalMemoryStatus(void* status);
 // Takes a handler of AddVectoredExceptionHandler out of the list; 0 if it is not there.
 TARNAPI std::uint32_t RemoveVectoredExceptionHandler(void* handler);
 
-// As GetEnvironmentVariableA.
+// As those with an A at the end. The strings are for FreeEnvironmentStringsW.
 TARNAPI std::uint32_t GetEnvironmentVariableW(const char16_t* name, char16_t* buffer,
                                               std::uint32_t size);
+TARNAPI Bool SetEnvironmentVariableW(const char16_t* name, const char16_t* value);
+TARNAPI char16_t* GetEnvironmentStringsW();
+TARNAPI Bool FreeEnvironmentStringsW(char16_t* strings);
+TARNAPI char16_t* GetCommandLineW();
+TARNAPI void GetStartupInfoW(StartupInfo* info);  // which has no texts
+// CreateProcessA takes the flag 0x400, too: then `environment` is in UTF-16.
+TARNAPI Bool CreateProcessW(const char16_t* application, char16_t* command_line,
+                            const SecurityAttributes* process_security,
+                            const SecurityAttributes* thread_security, Bool inherit_handles,
+                            std::uint32_t flags, void* environment, const char16_t* directory,
+                            const StartupInfo* startup, ProcessInformation* information);
 
 // What GetVersionExA fills if `length` is 156.
 struct ExtendedVersionInfo : VersionInfo {
@@ -193,8 +225,17 @@ static_assert(sizeof(ExtendedVersionInfo) == 156);
 // As GetVersionExA: the major number in the low byte, the minor, and above them the build.
 TARNAPI std::uint32_t GetVersion();
 
-// As GetModuleHandleA.
+// As GetModuleHandleA, GetModuleFileNameA.
 TARNAPI Module GetModuleHandleW(const char16_t* name);
+TARNAPI std::uint32_t GetModuleFileNameW(Module module, char16_t* buffer, std::uint32_t size);
+
+// As GetSystemInfo: images run on the machine's own processors.
+TARNAPI void GetNativeSystemInfo(SystemInfo* info);
+// The host has no such folders: 0, with the error 3.
+TARNAPI std::uint32_t GetSystemDirectoryA(char* buffer, std::uint32_t size);
+TARNAPI std::uint32_t GetSystemDirectoryW(char16_t* buffer, std::uint32_t size);
+TARNAPI std::uint32_t GetWindowsDirectoryA(char* buffer, std::uint32_t size);
+TARNAPI std::uint32_t GetWindowsDirectoryW(char16_t* buffer, std::uint32_t size);
 
 // As FormatMessageA, which takes the flag 0x100 as well: then `buffer` is where the address
 // of a new block goes, which LocalFree releases.
@@ -261,6 +302,8 @@ inline constexpr std::uint32_t kMoveCopies = 2;
 TARNAPI Bool MoveFileExA(const char* from, const char* to, std::uint32_t flags);
 // MoveFileExA with kMoveCopies.
 TARNAPI Bool MoveFileA(const char* from, const char* to);
+// With the times and the permissions; not onto a file that exists if `only_new`.
+TARNAPI Bool CopyFileA(const char* from, const char* to, Bool only_new);
 // `to`, which exists, becomes `from`. Without a backup: its name is null.
 TARNAPI Bool ReplaceFileA(const char* to, const char* from, const char* backup, std::uint32_t flags,
                           void* exclude, void* reserved);
@@ -340,6 +383,10 @@ TARNAPI Handle CreateFileW(const char16_t* path, std::uint32_t access, std::uint
                            void* security, std::uint32_t creation, std::uint32_t attributes,
                            Handle template_file);
 TARNAPI Bool DeleteFileW(const char16_t* path);
+TARNAPI Bool CreateDirectoryW(const char16_t* path, void* security);
+TARNAPI Bool SetFileAttributesW(const char16_t* path, std::uint32_t attributes);
+TARNAPI Bool CopyFileW(const char16_t* from, const char16_t* to, Bool only_new);
+TARNAPI Bool MoveFileW(const char16_t* from, const char16_t* to);
 TARNAPI Bool RemoveDirectoryW(const char16_t* path);
 TARNAPI Bool MoveFileExW(const char16_t* from, const char16_t* to, std::uint32_t flags);
 TARNAPI Bool CreateHardLinkW(const char16_t* path, const char16_t* existing, void* security);
@@ -349,7 +396,10 @@ TARNAPI Bool GetFileAttributesExW(const char16_t* path, std::uint32_t level,
 TARNAPI Bool SetCurrentDirectoryW(const char16_t* path);
 TARNAPI std::uint32_t GetFullPathNameW(const char16_t* path, std::uint32_t size, char16_t* buffer,
                                        char16_t** file_part);
+TARNAPI std::uint32_t GetCurrentDirectoryW(std::uint32_t size, char16_t* buffer);
 TARNAPI std::uint32_t GetTempPathW(std::uint32_t size, char16_t* buffer);
+TARNAPI std::uint32_t GetTempFileNameW(const char16_t* folder, const char16_t* prefix,
+                                       std::uint32_t unique, char16_t* buffer);
 TARNAPI Bool GetDiskFreeSpaceW(const char16_t* root, std::uint32_t* sectors, std::uint32_t* bytes,
                                std::uint32_t* free_clusters, std::uint32_t* clusters);
 TARNAPI Bool GetDiskFreeSpaceExW(const char16_t* folder, std::uint64_t* free_to_caller,
@@ -378,6 +428,13 @@ TARNAPI std::int32_t WideCharToMultiByte(std::uint32_t page, std::uint32_t flags
 // To a terminal, as UTF-8; another handle is refused.
 TARNAPI Bool WriteConsoleW(Handle handle, const void* text, std::uint32_t length,
                            std::uint32_t* written, void* reserved);
+// From a terminal, as ReadFile; another handle is refused. `size` and `*read` count characters.
+TARNAPI Bool ReadConsoleA(Handle handle, void* text, std::uint32_t size, std::uint32_t* read,
+                          void* control);
+TARNAPI Bool ReadConsoleW(Handle handle, void* text, std::uint32_t size, std::uint32_t* read,
+                          void* control);
+TARNAPI std::uint32_t GetConsoleTitleW(char16_t* title, std::uint32_t size);
+TARNAPI Bool SetConsoleTitleW(const char16_t* title);
 // UTF-8 has no such bytes: 0.
 TARNAPI Bool IsDBCSLeadByteEx(std::uint32_t page, std::uint8_t byte);
 TARNAPI std::uint32_t GetACP();

@@ -123,9 +123,16 @@ const Device* find_device(const char* path);
 
 // ---- UTF-16 -------------------------------------------------------------------
 
+// The one code page of byte strings: UTF-8.
+inline constexpr std::uint32_t kUtf8 = 65001;
+
 // A program's UTF-16 name in UTF-8; false, with the last error, if it is too long. A null
 // pointer is an empty name.
 bool to_narrow(const char16_t* wide, char (&bytes)[kPathSize]);
+
+// The same for text of any length: to be freed. Null, with the last error, without memory, and
+// for a null pointer, with the last error as it was.
+char* narrow_copy(const char16_t* wide);
 
 // Stores UTF-8 as UTF-16. Result: its units without the NUL, or the size needed if that
 // is greater than `size`; 0, with the last error, on failure.

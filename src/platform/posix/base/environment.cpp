@@ -75,6 +75,17 @@ Bool SetEnvironmentVariableA(const char* name, const char* value) {
   return failed == 0 ? 1 : fail_by_errno();
 }
 
+Bool SetEnvironmentVariableW(const char16_t* name, const char16_t* value) {
+  char bytes[kPathSize];
+  if (name == nullptr) return fail(kErrorEnvironmentVariableNotFound);
+  if (!to_narrow(name, bytes)) return 0;
+  char* const narrow = narrow_copy(value);
+  if (value != nullptr && narrow == nullptr) return 0;
+  const Bool is_set = SetEnvironmentVariableA(bytes, narrow);
+  free(narrow);
+  return is_set;
+}
+
 char* GetEnvironmentStrings() {
   const MutexLock lock(environment_lock);
   std::size_t size = 1;
@@ -95,6 +106,27 @@ char* GetEnvironmentStrings() {
 }
 
 Bool FreeEnvironmentStringsA(char* strings) {
+  free(strings);
+  return 1;
+}
+
+char16_t* GetEnvironmentStringsW() {
+  char* const strings = GetEnvironmentStrings();
+  if (strings == nullptr) return nullptr;
+  std::size_t size = 1;
+  while (strings[size - 1] != '\0') size += strlen(strings + size - 1) + 1;
+  auto* const wide = static_cast<char16_t*>(malloc(size * sizeof(char16_t)));
+  if (wide != nullptr) {
+    MultiByteToWideChar(kUtf8, 0, strings, static_cast<std::int32_t>(size), wide,
+                        static_cast<std::int32_t>(size));
+  } else {
+    fail(kErrorNotEnoughMemory);
+  }
+  free(strings);
+  return wide;
+}
+
+Bool FreeEnvironmentStringsW(char16_t* strings) {
   free(strings);
   return 1;
 }

@@ -177,6 +177,14 @@ void GetSystemInfo(SystemInfo* info) {
   info->processor_revision = static_cast<std::uint16_t>(model << 8 | (signature & 15));
 }
 
+void GetNativeSystemInfo(SystemInfo* info) { GetSystemInfo(info); }
+
+// The host has no such folders.
+std::uint32_t GetSystemDirectoryA(char*, std::uint32_t) { return fail(kErrorPathNotFound); }
+std::uint32_t GetSystemDirectoryW(char16_t*, std::uint32_t) { return fail(kErrorPathNotFound); }
+std::uint32_t GetWindowsDirectoryA(char*, std::uint32_t) { return fail(kErrorPathNotFound); }
+std::uint32_t GetWindowsDirectoryW(char16_t*, std::uint32_t) { return fail(kErrorPathNotFound); }
+
 Bool GetLogicalProcessorInformation(LogicalProcessorRecord* records, std::uint32_t* length) {
   const std::uint64_t usable = usable_processors();
   std::uint64_t cores[kMostProcessors];

@@ -1,6 +1,7 @@
 // Bytes to and from UTF-16. The process's own code page is UTF-8, as images ask for in
 // their manifest; other code pages are not served.
 
+#include <stdlib.h>
 #include <string.h>
 
 #include "platform/image_imports.h"
@@ -9,7 +10,7 @@
 namespace tarn::platform {
 namespace {
 
-constexpr std::uint32_t kOwn = 0, kOem = 1, kThreads = 3, kUtf8 = 65001;
+constexpr std::uint32_t kOwn = 0, kOem = 1, kThreads = 3;
 constexpr std::uint32_t kRefuseInvalid = 0x08;      // MB_ERR_INVALID_CHARS
 constexpr std::uint32_t kRefuseInvalidWide = 0x80;  // WC_ERR_INVALID_CHARS
 constexpr std::uint32_t kReplacement = 0xFFFD;
@@ -131,6 +132,15 @@ bool to_narrow(const char16_t* wide, char (&bytes)[kPathSize]) {
   }
   fail(kErrorFileNameTooLong);
   return false;
+}
+
+char* narrow_copy(const char16_t* wide) {
+  if (wide == nullptr) return nullptr;
+  const std::int32_t size = WideCharToMultiByte(kUtf8, 0, wide, -1, nullptr, 0, nullptr, nullptr);
+  auto* const bytes = static_cast<char*>(malloc(static_cast<std::size_t>(size)));
+  if (bytes == nullptr) return static_cast<char*>(null_for(kErrorNotEnoughMemory));
+  WideCharToMultiByte(kUtf8, 0, wide, -1, bytes, size, nullptr, nullptr);
+  return bytes;
 }
 
 std::uint32_t put_wide(const char* bytes, char16_t* wide, std::uint32_t size) {

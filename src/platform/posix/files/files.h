@@ -19,6 +19,11 @@ bool is_held(const char* host_path);
 
 FileTime file_time_of(const timespec& time);
 
+// GetTempFileNameA and GetTempFileNameW for a prefix that is cut already.
+inline constexpr std::int32_t kTempNameSize = 260, kLongestTempFolder = 246, kTempNameRoom = 32;
+std::uint32_t make_temp_name(const char* folder, const char* prefix, std::uint32_t unique,
+                             char* buffer, std::size_t size);
+
 // What CloseHandle and DuplicateHandle do for a file.
 Bool close_file(Handle handle);
 Handle duplicate_file(Handle handle);

@@ -18,13 +18,26 @@
 namespace tarn::platform {
 namespace {
 
-bool copy_all(int from, int to, off_t size) {
+bool copy_bytes(int from, int to, off_t size) {
   for (off_t left = size; left > 0;) {
     const ssize_t sent = sendfile(to, from, nullptr, static_cast<std::size_t>(left));
     if (sent <= 0) return false;
     left -= sent;
   }
-  return fsync(to) == 0 || errno == EINVAL;
+  return true;
+}
+
+bool copy_all(int from, int to, off_t size) {
+  return copy_bytes(from, to, size) && (fsync(to) == 0 || errno == EINVAL);
+}
+
+// Of the source's: who may do what, and the times. A device keeps its own.
+void put_facts(int copy, const struct stat& facts) {
+  struct stat own;
+  if (fstat(copy, &own) != 0 || !S_ISREG(own.st_mode)) return;
+  const timespec times[] = {facts.st_atim, facts.st_mtim};
+  fchmod(copy, facts.st_mode & 07777);
+  futimens(copy, times);
 }
 
 // A copy under a private name beside `to` takes its name when it is whole.
@@ -37,9 +50,7 @@ Bool move_by_copy(const char* from, const char* to) {
   const int copy = open(unfinished, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
   bool done = copy >= 0 && fstat(source, &facts) == 0 && copy_all(source, copy, facts.st_size);
   if (done) {
-    const timespec times[] = {facts.st_atim, facts.st_mtim};
-    fchmod(copy, facts.st_mode & 07777);
-    futimens(copy, times);
+    put_facts(copy, facts);
     done = rename(unfinished, to) == 0 && unlink(from) == 0;
   }
   const int failure = errno;
@@ -75,6 +86,44 @@ Bool MoveFileExA(const char* from, const char* to, std::uint32_t flags) {
   if (errno != EXDEV) return errno == ENOENT ? fail(kErrorPathNotFound) : fail_on_path(host_to);
   if ((flags & kMoveCopies) == 0 || !S_ISREG(source.st_mode)) return fail(kErrorNotSameDevice);
   return move_by_copy(host_from, host_to);
+}
+
+Bool CopyFileA(const char* from, const char* to, Bool only_new) {
+  constexpr std::uint32_t kShareAll = 7;
+  const Handle source =
+      CreateFileA(from, kGenericRead, kShareAll, nullptr, kOpenExisting, 0, nullptr);
+  if (source == invalid_handle()) return 0;
+  FileInformation facts, target;
+  bool same = false;
+  if (only_new == 0) {
+    const Handle old = CreateFileA(to, 0, kShareAll, nullptr, kOpenExisting, 0, nullptr);
+    same = old != invalid_handle() && GetFileInformationByHandle(source, &facts) &&
+           GetFileInformationByHandle(old, &target) && facts.volume == target.volume &&
+           facts.index_high == target.index_high && facts.index_low == target.index_low;
+    if (old != invalid_handle()) CloseHandle(old);
+  }
+  const Handle copy = same ? invalid_handle()
+                           : CreateFileA(to, kGenericWrite, kShareRead, nullptr,
+                                         only_new != 0 ? kCreateNew : kCreateAlways, 0, nullptr);
+  bool done = false;
+  if (copy != invalid_handle()) {
+    const int in = find_handle(source, HandleKind::kFile)->descriptor;
+    const int out = find_handle(copy, HandleKind::kFile)->descriptor;
+    struct stat found;
+    done = fstat(in, &found) == 0 && copy_bytes(in, out, found.st_size);
+    if (done) put_facts(out, found);
+    if (!done) fail_by_errno();
+  } else if (same) {
+    fail(kErrorSharingViolation);
+  }
+  const std::uint32_t reason = GetLastError();
+  CloseHandle(source);
+  if (copy != invalid_handle()) {
+    CloseHandle(copy);
+    if (!done) DeleteFileA(to);
+  }
+  SetLastError(reason);
+  return done ? 1 : 0;
 }
 
 Bool MoveFileA(const char* from, const char* to) { return MoveFileExA(from, to, kMoveCopies); }
@@ -142,13 +191,9 @@ std::uint32_t GetTempPathA(std::uint32_t size, char* buffer) {
   return static_cast<std::uint32_t>(length);
 }
 
-std::uint32_t GetTempFileNameA(const char* folder, const char* prefix, std::uint32_t unique,
-                               char* buffer) {
-  constexpr std::size_t kNameSize = 260, kLongestName = 14;
+std::uint32_t make_temp_name(const char* folder, const char* prefix, std::uint32_t unique,
+                             char* buffer, std::size_t size) {
   constexpr std::uint32_t kNumbers = 0xFFFF;  // from 1
-  if (strlen(folder) > kNameSize - kLongestName) {
-    return static_cast<std::uint32_t>(fail(kErrorBufferOverflow));
-  }
   const std::uint32_t attributes = GetFileAttributesA(folder);
   if (attributes == kInvalidAttributes || (attributes & kAttributeDirectory) == 0) {
     return static_cast<std::uint32_t>(fail(kErrorDirectory));
@@ -158,7 +203,7 @@ std::uint32_t GetTempFileNameA(const char* folder, const char* prefix, std::uint
   const std::uint32_t first = GetTickCount();
   for (std::uint32_t i = 0; i < kNumbers; ++i) {
     const std::uint32_t number = unique != 0 ? unique & kNumbers : (first + i) % kNumbers + 1;
-    snprintf(buffer, kNameSize, "%s%s%.3s%x.tmp", folder, separator, prefix, number);
+    snprintf(buffer, size, "%s%s%s%x.tmp", folder, separator, prefix, number);
     if (unique != 0) return number;
     const Handle file = CreateFileA(buffer, kGenericWrite, 0, nullptr, kCreateNew, 0, nullptr);
     if (file != invalid_handle()) {
@@ -168,6 +213,16 @@ std::uint32_t GetTempFileNameA(const char* folder, const char* prefix, std::uint
     if (GetLastError() != kErrorFileExists) return 0;
   }
   return 0;
+}
+
+std::uint32_t GetTempFileNameA(const char* folder, const char* prefix, std::uint32_t unique,
+                               char* buffer) {
+  if (strlen(folder) > kLongestTempFolder) {
+    return static_cast<std::uint32_t>(fail(kErrorBufferOverflow));
+  }
+  char start[4];
+  snprintf(start, sizeof start, "%s", prefix);
+  return make_temp_name(folder, start, unique, buffer, kTempNameSize);
 }
 
 }  // namespace tarn::platform

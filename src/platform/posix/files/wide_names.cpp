@@ -37,6 +37,26 @@ Bool RemoveDirectoryW(const char16_t* path) {
   return to_narrow(path, bytes) && RemoveDirectoryA(bytes);
 }
 
+Bool CreateDirectoryW(const char16_t* path, void* security) {
+  char bytes[kPathSize];
+  return to_narrow(path, bytes) && CreateDirectoryA(bytes, security);
+}
+
+Bool SetFileAttributesW(const char16_t* path, std::uint32_t attributes) {
+  char bytes[kPathSize];
+  return to_narrow(path, bytes) && SetFileAttributesA(bytes, attributes);
+}
+
+Bool CopyFileW(const char16_t* from, const char16_t* to, Bool only_new) {
+  char old_name[kPathSize], new_name[kPathSize];
+  return to_narrow(from, old_name) && to_narrow(to, new_name) &&
+         CopyFileA(old_name, new_name, only_new);
+}
+
+Bool MoveFileW(const char16_t* from, const char16_t* to) {
+  return MoveFileExW(from, to, kMoveCopies);
+}
+
 Bool MoveFileExW(const char16_t* from, const char16_t* to, std::uint32_t flags) {
   char old_name[kPathSize], new_name[kPathSize];
   return to_narrow(from, old_name) && to_narrow(to, new_name) &&
@@ -77,6 +97,24 @@ std::uint32_t GetFullPathNameW(const char16_t* path, std::uint32_t size, char16_
     *file_part = *last != 0 ? last : nullptr;
   }
   return length;
+}
+
+std::uint32_t GetCurrentDirectoryW(std::uint32_t size, char16_t* buffer) {
+  char bytes[kPathSize + 2];
+  return GetCurrentDirectoryA(sizeof bytes, bytes) == 0 ? 0 : put_wide(bytes, buffer, size);
+}
+
+std::uint32_t GetTempFileNameW(const char16_t* folder, const char16_t* prefix, std::uint32_t unique,
+                               char16_t* buffer) {
+  char narrow_folder[kPathSize], narrow_prefix[kPathSize], name[kPathSize + kTempNameRoom];
+  char16_t start[4] = {};
+  for (std::size_t i = 0; i < 3 && prefix != nullptr && prefix[i] != 0; ++i) start[i] = prefix[i];
+  if (!to_narrow(folder, narrow_folder) || !to_narrow(start, narrow_prefix)) return 0;
+  if (lstrlenW(folder) > kLongestTempFolder) return fail(kErrorBufferOverflow);
+  const std::uint32_t number =
+      make_temp_name(narrow_folder, narrow_prefix, unique, name, sizeof name);
+  if (number != 0) put_wide(name, buffer, kTempNameSize);
+  return number;
 }
 
 std::uint32_t GetTempPathW(std::uint32_t size, char16_t* buffer) {

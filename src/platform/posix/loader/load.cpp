@@ -236,6 +236,11 @@ Module LoadLibraryW(const char16_t* name) {
   return to_narrow(name, bytes) ? LoadLibraryA(bytes) : nullptr;
 }
 
+Module LoadLibraryExW(const char16_t* name, Handle file, std::uint32_t flags) {
+  char bytes[kPathSize];
+  return to_narrow(name, bytes) ? LoadLibraryExA(bytes, file, flags) : nullptr;
+}
+
 Module LoadLibraryA(const char* name) {
   const ModuleLock lock;
   name_main_image();

@@ -318,6 +318,20 @@ std::uint32_t GetModuleFileNameA(Module module, char* buffer, std::uint32_t size
   return copy_name(beside, buffer, size);
 }
 
+std::uint32_t GetModuleFileNameW(Module module, char16_t* buffer, std::uint32_t size) {
+  char path[2 * kModulePathSize];
+  char16_t wide[sizeof path];
+  if (GetModuleFileNameA(module, path, sizeof path) == 0) return 0;
+  const std::uint32_t length = put_wide(path, wide, sizeof path);
+  if (size == 0) return no_length(kErrorInsufficientBuffer);
+  const std::uint32_t taken = length < size ? length : size - 1;
+  memcpy(buffer, wide, taken * sizeof *wide);
+  buffer[taken] = 0;
+  if (taken == length) return length;
+  SetLastError(kErrorInsufficientBuffer);
+  return size;
+}
+
 Bool EnumProcessModules(Handle, Module* handles, std::uint32_t size, std::uint32_t* needed) {
   const ModuleLock lock;
   name_main_image();

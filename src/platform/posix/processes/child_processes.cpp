@@ -28,6 +28,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/image_imports.h"
 #include "platform/posix/processes/processes.h"
 #include "platform/posix/processes/program_start.h"
 #include "platform/posix/terminal/terminal.h"
@@ -36,6 +37,7 @@ namespace tarn::platform {
 namespace {
 
 constexpr std::uint32_t kStillActive = 259;
+constexpr std::uint32_t kWideEnvironment = 0x400;  // CREATE_UNICODE_ENVIRONMENT
 // CREATE_NO_WINDOW, CREATE_DEFAULT_ERROR_MODE and NORMAL_PRIORITY_CLASS.
 constexpr std::uint32_t kWithoutEffect = 0x0800'0000 | 0x0400'0000 | 0x20;
 constexpr std::uint32_t kSignalCode = 128;  // and the signal's number
@@ -331,6 +333,19 @@ bool start(const char* application, const char* command_line, const ChildStreams
   return true;
 }
 
+// Strings that an empty one ends, in UTF-8.
+char* narrow_block(const char16_t* block) {
+  constexpr std::size_t kLongest = 3;  // bytes of one char16_t
+  const char16_t* end = block;
+  while (end[0] || (end > block && end[-1])) ++end;
+  const auto length = static_cast<std::int32_t>(end + 1 - block);
+  const std::int32_t room = length * static_cast<std::int32_t>(kLongest);
+  auto* const bytes = static_cast<char*>(malloc(static_cast<std::size_t>(room)));
+  if (!bytes) return static_cast<char*>(null_for(kErrorNotEnoughMemory));
+  WideCharToMultiByte(kUtf8, 0, block, length, bytes, room, nullptr, nullptr);
+  return bytes;
+}
+
 Process* new_process() {
   auto* const process = static_cast<Process*>(calloc(1, sizeof(Process)));
   if (process) {
@@ -349,7 +364,16 @@ Bool CreateProcessA(const char* application, char* command_line, const SecurityA
                     const SecurityAttributes*, Bool, std::uint32_t flags, void* environment,
                     const char* directory, const StartupInfo* startup,
                     ProcessInformation* information) {
-  if ((flags & ~kWithoutEffect) != 0) return fail(kErrorNotSupported);
+  if ((flags & ~(kWithoutEffect | kWideEnvironment)) != 0) return fail(kErrorNotSupported);
+  if (environment && (flags & kWideEnvironment) != 0) {
+    char* const block = narrow_block(static_cast<const char16_t*>(environment));
+    if (!block) return 0;
+    const Bool started =
+        CreateProcessA(application, command_line, nullptr, nullptr, 0, flags & ~kWideEnvironment,
+                       block, directory, startup, information);
+    free(block);
+    return started;
+  }
   if ((!command_line && !application) || !information) return fail(kErrorInvalidParameter);
   char line[kPathSize + sizeof "\"\""];
   if (!command_line) {
@@ -376,6 +400,21 @@ Bool CreateProcessA(const char* application, char* command_line, const SecurityA
   }
   let_go(process);
   return started ? 1 : 0;
+}
+
+Bool CreateProcessW(const char16_t* application, char16_t* command_line, const SecurityAttributes*,
+                    const SecurityAttributes*, Bool, std::uint32_t flags, void* environment,
+                    const char16_t* directory, const StartupInfo* startup,
+                    ProcessInformation* information) {
+  char program[kPathSize], folder[kPathSize];
+  if (!to_narrow(application, program) || !to_narrow(directory, folder)) return 0;
+  char* const line = narrow_copy(command_line);
+  if (command_line && !line) return 0;
+  const Bool started =
+      CreateProcessA(application ? program : nullptr, line, nullptr, nullptr, 0, flags, environment,
+                     directory ? folder : nullptr, startup, information);
+  free(line);
+  return started;
 }
 
 Bool GetExitCodeProcess(Handle handle, std::uint32_t* code) {

@@ -6,6 +6,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "platform/image_imports.h"
 #include "platform/posix/base/base.h"
 #include "platform/posix/processes/processes.h"
 
@@ -110,6 +111,21 @@ void set_command_line(char* command_line) { program_command_line = command_line;
 char* GetCommandLineA() {
   pthread_once(&once, &make_missing_command_line);
   return program_command_line;
+}
+
+char16_t* GetCommandLineW() {
+  static pthread_once_t wide_once = PTHREAD_ONCE_INIT;
+  static char16_t empty_wide_line[1];
+  static char16_t* wide_line = empty_wide_line;
+  pthread_once(&wide_once, [] {
+    const char* const line = GetCommandLineA();
+    const std::size_t size = strlen(line) + 1;
+    auto* const wide = static_cast<char16_t*>(malloc(size * sizeof(char16_t)));
+    if (!wide) return;
+    put_wide(line, wide, static_cast<std::uint32_t>(size));
+    wide_line = wide;
+  });
+  return wide_line;
 }
 
 }  // namespace tarn::platform

@@ -61,6 +61,8 @@ void GetStartupInfoA(StartupInfo* info) {
   info->standard_error = GetStdHandle(kStandardError);
 }
 
+void GetStartupInfoW(StartupInfo* info) { GetStartupInfoA(info); }
+
 Bool SetPriorityClass(Handle process, std::uint32_t priority) {
   if (process != GetCurrentProcess()) return fail(kErrorInvalidHandle);
   for (const std::uint32_t known : kPriorityClasses) {

@@ -1,5 +1,6 @@
 // The console's operations, over the screen kept of the terminal.
 
+#include <stdlib.h>
 #include <string.h>
 
 #include "platform/image_imports.h"
@@ -326,6 +327,24 @@ Bool SetConsoleTitleA(const char* text) {
   put_printable(title, printable);
   set_terminal_title(printable);
   return flush_screen() ? 1 : 0;
+}
+
+std::uint32_t GetConsoleTitleW(char16_t* to, std::uint32_t size) {
+  char bytes[kTitleSize];
+  char16_t wide[kTitleSize];
+  if (size == 0 || GetConsoleTitleA(bytes, sizeof bytes) == 0) return 0;
+  const std::uint32_t length = put_wide(bytes, wide, kTitleSize);
+  const std::uint32_t taken = length < size ? length : size - 1;
+  memcpy(to, wide, taken * sizeof *wide);
+  to[taken] = 0;
+  return length;
+}
+
+Bool SetConsoleTitleW(const char16_t* text) {
+  char* const bytes = narrow_copy(text);
+  const Bool is_set = bytes != nullptr && SetConsoleTitleA(bytes);
+  free(bytes);
+  return is_set;
 }
 
 }  // namespace tarn::platform

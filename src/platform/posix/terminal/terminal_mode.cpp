@@ -8,6 +8,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -21,7 +22,6 @@
 namespace tarn::platform {
 namespace {
 
-constexpr std::uint32_t kUtf8 = 65001;
 constexpr std::uint32_t kProcessedOutput = 1;
 constexpr std::uint32_t kWrapAtLineEnd = 2;
 constexpr std::uint32_t kTerminalSequences = 4;
@@ -277,6 +277,43 @@ Bool WriteConsoleW(Handle handle, const void* text, std::uint32_t length, std::u
     done += part;
   }
   if (written != nullptr) *written = done;
+  return 1;
+}
+
+Bool ReadConsoleA(Handle handle, void* text, std::uint32_t size, std::uint32_t* read, void*) {
+  std::uint32_t mode;
+  return GetConsoleMode(handle, &mode) && ReadFile(handle, text, size, read, nullptr);
+}
+
+// A byte is at most a unit, so what is read has room; the rest of a character that the room cuts
+// waits already. One that is two units has a byte's place more than it needs, unless `size` is 1.
+Bool ReadConsoleW(Handle handle, void* text, std::uint32_t size, std::uint32_t* read, void*) {
+  constexpr std::uint32_t kPart = 1024, kLongest = 4;  // bytes of a character
+  constexpr char16_t kReplacement = 0xFFFD;
+  std::uint8_t bytes[kPart + kLongest];
+  std::uint32_t count, mode, code;
+  if (read != nullptr) *read = 0;
+  if (!GetConsoleMode(handle, &mode)) return 0;
+  const std::uint32_t room = size < kPart ? size : kPart;
+  if (!ReadFile(handle, bytes, room > 1 ? room - 1 : room, &count, nullptr)) return 0;
+  for (std::uint32_t back = 1, more; back < kLongest && back <= count; ++back) {
+    if (bytes[count - back] < 0xC0) continue;
+    while (take_utf8(bytes + count - back, back, &code) == -1 &&
+           ReadFile(handle, bytes + count, 1, &more, nullptr) && more == 1) {
+      ++count;
+      ++back;
+    }
+    break;
+  }
+  if (count == 0) return 1;
+  auto stored = static_cast<std::uint32_t>(MultiByteToWideChar(
+      kUtf8, 0, reinterpret_cast<const char*>(bytes), static_cast<std::int32_t>(count),
+      static_cast<char16_t*>(text), static_cast<std::int32_t>(size)));
+  if (stored == 0) {
+    memcpy(text, &kReplacement, sizeof kReplacement);
+    stored = 1;
+  }
+  if (read != nullptr) *read = stored;
   return 1;
 }
 

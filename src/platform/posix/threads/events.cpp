@@ -9,6 +9,8 @@
 namespace tarn::platform {
 namespace {
 
+constexpr std::uint32_t kEventManualReset = 1, kEventInitialSet = 2;
+
 Handle make(HandleKind kind, std::int32_t count, std::int32_t limit, bool taken, const char* name) {
   if (name != nullptr) return null_for(kErrorNotSupported);
   auto* const object = static_cast<Waitable*>(calloc(1, sizeof(Waitable)));
@@ -35,6 +37,16 @@ Handle CreateEventW(const SecurityAttributes* security, Bool manual_reset, Bool 
   return CreateEventA(security, manual_reset, signalled, nullptr);
 }
 
+Handle CreateEventExA(const SecurityAttributes* security, const char* name, std::uint32_t flags,
+                      std::uint32_t) {
+  return CreateEventA(security, flags & kEventManualReset, flags & kEventInitialSet, name);
+}
+
+Handle CreateEventExW(const SecurityAttributes* security, const char16_t* name, std::uint32_t flags,
+                      std::uint32_t) {
+  return CreateEventW(security, flags & kEventManualReset, flags & kEventInitialSet, name);
+}
+
 Bool SetEvent(Handle event) {
   const WaitsLock lock;
   Waitable* const object = find_waitable(event, HandleKind::kEvent);
@@ -55,6 +67,22 @@ Handle CreateSemaphoreA(const SecurityAttributes*, std::int32_t count, std::int3
                         const char* name) {
   if (limit <= 0 || count < 0 || count > limit) return null_for(kErrorInvalidParameter);
   return make(HandleKind::kSemaphore, count, limit, true, name);
+}
+
+Handle CreateSemaphoreW(const SecurityAttributes* security, std::int32_t count, std::int32_t limit,
+                        const char16_t* name) {
+  if (name != nullptr) return null_for(kErrorNotSupported);
+  return CreateSemaphoreA(security, count, limit, nullptr);
+}
+
+Handle CreateSemaphoreExA(const SecurityAttributes* security, std::int32_t count,
+                          std::int32_t limit, const char* name, std::uint32_t, std::uint32_t) {
+  return CreateSemaphoreA(security, count, limit, name);
+}
+
+Handle CreateSemaphoreExW(const SecurityAttributes* security, std::int32_t count,
+                          std::int32_t limit, const char16_t* name, std::uint32_t, std::uint32_t) {
+  return CreateSemaphoreW(security, count, limit, name);
 }
 
 Bool ReleaseSemaphore(Handle semaphore, std::int32_t more, std::int32_t* before) {

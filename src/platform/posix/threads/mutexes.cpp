@@ -8,6 +8,8 @@
 namespace tarn::platform {
 namespace {
 
+constexpr std::uint32_t kMutexInitialOwner = 1;
+
 thread_local Mutex* mutexes;
 
 // With the lock held: it has no owner any more.
@@ -51,6 +53,16 @@ Handle CreateMutexW(const SecurityAttributes*, Bool owned, const char16_t* name)
 
 Handle CreateMutexA(const SecurityAttributes* security, Bool owned, const char* name) {
   return name ? null_for(kErrorNotSupported) : CreateMutexW(security, owned, nullptr);
+}
+
+Handle CreateMutexExA(const SecurityAttributes* security, const char* name, std::uint32_t flags,
+                      std::uint32_t) {
+  return CreateMutexA(security, flags & kMutexInitialOwner, name);
+}
+
+Handle CreateMutexExW(const SecurityAttributes* security, const char16_t* name, std::uint32_t flags,
+                      std::uint32_t) {
+  return CreateMutexW(security, flags & kMutexInitialOwner, name);
 }
 
 Bool ReleaseMutex(Handle handle) {
