@@ -278,7 +278,7 @@ TEST_F(HostPlatform, ShellsScriptsAndSignalsGiveTheirCodes) {
       {"sh -c \"exit 6\"", 6},
       {"\"" + z + "two words.sh\" a \"b c\" d", 43},
       {z + "two words.sh a \"b c\"", 42},
-      {z + "plain.sh", -static_cast<int>(kErrorAccessDenied)},
+      {"\"" + z + "plain.sh\"", -static_cast<int>(kErrorAccessDenied)},
       {z + "damaged a", -static_cast<int>(kErrorBadExeFormat)},
       {"cmd /k exit", -static_cast<int>(kErrorFileNotFound)},
   };
