@@ -491,6 +491,16 @@ TARNAPI std::uint64_t GetTickCount64();
 // Of the current process: when it began, and its time in the system and in programs.
 TARNAPI Bool GetProcessTimes(Handle process, FileTime* created, FileTime* ended, FileTime* kernel,
                              FileTime* user);
+struct MemoryCounters {
+  std::uint32_t size, page_faults;
+  std::uint64_t peak_working_set, working_set;  // bytes in memory
+  std::uint64_t quotas[4];                      // 0
+  std::uint64_t page_file, peak_page_file;      // private storage; the peak is not known
+  std::uint64_t private_bytes;                  // set if the caller has room for it
+};
+static_assert(sizeof(MemoryCounters) == 80);
+// Of the current process.
+TARNAPI Bool K32GetProcessMemoryInfo(Handle process, MemoryCounters* counters, std::uint32_t size);
 
 // ---- Exceptions -------------------------------------------------------------------
 // What compilers' run-times ask for to find handlers by the unwind data of images. A

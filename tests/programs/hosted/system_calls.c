@@ -9,6 +9,8 @@
 #include <windows.h>
 #include <winioctl.h>
 
+#include <psapi.h> /* wants windows.h before it */
+
 static DWORD last(void) {
   DWORD code = GetLastError();
   SetLastError(0);
@@ -89,8 +91,13 @@ static void files(void) {
   UINT mode = SetErrorMode(0);
   HANDLE self = OpenThread(SYNCHRONIZE, FALSE, GetCurrentThreadId());
   MEMORYSTATUS memory;
+  PROCESS_MEMORY_COUNTERS used;
   GlobalMemoryStatus(&memory);
-  printf("memory %lu %d, ", memory.dwLength, memory.dwAvailPhys > 0);
+  BOOL counted = GetProcessMemoryInfo(GetCurrentProcess(), &used, sizeof used);
+  printf("memory %lu %d, used %d %lu %d, ", memory.dwLength, memory.dwAvailPhys > 0, counted,
+         used.cb, used.WorkingSetSize > 100000 && used.PeakWorkingSetSize >= used.WorkingSetSize);
+  counted = GetProcessMemoryInfo(GetCurrentProcess(), &used, sizeof used - 1);
+  printf("small %d %lu, ", counted, last());
   printf("error mode %u, thread %lu", mode, WaitForSingleObject(self, 0));
   CloseHandle(self);
   last();

@@ -1,6 +1,8 @@
-// Clocks that only go forward, and the processor time of the process.
+// Clocks that only go forward, and the processor time and storage of the process.
 
 #include <fcntl.h>
+#include <stddef.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/resource.h>
@@ -85,6 +87,39 @@ Bool GetProcessTimes(Handle process, FileTime* created, FileTime* ended, FileTim
   *ended = FileTime{};
   *kernel = duration(used.ru_stime);
   *user = duration(used.ru_utime);
+  return 1;
+}
+
+Bool K32GetProcessMemoryInfo(Handle process, MemoryCounters* counters, std::uint32_t size) {
+  constexpr std::uint32_t kShortSize = offsetof(MemoryCounters, private_bytes);
+  if (size < kShortSize) return fail(kErrorInsufficientBuffer);
+  if (process != GetCurrentProcess()) return fail(kErrorInvalidHandle);
+  MemoryCounters found{};
+  found.size = size < sizeof found ? kShortSize : sizeof found;
+  const struct {
+    const char* name;
+    std::uint64_t* value;
+  } wanted[] = {{"VmHWM:", &found.peak_working_set},
+                {"VmRSS:", &found.working_set},
+                {"VmData:", &found.private_bytes}};
+  FILE* const status = fopen("/proc/self/status", "re");
+  if (status == nullptr) return fail_by_errno();
+  char line[256];
+  while (fgets(line, sizeof line, status) != nullptr) {
+    for (const auto& each : wanted) {
+      const std::size_t length = strlen(each.name);
+      if (strncmp(line, each.name, length) == 0) {
+        *each.value = strtoull(line + length, nullptr, 10) * 1024;
+      }
+    }
+  }
+  fclose(status);
+  rusage used;
+  if (getrusage(RUSAGE_SELF, &used) == 0) {
+    found.page_faults = static_cast<std::uint32_t>(used.ru_minflt + used.ru_majflt);
+  }
+  found.page_file = found.peak_page_file = found.private_bytes;
+  memcpy(counters, &found, found.size);
   return 1;
 }
 
