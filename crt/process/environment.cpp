@@ -11,16 +11,9 @@ using namespace crt;
 
 namespace {
 
-char** find(const char* name, size_t length) {
-  for (char** entry = environment; entry && *entry; ++entry) {
-    if (_strnicmp(*entry, name, length) == 0 && (*entry)[length] == '=') return entry;
-  }
-  return nullptr;
-}
-
 // Strings that getenv has returned stay valid, so a replaced one is not freed.
 bool set(VariablesLocked& variables, char* entry, size_t name_length) {
-  if (char** const place = find(entry, name_length)) {
+  if (char** const place = find_variable(entry, name_length)) {
     *place = entry;
     variables.note_change();
     return true;
@@ -48,7 +41,7 @@ void remove_entry(VariablesLocked& variables, char** place) {
 CRT_API char* getenv(const char* name) {
   const size_t length = strlen(name);
   const VariablesLocked locked;
-  char** const entry = find(name, length);
+  char** const entry = find_variable(name, length);
   return entry ? *entry + length + 1 : nullptr;
 }
 
@@ -67,7 +60,7 @@ CRT_API int _putenv(const char* assignment) {
   }
   entry[length] = '=';
   if (equals[1]) return set(variables, entry, length) ? 0 : -1;
-  if (char** const place = find(entry, length)) remove_entry(variables, place);
+  if (char** const place = find_variable(entry, length)) remove_entry(variables, place);
   free(entry);
   return 0;
 }
@@ -80,21 +73,6 @@ CRT_API errno_t _putenv_s(const char* name, const char* value) {
   const int result = _putenv(assignment);
   free(assignment);
   return result == 0 ? 0 : errno;
-}
-
-CRT_API wchar_t* _wgetenv(const wchar_t* name) {
-  static wchar_t* value;
-  const NarrowPath narrow(name);
-  const char* const found = narrow.valid() ? getenv(narrow) : nullptr;
-  if (!found) return nullptr;
-  const size_t size = strlen(found) + 1;
-  wchar_t* const wide = static_cast<wchar_t*>(malloc(size * 2 * sizeof(wchar_t)));
-  if (!wide || !to_wide(found, wide, size * 2)) {
-    free(wide);
-    return nullptr;
-  }
-  free(value);
-  return value = wide;
 }
 
 CRT_API int _wputenv(const wchar_t* assignment) {

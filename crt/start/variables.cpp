@@ -88,6 +88,13 @@ __attribute__((constructor(101))) void join_variables() {
 
 }  // namespace
 
+char** crt::find_variable(const char* name, size_t length) {
+  for (char** entry = environment; entry && *entry; ++entry) {
+    if (_strnicmp(*entry, name, length) == 0 && (*entry)[length] == '=') return entry;
+  }
+  return nullptr;
+}
+
 crt::VariablesLocked::VariablesLocked() {
   join_variables();
   AcquireSRWLockExclusive(&shared->lock);

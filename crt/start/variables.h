@@ -10,6 +10,10 @@ namespace crt {
 
 extern char** environment __asm__("_environ");
 
+// The table's entry of that name, which may have small letters for capitals; null if there is none.
+// Called with the table locked.
+char** find_variable(const char* name, size_t length);
+
 // While it lives, the calling thread has the table to itself, and each image's _environ leads to
 // it. Not to be nested.
 class VariablesLocked {

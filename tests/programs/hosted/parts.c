@@ -3,6 +3,7 @@
 #include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <wchar.h>
 #include <windows.h>
 __declspec(dllimport) int twice(int);
 __declspec(dllimport) int set_there(const char* assignment);
@@ -20,6 +21,12 @@ __attribute__((constructor)) static void construct(void) {
   early_path = getenv("PATH") != NULL;
 }
 
+static int listed(const wchar_t* entry) {
+  int count = 0;
+  for (wchar_t** at = _wenviron; *at; ++at) count += wcscmp(*at, entry) == 0;
+  return count;
+}
+
 static const char* or_none(const char* value) { return value ? value : "(none)"; }
 
 /* One table of variables for all: a call here is seen there, and the other way round. */
@@ -34,7 +41,10 @@ static void variables(HMODULE later) {
   set_there("SHARED=theirs");
   set_there("FIRST=one");
   printf(", %s %s %s", getenv("SHARED"), getenv("FIRST"), or_none(get_later("FIRST")));
+  const wchar_t *wide = _wgetenv(L"SHARED"), *other = _wgetenv(L"FIRST");
+  printf(", wide %ls %ls %d", wide, other, listed(L"FIRST=one"));
   set_there("FIRST=");
+  printf(" %d", listed(L"FIRST=one"));
   printf(", removed %s", or_none(getenv("FIRST")));
   SetEnvironmentVariableA("SYSTEM", "alone");
   printf(", of the system %s %s", or_none(getenv("SYSTEM")), or_none(get_there("SYSTEM")));

@@ -12,6 +12,7 @@
 
 #include "console/console_state.h"
 #include "console/formatted_output.h"
+#include "platform/image_imports.h"
 #include "platform/platform.h"
 #include "platform/posix/base/base.h"
 #include "platform/posix/terminal/key_decoder.h"
@@ -376,6 +377,10 @@ TEST_F(HostConsole, CursorAndTitleAreSetAndPutBack) {
   EXPECT_NE(SetConsoleTitleA("another title"), 0);
   EXPECT_EQ(GetConsoleTitleA(title, sizeof title), 13u);
   EXPECT_STREQ(title, "another");
+  char16_t wide[3];
+  EXPECT_NE(SetConsoleTitleW(u"\u00e4\u20ac!"), 0);
+  EXPECT_EQ(GetConsoleTitleW(wide, 3), 3u);
+  EXPECT_EQ(std::u16string(wide), u"\u00e4\u20ac");
   restore_terminal();
   seat.settle();
   EXPECT_TRUE(seat.cursor_visible);
@@ -460,6 +465,20 @@ TEST_F(HostConsole, ALineEndsInTwoBytesHoweverItIsRead) {
   }
   EXPECT_EQ(read, "ab\r\n\r\n");
   EXPECT_EQ(seat.read(), "cd\r\n");
+}
+
+TEST_F(HostConsole, WideReadsCutNoCharacter) {
+  Seat seat(80, 25);
+  seat.type("a\u00e4\U0001F600\u00f6x\n");
+  std::u16string read;
+  for (const std::uint32_t room : {4u, 3u, 1u, 40u}) {
+    char16_t wide[40];
+    std::uint32_t count = 0;
+    ASSERT_NE(ReadConsoleW(seat.input, wide, room, &count, nullptr), 0);
+    ASSERT_LE(count, room);
+    read.append(wide, count);
+  }
+  EXPECT_EQ(read, u"a\u00e4\U0001F600\u00f6x\r\n");
 }
 
 TEST_F(HostConsole, KeysAreRecordsAndTheModeLastsAsLongAsTheCall) {
