@@ -276,6 +276,8 @@ struct FileInformation {
 };
 static_assert(sizeof(FileInformation) == 52);
 TARNAPI Bool GetFileInformationByHandle(Handle file, FileInformation* information);
+// Each of the times may be null.
+TARNAPI Bool GetFileTime(Handle file, FileTime* created, FileTime* accessed, FileTime* written);
 
 // Of the requests to a file the host knows kControlSetSparse, which every file has there:
 // what is skipped in writing takes no place on the disk.

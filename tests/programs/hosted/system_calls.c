@@ -34,8 +34,12 @@ static void files(void) {
   WIN32_FILE_ATTRIBUTE_DATA data;
   BOOL told = GetFileInformationByHandle(file, &facts);
   BOOL named = GetFileAttributesExA("k.tmp", GetFileExInfoStandard, &data);
-  printf("facts %d %lu %lu %lu, %d %lu\n", told, facts.nFileSizeLow, facts.nNumberOfLinks,
-         facts.dwFileAttributes, named, data.nFileSizeLow);
+  FILETIME created, written;
+  BOOL timed = GetFileTime(file, &created, NULL, &written);
+  printf("facts %d %lu %lu %lu, %d %lu, times %d %d\n", told, facts.nFileSizeLow,
+         facts.nNumberOfLinks, facts.dwFileAttributes, named, data.nFileSizeLow,
+         timed && memcmp(&created, &facts.ftCreationTime, sizeof created) == 0,
+         memcmp(&written, &facts.ftLastWriteTime, sizeof written) == 0);
   HANDLE copy;
   BOOL copied = DuplicateHandle(GetCurrentProcess(), file, GetCurrentProcess(), &copy, 0, FALSE,
                                 DUPLICATE_SAME_ACCESS);

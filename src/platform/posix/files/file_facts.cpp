@@ -50,6 +50,15 @@ Bool GetFileInformationByHandle(Handle file, FileInformation* information) {
   return 1;
 }
 
+Bool GetFileTime(Handle file, FileTime* created, FileTime* accessed, FileTime* written) {
+  FileInformation facts;
+  if (!GetFileInformationByHandle(file, &facts)) return 0;
+  if (created != nullptr) *created = facts.created;
+  if (accessed != nullptr) *accessed = facts.accessed;
+  if (written != nullptr) *written = facts.written;
+  return 1;
+}
+
 Bool DeviceIoControl(Handle file, std::uint32_t control, void*, std::uint32_t, void*, std::uint32_t,
                      std::uint32_t* returned, void*) {
   if (returned != nullptr) *returned = 0;
