@@ -503,6 +503,9 @@ struct MemoryCounters {
 static_assert(sizeof(MemoryCounters) == 80);
 // Of the current process.
 TARNAPI Bool K32GetProcessMemoryInfo(Handle process, MemoryCounters* counters, std::uint32_t size);
+// Storage that stays in memory, as much as the system lets the process have.
+TARNAPI Bool VirtualLock(void* address, std::uint64_t size);
+TARNAPI Bool VirtualUnlock(void* address, std::uint64_t size);
 
 // ---- Exceptions -------------------------------------------------------------------
 // What compilers' run-times ask for to find handlers by the unwind data of images. A

@@ -102,6 +102,8 @@ static void files(void) {
          used.cb, used.WorkingSetSize > 100000 && used.PeakWorkingSetSize >= used.WorkingSetSize);
   counted = GetProcessMemoryInfo(GetCurrentProcess(), &used, sizeof used - 1);
   printf("small %d %lu, ", counted, last());
+  BOOL locked = VirtualLock(&used, sizeof used);
+  printf("locked %d %d, ", locked, VirtualUnlock(&used, sizeof used));
   printf("error mode %u, thread %lu", mode, WaitForSingleObject(self, 0));
   CloseHandle(self);
   last();

@@ -396,6 +396,14 @@ bool protect_image_pages(const void* address, std::uint64_t size, int host) {
   return set_rights(range, host);
 }
 
+Bool VirtualLock(void* address, std::uint64_t size) {
+  return mlock(address, size) == 0 ? 1 : fail_by_errno();
+}
+
+Bool VirtualUnlock(void* address, std::uint64_t size) {
+  return munlock(address, size) == 0 ? 1 : fail_by_errno();
+}
+
 Bool VirtualProtect(void* address, std::uint64_t size, std::uint32_t protection,
                     std::uint32_t* old_protection) {
   const int host = host_protection(protection);
