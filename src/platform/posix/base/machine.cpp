@@ -46,6 +46,12 @@ ProcessorLeaf ask_processor(std::uint32_t leaf) {
   return found;
 }
 
+// Of the system, as the host has none.
+std::uint32_t no_folder() {
+  SetLastError(kErrorPathNotFound);
+  return 0;
+}
+
 std::uint64_t bit(unsigned processor) { return std::uint64_t{1} << processor; }
 
 std::uint64_t usable_processors() {
@@ -179,11 +185,10 @@ void GetSystemInfo(SystemInfo* info) {
 
 void GetNativeSystemInfo(SystemInfo* info) { GetSystemInfo(info); }
 
-// The host has no such folders.
-std::uint32_t GetSystemDirectoryA(char*, std::uint32_t) { return fail(kErrorPathNotFound); }
-std::uint32_t GetSystemDirectoryW(char16_t*, std::uint32_t) { return fail(kErrorPathNotFound); }
-std::uint32_t GetWindowsDirectoryA(char*, std::uint32_t) { return fail(kErrorPathNotFound); }
-std::uint32_t GetWindowsDirectoryW(char16_t*, std::uint32_t) { return fail(kErrorPathNotFound); }
+std::uint32_t GetSystemDirectoryA(char*, std::uint32_t) { return no_folder(); }
+std::uint32_t GetSystemDirectoryW(char16_t*, std::uint32_t) { return no_folder(); }
+std::uint32_t GetWindowsDirectoryA(char*, std::uint32_t) { return no_folder(); }
+std::uint32_t GetWindowsDirectoryW(char16_t*, std::uint32_t) { return no_folder(); }
 
 Bool GetLogicalProcessorInformation(LogicalProcessorRecord* records, std::uint32_t* length) {
   const std::uint64_t usable = usable_processors();

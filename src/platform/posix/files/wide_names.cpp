@@ -110,7 +110,10 @@ std::uint32_t GetTempFileNameW(const char16_t* folder, const char16_t* prefix, s
   char16_t start[4] = {};
   for (std::size_t i = 0; i < 3 && prefix != nullptr && prefix[i] != 0; ++i) start[i] = prefix[i];
   if (!to_narrow(folder, narrow_folder) || !to_narrow(start, narrow_prefix)) return 0;
-  if (lstrlenW(folder) > kLongestTempFolder) return fail(kErrorBufferOverflow);
+  if (lstrlenW(folder) > kLongestTempFolder) {
+    SetLastError(kErrorBufferOverflow);
+    return 0;
+  }
   const std::uint32_t number =
       make_temp_name(narrow_folder, narrow_prefix, unique, name, sizeof name);
   if (number != 0) put_wide(name, buffer, kTempNameSize);
