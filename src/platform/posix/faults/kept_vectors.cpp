@@ -145,6 +145,11 @@ void Program::run(Bytes code, const std::uint8_t* end) {
   }
 }
 
+// A damaged stack may lead to what a sanitizer has marked.
+[[gnu::no_sanitize_address]] void load_vector(void* to, std::uint64_t address) {
+  __builtin_memcpy(to, reinterpret_cast<const void*>(address), sizeof(Xmm));
+}
+
 }  // namespace
 
 void restore_kept_vectors(const void* entry, std::uint64_t start, std::uint64_t address,
@@ -177,10 +182,8 @@ void restore_kept_vectors(const void* entry, std::uint64_t start, std::uint64_t 
   constexpr std::size_t kFxSaveXmm = 160;
   for (int i = 0; i < kRegisters; ++i) {
     if (program.now.offsets[i] == 0) continue;
-    memcpy(context->FxSaveArea + kFxSaveXmm + sizeof(Xmm) * static_cast<std::size_t>(i),
-           reinterpret_cast<const void*>(frame_end +
-                                         static_cast<std::uint64_t>(program.now.offsets[i])),
-           sizeof(Xmm));
+    load_vector(context->FxSaveArea + kFxSaveXmm + sizeof(Xmm) * static_cast<std::size_t>(i),
+                frame_end + static_cast<std::uint64_t>(program.now.offsets[i]));
   }
 }
 
