@@ -259,7 +259,7 @@ constexpr int kNoProtection = -1;
 constexpr int kAsMapped = PROT_READ | PROT_WRITE;
 
 // Constants stay as they are mapped: the start-up script relocates them, and protects them
-// at its end. To change their rights three times is a tenth of what a start costs.
+// at its end. To change their rights twice more is a thirtieth of what a start costs.
 int protection_of(std::uint32_t characteristics) {
   constexpr std::uint32_t kNoConstants =
       pe::kSectionWrite | pe::kSectionExecute | pe::kSectionDiscardable;
