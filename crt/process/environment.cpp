@@ -4,8 +4,8 @@
 
 #include "../crt.h"
 #include "../files/wide_path.h"
-#include "../start/variables.h"
 #include "../strings/checked.h"
+#include "variables.h"
 
 using namespace crt;
 

@@ -3,9 +3,9 @@
 #include <process.h>
 
 #include "../crt.h"
-#include "../start/variables.h"
 #include "../threads/callbacks.h"
 #include "shared_block.h"
+#include "variables.h"
 
 extern "C" {
 int __BrackenStartup();

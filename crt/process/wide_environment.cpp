@@ -1,7 +1,7 @@
 // _wenviron, which follows the table in the images that name it.
 #include <stdlib.h>
 
-#include "../start/variables.h"
+#include "variables.h"
 #include "wide_variables.h"
 
 #undef __p__wenviron

@@ -3,7 +3,7 @@
 #include <wchar.h>
 
 #include "../files/wide_path.h"
-#include "../start/variables.h"
+#include "variables.h"
 #include "wide_variables.h"
 
 using namespace crt;

@@ -3,8 +3,8 @@
 #include <stdlib.h>
 
 #include "../crt.h"
+#include "../process/variables.h"
 #include "arguments.h"
-#include "variables.h"
 
 extern "C" {
 int user_main(int count, char** arguments, char** environment) __asm__("main");

@@ -3,7 +3,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "../process/shared_block.h"
+#include "shared_block.h"
 
 #undef __p__environ
 
