@@ -68,9 +68,15 @@ fi
 timeout 60 "$wine" reg add 'HKEY_CURRENT_USER\Software\Wine\X11 Driver' /v Managed /d N /f \
   >/dev/null 2>&1 || fail "Wine's registry"
 
-# The window with this title is there and has the keyboard; keys that are sent
-# between two windows get lost.
-shown() { xdotool getwindowfocus getwindowname | grep -q -- "$1"; }
+# The window with this title is on top and has the keyboard; keys that are sent between two
+# windows get lost. Wine gives a window the keyboard before the screen shows it, which fails when
+# the screen is late, and no window manager mends that: so do as a user's click would.
+shown() {
+  local top
+  top=$(xdotool search --onlyvisible --maxdepth 1 --name . | tail -n 1)
+  xdotool getwindowname "$top" | grep -q -- "$1" || return 1
+  [ "$(xdotool getwindowfocus)" = "$top" ] || { xdotool windowfocus "$top"; return 1; }
+}
 said() { tr -d '\r' <"$out" | grep -qx -- "$1"; }
 clipboard() { timeout 60 "$wine" ./dialog_probe.exe 2>/dev/null | tr -d '\r'; }
 # The place of a control of the report, by the end of its line.
