@@ -10,27 +10,27 @@
 
 TARN_API_BEGIN
 
-/* The current folder in `buffer`, with a NUL. Null for a null buffer or a size
- * of 0; null and errno -1001 if it does not fit. */
+/* Stores the current folder in `buffer`, with a NUL, and returns the buffer. Null
+ * for a null buffer or a size of 0; null and errno -1001 if it does not fit. */
 TARNAPI char* getcwd(char* buffer, int size);
 
-/* 0, or -1. */
+/* Changes the current folder. Returns 0, or -1. */
 TARNAPI int _chdir(const char* path);
-/* The current drive: 1 is A, 26 is Z. 0, or -1. */
+/* Changes the current drive: 1 is A, 26 is Z. Returns 0, or -1. */
 TARNAPI int _chdrive(int drive);
-/* The highest drive there is, from 0 for A. On Linux Z, the root, alone. */
+/* The highest existing drive, from 0 for A. On Linux there is only Z, the root. */
 TARNAPI int getdrive(void);
 
 /* 1 if the file can be opened for reading now, else 0; 0 for a folder and for
  * a file that is open somewhere. */
 TARNAPI int exists(const char* path);
-/* In bytes; -1 if the file cannot be opened, or is open somewhere. */
+/* The size in bytes; -1 if the file cannot be opened, or is open somewhere. */
 TARNAPI int64_t get_file_size(const char* path);
 
-/* 0 if there is such a file and it allows the mode: 0 nothing more, 2 writing,
- * 4 reading, 6 both. A folder allows every mode. Else -1. */
+/* Returns 0 if the file exists and allows the mode, else -1. Modes: 0 existence
+ * only, 2 writing, 4 reading, 6 both. A folder allows every mode. */
 TARNAPI int _access(const char* path, int mode);
-/* Deletes a file: 0, or -1. */
+/* Deletes a file. Returns 0, or -1. */
 TARNAPI int _unlink(const char* path);
 
 /* There are no file descriptors: each of these raises the run-time error "Call

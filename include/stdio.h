@@ -1,4 +1,5 @@
-/* Streams, and text in and out. All routines use the Microsoft x64 convention.
+/* Streams, and formatted input and output. All routines use the Microsoft x64
+ * convention.
  *
  * A stream is a thin record around one file of the system. It has no buffer:
  * every read and write reaches the system at once, and nothing is ever left to
@@ -6,11 +7,11 @@
  * carriage return before each line feed, input drops every carriage return.
  * Reads and writes may be mixed freely.
  *
- * Errors: a pointer that is null or no live stream raises the run-time error
+ * Errors: a pointer that is null or not an open stream raises the run-time error
  * "Invalid FILE structure" (296), in every routine that does not say
- * otherwise. A closed stream is not to be used again.
+ * otherwise. Do not use a stream after closing it.
  *
- * No locks: two threads on one stream mix by blocks. */
+ * There are no locks: if two threads use one stream, their blocks interleave. */
 #ifndef TARN_STDIO_H
 #define TARN_STDIO_H
 
@@ -32,7 +33,7 @@ typedef uint64_t fpos_t;
 #ifndef TARN_LIBRARY
 extern void* __runtime_slots[12]; /* this image's pointers to the process's cells */
 
-/* In a program; a DLL's cells are not connected. Null once closed. */
+/* Only in a program; they do not work in a DLL. Null once closed. */
 #define stdin (*(FILE**)__runtime_slots[1])
 #define stdout (*(FILE**)__runtime_slots[2])
 #define stderr (*(FILE**)__runtime_slots[3])
@@ -45,22 +46,22 @@ extern void* __runtime_slots[12]; /* this image's pointers to the process's cell
 
 /* ---- Opening and closing ----------------------------------------------- */
 
-/* Null on failure; errno is left alone. The letters of the mode act from left
- * to right, later ones overruling:
- *   r  read an existing file       w  write, the file made anew
+/* Returns null on failure; errno is unchanged. The letters of the mode act from
+ * left to right, later ones overriding earlier ones:
+ *   r  read an existing file       w  write to a new or emptied file
  *   a  write at the end of a file that may exist or not
  *   +  read and write              t  text        b  binary
  * r, w, a and t make the stream a text stream again: "rb" and "r+b" are
  * binary, "br" is text. Other letters are skipped; a mode without r, w or a is
- * refused. The file is held: until fclose nobody else can open it, the same
- * program included. With "a" the position moves to the end once. */
+ * refused. The file is locked: until fclose nobody can open it again, not even the
+ * same program. With "a" the position moves to the end once. */
 TARNAPI FILE* fopen(const char* path, const char* mode);
 
-/* 0. A standard stream's file stays open. */
+/* Returns 0. A standard stream's file stays open. */
 TARNAPI int fclose(FILE* stream);
 
-/* Asks the system to put the file on its medium: 0, or -1 with the system's
- * code in errno (a console refuses). The stream is not checked. */
+/* Asks the system to write the file to its medium. Returns 0, or -1 with the
+ * system's code in errno (a console refuses). The stream is not checked. */
 TARNAPI int fflush(FILE* stream);
 
 /* 1 if `path` names something that is not a folder, else 0. */
@@ -68,24 +69,26 @@ TARNAPI int FileExists(const char* path);
 
 /* ---- Blocks ------------------------------------------------------------ */
 
-/* Whole items read. A read that fails or delivers less than was asked counts as
- * the end of the file: a pipe or a console delivers what it has, and a further call
- * goes on after it. A character put back by ungetc is not seen. 2 GiB or more are
- * refused: 0, and the error indicator. */
+/* Returns the number of whole items read. A read that fails or delivers less than
+ * was requested counts as the end of the file: a pipe or a console delivers what it
+ * has, and a further call continues after it. A character pushed back by ungetc is
+ * not read. 2 GiB or more are refused: the result is 0, and the error indicator is
+ * set. */
 TARNAPI size_t fread(void* buffer, size_t size, size_t count, FILE* stream);
 
-/* `count`, or 0 if there was nothing to write or any part failed: then the
- * error indicator is set, and errno is 307. 2 GiB or more are refused. */
+/* Returns `count`, or 0 if there was nothing to write or any part failed. A failure
+ * sets the error indicator and makes errno 307. 2 GiB or more are refused. */
 TARNAPI size_t fwrite(const void* buffer, size_t size, size_t count, FILE* stream);
 
 /* ---- Characters and lines ---------------------------------------------- */
 
-/* 0, or -1 if it failed, the string is empty, or the error indicator is set. */
+/* Returns 0, or -1 if the write failed, the string is empty, or the error indicator
+ * is set. */
 TARNAPI int fputs(const char* text, FILE* stream);
-/* fputs on stdout. No line feed is added. */
+/* fputs to stdout. No line feed is added. */
 TARNAPI int puts(const char* text);
 
-/* Returns the character, whatever happens: see ferror. */
+/* Returns the character even if the write failed: see ferror. */
 TARNAPI int fputc(int character, FILE* stream);
 TARNAPI int putc(int character, FILE* stream);
 TARNAPI int putchar(int character);
@@ -96,17 +99,17 @@ TARNAPI int fgetc(FILE* stream);
 TARNAPI int getc(FILE* stream);
 TARNAPI int getchar(void);
 
-/* Puts one character back for fgetc; 0 is none. The stream is not checked. */
+/* Pushes one character back for fgetc; 0 means none. The stream is not checked. */
 TARNAPI int ungetc(int character, FILE* stream);
 
-/* A line with its line feed, in `size` bytes with the NUL. Bytes 0xFF are left
- * out. Null at the end of the file, the buffer left alone; a further call sets
- * the error indicator too (stdin tries again instead). A size of 0 or less:
- * null. */
+/* Reads a line with its line feed, at most `size` bytes with the NUL. Bytes 0xFF are
+ * dropped. At the end of the file it returns null, and the buffer is unchanged; a
+ * further call also sets the error indicator (on stdin it reads again instead). For
+ * a size of 0 or less it returns null. */
 TARNAPI char* fgets(char* buffer, int size, FILE* stream);
 
-/* A line of stdin without its line feed, in 256 bytes; a longer one comes in
- * pieces of 255. Null as fgets. */
+/* Reads a line of stdin without its line feed, in 256 bytes; a longer line comes in
+ * pieces of 255. Returns null as fgets does. */
 TARNAPI char* gets(char* buffer);
 
 /* ---- Indicators -------------------------------------------------------- */
@@ -114,25 +117,25 @@ TARNAPI char* gets(char* buffer);
 /* 1 once a write failed, a block of 2 GiB was refused, or fgets was called after
  * the end of the file; else 0. */
 TARNAPI int ferror(FILE* stream);
-/* 1 once a read met the end of the file or failed, else 0. */
+/* 1 once a read reached the end of the file or failed, else 0. */
 TARNAPI int feof(FILE* stream);
-/* Sets both indicators back to 0. */
+/* Resets both indicators to 0. */
 TARNAPI void clearerr(FILE* stream);
 
 /* ---- Position ----------------------------------------------------------
  * Bytes of the file, in text mode too. A null stream raises 343, "Invalid
- * stream pointer (FILE*=NULL)". Neither the indicators nor a character put
- * back is touched. */
+ * stream pointer (FILE*=NULL)". The indicators and a character pushed back are
+ * unchanged. */
 
-/* 0, 1 on failure, -1 for another whence. */
+/* Returns 0, 1 on failure, -1 for an unknown whence. */
 TARNAPI int fseek(FILE* stream, TARN_LONG offset, int whence);
 /* The low 32 bits. */
 TARNAPI TARN_LONG ftell(FILE* stream);
 /* To the start; clears both indicators. */
 TARNAPI void rewind(FILE* stream);
-/* Always 0; a failure leaves 0xF0F0F0F0F0F0F0F0 in the position. */
+/* Always returns 0; a failure stores 0xF0F0F0F0F0F0F0F0 as the position. */
 TARNAPI int fgetpos(FILE* stream, fpos_t* position);
-/* 0, or 1 on failure. The stream is not checked. */
+/* Returns 0, or 1 on failure. The stream is not checked. */
 TARNAPI int fsetpos(FILE* stream, const fpos_t* position);
 
 /* ---- Formatted output ----------------------------------------------------
@@ -152,9 +155,9 @@ TARNAPI int fsetpos(FILE* stream, const fpos_t* position);
  * The pointers of %s and %n are not checked; widths and precisions have no limit.
  * Floating digits are not correctly rounded: docs/number-text.md. Result: the
  * number of characters formatted. Any thread. The compiler checks arguments
- * against the format, and warns of %Ld and %llp, which work here alone. */
+ * against the format, and warns about %Ld and %llp, which only work here. */
 
-/* The result does not say whether the text was written: ferror does. */
+/* The result does not show whether the text was written: call ferror. */
 TARNAPI int printf(const char* format, ...) TARN_FORMAT(ms_printf, 1, 2);
 TARNAPI int fprintf(FILE* stream, const char* format, ...) TARN_FORMAT(ms_printf, 2, 3);
 
@@ -172,12 +175,12 @@ TARNAPI int vsprintf(char* destination, const char* format, TARN_VA_LIST argumen
  *   %i takes all characters from "0" up; 64 bits need L, there is no ll
  *   %n is not counted; other conversion characters store nothing and are counted
  * Result: the number of values stored; EOF at the end of the stream before a
- * literal or directive, also when values were stored, and for a string of
- * nothing but white space. More than 25,000 directives raise 291. One thread at a
- * time for the whole process. */
+ * literal or directive, even if values were stored, and for a string of only white
+ * space. More than 25,000 directives raise 291. One thread at a time for the whole
+ * process. */
 
 TARNAPI int scanf(const char* format, ...) TARN_FORMAT(gnu_scanf, 1, 2);
-/* A null stream: 0. */
+/* Returns 0 for a null stream. */
 TARNAPI int fscanf(FILE* stream, const char* format, ...) TARN_FORMAT(gnu_scanf, 2, 3);
 TARNAPI int sscanf(const char* text, const char* format, ...) TARN_FORMAT(gnu_scanf, 2, 3);
 

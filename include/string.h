@@ -1,10 +1,10 @@
 /* Byte strings and blocks. All routines use the Microsoft x64 convention.
  *
  * A string is a sequence of bytes ended by a NUL. Only ASCII letters have case.
- * No argument is tested: a null pointer or a string without its NUL faults at
+ * Arguments are not checked: a null pointer or a string without its NUL faults at
  * the first byte that cannot be read, and the fault is reported. The string
- * routines work byte by byte and read nothing after the NUL. errno is left
- * alone. Everything but strtok may be called on any thread.
+ * routines work byte by byte and read nothing after the NUL. None changes errno.
+ * All but strtok may be called on any thread.
  *
  * Where this differs from standard C: comparisons of strings return exactly -1,
  * 0 or 1 and take bytes as signed, so that 0x80 to 0xFF come before ASCII;
@@ -28,20 +28,20 @@ TARNAPI size_t strlen(const char* text);
 TARNAPI char* strend(const char* text);
 
 /* The strings must not overlap, and the destination must have room. Result: the
- * destination; of stpcpy, the address of the NUL written at its end. */
+ * destination; for stpcpy, the address of the NUL written at its end. */
 TARNAPI char* strcpy(char* destination, const char* source);
 TARNAPI char* strcat(char* destination, const char* source);
 TARNAPI char* stpcpy(char* destination, const char* source);
 
-/* Writes exactly `count` bytes: the source's, then NULs. A source of `count`
- * bytes or more leaves no NUL. */
+/* Writes exactly `count` bytes: the source's, then NULs. If the source has `count`
+ * bytes or more there is no NUL. */
 TARNAPI char* strncpy(char* destination, const char* source, size_t count);
 
 /* A copy from malloc, or null if the heap is exhausted. */
 TARNAPI char* strdup(const char* text);
 
 /* The blocks may overlap in any way. Copies through a temporary block from
- * malloc; if there is none, in place, with the same result. */
+ * malloc; without storage for it, in place, with the same result. */
 TARNAPI void* memmove(void* destination, const void* source, size_t length);
 
 /* ---- Comparing --------------------------------------------------------- */
@@ -53,7 +53,7 @@ TARNAPI int strcmp(const char* left, const char* right);
  * nothing. */
 TARNAPI int strncmp(const char* left, const char* right, size_t count);
 
-/* strcmp with ASCII upper case taken as lower case, under three names. */
+/* strcmp that treats ASCII upper case as lower case, under three names. */
 TARNAPI int strcmpl(const char* left, const char* right);
 TARNAPI int stricmp(const char* left, const char* right);
 TARNAPI int strcmpi(const char* left, const char* right);
@@ -66,7 +66,7 @@ TARNAPI int memcmp(const void* left, const void* right, size_t length);
 
 /* ---- Case -------------------------------------------------------------- */
 
-/* To lower or to upper case, in place. Result: the string. */
+/* Convert to lower or upper case, in place. Result: the string. */
 TARNAPI char* strlwr(char* text);
 TARNAPI char* strupr(char* text);
 
@@ -88,7 +88,7 @@ TARNAPI char* strpbrk(const char* text, const char* set);
  * steps. */
 TARNAPI char* strstr(const char* text, const char* pattern);
 
-/* The next token of `text`, or, for null, of the string of the call before; null
+/* The next token of `text`, or, for null, of the previous call's string; null
  * when none is left. The delimiter after the token is overwritten with a NUL.
  * One string at a time in the whole process, whatever the thread. */
 TARNAPI char* strtok(char* text, const char* delimiters);
@@ -96,7 +96,7 @@ TARNAPI char* strtok(char* text, const char* delimiters);
 /* ---- Not exported ------------------------------------------------------ */
 
 #ifndef TARN_LIBRARY
-/* Expanded in line where the length is known and short; else a call of the
+/* Expanded inline if the length is known and short; otherwise a call of the
  * routine that each image contains. */
 extern __inline__ __attribute__((gnu_inline, always_inline)) void* memcpy(void* destination,
                                                                           const void* source,
@@ -108,7 +108,7 @@ extern __inline__ __attribute__((gnu_inline, always_inline)) void* memset(void* 
   return __builtin_memset(block, byte, length);
 }
 
-/* Expanded in line. The first byte equal to the low byte of `character`, or null;
+/* Expanded inline. The first byte equal to the low byte of `character`, or null;
  * 0 finds the NUL. */
 static __inline__ char* strchr(const char* text, int character) {
   for (;; ++text) {
@@ -117,7 +117,7 @@ static __inline__ char* strchr(const char* text, int character) {
   }
 }
 
-/* Expanded in line. The first byte of the block equal to the low byte of `byte`,
+/* Expanded inline. The first byte of the block equal to the low byte of `byte`,
  * or null. */
 static __inline__ void* memchr(const void* block, int byte, size_t length) {
   const unsigned char* at = (const unsigned char*)block;

@@ -2,12 +2,13 @@
  * own. All entries use the Microsoft x64 convention. Names that C cannot
  * spell are given by their link names.
  *
- * A raised number ends the program: its text heads the report, and the process
- * ends with it (docs/reading-a-report.md, which has the exit status too). No
- * raising entry returns, nothing is cleaned up, streams are not closed (they
- * are unbuffered, so nothing is lost). All of them may be called on any thread.
+ * A raised number ends the program: the report begins with its text, and the
+ * process ends after the report (docs/reading-a-report.md also has the exit
+ * status). No raising entry returns, nothing is cleaned up, streams are not closed
+ * (they are unbuffered, so nothing is lost). All of them may be called on any
+ * thread.
  *
- * What they execute is the instruction `int 9` with the number in rax and
+ * They execute the instruction `int 9` with the number in rax and
  * the NUL-terminated texts for %1 to %6 of the message in r8 to r13. */
 #ifndef TARN_ERRORS_H
 #define TARN_ERRORS_H
@@ -18,8 +19,8 @@
 
 TARN_API_BEGIN
 
-/* Numbers that the library itself raises, of the 449 of docs/errors.md, 0 to
- * 448; a number outside is shown as 0, "Undefined error". */
+/* The numbers that the library itself raises, of the 449 (0 to 448) in
+ * docs/errors.md; any other number is shown as 0, "Undefined error". */
 enum tarn_error {
   /* Call to missing routine - %1 */
   TARN_ERROR_MISSING_ROUTINE = 29,
@@ -75,19 +76,18 @@ TARN_NO_RETURN TARNAPI void __RuntimeError(int number) TARN_SYMBOL("__RuntimeErr
 /* Fortran's form: the number by reference. */
 TARN_NO_RETURN TARNAPI void FAIL(const int* number) TARN_SYMBOL("FAIL_at") TARN_LINK_NAME("FAIL@");
 
-/* As __RuntimeError. Neither sets a text for the message's placeholders: what
- * the registers r8 to r13 hold is taken, and what cannot be read there is
- * shown as "???". */
+/* Like __RuntimeError. Neither sets a text for the message's placeholders: the
+ * values in r8 to r13 are used, and text that cannot be read is shown as "???". */
 TARN_NO_RETURN TARNAPI void ReportErrorNumber(int number) TARN_SYMBOL("ReportErrorNumber_at")
     TARN_LINK_NAME("ReportErrorNumber@");
 
-/* Makes any text a run-time error: 345, whose message is `text` as it stands.
- * A '%' in it means nothing. Shown to at most 1,023 bytes. `length` is the
- * hidden length of Fortran's form and not looked at: `text` ends at its NUL. */
+/* Raises 345 with `text` as its message; '%' has no special meaning. At most 1,023
+ * bytes are shown. `length` is the hidden length of Fortran's form and is ignored:
+ * `text` ends at its NUL. */
 TARN_NO_RETURN TARNAPI void ReportErrorString(const char* text, int64_t length)
     TARN_SYMBOL("ReportErrorString_at") TARN_LINK_NAME("ReportErrorString@");
 
-/* The same with a text formatted by printf's rules, cut at 527 bytes. */
+/* The same with a text formatted as by printf, cut at 527 bytes. */
 TARN_NO_RETURN TARNAPI void text_error(const char* format, ...);
 
 /* Raises 29 for the routine called `name`. */
@@ -95,12 +95,12 @@ TARN_NO_RETURN TARNAPI void __MissingRoutine(const char* name) TARN_SYMBOL("__Mi
 
 /* ---- Related -------------------------------------------------------- */
 
-/* Returns `result`, whatever the others are. */
+/* Returns `result`; the other arguments are ignored. */
 TARNAPI int check_exception(int first, int result, int third);
 
 /* The system's text for its error code, at most 255 bytes, in the system's own
- * wording; "Unknown error" if there is none, or none so short. Lies in one buffer: valid until
- * the next call, by any thread. */
+ * wording; "Unknown error" if there is none, or only a longer one. The text is in a
+ * static buffer: valid until the next call, by any thread. */
 TARNAPI char* nt_error_message(unsigned int code);
 
 TARN_API_END

@@ -1,11 +1,11 @@
 /* Fortran's mathematics: elementary intrinsics, kinds, special functions and
  * dot products, as compiled Fortran calls them. All use the Microsoft x64
- * convention; arguments are addresses, results values. A routine FOO here has
- * the link name "FOO@" unless its comment says otherwise. None of them sets
+ * convention; arguments are passed by address, results by value. A routine FOO here
+ * has the link name "FOO@" unless its comment says otherwise. None of them sets
  * errno, and any thread may call them.
  *
- * Arguments outside a function's domain raise a run-time error (its number
- * stands in parentheses) and end the program through its report. */
+ * Arguments outside a function's domain raise a run-time error (its number is
+ * in parentheses), which ends the program with a report. */
 #ifndef TARN_FORTRAN_MATH_H
 #define TARN_FORTRAN_MATH_H
 
@@ -17,7 +17,7 @@ TARN_API_BEGIN
 
 #define TARN_AT(name) TARN_LINK_NAME(name "@")
 
-/* A complex result fills the first floating-point register whole. */
+/* A complex result fills the whole first floating-point register. */
 typedef float tarn_complex8 __attribute__((vector_size(16)));   /* {re, im, 0, 0} */
 typedef double tarn_complex16 __attribute__((vector_size(16))); /* {re, im} */
 
@@ -35,8 +35,8 @@ TARNAPI double DLOG2(const double* x) TARN_AT("DLOG2");
 TARNAPI float EXP(const float* x) TARN_AT("EXP");
 TARNAPI double DEXP(const double* x) TARN_AT("DEXP");
 
-/* Radians. At and beyond 2^63 the sine, cosine and tangent are the argument
- * itself; of an infinity they are a NaN. */
+/* Angles are in radians. From 2^63 on the sine, cosine and tangent return the
+ * argument itself, and for an infinity a NaN. */
 TARNAPI float SIN(const float* x) TARN_AT("SIN");
 TARNAPI float COS(const float* x) TARN_AT("COS");
 TARNAPI float TAN(const float* x) TARN_AT("TAN");
@@ -74,14 +74,14 @@ TARNAPI double DINT(const double* x) TARN_AT("DINT");
 TARNAPI float ANINT(const float* x) TARN_AT("ANINT");
 TARNAPI double DNINT(const double* x) TARN_AT("DNINT");
 
-/* The nearest integer, halves away from zero: the low 16 or 32 bits of 64.
- * Beyond 64 bits and for a NaN: the processor's invalid operation. */
+/* The nearest integer, halves away from zero: the low 16 or 32 bits of a 64-bit
+ * result. Beyond 64 bits and for a NaN: the processor's invalid operation. */
 TARNAPI short ININT(const float* x) TARN_AT("ININT");
 TARNAPI short IDNIN(const double* x) TARN_AT("IDNIN");
 TARNAPI int JNINT(const float* x) TARN_AT("JNINT");
 TARNAPI int JDNIN(const double* x) TARN_AT("JDNIN");
 
-/* Absolute values; the most negative integer stays as it is. CABS and CDABS
+/* Absolute values; the most negative integer is returned unchanged. CABS and CDABS
  * take {real, imaginary} (171 if finite parts overflow). */
 TARNAPI signed char HABS(const signed char* x) TARN_AT("HABS");
 TARNAPI short IABS(const short* x) TARN_AT("IABS");
@@ -99,7 +99,8 @@ TARNAPI double DIMAG(const double* z) TARN_AT("DIMAG");
 
 /* ---- Kinds ----------------------------------------------------------------
  * The kind for a decimal range p of integers, or -1. The kinds of 1, 2, 4 and 8
- * bytes are numbered 1, 2, 3 and none; 1, 2, 3, 4; or by their bytes. */
+ * bytes are numbered 1, 2, 3 and none by SELECTED_INT_KIND; 1, 2, 3, 4 with KIND1;
+ * and by their bytes with KINDA. */
 TARNAPI int SELECTED_INT_KIND(const int* p) TARN_AT("SELECTED_INT_KIND");
 TARNAPI int SELECTED_INT_KIND1(const int* p) TARN_AT("SELECTED_INT_KIND1");
 TARNAPI int SELECTED_INT_KINDA(const int* p) TARN_AT("SELECTED_INT_KINDA");
@@ -113,9 +114,9 @@ TARNAPI int SELECTED_REAL_KINDA(const int* p, const int* r) TARN_AT("SELECTED_RE
 TARNAPI int CLR_SELECTED_REAL_KIND(const int* p, const int* r) TARN_AT("CLR_SELECTED_REAL_KIND");
 
 /* ---- Special functions ----------------------------------------------------
- * Whatever has no result raises 357: bad arguments, NaNs, overflow, and results
- * without precision. A library built without the SLATEC sources raises 29 for
- * all but the error functions. */
+ * A call without a valid result raises 357: bad arguments, NaNs, overflow, and
+ * results without precision. A library built without the SLATEC sources raises 29
+ * for all but the error functions. */
 
 /* Error function, its complement (0.0 from 26.543 on), exp(x * x) times the
  * complement (1.79e308 below -26.628, 0.0 from 2.53e307 on). */
@@ -140,7 +141,7 @@ TARNAPI double DBESSEL_Y0(const double* x) TARN_AT("DBESSEL_Y0");
 TARNAPI double DBESSEL_Y1(const double* x) TARN_AT("DBESSEL_Y1");
 TARNAPI double DBESSEL_YN(const int* n, const double* x) TARN_AT("DBESSEL_YN");
 
-/* Machine constants of SLATEC, under these very names. D1MACH: 1 the smallest
+/* Machine constants of SLATEC, exported without "@". D1MACH: 1 the smallest
  * magnitude, 2 the largest, 3 and 4 the smallest and largest relative spacing, 5
  * log10 of 2, in the decimal values that its routines were tuned with; 0.0 for
  * another i. I1MACH: 1 to 4 unit numbers of input, output, punch and errors; 5
@@ -157,10 +158,10 @@ TARNAPI void CALERF(const double* x, double* result, const int* selector) TARN_S
 
 /* ---- Dot products -----------------------------------------------------------
  * __dotp8, __dotp4 (contiguous) and __dotp8x, __dotp4x (strides in bytes, which
- * may be negative or 0). They take registers of their own and save fewer than
- * the convention asks for, so C calls them through these forms. For n <= 0 the sum is 0.
- * The sums are in the elements' precision; the contiguous ones are not in
- * element order. */
+ * may be negative or 0). They take their arguments in other registers and preserve
+ * fewer than the convention requires, so C calls them through these forms. For
+ * n <= 0 the sum is 0. The sums are in the elements' precision; the contiguous forms
+ * do not add in element order. */
 #define TARN_DOT_PRODUCT(name, type, routine)                                                  \
   static __inline__ __attribute__((unused)) type name(const type* a, const type* b, int64_t n, \
                                                       int64_t a_stride, int64_t b_stride) {    \

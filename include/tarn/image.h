@@ -3,9 +3,9 @@
  * An image is linked by the ordinary linker and then finished by finish_image,
  * which writes the image's start-up script. The macros of this header leave
  * notes for finish_image in the object file: about common blocks, routines
- * that are bound by name, initialisers and switches. Each stands at file
- * scope, in C or C++, and needs no semicolon's worth of code at run time: the
- * notes themselves are gone from the finished image.
+ * that are bound by name, initialisers and switches. Use them at file
+ * scope, in C or C++. They generate no code, and finish_image removes the
+ * notes from the finished image.
  *
  * Common blocks. A common block is storage that has a name, is shared by all
  * sources of an image that name it, and is listed by __display_common_info.
@@ -15,15 +15,15 @@
  *
  *   int main(void) { settings->limit = 10; ... }
  *
- * `settings` is a pointer of this source file; once the program runs it points
- * to the block. Any number of source files may do the same: blocks of the same
- * name within one image are one block, which has the largest of the sizes
- * given. The program and each DLL have blocks of their own. Names are compared
- * as they are spelled.
+ * `settings` is a pointer local to this source file; once the program runs it
+ * points to the block. Any number of source files may do the same: blocks of the
+ * same name within one image are one block, which has the largest of the sizes
+ * given. The program and each DLL have blocks of their own. Names are
+ * case-sensitive.
  *
- * All of this happens before the first initialiser. The blocks stand in the
- * script in the order in which the linker met their names: source by source as
- * they are linked, and in each as the notes are written.
+ * All of this happens before the first initialiser. The blocks are in the
+ * script in the order in which the linker met their names: by source, in link
+ * order, and within a source in the order of the notes.
  */
 #ifndef TARN_IMAGE_H
 #define TARN_IMAGE_H
@@ -62,21 +62,21 @@ struct tarn_image_note {
 #define TARN_COMMON(pointer, block_name, type) \
   TARN_COMMON_SIZED(pointer, block_name, type, sizeof(type))
 
-/* The same, of `bytes` bytes. A block for which every note says 0 bytes does
- * not come into being: it is not listed, and its pointers are null. */
+/* The same, of `bytes` bytes. A block for which every note says 0 bytes is not
+ * created: it is not listed, and its pointers are null. */
 #define TARN_COMMON_SIZED(pointer, block_name, type, bytes) \
   static type* pointer __attribute__((used));               \
   TARN_NOTE(7, &pointer, block_name, 0, bytes)
 
-/* A further pointer, `offset` bytes into a block that some note of this image
- * describes. The offset lies within the block. */
+/* A further pointer, `offset` bytes into a block that another note of this image
+ * describes. The offset must be within the block. */
 #define TARN_COMMON_MEMBER(pointer, block_name, type, offset)   \
   static type* pointer __attribute__((used)) = (type*)(offset); \
   TARN_NOTE(9, &pointer, block_name, 0, 0)
 
 /* A block with initial values: `object`, a variable of static storage, is
- * registered under the name. There is one such note a block. TARN_COMMON in
- * other sources then means this object, and asks for no more bytes than it
+ * registered under the name. A block may have only one such note. TARN_COMMON in
+ * other sources then means this object, and must not ask for more bytes than it
  * has. It is never filled with 0x80. */
 #define TARN_COMMON_OBJECT(object, block_name) TARN_NOTE(8, &object, block_name, 0, sizeof(object))
 
@@ -93,14 +93,14 @@ struct tarn_image_note {
   static type* pointer __attribute__((used));           \
   TARN_NOTE(16, &pointer, library, routine_name, 0)
 
-/* Calls `void routine(void)` once, before main. In a program the library is up
- * by then; in a DLL it may not be. Initialisers run in the order of their notes
- * after the constructors of C++ and of __attribute__((constructor)). */
+/* Calls `void routine(void)` once, before main. In a program the library is
+ * initialised by then; in a DLL it may not be. Initialisers run in the order of
+ * their notes, after C++ constructors and __attribute__((constructor)). */
 #define TARN_INITIALISER(routine) TARN_NOTE(10, (const void*)(routine), 0, 0, 0)
 
 /* `block` is the image's block of line counters, for __use_profile_data: the
- * number n of lines and n counters, 64 bits each, then the source's path. One
- * a process is remembered. <tarn/profile.h> lays such a block. */
+ * number n of lines and n counters, 64 bits each, then the source's path. Only one
+ * per process is kept. <tarn/profile.h> defines such a block. */
 #define TARN_PROFILE(block) TARN_NOTE(15, &(block), 0, 0, 0)
 
 /* Switches of the whole image: fill allocated blocks with 0x80; refuse to

@@ -1,7 +1,7 @@
 /* Execution profile: how often each line of a source ran.
  *
- * A profiled source has a block of counters, one a line, which the code counts
- * up; at the end the program asks for the report:
+ * A profiled source has a block of counters, one per line, which the code
+ * increments; at the end the program asks for the report:
  *
  *   TARN_PROFILE_SOURCE("primes.cpp", 200)   a source of at most 200 lines
  *
@@ -10,13 +10,13 @@
  *     TARN_COUNT __use_profile_data();
  *   }
  *
- * The report is two files beside the source: primes.PROFILE, a summary with a
- * row a line, and the compiler's listing primes.LIS, rewritten with a count
+ * The report is two files beside the source: primes.PROFILE, a summary with one
+ * row per line, and the compiler's listing primes.LIS, rewritten with a count
  * after each numbered line. A compiler that counts by itself lays out the same
  * block, and passes it on with TARN_PROFILE of <tarn/image.h>.
  *
- * One source a program: the last block that the start-up script names is the
- * one that is reported. Not for several threads at once. */
+ * Only one source per program: the last block that the start-up script names is
+ * reported. Not for several threads at once. */
 #ifndef TARN_PROFILE_H
 #define TARN_PROFILE_H
 
@@ -49,7 +49,7 @@ TARN_API_BEGIN
 #define TARN_PROFILE_REFUSED_UNLESS(condition, text) __extension__ _Static_assert(condition, text);
 #endif
 
-/* A statement: counts the line that it stands on, one of the first `lines`. */
+/* A statement: counts its own line, which must be one of the first `lines`. */
 #define TARN_COUNT                                                     \
   do {                                                                 \
     TARN_NOTE(18, &tarn_profile.counters[__LINE__ - 1], 0, 0, 0)       \
@@ -59,27 +59,29 @@ TARN_API_BEGIN
   (int)sizeof(                     \
       char[__LINE__ <= sizeof tarn_profile.counters / sizeof tarn_profile.counters[0] ? 1 : -1])
 
-/* Writes both files and prints a line for each. Called once, by who ends the
+/* Writes both files and prints a line for each. Call it once, at the end of the
  * program. In the listing a numbered line begins with a space and has a first
  * word of at least four characters, with digits in places 1 and 4 and no ';' in
- * place 3. Its count stands in column 82 or further right: "12,345 Times", or
+ * place 3. Its count is in column 82 or further right: "12,345 Times", or
  * "Never executed"; a line without code, or beyond the block's lines, gets a
- * space and no count. A last line says which ran most, the first of equals.
+ * space and no count. The last line says which line ran most often, the first if
+ * there are several.
  *
- * The source's path ends in a dot and three letters, and becomes the listing's,
- * in the block itself. Does nothing without a block, or with a path of fewer
- * than four characters. A summary that cannot be opened is reported in its line;
- * a listing that cannot be read or rewritten is left out without a word. */
+ * The source's path ends in a dot and three letters; in the block itself it is
+ * changed to the listing's. Does nothing without a block, or with a path of fewer
+ * than four characters. If the summary cannot be opened, its line says so; a
+ * listing that cannot be read or rewritten is skipped silently. */
 TARNAPI void __use_profile_data(void);
 
-/* The summary alone: rows for those of the `n` counters that are not negative. */
+/* Writes only the summary: rows for those of the `n` counters that are not
+ * negative. */
 TARNAPI void generate_profile_summary(const int64_t* counters, int n, const char* file_name);
 
-/* The value with commas, 1234567 as "1,234,567", and at least three characters
+/* The value with commas, 1234567 as "1,234,567", at least three characters
  * wide. Valid until the next call, by any thread. */
 TARNAPI char* num_layout(int64_t value);
 
-/* The first character of the text that is not white space. */
+/* The address of the text's first character that is not white space. */
 TARNAPI char* skip_blanks(const char* text);
 
 TARN_API_END

@@ -15,19 +15,19 @@ TARN_API_BEGIN
 #ifndef TARN_LIBRARY
 /* ---- Process-wide cells --------------------------------------------------
  * This image's pointers to the twelve cells that all images of a process
- * share. Filled by the start-up script before main runs; in a DLL, which has
- * no such step, they stay null: use the routines there. */
+ * share. The start-up script sets them before main runs. In a DLL, which has
+ * no such step, they stay null: use the routines instead. */
 extern void* __runtime_slots[12];
 #endif
 
 /* ---- Configuration ---------------------------------------------------- */
 
 /* A text value of HKEY_CURRENT_USER under `key`, or the environment variable
- * `value` if there is none; null if neither exists. A registry text lies in
- * a static buffer (32,768 bytes; longer counts as missing), an environment
+ * `value` if there is none; null if neither exists. A registry text is in
+ * a static buffer (32,768 bytes; a longer text counts as missing), an environment
  * text is getenv's: each is valid until the next call of its kind, by any
- * thread. On Linux the registry is the file registry in the user's
- * configuration folder tarnley: "[Key\Path]" lines, then "name=value". */
+ * thread. On Linux the registry is the file tarnley/registry in the user's
+ * configuration folder: "[Key\Path]" lines, then "name=value". */
 TARNAPI char* ReadRegAndEnv(const char* key, const char* value);
 
 /* ReadRegAndEnv under the key "Software\Tarnley\Common". */
@@ -35,8 +35,9 @@ TARNAPI char* read_config_key(const char* value);
 
 /* ---- The system ------------------------------------------------------- */
 
-/* Version of a library that has an entry "DllGetVersion": major in the high
- * 16 bits, minor in the low 16; 0 if it cannot be loaded or has none. */
+/* The version that a library's entry "DllGetVersion" reports: major in the high
+ * 16 bits, minor in the low 16; 0 if the library cannot be loaded or has no such
+ * entry. */
 TARNAPI unsigned int GetDllVersion(const char* library);
 
 /* Physical memory in bytes. */
@@ -48,7 +49,7 @@ TARNAPI void GetWinVer(unsigned int* platform_id, unsigned int* major, unsigned 
 /* 1 if the program's image is marked for the graphical subsystem, else 0. */
 TARNAPI int __GetNtWindowsMode(void);
 
-/* The library's version as compiled code tests it: 0x460E. */
+/* The library's version that compiled code tests: 0x460E. */
 TARNAPI int _ncx_lib_version(void);
 
 /* ---- The program ------------------------------------------------------ */
@@ -58,16 +59,15 @@ TARNAPI int _ncx_lib_version(void);
 TARNAPI void GET_PROGRAM_NAME(char* name, int64_t length) TARN_LINK_NAME("GET_PROGRAM_NAME@");
 
 /* Copies the base file name of this library's image, with its NUL, to `name`,
- * which has room for 1,024 bytes. Uses a static buffer: one thread at a time. */
+ * which needs room for 1,024 bytes. Uses a static buffer: one thread at a time. */
 TARNAPI void THIS_MODULE_NAME(char* name);
 
-/* Address of a routine in a library, which is loaded if need be; null if
+/* The address of a routine in a library, which is loaded if necessary; null if
  * either cannot be found. */
 TARNAPI void* ProcessDynt(const char* routine, const char* library);
 
 /* Walks the calling image's start-up script. The system calls it; a second
- * walk does nothing but set the thread's floating-point control. Every image
- * has its own. */
+ * walk only sets the thread's floating-point control. Every image has its own. */
 TARNAPI int __BrackenStartup(void) TARN_SYMBOL("__BrackenStartup");
 
 /* 1 if the processor and the system support AVX, else 0. */
