@@ -19,16 +19,6 @@
 
 namespace crt {
 
-// Set before the first thread is started, or the console may start one for a signal, in a DLL
-// from the beginning; never cleared. Until then nothing needs a lock.
-extern bool has_threads;
-
-// Set in C++ programs, else null. It does not return.
-extern void (*on_uncaught)(EXCEPTION_POINTERS* exception);
-
-// The program's floating-point control, for the calling thread.
-void set_arithmetic();
-
 // Sets errno for a code of the system, GetLastError() if none is named. Result:
 // -1, for routines that return it.
 int fail(DWORD code = GetLastError());

@@ -9,7 +9,9 @@ platform/posix have an order of their own, TARN_POSIX_FOLDERS: a source includes
 of its own folder, and of a lower folder the overview header alone, which has the folder's
 name. Of the system's headers, outside platform/'s back ends, only those that any compiler
 brings without a C library; src/startup/program_support is program code and includes
-include/ as a program does. Prints each include that breaks this; status 1 if there is one."""
+include/ as a program does. crt/ has rooms of its own, TARN_CRT_ROOMS in crt/CMakeLists.txt: a
+source includes headers of its own room, of lower ones and crt.h. Prints each include that breaks
+this; status 1 if there is one."""
 
 import re
 import sys
@@ -20,11 +22,13 @@ FREESTANDING = {"cstddef", "cstdint", "type_traits", "cpuid.h", "emmintrin.h", "
 BACK_ENDS = ("src/platform/windows", "src/platform/posix")
 PROGRAM_PARTS = "src/startup/program_support/"
 POSIX = "src/platform/posix/"
+CRT = ROOT / "crt"
+CRT_NO_ROOMS = {"include", "musl"}  # headers for programs, and for musl's sources
 INCLUDE = re.compile(r'^\s*#\s*include\s+(?:"([^"]+)"|<([^>]+)>)', re.MULTILINE)
 
 
-def listed(name):
-    lists = (ROOT / "src/CMakeLists.txt").read_text()
+def listed(name, folder="src"):
+    lists = (ROOT / folder / "CMakeLists.txt").read_text()
     return re.search(rf"set\({name}\s+([^)]*)\)", lists).group(1).split()
 
 
@@ -60,6 +64,27 @@ def allowed(order, module, header):
     return target in order and order.index(target) < order.index(module)
 
 
+def broken_in_crt():
+    order = ["crt.h"] + listed("TARN_CRT_ROOMS", "crt")
+
+    def room_of(path):
+        return path.relative_to(CRT).parts[0]
+
+    sources = [path for path in sorted(CRT.rglob("*"))
+               if path.suffix in (".cpp", ".h", ".S") and room_of(path) not in CRT_NO_ROOMS]
+    unlisted = {room_of(path) for path in sources} ^ set(order)
+    if unlisted:
+        return [f"crt/{room}: in TARN_CRT_ROOMS or in crt/, not in both" for room in sorted(unlisted)]
+    broken = []
+    for path in sources:
+        reachable = order[:order.index(room_of(path)) + 1]
+        for own, _ in INCLUDE.findall(path.read_text()):
+            header = (path.parent / own).resolve()
+            if own and not (header.is_relative_to(CRT) and room_of(header) in reachable):
+                broken.append(f'{path.relative_to(ROOT)}: "{own}" is not below crt/{room_of(path)}')
+    return broken
+
+
 def main():
     order = listed("TARN_MODULES")
     posix_order = listed("TARN_POSIX_FOLDERS")
@@ -85,6 +110,7 @@ def main():
             public = name.startswith(PROGRAM_PARTS) and system.startswith("tarn/")
             if system and not (back_end or public or system in FREESTANDING):
                 broken.append(f"{name}: <{system}> belongs to a back end of platform/")
+    broken += broken_in_crt()
     print("\n".join(broken) if broken else f"{len(sources)} sources, {len(order)} modules")
     return 1 if broken else 0
 

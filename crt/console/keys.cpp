@@ -5,7 +5,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "../process/lock.h"
+#include "../images/lock.h"
 #include "../streams/stream.h"
 #include "../streams/variadic.h"
 

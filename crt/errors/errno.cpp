@@ -4,13 +4,11 @@
 #include <string.h>
 
 #include "../crt.h"
-#include "../process/shared_block.h"
+#include "../images/lock.h"
+#include "../images/shared_block.h"
 #include "cells.h"
 
 namespace crt {
-
-bool has_threads;
-
 namespace {
 
 int first_cell;

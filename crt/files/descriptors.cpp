@@ -7,7 +7,7 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
-#include "../process/lock.h"
+#include "../images/lock.h"
 
 #undef _fmode
 extern "C" {

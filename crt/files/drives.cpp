@@ -5,7 +5,7 @@
 #include <wchar.h>
 
 #include "../strings/checked.h"
-#include "wide_path.h"
+#include "../strings/utf8.h"
 
 using namespace crt;
 

@@ -6,9 +6,9 @@
 #include <sys/stat.h>
 #include <sys/utime.h>
 
+#include "../strings/utf8.h"
 #include "../time/time.h"
 #include "descriptors.h"
-#include "wide_path.h"
 
 using namespace crt;
 

@@ -2,8 +2,8 @@
 #include <io.h>
 #include <string.h>
 
+#include "../strings/utf8.h"
 #include "../time/time.h"
-#include "wide_path.h"
 
 using namespace crt;
 

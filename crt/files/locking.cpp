@@ -10,8 +10,8 @@
 #include <sys/stat.h>
 
 #include "../strings/checked.h"
+#include "../strings/utf8.h"
 #include "descriptors.h"
-#include "wide_path.h"
 
 using namespace crt;
 

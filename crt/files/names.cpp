@@ -9,8 +9,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "../strings/utf8.h"
 #include "descriptors.h"
-#include "wide_path.h"
 
 using namespace crt;
 

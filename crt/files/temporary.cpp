@@ -7,8 +7,8 @@
 #include <string.h>
 #include <sys/stat.h>
 
+#include "../strings/utf8.h"
 #include "descriptors.h"
-#include "wide_path.h"
 
 using namespace crt;
 

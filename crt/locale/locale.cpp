@@ -6,7 +6,7 @@
 #include <string.h>
 
 #include "../crt.h"
-#include "../files/wide_path.h"
+#include "../strings/utf8.h"
 
 namespace crt {
 

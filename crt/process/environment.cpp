@@ -3,8 +3,8 @@
 #include <string.h>
 
 #include "../crt.h"
-#include "../files/wide_path.h"
 #include "../strings/checked.h"
+#include "../strings/utf8.h"
 #include "variables.h"
 
 using namespace crt;

@@ -5,9 +5,9 @@
 #include <stdlib.h>
 
 #include "../crt.h"
+#include "../images/loaded.h"
 #include "../streams/stream.h"
 #include "../threads/objects.h"
-#include "loaded.h"
 
 CRT_API _onexit_t _onexit(_onexit_t routine) {
   return atexit(reinterpret_cast<void (*)()>(routine)) == 0 ? routine : nullptr;
@@ -24,7 +24,10 @@ CRT_API void _cexit(void) {
 }
 CRT_API void _c_exit(void) {}
 
+// Whichever image calls it, the program ends; of an image whose program is not hosted, its own
+// part.
 CRT_API void exit(int status) {
-  crt::end_program();
+  auto* const end = crt::end_of_program();
+  end ? end() : _cexit();
   ExitProcess(static_cast<UINT>(status));
 }

@@ -6,17 +6,15 @@
 #include <wchar.h>
 
 #include "../crt.h"
-#include "../threads/callbacks.h"
 #include "signals.h"
 
-// Every image has this file, for __chk_fail, and so the calls of its TLS callbacks.
-__attribute__((used)) static void (*const callbacks)(DWORD) = crt::call_callbacks;
-
-namespace crt {
-void (*on_uncaught)(EXCEPTION_POINTERS* exception);
-}
+void (*crt::on_uncaught)(EXCEPTION_POINTERS* exception);
 
 extern "C" {
+// Every image has this file, for __chk_fail, and so image.cpp.
+int tarn_library_entry(void* image, DWORD reason, void* process_ends);
+__attribute__((used)) static auto* const entry = tarn_library_entry;
+
 // Run-time error 345, whose text is the caller's, formatted by the library's printf.
 [[noreturn]] void suite_text_error(const char* format, ...) __asm__("tarn_suite_text_error");
 

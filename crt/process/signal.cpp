@@ -12,6 +12,7 @@
 
 #include "../crt.h"
 #include "../errors/cells.h"
+#include "../numbers/arithmetic.h"
 #include "signals.h"
 
 extern "C" {

@@ -9,8 +9,8 @@
 #include <string.h>
 #include <wchar.h>
 
-#include "../files/wide_path.h"
 #include "../streams/stream.h"
+#include "../strings/utf8.h"
 
 using namespace crt;
 

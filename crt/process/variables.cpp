@@ -3,7 +3,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "shared_block.h"
+#include "../images/shared_block.h"
 
 #undef __p__environ
 

@@ -2,7 +2,7 @@
 #include <string.h>
 #include <wchar.h>
 
-#include "../files/wide_path.h"
+#include "../strings/utf8.h"
 #include "variables.h"
 #include "wide_variables.h"
 

@@ -3,6 +3,7 @@
 #include <stdlib.h>
 
 #include "../crt.h"
+#include "../numbers/arithmetic.h"
 #include "../process/variables.h"
 #include "arguments.h"
 

@@ -6,7 +6,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "../process/lock.h"
+#include "../images/lock.h"
 
 extern "C" void* aligned_alloc(size_t alignment, size_t size);
 

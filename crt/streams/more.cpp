@@ -5,7 +5,7 @@
 #include <string.h>
 #include <wchar.h>
 
-#include "../files/wide_path.h"
+#include "../strings/utf8.h"
 #include "stream.h"
 
 using namespace crt;

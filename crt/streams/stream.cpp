@@ -7,8 +7,8 @@
 #include <string.h>
 #include <sys/stat.h>
 
-#include "../process/loaded.h"
-#include "../process/shared_block.h"
+#include "../images/loaded.h"
+#include "../images/shared_block.h"
 
 // A failure that the library reports, by its number.
 extern "C" [[noreturn]] void __RuntimeError(int number);

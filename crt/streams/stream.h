@@ -13,7 +13,7 @@
 #include <wchar.h>
 
 #include "../files/descriptors.h"
-#include "../process/lock.h"
+#include "../images/lock.h"
 
 namespace crt {
 

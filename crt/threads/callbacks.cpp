@@ -4,8 +4,6 @@
 #define _KERNEL32_  // its DisableThreadLibraryCalls is defined here, not imported
 #include "callbacks.h"
 
-#include "../process/loaded.h"
-
 extern "C" IMAGE_DOS_HEADER __ImageBase;
 
 namespace {
@@ -35,9 +33,3 @@ CRT_API BOOL WINAPI DisableThreadLibraryCalls(HMODULE library) {
   if (library == reinterpret_cast<HMODULE>(&__ImageBase)) crt::listener_of_threads = nullptr;
   return TRUE;
 }
-
-__attribute__((constructor(102))) static void attach() {
-  crt::join_images();
-  crt::call_callbacks(DLL_PROCESS_ATTACH);
-}
-__attribute__((destructor(102))) static void detach() { crt::call_callbacks(DLL_PROCESS_DETACH); }

@@ -8,7 +8,7 @@
 #include <stdlib.h>
 
 #include "../crt.h"
-#include "../process/shared_block.h"
+#include "../images/shared_block.h"
 
 namespace {
 

@@ -5,6 +5,7 @@
 #include <stdlib.h>
 
 #include "../errors/cells.h"
+#include "../numbers/arithmetic.h"
 #include "callbacks.h"
 #include "objects.h"
 #include "system.h"

@@ -5,7 +5,7 @@
 #include <wctype.h>
 
 #include "../crt.h"
-#include "../files/wide_path.h"
+#include "../strings/utf8.h"
 
 CRT_API int wcscoll(const wchar_t* left, const wchar_t* right) { return wcscmp(left, right); }
 CRT_API size_t wcsxfrm(wchar_t* to, const wchar_t* from, size_t size) {

@@ -1,4 +1,5 @@
-// The floating-point control that programs and their threads begin with.
+#include "arithmetic.h"
+
 #include <float.h>
 
 #include "../crt.h"
@@ -10,8 +11,8 @@ extern const int tarn_program_traps;
 
 namespace crt {
 
-// IEEE arithmetic: nothing traps, and small values lose precision gradually. The
-// script has set the suite's arithmetic; each thread begins with this one.
+// The start-up script has set the library's arithmetic. In IEEE arithmetic small values lose
+// precision gradually.
 void set_arithmetic() {
   constexpr unsigned kMxcsrAtStart = 0x1F80;
   constexpr unsigned short kX87AtStart = 0x037F;

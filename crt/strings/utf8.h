@@ -1,5 +1,5 @@
-// A path in wide characters, as the bytes that the system takes: images say in their
-// manifest that these are UTF-8.
+// UTF-8 and UTF-16, whatever the locale is. The bytes that the system takes are UTF-8, as images
+// say in their manifest.
 #pragma once
 
 #include "../crt.h"
@@ -13,6 +13,7 @@ bool to_wide(const char* bytes, wchar_t* wide, size_t size);
 
 constexpr size_t kPathSize = 4096;
 
+// A path in wide characters, as the bytes that the system takes.
 class NarrowPath {
  public:
   explicit NarrowPath(const wchar_t* wide) : valid_(wide && to_utf8(wide, bytes_, sizeof bytes_)) {}

@@ -4,8 +4,8 @@
 #include <string.h>
 #include <wchar.h>
 
-#include "../files/wide_path.h"
-#include "../strings/checked.h"
+#include "checked.h"
+#include "utf8.h"
 
 using namespace crt;
 

@@ -6,6 +6,10 @@
 
 namespace crt {
 
+// Set before the first thread is started, or the console may start one for a signal, in a DLL
+// from the beginning; never cleared. Until then nothing needs a lock.
+extern bool has_threads;
+
 class Lock {
  public:
   void take() {

@@ -1,5 +1,4 @@
-// UTF-8 and UTF-16, whatever the locale is.
-#include "wide_path.h"
+#include "utf8.h"
 
 namespace crt {
 

@@ -1,0 +1,3 @@
+#include "lock.h"
+
+bool crt::has_threads;
