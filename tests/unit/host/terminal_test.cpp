@@ -201,6 +201,11 @@ TEST_F(HostConsole, TheTerminalShowsTheCellsThatAreReadBack) {
   seat.write_past("past\n");
   seat.settle();
   EXPECT_EQ(seat.text_of(3), "dpast");
+  // Terminals differ in how wide a glyph is, but not in how wide ASCII is.
+  seat.write_console("\xC9\xBBx");
+  seat.write_console("yz");
+  seat.settle();
+  EXPECT_TRUE(seat.received.ends_with("╔╗x\x1B[5;4H\x1B[5;4Hyz")) << seat.received;
 }
 
 // ---- The terminal's own ways -------------------------------------------------------
@@ -724,6 +729,13 @@ TEST_F(HostConsole, ThePromptComesOnAFreshLine) {
        2},
       {"text from before is no output", "$ ",
        [](Console& console) { console.write_console("\n\n"); }, 2},
+      {"a piece that is still held", "",
+       [](Console& console) {
+         HoldConsoleOutput(1);
+         console.write_text(0, 0, "one");
+         console.set_cursor(0, 4);
+       },
+       4},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -731,6 +743,7 @@ TEST_F(HostConsole, ThePromptComesOnAFreshLine) {
     seat.cursor();
     c.work(seat);
     restore_terminal();
+    HoldConsoleOutput(0);
     seat.settle();
     EXPECT_EQ(std::pair(seat.column, seat.row), std::pair(0, c.row));
   }

@@ -228,7 +228,7 @@ Bool WriteConsoleOutputA(Handle handle, const CharInfo* from_cells, Coord size, 
     for (int x = region->left; x <= region->right; ++x) set_cell(x, y, line[x - region->left]);
     draw_row(y, region->left, region->right);
   }
-  return return_cursor() ? 1 : 0;
+  return flush_screen() ? 1 : 0;
 }
 
 Bool WriteConsoleA(Handle handle, const void* text, std::uint32_t length, std::uint32_t* written,

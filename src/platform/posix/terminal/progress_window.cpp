@@ -127,7 +127,7 @@ void draw_kept_row() {
   if (row >= screen->size.y) return;
   for (int x = 0; x < screen->size.x; ++x) set_cell(x, row, get_cell(x, row));
   draw_row(row, 0, screen->size.x - 1);
-  return_cursor();
+  flush_screen();
 }
 
 bool open_terminal() {

@@ -57,13 +57,22 @@ bool located;             // the cursor is known, and so is everything else
 bool lost;                // no longer, because of what others did
 bool answers;             // the terminal reports where its cursor is
 bool touched;             // cells or cursor of the terminal were changed
-bool cursor_away;         // the terminal's is not at its place
+bool cursor_away;         // the terminal's may not be at its place
 bool title_kept;
 bool held;           // drawing is put off
 bool size_is_told;   // the window's size need be asked for only after size_changed
 bool size_is_asked;  // since drawing is put off
 bool size_changed;
 int floor_row;  // the last row that has text from before
+
+// Where the terminal's cursor is in its window after what `out` holds. Not known at the start
+// of a piece, as others may have printed, and after a glyph that some terminals show two
+// columns wide. After the last column a terminal waits before it goes on to the next row.
+struct Place {
+  int column, row;
+};
+constexpr Place kUnknownPlace{-1, -1};
+Place place = kUnknownPlace;
 
 bool look(bool* value) { return __atomic_load_n(value, __ATOMIC_ACQUIRE); }
 
@@ -205,6 +214,19 @@ bool step_down() {
 
 void draw_whole_row(int row) { draw_row(row, 0, state.size.x - 1); }
 
+void go_to(int column, int row) {
+  if (place.column != column || place.row != row) out.move_to(column, row);
+  place = {column, row};
+}
+
+// The terminal's window goes up by a row.
+void scroll_window() {
+  const int last = state.window_size.y - 1;
+  if (place.row != last) go_to(0, last);
+  out.put(place.column == 0 ? "\n" : "\r\n");
+  place = {0, last};
+}
+
 // Moves the window so that it shows the row.
 void show_row(int row) {
   if (window_row(row) < 0) {
@@ -220,22 +242,18 @@ void show_row(int row) {
   }
   const int hidden = window_row(row) - (state.window_size.y - 1);
   if (hidden <= 0) return;
-  out.move_to(0, state.window_size.y - 1);
-  for (int i = 0; i < hidden; ++i) out.put("\n");
+  for (int i = 0; i < hidden; ++i) scroll_window();
   state.top += hidden;
   for (int y = row - hidden + 1; y <= row; ++y) {
     if (in_window(y)) draw_whole_row(y);
   }
 }
 
-void move_terminal_cursor() {
-  const int last = state.size.x - 1;
-  out.move_to(state.cursor.x > last ? last : state.cursor.x, window_row(state.cursor.y));
-  cursor_away = false;
-  touched = true;
-}
-
 int at_most(int value, int limit) { return value < limit ? value : limit; }
+
+Place cursor_place() {
+  return {at_most(state.cursor.x, state.size.x - 1), window_row(state.cursor.y)};
+}
 
 // Where the buffer's rows lie, from the terminal's cursor.
 void locate(int column, int row, bool resized) {
@@ -333,6 +351,8 @@ void follow(int descriptor, const void* bytes, std::size_t count, bool sure) {
   pthread_mutex_unlock(&screen_lock);
 }
 
+bool is_ascii(std::uint16_t character) { return character >= ' ' && character < 0x7F; }
+
 bool is_blank(const CharInfo& cell) {
   return (cell.character == ' ' || cell.character == 0) && (cell.attributes & 0xF0) == 0;
 }
@@ -412,6 +432,7 @@ bool use_screen() {
   state.cursor_look = kFirstLook;
   state.text = kPlainAttribute;
   located = lost = touched = cursor_away = title_kept = false;
+  place = kUnknownPlace;
   __atomic_store_n(&in_use, true, __ATOMIC_RELEASE);
   restore_at_every_end();
   return true;
@@ -432,6 +453,7 @@ bool settle_screen() {
   const bool resized = now.x != state.window_size.x || now.y != state.window_size.y;
   if (!unknown && !resized) return true;
   out.flush();
+  place = kUnknownPlace;
   forget_shown();
   state.window_size = now;
   set_columns(now.x);
@@ -473,34 +495,35 @@ void draw_row(int row, int left, int right) {
       ++x;
       continue;
     }
-    out.move_to(x, window_row(row));
+    go_to(x, window_row(row));
     int end = x + 1;  // of what is drawn in one go
     for (int next = end; next <= right && next - end <= kBridge; ++next) {
       if (line[next].unused == kPending) end = next + 1;
       if (line[next].unused == kUnknown) break;
     }
+    bool narrow = true;
     for (; x < end; ++x) {
       out.put_cell(line[x]);
       cell_at(x, row).unused = kShown;
+      narrow = narrow && is_ascii(line[x].character);
     }
+    place = narrow ? Place{end, place.row} : kUnknownPlace;
     touched = cursor_away = true;
   }
 }
 
 void place_cursor(int column, int row) {
   state.cursor = {static_cast<std::int16_t>(column), static_cast<std::int16_t>(row)};
+  touched = cursor_away = true;
   show_row(row);
-  move_terminal_cursor();
 }
 
 void next_row() {
   state.cursor.x = 0;
-  if (step_down()) {
-    out.move_to(0, state.window_size.y - 1);
-    out.put("\n");
-    draw_whole_row(state.cursor.y);
-  }
-  move_terminal_cursor();
+  touched = cursor_away = true;
+  if (!step_down()) return;
+  scroll_window();
+  draw_whole_row(state.cursor.y);
 }
 
 void set_cursor_look(ConsoleCursorInfo look) {
@@ -523,23 +546,19 @@ void set_terminal_title(const char* title) {
 
 bool flush_screen() {
   out.plain();
-  if (held || out.flush()) return true;
+  if (held) return true;
+  if (cursor_away) go_to(cursor_place().column, cursor_place().row);
+  cursor_away = false;
+  place = kUnknownPlace;
+  if (out.flush()) return true;
   fail_by_errno();
   return false;
-}
-
-bool return_cursor() {
-  if (cursor_away && !held) {
-    out.plain();
-    move_terminal_cursor();
-  }
-  return flush_screen();
 }
 
 void hold_screen(bool hold) {
   if (hold != held) size_is_asked = false;
   held = hold;
-  if (!hold && look(&in_use)) return_cursor();
+  if (!hold && look(&in_use)) flush_screen();
 }
 
 void ring_terminal() { out.put("\a"); }
@@ -603,6 +622,8 @@ void finish_screen() {
       const int row = lowest < state.cursor.y ? state.cursor.y : lowest;
       closing.move_to(0, at_most(row - state.top, now.y - 1));
       if (row == lowest) closing.put("\n");
+    } else if (cursor_away) {
+      closing.move_to(cursor_place().column, cursor_place().row);
     }
   }
   closing.flush();

@@ -72,7 +72,7 @@ CharInfo get_cell(int column, int row);
 // Draws what the terminal does not show yet of the row's cells from `left` to
 // `right`. The terminal's cursor is moved.
 void draw_row(int row, int left, int right);
-// Moves the kept cursor, the window if necessary, and the terminal's cursor.
+// Moves the kept cursor and, if necessary, the window.
 void place_cursor(int column, int row);
 // To the start of the next row; on the last one the buffer scrolls.
 void next_row();
@@ -80,13 +80,12 @@ void set_cursor_look(ConsoleCursorInfo look);
 void set_terminal_title(const char* title);
 void ring_terminal();
 void set_text_attributes(std::uint16_t attributes);
-// While held, the two routines below send nothing; what is drawn is sent when
-// the hold ends.
+// While held, the next routine sends nothing; what is drawn is sent when the hold
+// ends.
 void hold_screen(bool hold);
-// Sends everything; false, with the last error, if it did not arrive.
+// Sends everything, with the terminal's cursor at the kept one's place; false, with
+// the last error, if it did not arrive.
 bool flush_screen();
-// The same after drawing: the terminal's cursor goes back to its place first.
-bool return_cursor();
 
 // A descriptor by which the screen's terminal is written, from the first use of
 // its cells to the end; else -1.
