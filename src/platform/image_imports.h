@@ -207,6 +207,9 @@ TARNAPI Bool SetEnvironmentVariableW(const char16_t* name, const char16_t* value
 TARNAPI char16_t* GetEnvironmentStringsW();
 TARNAPI Bool FreeEnvironmentStringsW(char16_t* strings);
 TARNAPI char16_t* GetCommandLineW();
+// Of SHELL32.DLL: the arguments of a command line, in one block of LocalAlloc. Those of an empty
+// line are the program's path. Null, with error 87, without a count.
+TARNAPI char16_t** CommandLineToArgvW(const char16_t* line, std::int32_t* count);
 TARNAPI void GetStartupInfoW(StartupInfo* info);  // which has no texts
 // CreateProcessA takes the flag 0x400, too: then `environment` is in UTF-16.
 TARNAPI Bool CreateProcessW(const char16_t* application, char16_t* command_line,
@@ -306,9 +309,11 @@ TARNAPI Bool MoveFileExA(const char* from, const char* to, std::uint32_t flags);
 TARNAPI Bool MoveFileA(const char* from, const char* to);
 // With the times and the permissions; not onto a file that exists if `only_new`.
 TARNAPI Bool CopyFileA(const char* from, const char* to, Bool only_new);
-// `to`, which exists, becomes `from`. Without a backup: its name is null.
+// `to`, which exists, becomes `from`; what it was becomes `backup`, if that is not null.
 TARNAPI Bool ReplaceFileA(const char* to, const char* from, const char* backup, std::uint32_t flags,
                           void* exclude, void* reserved);
+TARNAPI Bool ReplaceFileW(const char16_t* to, const char16_t* from, const char16_t* backup,
+                          std::uint32_t flags, void* exclude, void* reserved);
 TARNAPI Bool RemoveDirectoryA(const char* path);
 // Another name for a file.
 TARNAPI Bool CreateHardLinkA(const char* path, const char* existing, void* security);

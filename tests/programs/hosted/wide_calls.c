@@ -162,6 +162,63 @@ static void no_console(void) {
   show("no console: write", WriteConsoleW(out, L"x", 1, &count, NULL));
   show(", read", ReadConsoleW(in, wide, 10, &count, NULL));
   show(" ", ReadConsoleA(in, bytes, 10, &count, NULL));
+  BOOL titled = SetConsoleTitleW(L"x");
+  printf(", title %d %d", titled, last() != 0);
+  printf("\n");
+}
+
+typedef LPWSTR*(WINAPI* ToArguments)(LPCWSTR, int*);
+
+static void arguments(void) {
+  ToArguments split = (ToArguments)GetProcAddress(LoadLibraryA("shell32"), "CommandLineToArgvW");
+  static const WCHAR* const lines[] = {L"\"a b\"c d", L"a\\ \"b\\\\\" c\\\"d\" e\" f",
+                                       L"a \"b\"\"c d\" e\"\"\" \"\"", L" a"};
+  for (int i = 0; i < 4; ++i) {
+    int count;
+    LPWSTR* all = split(lines[i], &count);
+    printf("%d", count);
+    for (int at = 0; at < count; ++at) printf(" [%ls]", all[at]);
+    printf(all[count] == NULL ? "\n" : "?\n");
+    LocalFree(all);
+  }
+  show("without count", split(L"a", NULL) != NULL);
+  int count;
+  WCHAR self[300];
+  GetModuleFileNameW(NULL, self, 300);
+  LPWSTR* all = split(L"", &count);
+  printf(", empty %d %d\n", count, wcscmp(all[0], self));
+  LocalFree(all);
+}
+
+static void full_paths(void) {
+  static const WCHAR* const paths[] = {L"C:\\a\\..\\b.txt", L"q:x/y. .", L"d:",
+                                       L"//host/share/a/../b", L"\\\\host\\share"};
+  for (int i = 0; i < 5; ++i) {
+    WCHAR* part = NULL;
+    DWORD length = GetFullPathNameW(paths[i], 300, wide, &part);
+    printf("[%ls] %d %ls%s", wide, length == wcslen(wide), part ? part : L"-", i < 4 ? ", " : "\n");
+  }
+}
+
+static void replaced(void) {
+  char text[10] = "";
+  DWORD count;
+  const WCHAR* const names[] = {L"one.tmp", L"tw\u00f6.tmp"};
+  for (int i = 0; i < 2; ++i) {
+    HANDLE file = CreateFileW(names[i], GENERIC_WRITE, 0, NULL, CREATE_ALWAYS, 0, NULL);
+    WriteFile(file, i == 0 ? "1" : "2", 1, &count, NULL);
+    CloseHandle(file);
+  }
+  show("replaced", ReplaceFileW(names[0], names[1], L"k\u00e9pt.tmp", 0, NULL, NULL));
+  for (int i = 0; i < 2; ++i) {
+    HANDLE file = CreateFileW(i == 0 ? names[0] : L"k\u00e9pt.tmp", GENERIC_READ, 0, NULL,
+                              OPEN_EXISTING, FILE_FLAG_DELETE_ON_CLOSE, NULL);
+    ReadFile(file, text + i, 1, &count, NULL);
+    CloseHandle(file);
+  }
+  printf(" %s", text);
+  show(", gone", GetFileAttributesW(names[1]) != INVALID_FILE_ATTRIBUTES);
+  show(", missing", ReplaceFileW(names[0], names[1], NULL, 0, NULL, NULL));
   printf("\n");
 }
 
@@ -207,6 +264,9 @@ int main(int argc, char** argv) {
   copies();
   objects();
   no_console();
+  arguments();
+  full_paths();
+  replaced();
   children();
   return 0;
 }

@@ -333,6 +333,24 @@ timespec host_time(const FileTime* time) {
 // A standard handle's descriptor may lack the right although the object has it.
 Bool fail_transfer() { return fail(errno == EBADF ? kErrorAccessDenied : windows_code(errno)); }
 
+Bool write_file(Handle file, const void* buffer, std::uint32_t size, std::uint32_t* written,
+                void* overlapped, bool glyphs) {
+  if (written != nullptr) *written = 0;
+  const OpenObject* const object = find_for_transfer(file, &OpenObject::writable);
+  if (object == nullptr) return 0;
+  auto* const place = static_cast<Overlapped*>(overlapped);
+  survive_refused_writes();
+  if (object->screen) send_held_output();
+  std::uint32_t done;
+  const bool all = glyphs ? write_glyphs(object->descriptor, buffer, size, &done)
+                          : write_all(object->descriptor, buffer, size, &done, start_of(place));
+  if (written != nullptr) *written = done;
+  if (!all) return fail_transfer();
+  finish_transfer(object->descriptor, place, done);
+  if (object->screen && !glyphs) follow_output(object->descriptor, buffer, done);
+  return 1;
+}
+
 }  // namespace
 
 // An open for access to anything but the data makes no claim, as the sharing
@@ -465,20 +483,31 @@ Bool ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* deli
 // Writes all of the bytes, or fails with the count of those that were written.
 Bool WriteFile(Handle file, const void* buffer, std::uint32_t size, std::uint32_t* written,
                void* overlapped) {
-  if (written != nullptr) *written = 0;
-  const OpenObject* const object = find_for_transfer(file, &OpenObject::writable);
-  if (object == nullptr) return 0;
-  auto* const place = static_cast<Overlapped*>(overlapped);
-  survive_refused_writes();
-  if (object->screen) send_held_output();
-  std::uint32_t done;
-  const bool all = object->code_page
-                       ? write_glyphs(object->descriptor, buffer, size, &done)
-                       : write_all(object->descriptor, buffer, size, &done, start_of(place));
+  const OpenObject* const object = find_handle(file, HandleKind::kFile);
+  return write_file(file, buffer, size, written, overlapped, object && object->code_page);
+}
+
+// Whatever code page the handle has for bytes.
+Bool WriteConsoleW(Handle handle, const void* text, std::uint32_t length, std::uint32_t* written,
+                   void*) {
+  constexpr std::uint32_t kPart = 1024, kLongest = 3;  // bytes of one char16_t
+  const auto* const from = static_cast<const char16_t*>(text);
+  std::uint32_t done = 0, mode;
+  if (!GetConsoleMode(handle, &mode)) return 0;
+  while (done < length) {
+    char bytes[kPart * kLongest];
+    std::uint32_t part = length - done < kPart ? length - done : kPart;
+    const bool splits = part == kPart && part > 1 && (from[done + part - 1] & 0xFC00) == 0xD800;
+    if (splits) --part;
+    const std::int32_t size =
+        WideCharToMultiByte(kUtf8, 0, from + done, static_cast<std::int32_t>(part), bytes,
+                            sizeof bytes, nullptr, nullptr);
+    if (!write_file(handle, bytes, static_cast<std::uint32_t>(size), nullptr, nullptr, false)) {
+      return 0;
+    }
+    done += part;
+  }
   if (written != nullptr) *written = done;
-  if (!all) return fail_transfer();
-  finish_transfer(object->descriptor, place, done);
-  if (object->screen && !object->code_page) follow_output(object->descriptor, buffer, done);
   return 1;
 }
 

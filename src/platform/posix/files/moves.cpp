@@ -130,9 +130,14 @@ Bool MoveFileA(const char* from, const char* to) { return MoveFileExA(from, to, 
 
 Bool ReplaceFileA(const char* to, const char* from, const char* backup, std::uint32_t, void*,
                   void*) {
-  if (backup != nullptr) return fail(kErrorNotSupported);
+  if (GetFileAttributesA(from) == kInvalidAttributes) return 0;
   if (GetFileAttributesA(to) == kInvalidAttributes) return 0;
-  return MoveFileExA(from, to, kMoveReplaces);
+  if (backup == nullptr) return MoveFileExA(from, to, kMoveReplaces);
+  if (!MoveFileExA(to, backup, kMoveReplaces)) return 0;
+  if (MoveFileExA(from, to, kMoveReplaces)) return 1;
+  const std::uint32_t reason = GetLastError();
+  MoveFileExA(backup, to, kMoveReplaces);
+  return fail(reason);
 }
 
 Bool CreateHardLinkA(const char* path, const char* existing, void*) {
@@ -154,14 +159,47 @@ Bool RemoveDirectoryA(const char* path) {
   return fail_on_path(host);
 }
 
+namespace {
+
+// The length of a drive that the host has not, or of another machine's name and folder, at the
+// start of a path; or 0.
+std::size_t foreign_root(const char* path) {
+  if (has_drive(path)) return (path[0] | 0x20) == 'z' ? 0 : 2;
+  const bool names_machine = is_separator(path[0]) && is_separator(path[1]) && path[2] != '\0' &&
+                             strchr("?./\\", path[2]) == nullptr;
+  if (!names_machine) return 0;
+  const std::size_t machine = 2 + strcspn(path + 2, "\\/");
+  return path[machine] == '\0' ? machine : machine + 1 + strcspn(path + machine + 1, "\\/");
+}
+
+// Nothing is known of such a folder, so a path on a drive is from its root.
+bool full_foreign_path(const char* path, std::size_t root, char (&whole)[kPathSize + 2]) {
+  char inner[kPathSize] = "\\", host[kPathSize], found[kPathSize + 2];
+  const char* rest = path + root;
+  const bool is_bare = *rest == '\0' && !has_drive(path);
+  rest += strspn(rest, "\\/");
+  if (strlen(path) + 2 >= kPathSize) return fail(kErrorFileNameTooLong);
+  strcpy(inner + 1, rest);
+  if (!translate_path(inner, host) || !to_program_path(host, found, sizeof found)) return false;
+  for (std::size_t i = 0; i < root; ++i) whole[i] = path[i] == '/' ? '\\' : path[i];
+  strcpy(whole + root, is_bare ? "" : found + 2);
+  return true;
+}
+
+bool full_path(const char* path, char (&whole)[kPathSize + 2]) {
+  if (path == nullptr || *path == '\0') return fail(kErrorInvalidName);
+  const std::size_t root = foreign_root(path);
+  if (root != 0) return full_foreign_path(path, root, whole);
+  char host[kPathSize];
+  return translate_path(path, host) && to_program_path(host, whole, sizeof whole);
+}
+
+}  // namespace
+
 std::uint32_t GetFullPathNameA(const char* path, std::uint32_t size, char* buffer,
                                char** file_part) {
-  char host[kPathSize], whole[kPathSize + 2];
-  if (path == nullptr || *path == '\0' || !translate_path(path, host) ||
-      !to_program_path(host, whole, sizeof whole)) {
-    if (path == nullptr || *path == '\0') SetLastError(kErrorInvalidName);
-    return 0;
-  }
+  char whole[kPathSize + 2];
+  if (!full_path(path, whole)) return 0;
   const std::size_t length = strlen(whole);
   if (length >= size || buffer == nullptr) return static_cast<std::uint32_t>(length + 1);
   memcpy(buffer, whole, length + 1);

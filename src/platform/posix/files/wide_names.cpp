@@ -63,6 +63,14 @@ Bool MoveFileExW(const char16_t* from, const char16_t* to, std::uint32_t flags) 
          MoveFileExA(old_name, new_name, flags);
 }
 
+Bool ReplaceFileW(const char16_t* to, const char16_t* from, const char16_t* backup,
+                  std::uint32_t flags, void* exclude, void* reserved) {
+  char target[kPathSize], source[kPathSize], kept[kPathSize];
+  return to_narrow(to, target) && to_narrow(from, source) &&
+         (backup == nullptr || to_narrow(backup, kept)) &&
+         ReplaceFileA(target, source, backup != nullptr ? kept : nullptr, flags, exclude, reserved);
+}
+
 Bool CreateHardLinkW(const char16_t* path, const char16_t* existing, void* security) {
   char new_name[kPathSize], old_name[kPathSize];
   return to_narrow(path, new_name) && to_narrow(existing, old_name) &&

@@ -73,7 +73,9 @@ int offer(const char* name, void* (*find)(const char*)) {
 constexpr struct {
   const char* name;
   void* (*find)(const char* name);
-} kOnDemand[] = {{"BCRYPT.DLL", &find_bcrypt_routine}, {"ADVAPI32.DLL", &find_advapi_routine}};
+} kOnDemand[] = {{"BCRYPT.DLL", &find_bcrypt_routine},
+                 {"ADVAPI32.DLL", &find_advapi_routine},
+                 {"SHELL32.DLL", &find_shell_routine}};
 
 std::uint32_t no_length(std::uint32_t code) {
   SetLastError(code);

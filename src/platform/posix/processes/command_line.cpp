@@ -63,6 +63,74 @@ char* read_arguments(std::size_t* size) {
   return bytes;
 }
 
+// Counts the arguments of a line and their characters, or writes them too.
+struct WideSplit {
+  char16_t** arguments;  // null: only counts
+  char16_t* to;
+  std::int32_t count = 0;
+  std::size_t characters = 0;
+
+  void begin() {
+    if (arguments) arguments[count] = to + characters;
+    ++count;
+  }
+  void put(char16_t character, std::size_t times = 1) {
+    for (; times > 0; --times) {
+      if (arguments) to[characters] = character;
+      ++characters;
+    }
+  }
+
+  // The program's name has no escapes, and ends with its quote.
+  void take(const char16_t* line) {
+    begin();
+    const bool quoted = *line == u'"';
+    if (quoted) ++line;
+    for (; *line && !(quoted ? *line == u'"' : is_blank(*line)); ++line) put(*line);
+    put(0);
+    if (quoted && *line) ++line;
+    for (;;) {
+      while (is_blank(*line)) ++line;
+      if (!*line) return;
+      begin();
+      line = take_one(line);
+      put(0);
+    }
+  }
+
+  // Two quotes within a quoted part are a plain one, and end the part.
+  const char16_t* take_one(const char16_t* line) {
+    bool quoted = false;
+    for (; *line && (quoted || !is_blank(*line)); ++line) {
+      std::size_t backslashes = 0;
+      while (line[backslashes] == u'\\') ++backslashes;
+      line += backslashes;
+      if (*line != u'"') {
+        put(u'\\', backslashes);
+        if (backslashes > 0) {
+          --line;
+        } else {
+          put(*line);
+        }
+        continue;
+      }
+      put(u'\\', backslashes / 2);
+      if (backslashes % 2 != 0) {
+        put(u'"');
+      } else if (quoted && line[1] == u'"') {
+        put(u'"');
+        ++line;
+        quoted = false;
+      } else {
+        quoted = !quoted;
+      }
+    }
+    return line;
+  }
+
+  static bool is_blank(char16_t character) { return character == u' ' || character == u'\t'; }
+};
+
 // For a process without a program image, such as a unit test.
 void make_host_command_line() {
   program_command_line = empty_line;
@@ -126,6 +194,32 @@ char16_t* GetCommandLineW() {
     wide_line = wide;
   });
   return wide_line;
+}
+
+char16_t** CommandLineToArgvW(const char16_t* line, std::int32_t* count) {
+  if (count == nullptr) {
+    fail(kErrorInvalidParameter);
+    return nullptr;
+  }
+  char path[kPathSize + 2];
+  char16_t own[kPathSize + 4];
+  if (*line == 0) {
+    own[0] = u'"';  // it may have blanks
+    GetModuleFileNameA(nullptr, path, sizeof path);
+    put_wide(path, own + 1, kPathSize + 2);
+    line = own;
+  }
+  WideSplit measured = {nullptr, nullptr};
+  measured.take(line);
+  const std::size_t table = (static_cast<std::size_t>(measured.count) + 1) * sizeof(char16_t*);
+  auto** const arguments =
+      static_cast<char16_t**>(LocalAlloc(0, table + measured.characters * sizeof(char16_t)));
+  if (arguments == nullptr) return nullptr;
+  WideSplit filled = {arguments, reinterpret_cast<char16_t*>(arguments + measured.count + 1)};
+  filled.take(line);
+  arguments[filled.count] = nullptr;
+  *count = filled.count;
+  return arguments;
 }
 
 }  // namespace tarn::platform

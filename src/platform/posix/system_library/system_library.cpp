@@ -29,7 +29,7 @@ void* find_system_routine(const char* name) {
   return nullptr;
 }
 
-// What images may have of other DLLs: random bytes, for portable programs.
+// What images may have of other DLLs: random bytes, for portable programs, and arguments.
 void* find_bcrypt_routine(const char* name) {
   return strcmp(name, "BCryptGenRandom") == 0 ? reinterpret_cast<void*>(&BCryptGenRandom) : nullptr;
 }
@@ -48,6 +48,11 @@ void* find_advapi_routine(const char* name) {
     if (strcmp(name, row.name) == 0) return row.routine;
   }
   return nullptr;
+}
+
+void* find_shell_routine(const char* name) {
+  return strcmp(name, "CommandLineToArgvW") == 0 ? reinterpret_cast<void*>(&CommandLineToArgvW)
+                                                 : nullptr;
 }
 
 }  // namespace tarn::platform

@@ -317,7 +317,7 @@ std::uint32_t GetConsoleTitleA(char* to, std::uint32_t size) {
 
 Bool SetConsoleTitleA(const char* text) {
   const ScreenLock lock;
-  if (select_any_screen() == nullptr) return 0;
+  if (select_any_screen() == nullptr) return fail(kErrorInvalidHandle);
   const std::size_t length = strnlen(text, kTitleSize - 1);
   memcpy(title, text, length);
   title[length] = '\0';

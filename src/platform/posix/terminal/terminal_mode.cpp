@@ -259,27 +259,6 @@ Bool GetConsoleMode(Handle handle, std::uint32_t* mode) {
   return 1;
 }
 
-Bool WriteConsoleW(Handle handle, const void* text, std::uint32_t length, std::uint32_t* written,
-                   void*) {
-  constexpr std::uint32_t kPart = 1024, kLongest = 3;  // bytes of one char16_t
-  const auto* const from = static_cast<const char16_t*>(text);
-  std::uint32_t done = 0, mode;
-  if (!GetConsoleMode(handle, &mode)) return 0;
-  while (done < length) {
-    char bytes[kPart * kLongest];
-    std::uint32_t part = length - done < kPart ? length - done : kPart;
-    const bool splits = part == kPart && part > 1 && (from[done + part - 1] & 0xFC00) == 0xD800;
-    if (splits) --part;
-    const std::int32_t size =
-        WideCharToMultiByte(kUtf8, 0, from + done, static_cast<std::int32_t>(part), bytes,
-                            sizeof bytes, nullptr, nullptr);
-    if (!WriteFile(handle, bytes, static_cast<std::uint32_t>(size), nullptr, nullptr)) return 0;
-    done += part;
-  }
-  if (written != nullptr) *written = done;
-  return 1;
-}
-
 Bool ReadConsoleA(Handle handle, void* text, std::uint32_t size, std::uint32_t* read, void*) {
   std::uint32_t mode;
   return GetConsoleMode(handle, &mode) && ReadFile(handle, text, size, read, nullptr);
