@@ -4,10 +4,12 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <wchar.h>
 
 #include "../images/lock.h"
 #include "../streams/stream.h"
 #include "../streams/variadic.h"
+#include "../strings/checked.h"
 
 using namespace crt;
 
@@ -60,6 +62,15 @@ bool codes_of(const INPUT_RECORD& record, int* first, int* second) {
   return false;
 }
 
+bool read_one(char* to) {
+  DWORD count;
+  return ReadConsoleA(keyboard(), to, 1, &count, nullptr) && count == 1;
+}
+bool read_one(wchar_t* to) {
+  DWORD count;
+  return ReadConsoleW(keyboard(), to, 1, &count, nullptr) && count == 1;
+}
+
 DWORD mode_of_lines;  // while the program polls, else 0
 
 // Until the program reads, the console neither echoes keys nor keeps them for a line.
@@ -76,7 +87,59 @@ __attribute__((destructor)) void end_polling() {
   mode_of_lines = 0;
 }
 
+// The console echoes what is typed until Enter. What does not fit begins the next line. Result:
+// false, and an empty line, without a console or at the end of its input.
+wint_t kept;
+
+template <class Char>
+bool read_line(Char* to, size_t size, size_t* length) {
+  const Locked locked(console_lock);
+  end_polling();
+  flush_all();
+  *length = 0;
+  for (Char next;;) {
+    if (kept) {
+      next = static_cast<Char>(kept);
+      kept = 0;
+    } else if (!read_one(&next)) {
+      to[*length] = 0;
+      return *length > 0;
+    }
+    if (next == '\r') continue;
+    if (next == '\n') break;
+    if (*length + 1 == size) {
+      kept = static_cast<wint_t>(sizeof(Char) == 1 ? next & 0xFF : next);
+      break;
+    }
+    to[(*length)++] = next;
+  }
+  to[*length] = 0;
+  return true;
+}
+
 }  // namespace
+
+CRT_API errno_t _cgets_s(char* line, size_t size, size_t* length) {
+  if (!line || size == 0 || !length) return refuse(line, size, EINVAL);
+  return read_line(line, size, length) ? 0 : EOF;
+}
+CRT_API errno_t _cgetws_s(wchar_t* line, size_t size, size_t* length) {
+  if (!line || size == 0 || !length) return refuse(line, size, EINVAL);
+  return read_line(line, size, length) ? 0 : EOF;
+}
+// The first element is the room of the line, which comes after the second, its length.
+CRT_API char* _cgets(char* block) {
+  size_t length = 0;
+  const errno_t error = _cgets_s(block + 2, static_cast<unsigned char>(block[0]), &length);
+  block[1] = static_cast<char>(length);
+  return error == 0 ? block + 2 : nullptr;
+}
+CRT_API wchar_t* _cgetws(wchar_t* block) {
+  size_t length = 0;
+  const errno_t error = _cgetws_s(block + 2, block[0], &length);
+  block[1] = static_cast<wchar_t>(length);
+  return error == 0 ? block + 2 : nullptr;
+}
 
 CRT_API int _getch(void) {
   const Locked locked(console_lock);
@@ -148,4 +211,32 @@ CRT_API int console_vprintf(const char* format, va_list arguments) {
 }
 CRT_API int console_printf(const char* format, ...) {
   ARGUMENTS(format, console_vprintf(format, arguments));
+}
+
+CRT_API int _cputws(const wchar_t* text) {
+  const Locked locked(console_lock);
+  DWORD written;
+  flush_all();
+  return WriteConsoleW(screen(), text, static_cast<DWORD>(wcslen(text)), &written, nullptr) ? 0
+                                                                                            : -1;
+}
+CRT_API wint_t _putwch(wchar_t character) {
+  const wchar_t text[2] = {character, 0};
+  return _cputws(text) == 0 ? character : WEOF;
+}
+CRT_API int _vcwprintf(const wchar_t* format, va_list arguments) {
+  va_list again;
+  va_copy(again, arguments);
+  const int length = _vscwprintf(format, again);
+  va_end(again);
+  const size_t size = static_cast<size_t>(length) + 1;
+  auto* const text = length < 0 ? nullptr : static_cast<wchar_t*>(malloc(size * sizeof(wchar_t)));
+  if (!text) return -1;
+  _vsnwprintf(text, size, format, arguments);
+  const int result = _cputws(text);
+  free(text);
+  return result == 0 ? length : -1;
+}
+CRT_API int _cwprintf(const wchar_t* format, ...) {
+  ARGUMENTS(format, _vcwprintf(format, arguments));
 }

@@ -69,3 +69,30 @@ CRT_API errno_t _searchenv_s(const char* name, const char* variable, char* to, s
 CRT_API void _searchenv(const char* name, const char* variable, char* to) {
   _searchenv_s(name, variable, to, _MAX_PATH);
 }
+
+CRT_API wchar_t* _wgetdcwd(int drive, wchar_t* buffer, int size) {
+  char narrow[kPathSize];
+  wchar_t wide[kPathSize];
+  if (!_getdcwd(drive, narrow, sizeof narrow) || !to_wide(narrow, wide, kPathSize)) return nullptr;
+  const size_t needed = wcslen(wide) + 1;
+  if (buffer && (size <= 0 || needed > static_cast<size_t>(size))) {
+    errno = ERANGE;
+    return nullptr;
+  }
+  return buffer ? wcscpy(buffer, wide) : _wcsdup(wide);
+}
+CRT_API errno_t _wsearchenv_s(const wchar_t* name, const wchar_t* variable, wchar_t* to,
+                              size_t size) {
+  char narrow[kPathSize];
+  wchar_t wide[kPathSize];
+  const NarrowPath narrow_name(name ? name : L""), narrow_variable(variable ? variable : L"");
+  if (!narrow_name.valid() || !narrow_variable.valid()) return refuse(to, size, errno);
+  const errno_t error = _searchenv_s(name ? static_cast<const char*>(narrow_name) : nullptr,
+                                     narrow_variable, narrow, sizeof narrow);
+  if (error != 0) return refuse(to, size, error);
+  return to_wide(narrow, wide, kPathSize) ? copy_checked(to, size, 0, wide)
+                                          : refuse(to, size, errno);
+}
+CRT_API void _wsearchenv(const wchar_t* name, const wchar_t* variable, wchar_t* to) {
+  _wsearchenv_s(name, variable, to, _MAX_PATH);
+}

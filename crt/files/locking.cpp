@@ -86,3 +86,11 @@ CRT_API errno_t tmpnam_s(char* to, size_t size) {
   char name[L_tmpnam + 16];
   return tmpnam(name) ? copy_checked(to, size, 0, name) : refuse(to, size, errno);
 }
+CRT_API errno_t _wmktemp_s(wchar_t* form, size_t size) {
+  if (!form || length_within(form, size) == size) return refuse(form, size, EINVAL);
+  return _wmktemp(form) ? 0 : refuse(form, size, errno);
+}
+CRT_API errno_t _wtmpnam_s(wchar_t* to, size_t size) {
+  wchar_t name[L_tmpnam + 16];
+  return _wtmpnam(name) ? copy_checked(to, size, 0, name) : refuse(to, size, errno);
+}

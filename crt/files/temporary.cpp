@@ -6,6 +6,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <wchar.h>
 
 #include "../strings/utf8.h"
 #include "descriptors.h"
@@ -110,4 +111,12 @@ CRT_API char* _mktemp(char* form) {
   }
   fail_with(EEXIST);
   return nullptr;
+}
+CRT_API wchar_t* _wmktemp(wchar_t* form) {
+  char narrow[kPathSize];
+  const size_t length = wcslen(form);
+  if (!to_utf8(form, narrow, sizeof narrow) || !_mktemp(narrow)) return nullptr;
+  const char* const letters = narrow + strlen(narrow) - 6;
+  for (size_t i = 0; i < 6; ++i) form[length - 6 + i] = static_cast<wchar_t>(letters[i]);
+  return form;
 }

@@ -27,15 +27,20 @@ constexpr size_t kLists = 1024;
 Header* lists[kLists];
 Lock lists_lock;
 
-Header* header_of(void* aligned) { return static_cast<Header*>(aligned) - 1; }
+// The block need not be where a pointer may be: what is aligned may lie within it.
+Header* header_of(void* aligned) {
+  const auto address = reinterpret_cast<uintptr_t>(aligned) & -alignof(Header);
+  return reinterpret_cast<Header*>(address) - 1;
+}
 
 Header** list_of(const void* aligned) {
   const auto address = reinterpret_cast<uintptr_t>(aligned);
   return &lists[(address / kAlignmentOfMalloc * 0x9E3779B97F4A7C15u) >> 54];
 }
 
-void* allocate(size_t size, size_t alignment) {
-  if (alignment == 0 || (alignment & (alignment - 1)) != 0) {
+// The byte at `offset` of the block is the one that is aligned.
+void* allocate(size_t size, size_t alignment, size_t offset = 0) {
+  if (alignment == 0 || (alignment & (alignment - 1)) != 0 || (offset != 0 && offset >= size)) {
     errno = EINVAL;
     return nullptr;
   }
@@ -47,8 +52,8 @@ void* allocate(size_t size, size_t alignment) {
   }
   void* const block = malloc(whole);
   if (!block) return nullptr;
-  const auto first = reinterpret_cast<uintptr_t>(block) + sizeof(Header) + alignment - 1;
-  void* const aligned = reinterpret_cast<void*>(first & ~(alignment - 1));
+  const auto first = reinterpret_cast<uintptr_t>(block) + sizeof(Header) + offset + alignment - 1;
+  void* const aligned = reinterpret_cast<void*>((first & ~(alignment - 1)) - offset);
   *header_of(aligned) = {block, size, nullptr, nullptr};
   return aligned;
 }
@@ -91,34 +96,44 @@ CRT_API void* aligned_alloc(size_t alignment, size_t size) {
   return aligned;
 }
 
-CRT_API void* _aligned_malloc(size_t size, size_t alignment) { return allocate(size, alignment); }
+CRT_API void* _aligned_offset_malloc(size_t size, size_t alignment, size_t offset) {
+  return allocate(size, alignment, offset);
+}
 
 CRT_API void _aligned_free(void* aligned) {
   if (aligned) free(header_of(aligned)->block);
 }
 
-CRT_API void* _aligned_realloc(void* aligned, size_t size, size_t alignment) {
-  if (!aligned) return _aligned_malloc(size, alignment);
+CRT_API void* _aligned_offset_realloc(void* aligned, size_t size, size_t alignment, size_t offset) {
+  if (!aligned) return allocate(size, alignment, offset);
   if (size == 0) {
     _aligned_free(aligned);
     return nullptr;
   }
-  void* const moved = _aligned_malloc(size, alignment);
+  void* const moved = allocate(size, alignment, offset);
   if (!moved) return nullptr;
   const size_t before = header_of(aligned)->size;
   memcpy(moved, aligned, before < size ? before : size);
   _aligned_free(aligned);
   return moved;
 }
-CRT_API void* _aligned_recalloc(void* aligned, size_t count, size_t size, size_t alignment) {
+CRT_API void* _aligned_offset_recalloc(void* aligned, size_t count, size_t size, size_t alignment,
+                                       size_t offset) {
   size_t total;
   if (__builtin_mul_overflow(count, size, &total)) {
     errno = ENOMEM;
     return nullptr;
   }
   const size_t before = aligned ? header_of(aligned)->size : 0;
-  void* const moved = _aligned_realloc(aligned, total, alignment);
+  void* const moved = _aligned_offset_realloc(aligned, total, alignment, offset);
   if (moved && total > before) memset(static_cast<char*>(moved) + before, 0, total - before);
   return moved;
+}
+CRT_API void* _aligned_malloc(size_t size, size_t alignment) { return allocate(size, alignment); }
+CRT_API void* _aligned_realloc(void* aligned, size_t size, size_t alignment) {
+  return _aligned_offset_realloc(aligned, size, alignment, 0);
+}
+CRT_API void* _aligned_recalloc(void* aligned, size_t count, size_t size, size_t alignment) {
+  return _aligned_offset_recalloc(aligned, count, size, alignment, 0);
 }
 CRT_API size_t _aligned_msize(void* aligned, size_t, size_t) { return header_of(aligned)->size; }

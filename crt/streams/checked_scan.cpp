@@ -204,3 +204,10 @@ CRT_API int fwscanf_s(FILE* file, const wchar_t* format, ...) {
 CRT_API int swscanf_s(const wchar_t* string, const wchar_t* format, ...) {
   ARGUMENTS(format, scan_wide_string(string, format, arguments));
 }
+
+SCAN_WITH_LOCALE(char, (), (stdin, ), _scanf_s_l, scan_file)
+SCAN_WITH_LOCALE(char, (FILE * file, ), (file, ), _fscanf_s_l, scan_file)
+SCAN_WITH_LOCALE(char, (const char* string, ), (string, ), _sscanf_s_l, scan_string)
+SCAN_WITH_LOCALE(wchar_t, (), (stdin, ), _wscanf_s_l, scan_wide_file)
+SCAN_WITH_LOCALE(wchar_t, (FILE * file, ), (file, ), _fwscanf_s_l, scan_wide_file)
+SCAN_WITH_LOCALE(wchar_t, (const wchar_t* string, ), (string, ), _swscanf_s_l, scan_wide_string)

@@ -52,6 +52,10 @@ CRT_API int _setmaxstdio(int most) {
   return most >= 20 && most <= kMostDescriptors ? most : fail_with(EINVAL);
 }
 
+// Exponents have two digits, as ISO C says, whatever the program asks for.
+CRT_API unsigned _get_output_format(void) { return _TWO_DIGIT_EXPONENT; }
+CRT_API unsigned _set_output_format(unsigned) { return _TWO_DIGIT_EXPONENT; }
+
 CRT_API FILE* _wfdopen(int number, const wchar_t* mode) {
   return with_mode(mode, [=](const char* narrow) { return _fdopen(number, narrow); });
 }

@@ -45,6 +45,11 @@ extern const unsigned short* const pctype __asm__("_pctype") = kTable.classes + 
 const unsigned short* __pctype_func(void) { return pctype; }
 int _isctype(int character, int bits) { return has(character, bits); }
 
+int(__isascii)(int c) { return static_cast<unsigned>(c) < 0x80; }
+int(__toascii)(int c) { return c & 0x7F; }
+int(__iscsymf)(int c) { return c == '_' || has(c, _UPPER | _LOWER); }
+int(__iscsym)(int c) { return c == '_' || has(c, _UPPER | _LOWER | _DIGIT); }
+
 int(isupper)(int c) { return has(c, _UPPER); }
 int(islower)(int c) { return has(c, _LOWER); }
 int(isalpha)(int c) { return has(c, _UPPER | _LOWER); }

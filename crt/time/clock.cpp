@@ -42,6 +42,7 @@ CRT_API clock_t clock(void) {
 }
 
 CRT_API errno_t _ftime64_s(struct __timeb64* result) {
+  if (!result) return errno = EINVAL;
   const long long units = units_of(now());
   const ZoneOffset zone = zone_offset(seconds_of(now()));
   result->time = units / kUnitsPerSecond - kSecondsFrom1601To1970;

@@ -4,6 +4,7 @@
 #include <wchar.h>
 
 #include "../streams/stream.h"
+#include "../strings/checked.h"
 
 using namespace crt;
 
@@ -101,6 +102,22 @@ CRT_API wchar_t* fgetws(wchar_t* line, int size, FILE* file) {
   *next = 0;
   return line;
 }
+
+// A line that does not fit is read to its end, and the result is null.
+CRT_API wchar_t* _getws_s(wchar_t* line, size_t size) {
+  if (!line || size == 0) return refuse(line, size, EINVAL), nullptr;
+  Stream& stream = stream_of(stdin);
+  const Locked locked(stream.lock);
+  size_t length = 0;
+  wint_t character;
+  while ((character = get_wide(stream)) != WEOF && character != L'\n') {
+    if (length < size) line[length++] = character;
+  }
+  if (length == size) return refuse(line, size, ERANGE), nullptr;
+  line[length] = 0;
+  return character == WEOF && length == 0 ? nullptr : line;
+}
+CRT_API wchar_t* _getws(wchar_t* line) { return _getws_s(line, SIZE_MAX); }
 
 CRT_API int fputws(const wchar_t* string, FILE* file) {
   Stream& stream = stream_of(file);

@@ -1,5 +1,5 @@
-/* Keys of a hosted program, waited for and asked for; then a line. Nothing is echoed but
- * what _getche reads. */
+/* Keys of a hosted program, waited for and asked for; then lines. Nothing is echoed but
+ * what _getche reads, and the lines. */
 #include <conio.h>
 #include <stdio.h>
 #include <windows.h>
@@ -17,4 +17,11 @@ int main(void) {
   printf(" %d %d, %d, %d %d %d\n", silent, code, echoed, pushed, waits, again);
   fgets(line, sizeof line, stdin);
   printf("[%.4s]\n", line);
+  char block[2 + 5] = {5};
+  wchar_t rest[20];
+  size_t length;
+  _cputws(L"größe? ");
+  _cgets(block);
+  _cgetws_s(rest, 20, &length);
+  _cwprintf(L"%hs %d, %ls %d\r\n", block + 2, block[1], rest, (int)length);
 }

@@ -1,11 +1,13 @@
 /* What the cross compiler's headers and libraries lack of ISO C, and names of Windows' C
  * run-time that programs use. */
 #include <complex.h>
+#include <ctype.h>
 #include <direct.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <io.h>
 #include <locale.h>
+#include <malloc.h>
 #include <process.h>
 #include <search.h>
 #include <stdio.h>
@@ -50,7 +52,14 @@ static void blocks(void) {
   printf("aligned %d, moved %c, ", place, block[99]);
   free(block);
   free(aligned_alloc(64, 1));
-  printf("none %d\n", aligned_alloc(3, 8) == NULL);
+  printf("none %d", aligned_alloc(3, 8) == NULL);
+  block = _aligned_offset_malloc(50, 64, 5);
+  place = (int)((size_t)(block + 5) % 64);
+  memset(block, 'b', 50);
+  block = _aligned_offset_recalloc(block, 2, 50, 256, 13);
+  printf(", offset %d %d, %c %d", place, (int)((size_t)(block + 13) % 256), block[49], block[50]);
+  _aligned_free(block);
+  printf(", beyond %d\n", _aligned_offset_malloc(5, 64, 5) == NULL);
 }
 
 static int order(void* context, const void* left, const void* right) {
@@ -162,6 +171,12 @@ static void formats(void) {
   _wsplitpath(L"c:/a\\b.c.txt", NULL, folder, NULL, extension);
   _wmakepath(path, L"d", folder, L"n", extension);
   printf("date %d %d, path %ls\n", date->tm_mday, _mkgmtime32(date) == day, path);
+  _locale_t locale = _create_locale(LC_ALL, "C");
+  _snprintf_l(line, sizeof line, "%.1f %s", locale, 2.5, "l");
+  int values = _sscanf_s_l("31 long", "%d %s", locale, &number, small, 4u);
+  longer = _swprintf_s_l(path, 20, L"%d", locale, number);
+  _free_locale(locale);
+  printf("locale %s, %d %d %d, %d %ls\n", line, values, number, small[0], longer, path);
 }
 
 static void files(void) {
@@ -193,6 +208,11 @@ static void files(void) {
   printf("found %d", strstr(path, "names.tmp") != NULL);
   _searchenv("none.tmp", "TARN_PATH", path);
   printf(" %d", path[0]);
+  wchar_t wide[_MAX_PATH], small[4] = L"yy", form[] = L"nXXXXXX";
+  _wsearchenv(L"names.tmp", L"TARN_PATH", wide);
+  int fits = _wsearchenv_s(L"names.tmp", L"TARN_PATH", small, 4), kept_place = small[0];
+  int made = _wmktemp(form) == form && form[0] == L'n' && !wcschr(form, L'X');
+  printf(", wide %d %d %d, %d", wcsstr(wide, L"names.tmp") != NULL, fits, kept_place, made);
   int split = _splitpath_s("c:\\a\\b.txt", drive, 3, NULL, 0, name, 20, NULL, 0);
   printf(", parts %d %s %s, drive %d, missing %d\n", split, drive, name, _getdrive() > 0,
          fopen_s(&file, "none.tmp", "r"));
@@ -200,6 +220,11 @@ static void files(void) {
 }
 
 static void children(const char* self) {
+  char *program, whole[_MAX_PATH];
+  _get_pgmptr(&program);
+  printf("program %d %d", strcmp(program, _fullpath(whole, self, _MAX_PATH)),
+         (int)wcslen(_wpgmptr) - (int)strlen(_pgmptr));
+  printf(", ascii %d %d\n", (isascii)(0x80), (iscsym)('_'));
   const char* const arguments[] = {self, "child", "two", NULL};
   const char* const environment[] = {"TARN_NAMES=theirs", NULL};
   fflush(stdout);
