@@ -189,7 +189,7 @@ void take_imported_data(Image& image, Script& script) {
   for (std::uint32_t at = list->offset + kHeadSize; at < end->offset; at += kRecordSize) {
     const std::uint32_t cell = read_u32(image, at + 4, kWhat);
     if (read_u32(image, at + 8, kWhat) != kCellSize * 8) {
-      refuse("the imported address in %s has not 64 bits", describe(image, cell).c_str());
+      refuse("the imported address in %s does not have 64 bits", describe(image, cell).c_str());
     }
     read_u64(image, read_u32(image, at, kWhat), kWhat);
     home_of_cell(image, cell, "the imported address in");
@@ -364,7 +364,7 @@ void add_unnamed_routines(Image& image, std::vector<Routine>& routines) {
 Finished add_report(Image image, const Options& options, std::size_t file_size) {
   refuse_what_follows(image, file_size);
   if (image.symbols.empty()) {
-    refuse("the image has no symbols: link without -s, and leave them out here by --strip");
+    refuse("the image has no symbols: link without -s, and leave them out here with --strip");
   }
   RoutineTable table =
       options.public_routines ? collect_public_routines(image) : collect_routines(image, true);

@@ -22,23 +22,23 @@ constexpr char kHelp[] =
     "   or: finish_image --report-only IMAGE\n"
     "   or: finish_image --list IMAGE\n"
     "\n"
-    "Finishes a linked program or DLL; or gives an ordinary one the tables that reports\n"
-    "need, and leaves it as it is otherwise; or prints a finished image's start-up script.\n"
+    "Finishes a linked program or DLL; or only adds the tables that reports need to an\n"
+    "ordinary one; or prints a finished image's start-up script.\n"
     "\n"
     "  --dll             refuse INPUT if it is not a DLL\n"
     "  --undefined-fill  fill allocated common blocks with the byte 0x80\n"
     "  --require-avx     refuse to start on a processor without AVX\n"
     "  --note            put \"NOTE\" over the image's first four bytes once loaded\n"
-    "  --public-routines the routine table has exported routines only, without lines\n"
-    "  --call-lines      a report shows the line of a call, and not that of the\n"
-    "                    instruction after it: for hosted programs\n"
+    "  --public-routines list only exported routines in the routine table, without lines\n"
+    "  --call-lines      for hosted programs: reports show the line of a call, not that of\n"
+    "                    the instruction after it\n"
     "  --strip           leave out the symbols and the debug sections\n"
-    "  --called NAME     call the image NAME in messages; otherwise it is INPUT\n"
+    "  --called NAME     call the image NAME in messages; by default INPUT\n"
     "  --help            print this\n"
     "\n"
-    "Exit status: 0 if done, 1 if the image cannot be finished, 2 for a wrong command line.\n"
-    "The image must be linked with its symbols kept and, but for --report-only, with the\n"
-    "start-up object first and -e __BrackenStartup; docs/image-format.md has the rest.\n";
+    "Exit status: 0 for success, 1 if the image cannot be finished, 2 for a wrong command\n"
+    "line. The image must be linked with symbols and, except with --report-only, with the\n"
+    "start-up object first and -e __BrackenStartup; see docs/image-format.md.\n";
 
 constexpr int kRefused = 1;
 constexpr int kWrongUsage = 2;

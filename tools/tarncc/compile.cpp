@@ -146,8 +146,8 @@ void hint_at_hosted(const Job& job, const Input& source, const std::string& mess
   const Words words = {job.places.compiler.string(), "-fsyntax-only", "-x", cpp ? "c++" : "c",
                        question.string()};
   if (run_program(words, quiet) == 0) {
-    std::fprintf(stderr, "tarncc: %s: programs that are compiled %s have it\n",
-                 printable(header).c_str(), cpp ? "without --suite" : "with --hosted");
+    std::fprintf(stderr, "tarncc: %s: available %s\n", printable(header).c_str(),
+                 cpp ? "without --suite" : "with --hosted");
   }
 }
 

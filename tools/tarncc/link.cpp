@@ -208,8 +208,7 @@ void hint_at_hosted(const Job& job, const std::string& messages) {
   if (found.empty()) return;
   std::string names = found[0];
   for (std::size_t i = 1; i < found.size(); ++i) names += ", " + found[i];
-  std::fprintf(stderr, "tarncc: %s: programs that are compiled with --hosted have %s\n",
-               printable(names).c_str(), found.size() == 1 ? "it" : "them");
+  std::fprintf(stderr, "tarncc: %s: available with --hosted\n", printable(names).c_str());
 }
 
 // Whether all that failed is that a program has routines of its own in place of the archive's,
@@ -253,8 +252,7 @@ int link(const Job& job, const Words& objects, const fs::path& unfinished) {
   const Request& request = job.request;
   for (const Input& input : request.inputs) {
     if (is_of_linux(input)) {
-      return refuse(input.word +
-                    ": is an object of the system's own compiler; compile it by tarncc");
+      return refuse(input.word + ": is a Linux object; compile its source with tarncc");
     }
   }
   if (request.report_only) return link_ordinary(job, objects, unfinished);

@@ -214,10 +214,10 @@ constexpr Option kOptions[] = {
     {"--help=", Form::kPrefix, Goes::kQuestion},
     {"--target-help", Form::kAlone, Goes::kQuestion},
 
-    {"-fopenacc", Form::kAlone, Goes::kRefused, "the compiler has no accelerators for images"},
+    {"-fopenacc", Form::kAlone, Goes::kRefused, "images cannot use accelerators"},
     {"-p", Form::kAlone, Goes::kRefused, kNoProfile},
     {"-pg", Form::kAlone, Goes::kRefused, kNoProfile},
-    {"-fsplit-stack", Form::kAlone, Goes::kRefused, "images have one stack a thread"},
+    {"-fsplit-stack", Form::kAlone, Goes::kRefused, "images have one stack per thread"},
     {"-m32", Form::kAlone, Goes::kRefused, kOnly64},
     {"-m16", Form::kAlone, Goes::kRefused, kOnly64},
     {"-mx32", Form::kAlone, Goes::kRefused, kOnly64},
@@ -226,9 +226,10 @@ constexpr Option kOptions[] = {
     {"-nodefaultlibs", Form::kAlone, Goes::kRefused, kOwnStart},
     {"-nolibc", Form::kAlone, Goes::kRefused, kOwnStart},
     {"-e", Form::kEither, Goes::kRefused, kOwnStart},
-    {"-municode", Form::kAlone, Goes::kRefused, "programs begin at main, with bytes as arguments"},
+    {"-municode", Form::kAlone, Goes::kRefused,
+     "programs begin at main, whose arguments are byte strings"},
     {"-rdynamic", Form::kAlone, Goes::kRefused, "an image exports what it declares dllexport"},
-    {"-r", Form::kAlone, Goes::kRefused, "tarncc makes whole images; join objects by ld -r"},
+    {"-r", Form::kAlone, Goes::kRefused, "tarncc makes complete images; join objects with ld -r"},
 };
 
 bool fits(const Option& option, const std::string& word) {
@@ -293,12 +294,12 @@ class Reader {
                            holds(kCppHeaders, extension) || holds(kFortranSources, extension) ||
                            word == kStandardInput;
     if (word[0] == '@') return usage_error(word.substr(1) + ": there is no such file");
-    if (!is_source && !holds(kLinkerFiles, extension)) {
-      return usage_error(word + ": not a file that tarncc takes");
-    }
     std::error_code ignored;
     if (word != kStandardInput && (!fs::exists(word, ignored) || fs::is_directory(word, ignored))) {
       return usage_error(word + ": there is no such file");
+    }
+    if (!is_source && !holds(kLinkerFiles, extension)) {
+      return usage_error(word + ": unknown suffix; name its language with -x");
     }
     request_->inputs.push_back({word, is_source, language_});
     return kDone;
@@ -482,8 +483,8 @@ class Reader {
       const std::string check = list.substr(at, end - at);
       if (!holds(kChecks, check)) {
         return refuse(word +
-                      " is not supported: images have -fsanitize=undefined, and of its "
-                      "checks all but vptr");
+                      " is not supported: only -fsanitize=undefined is, with all of "
+                      "its checks but vptr");
       }
       at = end + 1;
     }
@@ -578,9 +579,17 @@ void name_standalone(Request* request) {
 std::string contradiction(const Request& request) {
   const bool to_text = request.goal == Goal::kAssembly || request.goal == Goal::kPreprocessed ||
                        request.goal == Goal::kDependencies;
-  if (request.output == kStandardInput && !to_text) return "-o - goes with -S, -E and -M only";
+  if (request.output == kStandardInput && !to_text) return "-o - works only with -S, -E and -M";
+  if (!request.stack.empty() && stack_size(request) == 0) {
+    return request.stack + ": not a stack size; up to 1G, such as --stack 256M";
+  }
+  const fs::path folder = fs::path(request.output).parent_path();
+  if (std::error_code ignored;
+      !request.only_print && !folder.empty() && !fs::is_directory(folder, ignored)) {
+    return request.output + ": there is no folder " + folder.string();
+  }
   const int sources = source_count(request);
-  if (request.goal == Goal::kImage ? request.inputs.empty() : sources == 0) return "no source";
+  if (request.goal == Goal::kImage ? request.inputs.empty() : sources == 0) return "no source file";
   if (request.goal != Goal::kImage && !request.output.empty() && sources > 1) {
     return "-o with -c, -S or -E takes one source";
   }
@@ -591,7 +600,7 @@ std::string contradiction(const Request& request) {
       if (input.language.empty()) return "standard input needs its language: -x c -";
     }
     if (input.is_source && request.goal == Goal::kImage && is_header(input)) {
-      return input.word + ": a header is no part of an image";
+      return input.word + ": is a header; name the sources that include it";
     }
     for (const std::string& output : {request.output, request.standalone}) {
       std::error_code ignored;
@@ -600,14 +609,13 @@ std::string contradiction(const Request& request) {
       }
     }
   }
-  if (standard_inputs > 1) return "standard input is one source";
-  if (request.report_only && request.hosted) return "--hosted programs have the report anyway";
-  if (request.hosted && request.suite) return "--hosted and --suite exclude each other";
+  if (standard_inputs > 1) return "- can be given only once";
+  if (request.report_only && request.hosted)
+    return "--report-only is not for --hosted programs: they have the report anyway";
+  if (request.hosted && request.suite) return "--hosted and --suite cannot be combined";
   if (request.fortran && request.suite) return "Fortran is hosted: --suite is for C++";
-  if (!request.stack.empty() && stack_size(request) == 0) {
-    return request.stack + ": a stack has at most 1G bytes, such as --stack 256M";
-  }
-  if (request.traps && !request.hosted) return "--trap goes with --hosted: others trap anyway";
+  if (request.traps && !request.hosted)
+    return "--trap is only for --hosted: other programs trap anyway";
   return {};
 }
 
@@ -690,7 +698,9 @@ int read_command_line(const Words& words, Request* request) {
   }
   if (reader.standalone_ && request->goal == Goal::kImage) {
     if (request->dll) return usage_error("--standalone makes programs, not DLLs");
-    if (request->report_only) return usage_error("ordinary programs run on Windows alone");
+    if (request->report_only)
+      return usage_error(
+          "--standalone is not for --report-only programs: they run only on Windows");
     name_standalone(request);
   }
   const std::string wrong = contradiction(*request);

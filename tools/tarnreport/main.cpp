@@ -20,9 +20,9 @@ constexpr char kHelp[] =
     "\n"
     "Prints a saved report with the source lines of each frame.\n"
     "\n"
-    "  -c, --context N   N lines before and after each, 0 to 1000; otherwise 3\n"
+    "  -c, --context N   N lines before and after each, 0 to 1000; by default 3\n"
     "  --source DIR      look for source files below DIR first: the path in the report, or as\n"
-    "                    many of its last parts as there are; may be given several times\n"
+    "                    many of its last parts as exist; may be given several times\n"
     "  --version         print the version\n"
     "  --help            print this\n"
     "\n"
@@ -135,7 +135,7 @@ int main(int count, char** arguments) {
     } else if (argument == "--") {
       options = false;
     } else if (argument == "-c" || argument == "--context" || argument == "--source") {
-      if (++i == count) return complain("nothing after " + argument, kWrongUsage);
+      if (++i == count) return complain("no value after " + argument, kWrongUsage);
       const std::string value = arguments[i];
       if (argument == "--source") {
         request.folders.emplace_back(value);

@@ -54,7 +54,7 @@ void append_lines(std::string_view text, std::size_t line, int context, std::str
 
 const char* refusal(std::string_view text) {
   if (text.size() > kLargestReport) return "larger than any report";
-  if (!text.starts_with(kHeading)) return "not a report that was saved";
+  if (!text.starts_with(kHeading)) return "not a saved report";
   if (text.find('\0') != text.npos) return "damaged: it has bytes that are no text";
   if (!text.ends_with('\n')) return "damaged: its end is missing";
   return nullptr;

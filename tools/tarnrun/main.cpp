@@ -17,20 +17,21 @@ namespace platform = tarn::platform;
 constexpr char kHelp[] =
     "Usage: tarnrun PROGRAM.EXE [ARGUMENT...]\n"
     "\n"
-    "Runs a finished x86-64 program image. PROGRAM.EXE is a path of this system, or\n"
-    "one that begins with the drive Z:, which is the root folder; its .exe\n"
-    "may be left out. The DLLs that it needs are looked for in its own folder, in the\n"
-    "current one and on PATH; TARNLIBC64.DLL and PANEVIEW64.DLL are part of tarnrun.\n"
+    "Runs a program image that tarncc has made. PROGRAM.EXE is a path of this system, or\n"
+    "one that begins with the drive Z:, which is the root folder; the .exe may be left\n"
+    "out. Its DLLs are looked for in its own folder, in the current one and on PATH;\n"
+    "TARNLIBC64.DLL and PANEVIEW64.DLL are part of tarnrun.\n"
     "\n"
     "  --command-line TEXT PROGRAM.EXE\n"
-    "              run it with TEXT as its whole command line, as another program does\n"
+    "              run it with TEXT as its whole command line, as when another program\n"
+    "              starts it\n"
     "  --help      print this\n"
     "  --version   print the version\n"
     "\n"
-    "Exit status: the low 8 bits of the program's exit code, but 1 if\n"
-    "these are 0 and the code is not; a program image that started this one has all 32 bits.\n"
-    "127 if there is no such file, 126 if the image cannot be run (none of it has\n"
-    "been run), 2 for a wrong command line.\n";
+    "Exit status: the low 8 bits of the program's exit code, or 1 if these are 0 and the\n"
+    "code is not; a program image that started this one receives all 32 bits.\n"
+    "127 if there is no such file, 126 if the image cannot be run (none of its code has\n"
+    "run), 2 for a wrong command line.\n";
 
 constexpr int kWrongUsage = 2;
 constexpr int kRefused = 126;

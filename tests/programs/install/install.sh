@@ -141,13 +141,13 @@ echo 'int rand(void) { return 6; }' >another.c
 tarncc --hosted own.c -o own.exe && expect 5 "" tarnrun own.exe
 expect 1 "multiple definition of \`rand'" tarncc --hosted own.c another.c -o own.exe
 echo '#include <time.h>' >wants_time.c
-expect 1 "time.h: programs that are compiled with --hosted have it" tarncc -c wants_time.c
+expect 1 "time.h: available with --hosted" tarncc -c wants_time.c
 echo 'double sqrt(double); int main(int n, char** v) { return (int)sqrt(n); }' >wants_sqrt.c
-expect 1 "tarncc: sqrt: programs that are compiled with --hosted have it" tarncc wants_sqrt.c
+expect 1 "tarncc: sqrt: available with --hosted" tarncc wants_sqrt.c
 echo 'int x;' | gcc -x c -c - -o native.o
-expect 1 "native.o: is an object of the system's own compiler" tarncc hello.c native.o
+expect 1 "native.o: is a Linux object" tarncc hello.c native.o
 expect 1 "only hosted programs have POSIX threads" tarncc -pthread hello.c
-expect 1 "-fsanitize=bool,address is not supported: images have" tarncc -fsanitize=bool,address hello.c
+expect 1 "-fsanitize=bool,address is not supported: only" tarncc -fsanitize=bool,address hello.c
 expect 2 "no value after -include" tarncc hello.c -include
 expect 2 "x?y.c: there is no such file" tarncc $'x\ty.c'
 cat >registers.c <<'END'
@@ -206,12 +206,15 @@ wait $! && fail "SIGTERM ends tarncc with 0"
 [ "$(cat mode)" = 700 ] && [ -z "$(ls scratch)" ] || fail "the scratch folder: $(cat mode; ls scratch)"
 
 # Mistakes: one line that says what to do.
-expect 2 "no source" tarncc -o hello.exe
+expect 2 "no source file" tarncc -o hello.exe
+expect 2 "none/hello.exe: there is no folder none" tarncc hello.c -o none/hello.exe
 expect 2 "missing.c: there is no such file" tarncc missing.c
-expect 2 "hello.adb: not a file that tarncc takes" tarncc hello.adb
+echo >hello.adb
+expect 2 "hello.adb: unknown suffix; name its language with -x" tarncc hello.adb
+expect 2 "missing: there is no such file" tarncc missing
 TARN_FC=nowhere expect 1 "there is no compiler nowhere (TARN_FC)" tarncc "$here/consumer/counting.f90"
 expect 1 "only hosted programs have POSIX threads" tarncc -fopenmp hello.c
-expect 2 "2G: a stack has at most 1G bytes" tarncc --stack 2G hello.c
+expect 2 "2G: not a stack size" tarncc --stack 2G hello.c
 expect 2 "unknown option --wrong" tarncc --wrong hello.c
 expect 2 "unknown option -hosted: it is --hosted" tarncc -hosted hello.c
 expect 2 "hello.c: would be overwritten" tarncc hello.c -o ./hello.c
@@ -230,7 +233,7 @@ expect 1 "install gcc-mingw-w64-x86-64" env PATH=/nowhere "$prefix/bin/tarncc" h
 expect 126 "not" tarnrun hello.c
 expect 127 "missing.exe" tarnrun missing.exe
 x86_64-w64-mingw32-gcc -o plain.exe hello.c
-expect 126 "compile it by tarncc" tarnrun plain.exe
+expect 126 "compile it with tarncc" tarnrun plain.exe
 x86_64-w64-mingw32-strip hello.exe -o stripped.exe
 expect 126 "let tarncc -s strip it" tarnrun stripped.exe
 rm part.dll
@@ -245,6 +248,10 @@ cmake -S "$here/consumer" -B consumer -DCMAKE_PREFIX_PATH="$prefix" \
   -DCMAKE_TOOLCHAIN_FILE="$prefix/lib/cmake/tarnlib/mingw-w64.cmake" >consumer.log 2>&1 ||
   { cat consumer.log; fail "find_package"; }
 cmake --build consumer >>consumer.log 2>&1 || { cat consumer.log; fail "tarn_add_program"; }
+mkdir mistaken && printf 'cmake_minimum_required(VERSION 3.20)\nproject(mistaken C)
+find_package(tarnlib)\ntarn_add_program(counting SOURCES %s)' "$here/consumer/counting.f90" >mistaken/CMakeLists.txt
+expect 1 "Fortran;" env PATH=/usr/bin:/bin cmake -S mistaken -B mistaken/out \
+  -DCMAKE_TOOLCHAIN_FILE="$prefix/lib/cmake/tarnlib/mingw-w64.cmake"
 expect 3 "Hello, Bea" tarnrun consumer/programs/greeting.exe Bea
 expect 6 "a/b 1.5" tarnrun consumer/programs/hosted.exe a/b
 expect 6 "inf" tarnrun consumer/programs/hosted.exe

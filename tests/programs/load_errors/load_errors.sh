@@ -39,7 +39,7 @@ refused headers.exe 126 "is cut off: the file ends inside its headers"
 cp "$programs/hello.unfinished.exe" .
 refused hello.unfinished.exe 126 "was linked but not finished; run finish_image on it"
 sed 's/TARNLIBC64.DLL/TARNOTHERS.DLL/g' hello.unfinished.exe >ordinary.exe
-refused ordinary.exe 126 "is an ordinary Windows image; compile it by tarncc"
+refused ordinary.exe 126 "is an ordinary Windows image; compile it with tarncc"
 cp "$programs/common_blocks_part.dll" part.dll
 cp "$programs/common_blocks.exe" .
 refused common_blocks.exe 126 "needs common_blocks_part.dll: it is neither beside the program nor \

@@ -100,6 +100,8 @@ TEST(ImageLoader, SaysWhatIsWrong) {
       made.headers.optional.directories[which] = {FinishedImage::kData, 16};
     });
   };
+  FinishedImage::Bytes ordinary = with([](FinishedImage&) {});
+  ordinary[pe::kOrdinaryImageOffset] = 1;
   const std::string text = "#!/bin/sh\necho no program at all, but a text of some length\n";
   const struct {
     FinishedImage::Bytes file;
@@ -110,12 +112,13 @@ TEST(ImageLoader, SaysWhatIsWrong) {
       {with([](auto& made) { made.headers.magic = 0x4550 + 1; }), "not a Windows program image"},
       {with([](auto& made) { made.headers.file.machine = 0x14C; }), "machine 0x14c"},
       {with([](auto& made) { made.headers.optional.magic = 0x10B; }), "is not a 64-bit image"},
-      {with([](auto& made) { made.headers.file.characteristics = 0; }), "not linked to the end"},
+      {with([](auto& made) { made.headers.file.characteristics = 0; }), "not linked completely"},
       {with([](auto& made) { made.marked = false; }),
-       "is an ordinary Windows image; compile it by tarncc"},
+       "is an ordinary Windows image; compile it with tarncc"},
+      {ordinary, "was made by tarncc --report-only and runs only on Windows"},
       {with([](auto& made) { made.headers.optional.entry_point = 0; }), "has no entry point"},
       {with([](auto& made) { made.headers.optional.entry_point = FinishedImage::kData; }),
-       "no executable section"},
+       "not in an executable section"},
       {with([](auto& made) { made.headers.optional.section_alignment = 512; }), "aligns"},
       {with([](auto& made) {
          made.exports.clear();
@@ -154,7 +157,7 @@ TEST(ImageLoader, RefusesSectionsThatOverlapOrLieElsewhere) {
         {offsetof(pe::SectionHeader, virtual_address), 0x6000u, "does not follow"},
         {offsetof(pe::SectionHeader, virtual_size), 0x1001u, "does not follow"},
         {offsetof(pe::SectionHeader, virtual_size), 0xFFFFFFFFu, "does not fit"},
-        {offsetof(pe::SectionHeader, raw_offset), 0x401u, "no multiple of 512"},
+        {offsetof(pe::SectionHeader, raw_offset), 0x401u, "not a multiple of 512"},
         {offsetof(pe::SectionHeader, raw_offset), 0xFFFFFE00u, "the file ends inside section"},
         {offsetof(pe::SectionHeader, raw_size), 0xFFFFFFFFu, "the file ends inside section"}}) {
     FinishedImage::Bytes file = good;

@@ -60,7 +60,7 @@ bool open_carried(LoadError* error) {
   const auto whole = static_cast<std::uint64_t>(facts.st_size);
   bool good = true;
   if (begin % kCarriedUnit != 0) {
-    good = refuse(error, "is damaged: its program stands nowhere");
+    good = refuse(error, "is damaged: the position of its program is wrong");
   } else if (begin > whole || size > whole - begin) {
     good = refuse(error, "is cut off: the file ends before its program does");
   } else {
@@ -73,7 +73,7 @@ bool open_carried(LoadError* error) {
       carried = static_cast<const std::uint8_t*>(mapped);
       carried_size = size;
       good = (carried_sum(carried, size) == own_record.sum && check_entries()) ||
-             refuse(error, "is damaged: its program is not what was put into it");
+             refuse(error, "is damaged: its program does not match its checksum");
     }
   }
   close(file);

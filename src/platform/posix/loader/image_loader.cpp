@@ -70,7 +70,7 @@ bool check_headers(const pe::NtHeaders& headers, LoadError* error) {
     return refuse(error, "is not a 64-bit image");
   }
   if (!(headers.file.characteristics & pe::kFileExecutable)) {
-    return refuse(error, "was not linked to the end");
+    return refuse(error, "was not linked completely");
   }
   if (headers.optional.section_alignment != kPageSize) {
     return refuse(error, "aligns its sections to %u bytes, not to %u",
@@ -133,8 +133,8 @@ bool check_section(const FileBytes& file, const pe::SectionHeader& header, std::
   const bool has_bytes = header.raw_offset != 0 && header.raw_size != 0;
   if (has_bytes && header.raw_offset % kSectorSize != 0) {
     return refuse(error,
-                  "is damaged: section %.*s stands at byte %u of the file, "
-                  "no multiple of %u",
+                  "is damaged: section %.*s is at byte %u of the file, "
+                  "not a multiple of %u",
                   name_size, header.name, header.raw_offset, kSectorSize);
   }
   if (has_bytes && !lies_within(header.raw_offset, header.raw_size, file.size)) {
@@ -163,7 +163,7 @@ bool check_sections(const FileBytes& file, std::uint64_t at, Image* image, LoadE
   }
   if (headers_end > file.held) return refuse(error, kLongHeaders);
   if (image->headers_size < headers_end || image->headers_size > image->size) {
-    return refuse(error, "is damaged: its headers do not end where they say");
+    return refuse(error, "is damaged: its headers have a wrong size");
   }
   std::uint64_t start = whole_pages(image->headers_size);
   for (std::uint32_t i = 0; i < image->section_count; ++i) {
@@ -182,7 +182,7 @@ bool check_sections(const FileBytes& file, std::uint64_t at, Image* image, LoadE
 bool check_entry(const Image& image, LoadError* error) {
   if (image.entry == 0) return refuse(error, "has no entry point");
   return is_code(image, image.entry) ||
-         refuse(error, "is damaged: its entry point lies in no executable section");
+         refuse(error, "is damaged: its entry point is not in an executable section");
 }
 
 // ---- Imports and exports ------------------------------------------------------
@@ -195,7 +195,7 @@ bool write_address(const Image& image, std::uint64_t at, const void* address) {
 }
 
 bool damaged_imports(LoadError* error) {
-  return refuse(error, "is damaged: its import table leads outside the image");
+  return refuse(error, "is damaged: its import table points outside the image");
 }
 
 bool bind_import(const Image& image, const ImportSource& source, const void* library,
@@ -314,7 +314,7 @@ bool read_at(int descriptor, std::uint64_t at, std::uint64_t size, void* to, Loa
                               static_cast<off_t>(at + done));
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return refuse(error, "%s", strerror(errno));
-    if (got == 0) return refuse(error, "changes while it is read");
+    if (got == 0) return refuse(error, "was changed while it was read");
     done += static_cast<std::uint64_t>(got);
   }
   return true;
@@ -427,10 +427,13 @@ bool check_image(const FileBytes& file, Image* image, LoadError* error) {
     // Whatever was linked for the library imports from it. Tools that know nothing of images
     // write a DOS header of their own over the mark.
     return refuse(error, !file_holds(file, kLibraryName)
-                             ? "is an ordinary Windows image; compile it by tarncc"
+                             ? "is an ordinary Windows image; compile it with tarncc"
                          : file_holds(file, pe::kTableSection)
-                             ? "lost its mark to strip or its like; let tarncc -s strip it"
+                             ? "lost its mark to strip or a similar tool; let tarncc -s strip it"
                              : "was linked but not finished; run finish_image on it");
+  }
+  if (file.bytes[pe::kOrdinaryImageOffset] != 0) {
+    return refuse(error, "was made by tarncc --report-only and runs only on Windows");
   }
   if (!check_directories(headers.optional, error)) return false;
 

@@ -93,7 +93,7 @@ bool find_carried(const char* name, Source* source) {
 int open_library(const char* name, Load* load, LoadError* error) {
   char full[kPathSize];
   if (!library_name(name, full)) {
-    refuse(error, "the name of the library has no length or too much of it");
+    refuse(error, "the library's name is empty or too long");
     return kNoModule;
   }
   const int loaded = module_named(full);
@@ -152,7 +152,8 @@ bool map_record(const Source& source, bool is_program, ModuleRecord* record, Loa
   }
   char path[kModulePathSize];
   if (good && !to_program_path(source.host_path, path, sizeof path)) {
-    good = refuse(error, "has a path that a program cannot name");
+    good =
+        refuse(error, "has a path that cannot be a program's: too long, or with a wrong character");
   }
   if (good && !set_path(record, path))
     good = refuse(error, "there is not enough memory for its path");
