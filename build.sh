@@ -3,6 +3,10 @@
 # build/tarnlib. Installs no packages: scripts/setup.sh does, once.
 set -euo pipefail
 cd "$(dirname "$0")"
+[ $# -eq 0 ] || {
+  echo "usage: ./build.sh" >&2
+  exit 2
+}
 
 # Without the Windows packages the host target can be built all the same.
 scripts/setup.sh --check || TARN_HOST_ONLY=1 scripts/setup.sh --check 2>/dev/null || exit 1

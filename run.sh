@@ -2,6 +2,10 @@
 # Sets the machine up, builds, and shows the main job on both targets.
 set -euo pipefail
 cd "$(dirname "$0")"
+[ $# -eq 0 ] || {
+  echo "usage: ./run.sh" >&2
+  exit 2
+}
 scripts/setup.sh --check 2>/dev/null || scripts/setup.sh || TARN_HOST_ONLY=1 scripts/setup.sh
 ./build.sh
 . scripts/wine_environment.sh

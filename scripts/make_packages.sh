@@ -11,6 +11,11 @@
 # folder of the sources or of the builds are refused, and those of which lintian has
 # something to say.
 set -euo pipefail
+case ${1-} in -*)
+  echo "usage: scripts/make_packages.sh [FOLDER [HOST_BUILD WINDOWS_BUILD]]" >&2
+  exit 2
+  ;;
+esac
 sources=$(cd "$(dirname "$0")/.." && pwd)
 packages=$(realpath -m "${1:-$sources/build/packages}")
 host=$(realpath "${2:-$sources/build/host}")

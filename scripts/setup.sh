@@ -5,6 +5,11 @@
 #   --check            install and fetch nothing; say what is missing, and fail
 set -euo pipefail
 cd "$(dirname "$0")/.."
+case $* in '' | --check) ;; *)
+  echo "usage: scripts/setup.sh [--check]" >&2
+  exit 2
+  ;;
+esac
 
 host_packages=(
   g++ gfortran cmake ninja-build make git pkg-config
