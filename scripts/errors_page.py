@@ -64,23 +64,24 @@ def write_errors(rows, places):
     from_here = {name: f"reference/{place}" for name, place in places.items()}
     out = ["# Run-time errors", "",
            f"Made by `scripts/reference.py` from `{CATALOGUE}` and", f"`{FAULTS}`; do not edit.", "",
-           f"Every text that can head [a failure report](reading-a-report.md): the {len(rows)} numbered",
-           "run-time errors, by number, and after them the [faults](#faults) that the processor or the",
-           "system finds.", "",
-           "**Search this page for the text.** The number is what the failing code raised, by",
-           "`__RuntimeError(408)` in C, `CALL FAIL@(408)` in Fortran, or the instruction `int 9` with it in",
-           "rax. The heading of a report does not show it; its details and a saved report have it in `RAX`,",
-           "in hexadecimal: `0000000000000198` is 408, if the instruction shown is `int       9`.", "",
+           f"Every text that [a failure report](reading-a-report.md) can begin with: the {len(rows)} numbered",
+           "run-time errors, by number, and then the [faults](#faults) that the processor or the",
+           "system detects.", "",
+           "**Search this page for the text.** The number is the one that the failing code raised, with",
+           "`__RuntimeError(408)` in C, `CALL FAIL@(408)` in Fortran, or the instruction `int 9` with the",
+           "number in rax. A report's first lines do not show it; its details and a saved report have it in",
+           "`RAX`, in hexadecimal: `0000000000000198` is 408, if the instruction shown is `int       9`.", "",
            "- `%1` stands for a name or string of the failing code: search for the rest of the line. `%F` and",
            "  the space before it are not shown.",
-           "- A text with a code in parentheses, as `Access violation (c0000005)`, is a fault.",
+           "- A text with a code in parentheses, such as `Access violation (c0000005)`, is a fault.",
            "- `Underflow off expanding region` or `Overflow off expanding region`, and a name: an access just",
            "  outside a [region that grows on fault](reference/failures.md#setup_expanding_region).",
-           "- Any other text that is not here is number 345, whose text comes from the code that raised it: search the program's",
-           "  sources. This library has such texts for parallel tasks and for routines of `.rlo` libraries.", "",
-           "**Then** look in the report for the first frame with a line number: there the program met the",
-           "error ([how to read the frames, and how to save them](reading-a-report.md)). Where a row names",
-           "what raises the error, that is in this library, and the link says when. All others are raised by",
+           "- Any other text that is not here is number 345, whose text comes from the code that raised it:",
+           "  search the program's sources. This library has such texts for parallel tasks and for routines of",
+           "  `.rlo` libraries.", "",
+           "**Then** look in the report for the first frame with a line number: the error occurred there",
+           "([how to read the frames, and how to save them](reading-a-report.md)). If a row names a routine,",
+           "this library raises the error, and the link says when. All others are raised by",
            "compiled code and other libraries of the suite: check the statement on that line against the text.",
            "A number outside the list shows the text of 0."]
     for number, (kind, text, by) in enumerate(rows):
@@ -94,9 +95,9 @@ def write_errors(rows, places):
         raised = f" – raised by {prose(by, set(), from_here, '')}" if by else ""
         out.append(f"| {number} | {shown}{raised} |")
     out += ["", "## Faults", "",
-            "A fault has no number; the code in parentheses is the system's. A program can put",
-            "[a routine that runs before the report](reference/failures.md#TRAP_EXCEPTION-at). A square root that is",
-            "an invalid operation shows `Negative argument to square root`, without a code; a code that is not",
+            "A fault has no number; the code in parentheses is the system's. A program can install",
+            "[a routine that runs before the report](reference/failures.md#TRAP_EXCEPTION-at). An invalid operation",
+            "in a square root shows `Negative argument to square root`, without a code; a code that is not",
             "in the list shows `Unknown exception`.", "", "| Code | Text |", "|---|---|"]
     out += [f"| `{code.lower()}` | `{text}` |" for code, text in faults]
     return "\n".join(out) + "\n"

@@ -26,9 +26,9 @@ PAGES = [
      ["io.h", "tarn/files.h"]),
     ("processes", "Processes and parallel tasks", "end, environment, other programs, barriers and "
      "broadcasts", ["stdlib.h:The process", "tarn/process.h", "tarn/parallel.h"]),
-    ("compression-and-sort", "Compression, sort and search", "blocks and files made small; `qsort`, "
+    ("compression-and-sort", "Compression, sort and search", "compressing blocks and files; `qsort`, "
      "`bsearch`", ["tarn/compression.h", "stdlib.h:Sort and search"]),
-    ("image", "Images, start-up and configuration", "what a source asks of its start-up; common "
+    ("image", "Images, start-up and configuration", "what a source requests of its start-up; common "
      "blocks, resources, registry, version", ["tarn/image.h", "tarn/runtime.h",
                                               "tarn/introspection.h"]),
     ("measuring", "Measuring", "how often each line ran, how long a routine takes",
@@ -188,7 +188,7 @@ def write_index(headers, rows, places):
            "Made by `scripts/reference.py` from the headers in `include/`; do not edit.", "",
            f"Every routine that a program can call from C: {len(declared)} of them, by family. All have the",
            "Microsoft x64 convention on both targets. `long` has 32 bits, `long long` and pointers 64.",
-           "What the [module for Fortran](../fortran.md#the-librarys-services) has stands below the declaration in C.",
+           "The interface in the [module for Fortran](../fortran.md#the-librarys-services), if there is one, is below the C declaration.",
            "Routines that compiled Fortran calls have a *link name* with `@` or `$` at its end, shown beside",
            "the C name. What differs from ISO C and Fortran, in one table: [differences](../differences.md).",
            f"The library exports {len(rows)} routines in all; those that are not here are called by compiled",
