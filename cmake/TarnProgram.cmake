@@ -204,7 +204,7 @@ function(tarn_add_program name)
             -Wl,-e,__BrackenStartup -Wl,--dynamicbase ${auto_import}
             ${TARN_PROGRAM_START} $<TARGET_OBJECTS:${code}>
             -Wl,--start-group ${import_libraries} ${standard_libraries} ${TARN_PROGRAM_SUPPORT}
-            ${hosted_libraries} -lgcc -Wl,--end-group -lkernel32 -ladvapi32 -o ${unfinished}
+            ${hosted_libraries} -lgcc -Wl,--end-group -lkernel32 -ladvapi32 -lshell32 -o ${unfinished}
     COMMAND ${TARN_FINISH_IMAGE} ${finish_options} ${program_FINISH} ${unfinished} -o ${image}
     DEPENDS ${code} $<TARGET_OBJECTS:${code}> ${TARN_PROGRAM_START} ${TARN_PROGRAM_SUPPORT}
             ${import_libraries} ${TARN_FINISH_IMAGE}

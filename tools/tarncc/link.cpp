@@ -175,8 +175,8 @@ int link_image(const Job& job, const Words& objects, const fs::path& unfinished,
     words.insert(words.end(), {(parts / "libprogram_support.a").string(),
                                (parts / "libtarnlibc64.dll.a").string()});
   }
-  words.insert(words.end(),
-               {"-lgcc", "-Wl,--end-group", "-lkernel32", "-ladvapi32", "-o", unfinished.string()});
+  words.insert(words.end(), {"-lgcc", "-Wl,--end-group", "-lkernel32", "-ladvapi32", "-lshell32",
+                             "-o", unfinished.string()});
   return run_program(words, options) == 0 ? kDone : kRefused;
 }
 

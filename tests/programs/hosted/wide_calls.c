@@ -5,6 +5,8 @@
 #include <wchar.h>
 #include <windows.h>
 
+#include <shellapi.h>
+
 static WCHAR wide[6000];
 static char bytes[6000];
 
@@ -167,25 +169,22 @@ static void no_console(void) {
   printf("\n");
 }
 
-typedef LPWSTR*(WINAPI* ToArguments)(LPCWSTR, int*);
-
 static void arguments(void) {
-  ToArguments split = (ToArguments)GetProcAddress(LoadLibraryA("shell32"), "CommandLineToArgvW");
   static const WCHAR* const lines[] = {L"\"a b\"c d", L"a\\ \"b\\\\\" c\\\"d\" e\" f",
                                        L"a \"b\"\"c d\" e\"\"\" \"\"", L" a"};
   for (int i = 0; i < 4; ++i) {
     int count;
-    LPWSTR* all = split(lines[i], &count);
+    LPWSTR* all = CommandLineToArgvW(lines[i], &count);
     printf("%d", count);
     for (int at = 0; at < count; ++at) printf(" [%ls]", all[at]);
     printf(all[count] == NULL ? "\n" : "?\n");
     LocalFree(all);
   }
-  show("without count", split(L"a", NULL) != NULL);
+  show("without count", CommandLineToArgvW(L"a", NULL) != NULL);
   int count;
   WCHAR self[300];
   GetModuleFileNameW(NULL, self, 300);
-  LPWSTR* all = split(L"", &count);
+  LPWSTR* all = CommandLineToArgvW(L"", &count);
   printf(", empty %d %d\n", count, wcscmp(all[0], self));
   LocalFree(all);
 }
