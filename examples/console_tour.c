@@ -1,10 +1,10 @@
 /* What the console can do: colours, boxes, lines that are centred and rewritten,
- * wrapping against cutting, a pause at a screenful, progress in the title, and
+ * wrapped and cut lines, a pause at a screenful, progress in the title, and
  * line input.
  *
  *   console_tour [colours | boxes | lines | pause | progress | input]...
  *
- * Without arguments all of them. The same cells appear on a Windows console and
+ * Without arguments it shows all. The same cells appear on a Windows console and
  * on a Linux terminal; with its output in a file the tour is plain text. */
 #include <stdio.h>
 #include <string.h>

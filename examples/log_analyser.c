@@ -1,11 +1,11 @@
-/* Reads logs and says what stands in them.
+/* Summarises logs.
  *
  *   log_analyser file...
  *
  * A line is "2026-03-14 08:15:02 WARN disk: 91% full": date, time, level, the
  * source with a colon, and the message. Counts the levels, lists the sources by
- * how often they failed, and finds the longest silence. Other lines are counted
- * and the first one is named. */
+ * number of failures, and finds the longest gap. Other lines are counted, and the
+ * first one is shown. */
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>

@@ -3,8 +3,8 @@
  *   matrix_solver file...
  *
  * A file holds n, and then n rows of n coefficients and a right-hand side. The
- * matrix is split into two triangles with the pivot of each column the largest
- * in size; all inner products are the library's. */
+ * matrix is factored into two triangles, with the largest element of each column
+ * as pivot; the library computes all inner products. */
 #include <stdio.h>
 #include <stdlib.h>
 #include <tarn/fortran_math.h>

@@ -3,8 +3,8 @@
 !   matrix_solver file...
 !
 ! A file holds n, and then n lines of n coefficients and a right-hand side. The
-! matrix is split into two triangles with the pivot of each column the largest
-! in size; all inner products of the solution are the library's.
+! matrix is factored into two triangles, with the largest element of each column
+! as pivot; the library computes all inner products of the solution.
 module linear
   use tarnlib
   implicit none

@@ -3,7 +3,7 @@
  *   maze [columns rows [seed]]
  *
  * Without numbers the maze fills the window. On a screen the walls are blue and
- * the way is yellow; into a file it is plain text. */
+ * the way is yellow; in a file it is plain text. */
 #include <stdio.h>
 #include <stdlib.h>
 #include <tarn/console.h>

@@ -3,17 +3,17 @@
  *   pack FILE PACKED        packs FILE into PACKED
  *   pack -u PACKED FILE     unpacks PACKED into FILE
  *
- * A job that takes long shows in a window, or in the last row of the terminal,
- * how far it has come.
+ * A long job shows its progress in a window, or in the last row of the
+ * terminal.
  *
  * A packed file is the mark "TARNPACK", the size of the file (64 bits), and for
- * each 256 kB of it a head of three numbers of 32 bits, the bytes of the piece,
- * those of its packed form and a checksum of the piece, and the packed form.
- * What is anything else is refused.
+ * each 256 kB of it a head of three 32-bit numbers (the size of the piece, the
+ * size of its packed form, and a checksum of the piece) and the packed form.
+ * Any other file is refused.
  *
- * The result is written beside its place under a name with ".new" behind it, and
- * only when it stands there whole is it put in its place; if that fails, it is
- * left under that name. */
+ * The result is first written beside its destination, with ".new" added to the
+ * name, and renamed only when it is complete; if that fails, it is left under
+ * that name. */
 #include <io.h>
 #include <stdio.h>
 #include <stdlib.h>

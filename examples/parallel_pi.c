@@ -1,6 +1,6 @@
 /* Pi as the area under 4 / (1 + x * x) between 0 and 1, by a team of processes:
  * the program starts copies of itself, each sums its part of the intervals, and
- * the first one adds the parts up.
+ * the first one adds up the parts.
  *
  *   parallel_pi [slaves [intervals]]   default: 1 1000000 */
 #include <stdio.h>

@@ -1,9 +1,9 @@
-/* A job that may take long: the number below a limit whose chain of Collatz
+/* A job that may take a long time: the number below a limit whose chain of Collatz
  * steps (halve if even, else triple and add one) down to 1 is the longest.
  *
  *   progress [-t] [LIMIT]
  *
- * shows in a window, or in the last row of the terminal, how far it has come,
+ * shows its progress in a window, or in the last row of the terminal,
  * with a count of the records on the way. -t shows it in the console's title
  * instead. Neither appears if the job turns out to be quick. The default limit
  * of 20,000,000 takes a few seconds. */
