@@ -234,6 +234,7 @@ CRT_API int* _errno(void) {
   const DWORD last_error = GetLastError();
   int* cell = static_cast<int*>(TlsGetValue(slot));
   if (!cell) {
+    use_cell(&first_cell);  // calloc sets errno without memory
     cell = static_cast<int*>(calloc(1, sizeof(int)));
     if (!cell) cell = &first_cell;
     use_cell(cell);
@@ -258,6 +259,7 @@ CRT_API errno_t _set_errno(int value) {
   return 0;
 }
 CRT_API errno_t _get_errno(int* value) {
+  if (!value) return errno = EINVAL;
   *value = errno;
   return 0;
 }

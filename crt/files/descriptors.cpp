@@ -192,6 +192,11 @@ void (*before_console_read)();
 
 long long read_bytes(Descriptor& file, void* buffer, size_t size) {
   DWORD count = 0;
+  if (file.has_ahead && size > 0) {
+    file.has_ahead = false;
+    *static_cast<unsigned char*>(buffer) = file.ahead;
+    return 1;
+  }
   if (file.console && before_console_read) before_console_read();
   for (;;) {
     SetLastError(ERROR_SUCCESS);

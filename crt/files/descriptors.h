@@ -17,11 +17,12 @@ struct Descriptor {
   bool text;      // read and write translate line ends
   bool append;    // each write goes to the end
   bool device;    // a console, a printer or the null device: there is no position
-  bool console;   // a device whose lines somebody waits for
+  bool console;   // a device with a user
   bool pipe;
   bool at_end;  // of a text file: Ctrl-Z was read
   bool inherits;
-  signed char kept;  // a carriage return whose next byte could not be read yet, or 0
+  bool has_ahead;  // of a pipe or console in text mode: the byte after a carriage return was read
+  unsigned char ahead;
 };
 
 // Null, and EBADF, if it is not open.
@@ -45,8 +46,8 @@ int open_file(const char* path, int flags, int share, int mode);
 // operation is a bad one. Result: -1.
 int fail_on_handle();
 
-// Bytes as they are. Result: how many, 0 at the end of a file; -1 and errno. A
-// write is whole or fails.
+// Untranslated bytes. Result: how many, 0 at the end of a file; -1 and errno. A write that is not
+// whole fails.
 long long read_bytes(Descriptor& file, void* buffer, size_t size);
 long long write_bytes(Descriptor& file, const void* bytes, size_t size);
 // Result: the new position, or -1 and errno.

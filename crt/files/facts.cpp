@@ -40,9 +40,10 @@ unsigned short mode_of(DWORD attributes, bool executable) {
 // The number of the drive that the path names, or of the current one.
 unsigned drive_of(const char* path) {
   char letter = path[0];
-  char folder[MAX_PATH];
+  char folder[kPathSize];
   if (path[0] == '\0' || path[1] != ':') {
-    letter = GetCurrentDirectoryA(sizeof folder, folder) > 0 && folder[1] == ':' ? folder[0] : 'C';
+    const DWORD length = GetCurrentDirectoryA(sizeof folder, folder);
+    letter = length > 1 && length < sizeof folder && folder[1] == ':' ? folder[0] : 'C';
   }
   return static_cast<unsigned>((letter | 0x20) - 'a');
 }
@@ -54,6 +55,14 @@ void set_times(struct _stat64* result, const Facts& facts) {
   result->st_ctime = seconds_of(facts.ftCreationTime);
   result->st_size = static_cast<long long>(
       static_cast<unsigned long long>(facts.nFileSizeHigh) << 32 | facts.nFileSizeLow);
+}
+
+// Result: false for a time that the system does not have.
+bool file_time_of(long long seconds, FILETIME* result) {
+  constexpr long long kMost = INT64_MAX / kUnitsPerSecond - kSecondsFrom1601To1970;
+  if (seconds < -kSecondsFrom1601To1970 || seconds > kMost) return false;
+  *result = file_time((seconds + kSecondsFrom1601To1970) * kUnitsPerSecond);
+  return true;
 }
 
 bool is_device_name(const char* path) {
@@ -128,9 +137,9 @@ CRT_API int _futime64(int number, struct __utimbuf64* times) {
   FILETIME accessed, written;
   GetSystemTimeAsFileTime(&accessed);
   written = accessed;
-  if (times) {
-    accessed = file_time((times->actime + kSecondsFrom1601To1970) * kUnitsPerSecond);
-    written = file_time((times->modtime + kSecondsFrom1601To1970) * kUnitsPerSecond);
+  if (times &&
+      !(file_time_of(times->actime, &accessed) && file_time_of(times->modtime, &written))) {
+    return fail_with(EINVAL);
   }
   return SetFileTime(file->handle, nullptr, &accessed, &written) ? 0 : fail();
 }

@@ -15,8 +15,21 @@ namespace {
 
 constexpr unsigned char kEndMark = 0x1A;
 
-// A carriage return before a line feed is dropped; Ctrl-Z ends a file. One that is the
-// last byte so far waits for the next.
+// The byte after the last one that was read, which stays to be read; 0 if there is none. A pipe
+// or a console waits for it.
+char byte_ahead(Descriptor& file) {
+  char byte = 0;
+  if ((file.device && !file.console) || read_bytes(file, &byte, 1) != 1) return 0;
+  if (file.pipe || file.console) {
+    file.has_ahead = true;
+    file.ahead = static_cast<unsigned char>(byte);
+  } else {
+    seek_file(file, -1, SEEK_CUR);
+  }
+  return byte;
+}
+
+// A carriage return before a line feed is dropped; Ctrl-Z ends a file.
 int to_text(Descriptor& file, char* bytes, int count) {
   int kept = 0;
   for (int i = 0; i < count; ++i) {
@@ -25,12 +38,7 @@ int to_text(Descriptor& file, char* bytes, int count) {
       break;
     }
     if (bytes[i] == '\r') {
-      char following = 0;
-      if (i + 1 < count) {
-        following = bytes[i + 1];
-      } else if (!file.device && !file.pipe && read_bytes(file, &following, 1) == 1) {
-        seek_file(file, -1, SEEK_CUR);
-      }
+      const char following = i + 1 < count ? bytes[i + 1] : byte_ahead(file);
       if (following == '\n') continue;
     }
     bytes[kept++] = bytes[i];
@@ -148,6 +156,7 @@ CRT_API intptr_t _get_osfhandle(int number) {
   return file ? reinterpret_cast<intptr_t>(file->handle) : -1;
 }
 CRT_API int _open_osfhandle(intptr_t handle, int flags) {
+  if (handle == 0 || handle == -1) return fail_with(EBADF);  // no handle, INVALID_HANDLE_VALUE
   return claim_descriptor(reinterpret_cast<HANDLE>(handle), flags);
 }
 

@@ -55,7 +55,7 @@ CRT_API char* _getcwd(char* buffer, int size) {
     return nullptr;
   }
   const size_t room =
-      buffer || static_cast<DWORD>(size) > needed ? static_cast<size_t>(size) : needed;
+      size > 0 && static_cast<DWORD>(size) > needed ? static_cast<size_t>(size) : needed;
   char* const to = buffer ? buffer : static_cast<char*>(malloc(room));
   if (to) GetCurrentDirectoryA(static_cast<DWORD>(room), to);
   return to;
@@ -161,7 +161,9 @@ CRT_API wchar_t* _wgetcwd(wchar_t* buffer, int size) {
     errno = ERANGE;
     return nullptr;
   }
-  wchar_t* const to = buffer ? buffer : static_cast<wchar_t*>(malloc(needed * sizeof(wchar_t)));
+  const size_t room =
+      size > 0 && static_cast<size_t>(size) > needed ? static_cast<size_t>(size) : needed;
+  wchar_t* const to = buffer ? buffer : static_cast<wchar_t*>(malloc(room * sizeof(wchar_t)));
   return to ? wcscpy(to, wide) : nullptr;
 }
 CRT_API wchar_t* _wfullpath(wchar_t* buffer, const wchar_t* path, size_t size) {

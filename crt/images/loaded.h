@@ -1,5 +1,5 @@
-// The hosted images of a process: the program and its DLLs. Each has a run-time of its own; the
-// program's end ends the DLLs that it loaded by name too.
+// The hosted images of a process: the program and its DLLs. Each has a run-time of its own. When
+// the program ends, the DLLs that were loaded by name end too.
 //
 // Threads: images are loaded, freed and ended one after the other.
 #pragma once
@@ -18,13 +18,15 @@ namespace crt {
 // image is the program.
 void join_images(void (*end)());
 
-// A DLL is freed: the program's end leaves it alone. False if it has not joined.
+// Called in a DLL that is being freed: the program's end then leaves it out. False if it has not
+// joined.
 bool leave_images();
 
 // Whether the program ends the DLLs; true as well before the image has joined.
 bool has_hosted_program();
 
-// What the program joined with; null if the program is not hosted, or this image has not joined.
+// The routine with which the program joined; null if the program is not hosted, or this image has
+// not joined.
 void (*end_of_program())();
 
 // Ends the DLLs that were loaded by name, the last one first.

@@ -12,10 +12,10 @@ extern bool has_threads;
 
 class Lock {
  public:
-  void take() {
-    for (int turns = 0; !try_take(); ++turns) Sleep(turns < kTurnsBeforeSleep ? 0 : 1);
+  void acquire() {
+    for (int turns = 0; !try_acquire(); ++turns) Sleep(turns < kTurnsBeforeSleep ? 0 : 1);
   }
-  bool try_take() {
+  bool try_acquire() {
     if (!has_threads) return true;
     const DWORD self = GetCurrentThreadId();
     if (__atomic_load_n(&owner_, __ATOMIC_RELAXED) == self) {
@@ -27,8 +27,8 @@ class Lock {
     depth_ = 1;
     return true;
   }
-  // A thread that took it before there were others does not hold it.
-  void give_back() {
+  // Does nothing on a thread that acquired it before there were other threads.
+  void release() {
     if (!has_threads || __atomic_load_n(&owner_, __ATOMIC_RELAXED) != GetCurrentThreadId()) return;
     if (--depth_ > 0) return;
     __atomic_store_n(&owner_, 0, __ATOMIC_RELAXED);
@@ -44,8 +44,8 @@ class Lock {
 
 class Locked {
  public:
-  explicit Locked(Lock& lock) : lock_(lock) { lock_.take(); }
-  ~Locked() { lock_.give_back(); }
+  explicit Locked(Lock& lock) : lock_(lock) { lock_.acquire(); }
+  ~Locked() { lock_.release(); }
   Locked(const Locked&) = delete;
   Locked& operator=(const Locked&) = delete;
 

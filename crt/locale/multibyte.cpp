@@ -10,47 +10,13 @@
 #include <wchar.h>
 
 #include "../crt.h"
+#include "../strings/utf8.h"
 #include "locale.h"
 
 namespace {
 
 constexpr size_t kInvalid = static_cast<size_t>(-1);
 constexpr size_t kIncomplete = static_cast<size_t>(-2);
-
-// The code point of UTF-8. Result: its bytes; 0 if it is cut short, -1 if it is none.
-int decode(const unsigned char* bytes, size_t size, unsigned* code) {
-  const unsigned first = bytes[0];
-  if (first < 0x80) {
-    *code = first;
-    return 1;
-  }
-  const int length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-  if (first < 0xC2 || first > 0xF4) return -1;
-  unsigned value = first & (0x7Fu >> length);
-  for (int i = 1; i < length; ++i) {
-    if (static_cast<size_t>(i) == size) return 0;
-    const unsigned next = bytes[i];
-    const bool too_low =
-        i == 1 && ((first == 0xE0 && next < 0xA0) || (first == 0xF0 && next < 0x90));
-    const bool too_high =
-        i == 1 && ((first == 0xED && next > 0x9F) || (first == 0xF4 && next > 0x8F));
-    if ((next & 0xC0) != 0x80 || too_low || too_high) return -1;
-    value = value << 6 | (next & 0x3F);
-  }
-  *code = value;
-  return length;
-}
-
-int encode(unsigned code, char* to) {
-  if (code < 0x80) {
-    to[0] = static_cast<char>(code);
-    return 1;
-  }
-  const int length = code < 0x800 ? 2 : code < 0x10000 ? 3 : 4;
-  for (int i = length - 1; i > 0; --i, code >>= 6) to[i] = static_cast<char>(0x80 | (code & 0x3F));
-  to[0] = static_cast<char>(0xF00 >> length | code);
-  return length;
-}
 
 bool is_high(unsigned unit) { return unit >= 0xD800 && unit < 0xDC00; }
 bool is_low(unsigned unit) { return unit >= 0xDC00 && unit < 0xE000; }
@@ -85,9 +51,11 @@ size_t to_code(unsigned* code, const char* from, size_t size, State* state) {
   const size_t before = state->count;
   memcpy(bytes, state->bytes, before);
   size_t all = before;
-  for (size_t i = 0; all < sizeof bytes && i < size; ++i)
+  for (size_t i = 0; all < sizeof bytes && i < size; ++i) {
     bytes[all++] = static_cast<unsigned char>(from[i]);
-  const int length = decode(bytes, all, code);
+    if (from[i] == '\0') break;  // a string may end with its page
+  }
+  const int length = crt::decode_utf8(bytes, all, code);
   if (length < 0) {
     *state = {};
     return invalid();
@@ -138,14 +106,15 @@ size_t to_bytes(char* to, wchar_t wide, State* state) {
     const unsigned high = state->bytes[0] | static_cast<unsigned>(state->bytes[1]) << 8;
     *state = {};
     if (!is_low(wide)) return invalid();
-    return static_cast<size_t>(encode(0x10000 + ((high & 0x3FF) << 10) + (wide & 0x3FFu), to));
+    return static_cast<size_t>(
+        crt::encode_utf8(0x10000 + ((high & 0x3FF) << 10) + (wide & 0x3FFu), to));
   }
   if (is_high(wide)) {
     *state = {{static_cast<unsigned char>(wide), static_cast<unsigned char>(wide >> 8)}, kPair};
     return 0;
   }
   if (is_low(wide)) return invalid();
-  return static_cast<size_t>(encode(wide, to));
+  return static_cast<size_t>(crt::encode_utf8(wide, to));
 }
 
 State mbrtowc_state, mbrlen_state, wcrtomb_state, mbtowc_state, wctomb_state, mbsrtowcs_state,
@@ -182,7 +151,7 @@ CRT_API size_t c32rtomb(char* to, char32_t code, mbstate_t*) {
   if (code > (crt::is_utf8 ? 0x10FFFF : 0xFF) || (code >= 0xD800 && code < 0xE000)) {
     return invalid();
   }
-  if (crt::is_utf8) return static_cast<size_t>(encode(code, to));
+  if (crt::is_utf8) return static_cast<size_t>(crt::encode_utf8(code, to));
   *to = static_cast<char>(code);
   return 1;
 }

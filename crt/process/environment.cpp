@@ -47,7 +47,7 @@ CRT_API char* getenv(const char* name) {
 
 // "NAME=value"; without a value the variable goes.
 CRT_API int _putenv(const char* assignment) {
-  const char* const equals = strchr(assignment, '=');
+  const char* const equals = assignment ? strchr(assignment, '=') : nullptr;
   if (!equals || equals == assignment) return fail_with(EINVAL);
   const size_t length = static_cast<size_t>(equals - assignment);
   char* const entry = _strdup(assignment);
@@ -55,14 +55,18 @@ CRT_API int _putenv(const char* assignment) {
   VariablesLocked variables;
   entry[length] = '\0';
   if (!SetEnvironmentVariableA(entry, equals[1] ? equals + 1 : nullptr) && equals[1]) {
+    fail();
     free(entry);
-    return fail();
+    return -1;
   }
   entry[length] = '=';
-  if (equals[1]) return set(variables, entry, length) ? 0 : -1;
-  if (char** const place = find_variable(entry, length)) remove_entry(variables, place);
+  if (equals[1]) {
+    if (set(variables, entry, length)) return 0;
+  } else if (char** const place = find_variable(entry, length)) {
+    remove_entry(variables, place);
+  }
   free(entry);
-  return 0;
+  return equals[1] ? -1 : 0;
 }
 
 CRT_API errno_t _putenv_s(const char* name, const char* value) {

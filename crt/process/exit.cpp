@@ -24,8 +24,8 @@ CRT_API void _cexit(void) {
 }
 CRT_API void _c_exit(void) {}
 
-// Whichever image calls it, the program ends; of an image whose program is not hosted, its own
-// part.
+// Ends the program, whichever image calls it; if the program is not hosted, what the calling image
+// has to end.
 CRT_API void exit(int status) {
   auto* const end = crt::end_of_program();
   end ? end() : _cexit();

@@ -44,6 +44,56 @@ int read_star(const char** text, va_list& arguments, const va_list first) {
   return static_cast<int>(slot_at(first, place));
 }
 
+void read_flags(const char** text, Conversion* is) {
+  for (;; ++*text) {
+    switch (**text) {
+      case '-':
+        is->left = true;
+        break;
+      case '0':
+        is->zeros = true;
+        break;
+      case '+':
+        is->plus = true;
+        break;
+      case ' ':
+        is->space = true;
+        break;
+      case '#':
+        is->alternate = true;
+        break;
+      default:
+        return;
+    }
+  }
+}
+
+Conversion::Length read_length(const char** text) {
+  const char* const at = *text;
+  const auto take = [text](int letters, Conversion::Length length) {
+    *text += letters;
+    return length;
+  };
+  switch (*at) {
+    case 'h':
+      return at[1] == 'h' ? take(2, Conversion::kChar) : take(1, Conversion::kShort);
+    case 'l':
+      return at[1] == 'l' ? take(2, Conversion::kWide) : take(1, Conversion::kLong);
+    case 'j':
+    case 'z':
+    case 't':
+      return take(1, Conversion::kWide);
+    case 'I':
+      if (at[1] == '6' && at[2] == '4') return take(3, Conversion::kWide);
+      if (at[1] == '3' && at[2] == '2') return take(3, Conversion::kInt);
+      return take(1, Conversion::kWide);
+    case 'L':
+      return take(1, Conversion::kLongDouble);
+    default:
+      return Conversion::kInt;
+  }
+}
+
 Conversion read_conversion(const char** text, va_list& arguments, const va_list first) {
   Conversion is{};
   is.precision = -1;
@@ -53,26 +103,7 @@ Conversion read_conversion(const char** text, va_list& arguments, const va_list 
     is.place = place;
     *text = after_place + 1;
   }
-  for (;; ++*text) {
-    switch (**text) {
-      case '-':
-        is.left = true;
-        continue;
-      case '0':
-        is.zeros = true;
-        continue;
-      case '+':
-        is.plus = true;
-        continue;
-      case ' ':
-        is.space = true;
-        continue;
-      case '#':
-        is.alternate = true;
-        continue;
-    }
-    break;
-  }
+  read_flags(text, &is);
   if (**text == '*') {
     is.width = read_star(text, arguments, first);
     if (is.width < 0) {
@@ -91,44 +122,7 @@ Conversion read_conversion(const char** text, va_list& arguments, const va_list 
       is.precision = read_number(text);
     }
   }
-  switch (**text) {
-    case 'h':
-      ++*text;
-      is.length = Conversion::kShort;
-      if (**text == 'h') {
-        ++*text;
-        is.length = Conversion::kChar;
-      }
-      break;
-    case 'l':
-      ++*text;
-      is.length = Conversion::kLong;
-      if (**text == 'l') {
-        ++*text;
-        is.length = Conversion::kWide;
-      }
-      break;
-    case 'j':
-    case 'z':
-    case 't':
-      ++*text;
-      is.length = Conversion::kWide;
-      break;
-    case 'I':
-      ++*text;
-      is.length = Conversion::kWide;
-      if (**text == '6' && (*text)[1] == '4') {
-        *text += 2;
-      } else if (**text == '3' && (*text)[1] == '2') {
-        *text += 2;
-        is.length = Conversion::kInt;
-      }
-      break;
-    case 'L':
-      ++*text;
-      is.length = Conversion::kLongDouble;
-      break;
-  }
+  is.length = read_length(text);
   return is;
 }
 
@@ -292,6 +286,72 @@ bool round_to_digits(unsigned long long fraction, int exponent, int count,
   return false;
 }
 
+// What a conversion writes of a value: its digits as an integer, of which `places` are after the
+// point, and with an exponent the power of ten of the first digit.
+struct Decimal {
+  unsigned long long digits;
+  long long places;
+  int first;
+  bool scientific;
+};
+
+// fraction * 2^exponent as %e, %f or %g (`kind`) have it. Result: false if scale cannot do it.
+bool to_decimal(const Conversion& is, char kind, unsigned long long fraction, int exponent,
+                Decimal* decimal) {
+  *decimal = {0, is.precision < 0 ? 6 : is.precision, 0, kind == 'e'};
+  if (kind == 'f') {
+    return fraction == 0 ||
+           scale(fraction, exponent, static_cast<int>(decimal->places), &decimal->digits);
+  }
+  if (kind == 'g') decimal->places = decimal->places == 0 ? 0 : decimal->places - 1;
+  const int count = static_cast<int>(decimal->places) + 1;
+  if (count > kMostDigits) return false;
+  if (fraction != 0 &&
+      !round_to_digits(fraction, exponent, count, &decimal->digits, &decimal->first)) {
+    return false;
+  }
+  if (kind != 'g') return true;
+  decimal->scientific = decimal->first < -4 || decimal->first >= count;
+  if (!decimal->scientific) decimal->places -= decimal->first;
+  if (is.alternate) return true;
+  for (; decimal->places > 0 && decimal->digits % 10 == 0; --decimal->places) decimal->digits /= 10;
+  return true;
+}
+
+// Writes it before `end`, from its end: exponent, places, point, the rest. Result: the first
+// character; null if the places do not hold the digits.
+char* write_number(char* end, const Decimal& decimal, bool has_point, char e) {
+  char* begin = end;
+  unsigned long long digits = decimal.digits;
+  if (decimal.scientific) {
+    const int size = decimal.first < 0 ? -decimal.first : decimal.first;
+    begin = write_decimal(begin, static_cast<unsigned>(size));
+    while (end - begin < 2) *--begin = '0';
+    *--begin = decimal.first < 0 ? '-' : '+';
+    *--begin = e;
+  }
+  if (decimal.places > 0) {
+    char* const point = begin - decimal.places;
+    if (decimal.places <= kMostDigits) {
+      const unsigned long long whole = digits / kPowers.of_ten[decimal.places];
+      begin = write_decimal(begin, digits - whole * kPowers.of_ten[decimal.places]);
+      digits = whole;
+    } else {  // they are all there is
+      begin = write_decimal(begin, digits);
+      digits = 0;
+      if (begin < point) return nullptr;
+    }
+    while (begin > point) *--begin = '0';
+    *--begin = '.';
+  } else if (has_point) {
+    *--begin = '.';
+  }
+  char* const whole_end = begin;
+  begin = write_decimal(begin, digits);
+  if (begin == whole_end) *--begin = '0';
+  return begin;
+}
+
 // Result: false if libmingwex is to do it, with nothing written.
 bool put_double(Output& output, const Conversion& is, char letter, unsigned long long word) {
   if (is.precision > kMostPower) return false;
@@ -306,61 +366,13 @@ bool put_double(Output& output, const Conversion& is, char letter, unsigned long
   }
   exponent -= 1075;
 
-  const char kind = static_cast<char>(letter | 0x20);
-  long long places = is.precision < 0 ? 6 : is.precision;  // after the point
-  unsigned long long digits = 0;
-  int first = 0;
-  bool scientific = kind == 'e';
-  if (kind == 'f') {
-    if (fraction != 0 && !scale(fraction, exponent, static_cast<int>(places), &digits)) {
-      return false;
-    }
-  } else {
-    if (kind == 'g') places = places == 0 ? 0 : places - 1;
-    const int count = static_cast<int>(places) + 1;
-    if (count > kMostDigits) return false;
-    if (fraction != 0 && !round_to_digits(fraction, exponent, count, &digits, &first)) {
-      return false;
-    }
-    if (kind == 'g') {
-      scientific = first < -4 || first >= count;
-      if (!scientific) places -= first;
-      if (!is.alternate) {
-        for (; places > 0 && digits % 10 == 0; --places) digits /= 10;
-      }
-    }
-  }
-
-  // The text from its end: exponent, places, point, the rest.
+  Decimal decimal;
+  const bool is_capital = letter < 'a';
+  if (!to_decimal(is, static_cast<char>(letter | 0x20), fraction, exponent, &decimal)) return false;
   char text[64];
   char* const end = text + sizeof text;
-  char* begin = end;
-  if (scientific) {
-    const int size = first < 0 ? -first : first;
-    begin = write_decimal(begin, static_cast<unsigned>(size));
-    while (end - begin < 2) *--begin = '0';
-    *--begin = first < 0 ? '-' : '+';
-    *--begin = letter == 'g' || letter == 'e' ? 'e' : 'E';
-  }
-  if (places > 0) {
-    char* const point = begin - places;
-    if (places <= kMostDigits) {
-      const unsigned long long whole = digits / kPowers.of_ten[places];
-      begin = write_decimal(begin, digits - whole * kPowers.of_ten[places]);
-      digits = whole;
-    } else {  // they are all there is
-      begin = write_decimal(begin, digits);
-      digits = 0;
-      if (begin < point) return false;
-    }
-    while (begin > point) *--begin = '0';
-    *--begin = '.';
-  } else if (is.alternate) {
-    *--begin = '.';
-  }
-  char* const whole_end = begin;
-  begin = write_decimal(begin, digits);
-  if (begin == whole_end) *--begin = '0';
+  const char* const begin = write_number(end, decimal, is.alternate, is_capital ? 'E' : 'e');
+  if (!begin) return false;
 
   const char sign = negative ? '-' : is.plus ? '+' : ' ';
   const size_t sign_size = negative || is.plus || is.space;

@@ -17,7 +17,7 @@ constexpr size_t kModeSize = 32;
 template <class Open>
 FILE* with_mode(const wchar_t* mode, Open open) {
   char narrow[kModeSize];
-  return mode && to_utf8(mode, narrow, sizeof narrow) ? open(narrow) : nullptr;
+  return to_utf8(mode, narrow, sizeof narrow) ? open(narrow) : nullptr;
 }
 
 wchar_t* widened(const char* text, wchar_t* to, size_t size) {

@@ -149,8 +149,8 @@ CRT_API void setbuf(FILE* file, char* buffer) {
 }
 
 // Programs hold a stream over several calls by these.
-CRT_API void _lock_file(FILE* file) { stream_of(file).lock.take(); }
-CRT_API void _unlock_file(FILE* file) { stream_of(file).lock.give_back(); }
+CRT_API void _lock_file(FILE* file) { stream_of(file).lock.acquire(); }
+CRT_API void _unlock_file(FILE* file) { stream_of(file).lock.release(); }
 
 // What is in a stream's buffer was written in its former mode.
 CRT_API int _setmode(int number, int mode) {

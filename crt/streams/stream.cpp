@@ -94,13 +94,13 @@ bool begin_reading(Stream& stream) {
 
 void yield_output() {
   Stream& stream = standard_streams[1];
-  if (!stream.lock.try_take()) return;  // another thread prints here; it asks for the turn anew
+  if (!stream.lock.try_acquire()) return;  // another thread prints here; it asks for the turn anew
   if (stream.writing) {
     flush(stream);
     stream.writing = false;
     stream.limit = stream.base;
   }
-  stream.lock.give_back();
+  stream.lock.release();
 }
 
 bool has_turn(const Stream& stream) {
@@ -132,7 +132,7 @@ bool begin_writing(Stream& stream) {
   return true;
 }
 
-// Someone who is asked at a console has to see the question.
+// Before input from a console: a prompt without a line end has to be seen.
 void show_questions(const Descriptor& asked) {
   if (!asked.console) return;
   for (Stream& stream : standard_streams) {
@@ -165,8 +165,8 @@ int next_raw(Stream& stream) {
   return *stream.next++;
 }
 
-// The bytes of a write as they go out: what cannot be written is lost, so that a
-// full disk does not fill the memory too.
+// Writes bytes to the file. What cannot be written is discarded, so that a full disk does not
+// fill the memory too.
 int send(Stream& stream, const unsigned char* bytes, size_t size) {
   if (size == 0) return 0;
   Descriptor* const file = descriptor(stream.number);
@@ -175,7 +175,7 @@ int send(Stream& stream, const unsigned char* bytes, size_t size) {
   return EOF;
 }
 
-// A byte into the buffer, whatever it is.
+// Appends a byte as it is.
 int keep(Stream& stream, unsigned char byte) {
   if (stream.next == stream.base + stream.size && flush(stream) != 0) return EOF;
   *stream.next++ = byte;
@@ -268,7 +268,7 @@ bool read_mode(const char* mode, int* flags) {
       case 'T':
         result |= _O_SHORT_LIVED;
         break;
-      default:  // what is unknown says nothing, as in other libraries
+      default:  // unknown letters are ignored, as in other libraries
         break;
     }
   }

@@ -1,8 +1,8 @@
 // FILE streams: a buffer of the file's own bytes before a descriptor. Text mode is
 // done as characters leave or enter the buffer, so positions are exact.
 //
-// One buffer serves both directions, one at a time: while reading, next_ to last_
-// are bytes to come; while writing, base_ to next_ are bytes to go. Changing the
+// One buffer serves both directions, one at a time: while reading, `next` to `last`
+// are bytes to come; while writing, `base` to `next` are bytes to go. Changing the
 // direction flushes, or moves the file's position back to the character reached.
 // (ISO C asks programs for a positioning call there; without one nothing is lost.)
 //

@@ -6,17 +6,24 @@
 
 namespace crt {
 
+// The code point at the beginning of `size` bytes, of which it reads no more than it needs.
+// Result: how many those are; 0 if they are cut short, -1 if they are not well formed.
+int decode_utf8(const unsigned char* bytes, size_t size, unsigned* code);
+// Writes 1 to 4 bytes. Result: how many.
+int encode_utf8(unsigned code, char* to);
+
 // UTF-8 of a wide string, and back. Result: whether the whole, with its NUL, went into
-// `size` elements and was well formed; if not, EILSEQ or ENAMETOOLONG.
+// `size` elements and was well formed; if not, EILSEQ or ENAMETOOLONG, or EINVAL for null.
 bool to_utf8(const wchar_t* wide, char* bytes, size_t size);
 bool to_wide(const char* bytes, wchar_t* wide, size_t size);
 
 constexpr size_t kPathSize = 4096;
 
-// A path in wide characters, as the bytes that the system takes.
+// A path in wide characters, as the bytes that the system takes. Not valid, with errno, as to_utf8
+// has it.
 class NarrowPath {
  public:
-  explicit NarrowPath(const wchar_t* wide) : valid_(wide && to_utf8(wide, bytes_, sizeof bytes_)) {}
+  explicit NarrowPath(const wchar_t* wide) : valid_(to_utf8(wide, bytes_, sizeof bytes_)) {}
   operator const char*() const { return bytes_; }
   bool valid() const { return valid_; }
 

@@ -70,34 +70,56 @@ void write_zone(Output& out, const struct tm& t) {
   out.add(text);
 }
 
-void write(Output& out, const char* format, const struct tm& t);
+void write_zone_name(Output& out, const struct tm& t) {
+  _tzset();
+  out.add(_tzname[t.tm_isdst > 0]);
+}
+
+// The format that a conversion stands for; null if it is one of its own.
+const char* format_of(char conversion) {
+  switch (conversion) {
+    case 'c':
+      return "%a %b %e %H:%M:%S %Y";
+    case 'D':
+    case 'x':
+      return "%m/%d/%y";
+    case 'F':
+      return "%Y-%m-%d";
+    case 'h':
+      return "%b";
+    case 'n':
+      return "\n";
+    case 'r':
+      return "%I:%M:%S %p";
+    case 'R':
+      return "%H:%M";
+    case 't':
+      return "\t";
+    case 'T':
+    case 'X':
+      return "%H:%M:%S";
+    default:
+      return nullptr;
+  }
+}
 
 void write_conversion(Output& out, char conversion, const struct tm& t) {
   long long year;
-  const int hour12 = t.tm_hour % 12 == 0 ? 12 : t.tm_hour % 12;
   switch (conversion) {
     case 'a':
       return out.first_three(name_at(kDays, t.tm_wday));
     case 'A':
       return out.add(name_at(kDays, t.tm_wday));
     case 'b':
-    case 'h':
       return out.first_three(name_at(kMonths, t.tm_mon));
     case 'B':
       return out.add(name_at(kMonths, t.tm_mon));
-    case 'c':
-      return write(out, "%a %b %e %H:%M:%S %Y", t);
     case 'C':
       return out.number(year_of(t) / 100, 2);
     case 'd':
       return out.number(t.tm_mday, 2);
-    case 'D':
-    case 'x':
-      return write(out, "%m/%d/%y", t);
     case 'e':
       return out.number(t.tm_mday, 2, ' ');
-    case 'F':
-      return write(out, "%Y-%m-%d", t);
     case 'g':
       iso_week(t, &year);
       return out.number(year % 100, 2);
@@ -107,28 +129,17 @@ void write_conversion(Output& out, char conversion, const struct tm& t) {
     case 'H':
       return out.number(t.tm_hour, 2);
     case 'I':
-      return out.number(hour12, 2);
+      return out.number(t.tm_hour % 12 == 0 ? 12 : t.tm_hour % 12, 2);
     case 'j':
       return out.number(t.tm_yday + 1, 3);
     case 'm':
       return out.number(t.tm_mon + 1, 2);
     case 'M':
       return out.number(t.tm_min, 2);
-    case 'n':
-      return out.add("\n");
     case 'p':
       return out.add(t.tm_hour < 12 ? "AM" : "PM");
-    case 'r':
-      return write(out, "%I:%M:%S %p", t);
-    case 'R':
-      return write(out, "%H:%M", t);
     case 'S':
       return out.number(t.tm_sec, 2);
-    case 't':
-      return out.add("\t");
-    case 'T':
-    case 'X':
-      return write(out, "%H:%M:%S", t);
     case 'u':
       return out.number(t.tm_wday == 0 ? 7 : t.tm_wday, 1);
     case 'U':
@@ -146,8 +157,7 @@ void write_conversion(Output& out, char conversion, const struct tm& t) {
     case 'z':
       return write_zone(out, t);
     case 'Z':
-      _tzset();
-      return out.add(_tzname[t.tm_isdst > 0]);
+      return write_zone_name(out, t);
     case '%':
       return out.add("%");
     default:
@@ -165,7 +175,11 @@ void write(Output& out, const char* format, const struct tm& t) {
     ++format;
     while (*format == 'E' || *format == 'O' || *format == '#') ++format;
     if (*format == '\0') return;
-    write_conversion(out, *format, t);
+    if (const char* const longer = format_of(*format)) {
+      write(out, longer, t);
+    } else {
+      write_conversion(out, *format, t);
+    }
   }
 }
 

@@ -82,9 +82,9 @@ CRT_API FILE* _wfopen(const wchar_t* path, const wchar_t* mode) {
 }
 CRT_API FILE* _wfreopen(const wchar_t* path, const wchar_t* mode, FILE* file) {
   char narrow_mode[32];
-  const crt::NarrowPath narrow(path);
+  const crt::NarrowPath narrow(path ? path : L"");
   if (!narrow.valid() || !crt::to_utf8(mode, narrow_mode, sizeof narrow_mode)) return nullptr;
-  return freopen(narrow, narrow_mode, file);
+  return freopen(path ? static_cast<const char*>(narrow) : nullptr, narrow_mode, file);
 }
 CRT_API int _wsystem(const wchar_t* command) {
   const crt::NarrowPath narrow(command);

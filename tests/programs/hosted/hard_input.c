@@ -1,13 +1,19 @@
 /* What cannot be done sets errno, and what is large is done. TARN_SOAK=N opens N files one
  * after the other and makes a line of 100 N bytes. */
+#include <direct.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <io.h>
+#include <limits.h>
+#include <locale.h>
+#include <malloc.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/utime.h>
 #include <unistd.h>
 #include <wchar.h>
+#include <windows.h>
 
 #define SHOW(call)                                                          \
   do {                                                                      \
@@ -29,6 +35,15 @@ static void refused(void) {
   SHOW(close(fileno(file)));
   SHOW(fclose(file));
   SHOW(rmdir("a.tmp"));
+  SHOW(_wfopen(L"a.tmp", NULL) != NULL);
+  SHOW(_open_osfhandle(-1, O_RDONLY));
+  struct __utimbuf64 late = {.modtime = LLONG_MAX};
+  SHOW(_utime64("a.tmp", &late));
+  SHOW(_getcwd(NULL, -1) != NULL);
+  SHOW(_msize(_wgetcwd(NULL, 3000)) >= 6000);
+  SHOW(_putenv(NULL));
+  _putenv("TARN_HARD=\x80\x80");
+  SHOW(_wgetenv(L"TARN_HARD") != NULL);
   SHOW(snprintf(bytes, 10, "%100000000d", 5));
   SHOW(snprintf(bytes, 10, "%99999999999d", 5));
   errno = ETIMEDOUT;
@@ -60,6 +75,36 @@ static void broken(void) {
   SHOW(getchar());
 }
 
+/* A carriage return waits for what comes after it. */
+static void lines(void) {
+  int ends[2];
+  _pipe(ends, 512, O_TEXT);
+  _setmode(ends[1], O_BINARY);
+  write(ends[1], "a\r\nb\rc", 6);
+  printf("lines:");
+  for (int i = 0; i < 4; ++i) {
+    const int size = read(ends[0], bytes, 2);
+    printf(" %d %x", size, bytes[size - 1]);
+  }
+  puts("");
+  close(ends[0]);
+  close(ends[1]);
+}
+
+/* A string may end with the memory that there is, whatever the size that a routine is told. */
+static void last_bytes(void) {
+  enum { kPage = 4096 };
+  DWORD before;
+  char* const end = (char*)VirtualAlloc(NULL, 2 * kPage, MEM_COMMIT, PAGE_READWRITE) + kPage;
+  VirtualProtect(end, kPage, PAGE_NOACCESS, &before);
+  strcpy(end - 20, "nineteen characters");
+  SHOW(strnlen(end - 20, 100));
+  SHOW((char*)memchr(end - 3, 's', 100000) - end);
+  SHOW(memchr(end - 3, 'n', 2) != NULL);
+  printf("%ls\n", _wsetlocale(LC_ALL, L"C.UTF-8"));
+  SHOW(mbstowcs(NULL, end - 2, 0));
+}
+
 /* The end and an error stay until they are cleared; a later call does not fail for them. */
 static void indicators(void) {
   FILE *writer = fopen("g.tmp", "w"), *reader = fopen("g.tmp", "r");
@@ -77,19 +122,19 @@ static void indicators(void) {
 }
 
 static void large(long turns) {
-  const long long far = (1LL << 32) + 5;
+  const long long past = (1LL << 32) + 5;
   FILE* file = fopen("g.tmp", "wb");
-  SHOW(_fseeki64(file, far, SEEK_SET));
+  SHOW(_fseeki64(file, past, SEEK_SET));
   fputs("one\r\ntwo", file);
   SHOW(ftell(file));
   fclose(file);
   file = fopen("g.tmp", "r+");
   SHOW(_filelength(fileno(file)));
-  _fseeki64(file, far, SEEK_SET);
+  _fseeki64(file, past, SEEK_SET);
   fgets(bytes, 9, file);
-  printf("%d %lld", (int)strlen(bytes), _ftelli64(file) - far);
+  printf("%d %lld", (int)strlen(bytes), _ftelli64(file) - past);
   fputs("TWO\n", file);
-  printf(" %lld, %lld\n", _ftelli64(file) - far, _filelengthi64(fileno(file)) - far);
+  printf(" %lld, %lld\n", _ftelli64(file) - past, _filelengthi64(fileno(file)) - past);
   fclose(file);
 
   static FILE* files[500];
@@ -131,6 +176,8 @@ int main(void) {
   refused();
   full();
   broken();
+  lines();
+  last_bytes();
   indicators();
   large(turns ? atol(turns) : 2000);
   return 0;
