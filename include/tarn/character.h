@@ -1,7 +1,7 @@
 /* Fortran CHARACTER data, called in compiled Fortran's form: numbers by
  * reference, the length of a CHARACTER argument by value after all other
  * arguments, a CHARACTER result as a buffer and its length before them. The data
- * is padded with spaces and has no NUL; a space is the byte 0x20 alone. A length
+ * is padded with spaces and has no NUL; only the byte 0x20 is a space. A length
  * below 0 counts as 0. No routine fails or keeps state, and any thread may call
  * them. All routines use the Microsoft x64 convention; names that C cannot spell
  * are given by their link names. */

@@ -123,9 +123,9 @@ TARNAPI int CLR_SELECTED_REAL_KIND(const int* p, const int* r) TARN_AT("CLR_SELE
 TARNAPI double DERF(const double* x) TARN_AT("DERF");
 TARNAPI double DERFC(const double* x) TARN_AT("DERFC");
 TARNAPI double DERFC_SCALED(const double* x) TARN_AT("DERFC_SCALED");
-/* Gamma function and the logarithm of its absolute value. 357 at 0 and the
- * negative integers and for what lies too near them; DGAMMA above about 171.6,
- * below about -170.6 and for positive subnormals, DLOG_GAMMA above about
+/* Gamma function and the logarithm of its absolute value. Both raise 357 at 0, at
+ * the negative integers and too near them; DGAMMA also above about 171.6, below
+ * about -170.6 and for positive subnormals, DLOG_GAMMA also above about
  * 3.7e306. */
 TARNAPI double DGAMMA(const double* x) TARN_AT("DGAMMA");
 TARNAPI double DLOG_GAMMA(const double* x) TARN_AT("DLOG_GAMMA");

@@ -1,4 +1,4 @@
-/* What a program or DLL asks of its start-up script.
+/* What a program or DLL requests of its start-up script.
  *
  * An image is linked by the ordinary linker and then finished by finish_image,
  * which writes the image's start-up script. The macros of this header leave
@@ -86,7 +86,7 @@ struct tarn_image_note {
  *   typedef int counter(const char* text);
  *   TARN_BIND(count, counter, "COUNTING.DLL", "count_words")
  *
- * If the library or the routine cannot be found, the start-up goes on, and a
+ * If the library or the routine cannot be found, the start-up continues, and a
  * call ends the process with the run-time error "Attempt to call a function in
  * an rlo library failed". */
 #define TARN_BIND(pointer, type, library, routine_name) \

@@ -1,5 +1,5 @@
-/* Start-up, configuration and identity: the library's own entries beside the
- * C family. All use the Microsoft x64 convention. Names that C cannot spell
+/* Start-up, configuration and identity: the library's own entries, besides those
+ * of the C headers. All use the Microsoft x64 convention. Names that C cannot spell
  * are given by their link names.
  *
  * Unless a comment says otherwise a routine may be called on any thread. */
