@@ -210,6 +210,10 @@ TARNAPI char16_t* GetCommandLineW();
 // Of SHELL32.DLL: the arguments of a command line, in one block of LocalAlloc. Those of an empty
 // line are the program's path. Null, with error 87, without a count.
 TARNAPI char16_t** CommandLineToArgvW(const char16_t* line, std::int32_t* count);
+// Of SHLWAPI.DLL: whether a path begins with neither a drive nor '\\'. One that begins with '/' is
+// relative, as there.
+TARNAPI Bool PathIsRelativeA(const char* path);
+TARNAPI Bool PathIsRelativeW(const char16_t* path);
 TARNAPI void GetStartupInfoW(StartupInfo* info);  // which has no texts
 // CreateProcessA takes the flag 0x400, too: then `environment` is in UTF-16.
 TARNAPI Bool CreateProcessW(const char16_t* application, char16_t* command_line,

@@ -189,7 +189,12 @@ static void arguments(void) {
   LocalFree(all);
 }
 
+typedef BOOL(WINAPI* IsRelative)(LPCWSTR);
+
 static void full_paths(void) {
+  IsRelative is_relative = (IsRelative)GetProcAddress(LoadLibraryA("shlwapi"), "PathIsRelativeW");
+  printf("relative %d %d %d %d\n", is_relative(L"c:a"), is_relative(L"\\a"), is_relative(L"/a"),
+         is_relative(L""));
   static const WCHAR* const paths[] = {L"C:\\a\\..\\b.txt", L"q:x/y. .", L"d:",
                                        L"//host/share/a/../b", L"\\\\host\\share"};
   for (int i = 0; i < 5; ++i) {

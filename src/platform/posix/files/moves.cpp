@@ -210,6 +210,14 @@ std::uint32_t GetFullPathNameA(const char* path, std::uint32_t size, char* buffe
   return static_cast<std::uint32_t>(length);
 }
 
+Bool PathIsRelativeA(const char* path) {
+  return path == nullptr || (path[0] != '\\' && (path[0] == '\0' || path[1] != ':')) ? 1 : 0;
+}
+
+Bool PathIsRelativeW(const char16_t* path) {
+  return path == nullptr || (path[0] != u'\\' && (path[0] == 0 || path[1] != u':')) ? 1 : 0;
+}
+
 std::uint32_t GetTempPathA(std::uint32_t size, char* buffer) {
   char folder[kPathSize], path[kPathSize + 2];
   std::uint32_t length = 0;

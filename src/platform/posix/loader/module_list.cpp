@@ -75,7 +75,8 @@ constexpr struct {
   void* (*find)(const char* name);
 } kOnDemand[] = {{"BCRYPT.DLL", &find_bcrypt_routine},
                  {"ADVAPI32.DLL", &find_advapi_routine},
-                 {"SHELL32.DLL", &find_shell_routine}};
+                 {"SHELL32.DLL", &find_shell_routine},
+                 {"SHLWAPI.DLL", &find_path_routine}};
 
 std::uint32_t no_length(std::uint32_t code) {
   SetLastError(code);

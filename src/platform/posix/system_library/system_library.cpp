@@ -29,7 +29,8 @@ void* find_system_routine(const char* name) {
   return nullptr;
 }
 
-// What images may have of other DLLs: random bytes, for portable programs, and arguments.
+// What images may have of other DLLs: random bytes, arguments and kinds of paths, for
+// portable programs.
 void* find_bcrypt_routine(const char* name) {
   return strcmp(name, "BCryptGenRandom") == 0 ? reinterpret_cast<void*>(&BCryptGenRandom) : nullptr;
 }
@@ -53,6 +54,12 @@ void* find_advapi_routine(const char* name) {
 void* find_shell_routine(const char* name) {
   return strcmp(name, "CommandLineToArgvW") == 0 ? reinterpret_cast<void*>(&CommandLineToArgvW)
                                                  : nullptr;
+}
+
+void* find_path_routine(const char* name) {
+  if (strcmp(name, "PathIsRelativeA") == 0) return reinterpret_cast<void*>(&PathIsRelativeA);
+  if (strcmp(name, "PathIsRelativeW") == 0) return reinterpret_cast<void*>(&PathIsRelativeW);
+  return nullptr;
 }
 
 }  // namespace tarn::platform

@@ -1,5 +1,5 @@
-// KERNEL32.DLL, BCRYPT.DLL, ADVAPI32.DLL and SHELL32.DLL as images see them on the host: the
-// routines that they may import, by name.
+// KERNEL32.DLL, BCRYPT.DLL, ADVAPI32.DLL, SHELL32.DLL and SHLWAPI.DLL as images see them on the
+// host: the routines that they may import, by name.
 // An import that is not in the table is refused when the image is loaded.
 #pragma once
 
@@ -10,5 +10,6 @@ void* find_system_routine(const char* name);
 void* find_bcrypt_routine(const char* name);
 void* find_advapi_routine(const char* name);
 void* find_shell_routine(const char* name);
+void* find_path_routine(const char* name);
 
 }  // namespace tarn::platform
