@@ -16,12 +16,22 @@ namespace fs = std::filesystem;
 #ifdef _WIN32
 constexpr const char* kCompilers[] = {"x86_64-w64-mingw32-gcc", "gcc"};
 constexpr const char* kFortranCompilers[] = {"x86_64-w64-mingw32-gfortran", "gfortran"};
+constexpr char kNoCompiler[] =
+    "there is no gcc on PATH; install mingw-w64's, or name a compiler in TARN_CC";
+constexpr char kNoFortran[] =
+    "there is no gfortran on PATH; install mingw-w64's, or name a compiler in TARN_FC";
 #else
 constexpr const char* kCompilers[] = {"x86_64-w64-mingw32-gcc-posix", "x86_64-w64-mingw32-gcc",
                                       "x86_64-w64-mingw32-gcc-win32"};
 // The run-time of the other kind has no threads.
 constexpr const char* kFortranCompilers[] = {"x86_64-w64-mingw32-gfortran-posix",
                                              "x86_64-w64-mingw32-gfortran"};
+constexpr char kNoCompiler[] =
+    "there is no x86_64-w64-mingw32-gcc on PATH; install gcc-mingw-w64-x86-64, or name a "
+    "compiler in TARN_CC";
+constexpr char kNoFortran[] =
+    "there is no x86_64-w64-mingw32-gfortran on PATH; install "
+    "gfortran-mingw-w64-x86-64-posix, or name a compiler in TARN_FC";
 #endif
 
 fs::path own_file(const char* argument) {
@@ -46,8 +56,7 @@ std::string find_fortran(Places* places) {
     places->fortran = find_program(name);
     if (!places->fortran.empty()) return {};
   }
-  return "there is no x86_64-w64-mingw32-gfortran on PATH; install "
-         "gfortran-mingw-w64-x86-64-posix, or name a compiler in TARN_FC";
+  return kNoFortran;
 }
 
 std::string find_places(const char* argument, Places* places) {
@@ -76,6 +85,5 @@ std::string find_places(const char* argument, Places* places) {
     places->compiler = find_program(name);
     if (!places->compiler.empty()) return {};
   }
-  return "there is no x86_64-w64-mingw32-gcc on PATH; install gcc-mingw-w64-x86-64, or name a "
-         "compiler in TARN_CC";
+  return kNoCompiler;
 }

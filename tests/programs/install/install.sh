@@ -62,6 +62,7 @@ tarncc -c hello.c && tarncc hello.o --strip -o again.exe
 expect 4 hello tarnrun again.exe
 if [ -n "$wine" ]; then # the compiler of a machine with Windows is not here
   TARN_CC=nowhere expect 1 "there is no compiler nowhere" "$wine" zip/*/bin/tarncc.exe hello.c
+  expect 1 "there is no gcc on PATH; install mingw-w64's" "$wine" zip/*/bin/tarncc.exe hello.c
 fi
 
 # One file: it needs no installation and no DLL of the program's; the Windows one has all beside
