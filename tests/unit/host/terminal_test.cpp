@@ -736,6 +736,23 @@ TEST_F(HostConsole, ThePromptComesOnAFreshLine) {
          console.set_cursor(0, 4);
        },
        4},
+      {"one that is held over a stop of the process", "",
+       [](Console& console) {
+         HoldConsoleOutput(1);
+         console.write_text(0, 0, "one");
+         console.set_cursor(0, 4);
+         lose_screen();
+       },
+       4},
+      {"and used after it", "",
+       [](Console& console) {
+         HoldConsoleOutput(1);
+         console.write_text(0, 0, "one");
+         console.set_cursor(0, 4);
+         lose_screen();
+         console.cursor();
+       },
+       4},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);

@@ -255,6 +255,13 @@ Place cursor_place() {
   return {at_most(state.cursor.x, state.size.x - 1), window_row(state.cursor.y)};
 }
 
+// The end of a piece: the terminal's cursor goes to the kept one's place.
+void end_piece() {
+  if (cursor_away) go_to(cursor_place().column, cursor_place().row);
+  cursor_away = false;
+  place = kUnknownPlace;
+}
+
 // Where the buffer's rows lie, from the terminal's cursor.
 void locate(int column, int row, bool resized) {
   int y = located && resized ? state.cursor.y : row + (located ? state.top : 0);
@@ -452,8 +459,8 @@ bool settle_screen() {
   if (!window_of(terminal, &now)) now = state.window_size;
   const bool resized = now.x != state.window_size.x || now.y != state.window_size.y;
   if (!unknown && !resized) return true;
+  end_piece();
   out.flush();
-  place = kUnknownPlace;
   forget_shown();
   state.window_size = now;
   set_columns(now.x);
@@ -547,9 +554,7 @@ void set_terminal_title(const char* title) {
 bool flush_screen() {
   out.plain();
   if (held) return true;
-  if (cursor_away) go_to(cursor_place().column, cursor_place().row);
-  cursor_away = false;
-  place = kUnknownPlace;
+  end_piece();
   if (out.flush()) return true;
   fail_by_errno();
   return false;
@@ -614,6 +619,7 @@ void finish_screen() {
   if (title_kept) closing.put("\x1B[23;2t");
   if (touched && !in_background(terminal)) {
     const int lowest = lowest_row();
+    if (cursor_away) closing.move_to(cursor_place().column, cursor_place().row);
     if (look(&lost)) {
       if (state.cursor.x > 0) closing.put("\r\n");
     } else if (state.cursor.y <= lowest || state.cursor.x > 0) {
@@ -622,8 +628,6 @@ void finish_screen() {
       const int row = lowest < state.cursor.y ? state.cursor.y : lowest;
       closing.move_to(0, at_most(row - state.top, now.y - 1));
       if (row == lowest) closing.put("\n");
-    } else if (cursor_away) {
-      closing.move_to(cursor_place().column, cursor_place().row);
     }
   }
   closing.flush();
