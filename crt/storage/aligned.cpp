@@ -6,37 +6,11 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "../images/lock.h"
-
 extern "C" void* aligned_alloc(size_t alignment, size_t size);
 
-namespace crt {
-
-unsigned listed_blocks;
+using namespace crt;
 
 namespace {
-
-struct Header {
-  void* block;
-  size_t size;
-  Header* following;  // in its list
-  void* unused;       // keeps malloc's alignment
-};
-
-constexpr size_t kLists = 1024;
-Header* lists[kLists];
-Lock lists_lock;
-
-// The block need not be where a pointer may be: what is aligned may lie within it.
-Header* header_of(void* aligned) {
-  const auto address = reinterpret_cast<uintptr_t>(aligned) & -alignof(Header);
-  return reinterpret_cast<Header*>(address) - 1;
-}
-
-Header** list_of(const void* aligned) {
-  const auto address = reinterpret_cast<uintptr_t>(aligned);
-  return &lists[(address / kAlignmentOfMalloc * 0x9E3779B97F4A7C15u) >> 54];
-}
 
 // The byte at `offset` of the block is the one that is aligned.
 void* allocate(size_t size, size_t alignment, size_t offset = 0) {
@@ -46,13 +20,14 @@ void* allocate(size_t size, size_t alignment, size_t offset = 0) {
   }
   if (alignment < kAlignmentOfMalloc) alignment = kAlignmentOfMalloc;
   size_t whole;
-  if (__builtin_add_overflow(size, alignment + sizeof(Header), &whole)) {
+  if (__builtin_add_overflow(size, alignment + sizeof(AlignedHeader), &whole)) {
     errno = ENOMEM;
     return nullptr;
   }
   void* const block = malloc(whole);
   if (!block) return nullptr;
-  const auto first = reinterpret_cast<uintptr_t>(block) + sizeof(Header) + offset + alignment - 1;
+  const auto first =
+      reinterpret_cast<uintptr_t>(block) + sizeof(AlignedHeader) + offset + alignment - 1;
   void* const aligned = reinterpret_cast<void*>((first & ~(alignment - 1)) - offset);
   *header_of(aligned) = {block, size, nullptr, nullptr};
   return aligned;
@@ -60,39 +35,9 @@ void* allocate(size_t size, size_t alignment, size_t offset = 0) {
 
 }  // namespace
 
-void* block_of_listed(void* aligned) {
-  const Locked locked(lists_lock);
-  for (Header** link = list_of(aligned); *link; link = &(*link)->following) {
-    if (*link != header_of(aligned)) continue;
-    *link = (*link)->following;
-    --listed_blocks;
-    return header_of(aligned)->block;
-  }
-  return aligned;
-}
-
-bool is_listed(void* aligned, size_t* size) {
-  const Locked locked(lists_lock);
-  for (const Header* header = *list_of(aligned); header; header = header->following) {
-    if (header != header_of(aligned)) continue;
-    *size = header->size;
-    return true;
-  }
-  return false;
-}
-
-}  // namespace crt
-
-using namespace crt;
-
 CRT_API void* aligned_alloc(size_t alignment, size_t size) {
   void* const aligned = allocate(size, alignment);
-  if (!aligned) return nullptr;
-  const Locked locked(lists_lock);
-  Header** const list = list_of(aligned);
-  header_of(aligned)->following = *list;
-  *list = header_of(aligned);
-  ++listed_blocks;
+  if (aligned) list_block(aligned);
   return aligned;
 }
 
