@@ -22,6 +22,18 @@ bool join(char (&path)[kPathSize], const char* folder, size_t length, const char
   return true;
 }
 
+template <class Char>
+bool name_drive(int drive, Char* name) {
+  if (drive < 0 || drive > 26) {
+    fail_with(EACCES);
+    return false;
+  }
+  name[0] = static_cast<Char>('A' + drive - 1);
+  return true;
+}
+
+size_t room_of(int size) { return size > 0 ? static_cast<size_t>(size) : 0; }
+
 }  // namespace
 
 // 1 for A:, and so on.
@@ -40,13 +52,14 @@ CRT_API unsigned long _getdrives(void) { return GetLogicalDrives(); }
 
 // The folder of a drive, 0 for the current one.
 CRT_API char* _getdcwd(int drive, char* buffer, int size) {
+  char name[] = "A:";
   if (drive == 0 || drive == _getdrive()) return _getcwd(buffer, size);
-  if (drive < 0 || drive > 26) {
-    fail_with(EACCES);
-    return nullptr;
-  }
-  const char name[] = {static_cast<char>('A' + drive - 1), ':', '\0'};
-  return _fullpath(buffer, name, static_cast<size_t>(size));
+  return name_drive(drive, name) ? _fullpath(buffer, name, room_of(size)) : nullptr;
+}
+CRT_API wchar_t* _wgetdcwd(int drive, wchar_t* buffer, int size) {
+  wchar_t name[] = L"A:";
+  if (drive == 0 || drive == _getdrive()) return _wgetcwd(buffer, size);
+  return name_drive(drive, name) ? _wfullpath(buffer, name, room_of(size)) : nullptr;
 }
 
 CRT_API errno_t _searchenv_s(const char* name, const char* variable, char* to, size_t size) {
@@ -70,17 +83,6 @@ CRT_API void _searchenv(const char* name, const char* variable, char* to) {
   _searchenv_s(name, variable, to, _MAX_PATH);
 }
 
-CRT_API wchar_t* _wgetdcwd(int drive, wchar_t* buffer, int size) {
-  char narrow[kPathSize];
-  wchar_t wide[kPathSize];
-  if (!_getdcwd(drive, narrow, sizeof narrow) || !to_wide(narrow, wide, kPathSize)) return nullptr;
-  const size_t needed = wcslen(wide) + 1;
-  if (buffer && (size <= 0 || needed > static_cast<size_t>(size))) {
-    errno = ERANGE;
-    return nullptr;
-  }
-  return buffer ? wcscpy(buffer, wide) : _wcsdup(wide);
-}
 CRT_API errno_t _wsearchenv_s(const wchar_t* name, const wchar_t* variable, wchar_t* to,
                               size_t size) {
   char narrow[kPathSize];

@@ -41,6 +41,8 @@ static void refused(void) {
   SHOW(_utime64("a.tmp", &late));
   SHOW(_getcwd(NULL, -1) != NULL);
   SHOW(_msize(_wgetcwd(NULL, 3000)) >= 6000);
+  SHOW(_msize(_wgetdcwd(_getdrive(), NULL, 3000)) >= 6000);
+  SHOW(_getdcwd(17, bytes, -1) != NULL);
   SHOW(_putenv(NULL));
   _putenv("TARN_HARD=\x80\x80");
   SHOW(_wgetenv(L"TARN_HARD") != NULL);
