@@ -14,6 +14,8 @@ import sys
 import tempfile
 from pathlib import Path
 
+from own_names import PREFIX
+
 TEXT, DATA = 0x60500020, 0xC0400040  # section flags: code; data, both aligned to 16 or 8
 ADDR64, REL32 = 1, 4  # relocation types of x86-64
 FUNCTION, EXTERNAL = 0x20, 2
@@ -61,6 +63,7 @@ def main():
                             capture_output=True, text=True).stdout
     kinds = {fields[2]: fields[1] for fields in map(str.split, listed.splitlines())
              if len(fields) == 3 and fields[1] in "TDBR" and not fields[2].startswith(("_Z", "__imp_", "."))}
+    own = {name for name in kinds if name.startswith(PREFIX)}
     with tempfile.TemporaryDirectory() as folder:
         members = []
 
@@ -68,7 +71,7 @@ def main():
             members.append(Path(folder) / member)
             members[-1].write_bytes(content)
 
-        for name in sorted(kinds):
+        for name in sorted(kinds.keys() - own):
             add(f"imp_{name}.o", pointer(name, name))
         for line in Path(aliases).read_text().splitlines():
             line = line.split("#")[0].strip()
@@ -76,7 +79,7 @@ def main():
                 those, other = map(str.strip, line.split("="))
                 make = pointer if kinds.get(other) in ("D", "B", "R") else alias
                 for name in those.split():
-                    add(f"alias_{name}.o", make(name, other))
+                    add(f"alias_{name}.o", make(name, PREFIX + other if PREFIX + other in own else other))
         listing = Path(folder) / "members"
         listing.write_text("\n".join(map(str, members)))
         subprocess.run([ar, "qs", archive, f"@{listing}"], check=True)

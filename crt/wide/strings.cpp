@@ -1,5 +1,4 @@
 // Wide strings: what neither libmingwex nor musl has in the form of mingw-w64's headers.
-#include <share.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <wchar.h>
@@ -75,12 +74,11 @@ CRT_API int _wtoi(const wchar_t* s) { return static_cast<int>(wcstol(s, nullptr,
 CRT_API long _wtol(const wchar_t* s) { return wcstol(s, nullptr, 10); }
 CRT_API long long _wtoi64(const wchar_t* s) { return _wcstoi64(s, nullptr, 10); }
 
-// Not by fopen: a program may have one of its own that calls this.
 CRT_API FILE* _wfopen(const wchar_t* path, const wchar_t* mode) {
   char narrow_mode[32];
   const crt::NarrowPath narrow(path);
   if (!narrow.valid() || !crt::to_utf8(mode, narrow_mode, sizeof narrow_mode)) return nullptr;
-  return _fsopen(narrow, narrow_mode, _SH_DENYNO);
+  return fopen(narrow, narrow_mode);
 }
 CRT_API FILE* _wfreopen(const wchar_t* path, const wchar_t* mode, FILE* file) {
   char narrow_mode[32];
