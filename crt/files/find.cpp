@@ -9,12 +9,20 @@ using namespace crt;
 
 namespace {
 
+// Of a time that `Time` does not hold, -1.
+template <class Time>
+void set_time(Time* time, const FILETIME& found) {
+  const long long seconds = seconds_of(found);
+  *time = static_cast<Time>(seconds);
+  if (*time != seconds) *time = -1;
+}
+
 template <class Data>
 void set_facts(const WIN32_FIND_DATAA& found, Data* data) {
   data->attrib = found.dwFileAttributes & ~DWORD{FILE_ATTRIBUTE_NORMAL};
-  data->time_create = seconds_of(found.ftCreationTime);
-  data->time_access = seconds_of(found.ftLastAccessTime);
-  data->time_write = seconds_of(found.ftLastWriteTime);
+  set_time(&data->time_create, found.ftCreationTime);
+  set_time(&data->time_access, found.ftLastAccessTime);
+  set_time(&data->time_write, found.ftLastWriteTime);
   data->size = static_cast<decltype(data->size)>(
       static_cast<unsigned long long>(found.nFileSizeHigh) << 32 | found.nFileSizeLow);
 }
@@ -51,18 +59,21 @@ int next(intptr_t handle, Data* data) {
 
 }  // namespace
 
-// The forms with sizes of 32 bits are libmingwex's, over these.
-CRT_API intptr_t _findfirst64(const char* pattern, struct __finddata64_t* data) {
-  return first(pattern, data);
-}
-CRT_API int _findnext64(intptr_t handle, struct __finddata64_t* data) { return next(handle, data); }
-CRT_API intptr_t _wfindfirst64(const wchar_t* pattern, struct _wfinddata64_t* data) {
-  const NarrowPath narrow(pattern);
-  return narrow.valid() ? first(narrow, data) : -1;
-}
-CRT_API int _wfindnext64(intptr_t handle, struct _wfinddata64_t* data) {
-  return next(handle, data);
-}
+// Those with times of 64 bits and sizes of 32 are libmingwex's, over the first.
+#define FIND(Data, WideData, first_name, next_name, wide_first_name, wide_next_name)       \
+  CRT_API intptr_t first_name(const char* pattern, struct Data* data) {                    \
+    return first(pattern, data);                                                           \
+  }                                                                                        \
+  CRT_API int next_name(intptr_t handle, struct Data* data) { return next(handle, data); } \
+  CRT_API intptr_t wide_first_name(const wchar_t* pattern, struct WideData* data) {        \
+    const NarrowPath narrow(pattern);                                                      \
+    return narrow.valid() ? first(narrow, data) : -1;                                      \
+  }                                                                                        \
+  CRT_API int wide_next_name(intptr_t handle, struct WideData* data) { return next(handle, data); }
+FIND(__finddata64_t, _wfinddata64_t, _findfirst64, _findnext64, _wfindfirst64, _wfindnext64)
+FIND(_finddata32_t, _wfinddata32_t, _findfirst32, _findnext32, _wfindfirst32, _wfindnext32)
+FIND(_finddata32i64_t, _wfinddata32i64_t, _findfirst32i64, _findnext32i64, _wfindfirst32i64,
+     _wfindnext32i64)
 CRT_API int _findclose(intptr_t handle) {
   return FindClose(reinterpret_cast<HANDLE>(handle)) ? 0 : fail();
 }

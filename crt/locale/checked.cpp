@@ -80,3 +80,15 @@ CRT_API errno_t wcrtomb_s(size_t* result, char* to, size_t size, wchar_t wide, m
 
 // The characters of a string of bytes; -1 if it is not well formed.
 CRT_API size_t _mbstrlen(const char* string) { return mbstowcs(nullptr, string, 0); }
+// Of a character that passes the end of `size` bytes nothing counts.
+CRT_API size_t _mbstrnlen(const char* string, size_t size) {
+  size_t count = 0;
+  for (size_t taken; size > 0; string += taken, size -= taken) {
+    mbstate_t state = {};
+    taken = mbrlen(string, size, &state);
+    if (taken == SIZE_MAX) return SIZE_MAX;
+    if (taken == 0 || taken > size) break;
+    count += taken > 3 ? 2 : 1;  // wide characters, as _mbstrlen has it
+  }
+  return count;
+}

@@ -184,6 +184,30 @@ int scan_wide_string(const wchar_t* string, const wchar_t* format, va_list argum
   });
 }
 
+// Of the first `most` characters alone.
+template <class Char, class Scan>
+int scan_part(const Char* string, size_t most, Scan scan) {
+  if (!string) return fail_with(EINVAL);
+  size_t length = 0;
+  while (length < most && string[length]) ++length;
+  auto* const part = static_cast<Char*>(calloc(length + 1, sizeof(Char)));
+  if (!part) return EOF;
+  memcpy(part, string, length * sizeof(Char));
+  const int result = scan(part);
+  free(part);
+  return result;
+}
+
+#define SCAN_PART(Char, name, scan)                                                    \
+  int name(const Char* string, size_t most, const Char* format, va_list arguments) {   \
+    return scan_part(string, most,                                                     \
+                     [&](const Char* part) { return scan(part, format, arguments); }); \
+  }
+SCAN_PART(char, scan_part_plain, __mingw_vsscanf)
+SCAN_PART(char, scan_part_checked, scan_string)
+SCAN_PART(wchar_t, scan_part_wide, __mingw_vswscanf)
+SCAN_PART(wchar_t, scan_part_wide_checked, scan_wide_string)
+
 }  // namespace
 
 CRT_API int scanf_s(const char* format, ...) {
@@ -211,3 +235,14 @@ SCAN_WITH_LOCALE(char, (const char* string, ), (string, ), _sscanf_s_l, scan_str
 SCAN_WITH_LOCALE(wchar_t, (), (stdin, ), _wscanf_s_l, scan_wide_file)
 SCAN_WITH_LOCALE(wchar_t, (FILE * file, ), (file, ), _fwscanf_s_l, scan_wide_file)
 SCAN_WITH_LOCALE(wchar_t, (const wchar_t* string, ), (string, ), _swscanf_s_l, scan_wide_string)
+
+#define SCAN_PART_BY_NAME(Char, plain, name, name_with_locale)                                    \
+  CRT_API int name(const Char* string, size_t most, const Char* format, ...) {                    \
+    ARGUMENTS(format, plain(string, most, format, arguments));                                    \
+  }                                                                                               \
+  SCAN_WITH_LOCALE(Char, (const Char* string, size_t most, ), (string, most, ), name_with_locale, \
+                   plain)
+SCAN_PART_BY_NAME(char, scan_part_plain, _snscanf, _snscanf_l)
+SCAN_PART_BY_NAME(char, scan_part_checked, _snscanf_s, _snscanf_s_l)
+SCAN_PART_BY_NAME(wchar_t, scan_part_wide, _snwscanf, _snwscanf_l)
+SCAN_PART_BY_NAME(wchar_t, scan_part_wide_checked, _snwscanf_s, _snwscanf_s_l)

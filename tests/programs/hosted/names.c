@@ -1,6 +1,7 @@
 /* What the cross compiler's headers and libraries lack of ISO C, and names of Windows' C
  * run-time that programs use. */
 #include <complex.h>
+#include <corecrt_startup.h>
 #include <ctype.h>
 #include <direct.h>
 #include <errno.h>
@@ -14,6 +15,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/locking.h>
+#include <sys/stat.h>
 #include <time.h>
 #include <uchar.h>
 #include <unistd.h>
@@ -149,7 +151,27 @@ static void data(void) {
   _get_daylight(&summer);
   printf("zone %d %d %d", timezone == seconds && _timezone == seconds,
          daylight == summer && _daylight == summer, tzname[1] == _tzname[1]);
-  printf(", errors %d %s\n", sys_nerr > EILSEQ, sys_errlist[ENOENT]);
+  printf(", errors %d %s", sys_nerr > EILSEQ, sys_errlist[ENOENT]);
+  unsigned major = 0;
+  int got = _get_winmajor(&major);
+  printf(", system %u, %d %d\n", _osplatform, got,
+         major > 4 && _winver == (major << 8 | _winminor));
+}
+
+static _onexit_table_t table;
+static void digit(int value) { printf("%d", value); }
+static int one(void) { return digit(1), 0; }
+static int two(void) { return digit(2), _register_onexit_function(&table, one); }
+
+/* More than the table has room for at first; one registers another when it is called. */
+static void tables(void) {
+  printf("tables %d ", _initialize_onexit_table(NULL));
+  _initialize_onexit_table(&table);
+  for (int i = 0; i < 40; ++i) _register_onexit_function(&table, i % 20 == 7 ? two : NULL);
+  _register_onexit_function(&table, one);
+  _initialize_onexit_table(&table);
+  int first = _execute_onexit_table(&table), again = _execute_onexit_table(&table);
+  printf(" %d %d\n", first, again);
 }
 
 /* Texts with a room, arguments by their place, and dates of 32 bits. */
@@ -162,7 +184,13 @@ static void formats(void) {
   int cut = sscanf_s("[ab]12 long", "%*[[]%[^]]]%d %s", text, 8u, &number, small, 4u);
   printf(", cut %d %s %d %d", cut, text, number, small[0]);
   int one = swscanf_s(L"uvw xyzu", L"%s%s", wide, 4u, folder, 4u);
-  printf(", wide %d %ls\n", one, wide);
+  printf(", wide %d %ls", one, wide);
+  int part = _snscanf("12345", 3, "%d", &number);
+  one = _snscanf_s("abcdef", 4, "%s", text, 8u);
+  printf(", part %d %d, %d %s", part, number, one, text);
+  part = _snwscanf_l(L"678", 2, L"%d", NULL, &number);
+  printf(", %d %d, characters %d %d\n", part, number, (int)_mbstrnlen("a\xC3\xA4\xC3\xA4", 4),
+         (int)_mbstrnlen("\xA4", 9));
   snprintf(line, sizeof line, "%2$s %1$d %2$5.1s|%3$*4$d %5$Lf %2$s", 7, "two", 3, 2, 1.5L);
   int longer = _snwprintf(wide, 3, L"%d", 1234), full = _snwprintf(wide, 3, L"%d", 123);
   printf("places %s, wide %d %d %.3ls\n", line, longer, full, wide);
@@ -216,6 +244,23 @@ static void files(void) {
   int split = _splitpath_s("c:\\a\\b.txt", drive, 3, NULL, 0, name, 20, NULL, 0);
   printf(", parts %d %s %s, drive %d, missing %d\n", split, drive, name, _getdrive() > 0,
          fopen_s(&file, "none.tmp", "r"));
+  struct _stat32 facts = {0}, wide_facts = {0};
+  struct _stat32i64 open_facts = {0};
+  struct _finddata32_t found = {0};
+  struct _wfinddata32i64_t wide_found = {0};
+  int number = _open("names.tmp", _O_RDONLY);
+  int told = _stat32("names.tmp", &facts) | _wstat32(L"names.tmp", &wide_facts) |
+             _fstat32i64(number, &open_facts);
+  _close(number);
+  printf("facts %d %ld %ld %d %d", told, facts.st_size, wide_facts.st_size, (int)open_facts.st_size,
+         facts.st_mtime > 0 && facts.st_mtime == open_facts.st_mtime);
+  intptr_t search = _findfirst32("names.t*", &found);
+  printf(", found %s %lu %d", found.name, found.size, found.time_write == facts.st_mtime);
+  told = _findnext32(search, &found);
+  _findclose(search);
+  search = _wfindfirst32i64(L"names.t*", &wide_found);
+  _findclose(search);
+  printf(" %d, %ls %d\n", told, wide_found.name, (int)wide_found.size);
   remove("names.tmp");
 }
 
@@ -261,6 +306,7 @@ int main(int count, char** arguments) {
   checked();
   numbers();
   data();
+  tables();
   formats();
   files();
   children(arguments[0]);
