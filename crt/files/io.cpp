@@ -74,6 +74,7 @@ CRT_API int _creat(const char* path, int mode) {
 
 // Bytes that are written to the second come out of the first.
 CRT_API int _pipe(int* ends, unsigned size, int flags) {
+  if (!ends) return fail_with(EINVAL);
   SECURITY_ATTRIBUTES security = {sizeof security, nullptr, !(flags & _O_NOINHERIT)};
   HANDLE reading, writing;
   if (!CreatePipe(&reading, &writing, &security, size)) return fail();

@@ -10,15 +10,6 @@
 
 using namespace crt;
 
-extern "C" int suite_system(const char* command) __asm__("tarn_suite_system");
-
-// What the streams hold goes out first, so that the outputs are in order.
-CRT_API int system(const char* command) {
-  if (!command) return 1;
-  flush_all();
-  return suite_system(command);
-}
-
 CRT_API int _getpid(void) { return static_cast<int>(GetCurrentProcessId()); }
 
 namespace {
@@ -45,7 +36,7 @@ bool make_pipe(bool reads, Pipe* pipe) {
   return true;
 }
 
-// The command processor, with one of its standard handles replaced.
+// The command processor, with one of its standard handles replaced if `theirs` is not null.
 HANDLE start(const char* command, bool reads, HANDLE theirs) {
   constexpr char kProcessor[] = "cmd /c ";  // on Linux the platform runs /bin/sh for it
   char* const line = static_cast<char*>(malloc(sizeof kProcessor + strlen(command)));
@@ -53,7 +44,7 @@ HANDLE start(const char* command, bool reads, HANDLE theirs) {
   strcat(strcpy(line, kProcessor), command);
   STARTUPINFOA how = {};
   how.cb = sizeof how;
-  how.dwFlags = STARTF_USESTDHANDLES;
+  how.dwFlags = theirs ? STARTF_USESTDHANDLES : 0;
   how.hStdInput = reads ? GetStdHandle(STD_INPUT_HANDLE) : theirs;
   how.hStdOutput = reads ? theirs : GetStdHandle(STD_OUTPUT_HANDLE);
   how.hStdError = GetStdHandle(STD_ERROR_HANDLE);
@@ -67,7 +58,23 @@ HANDLE start(const char* command, bool reads, HANDLE theirs) {
   return made.hProcess;
 }
 
+int status_of(HANDLE child) {
+  DWORD status = 0;
+  WaitForSingleObject(child, INFINITE);
+  const BOOL told = GetExitCodeProcess(child, &status);
+  CloseHandle(child);
+  return told ? static_cast<int>(status) : fail();
+}
+
 }  // namespace
+
+// What the streams hold goes out first, so that the outputs are in order.
+CRT_API int system(const char* command) {
+  if (!command) return 1;
+  flush_all();
+  const HANDLE child = start(command, false, nullptr);
+  return child ? status_of(child) : -1;
+}
 
 CRT_API FILE* _popen(const char* command, const char* mode) {
   if (!command || !mode || (*mode != 'r' && *mode != 'w')) {
@@ -99,9 +106,5 @@ CRT_API int _pclose(FILE* file) {
   if (!child) return fail_with(EINVAL);
   stream_of(file).child = nullptr;
   fclose(file);
-  DWORD status = 0;
-  WaitForSingleObject(child, INFINITE);
-  const BOOL told = GetExitCodeProcess(child, &status);
-  CloseHandle(child);
-  return told ? static_cast<int>(status) : fail();
+  return status_of(child);
 }

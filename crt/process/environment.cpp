@@ -80,11 +80,11 @@ CRT_API errno_t _putenv_s(const char* name, const char* value) {
 }
 
 CRT_API int _wputenv(const wchar_t* assignment) {
-  const NarrowPath narrow(assignment);
+  const NarrowText narrow(assignment);
   return narrow.valid() ? _putenv(narrow) : -1;
 }
 CRT_API errno_t _wputenv_s(const wchar_t* name, const wchar_t* value) {
-  const NarrowPath narrow_name(name), narrow_value(value);
+  const NarrowText narrow_name(name), narrow_value(value);
   if (!narrow_name.valid() || !narrow_value.valid()) return errno = EINVAL;
   return _putenv_s(narrow_name, narrow_value);
 }

@@ -38,11 +38,9 @@ class Text {
     bytes_[length_] = '\0';
   }
   void add(const wchar_t* wide) {
-    const size_t size = 3 * wcslen(wide) + 1;
-    char* const narrow = static_cast<char*>(malloc(size));
-    valid_ &= narrow && to_utf8(wide, narrow, size);
-    if (valid_) add(narrow);
-    free(narrow);
+    const NarrowText narrow(wide);
+    valid_ &= narrow.valid();
+    if (valid_) add(static_cast<const char*>(narrow));
   }
   char* bytes() { return bytes_; }
   bool valid() const { return valid_; }

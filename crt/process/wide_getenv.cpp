@@ -38,7 +38,7 @@ wchar_t* crt::wide_variable(const char* entry) {
 }
 
 CRT_API wchar_t* _wgetenv(const wchar_t* name) {
-  const NarrowPath narrow(name);
+  const NarrowText narrow(name);
   if (!narrow.valid()) return nullptr;
   const VariablesLocked locked;
   char** const entry = find_variable(narrow, strlen(narrow));

@@ -81,4 +81,8 @@ CRT_API void* _aligned_realloc(void* aligned, size_t size, size_t alignment) {
 CRT_API void* _aligned_recalloc(void* aligned, size_t count, size_t size, size_t alignment) {
   return _aligned_offset_recalloc(aligned, count, size, alignment, 0);
 }
-CRT_API size_t _aligned_msize(void* aligned, size_t, size_t) { return header_of(aligned)->size; }
+CRT_API size_t _aligned_msize(void* aligned, size_t, size_t) {
+  if (aligned) return header_of(aligned)->size;
+  errno = EINVAL;
+  return SIZE_MAX;
+}

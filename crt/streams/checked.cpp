@@ -87,6 +87,10 @@ CRT_API errno_t clearerr_s(FILE* file) {
 
 // No more than `room` bytes: what would pass it stays in the file.
 CRT_API size_t fread_s(void* buffer, size_t room, size_t size, size_t count, FILE* file) {
+  if (size > 0 && count > 0 && !buffer) {
+    errno = EINVAL;
+    return 0;
+  }
   if (size > 0 && count > room / size) {
     memset(buffer, 0, room);
     errno = ERANGE;

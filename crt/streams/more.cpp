@@ -65,7 +65,7 @@ CRT_API FILE* _wfsopen(const wchar_t* path, const wchar_t* mode, int share) {
   return with_mode(mode, [&](const char* narrow) { return _fsopen(narrow_path, narrow, share); });
 }
 CRT_API FILE* _wpopen(const wchar_t* command, const wchar_t* mode) {
-  const NarrowPath narrow_command(command);
+  const NarrowText narrow_command(command);
   if (!narrow_command.valid()) return nullptr;
   return with_mode(mode, [&](const char* narrow) { return _popen(narrow_command, narrow); });
 }

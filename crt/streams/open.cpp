@@ -43,6 +43,14 @@ bool change_mode(Stream& stream, int flags) {
   return true;
 }
 
+// Input that is in the stream alone: it cannot be read from the file again.
+bool holds_input(const Stream& stream) {
+  if (stream.pushed_count > 0 || stream.wide_pushed != WEOF) return true;
+  if (!stream.reading || stream.next == stream.last) return false;
+  const Descriptor* const file = descriptor(stream.number);
+  return file && (file->pipe || file->device);
+}
+
 // Another file; without success the stream is closed.
 bool reopen(Stream& stream, const char* path, int flags) {
   const int old_number = stream.number;
@@ -125,7 +133,8 @@ CRT_API int _fileno(FILE* file) {
 CRT_API int setvbuf(FILE* file, char* buffer, int mode, size_t size) {
   Stream& stream = stream_of(file);
   const Locked locked(stream.lock);
-  if ((mode != _IOFBF && mode != _IOLBF && mode != _IONBF) || size > INT_MAX) {
+  if ((mode != _IOFBF && mode != _IOLBF && mode != _IONBF) || size > INT_MAX ||
+      holds_input(stream)) {
     return fail_with(EINVAL);
   }
   if (crt::flush(stream) != 0) return EOF;

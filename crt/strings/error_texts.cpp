@@ -65,6 +65,6 @@ CRT_API errno_t __wcserror_s(wchar_t* to, size_t size, const wchar_t* prefix) {
   return wide_with_prefix(to, size, prefix);
 }
 CRT_API void _wperror(const wchar_t* prefix) {
-  const NarrowPath narrow(prefix ? prefix : L"");
+  const NarrowText narrow(prefix ? prefix : L"");
   perror(narrow.valid() ? static_cast<const char*>(narrow) : nullptr);
 }

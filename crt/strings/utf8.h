@@ -2,6 +2,9 @@
 // say in their manifest.
 #pragma once
 
+#include <stdlib.h>
+#include <wchar.h>
+
 #include "../crt.h"
 
 namespace crt {
@@ -29,6 +32,25 @@ class NarrowPath {
 
  private:
   char bytes_[kPathSize];
+  bool valid_;
+};
+
+// The same of any length, for what is no path.
+class NarrowText {
+ public:
+  explicit NarrowText(const wchar_t* wide) {
+    const size_t size = wide ? 3 * wcslen(wide) + 1 : 1;
+    bytes_ = static_cast<char*>(malloc(size));
+    valid_ = bytes_ && to_utf8(wide, bytes_, size);
+  }
+  ~NarrowText() { free(bytes_); }
+  NarrowText(const NarrowText&) = delete;
+  NarrowText& operator=(const NarrowText&) = delete;
+  operator const char*() const { return bytes_; }
+  bool valid() const { return valid_; }
+
+ private:
+  char* bytes_;
   bool valid_;
 };
 

@@ -87,6 +87,6 @@ CRT_API FILE* _wfreopen(const wchar_t* path, const wchar_t* mode, FILE* file) {
   return freopen(path ? static_cast<const char*>(narrow) : nullptr, narrow_mode, file);
 }
 CRT_API int _wsystem(const wchar_t* command) {
-  const crt::NarrowPath narrow(command);
+  const crt::NarrowText narrow(command);
   return narrow.valid() ? system(narrow) : -1;
 }

@@ -10,6 +10,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <sys/utime.h>
 #include <unistd.h>
 #include <wchar.h>
@@ -23,6 +24,7 @@
   } while (0)
 
 static char bytes[64];
+size_t _aligned_msize(void*, size_t, size_t); /* which the headers lack */
 
 static void refused(void) {
   SHOW(fopen("none/x", "w") != NULL);
@@ -75,6 +77,41 @@ static void broken(void) {
   SHOW(fclose(file));
   fclose(stdin);
   SHOW(getchar());
+}
+
+/* What was read ahead is kept by a buffer of another size, or keeps it out. */
+static void buffers(void) {
+  int ends[2];
+  SHOW(_pipe(NULL, 512, O_BINARY));
+  _pipe(ends, 512, O_BINARY);
+  write(ends[1], "abc", 3);
+  FILE* file = fdopen(ends[0], "r");
+  SHOW(getc(file) - 'a' + setvbuf(file, NULL, _IOFBF, 99));
+  SHOW(getc(file) - 'b');
+  fclose(file);
+  close(ends[1]);
+  file = fopen("a.tmp", "w+");
+  fputs("abc", file);
+  rewind(file);
+  SHOW(getc(file) - 'a' + setvbuf(file, NULL, _IOFBF, 99));
+  ungetc('d', file);
+  SHOW(setvbuf(file, NULL, _IONBF, 0) != 0);
+  SHOW(getc(file) - 'd' + getc(file) - 'b');
+  SHOW(fread_s(NULL, 9, 1, 1, file));
+  fclose(file);
+  SHOW(_aligned_msize(NULL, 16, 0) == SIZE_MAX);
+}
+
+/* Wide strings longer than any path. */
+static void long_texts(void) {
+  enum { kSize = 7000 };
+  static wchar_t text[kSize];
+  swprintf(text, kSize, L"%*lsexit 3", 6000, L"");
+  SHOW(_wsystem(text));
+  SHOW(_pclose(_wpopen(text, L"r")));
+  swprintf(text, kSize, L"TARN_HARD=%06000d", 1);
+  SHOW(_wputenv(text));
+  SHOW(strlen(getenv("TARN_HARD")));
 }
 
 /* A carriage return waits for what comes after it. */
@@ -132,6 +169,8 @@ static void large(long turns) {
   fclose(file);
   file = fopen("g.tmp", "r+");
   SHOW(_filelength(fileno(file)));
+  struct _stat32 facts;
+  SHOW(_fstat32(fileno(file), &facts));
   _fseeki64(file, past, SEEK_SET);
   fgets(bytes, 9, file);
   printf("%d %lld", (int)strlen(bytes), _ftelli64(file) - past);
@@ -177,6 +216,8 @@ int main(void) {
   const char* const turns = getenv("TARN_SOAK");
   refused();
   full();
+  buffers();
+  long_texts();
   broken();
   lines();
   last_bytes();
