@@ -188,6 +188,11 @@ int fail_on_handle() {
   return error == ERROR_ACCESS_DENIED ? fail_with(EBADF) : fail(error);
 }
 
+bool ends_lines(const Descriptor& file) {
+  DWORD mode;
+  return !file.console || !GetConsoleMode(file.handle, &mode) || (mode & ENABLE_LINE_INPUT);
+}
+
 void (*before_console_read)();
 
 long long read_bytes(Descriptor& file, void* buffer, size_t size) {

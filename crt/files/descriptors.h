@@ -46,6 +46,9 @@ int open_file(const char* path, int flags, int share, int mode);
 // operation is a bad one. Result: -1.
 int fail_on_handle();
 
+// Whether a line feed may follow a carriage return: on a console without lines Enter is that alone.
+bool ends_lines(const Descriptor& file);
+
 // Untranslated bytes. Result: how many, 0 at the end of a file; -1 and errno. A write that is not
 // whole fails.
 long long read_bytes(Descriptor& file, void* buffer, size_t size);

@@ -19,7 +19,8 @@ constexpr unsigned char kEndMark = 0x1A;
 // or a console waits for it.
 char byte_ahead(Descriptor& file) {
   char byte = 0;
-  if ((file.device && !file.console) || read_bytes(file, &byte, 1) != 1) return 0;
+  if ((file.device && !file.console) || !ends_lines(file)) return 0;
+  if (read_bytes(file, &byte, 1) != 1) return 0;
   if (file.pipe || file.console) {
     file.has_ahead = true;
     file.ahead = static_cast<unsigned char>(byte);

@@ -334,7 +334,8 @@ int read_with_care(Stream& stream) {
   const int character = next_raw(stream);
   if (!stream.text || character == EOF) return character;
   if (character == '\r') {
-    if (stream.next == stream.last) {
+    const Descriptor* const file = descriptor(stream.number);
+    if (stream.next == stream.last && file && ends_lines(*file)) {
       --stream.next;  // fill keeps it
       const int flags = stream.face._flag;
       const bool filled = fill(stream);

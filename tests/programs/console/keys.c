@@ -1,6 +1,7 @@
 /* Keys of a hosted program, waited for and asked for; then lines. Nothing is echoed but
- * what _getche reads, and the lines. */
+ * what _getche reads, and the lines. Where there are no lines, nothing comes after Enter. */
 #include <conio.h>
+#include <io.h>
 #include <stdio.h>
 #include <windows.h>
 
@@ -24,4 +25,14 @@ int main(void) {
   _cgets(block);
   _cgetws_s(rest, 20, &length);
   _cwprintf(L"%hs %d, %ls %d\r\n", block + 2, block[1], rest, (int)length);
+
+  HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+  DWORD mode;
+  GetConsoleMode(input, &mode);
+  SetConsoleMode(input, mode & ~(ENABLE_LINE_INPUT | ENABLE_ECHO_INPUT));
+  _cputs("enter? ");
+  read(0, line, 1);
+  printf("%d\nagain? ", line[0]);
+  printf("%d\n", getchar());
+  SetConsoleMode(input, mode);
 }

@@ -53,7 +53,8 @@ visit() {
   page=keys
   wait_for '^key\?' && press a F5 && wait_for '^polling' && sleep 0.3 && press Up x &&
     wait_for '224 72' && press line Enter && wait_for '^größe\?' &&
-    press longer Enter && wait_for '^long 4' && wait_for '^STATUS 0' && keep
+    press longer Enter && wait_for '^long 4' && wait_for '^enter\?' && press Enter &&
+    wait_for '^again\?' && press Enter && wait_for '^STATUS 0' && keep
 
   for page in boxes input pause answers keys; do
     screen | grep -q 'not as it was' && fail "the terminal is not restored"

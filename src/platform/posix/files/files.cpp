@@ -334,7 +334,7 @@ timespec host_time(const FileTime* time) {
 Bool fail_transfer() { return fail(errno == EBADF ? kErrorAccessDenied : windows_code(errno)); }
 
 Bool write_file(Handle file, const void* buffer, std::uint32_t size, std::uint32_t* written,
-                void* overlapped, bool glyphs) {
+                void* overlapped, bool is_utf8) {
   if (written != nullptr) *written = 0;
   const OpenObject* const object = find_for_transfer(file, &OpenObject::writable);
   if (object == nullptr) return 0;
@@ -342,6 +342,7 @@ Bool write_file(Handle file, const void* buffer, std::uint32_t size, std::uint32
   survive_refused_writes();
   if (object->screen) send_held_output();
   std::uint32_t done;
+  const bool glyphs = object->code_page && !is_utf8;
   const bool all = glyphs ? write_glyphs(object->descriptor, buffer, size, &done)
                           : write_all(object->descriptor, buffer, size, &done, start_of(place));
   if (written != nullptr) *written = done;
@@ -483,8 +484,7 @@ Bool ReadFile(Handle file, void* buffer, std::uint32_t size, std::uint32_t* deli
 // Writes all of the bytes, or fails with the count of those that were written.
 Bool WriteFile(Handle file, const void* buffer, std::uint32_t size, std::uint32_t* written,
                void* overlapped) {
-  const OpenObject* const object = find_handle(file, HandleKind::kFile);
-  return write_file(file, buffer, size, written, overlapped, object && object->code_page);
+  return write_file(file, buffer, size, written, overlapped, false);
 }
 
 // Whatever code page the handle has for bytes.
@@ -502,7 +502,7 @@ Bool WriteConsoleW(Handle handle, const void* text, std::uint32_t length, std::u
     const std::int32_t size =
         WideCharToMultiByte(kUtf8, 0, from + done, static_cast<std::int32_t>(part), bytes,
                             sizeof bytes, nullptr, nullptr);
-    if (!write_file(handle, bytes, static_cast<std::uint32_t>(size), nullptr, nullptr, false)) {
+    if (!write_file(handle, bytes, static_cast<std::uint32_t>(size), nullptr, nullptr, true)) {
       return 0;
     }
     done += part;

@@ -285,6 +285,12 @@ bool read_line(int terminal, TypedLine* line) {
   }
 }
 
+void enter_alone(char* bytes, std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i) {
+    if (bytes[i] == '\n') bytes[i] = '\r';
+  }
+}
+
 std::size_t take_finished(void* buffer, std::size_t size) {
   const std::size_t left = finished.length - finished.taken;
   const std::size_t count = left < size ? left : size;
@@ -314,6 +320,7 @@ TerminalRead read_ours(int descriptor, unsigned device, void* buffer, std::size_
     if (!holds) return TerminalRead::kNotOurs;
     *count = held_count < size ? held_count : size;
     memcpy(buffer, held, *count);
+    enter_alone(static_cast<char*>(buffer), *count);
     drop_held(*count);
     return TerminalRead::kDone;
   }
@@ -340,14 +347,17 @@ std::size_t drop_late_answer(int descriptor, void* bytes, std::size_t count) {
   return count - length;
 }
 
-// Of a terminal that delivers lines. Result: the count with both bytes.
+// Enter as a console delivers it: two bytes at the end of a line, one where there are no lines.
+// Result: the count with both bytes.
 std::size_t end_line(int descriptor, void* bytes, std::size_t count, std::size_t size) {
   auto* const line = static_cast<char*>(bytes);
   termios flags;
-  if (count == 0 || line[count - 1] != '\n' || tcgetattr(descriptor, &flags) != 0 ||
-      (flags.c_lflag & ICANON) == 0) {
-    return count;
-  }
+  if (count == 0) return count;
+  // Only then is the system asked: all that is read of files comes here.
+  const bool may_end = line[count - 1] == '\n' || lines_were_refused();
+  if (!may_end || tcgetattr(descriptor, &flags) != 0) return count;
+  if ((flags.c_lflag & ICANON) == 0) enter_alone(line, count);
+  if ((flags.c_lflag & ICANON) == 0 || line[count - 1] != '\n') return count;
   line[count - 1] = '\r';
   if (count == size) {
     pthread_mutex_lock(&input_lock);

@@ -42,8 +42,9 @@ termios original;
 termios current;
 
 unsigned quiet_device;  // 0: no terminal is quiet
-bool echo_wanted;       // by the program's mode, on the quiet terminal
-int children;           // that may use the terminal
+bool lines_refused;
+bool echo_wanted;  // by the program's mode, on the quiet terminal
+int children;      // that may use the terminal
 unsigned continued;
 
 // Installed with SA_RESETHAND: the second time the signal has its own effect.
@@ -162,6 +163,8 @@ bool is_quiet_anywhere() { return __atomic_load_n(&quiet_device, __ATOMIC_ACQUIR
 bool is_quiet(unsigned device) {
   return device != 0 && __atomic_load_n(&quiet_device, __ATOMIC_ACQUIRE) == device;
 }
+
+bool lines_were_refused() { return __atomic_load_n(&lines_refused, __ATOMIC_RELAXED); }
 
 bool echoes_lines(int terminal) {
   termios flags;
@@ -316,6 +319,7 @@ Bool SetConsoleMode(Handle handle, std::uint32_t mode) {
     }
     flags.c_cc[VMIN] = 1;  // without lines: each byte as it comes
     flags.c_cc[VTIME] = 0;
+    if ((flags.c_lflag & ICANON) == 0) __atomic_store_n(&lines_refused, true, __ATOMIC_RELAXED);
   }
   if ((mode & ~known) != 0) return fail(kErrorInvalidParameter);
   if (!remember_terminal(object->descriptor, before)) return fail_by_errno();

@@ -25,6 +25,9 @@ bool is_quiet_anywhere();
 // Whether lines are echoed when they are read, by the program's console mode.
 bool echoes_lines(int terminal);
 
+// Whether the program ever asked for single bytes instead of lines.
+bool lines_were_refused();
+
 // How often the process went on after a stop.
 unsigned times_continued();
 
