@@ -20,6 +20,12 @@
 #define weak
 #define hidden
 #define weak_alias(old, new) extern __typeof(old) new __attribute__((__alias__(#old)))
+// The cross compiler's headers lack these. A configure script that found them would have
+// a program call them undeclared, and cut the pointers.
+#define memrchr tarn_memrchr
+#define qsort_r tarn_qsort_r
+#define strchrnul tarn_strchrnul
+
 char* __strchrnul(const char*, int);
 void* __memrchr(const void*, int, size_t);
 char* __stpcpy(char*, const char*);

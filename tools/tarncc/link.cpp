@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstdio>
+#include <sstream>
 
 #include "messages.h"
 #include "steps.h"
@@ -82,13 +83,32 @@ bool has_openmp(const Request& request) {
          });
 }
 
+// Whether the linker reads a definition file; libtool has it write one, in words of their own.
+bool reads_definition(const Request& request) {
+  Words words;
+  for (const Input& input : request.inputs) {
+    if (input.is_source || input.word == "-Xlinker") continue;
+    const bool is_list = input.word.starts_with("-Wl,");
+    std::istringstream parts(input.word.substr(is_list ? 4 : 0));
+    for (std::string word; std::getline(parts, word, is_list ? ',' : '\0');) words.push_back(word);
+  }
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    const bool is_written =
+        words[i].find("-output-def=") != std::string::npos ||
+        (i > 0 && (words[i - 1] == "--output-def" || words[i - 1] == "-output-def"));
+    if (words[i].ends_with(".def") && !is_written) return true;
+  }
+  return false;
+}
+
 // A DLL that says nothing of exports exports what is the user's in it, as the compiler does it.
 void add_exports(const Request& request, const Words& objects, Words* words) {
-  bool states_exports = std::any_of(objects.begin(), objects.end(),
-                                    [](const auto& name) { return has_exports(name); });
-  for (const Input& input : request.inputs) {
-    states_exports |= !input.is_source && (input.word.ends_with(".def") || has_exports(input));
-  }
+  const bool states_exports =
+      reads_definition(request) ||
+      std::any_of(objects.begin(), objects.end(),
+                  [](const auto& name) { return has_exports(name); }) ||
+      std::any_of(request.inputs.begin(), request.inputs.end(),
+                  [](const Input& input) { return !input.is_source && has_exports(input); });
   if (!request.hosted || states_exports) {
     words->push_back("-Wl,--exclude-all-symbols");
     return;

@@ -126,9 +126,11 @@ tarncc -shared greeting_part.c -o part.dll -Wl,--out-implib,other.a && [ -s othe
 expect 1 "-flto is not supported: it is for hosted programs" tarncc -flto hello.c
 echo "int share(int n) { return 6 / (2 - n); }" >share.c
 printf 'int share(int);\nint main(int n, char** v) {\n  return share(n);\n}\n' >whole.c
-tarncc --hosted -O2 -flto -c whole.c && tarncc --hosted -flto -shared share.c -o share.dll &&
+tarncc --hosted -O2 -flto -c whole.c && tarncc --hosted -flto -shared share.c -o share.dll -Wl,--output-def -Wl,share.def &&
   tarncc whole.o libshare.dll.a -o whole.exe && expect 6 "" tarnrun whole.exe
 expect 0 "close, return to the loader" finish_image --list share.dll
+echo "void main(void) { memmem(), memrchr(), qsort_r(), strchrnul(); }" >undeclared.c
+[ "$(tarncc --hosted -w undeclared.c 2>&1 | grep -c "undefined reference")" = 4 ] || fail "no header declares it"
 [ -z "$wine" ] || expect 6 "" "$wine" whole.exe
 tarncc --hosted --coverage whole.c share.c -o counted.exe && expect 6 "" tarnrun counted.exe
 [ -s counted-whole.gcno ] && [ -s counted-share.gcda ] || fail "--coverage"

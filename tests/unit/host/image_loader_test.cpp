@@ -335,7 +335,7 @@ TEST_F(Modules, SearchPathLooksInFoldersInTheirOrder) {
   }
   const char* const before = std::getenv("PATH");
   const std::string old_path = before ? before : "";
-  setenv("PATH", (folder + "/two:" + folder + "/one").c_str(), 1);
+  setenv("PATH", ("Z:" + folder + "\\two;/nowhere:" + folder + "/one").c_str(), 1);
   const std::string lists = "Z:" + folder + "/one;" + folder + "\\two";
   const std::string absolute = "Z:" + folder + "\\one\\prog";
   const struct {

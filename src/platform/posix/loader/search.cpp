@@ -15,15 +15,19 @@ bool is_absolute(const char* name) {
   return is_separator(name[0]) || (name[0] != '\0' && name[1] == ':');
 }
 
-// Folders to search, one by one. `list` has host folders.
+// Folders to search, one by one. The folders of PATH are host folders, and program folders
+// where a program put some before them, as on Windows: `Z:\part;/usr/bin:/bin`.
 struct Places {
-  bool has_defaults;  // first the program's folder and the current one
+  bool has_defaults;  // first the program's folder and the current one, then PATH
   int next_default;
   const char* list;  // null at its end
-  char separator;
 };
 
-Places default_places() { return {true, 0, getenv("PATH"), ':'}; }
+Places default_places() { return {true, 0, getenv("PATH")}; }
+
+bool has_drive(const char* folder) {
+  return (folder[0] == 'Z' || folder[0] == 'z') && folder[1] == ':' && is_separator(folder[2]);
+}
 
 bool program_folder(char (&folder)[kPathSize]) {
   if (!to_host_path(path_of(modules[kMainImage]), folder)) return false;
@@ -45,12 +49,16 @@ bool next_place(Places* places, char (&folder)[kPathSize]) {
   }
   while (places->list) {
     const char* const start = places->list;
-    const char* const end = strchr(start, places->separator);
-    const std::size_t length = end ? static_cast<std::size_t>(end - start) : strlen(start);
-    places->list = end ? end + 1 : nullptr;
+    const std::size_t drive = has_drive(start) ? 2 : 0;
+    const std::size_t length = drive + strcspn(start + drive, places->has_defaults ? ":;" : ";");
+    places->list = start[length] ? start + length + 1 : nullptr;
     if (length == 0 || length >= kPathSize) continue;
     memcpy(folder, start, length);
     folder[length] = '\0';
+    if (places->has_defaults && drive == 0) return true;
+    char host[kPathSize];
+    if (!to_host_path(folder, host)) continue;
+    strcpy(folder, host);
     return true;
   }
   return false;
@@ -72,11 +80,6 @@ bool find_in_any_case(char (&host_path)[kPathSize]) {
                                       char (&found)[kPathSize]) {
   char folder[kPathSize];
   while (next_place(&places, folder)) {
-    if (!places.has_defaults) {
-      char host[kPathSize];
-      if (!to_host_path(folder, host)) continue;
-      strcpy(folder, host);
-    }
     const int length = snprintf(found, kPathSize, "%s/%s", folder, relative);
     if (length < static_cast<int>(kPathSize) && find_in_any_case(found)) return true;
   }
@@ -142,7 +145,7 @@ std::uint32_t SearchPathA(const char* path, const char* name, const char* extens
   char host_path[kPathSize];
   char full[kModulePathSize];
   if (!name || *name == '\0') return no_length(kErrorInvalidParameter);
-  const Places places = path ? Places{false, 0, path, ';'} : default_places();
+  const Places places = path ? Places{false, 0, path} : default_places();
   if (!find_file(name, extension, places, host_path) ||
       !to_program_path(host_path, full, sizeof full)) {
     return 0;
