@@ -10,6 +10,7 @@
 #include "../streams/stream.h"
 #include "../streams/variadic.h"
 #include "../strings/checked.h"
+#include "keys.h"
 
 using namespace crt;
 
@@ -31,7 +32,7 @@ constexpr struct {
 };
 
 Lock console_lock;
-int pushed = EOF;  // by _ungetch, or the second code of a key
+int pushed = EOF, pushed_wide = EOF;  // by _ungetch, or the second code of a key
 
 HANDLE open_console(const char* name) {
   return CreateFileA(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
@@ -47,11 +48,11 @@ HANDLE screen() {
 }
 
 // The first code of a key, and its second or EOF. False for what is no key to a program.
-bool codes_of(const INPUT_RECORD& record, int* first, int* second) {
+bool codes_of(const INPUT_RECORD& record, bool is_wide, int* first, int* second) {
   const KEY_EVENT_RECORD& key = record.Event.KeyEvent;
   *second = EOF;
   if (record.EventType != KEY_EVENT || !key.bKeyDown) return false;
-  *first = static_cast<unsigned char>(key.uChar.AsciiChar);
+  *first = is_wide ? key.uChar.UnicodeChar : static_cast<unsigned char>(key.uChar.AsciiChar);
   if (*first != 0) return true;
   for (const auto& silent : kSilentKeys) {
     if (silent.key != key.wVirtualKeyCode) continue;
@@ -141,25 +142,46 @@ CRT_API wchar_t* _cgetws(wchar_t* block) {
   return error == 0 ? block + 2 : nullptr;
 }
 
-CRT_API int _getch(void) {
+namespace {
+
+int take_key(int* waiting, bool is_wide) {
   const Locked locked(console_lock);
-  int code = pushed;
-  pushed = EOF;
+  int code = *waiting;
+  *waiting = EOF;
   end_polling();
   if (code != EOF) return code;
   flush_all();
+  const auto read = is_wide ? ReadConsoleInputW : ReadConsoleInputA;
   INPUT_RECORD record;
   DWORD count;
   do {
-    if (!ReadConsoleInputA(keyboard(), &record, 1, &count)) return EOF;
-  } while (count == 0 || !codes_of(record, &code, &pushed));
+    if (!read(keyboard(), &record, 1, &count)) return EOF;
+  } while (count == 0 || !codes_of(record, is_wide, &code, waiting));
   return code;
 }
+
+}  // namespace
+
+CRT_API int _getch(void) { return take_key(&pushed, false); }
+CRT_API wint_t _getwch(void) { return static_cast<wint_t>(take_key(&pushed_wide, true)); }
 
 CRT_API int _ungetch(int code) {
   const Locked locked(console_lock);
   if (code == EOF || pushed != EOF) return EOF;
   return pushed = code;
+}
+CRT_API wint_t _ungetwch(wint_t code) {
+  const Locked locked(console_lock);
+  if (code == WEOF || pushed_wide != EOF) return WEOF;
+  pushed_wide = code;
+  return code;
+}
+
+int crt::take_pushed_key() {
+  const Locked locked(console_lock);
+  const int code = pushed;
+  pushed = EOF;
+  return code;
 }
 
 // Events that are no keys are taken away, since they would hide one.
@@ -168,12 +190,12 @@ CRT_API int _kbhit(void) {
   INPUT_RECORD record;
   DWORD count;
   int first, second;
-  if (pushed != EOF) return 1;
+  if (pushed != EOF || pushed_wide != EOF) return 1;
   flush_all();
   before_console_read = end_polling;
   begin_polling();
   while (PeekConsoleInputA(keyboard(), &record, 1, &count) && count > 0) {
-    if (codes_of(record, &first, &second)) return 1;
+    if (codes_of(record, false, &first, &second)) return 1;
     ReadConsoleInputA(keyboard(), &record, 1, &count);
   }
   return 0;
@@ -223,6 +245,11 @@ CRT_API int _cputws(const wchar_t* text) {
 CRT_API wint_t _putwch(wchar_t character) {
   const wchar_t text[2] = {character, 0};
   return _cputws(text) == 0 ? character : WEOF;
+}
+CRT_API wint_t _getwche(void) {
+  const wint_t code = _getwch();
+  if (code != WEOF && code != 0 && code != 0xE0) _putwch(code);
+  return code;
 }
 CRT_API int _vcwprintf(const wchar_t* format, va_list arguments) {
   va_list again;

@@ -8,6 +8,7 @@
 #include <wchar.h>
 
 #include "../crt.h"
+#include "checked_scan.h"
 #include "variadic.h"
 
 using namespace crt;
@@ -163,19 +164,9 @@ int scan_checked(const Char* format, va_list arguments, Scan scan) {
   return plain.scan(scan);
 }
 
-int scan_file(FILE* file, const char* format, va_list arguments) {
-  return scan_checked(format, arguments, [file](const char* plain, va_list slots) {
-    return __mingw_vfscanf(file, plain, slots);
-  });
-}
 int scan_string(const char* string, const char* format, va_list arguments) {
   return scan_checked(format, arguments, [string](const char* plain, va_list slots) {
     return __mingw_vsscanf(string, plain, slots);
-  });
-}
-int scan_wide_file(FILE* file, const wchar_t* format, va_list arguments) {
-  return scan_checked(format, arguments, [file](const wchar_t* plain, va_list slots) {
-    return __mingw_vfwscanf(file, plain, slots);
   });
 }
 int scan_wide_string(const wchar_t* string, const wchar_t* format, va_list arguments) {
@@ -209,6 +200,17 @@ SCAN_PART(wchar_t, scan_part_wide, __mingw_vswscanf)
 SCAN_PART(wchar_t, scan_part_wide_checked, scan_wide_string)
 
 }  // namespace
+
+int crt::scan_file(FILE* file, const char* format, va_list arguments) {
+  return scan_checked(format, arguments, [file](const char* plain, va_list slots) {
+    return __mingw_vfscanf(file, plain, slots);
+  });
+}
+int crt::scan_wide_file(FILE* file, const wchar_t* format, va_list arguments) {
+  return scan_checked(format, arguments, [file](const wchar_t* plain, va_list slots) {
+    return __mingw_vfwscanf(file, plain, slots);
+  });
+}
 
 CRT_API int scanf_s(const char* format, ...) {
   ARGUMENTS(format, scan_file(stdin, format, arguments));

@@ -473,6 +473,9 @@ TARNAPI char16_t* lstrcpynW(char16_t* to, const char16_t* from, std::int32_t roo
 // The first of the events that wait, without taking it. *count is 0 if there is none.
 TARNAPI Bool PeekConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
                                std::uint32_t* count);
+// As ReadConsoleInputA, with every character of UTF-16; one that is a pair yields two records.
+TARNAPI Bool ReadConsoleInputW(Handle input, InputRecord* records, std::uint32_t room,
+                               std::uint32_t* count);
 // The code page of the bytes of ReadFile and WriteFile: UTF-8, and no other can be set.
 TARNAPI std::uint32_t GetConsoleCP();
 TARNAPI std::uint32_t GetConsoleOutputCP();

@@ -25,6 +25,13 @@ int main(void) {
   _cgets(block);
   _cgetws_s(rest, 20, &length);
   _cwprintf(L"%hs %d, %ls %d\r\n", block + 2, block[1], rest, (int)length);
+  int number, more;
+  wint_t wide = _getwch(), shown = _getwche(), none = _getwch(), up = _getwch();
+  _ungetch('4');
+  int got = _cscanf("%d %3s", &number, line);
+  got = got * 10 + _cscanf_s("%19s %d", rest, 20u, &more);
+  _cprintf("%x %x %d %d, %d %d %s %s %d\r\n", wide, shown, none, up, got, number, line, (char*)rest,
+           more);
 
   HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
   DWORD mode;

@@ -53,7 +53,8 @@ visit() {
   page=keys
   wait_for '^key\?' && press a F5 && wait_for '^polling' && sleep 0.3 && press Up x &&
     wait_for '224 72' && press line Enter && wait_for '^größe\?' &&
-    press longer Enter && wait_for '^long 4' && wait_for '^enter\?' && press Enter &&
+    press longer Enter && wait_for '^long 4' && press € ö Up && wait_for '^ö' &&
+    press '2 abcde' Enter 9 Enter && wait_for '^20ac' && wait_for '^enter\?' && press Enter &&
     wait_for '^again\?' && press Enter && wait_for '^STATUS 0' && keep
 
   for page in boxes input pause answers keys; do

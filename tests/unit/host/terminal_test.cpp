@@ -506,9 +506,19 @@ TEST_F(HostConsole, KeysAreRecordsAndTheModeLastsAsLongAsTheCall) {
     EXPECT_EQ(seat.read_key(), c.key);
     typist.join();
   }
-  EXPECT_TRUE(seat.has_mode(before));
   InputRecord record{};
   std::uint32_t count = 9;
+  std::thread typist([&] {
+    while ((seat.mode().c_lflag & ICANON) != 0) {
+    }
+    seat.type("\x1B\u00e4\U0001F600");
+  });
+  for (const int unit : {0xE4, 0xD83D, 0xDE00}) {
+    EXPECT_NE(ReadConsoleInputW(seat.input, &record, 1, &count), 0);
+    EXPECT_EQ(record.character | record.character_high << 8, unit);
+  }
+  typist.join();
+  EXPECT_TRUE(seat.has_mode(before));
   EXPECT_EQ(ReadConsoleInputA(seat.screen, &record, 1, &count), 0);
   EXPECT_EQ(count, 0u);
 }

@@ -386,6 +386,11 @@ const OpenObject* find_keyboard(Handle input, std::uint32_t room, std::uint32_t*
   return nullptr;
 }
 
+void set_character(InputRecord* record, std::uint32_t unit) {
+  record->character = static_cast<std::uint8_t>(unit);
+  record->character_high = static_cast<std::uint8_t>(unit >> 8);
+}
+
 }  // namespace
 
 Answer ask_cursor(int terminal, int reader, int* column, int* row) {
@@ -440,6 +445,37 @@ Bool ReadConsoleInputA(Handle input, InputRecord* records, std::uint32_t room,
   pthread_mutex_unlock(&input_lock);
   if (!got) return fail(kErrorIoDevice);
   *records = key.record;
+  *count = 1;
+  return 1;
+}
+
+Bool ReadConsoleInputW(Handle input, InputRecord* records, std::uint32_t room,
+                       std::uint32_t* count) {
+  static InputRecord second;  // of a character that is a pair
+  static bool has_second;
+  const OpenObject* const object = find_keyboard(input, room, count);
+  if (object == nullptr) return 0;
+  send_held_output();
+  pthread_mutex_lock(&input_lock);
+  TypedKey key;
+  const bool is_second = has_second;
+  const bool got = is_second || read_key(object->descriptor, false, &key);
+  has_second = false;
+  *records = is_second ? second : key.record;
+  if (got && !is_second && key.record.character >= ' ') {
+    const std::size_t prefix = key.count > 1 && key.bytes[0] == kEscape ? 1 : 0;  // with Alt
+    std::uint32_t code;
+    if (take_utf8(key.bytes + prefix, key.count - prefix, &code) <= 0) code = 0xFFFD;
+    has_second = code > 0xFFFF;
+    if (has_second) {
+      second = key.record;
+      set_character(&second, 0xDC00 | (code & 0x3FF));
+      code = 0xD800 + ((code - 0x10000) >> 10);
+    }
+    set_character(records, code);
+  }
+  pthread_mutex_unlock(&input_lock);
+  if (!got) return fail(kErrorIoDevice);
   *count = 1;
   return 1;
 }
