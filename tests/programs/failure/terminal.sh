@@ -96,7 +96,7 @@ Sources:
 b?c.c:1: in b
 tarnreport: note: no b?c.c here (--source says where)' ] || fail "tarnreport: $said"
   head -c -1 report.txt >cut.txt
-  for refused in 'cut.txt=damaged: its end is missing' "$0=not a report" '/dev/zero=larger than any'; do
+  for refused in 'cut.txt=damaged: its end is missing' "$0=not a saved report" '/dev/zero=larger than any'; do
     said=$("$tool" "${refused%%=*}" 2>&1) && fail "tarnreport takes ${refused%%=*}"
     [[ $said == "tarnreport: ${refused/=/: }"* ]] || fail "tarnreport: $said"
   done
