@@ -204,7 +204,10 @@ static void formats(void) {
   int values = _sscanf_s_l("31 long", "%d %s", locale, &number, small, 4u);
   longer = _swprintf_s_l(path, 20, L"%d", locale, number);
   _free_locale(locale);
-  printf("locale %s, %d %d %d, %d %ls\n", line, values, number, small[0], longer, path);
+  printf("locale %s, %d %d %d, %d %ls", line, values, number, small[0], longer, path);
+  values = _snprintf_c(line, 6, "%d", 12345);
+  longer = _snprintf_c(line, 3, "%d", 12345);
+  printf(", cut %d %s, whole %d\n", longer, line, values);
 }
 
 static void files(void) {
