@@ -233,7 +233,8 @@ TARNAPI int tarn_set_cursor_size(const int* size) TARN_LINK_NAME("SET_CURSOR_SIZ
 
 /* 0 hides the cursor, any other value shows it again as it was; a repeated call
  * does nothing. CURSOR_CONTROL@. HIDE_CURSOR@ and RESTORE_CURSOR@ also hide and show
- * it; do not mix them with CursorControl, which does not notice their calls. */
+ * it, and do nothing when repeated; do not mix them with CursorControl, which does not
+ * notice their calls. */
 TARNAPI void CursorControl(int on);
 TARNAPI void tarn_cursor_control(const int* on) TARN_LINK_NAME("CURSOR_CONTROL@");
 TARNAPI void tarn_hide_cursor(void) TARN_LINK_NAME("HIDE_CURSOR@");
