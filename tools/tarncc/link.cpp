@@ -83,8 +83,8 @@ bool has_openmp(const Request& request) {
          });
 }
 
-// Whether the linker reads a definition file; libtool has it write one, in words of their own.
-bool reads_definition(const Request& request) {
+// What the linker itself is told, word by word.
+Words linker_words(const Request& request) {
   Words words;
   for (const Input& input : request.inputs) {
     if (input.is_source || input.word == "-Xlinker") continue;
@@ -92,6 +92,11 @@ bool reads_definition(const Request& request) {
     std::istringstream parts(input.word.substr(is_list ? 4 : 0));
     for (std::string word; std::getline(parts, word, is_list ? ',' : '\0');) words.push_back(word);
   }
+  return words;
+}
+
+// Whether the linker reads a definition file; libtool has it write one, in words of their own.
+bool reads_definition(const Words& words) {
   for (std::size_t i = 0; i < words.size(); ++i) {
     const bool is_written =
         words[i].find("-output-def=") != std::string::npos ||
@@ -101,15 +106,23 @@ bool reads_definition(const Request& request) {
   return false;
 }
 
-// A DLL that says nothing of exports exports what is the user's in it, as the compiler does it.
+bool exports_all(const Words& words) {
+  return std::any_of(words.begin(), words.end(), [](const std::string& word) {
+    return word.starts_with('-') && word.ends_with("-export-all-symbols");
+  });
+}
+
+// A DLL that says nothing of exports, or asks for all, exports what is the user's in it, as
+// the compiler does it.
 void add_exports(const Request& request, const Words& objects, Words* words) {
+  const Words told = linker_words(request);
   const bool states_exports =
-      reads_definition(request) ||
+      reads_definition(told) ||
       std::any_of(objects.begin(), objects.end(),
                   [](const auto& name) { return has_exports(name); }) ||
       std::any_of(request.inputs.begin(), request.inputs.end(),
                   [](const Input& input) { return !input.is_source && has_exports(input); });
-  if (!request.hosted || states_exports) {
+  if (!request.hosted || (states_exports && !exports_all(told))) {
     words->push_back("-Wl,--exclude-all-symbols");
     return;
   }

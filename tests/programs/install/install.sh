@@ -128,6 +128,9 @@ echo "int share(int n) { return 6 / (2 - n); }" >share.c
 printf 'int share(int);\nint main(int n, char** v) {\n  return share(n);\n}\n' >whole.c
 tarncc --hosted -O2 -flto -c whole.c && tarncc --hosted -flto -shared share.c -o share.dll -Wl,--output-def -Wl,share.def &&
   tarncc whole.o libshare.dll.a -o whole.exe && expect 6 "" tarnrun whole.exe
+echo "__declspec(dllexport) int one;" >one.c
+tarncc --hosted -shared one.c share.c -Wl,--export-all-symbols -o share.dll &&
+  tarncc whole.o libshare.dll.a -o whole.exe && expect 6 "" tarnrun whole.exe
 expect 0 "close, return to the loader" finish_image --list share.dll
 echo "void main(void) { memmem(), memrchr(), qsort_r(), strchrnul(); }" >undeclared.c
 [ "$(tarncc --hosted -w undeclared.c 2>&1 | grep -c "undefined reference")" = 4 ] || fail "no header declares it"
