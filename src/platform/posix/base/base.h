@@ -144,6 +144,8 @@ std::uint32_t put_wide(const char* bytes, char16_t* wide, std::uint32_t size);
 // pipe without readers, or past the limit on file size, fails instead of ending
 // the process by a signal.
 void survive_refused_writes();
+// Whether it has been called.
+TARNAPI bool survives_refused_writes();
 
 // ---- Handles ----------------------------------------------------------------
 
@@ -191,7 +193,7 @@ HandleKind kind_of_handle(Handle handle);
 
 // The object of a handle; null, with the last error, if it is not an open one of
 // that kind. Takes no lock.
-const OpenObject* find_handle(Handle handle, HandleKind kind);
+TARNAPI const OpenObject* find_handle(Handle handle, HandleKind kind);
 
 // Takes the handle out of the table and returns what it stood for; kind kFree,
 // with the last error, if it is not an open one of that kind.
@@ -248,6 +250,8 @@ void go_on_at(int descriptor, std::int64_t position);
 
 // Sets the system's position, before something uses it.
 void settle_position(int descriptor);
+// Whether it is set.
+TARNAPI bool is_settled(int descriptor);
 
 // The system's position has been set otherwise.
 void forget_position(int descriptor);

@@ -31,9 +31,14 @@ void go_on_at(int descriptor, std::int64_t position) {
   }
 }
 
+bool is_settled(int descriptor) {
+  const std::atomic<std::int64_t>* const kept = find(descriptor);
+  return kept == nullptr || kept->load(std::memory_order_relaxed) <= kSettled;
+}
+
 void settle_position(int descriptor) {
   std::atomic<std::int64_t>* const kept = find(descriptor);
-  if (kept == nullptr || kept->load(std::memory_order_relaxed) <= kSettled) return;
+  if (is_settled(descriptor)) return;
   const std::int64_t position = kept->exchange(kSettled, std::memory_order_relaxed);
   if (position > kSettled) lseek(descriptor, position - 1, SEEK_SET);
 }

@@ -3,14 +3,19 @@
 #include "platform/posix/base/base.h"
 
 namespace tarn::platform {
+namespace {
+
+bool done;
+
+}  // namespace
+
+bool survives_refused_writes() { return __atomic_load_n(&done, __ATOMIC_RELAXED); }
 
 // Unlike an ignored signal, a handler that does nothing is not inherited by the
 // programs that the process starts.
 void survive_refused_writes() {
-  static bool done;
-  // Looked at first: each write of a stream comes here, and an exchange is slow.
-  if (__atomic_load_n(&done, __ATOMIC_RELAXED)) return;
-  if (__atomic_exchange_n(&done, true, __ATOMIC_RELAXED)) return;
+  // Looked at first: many writes come here, and an exchange is slow.
+  if (survives_refused_writes() || __atomic_exchange_n(&done, true, __ATOMIC_RELAXED)) return;
   constexpr int kOfRefusedWrites[] = {SIGPIPE, SIGXFSZ};
   for (const int number : kOfRefusedWrites) {
     struct sigaction present;
