@@ -123,7 +123,8 @@ struct Heap {
 };
 
 Heap heap;
-pthread_mutex_t heap_lock = PTHREAD_MUTEX_INITIALIZER;
+// Held for a microsecond or two, less than a thread takes to fall asleep.
+pthread_mutex_t heap_lock = PTHREAD_ADAPTIVE_MUTEX_INITIALIZER_NP;
 
 class HeapLock {
  public:
