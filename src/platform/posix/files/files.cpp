@@ -352,7 +352,7 @@ inline std::uint32_t write_plainly(Handle file, const void* buffer, std::uint32_
 }
 
 // In the same convention as WriteFile, which only goes on to it.
-TARNAPI [[gnu::noinline]] Bool write_file(Handle file, const void* buffer, std::uint32_t size,
+[[gnu::noinline]] TARNAPI Bool write_file(Handle file, const void* buffer, std::uint32_t size,
                                           std::uint32_t* written, void* overlapped, bool is_utf8) {
   if (written != nullptr) *written = 0;
   const OpenObject* const object = find_for_transfer(file, &OpenObject::writable);
