@@ -40,7 +40,7 @@ run_tests() {
   local total bad left_out
   total=$(sed -n 's/^.*% tests passed, [0-9]* tests* failed out of \([0-9]*\).*$/\1/p' "$report")
   bad=$(sed -n 's/^.*% tests passed, \([0-9]*\) tests* failed out of .*$/\1/p' "$report")
-  left_out=$(grep -c 'Skipped' "$report" || true)
+  left_out=$(grep -c '\*\*\*Skipped' "$report" || true)
   if [ -z "$total" ]; then
     cat "$report"
     failed=$((failed + 1))
