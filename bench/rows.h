@@ -108,6 +108,7 @@ inline void run_rows(std::span<const Row> rows, int repetitions = 14) {
     }
     TimeReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter, "^" + number + "/");
+    benchmark::ClearRegisteredBenchmarks();
     print_row(row.name, row.peer, reporter.time(number + "/ours"), reporter.time(number + "/peer"),
               row.limit, row.bytes);
   }
