@@ -83,7 +83,7 @@ bool has_openmp(const Request& request) {
          });
 }
 
-// What the linker itself is told, word by word.
+// The arguments of the linker itself, one by one.
 Words linker_words(const Request& request) {
   Words words;
   for (const Input& input : request.inputs) {
